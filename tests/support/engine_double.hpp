@@ -1,0 +1,71 @@
+// SPDX-License-Identifier: MIT
+// The radio engine's C interface as a double: it records every call in order,
+// answers from memory and fails on request. Everything here is safe from any
+// thread.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "rxe.h"
+
+namespace engine_double {
+
+struct call_s {
+    std::string name;                  // "RXE_setParam2"
+    unsigned id = 0;                   // parameter id; RXE_txFakeTags: count; RXE_connect: baud
+    std::vector<std::uint8_t> record;  // what a set call carried; empty for gets
+    bool shadow = false;               // last flag of RXE_setParam2
+    std::string text;                  // RXE_connect: device; RXE_enablePacketLogging: file
+};
+
+// A call as one line: name without "RXE_", id in hexadecimal, record in
+// hexadecimal up to its last byte that is not zero ("-" when all are), text:
+// "setParam2 0401 0100010001". Parts that a call does not have are left out.
+std::string describe(const call_s& call);
+
+// All calls since the start or the last reset, in order.
+std::vector<call_s> calls();
+
+// Forgets calls, records, failures, the callback and a start under way.
+void reset();
+
+// Forgets the calls only.
+void clearCalls();
+
+// Makes calls of `name` (with parameter `id`, or any with -1) return `status`:
+// all but the first `skip` of them. A failing call is recorded but changes
+// nothing and fills no record.
+void failOn(const std::string& name, int id, RXE_API_STATUS status, int skip = 0);
+
+// What RXE_getParam answers for `id`. Without it: what was last set, else a
+// sound default (firmware 2.1.50.0, maximum power 330, channels 1 to 4 enabled
+// at 903000 to 904500 kHz), else zeros.
+void setRecord(unsigned short id, const void* record, std::size_t size);
+
+// What RXE_getAPIVerNum answers; 2.2.40.0 by default.
+void setLibraryVersion(REL_VERSION_s version);
+
+// Whether a start is under way: RXE_resume answers 241 when not. RXE_start and
+// RXE_stop change it.
+void setOngoing(bool ongoing);
+
+// Calls the registered callback on the calling thread. Returns its result, or
+// -1 when none is registered.
+int deliver(std::uint16_t rawType, std::span<const std::uint8_t> payload);
+
+// The record of a call as a plain struct; zeros where it is shorter.
+template <class Record>
+Record recordOf(const call_s& call) {
+    Record record{};
+    const std::size_t size = call.record.size() < sizeof(Record) ? call.record.size() : sizeof(Record);
+    for (std::size_t i = 0; i < size; ++i) {
+        reinterpret_cast<std::uint8_t*>(&record)[i] = call.record[i];
+    }
+    return record;
+}
+
+}  // namespace engine_double

@@ -1,0 +1,149 @@
+// SPDX-License-Identifier: MIT
+#include "support/process.hpp"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/mman.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <stdexcept>
+#include <thread>
+
+namespace {
+
+std::vector<char*> pointersTo(std::vector<std::string>* texts) {
+    std::vector<char*> pointers;
+    for (std::string& text : *texts) {
+        pointers.push_back(text.data());
+    }
+    pointers.push_back(nullptr);
+    return pointers;
+}
+
+// The variables that were asked for come first: the first of a name counts.
+std::vector<std::string> environmentOf(const process_options_s& options) {
+    std::vector<std::string> texts;
+    for (const auto& [name, value] : options.environment) {
+        texts.push_back(name + "=" + value);
+    }
+    for (char** entry = environ; *entry != nullptr; ++entry) {
+        texts.emplace_back(*entry);
+    }
+    return texts;
+}
+
+// The child's side of the fork. Only what a forked child of a threaded process
+// may call. The child dies with the thread that started it, so that nothing is
+// left behind when the test is killed.
+[[noreturn]] void become(char** arguments, char** environment, const char* directory, int input, int output,
+                         pid_t parent) {
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    if (getppid() != parent || (*directory != '\0' && chdir(directory) != 0)) {
+        _exit(126);
+    }
+    dup2(input, STDIN_FILENO);
+    dup2(output, STDOUT_FILENO);
+    dup2(output, STDERR_FILENO);
+    execvpe(arguments[0], arguments, environment);
+    _exit(127);
+}
+
+}  // namespace
+
+bool eventually(const std::function<bool()>& holds, std::chrono::milliseconds patience) {
+    const auto deadline = std::chrono::steady_clock::now() + patience;
+    while (!holds()) {
+        if (std::chrono::steady_clock::now() >= deadline) {
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    return true;
+}
+
+process_s::process_s(const std::string& program, const process_options_s& options) {
+    std::vector<std::string> arguments = options.arguments;
+    arguments.insert(arguments.begin(), program);
+    std::vector<std::string> variables = environmentOf(options);
+    std::vector<char*> argumentPointers = pointersTo(&arguments);
+    std::vector<char*> variablePointers = pointersTo(&variables);
+
+    // A file in memory takes the output, so that a talkative program never waits
+    // for its reader.
+    int ends[2] = {-1, -1};
+    outputFile = memfd_create("output", MFD_CLOEXEC);
+    if (outputFile < 0 || pipe2(ends, O_CLOEXEC) != 0) {
+        throw std::runtime_error(std::string("no descriptors: ") + std::strerror(errno));
+    }
+    fcntl(outputFile, F_SETFL, O_APPEND);
+    const pid_t parent = getpid();
+    pid = fork();
+    if (pid == 0) {
+        become(argumentPointers.data(), variablePointers.data(), options.directory.c_str(), ends[0],
+               outputFile, parent);
+    }
+    close(ends[0]);
+    input = ends[1];
+    if (pid < 0) {
+        throw std::runtime_error(std::string("no process: ") + std::strerror(errno));
+    }
+}
+
+process_s::~process_s() {
+    if (!waitForExit(std::chrono::milliseconds(0))) {
+        signal(SIGTERM);
+        if (!waitForExit(std::chrono::milliseconds(5'000))) {
+            signal(SIGKILL);
+            waitForExit();
+        }
+    }
+    closeInput();
+    close(outputFile);
+}
+
+std::string process_s::output() const {
+    std::string text(static_cast<std::size_t>(lseek(outputFile, 0, SEEK_END)), '\0');
+    const ssize_t size = pread(outputFile, text.data(), text.size(), 0);
+    text.resize(size < 0 ? 0 : static_cast<std::size_t>(size));
+    return text;
+}
+
+bool process_s::waitForOutput(std::string_view text, std::chrono::milliseconds patience) const {
+    return eventually([&] { return output().find(text) != std::string::npos; }, patience);
+}
+
+void process_s::write(std::string_view text) const {
+    if (::write(input, text.data(), text.size()) != static_cast<ssize_t>(text.size())) {
+        throw std::runtime_error(std::string("program does not read: ") + std::strerror(errno));
+    }
+}
+
+void process_s::closeInput() {
+    if (input >= 0) {
+        close(input);
+        input = -1;
+    }
+}
+
+void process_s::signal(int number) const {
+    if (!status) {
+        kill(pid, number);
+    }
+}
+
+std::optional<int> process_s::waitForExit(std::chrono::milliseconds patience) {
+    eventually(
+        [&] {
+            int raw = 0;
+            if (!status && waitpid(pid, &raw, WNOHANG) == pid) {
+                status = WIFEXITED(raw) ? WEXITSTATUS(raw) : 128 + WTERMSIG(raw);
+            }
+            return status.has_value();
+        },
+        patience);
+    return status;
+}

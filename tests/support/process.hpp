@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: MIT
+// A program under test: started with its own directory and environment, watched
+// through its output, and ended with the object that stands for it.
+#pragma once
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+inline constexpr std::chrono::milliseconds defaultPatience{20'000};
+
+// Asks until `holds` does. False when patience ran out first.
+bool eventually(const std::function<bool()>& holds, std::chrono::milliseconds patience = defaultPatience);
+
+struct process_options_s {
+    std::vector<std::string> arguments;
+    std::vector<std::pair<std::string, std::string>> environment;  // beside this process's own
+    std::filesystem::path directory;                               // working directory; empty for ours
+};
+
+struct process_s {
+    // `program` is a path, or a name of a program on the PATH.
+    process_s(const std::string& program, const process_options_s& options);
+    // Ends the program: SIGTERM, and SIGKILL when it does not heed that in time.
+    ~process_s();
+    process_s(const process_s&) = delete;
+    process_s& operator=(const process_s&) = delete;
+
+    // Standard output and standard error so far.
+    std::string output() const;
+    bool waitForOutput(std::string_view text, std::chrono::milliseconds patience = defaultPatience) const;
+
+    void write(std::string_view text) const;  // to standard input
+    void closeInput();
+    void signal(int number) const;
+
+    // The exit status, 128 and the signal's number after a signal, or nothing
+    // when the program still runs after `patience`.
+    std::optional<int> waitForExit(std::chrono::milliseconds patience = defaultPatience);
+
+    pid_t pid = -1;
+    int input = -1;
+    int outputFile = -1;
+    std::optional<int> status;
+};

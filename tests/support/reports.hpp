@@ -1,0 +1,66 @@
+// SPDX-License-Identifier: MIT
+// What subscribers do with tag reports: take frame after frame, and read one.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <deque>
+#include <nlohmann/json.hpp>
+#include <set>
+#include <stdexcept>
+#include <string>
+
+#include "support/reader.hpp"
+
+// The frames of a subscriber's messages, one by one, without the empty ones
+// that end a batch.
+struct report_stream_s {
+    explicit report_stream_s(const socket_s& subscriber) : socket(&subscriber) {}
+
+    std::string next() {
+        while (waiting.empty()) {
+            const std::optional<frames_t> message = socket->receive();
+            if (!message) {
+                throw std::runtime_error("no report came");
+            }
+            for (const std::string& frame : *message) {
+                if (!frame.empty()) {
+                    waiting.push_back(frame);
+                }
+            }
+        }
+        std::string frame = waiting.front();
+        waiting.pop_front();
+        return frame;
+    }
+
+    const socket_s* socket;
+    std::deque<std::string> waiting;
+};
+
+// The engine's tags are SGTIN-96 (GS1 Tag Data Standard 1.13, section 14.5.1)
+// with filter 1, company prefix 0614141 and item 812345: all but the low 36 bits
+// of their EPCs.
+inline const char* const tagPrefix = "3034257bf7194e4";
+
+// The EPCs with the serial numbers 1001 to 1024: the engine's own 24 tags.
+inline std::set<std::string> builtInTags() {
+    std::set<std::string> tags;
+    for (int serial = 1001; serial <= 1024; ++serial) {
+        char text[32];
+        std::snprintf(text, sizeof text, "%s%09x", tagPrefix, static_cast<unsigned>(serial));
+        tags.insert(text);
+    }
+    return tags;
+}
+
+inline std::string idOf(const nlohmann::json& report) {
+    return report.at("data").at("idHex").get<std::string>();
+}
+
+inline std::uint64_t numberOf(const nlohmann::json& report) {
+    return report.at("data").at("eventNum").get<std::uint64_t>();
+}
+
+// More tags than any test takes, each reported once, so that reports keep coming.
+inline const char* const manyTags = R"({"tags": {"count": 50000}, "tagsPerSecond": 400})";
