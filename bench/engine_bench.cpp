@@ -1,0 +1,104 @@
+// SPDX-License-Identifier: MIT
+// How much of a second's work the software radio engine itself takes: tag
+// packets a second in fast time to a callback that does nothing, and the cost
+// of decoding one.
+#include <benchmark/benchmark.h>
+#include <stdlib.h>
+
+#include <atomic>
+#include <cstdio>
+#include <cstring>
+#include <thread>
+
+#include "rxe.h"
+
+namespace {
+
+// Counted by the engine's thread, read by the benchmark's.
+std::atomic<std::uint64_t> tags{0};
+std::atomic<bool> ended{false};
+
+int nothing(RXE_packet_s* packet) {
+    if (packet->type == 0x0805) {
+        tags.fetch_add(1, std::memory_order_relaxed);
+    } else if (packet->type == 0x0801) {
+        ended.store(true, std::memory_order_release);
+    }
+    return 0;
+}
+
+bool connect() {
+    char path[] = "/tmp/engine-bench-XXXXXX";
+    const int descriptor = mkstemp(path);
+    std::FILE* const file = descriptor < 0 ? nullptr : fdopen(descriptor, "w");
+    if (file == nullptr) {
+        return false;
+    }
+    std::fputs(R"({"clock": "fast", "tags": {"count": 200}})", file);
+    std::fclose(file);
+    setenv("RXE_SCENARIO", path, 1);
+    char device[] = "/dev/ttyS1";
+    const bool connected = RXE_connect(device, 460800) == RXE_OK;
+    std::remove(path);
+    return connected && RXE_setCallback(nothing) == RXE_OK;
+}
+
+bool configure(std::uint32_t fields) {
+    INVENTORY_OP_s inventory = {};
+    inventory.enable = inventory.protocol = 1;
+    OLIO_s olio = {};
+    olio.enable = olio.inventoryIndex = 1;
+    olio.transmitAntenna = olio.receiveAntenna = 1;
+    olio.stopType = RXE_STOP_INVENTORY_ROUNDS;
+    olio.stopValue = 1;
+    olio.transmitPower = 300;
+    PER_RADIO_STOP_s stop = {};
+    stop.tagCount = 50000;
+    return RXE_setParam(RXE_PARAM_INVENTORY + 1, &inventory) == RXE_OK &&
+           RXE_setParam(RXE_PARAM_OLIO + 1, &olio) == RXE_OK &&
+           RXE_setParam(RXE_PARAM_RADIO_STOP, &stop) == RXE_OK &&
+           RXE_setParam(RXE_PARAM_CUSTOM_FIELDS, &fields) == RXE_OK;
+}
+
+// The argument is the mask of custom fields.
+void fastTime(benchmark::State& state) {
+    if (!connect() || !configure(static_cast<std::uint32_t>(state.range(0)))) {
+        state.SkipWithError("the engine refused the benchmark's setup");
+        return;
+    }
+    tags = 0;
+    for (auto _ : state) {
+        ended = false;
+        RXE_start();
+        while (!ended.load(std::memory_order_acquire)) {
+            std::this_thread::yield();
+        }
+        RXE_stop();
+    }
+    state.SetItemsProcessed(static_cast<std::int64_t>(tags.load()));
+    RXE_disconnect();
+}
+BENCHMARK(fastTime)->Arg(0x3C01)->Arg(0xFFFFF)->UseRealTime()->Unit(benchmark::kMillisecond);
+
+void decode(benchmark::State& state) {
+    constexpr std::uint8_t payload[] = {0x8D, 0x30, 0x14, 0x25, 0x7B, 0xF7, 0x19, 0x4E, 0x40, 0x00,
+                                        0x00, 0x1A, 0x85, 0x8C, 0x30, 0x00, 0x8B, 0x34, 0x12, 0x03,
+                                        0x84, 0x11, 0x06, 0x0C, 0x1C, 0x01, 0xC2, 100,  100};
+    alignas(RXE_packet_s) std::uint8_t bytes[sizeof(RXE_packet_s) + sizeof payload];
+    auto* const packet = reinterpret_cast<RXE_packet_s*>(bytes);
+    packet->type = 0x0805;
+    packet->length = sizeof payload;
+    std::memcpy(packet->payload, payload, sizeof payload);
+    TAG_INFO_s info = {};
+    for (auto _ : state) {
+        info.fields = 0;
+        benchmark::DoNotOptimize(RXE_formatPayloadToStruct(packet, &info));
+        benchmark::ClobberMemory();
+    }
+    state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations()));
+}
+BENCHMARK(decode);
+
+}  // namespace
+
+BENCHMARK_MAIN();

@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: MIT
+// The way of a packet to the host: log, then callback. Radio thread only.
+#ifndef ENGINE_DELIVERY_HPP
+#define ENGINE_DELIVERY_HPP
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+#include "engine.hpp"
+
+namespace rxe {
+
+// Where the payload of the next packet is written.
+inline std::span<std::uint8_t> payloadRoom(engine_s* engine) {
+    return std::span(engine->radio.packet).subspan(sizeof(RXE_packet_s));
+}
+inline byte_writer_s payloadWriter(engine_s* engine) {
+    return {.out = payloadRoom(engine)};
+}
+
+// Whether the host wants packets of this raw type, so that nothing is encoded in vain.
+bool wanted(const engine_s& engine, std::uint16_t rawType);
+
+// Hands over a packet whose `length` bytes of payload stand in the room; drops
+// it when the host does not want its type.
+void deliver(engine_s* engine, std::uint16_t rawType, std::size_t length);
+
+}  // namespace rxe
+
+#endif

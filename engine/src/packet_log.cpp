@@ -1,0 +1,75 @@
+// SPDX-License-Identifier: MIT
+#include "packet_log.hpp"
+
+#include <chrono>
+
+namespace rxe {
+namespace {
+
+constexpr std::uint32_t LOG_VERSION = 1;
+
+struct log_header_s {
+    char magic[8];
+    std::uint32_t version;
+    std::uint32_t reserved12;
+    std::int64_t start;
+};
+static_assert(sizeof(log_header_s) == 24);
+
+bool closeLocked(packet_log_s* log) {
+    log->open.store(false, std::memory_order_relaxed);
+    return log->file == nullptr || std::fclose(log->file.release()) == 0;
+}
+
+std::int64_t timeOfDay() {
+    const auto now = std::chrono::system_clock::now().time_since_epoch();
+    return std::chrono::duration_cast<std::chrono::microseconds>(now).count();
+}
+
+}  // namespace
+
+bool openLog(const char* path, bool fastClock, packet_log_s* log) {
+    const std::lock_guard lock(log->mutex);
+    closeLocked(log);
+    log->file.reset(std::fopen(path, "wbe"));
+    if (log->file == nullptr) {
+        return false;
+    }
+    const log_header_s header{
+        {'R', 'X', 'E', 'P', 'K', 'L', 'O', 'G'}, LOG_VERSION, 0, fastClock ? 0 : timeOfDay()};
+    if (std::fwrite(&header, sizeof header, 1, log->file.get()) != 1 || std::fflush(log->file.get()) != 0) {
+        closeLocked(log);
+        return false;
+    }
+    log->open.store(true, std::memory_order_relaxed);
+    return true;
+}
+
+bool closeLog(packet_log_s* log) {
+    const std::lock_guard lock(log->mutex);
+    return closeLocked(log);
+}
+
+void logPacket(std::int64_t now, const RXE_packet_s& packet, packet_log_s* log) {
+    if (!log->open.load(std::memory_order_relaxed)) {
+        return;
+    }
+    const std::lock_guard lock(log->mutex);
+    if (log->file == nullptr) {
+        return;
+    }
+    const std::size_t size = sizeof packet + packet.length;
+    if (std::fwrite(&now, sizeof now, 1, log->file.get()) != 1 ||
+        std::fwrite(&packet, 1, size, log->file.get()) != size) {
+        closeLocked(log);
+    }
+}
+
+void flushLog(packet_log_s* log) {
+    const std::lock_guard lock(log->mutex);
+    if (log->file != nullptr && std::fflush(log->file.get()) != 0) {
+        closeLocked(log);
+    }
+}
+
+}  // namespace rxe

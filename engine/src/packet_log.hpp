@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: MIT
+// A file of every packet that went to the host. Numbers are little-endian.
+//
+//   header   | "RXEPKLOG" | version: 4 = 1 | reserved: 4 | start: 8 |
+//   record   | time: 8 | raw type: 2 | length: 2 | payload: length |
+//
+// `start` is the time of day in microseconds since 1970, 0 with the fast
+// clock; `time` is microseconds of the engine's clock, which starts at
+// RXE_connect.
+#ifndef ENGINE_PACKET_LOG_HPP
+#define ENGINE_PACKET_LOG_HPP
+
+#include <atomic>
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+#include <mutex>
+
+#include "rxe.h"
+
+namespace rxe {
+
+struct close_file_s {
+    void operator()(std::FILE* file) const { std::fclose(file); }
+};
+
+struct packet_log_s {
+    std::mutex mutex;  // held for one record, never during a callback
+    std::unique_ptr<std::FILE, close_file_s> file;
+    // Whether `file` is open, for the radio thread's quick look.
+    std::atomic<bool> open{false};
+};
+
+// Any thread. A log that is open already is closed first; a file of this name
+// is replaced. False when it cannot be written, for one because its directory
+// is not there.
+bool openLog(const char* path, bool fastClock, packet_log_s* log);
+bool closeLog(packet_log_s* log);
+
+// Radio thread. A record that cannot be written, on a full disk for one, ends the log.
+void logPacket(std::int64_t now, const RXE_packet_s& packet, packet_log_s* log);
+void flushLog(packet_log_s* log);
+
+}  // namespace rxe
+
+#endif

@@ -1,0 +1,406 @@
+// SPDX-License-Identifier: MIT
+#include "params.hpp"
+
+#include <algorithm>
+#include <cstring>
+#include <span>
+
+#include "codec.hpp"
+#include "status.hpp"
+
+namespace rxe {
+namespace {
+
+enum access_e : std::uint8_t { GET = 1, SET = 2, NVM = 4 };
+
+// Says whether the fields of a record are in range; `params` for the bounds
+// that depend on the radio.
+using valid_f = bool(const params_s& params, const std::byte* record);
+using read_f = void(const params_s& params, std::uint16_t id, std::byte* record);
+using write_f = RXE_API_STATUS(params_s* params, std::uint16_t id, const std::byte* record);
+
+// Ids base + first to base + last hold a record of `size` bytes each. With
+// `whole`, the base itself takes a disabled record and clears the range.
+// `read` and `write` stand where a parameter is more than a stored record.
+struct range_s {
+    std::uint16_t base;
+    std::uint16_t first;
+    std::uint16_t last;
+    std::uint16_t size;
+    std::uint8_t access;
+    bool whole = false;
+    valid_f* valid = nullptr;
+    read_f* read = nullptr;
+    write_f* write = nullptr;
+};
+
+template <typename Record>
+Record as(const std::byte* bytes) {
+    Record record;
+    std::memcpy(&record, bytes, sizeof record);
+    return record;
+}
+
+template <std::uint8_t Max>
+bool upTo(const params_s&, const std::byte* record) {
+    return std::to_integer<std::uint8_t>(*record) <= Max;
+}
+
+bool validOlio(const params_s& params, const std::byte* bytes) {
+    const auto olio = as<OLIO_s>(bytes);
+    const bool stopKnown =
+        (olio.stopType >= RXE_STOP_INVENTORY_ROUNDS && olio.stopType <= RXE_STOP_GPIO4_LOW) ||
+        olio.stopType > RXE_STOP_ROUNDS_AND_DWELL;
+    return olio.enable == 0 || (olio.enable == 1 && stopKnown && olio.transmitPower <= params.maxTxPower);
+}
+
+// A slot that is neither disabled nor a Select holds another command in a form
+// of its own, which is not looked into.
+bool validSelect(const params_s&, const std::byte* bytes) {
+    const auto select = as<SELECT_OP_s>(bytes);
+    return select.enable != 1 || (select.target <= 4 && select.action <= 7 && select.membank <= 3);
+}
+
+bool validInventory(const params_s&, const std::byte* bytes) {
+    const auto set = as<INVENTORY_OP_s>(bytes);
+    if (set.enable == 0 || (set.enable == 1 && set.protocol == 3)) {
+        return true;
+    }
+    return set.enable == 1 && set.protocol == 1 && set.sel <= 3 && set.session <= 3 && set.target <= 2 &&
+           set.initialQ <= 15;
+}
+
+enum access_form_e : std::uint8_t { UNKNOWN_FORM, BANK_FORM, WORDS_FORM, LOCK_FORM, OTHER_FORM };
+
+// Form of the record by access type, 0 to 15.
+constexpr std::array<access_form_e, 16> accessForms{
+    UNKNOWN_FORM, BANK_FORM,    BANK_FORM,    OTHER_FORM, LOCK_FORM,  OTHER_FORM, WORDS_FORM, BANK_FORM,
+    BANK_FORM,    UNKNOWN_FORM, UNKNOWN_FORM, WORDS_FORM, OTHER_FORM, OTHER_FORM, OTHER_FORM, OTHER_FORM};
+
+bool validAccess(const params_s&, const std::byte* bytes) {
+    const auto access = as<ACCESS_OP_s>(bytes);
+    if (access.enable == 0) {
+        return true;
+    }
+    const access_form_e form = access.type < accessForms.size() ? accessForms[access.type] : UNKNOWN_FORM;
+    switch (form) {
+        case BANK_FORM:
+            return access.enable == 1 && access.membank <= 3;
+        case WORDS_FORM:
+            return access.enable == 1 && access.membank <= 3 && access.wordCount >= 1 &&
+                   access.wordCount <= std::size(access.data);
+        case LOCK_FORM:  // mask and action, 10 bits each
+            return access.enable == 1 && access.payload < (1U << 20);
+        case OTHER_FORM:
+            return access.enable == 1;
+        default:
+            return false;
+    }
+}
+
+bool validIdFilter(const params_s&, const std::byte* bytes) {
+    const auto filter = as<REPORT_FILTER_ID_s>(bytes);
+    return filter.enable == 0 || (filter.enable == 1 && filter.bitLength <= sizeof filter.mask * 8 &&
+                                  filter.bitPointer < MAX_EPC_BITS);
+}
+
+bool validLastReport(const params_s&, const std::byte* bytes) {
+    const auto filter = as<REPORT_FILTER_LAST_REPORT_s>(bytes);
+    return filter.enable == 0 || (filter.enable == 1 && filter.type <= 1);
+}
+
+// The band that UHF RFID is licensed in anywhere, in kHz.
+bool validChannel(const params_s&, const std::byte* bytes) {
+    const auto channel = as<CHANNEL_s>(bytes);
+    return channel.enable == 0 ||
+           (channel.enable == 1 && channel.frequency >= 840000 && channel.frequency <= 960000);
+}
+
+bool validFields(const params_s&, const std::byte* bytes) {
+    return (as<std::uint32_t>(bytes) & ~ALL_FIELDS) == 0;
+}
+
+bool validAntennaCount(const params_s&, const std::byte* bytes) {
+    const auto count = as<std::uint16_t>(bytes);
+    return count >= 1 && count <= 64;
+}
+
+// Low byte: 0 off, 1 after no reads, 2 after no unique reads.
+bool validTxDelay(const params_s&, const std::byte* bytes) {
+    return (as<std::uint16_t>(bytes) & 0xFF) <= 2;
+}
+
+// All packets off leaves tag packets on: they are what the host starts the
+// radio for, and no host asks for them by id. Addressed by id they obey.
+RXE_API_STATUS writePacketEnable(params_s* params, std::uint16_t, const std::byte* bytes) {
+    const auto record = as<PACKET_ENABLE_s>(bytes);
+    constexpr std::uint32_t tagPackets = 1U << idOf(TYPE_TAG_CUSTOM);
+    if (record.enable > 1 || record.id > MAX_PACKET_ID || (record.id == 0 && record.enable == 1)) {
+        return toApi(STATUS_BAD_RECORD);
+    }
+    if (record.id == 0) {
+        for (auto& word : params->packetBits) {
+            word.store(0, std::memory_order_relaxed);
+        }
+        params->packetBits[0].store(tagPackets, std::memory_order_relaxed);
+    } else if (record.enable == 1) {
+        params->packetBits[record.id / 32].fetch_or(1U << (record.id % 32), std::memory_order_relaxed);
+    } else {
+        params->packetBits[record.id / 32].fetch_and(~(1U << (record.id % 32)), std::memory_order_relaxed);
+    }
+    return RXE_OK;
+}
+
+void readPacketBits(const params_s& params, std::uint16_t id, std::byte* record) {
+    const std::uint32_t word = params.packetBits[id - RXE_PARAM_PACKET_BITS].load(std::memory_order_relaxed);
+    std::memcpy(record, &word, sizeof word);
+}
+
+std::byte* recordAt(params_s* params, std::uint16_t id);
+
+// The two-port records are the front of the four-port ones, up to the second
+// hold time: one rule, two views. Writing either sets the whole rule.
+template <std::uint16_t FourPorts, std::size_t Shared>
+void readTwoPorts(const params_s& params, std::uint16_t, std::byte* record) {
+    std::memcpy(record, recordAt(const_cast<params_s*>(&params), FourPorts), Shared);
+}
+
+template <std::uint16_t FourPorts, std::size_t Shared, std::size_t Size>
+RXE_API_STATUS writeTwoPorts(params_s* params, std::uint16_t, const std::byte* record) {
+    std::byte* const rule = recordAt(params, FourPorts);
+    std::fill_n(rule, Size, std::byte{});
+    std::memcpy(rule, record, Shared);
+    return RXE_OK;
+}
+
+constexpr std::size_t SHARED_STOP = offsetof(PER_RADIO_STOP_s, reserved14);
+constexpr std::size_t SHARED_START = sizeof(GPIO_START_s);
+static_assert(offsetof(PER_RADIO_STOP2_s, holdTime3) == SHARED_STOP);
+static_assert(offsetof(GPIO_START2_s, holdTime3) == SHARED_START);
+
+constexpr std::uint8_t RW = GET | SET;
+constexpr std::uint16_t U8 = 1, U16 = 2, U32 = 4;
+
+// The liveness probe has no record: callers pass a scratch one of any size.
+constexpr std::array ranges{
+    range_s{RXE_PARAM_FW_VERSION, 0, 0, sizeof(REL_VERSION_s), GET},
+    range_s{RXE_PARAM_LIVENESS, 0, 0, 0, GET},
+    range_s{.base = RXE_PARAM_PACKET_ENABLE,
+            .first = 0,
+            .last = 0,
+            .size = sizeof(PACKET_ENABLE_s),
+            .access = SET,
+            .write = writePacketEnable},
+    range_s{.base = RXE_PARAM_RADIO_STOP,
+            .first = 0,
+            .last = 0,
+            .size = sizeof(PER_RADIO_STOP_s),
+            .access = RW,
+            .read = readTwoPorts<RXE_PARAM_RADIO_STOP2, SHARED_STOP>,
+            .write = writeTwoPorts<RXE_PARAM_RADIO_STOP2, SHARED_STOP, sizeof(PER_RADIO_STOP2_s)>},
+    range_s{RXE_PARAM_CUSTOM_FIELDS, 0, 0, U32, RW, false, validFields},
+    range_s{RXE_PARAM_NUM_ANTENNAS, 0, 0, U16, RW, false, validAntennaCount},
+    range_s{RXE_PARAM_MAX_TX_POWER, 0, 0, U32, GET},
+    range_s{RXE_PARAM_RADIO_STOP2, 0, 0, sizeof(PER_RADIO_STOP2_s), RW},
+    range_s{.base = RXE_PARAM_PACKET_BITS,
+            .first = 0,
+            .last = RXE_PACKET_BIT_WORDS - 1,
+            .size = U32,
+            .access = GET,
+            .read = readPacketBits},
+    range_s{RXE_PARAM_SELECT, 1, RXE_MAX_SELECTS, sizeof(SELECT_OP_s), RW, true, validSelect},
+    range_s{RXE_PARAM_INVENTORY, 1, 0xFF, sizeof(INVENTORY_OP_s), RW, true, validInventory},
+    range_s{RXE_PARAM_ACCESS, 1, RXE_MAX_ACCESSES, sizeof(ACCESS_OP_s), RW, true, validAccess},
+    range_s{RXE_PARAM_OLIO, 1, RXE_MAX_OLIOS, sizeof(OLIO_s), RW, true, validOlio},
+    range_s{RXE_PARAM_CHANNEL, 1, RXE_MAX_CHANNELS, sizeof(CHANNEL_s), RW, false, validChannel},
+    range_s{RXE_PARAM_HOP_PER_ROUND, 0, 0, U8, RW, false, upTo<1>},
+    range_s{RXE_PARAM_HOP_PER_OLIO, 0, 0, U8, GET},
+    range_s{RXE_PARAM_DYNAMIC_RANGE, 0, 0, U8, RW, false, upTo<2>},
+    range_s{RXE_PARAM_ID_FILTER, 1, RXE_PARAM_AUTORESTART - RXE_PARAM_ID_FILTER - 1,
+            sizeof(REPORT_FILTER_ID_s), RW, true, validIdFilter},
+    range_s{RXE_PARAM_AUTORESTART, 0, 0, U8, RW, false, upTo<2>},
+    range_s{RXE_PARAM_PEAK_THRESHOLD, 0, 0, U8, RW},
+    range_s{RXE_PARAM_STATIC_V_DYNAMIC, 0, 0, U8, RW},
+    range_s{RXE_PARAM_AAR_HEIGHT, 0, 0, U16, RW},
+    range_s{RXE_PARAM_TAG_HEIGHT, 0, 0, U16, RW},
+    range_s{RXE_PARAM_MONO_OR_COM, 0, 0, U8, RW},
+    range_s{RXE_PARAM_TX_DELAY_INTERVAL, 0, 0, U16, RW, false, validTxDelay},
+    range_s{RXE_PARAM_DELAY_AFTER_SELECTS, 0, 0, U16, RW},
+    range_s{RXE_PARAM_BLOCK_SIZE, 0, 0, U8, RW},
+    range_s{RXE_PARAM_RSSI_THRESHOLD, 0, 0, U8, RW},
+    range_s{RXE_PARAM_LAST_REPORT, 0, 0, sizeof(REPORT_FILTER_LAST_REPORT_s), RW, false, validLastReport},
+    range_s{RXE_PARAM_CABLE_LOSS, 0, 64, U8, RW},
+    range_s{RXE_PARAM_PA_TEMP, 0, 0, U16, GET},
+    range_s{RXE_PARAM_AMB_TEMP, 0, 0, U16, GET},
+    range_s{RXE_PARAM_ANTENNA_STATE, 0, 0, U16, GET},
+    range_s{RXE_PARAM_ANTENNA_CHECK, 0, 0, U8, RW},
+    range_s{RXE_PARAM_ECHO, 0, RXE_MAX_CHANNELS, sizeof(AAREchoResults), GET},
+    range_s{RXE_PARAM_GPIO_DIR, 0, 0, U8, RW},
+    range_s{.base = RXE_PARAM_GPIO_START,
+            .first = 0,
+            .last = 0,
+            .size = sizeof(GPIO_START_s),
+            .access = RW,
+            .read = readTwoPorts<RXE_PARAM_GPIO_START2, SHARED_START>,
+            .write = writeTwoPorts<RXE_PARAM_GPIO_START2, SHARED_START, sizeof(GPIO_START2_s)>},
+    range_s{RXE_PARAM_GPIO_START2, 0, 0, sizeof(GPIO_START2_s), RW},
+    // A space of its own: only NVM writes look here, and nothing else does.
+    range_s{RXE_NVM_PA_HI_TEMP, 0, 0, U8, NVM},
+    range_s{RXE_NVM_AMB_HI_TEMP, 0, 0, U8, NVM},
+};
+
+constexpr bool holdsId(const range_s& range, std::uint16_t id) {
+    const int offset = id - range.base;
+    return (offset >= range.first && offset <= range.last) || (range.whole && offset == 0);
+}
+
+constexpr bool ordinaryRangesAreDisjoint() {
+    for (std::size_t i = 0; i < ranges.size(); ++i) {
+        for (std::size_t j = i + 1; j < ranges.size(); ++j) {
+            const range_s &a = ranges[i], &b = ranges[j];
+            if (((a.access ^ b.access) & NVM) == 0 && a.base + a.last >= b.base &&
+                b.base + b.last >= a.base) {
+                return false;
+            }
+        }
+    }
+    return true;
+}
+static_assert(ordinaryRangesAreDisjoint());
+
+// Where each range's first record lies in params_s::records, and after the
+// last range the size of them all.
+constexpr auto layOut() {
+    std::array<std::size_t, ranges.size() + 1> offsets{};
+    for (std::size_t i = 0; i < ranges.size(); ++i) {
+        offsets[i + 1] = offsets[i] + (ranges[i].last - ranges[i].first + 1U) * ranges[i].size;
+    }
+    return offsets;
+}
+constexpr auto offsets = layOut();
+
+const range_s* findRange(std::uint16_t id, bool nvm) {
+    const auto found = std::find_if(ranges.begin(), ranges.end(), [&](const range_s& range) {
+        return ((range.access & NVM) != 0) == nvm && holdsId(range, id);
+    });
+    return found == ranges.end() ? nullptr : found;
+}
+
+bool addressesWhole(const range_s& range, std::uint16_t id) {
+    return range.whole && id == range.base;
+}
+
+std::span<std::byte> recordsOf(params_s* params, const range_s& range) {
+    const auto index = static_cast<std::size_t>(&range - ranges.data());
+    return std::span(params->records).subspan(offsets[index], offsets[index + 1] - offsets[index]);
+}
+
+std::byte* recordIn(params_s* params, const range_s& range, std::uint16_t id) {
+    return recordsOf(params, range).data() +
+           static_cast<std::size_t>(id - range.base - range.first) * range.size;
+}
+
+std::byte* recordAt(params_s* params, std::uint16_t id) {
+    return recordIn(params, *findRange(id, false), id);
+}
+
+RXE_API_STATUS store(params_s* params, const range_s& range, std::uint16_t id, const std::byte* record) {
+    const std::lock_guard lock(params->mutex);
+    RXE_API_STATUS status = RXE_OK;
+    if (addressesWhole(range, id)) {
+        if (std::to_integer<int>(*record) != 0) {
+            return toApi(STATUS_BAD_RECORD);
+        }
+        std::ranges::fill(recordsOf(params, range), std::byte{});
+    } else if (range.valid != nullptr && !range.valid(*params, record)) {
+        return toApi(STATUS_BAD_RECORD);
+    } else if (range.write != nullptr) {
+        status = range.write(params, id, record);
+    } else {
+        std::memcpy(recordIn(params, range, id), record, range.size);
+    }
+    params->generation.fetch_add(1, std::memory_order_relaxed);
+    return status;
+}
+
+template <typename Record>
+void preset(params_s* params, unsigned id, const Record& record) {
+    std::memcpy(recordAt(params, static_cast<std::uint16_t>(id)), &record, sizeof record);
+}
+
+// The hopping table of 47 CFR 15.247: 50 channels of 500 kHz from 902.75 MHz.
+void presetChannels(params_s* params) {
+    constexpr unsigned count = 50;
+    for (unsigned n = 1; n <= count; ++n) {
+        preset(params, RXE_PARAM_CHANNEL + n,
+               CHANNEL_s{.enable = 1,
+                         .reserved1 = {},
+                         .frequency = 902750 + (n - 1) * 500,
+                         .maxPower = static_cast<std::uint16_t>(params->maxTxPower),
+                         .reserved10 = 0});
+    }
+}
+
+}  // namespace
+
+void resetParams(const scenario_s& scenario, params_s* params) {
+    const std::lock_guard lock(params->mutex);
+    params->records.assign(offsets.back(), std::byte{});
+    params->maxTxPower = scenario.maxTxPower;
+    preset(params, RXE_PARAM_FW_VERSION, scenario.firmware);
+    preset(params, RXE_PARAM_CUSTOM_FIELDS, std::uint32_t{RXE_FIELD_EPC});
+    preset(params, RXE_PARAM_NUM_ANTENNAS, std::uint16_t{16});
+    preset(params, RXE_PARAM_MAX_TX_POWER, static_cast<std::uint32_t>(scenario.maxTxPower));
+    preset(params, RXE_PARAM_HOP_PER_OLIO, std::uint8_t{1});
+    preset(params, RXE_PARAM_DYNAMIC_RANGE, std::uint8_t{1});
+    preset(params, RXE_PARAM_RSSI_THRESHOLD, std::int8_t{-128});
+    preset(params, RXE_PARAM_PA_TEMP, scenario.paTemp);
+    preset(params, RXE_PARAM_AMB_TEMP, scenario.ambTemp);
+    preset(params, RXE_PARAM_ANTENNA_STATE, scenario.antennasConnected);
+    presetChannels(params);
+    const PACKET_ENABLE_s allOff{};
+    writePacketEnable(params, RXE_PARAM_PACKET_ENABLE, reinterpret_cast<const std::byte*>(&allOff));
+    params->generation.fetch_add(1, std::memory_order_relaxed);
+}
+
+void readRecord(const params_s& params, std::uint16_t id, void* record) {
+    const range_s& range = *findRange(id, false);
+    std::memcpy(record, recordIn(const_cast<params_s*>(&params), range, id), range.size);
+}
+
+RXE_API_STATUS getParam(params_s* params, std::uint16_t id, void* record) {
+    const range_s* const range = findRange(id, false);
+    if (range == nullptr || addressesWhole(*range, id)) {
+        return toApi(STATUS_UNKNOWN_PARAM);
+    }
+    if ((range->access & GET) == 0) {
+        return toApi(STATUS_NOT_READABLE);
+    }
+    const std::lock_guard lock(params->mutex);
+    if (range->read != nullptr) {
+        std::memset(record, 0, range->size);
+        range->read(*params, id, static_cast<std::byte*>(record));
+    } else {
+        std::memcpy(record, recordIn(params, *range, id), range->size);
+    }
+    return RXE_OK;
+}
+
+RXE_API_STATUS setParam(params_s* params, std::uint16_t id, const void* record) {
+    const range_s* const range = findRange(id, false);
+    if (range == nullptr) {
+        return toApi(STATUS_UNKNOWN_PARAM);
+    }
+    if ((range->access & SET) == 0) {
+        return toApi(STATUS_NOT_WRITABLE);
+    }
+    return store(params, *range, id, static_cast<const std::byte*>(record));
+}
+
+RXE_API_STATUS setNvmParam(params_s* params, std::uint16_t id, const void* record) {
+    const range_s* const range = findRange(id, true);
+    return range == nullptr ? toApi(STATUS_UNKNOWN_PARAM)
+                            : store(params, *range, id, static_cast<const std::byte*>(record));
+}
+
+}  // namespace rxe

@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: MIT
+// The parameter space: every record the host can read or write, by id.
+//
+// All functions may be called on any thread, also from within the callback:
+// the records lie behind a mutex that is held for one copy, and what the radio
+// thread looks at for every packet is atomic.
+#ifndef ENGINE_PARAMS_HPP
+#define ENGINE_PARAMS_HPP
+
+#include <array>
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <mutex>
+#include <vector>
+
+#include "rxe.h"
+#include "scenario.hpp"
+
+namespace rxe {
+
+constexpr std::uint16_t MAX_PACKET_ID = RXE_PACKET_BIT_WORDS * 32 - 1;
+
+struct params_s {
+    std::mutex mutex;
+    // All records, range behind range, as the table of ranges lays them out.
+    std::vector<std::byte> records;
+    // Tenths of dBm, the most that an olio may ask for. Written at connection.
+    std::int16_t maxTxPower = 0;
+    // One bit for each packet id. Written by the host's threads, read by the
+    // radio thread in front of every packet.
+    std::array<std::atomic<std::uint32_t>, RXE_PACKET_BIT_WORDS> packetBits{};
+    // Counts the writes; the radio thread reads its plan anew when it changes.
+    std::atomic<std::uint64_t> generation{0};
+};
+
+// Every record back to what the radio holds after power-up in this scenario.
+void resetParams(const scenario_s& scenario, params_s* params);
+
+RXE_API_STATUS getParam(params_s* params, std::uint16_t id, void* record);
+RXE_API_STATUS setParam(params_s* params, std::uint16_t id, const void* record);
+RXE_API_STATUS setNvmParam(params_s* params, std::uint16_t id, const void* record);
+
+// A record by id, for the radio's own use; `id` must be one the table has.
+// The caller holds `params->mutex`.
+void readRecord(const params_s& params, std::uint16_t id, void* record);
+template <typename Record>
+Record recordOf(const params_s& params, unsigned id) {
+    Record record{};
+    readRecord(params, static_cast<std::uint16_t>(id), &record);
+    return record;
+}
+
+// Whether packets of this id are to be reported. Ids without a bit always are.
+inline bool packetEnabled(const params_s& params, std::uint16_t id) {
+    return id > MAX_PACKET_ID ||
+           ((params.packetBits[id / 32].load(std::memory_order_relaxed) >> (id % 32)) & 1) != 0;
+}
+
+}  // namespace rxe
+
+#endif

@@ -1,0 +1,55 @@
+// SPDX-License-Identifier: MIT
+// What the radio works by during a run: the parameters that matter to it,
+// gathered in one piece. The radio thread owns its plan and gathers it anew
+// between two passes through the olios when a parameter has been written.
+#ifndef ENGINE_PLAN_HPP
+#define ENGINE_PLAN_HPP
+
+#include <cstdint>
+#include <vector>
+
+#include "params.hpp"
+#include "rxe.h"
+
+namespace rxe {
+
+struct planned_olio_s {
+    std::uint16_t id = 0;
+    OLIO_s olio = {};
+    std::uint8_t cableLoss = 0;  // tenths of a dB, of the transmit antenna
+    bool connected = false;      // the transmit antenna; beams of an array always are
+};
+
+struct planned_channel_s {
+    std::uint16_t number = 0;
+    std::uint32_t frequency = 0;  // kHz
+};
+
+struct planned_access_s {
+    std::uint8_t id = 0;
+    ACCESS_OP_s access = {};
+};
+
+struct plan_s {
+    std::uint64_t generation = 0;
+    std::vector<planned_olio_s> olios;        // enabled ones, by id
+    std::vector<planned_channel_s> channels;  // enabled ones, by number
+    std::vector<planned_access_s> accesses;   // enabled ones, by id
+    std::vector<REPORT_FILTER_ID_s> idFilters;
+    bool inventoryMissing = false;  // an olio names an inventory set that is not enabled
+    PER_RADIO_STOP2_s stop = {};
+    GPIO_START2_s start = {};
+    REPORT_FILTER_LAST_REPORT_s lastReport = {};
+    std::uint32_t fields = 0;
+    std::int8_t rssiThreshold = 0;  // dBm
+    std::uint8_t autorestart = 0;
+    bool hopPerRound = false;
+    std::uint8_t txDelayType = 0;
+    std::uint8_t txDelayMs = 0;
+};
+
+plan_s gatherPlan(params_s* params);
+
+}  // namespace rxe
+
+#endif

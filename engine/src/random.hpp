@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: MIT
+// The engine's random numbers: SplitMix64 (Steele, Lea and Flood, OOPSLA 2014).
+// The standard library's distributions differ between implementations; these
+// do not, so that a seed gives the same packets everywhere.
+#ifndef ENGINE_RANDOM_HPP
+#define ENGINE_RANDOM_HPP
+
+#include <cstdint>
+
+namespace rxe {
+
+constexpr std::uint64_t mix64(std::uint64_t value) {
+    value += 0x9E3779B97F4A7C15u;
+    value = (value ^ (value >> 30)) * 0xBF58476D1CE4E5B9u;
+    value = (value ^ (value >> 27)) * 0x94D049BB133111EBu;
+    return value ^ (value >> 31);
+}
+
+struct random_s {
+    std::uint64_t state = 0;
+};
+
+inline std::uint64_t nextRandom(random_s* random) {
+    const std::uint64_t value = mix64(random->state);
+    random->state += 0x9E3779B97F4A7C15u;
+    return value;
+}
+
+// 0 to bound - 1; `bound` is above 0. The bias of the multiplication is below
+// 2^-32 for every population the engine can hold.
+inline std::uint32_t randomBelow(random_s* random, std::uint32_t bound) {
+    return static_cast<std::uint32_t>(((nextRandom(random) >> 32) * bound) >> 32);
+}
+
+// 0 to below 1 out of 64 bits that are already mixed.
+constexpr double unitInterval(std::uint64_t bits) {
+    return static_cast<double>(bits >> 11) * 0x1.0p-53;
+}
+
+}  // namespace rxe
+
+#endif

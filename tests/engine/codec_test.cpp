@@ -1,0 +1,135 @@
+// SPDX-License-Identifier: MIT
+// What RXE_formatPayloadToStruct makes of a payload, whole, cut or wrong. No
+// test here connects: it works without a radio.
+#include "radio.hpp"
+
+namespace {
+
+using bytes_t = std::vector<std::uint8_t>;
+
+bytes_t joined(std::initializer_list<bytes_t> parts) {
+    bytes_t all;
+    for (const bytes_t& part : parts) {
+        all.insert(all.end(), part.begin(), part.end());
+    }
+    return all;
+}
+
+const bytes_t epc96 = {0x8D, 0x30, 0x14, 0x25, 0x7B, 0xF7, 0x19, 0x4E, 0x40, 0x00, 0x00, 0x1A, 0x85};
+const bytes_t pc = {0x8C, 0x30, 0x00};
+const bytes_t crc = {0x8B, 0x34, 0x12};
+const bytes_t bearing = {0x03, 0x84, 0x11, 0x06, 0x0C, 0x1C, 0x01, 0xC2, 100, 99};
+
+TEST(Codec, TagPayloads) {
+    bytes_t longest(62, 0x5A);
+    const struct {
+        const char* legend;
+        bytes_t payload;
+        unsigned fields, bits;
+        std::uint8_t lastByte;
+    } cases[] = {
+        {"96 bits with PC, CRC and bearing", joined({epc96, pc, crc, bearing}), 0x22401, 96, 0x85},
+        {"16 bits", joined({{0, 0xF1, 0, 2, 0, 16, 0xAB, 0xCD}, pc}), 0x401, 16, 0xCD},
+        {"100 bits in 13 bytes",
+         {0, 0xF1, 0, 13, 0, 100, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 0xF0},
+         1,
+         100,
+         0xF0},
+        {"496 bits", joined({{0, 0xF1, 0, 62, 1, 0xF0}, longest}), 1, 496, 0x5A},
+        {"an unknown field of the engine's own is stepped over",
+         joined({{0x03, 0x84, 0x7F, 0x02, 0xDE, 0xAD}, epc96}), 1, 96, 0x85},
+        {"nothing", {}, 0, 0, 0},
+    };
+    for (const auto& row : cases) {
+        SCOPED_TRACE(row.legend);
+        TAG_INFO_s info;
+        ASSERT_EQ(format({TAG_CUSTOM, row.payload}, &info), RXE_OK);
+        EXPECT_EQ(info.fields, row.fields);
+        EXPECT_EQ(info.epcLength, row.bits);
+        EXPECT_EQ(info.epc[row.bits == 0 ? 0 : (row.bits - 1) / 8], row.lastByte);
+    }
+    TAG_INFO_s info;
+    ASSERT_EQ(format({TAG_CUSTOM, joined({epc96, pc, crc, bearing})}, &info), RXE_OK);
+    EXPECT_EQ(info.epc[0], 0x30);
+    EXPECT_EQ(info.pc, 0x3000);
+    EXPECT_EQ(info.crc, 0x1234) << "low byte first, other than the rest";
+    EXPECT_EQ(info.azimuth, 3100);
+    EXPECT_EQ(info.elevation, 450);
+    EXPECT_EQ(info.azimuthConf, 100);
+    EXPECT_EQ(info.elevationConf, 99);
+}
+
+// A cut between two fields is a shorter packet; every other cut is told.
+TEST(Codec, EveryCutIsNoticed) {
+    const bytes_t whole = joined({{0, 0xF1, 0, 3, 0, 24, 1, 2, 3},
+                                  pc,
+                                  crc,
+                                  bearing,
+                                  epc96,
+                                  {0x86, 0xC4},
+                                  {0x82, 1, 2, 3, 4, 5, 6, 7, 8},
+                                  {0x03, 0x84, 0x12, 4, 0, 0, 0, 0}});
+    const std::vector<std::size_t> boundaries{0, 9, 12, 15, 25, 38, 40, 49, 57};
+    for (std::size_t length = 0; length <= whole.size(); ++length) {
+        SCOPED_TRACE(length);
+        TAG_INFO_s info;
+        const bytes_t cut(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(length));
+        const bool atBoundary = std::find(boundaries.begin(), boundaries.end(), length) != boundaries.end();
+        EXPECT_EQ(format({TAG_CUSTOM, cut}, &info) == RXE_OK, atBoundary);
+    }
+}
+
+TEST(Codec, OtherRecords) {
+    ACCESS_INFO_s access;
+    ASSERT_EQ(format({ACCESS_INFO, {7, 1, 0, 3, 0xA, 0xB, 0xC}}, &access), RXE_OK);
+    EXPECT_EQ(access.accessId, 7);
+    EXPECT_EQ(access.result, 1);
+    EXPECT_EQ(access.dataLength, 3U);
+    EXPECT_EQ(access.data[2], 0xC);
+    PARALLEL_RSSI_s levels;
+    ASSERT_EQ(format({0x0A8E, {0, 2, 0x0B, 0xB8, 0xC2, 0x48, 0, 0, 0xFF, 0xFF, 0xC2, 0x70, 0, 0}}, &levels),
+              RXE_OK);
+    EXPECT_EQ(levels.count, 2U);
+    EXPECT_EQ(levels.beam[0], 3000);
+    EXPECT_EQ(levels.beam[1], -1);
+    EXPECT_FLOAT_EQ(levels.rssi[0], -50);
+    EXPECT_FLOAT_EQ(levels.rssi[1], -60);
+    DB_WARNING_s warning;
+    ASSERT_EQ(format({0x0B8D, {0, 0, 1, 0, 0, 0, 0, 9}}, &warning), RXE_OK);
+    EXPECT_EQ(warning.used, 256U);
+    EXPECT_EQ(warning.free, 9U);
+}
+
+TEST(Codec, RefusesWhatItCannotRead) {
+    const struct {
+        const char* legend;
+        packet_s packet;
+    } cases[] = {
+        {"an unknown code", {TAG_CUSTOM, {0xFE, 0}}},
+        {"an unknown pair of code bytes", {TAG_CUSTOM, {0x01, 0x02, 0, 0}}},
+        {"more bits than bytes", {TAG_CUSTOM, {0, 0xF1, 0, 1, 0, 9, 1}}},
+        {"an EPC beyond the record", {TAG_CUSTOM, {0, 0xF1, 0xFF, 0xFF, 0, 16, 1}}},
+        {"a bearing that is too short", {TAG_CUSTOM, {0x03, 0x84, 0x11, 0x02, 0, 0}}},
+        {"accessed data beyond the payload", {ACCESS_INFO, {1, 0, 0, 3, 0, 0}}},
+        {"accessed data beyond the record", {ACCESS_INFO, joined({{1, 0, 0x10, 1}, bytes_t(4097)})}},
+        {"an access without a head", {ACCESS_INFO, {1, 0, 0}}},
+        {"more beams than the record has", {0x0A8E, joined({{0, 161}, bytes_t(161 * 6)})}},
+        {"a beam that is cut", {0x0A8E, {0, 1, 0, 1, 0, 0, 0}}},
+        {"a short end of run", {START_INFO3, bytes_t(15)}},
+        {"a short database warning", {0x0B8D, bytes_t(7)}},
+        {"a packet without a record", {ANTENNA_INFO, bytes_t(8)}},
+    };
+    for (const auto& row : cases) {
+        SCOPED_TRACE(row.legend);
+        ACCESS_INFO_s room;  // no smaller than any record but a tag's
+        TAG_INFO_s tag;
+        EXPECT_NE(row.packet.type == TAG_CUSTOM ? format(row.packet, &tag) : format(row.packet, &room),
+                  RXE_OK);
+    }
+    TAG_INFO_s tag;
+    RXE_packet_s packet = {TAG_CUSTOM, 0};
+    EXPECT_NE(RXE_formatPayloadToStruct(nullptr, &tag), RXE_OK);
+    EXPECT_NE(RXE_formatPayloadToStruct(&packet, nullptr), RXE_OK);
+}
+
+}  // namespace

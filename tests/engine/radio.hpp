@@ -1,0 +1,155 @@
+// SPDX-License-Identifier: MIT
+// A connected engine for a test: a scenario in a directory of its own, a
+// callback that keeps every packet, and the few writes that most runs need.
+#ifndef TESTS_ENGINE_RADIO_HPP
+#define TESTS_ENGINE_RADIO_HPP
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <algorithm>
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "rxe.h"
+
+enum : std::uint16_t {
+    END_OF_RUN = 0x0801,
+    TAG_CUSTOM = 0x0805,
+    TAG_COMPLETE = 0x0808,
+    ERROR_LOG = 0x0810,
+    START_INFO3 = 0x0A91,
+    CMD_ONGOING = 0x0B01,
+    ANTENNA_INFO = 0x0B03,
+    CW_ON = 0x0B04,
+    INV_BEGIN = 0x0B09,
+    INV_END = 0x0B0A,
+    ACCESS_INFO = 0x0B0C,
+};
+
+struct packet_s {
+    std::uint16_t type;
+    std::vector<std::uint8_t> payload;
+    bool operator==(const packet_s&) const = default;
+};
+
+inline std::uint64_t bigEndian(const packet_s& packet, std::size_t offset, std::size_t bytes) {
+    std::uint64_t value = 0;
+    for (std::size_t i = 0; i < bytes; ++i) {
+        value = value << 8 | packet.payload.at(offset + i);
+    }
+    return value;
+}
+
+// The packet as the library takes it: exactly as long as it says, so that the
+// address sanitizer sees a read beyond its end.
+template <typename Record>
+RXE_API_STATUS format(const packet_s& packet, Record* record) {
+    const auto bytes = std::make_unique<std::uint8_t[]>(sizeof(RXE_packet_s) + packet.payload.size());
+    const auto length = static_cast<std::uint16_t>(packet.payload.size());
+    std::memcpy(&bytes[0], &packet.type, 2);
+    std::memcpy(&bytes[2], &length, 2);
+    std::copy(packet.payload.begin(), packet.payload.end(), &bytes[4]);
+    *record = {};
+    return RXE_formatPayloadToStruct(reinterpret_cast<RXE_packet_s*>(bytes.get()), record);
+}
+
+class Radio : public testing::Test {
+  protected:
+    static inline std::mutex mutex;
+    static inline std::condition_variable arrived;
+    static inline std::vector<packet_s> packets;
+    std::filesystem::path directory;
+
+    void SetUp() override {
+        char name[] = "/tmp/rxe-test-XXXXXX";
+        ASSERT_NE(mkdtemp(name), nullptr);
+        directory = name;
+        packets.clear();
+    }
+    void TearDown() override {
+        RXE_disconnect();
+        std::filesystem::remove_all(directory);
+    }
+
+    static int keep(RXE_packet_s* packet) {
+        const std::lock_guard lock(mutex);
+        packets.push_back({packet->type, {packet->payload, packet->payload + packet->length}});
+        arrived.notify_all();
+        return 0;
+    }
+
+    RXE_API_STATUS connect(const std::string& scenario) {
+        const std::string path = directory / "scenario.json";
+        std::ofstream(path) << scenario;
+        setenv("RXE_SCENARIO", path.c_str(), 1);
+        char device[] = "/dev/ttyS1";
+        const RXE_API_STATUS status = RXE_connect(device, 460800);
+        RXE_setCallback(keep);
+        return status;
+    }
+
+    template <typename Record>
+    static RXE_API_STATUS set(unsigned id, Record record) {
+        return RXE_setParam2(static_cast<unsigned short>(id), &record, true, true);
+    }
+    static void enable(std::initializer_list<std::uint16_t> types) {
+        for (const std::uint16_t type : types) {
+            const auto id = static_cast<std::uint16_t>(type ^ RXE_PACKET_TYPE_XOR);
+            ASSERT_EQ(set(RXE_PARAM_PACKET_ENABLE, PACKET_ENABLE_s{1, 0, id}), RXE_OK);
+        }
+    }
+    static OLIO_s olio(std::uint16_t antenna, std::uint8_t stopType, std::uint16_t stopValue) {
+        OLIO_s record = {};
+        record.enable = 1;
+        record.transmitAntenna = record.receiveAntenna = antenna;
+        record.stopType = stopType;
+        record.stopValue = stopValue;
+        record.transmitPower = 300;
+        record.inventoryIndex = 1;
+        return record;
+    }
+    // Inventory set 1, every packet that tells of a run, and these olios from id 1.
+    static void configure(const std::vector<OLIO_s>& olios) {
+        INVENTORY_OP_s inventory = {};
+        inventory.enable = inventory.protocol = 1;
+        ASSERT_EQ(set(RXE_PARAM_INVENTORY + 1, inventory), RXE_OK);
+        enable({START_INFO3, CMD_ONGOING, ANTENNA_INFO, CW_ON, INV_BEGIN, INV_END, ACCESS_INFO});
+        for (std::size_t i = 0; i < olios.size(); ++i) {
+            ASSERT_EQ(set(static_cast<unsigned>(RXE_PARAM_OLIO + 1 + i), olios[i]), RXE_OK);
+        }
+    }
+    static bool waitFor(const std::function<bool()>& condition) {
+        std::unique_lock lock(mutex);
+        return arrived.wait_for(lock, std::chrono::seconds(20), condition);
+    }
+    static std::size_t count(std::uint16_t type) {
+        return static_cast<std::size_t>(
+            std::count_if(packets.begin(), packets.end(), [&](const packet_s& p) { return p.type == type; }));
+    }
+    // One whole run that ends by itself; how it ended.
+    static START_INFO_s run() {
+        {
+            const std::lock_guard lock(mutex);
+            packets.clear();
+        }
+        EXPECT_EQ(RXE_start(), RXE_OK);
+        EXPECT_TRUE(waitFor([] { return count(END_OF_RUN) == 1; }));
+        const std::lock_guard lock(mutex);
+        START_INFO_s info = {};
+        EXPECT_GE(packets.size(), 2U);
+        EXPECT_EQ(format(packets.at(packets.size() - 2), &info), RXE_OK);
+        return info;
+    }
+};
+
+#endif

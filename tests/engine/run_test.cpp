@@ -1,0 +1,298 @@
+// SPDX-License-Identifier: MIT
+// What a run delivers, in which order, and what ends it.
+#include <algorithm>
+#include <set>
+
+#include "radio.hpp"
+
+namespace {
+
+PER_RADIO_STOP_s stopRecord(std::uint32_t duration, std::uint16_t loops, std::uint16_t tagCount,
+                            std::uint8_t gpiMask = 0, std::uint16_t hold = 0) {
+    PER_RADIO_STOP_s stop = {};
+    stop.duration = duration;
+    stop.olioLoops = loops;
+    stop.tagCount = tagCount;
+    stop.gpiBitMask = gpiMask;
+    stop.holdTime1 = hold;
+    return stop;
+}
+
+TEST_F(Radio, PacketsComeInTheOrderOfTheRun) {
+    ASSERT_EQ(connect(R"({"clock": "fast", "tags": {"count": 3}})"), RXE_OK);
+    configure({olio(2, RXE_STOP_INVENTORY_ROUNDS, 2), olio(5, RXE_STOP_INVENTORY_ROUNDS, 1)});
+    ASSERT_EQ(set(RXE_PARAM_RADIO_STOP, stopRecord(0, 2, 0)), RXE_OK);
+    EXPECT_EQ(run().stopCause, 2);
+    EXPECT_EQ(RXE_resume(), RXE_NO_START_ONGOING);
+
+    const std::vector<std::uint16_t> round{INV_BEGIN, TAG_CUSTOM, TAG_CUSTOM, TAG_CUSTOM, INV_END};
+    std::vector<std::uint16_t> expected;
+    for (int loop = 0; loop < 2; ++loop) {
+        for (const int rounds : {2, 1}) {
+            expected.insert(expected.end(), {ANTENNA_INFO, CW_ON});
+            for (int i = 0; i < rounds; ++i) {
+                expected.insert(expected.end(), round.begin(), round.end());
+            }
+        }
+    }
+    expected.insert(expected.end(), {START_INFO3, END_OF_RUN});
+    std::vector<std::uint16_t> types;
+    std::vector<std::uint64_t> where;
+    for (const packet_s& packet : packets) {
+        if (packet.type != CMD_ONGOING) {
+            types.push_back(packet.type);
+        }
+        if (packet.type == ANTENNA_INFO) {
+            where.push_back(bigEndian(packet, 0, 2) * 1000 + bigEndian(packet, 2, 2));
+        }
+        if (packet.type == CW_ON) {
+            EXPECT_GE(bigEndian(packet, 4, 4), 902750U);
+            EXPECT_LE(bigEndian(packet, 4, 4), 927250U);
+        }
+    }
+    EXPECT_EQ(types, expected);
+    EXPECT_EQ(where, (std::vector<std::uint64_t>{1002, 2005, 1002, 2005}));
+    EXPECT_EQ(bigEndian(packets.back(), 0, 2), 0x0809U);
+}
+
+TEST_F(Radio, OnlyTagPacketsAndTheEndComeWithAllPacketsOff) {
+    ASSERT_EQ(connect(R"({"clock": "fast"})"), RXE_OK);
+    configure({olio(1, RXE_STOP_INVENTORY_ROUNDS, 1)});
+    ASSERT_EQ(set(RXE_PARAM_RADIO_STOP, stopRecord(0, 1, 0)), RXE_OK);
+    ASSERT_EQ(set(RXE_PARAM_PACKET_ENABLE, PACKET_ENABLE_s{0, 0, 0}), RXE_OK);
+    ASSERT_EQ(RXE_start(), RXE_OK);
+    ASSERT_TRUE(waitFor([] { return count(END_OF_RUN) == 1; }));
+    EXPECT_EQ(count(TAG_CUSTOM), 24U);
+    EXPECT_EQ(packets.size(), 25U);
+}
+
+// The clock is the engine's own, so times are exact to one read of 2.5 ms.
+TEST_F(Radio, StopRules) {
+    const struct {
+        const char* legend;
+        OLIO_s olio;
+        PER_RADIO_STOP_s stop;
+        unsigned cause, rounds;
+        std::uint64_t milliseconds;
+    } cases[] = {
+        {"olio loops", olio(1, RXE_STOP_INVENTORY_ROUNDS, 3), stopRecord(0, 4, 0), 2, 12, 12 * 25},
+        {"loops of a dwell time", olio(1, RXE_STOP_DWELL_TIME, 100), stopRecord(0, 3, 0), 2, 12, 300},
+        {"rounds before the dwell time", olio(1, 0x82, 1000), stopRecord(0, 1, 0), 2, 2, 50},
+        {"dwell time before the rounds", olio(1, 0xFF, 60), stopRecord(0, 1, 0), 2, 3, 62},
+        {"GPI 1 is low", olio(1, 4, 200), stopRecord(0, 1, 0), 2, 8, 200},
+        {"GPI 2 is high", olio(1, 5, 200), stopRecord(0, 1, 0), 2, 8, 200},
+        {"GPI 1 is never high", olio(1, 3, 0), stopRecord(700, 0, 0), 4, 28, 700},
+        {"duration", olio(1, RXE_STOP_INVENTORY_ROUNDS, 1), stopRecord(1000, 0, 0), 4, 40, 1000},
+        {"tag count", olio(1, RXE_STOP_DWELL_TIME, 60000), stopRecord(0, 0, 25), 8, 3, 62},
+        {"no more unique tags", olio(1, RXE_STOP_DWELL_TIME, 60000), stopRecord(0, 0, 0xF002), 8, 81, 2025},
+        {"radio-wide GPI, low on port 1", olio(1, RXE_STOP_DWELL_TIME, 60000), stopRecord(0, 0, 0, 0x10, 50),
+         16, 2, 50},
+        {"radio-wide GPI on the other level", olio(1, 1, 1), stopRecord(300, 0, 0, 0x11, 50), 4, 12, 300},
+    };
+    ASSERT_EQ(connect(R"({"clock": "fast", "tags": {"count": 10}, "gpi": ["low", "high"]})"), RXE_OK);
+    for (const auto& row : cases) {
+        SCOPED_TRACE(row.legend);
+        configure({row.olio});
+        ASSERT_EQ(set(RXE_PARAM_RADIO_STOP, row.stop), RXE_OK);
+        ASSERT_EQ(RXE_resetDb(), RXE_OK);
+        const START_INFO_s info = run();
+        EXPECT_EQ(info.stopCause, row.cause);
+        EXPECT_EQ(info.rounds, row.rounds);
+        EXPECT_NEAR(static_cast<double>(info.duration) / 1000, static_cast<double>(row.milliseconds), 3.0);
+        EXPECT_EQ(info.tagReads, count(TAG_CUSTOM));
+    }
+}
+
+TEST_F(Radio, RunsThatCannotBegin) {
+    ASSERT_EQ(connect(R"({"clock": "fast"})"), RXE_OK);
+    configure({});
+    EXPECT_EQ(run().stopCause, 64) << "no enabled olios";
+    configure({olio(1, 1, 1)});
+    OLIO_s withoutSet = olio(1, 1, 1);
+    withoutSet.inventoryIndex = 2;
+    ASSERT_EQ(set(RXE_PARAM_OLIO + 2, withoutSet), RXE_OK);
+    EXPECT_EQ(run().stopCause, 1024) << "inventory set 2 is not enabled";
+    EXPECT_EQ(count(TAG_CUSTOM), 0U);
+}
+
+TEST_F(Radio, TagPacketsHaveTheFieldsAskedFor) {
+    ASSERT_EQ(connect(R"({"clock": "fast", "tags": {"count": 1, "epcPrefix": "AB", "epcBits": 112}})"),
+              RXE_OK);
+    configure({olio(1, 1, 1)});
+    ASSERT_EQ(set(RXE_PARAM_RADIO_STOP, stopRecord(0, 1, 0)), RXE_OK);
+    std::vector<std::uint32_t> masks{0, 0x3C01, 0xFFFFF};
+    for (int bit = 0; bit < 20; ++bit) {
+        masks.push_back(1U << bit);
+    }
+    for (const std::uint32_t mask : masks) {
+        SCOPED_TRACE(mask);
+        ASSERT_EQ(set(RXE_PARAM_CUSTOM_FIELDS, mask), RXE_OK);
+        run();
+        const auto tag =
+            std::find_if(packets.begin(), packets.end(), [](auto& p) { return p.type == TAG_CUSTOM; });
+        ASSERT_NE(tag, packets.end());
+        TAG_INFO_s info;
+        ASSERT_EQ(format(*tag, &info), RXE_OK);
+        EXPECT_EQ(info.fields, mask);
+        EXPECT_EQ(info.epcLength, mask & RXE_FIELD_EPC ? 112 : 0);
+        EXPECT_EQ(info.epc[0], mask & RXE_FIELD_EPC ? 0xAB : 0);
+        EXPECT_EQ(info.pc, mask & RXE_FIELD_PC ? 7 << 11 : 0);
+        EXPECT_EQ(info.rssi < 0, (mask & RXE_FIELD_RSSI) != 0);
+        EXPECT_EQ(info.tagCount, mask & RXE_FIELD_TAG_COUNT ? 1 : 0);
+        EXPECT_EQ(info.azimuthConf, mask & RXE_FIELD_BEARING ? 100 : 0);
+    }
+}
+
+TEST_F(Radio, OneSeedOneSeriesOfPackets) {
+    const auto packetsOf = [this](const std::string& seed) {
+        EXPECT_EQ(connect(R"({"clock": "fast", "seed": )" + seed + "}"), RXE_OK);
+        configure({olio(1, 2, 300), olio(2, 2, 300)});
+        EXPECT_EQ(set(RXE_PARAM_RADIO_STOP, stopRecord(0, 3, 0)), RXE_OK);
+        run();
+        EXPECT_EQ(RXE_disconnect(), RXE_OK);
+        return packets;
+    };
+    const auto first = packetsOf("7");
+    EXPECT_EQ(packetsOf("7"), first);
+    EXPECT_NE(packetsOf("8"), first);
+}
+
+TEST_F(Radio, RealClockKeepsThePaceAndTellsThatItIsAlive) {
+    ASSERT_EQ(connect(R"({"tagsPerSecond": 400})"), RXE_OK);
+    configure({olio(1, 2, 60000)});
+    ASSERT_EQ(set(RXE_PARAM_RADIO_STOP, stopRecord(1500, 0, 0)), RXE_OK);
+    const auto begin = std::chrono::steady_clock::now();
+    const START_INFO_s info = run();
+    const std::chrono::duration<double> real = std::chrono::steady_clock::now() - begin;
+    EXPECT_NEAR(real.count(), 1.5, 0.4);
+    EXPECT_NEAR(info.tagReads, 600, 100);
+    EXPECT_GE(count(CMD_ONGOING), 6U);
+}
+
+TEST_F(Radio, LastReportFilter) {
+    const struct {
+        const char* legend;
+        REPORT_FILTER_LAST_REPORT_s filter;
+        std::size_t reports;
+    } cases[] = {
+        // Four loops of two olios with 25 ms each over ten tags.
+        {"off", {0, 0, {}, 1}, 80},
+        {"radio wide, for ever", {1, 0, {}, 0xFFFFFFFF}, 10},
+        {"per olio, for ever", {1, 1, {}, 0xFFFFFFFF}, 20},
+        {"duration of none", {1, 0, {}, 0}, 80},
+    };
+    ASSERT_EQ(connect(R"({"clock": "fast", "tags": {"count": 10}})"), RXE_OK);
+    configure({olio(1, 1, 1), olio(2, 1, 1)});
+    ASSERT_EQ(set(RXE_PARAM_RADIO_STOP, stopRecord(0, 4, 0)), RXE_OK);
+    for (const auto& row : cases) {
+        SCOPED_TRACE(row.legend);
+        ASSERT_EQ(set(RXE_PARAM_LAST_REPORT, row.filter), RXE_OK);
+        ASSERT_EQ(RXE_resetDb(), RXE_OK);
+        EXPECT_EQ(run().tagReads, row.reports);
+        const bool forEver = row.filter.enable == 1 && row.filter.duration != 0;
+        EXPECT_EQ(run().tagReads, forEver ? 0 : row.reports) << "without a reset in between";
+    }
+}
+
+TEST_F(Radio, AccessesFollowTheirTagAndEndAtAFailure) {
+    ASSERT_EQ(
+        connect(R"({"clock": "fast", "tags": {"count": 1, "firstSerial": 258, "tidPrefix": "E2801160"}})"),
+        RXE_OK);
+    OLIO_s withAccess = olio(1, 1, 1);
+    withAccess.accessBitMask = 0x17;  // 1, 2, 3 and 5; 4 belongs to other olios
+    configure({withAccess});
+    const struct {
+        std::uint8_t id, type, bank;
+        std::uint16_t pointer, count;
+    } accesses[] = {{1, RXE_ACCESS_READ, 2, 2, 3},
+                    {2, RXE_ACCESS_READ, 2, 0, 0},
+                    {3, RXE_ACCESS_READ, 2, 4, 2},
+                    {4, RXE_ACCESS_READ, 1, 0, 1},
+                    {5, RXE_ACCESS_READ, 1, 0, 1}};
+    for (const auto& row : accesses) {
+        ACCESS_OP_s record = {};
+        record.enable = 1;
+        record.type = row.type;
+        record.membank = row.bank;
+        record.wordPointer = row.pointer;
+        record.wordCount = row.count;
+        ASSERT_EQ(set(RXE_PARAM_ACCESS + row.id, record), RXE_OK);
+    }
+    ASSERT_EQ(set(RXE_PARAM_RADIO_STOP, stopRecord(0, 1, 0)), RXE_OK);
+    run();
+    std::vector<ACCESS_INFO_s> answers;
+    for (const packet_s& packet : packets) {
+        if (packet.type == ACCESS_INFO) {
+            ASSERT_EQ(format(packet, &answers.emplace_back()), RXE_OK);
+        }
+    }
+    ASSERT_EQ(answers.size(), 3U);
+    EXPECT_EQ(std::vector<std::uint8_t>(answers[0].data, answers[0].data + answers[0].dataLength),
+              (std::vector<std::uint8_t>{0, 0, 0, 0, 1, 2}));
+    EXPECT_EQ(answers[1].dataLength, 10U) << "a count of 0 reads to the end of the bank";
+    EXPECT_EQ(answers[2].accessId, 3);
+    EXPECT_EQ(answers[2].result, RXE_ACCESS_RESULT_TAG_ERROR);
+    EXPECT_EQ(answers[2].data[1], 3) << "memory overrun";
+}
+
+TEST_F(Radio, PowerCablesAndConnectionsDecideWhoIsHeard) {
+    ASSERT_EQ(connect(R"({"clock": "fast", "tags": {"count": 200}, "antennas": [1]})"), RXE_OK);
+    const auto heard = [](std::uint16_t antenna, std::int16_t power) {
+        OLIO_s record = olio(antenna, 1, 1);
+        record.transmitPower = power;
+        configure({record});
+        return run().tagReads;
+    };
+    ASSERT_EQ(set(RXE_PARAM_RADIO_STOP, stopRecord(0, 1, 0)), RXE_OK);
+    EXPECT_EQ(heard(1, 300), 200U);
+    const auto few = heard(1, 150);
+    EXPECT_GT(few, 0U);
+    EXPECT_LT(few, 200U);
+    ASSERT_EQ(set(RXE_PARAM_CABLE_LOSS + 1, std::uint8_t{30}), RXE_OK);
+    EXPECT_LT(heard(1, 150), few);
+    EXPECT_EQ(heard(2, 300), 0U) << "antenna 2 is not connected";
+}
+
+TEST_F(Radio, StartTriggerWaitsForItsLevel) {
+    ASSERT_EQ(connect(R"({"clock": "fast", "gpi": ["high"]})"), RXE_OK);
+    configure({olio(1, 1, 1)});
+    ASSERT_EQ(set(RXE_PARAM_RADIO_STOP, stopRecord(0, 1, 0)), RXE_OK);
+    ASSERT_EQ(set(RXE_PARAM_GPIO_START, GPIO_START_s{0x11, 0, 100, 0}), RXE_OK);
+    EXPECT_EQ(run().stopCause, 2);
+    ASSERT_EQ(set(RXE_PARAM_GPIO_START, GPIO_START_s{0x10, 0, 0, 0}), RXE_OK);
+    packets.clear();
+    ASSERT_EQ(RXE_start(), RXE_OK);
+    ASSERT_TRUE(waitFor([] { return count(CMD_ONGOING) == 2; }));
+    EXPECT_EQ(RXE_resume(), RXE_OK);
+    EXPECT_EQ(RXE_stop(), RXE_OK);
+    EXPECT_EQ(count(TAG_CUSTOM), 0U);
+    EXPECT_EQ(count(END_OF_RUN), 1U);
+}
+
+TEST_F(Radio, FakeTagsComeAtTheirRateUntilStopped) {
+    ASSERT_EQ(connect("{}"), RXE_OK);
+    enable({START_INFO3});
+    EXPECT_NE(RXE_txFakeTags(0), RXE_OK);
+    const auto begin = std::chrono::steady_clock::now();
+    ASSERT_EQ(RXE_txFakeTags(300), RXE_OK);
+    EXPECT_NE(RXE_resume(), RXE_NO_START_ONGOING);
+    EXPECT_NE(RXE_start(), RXE_OK);
+    ASSERT_TRUE(waitFor([] { return count(TAG_CUSTOM) == 150; }));
+    const std::chrono::duration<double> half = std::chrono::steady_clock::now() - begin;
+    EXPECT_NEAR(half.count(), 0.5, 0.2);
+    EXPECT_EQ(RXE_stop(), RXE_OK);
+    EXPECT_EQ(RXE_resume(), RXE_NO_START_ONGOING);
+    std::set<std::vector<std::uint8_t>> different;
+    for (const packet_s& packet : packets) {
+        if (packet.type == TAG_CUSTOM) {
+            different.insert(packet.payload);
+        }
+    }
+    EXPECT_EQ(different.size(), count(TAG_CUSTOM));
+    EXPECT_EQ(packets.back().type, END_OF_RUN);
+    START_INFO_s info;
+    ASSERT_EQ(format(packets[packets.size() - 2], &info), RXE_OK);
+    EXPECT_EQ(info.stopCause, 1);
+}
+
+}  // namespace

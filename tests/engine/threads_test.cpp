@@ -1,0 +1,160 @@
+// SPDX-License-Identifier: MIT
+// The library from several threads, from within its callback, and its log.
+// Meant to be run under the thread sanitizer too.
+#include <atomic>
+#include <thread>
+
+#include "radio.hpp"
+
+namespace {
+
+using namespace std::chrono_literals;
+
+std::atomic<int> packetsSeen{0};
+std::atomic<bool> inCallback{false};
+std::atomic<std::uint16_t> lastType{0};
+std::atomic<int> faults{0};
+
+int slow(RXE_packet_s* packet) {
+    inCallback = true;
+    ++packetsSeen;
+    std::this_thread::sleep_for(2ms);
+    lastType = packet->type;
+    inCallback = false;
+    return 0;
+}
+
+int callsBack(RXE_packet_s* packet) {
+    ++packetsSeen;
+    lastType = packet->type;
+    std::int16_t degrees = 0;
+    std::uint16_t delay = 0;
+    faults += RXE_getParam(RXE_PARAM_PA_TEMP, &degrees) != RXE_OK;
+    faults += RXE_setParam2(RXE_PARAM_DELAY_AFTER_SELECTS, &delay, true, true) != RXE_OK;
+    faults += RXE_disconnect() == RXE_OK;
+    if (packet->type == ERROR_LOG) {  // which may be asked for while nothing runs
+        return 0;
+    }
+    faults += (RXE_resume() == RXE_NO_START_ONGOING) != (packet->type == END_OF_RUN);
+    faults += RXE_start() == RXE_OK;
+    return 0;
+}
+
+int stopsItself(RXE_packet_s* packet) {
+    lastType = packet->type;
+    if (++packetsSeen == 20) {
+        faults += RXE_stop() != RXE_OK;
+    }
+    return 0;
+}
+
+class Threads : public Radio {
+  protected:
+    void begin(const std::string& scenario, int (*callback)(RXE_packet_s*)) {
+        ASSERT_EQ(connect(scenario), RXE_OK);
+        ASSERT_EQ(RXE_setCallback(callback), RXE_OK);
+        configure({olio(1, 2, 50), olio(2, 1, 2)});
+        packetsSeen = faults = 0;
+        lastType = 0;
+        ASSERT_EQ(RXE_start(), RXE_OK);
+    }
+    static bool waitForPackets(int many) {
+        const auto limit = std::chrono::steady_clock::now() + 20s;
+        while (packetsSeen < many && std::chrono::steady_clock::now() < limit) {
+            std::this_thread::sleep_for(1ms);
+        }
+        return packetsSeen >= many;
+    }
+};
+
+TEST_F(Threads, StopReturnsWhenTheCallbackIsDone) {
+    begin(R"({"clock": "fast"})", slow);
+    for (int i = 0; i < 20; ++i) {
+        ASSERT_TRUE(waitForPackets(3));
+        ASSERT_EQ(RXE_stop(), RXE_OK);
+        EXPECT_FALSE(inCallback);
+        EXPECT_EQ(lastType, END_OF_RUN);
+        const int seen = packetsSeen;
+        std::this_thread::sleep_for(3ms);
+        EXPECT_EQ(packetsSeen, seen) << "a packet after the stop";
+        packetsSeen = 0;
+        ASSERT_EQ(RXE_start(), RXE_OK);
+    }
+}
+
+TEST_F(Threads, StopFromWithinTheCallback) {
+    begin("{}", stopsItself);
+    const auto limit = std::chrono::steady_clock::now() + 20s;
+    while (lastType != END_OF_RUN && std::chrono::steady_clock::now() < limit) {
+        std::this_thread::sleep_for(1ms);
+    }
+    EXPECT_EQ(lastType, END_OF_RUN);
+    EXPECT_EQ(faults, 0);
+    EXPECT_EQ(RXE_start(), RXE_OK) << "waits for the callback of the last packet";
+    EXPECT_NE(RXE_start(), RXE_OK) << "a second start";
+    EXPECT_EQ(RXE_disconnect(), RXE_OK) << "ends the run too";
+    EXPECT_EQ(lastType, END_OF_RUN);
+}
+
+TEST_F(Threads, EveryOperationFromEveryThread) {
+    begin(R"({"clock": "fast"})", callsBack);
+    std::atomic<bool> enough{false};
+    std::vector<std::thread> threads;
+    for (int n = 0; n < 3; ++n) {
+        threads.emplace_back([&, n] {
+            for (std::uint16_t i = 0; !enough; ++i) {
+                OLIO_s record = olio(static_cast<std::uint16_t>(n + 1), 1, 1);
+                faults += set(static_cast<unsigned>(RXE_PARAM_OLIO + 10 + n), record) != RXE_OK;
+                faults += RXE_getParam(RXE_PARAM_OLIO + 1, &record) != RXE_OK;
+                faults += RXE_getErr() != RXE_OK;
+                faults += RXE_resetDb() != RXE_OK;
+                faults += set(RXE_PARAM_PACKET_ENABLE,
+                              PACKET_ENABLE_s{static_cast<std::uint8_t>(i % 2), 0, 777}) != RXE_OK;
+                const auto log = directory / ("log" + std::to_string(n));
+                faults += RXE_enablePacketLogging(log.c_str()) != RXE_OK;
+            }
+        });
+    }
+    EXPECT_TRUE(waitForPackets(3000));
+    EXPECT_EQ(RXE_stop(), RXE_OK);
+    enough = true;
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(faults, 0);
+}
+
+TEST_F(Threads, LogHoldsWhatTheCallbackSaw) {
+    ASSERT_EQ(connect(R"({"clock": "fast"})"), RXE_OK);
+    configure({olio(1, 1, 1)});
+    PER_RADIO_STOP_s stop = {};
+    stop.olioLoops = 20;
+    ASSERT_EQ(set(RXE_PARAM_RADIO_STOP, stop), RXE_OK);
+    EXPECT_NE(RXE_enablePacketLogging((directory / "missing" / "log").c_str()), RXE_OK);
+    EXPECT_NE(RXE_enablePacketLogging(nullptr), RXE_OK);
+    ASSERT_EQ(RXE_enablePacketLogging((directory / "log").c_str()), RXE_OK);
+    run();
+    ASSERT_EQ(RXE_disablePacketLogging(), RXE_OK);
+    EXPECT_EQ(RXE_disablePacketLogging(), RXE_OK) << "when there is none";
+    const auto logged = packets;
+    run();  // leaves no trace in the file
+
+    std::ifstream file(directory / "log", std::ios::binary);
+    char header[24] = {};
+    file.read(header, sizeof header);
+    EXPECT_EQ(std::string(header, 8), "RXEPKLOG");
+    EXPECT_EQ(header[8], 1);
+    std::vector<packet_s> found;
+    std::int64_t time = 0, last = 0;
+    for (std::uint16_t head[2]; file.read(reinterpret_cast<char*>(&time), 8);) {
+        file.read(reinterpret_cast<char*>(head), 4);
+        packet_s& packet = found.emplace_back(packet_s{head[0], std::vector<std::uint8_t>(head[1])});
+        file.read(reinterpret_cast<char*>(packet.payload.data()), head[1]);
+        EXPECT_GE(time, last);
+        last = time;
+    }
+    EXPECT_EQ(found, logged);
+    EXPECT_NEAR(static_cast<double>(last), 20 * 24 * 2500.0, 1.0) << "microseconds of the engine's clock";
+}
+
+}  // namespace
