@@ -1,0 +1,347 @@
+// SPDX-License-Identifier: MIT
+// The stand-in server as its clients meet it: a real process, a socket for each
+// request, one read of up to 4,096 bytes.
+#include <arpa/inet.h>
+#include <gmock/gmock.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <array>
+#include <chrono>
+#include <csignal>
+#include <fstream>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "support/process.hpp"
+#include "support/temp_dir.hpp"
+
+namespace {
+
+using std::chrono::milliseconds;
+using testing::HasSubstr;
+
+constexpr std::string_view program = TARNWICK_BIN_DIR "/rm_server";
+constexpr std::string_view namespaces =
+    R"( xmlns:rm="urn:epcglobal:rm:xsd:1" xmlns:brixrm="urn:brixrfid:rm:xsd:1")";
+
+struct server_s {
+    explicit server_s(std::vector<std::string> arguments)
+        : process(std::string(program),
+                  {.arguments = withFreePort(std::move(arguments)), .environment = {}, .directory = {}}) {
+        const std::string_view ready = "listening on 127.0.0.1:";
+        if (!process.waitForOutput("(")) {
+            throw std::runtime_error("not ready: " + process.output());
+        }
+        const auto text = process.output();
+        port = static_cast<std::uint16_t>(std::stoi(text.substr(text.find(ready) + ready.size())));
+    }
+    static std::vector<std::string> withFreePort(std::vector<std::string> arguments) {
+        arguments.insert(arguments.end(), {"--port", "0"});
+        return arguments;
+    }
+    process_s process;
+    std::uint16_t port = 0;
+};
+
+struct client_s {
+    explicit client_s(std::uint16_t port) : fd(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_port = htons(port);
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        if (connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0) {
+            throw std::runtime_error("no connection");
+        }
+    }
+    ~client_s() { close(fd); }
+    client_s(const client_s&) = delete;
+    client_s& operator=(const client_s&) = delete;
+
+    void say(std::string_view text) const { send(fd, text.data(), text.size(), MSG_NOSIGNAL); }
+
+    // One read. Nothing: the server said nothing in time. Empty: it closed.
+    std::optional<std::string> hear(milliseconds patience = defaultPatience) const {
+        const timeval time{patience.count() / 1000, patience.count() % 1000 * 1000};
+        setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &time, sizeof(time));
+        std::array<char, 4096> bytes{};
+        const auto count = recv(fd, bytes.data(), bytes.size(), 0);
+        return count < 0 ? std::nullopt
+                         : std::optional(std::string(bytes.data(), static_cast<std::size_t>(count)));
+    }
+    int fd;
+};
+
+// A request as clients write it, on one line with a declaration in front.
+std::string request(const std::string& command, const std::string& target = "") {
+    const std::string device = target.empty() ? "brixrm:readerDevice" : "brixrm:antennaReadPoint";
+    return R"(<?xml version="1.0" encoding="UTF-8"?><rm:command xmlns:xsi="http://www.w3.org/2001/XMLSchema-instance")" +
+           std::string(namespaces) + "><rm:id>104</rm:id><rm:targetName>" + target + "</rm:targetName><" +
+           device + "><brixrm:sessionID>00:00:00:00:00:00</brixrm:sessionID>" + command + "</" + device +
+           "></rm:command>";
+}
+
+std::string reply(const std::string& content, int id = 104) {
+    return "<rm:reply" + std::string(namespaces) + "><rm:id>" + std::to_string(id) + "</rm:id>" + content +
+           "</rm:reply>";
+}
+
+std::string goodReply(const std::string& content) {
+    return reply("<rm:resultCode>0</rm:resultCode>" + content);
+}
+
+std::optional<std::string> ask(const server_s& server, const std::string& text) {
+    const client_s client(server.port);
+    client.say(text);
+    return client.hear();
+}
+
+const std::string getModel = request("<brixrm:getModel/>");
+const std::string modelReply = goodReply(
+    "<brixrm:readerDevice><brixrm:getModel><brixrm:returnValue>PN5100</brixrm:returnValue></brixrm:getModel>"
+    "</brixrm:readerDevice>");
+
+constexpr const char* fullProfile =
+    R"({"model": "A&B <1>", "hostName": "reader", "regionName": "Japan reply>", "standardName": "Japan 4W",
+ "channelWidth": 1200, "ports": 3, "maxTxPower": 270, "powerSource": 2,
+ "cables": [{"lossPerHundredFt": 4, "length": 25}, {"lossPerHundredFt": -1, "length": 30}]})";
+
+std::string write(const temp_dir_s& directory, const std::string& text) {
+    const auto path = directory.path / "profile.json";
+    std::ofstream(path) << text;
+    return path.string();
+}
+
+struct run_s {
+    int status;
+    std::string output;
+};
+run_s run(std::vector<std::string> arguments) {
+    process_s process(std::string(program),
+                      {.arguments = std::move(arguments), .environment = {}, .directory = {}});
+    const auto status = process.waitForExit();
+    return {status.value_or(-1), process.output()};
+}
+
+}  // namespace
+
+TEST(RmServer, AnswersEveryQueryFromItsProfile) {
+    const temp_dir_s directory;
+    const server_s server({"--profile", write(directory, fullProfile)});
+    struct case_s {
+        const char* legend;
+        std::string request, content;
+    };
+    const case_s cases[] = {
+        {"model, escaped", request("<brixrm:getModel/>"),
+         "<brixrm:readerDevice><brixrm:getModel><brixrm:returnValue>A&amp;B &lt;1&gt;</brixrm:returnValue>"
+         "</brixrm:getModel></brixrm:readerDevice>"},
+        {"region", request("<brixrm:getActiveRegion/>"),
+         "<brixrm:readerDevice><brixrm:getActiveRegion><brixrm:returnValue><brixrm:regionName>Japan reply&gt;"
+         "</brixrm:regionName><brixrm:standardName>Japan 4W</brixrm:standardName></brixrm:returnValue>"
+         "</brixrm:getActiveRegion></brixrm:readerDevice>"},
+        {"channel width",
+         request(
+             "<brixrm:getRegionStandardList><brixrm:regionName>Japan reply&gt;</brixrm:regionName>"
+             "<brixrm:requestChannelList>false</brixrm:requestChannelList></brixrm:getRegionStandardList>"),
+         "<brixrm:readerDevice><brixrm:getRegionStandardList><brixrm:returnValue><brixrm:list><brixrm:value>"
+         "<brixrm:standardName>Japan 4W</brixrm:standardName><brixrm:channelWidth>1200</brixrm:channelWidth>"
+         "</brixrm:value></brixrm:list></brixrm:returnValue></brixrm:getRegionStandardList></"
+         "brixrm:readerDevice>"},
+        {"reader details", request("<brixrm:getReaderDetails/>"),
+         "<brixrm:readerDevice><brixrm:getReaderDetails><brixrm:HostName>reader</"
+         "brixrm:HostName><brixrm:NumPorts>3"
+         "</brixrm:NumPorts><brixrm:maxTxPowerSupported>270</brixrm:maxTxPowerSupported><brixrm:PowerSource>2"
+         "</brixrm:PowerSource></brixrm:getReaderDetails></brixrm:readerDevice>"},
+        {"cable of antenna 2", request("<brixrm:getCableLossCompensation/>", "Read Point 2"),
+         "<brixrm:antennaReadPoint><brixrm:getCableLossCompensation><brixrm:cableLossPerHundredFt>-1"
+         "</brixrm:cableLossPerHundredFt><brixrm:cableLength>30</brixrm:cableLength>"
+         "</brixrm:getCableLossCompensation></brixrm:antennaReadPoint>"},
+        {"an antenna without an entry has no loss",
+         request("<brixrm:getCableLossCompensation/>", "Read Point 3"),
+         "<brixrm:antennaReadPoint><brixrm:getCableLossCompensation><brixrm:cableLossPerHundredFt>0"
+         "</brixrm:cableLossPerHundredFt><brixrm:cableLength>0</brixrm:cableLength>"
+         "</brixrm:getCableLossCompensation></brixrm:antennaReadPoint>"},
+    };
+    for (const auto& row : cases) {
+        EXPECT_EQ(ask(server, row.request), goodReply(row.content)) << row.legend;
+    }
+}
+
+TEST(RmServer, RefusesWhatItCannotAnswerAndLivesOn) {
+    const server_s server({});
+    const std::string deep = [] {
+        std::string text;
+        for (int i = 0; i < 1000; ++i) {
+            text += "<a>";
+        }
+        return text + "</rm:command>";
+    }();
+    struct case_s {
+        const char* legend;
+        std::string request, code, name;
+    };
+    const case_s cases[] = {
+        {"unknown command", request("<brixrm:reboot/>"), "2", "ERROR_COMMAND_NOT_SUPPORTED"},
+        {"a command of the other device", request("<brixrm:getModel/>", "Read Point 1"), "2",
+         "ERROR_COMMAND_NOT_SUPPORTED"},
+        {"antenna 0", request("<brixrm:getCableLossCompensation/>", "Read Point 0"), "3",
+         "ERROR_OBJECT_NOT_FOUND"},
+        {"antenna 5 of 4", request("<brixrm:getCableLossCompensation/>", "Read Point 5"), "3",
+         "ERROR_OBJECT_NOT_FOUND"},
+        {"no antenna", request("<brixrm:getCableLossCompensation/>", "Read Point 1a"), "3",
+         "ERROR_OBJECT_NOT_FOUND"},
+        {"another region",
+         request("<brixrm:getRegionStandardList><brixrm:regionName>Mars</brixrm:regionName>"
+                 "</brixrm:getRegionStandardList>"),
+         "4", "ERROR_INVALID_VALUE"},
+        {"two commands", request("<brixrm:getModel/><brixrm:getModel/>"), "1", "ERROR_MALFORMED_COMMAND"},
+        {"no command", request(""), "1", "ERROR_MALFORMED_COMMAND"},
+        {"no XML", "\x01\xff</command>", "1", "ERROR_MALFORMED_COMMAND"},
+        {"unclosed and deep", deep, "1", "ERROR_MALFORMED_COMMAND"},
+        {"entities",
+         "<!DOCTYPE a [<!ENTITY b \"c\">]><rm:command" + std::string(namespaces) + ">&b;</rm:command>", "1",
+         "ERROR_MALFORMED_COMMAND"},
+        {"no namespace", "<command><getModel/></command>", "1", "ERROR_MALFORMED_COMMAND"},
+        {"too long", std::string(100000, 'x'), "1", "ERROR_COMMAND_TOO_LONG"},
+    };
+    for (const auto& row : cases) {
+        SCOPED_TRACE(row.legend);
+        const auto answer = ask(server, row.request).value_or("nothing");
+        EXPECT_THAT(answer, HasSubstr("<rm:resultCode>" + row.code + "</rm:resultCode><rm:error><rm:name>" +
+                                      row.name + "</rm:name><rm:description>"));
+        EXPECT_THAT(answer, HasSubstr("</rm:description><brixrm:customErrorCode>"));
+        EXPECT_EQ(ask(server, getModel), modelReply);
+    }
+}
+
+TEST(RmServer, ClientsThatDoNotBehave) {
+    const server_s server({"--timeout", "1000"});
+    const client_s quiet(server.port), half(server.port), ended(server.port), pieces(server.port);
+    half.say("<rm:command");
+    { const client_s gone(server.port); }
+    ended.say("<rm:command");
+    shutdown(ended.fd, SHUT_WR);
+    EXPECT_THAT(ended.hear().value_or("nothing"), HasSubstr("ERROR_MALFORMED_COMMAND"));
+
+    // A request in pieces, the cut within its last word; none of the others is in its way.
+    const auto text = request("<brixrm:getModel><brixrm:subcommand></brixrm:subcommand></brixrm:getModel>");
+    const std::size_t cuts[] = {0, 10, text.size() - 5, text.size()};
+    for (std::size_t i = 0; i + 1 < std::size(cuts); ++i) {
+        EXPECT_EQ(pieces.hear(milliseconds(20)), std::nullopt);
+        pieces.say(text.substr(cuts[i], cuts[i + 1] - cuts[i]));
+    }
+    EXPECT_EQ(pieces.hear(), modelReply);
+    EXPECT_EQ(quiet.hear(), "") << "let go after its time";
+    EXPECT_EQ(half.hear(), "");
+}
+
+TEST(RmServer, Faults) {
+    const std::string device = "<brixrm:readerDevice><brixrm:getModel>";
+    const std::string value = "<brixrm:returnValue>PN5100</brixrm:returnValue>";
+    const std::string endOfDevice = "</brixrm:getModel></brixrm:readerDevice>";
+    const auto cut = [](const std::string& text, std::size_t size) { return text.substr(0, size); };
+    struct case_s {
+        const char* fault;
+        std::optional<std::string> answer;
+    };
+    const case_s cases[] = {
+        {"none", modelReply},
+        {"silent", std::nullopt},
+        {"close", ""},
+        {"truncated", cut(modelReply, modelReply.size() / 2)},
+        {"no-marker", cut(modelReply, modelReply.size() - 1) + " >"},
+        {"trailing", modelReply + "<rm:more/> & what follows"},
+        {"result-code",
+         reply("<rm:resultCode>5</rm:resultCode><rm:error><rm:name>ERROR_UNKNOWN</"
+               "rm:name><rm:description>failing on "
+               "request</rm:description><brixrm:customErrorCode>501</brixrm:customErrorCode></rm:error>" +
+               device + value + endOfDevice)},
+        {"bare-error", reply("<rm:resultCode>5</rm:resultCode><rm:error/>" + device + value + endOfDevice)},
+        {"missing-result-code", reply(device + value + endOfDevice)},
+        {"missing-value", goodReply("<brixrm:readerDevice><brixrm:getModel/></brixrm:readerDevice>")},
+        {"double-value",
+         goodReply(device + "<brixrm:returnValue>0</brixrm:returnValue>" + value + endOfDevice)},
+    };
+    for (const auto& row : cases) {
+        const server_s server({"--fault", row.fault});
+        const client_s client(server.port);
+        client.say(getModel);
+        EXPECT_EQ(client.hear(row.answer.has_value() ? defaultPatience : milliseconds(200)), row.answer)
+            << row.fault;
+    }
+    const server_s garbage({"--fault", "garbage"});
+    const auto answer = ask(garbage, getModel).value_or("");
+    EXPECT_FALSE(answer.empty());
+    EXPECT_EQ(answer.find("reply>"), std::string::npos);
+}
+
+TEST(RmServer, AFaultKeepsToItsQueryCountAndValue) {
+    const server_s server({"--fault", "missing-value", "--fault-query", "getReaderDetails", "--fault-value",
+                           "PowerSource", "--fault-after", "1", "--fault-count", "2"});
+    const auto details = request("<brixrm:getReaderDetails/>");
+    for (const bool isMissing : {false, true, true, false}) {
+        EXPECT_EQ(ask(server, getModel), modelReply);
+        const auto answer = ask(server, details).value_or("");
+        EXPECT_EQ(answer.find("PowerSource") == std::string::npos, isMissing);
+        EXPECT_THAT(answer, HasSubstr("<brixrm:NumPorts>4</brixrm:NumPorts>"));
+    }
+}
+
+TEST(RmServer, RefusedProfilesNameTheirKey) {
+    const temp_dir_s directory;
+    struct case_s {
+        const char *from, *to, *said;
+    };
+    const case_s cases[] = {
+        {"{", "", "not valid JSON"},
+        {"\"ports\"", "\"port\"", "key \"port\" is not known"},
+        {"\"ports\": 3,", "", "key \"ports\" is missing"},
+        {"\"ports\": 3", "\"ports\": 0", "key \"ports\" must be an integer from 1 to 64"},
+        {"\"ports\": 3", "\"ports\": 1", "key \"cables\" must be an array of at most 1"},
+        {"270", "\"270\"", "key \"maxTxPower\""},
+        {"270", "18446744073709551615", "key \"maxTxPower\""},
+        {"1200", "-1", "key \"channelWidth\""},
+        {"Japan 4W", "Japan\\n4W", "key \"standardName\""},
+        {"\"length\": 30", "\"length\": 1e3", "key \"cables[1].length\""},
+        {"\"length\": 30", "\"feet\": 30", "key \"cables[1].feet\" is not known"},
+    };
+    for (const auto& row : cases) {
+        std::string text = fullProfile;
+        text.replace(text.find(row.from), std::string_view(row.from).size(), row.to);
+        const auto result = run({"--profile", write(directory, text)});
+        EXPECT_EQ(result.status, 1) << row.said;
+        EXPECT_THAT(result.output, HasSubstr(row.said));
+        EXPECT_EQ(result.output.find('\n'), result.output.size() - 1) << "one line: " << result.output;
+    }
+    EXPECT_EQ(run({"--profile", "PN9999"}).status, 1);
+    EXPECT_EQ(run({"--fault", "sulking"}).status, 1);
+}
+
+TEST(RmServer, BuiltInProfilesAreProfileFiles) {
+    const temp_dir_s directory;
+    for (const std::string name : {"PN5100", "PN8200", "QDX4400"}) {
+        const auto printed = run({"--profile", name, "--print-profile"});
+        const auto again = run({"--profile", write(directory, printed.output), "--print-profile"});
+        EXPECT_EQ(again.status, 0);
+        EXPECT_EQ(again.output, printed.output);
+        EXPECT_THAT(printed.output, HasSubstr("\"model\": \"" + name + "\""));
+    }
+}
+
+TEST(RmServer, StartsAndEnds) {
+    for (const int signal : {SIGTERM, SIGINT}) {
+        server_s server({"--profile", "QDX4400"});
+        const auto port = std::to_string(server.port);
+        EXPECT_EQ(server.process.output(), "rm_server: listening on 127.0.0.1:" + port + " (QDX4400)\n");
+        const auto second = run({"--port", port});
+        EXPECT_EQ(second.status, 1);
+        EXPECT_THAT(second.output, HasSubstr("cannot listen on 127.0.0.1:" + port));
+        server.process.signal(signal);
+        EXPECT_EQ(server.process.waitForExit(), 0);
+    }
+}
