@@ -1,0 +1,65 @@
+// SPDX-License-Identifier: MIT
+// Typed reads of one key of a client's JSON object.
+//
+// All take the object, the key, the output and the reply, in this order, and
+// return
+//    0  found, valid, stored; the reply is left alone
+//   -1  the key is not there, or what was given is no object
+//   -2  the value has the wrong JSON type
+//   -3  the value is out of bounds, or not among the allowed strings
+// On -1 to -3 the output is left alone and the reply is the whole answer for
+// the client. A caller for whom the key is optional clears the reply after -1.
+//
+// Any thread; nothing here throws, whatever the object holds.
+#pragma once
+
+#include <cstdint>
+#include <nlohmann/json_fwd.hpp>
+#include <string>
+#include <vector>
+
+// A string that equals one of `allowed`; any string when that is empty.
+int getJsonValue(const nlohmann::json* object, const std::string& key, std::string* out, std::string* reply,
+                 const std::vector<std::string>& allowed);
+
+int getJsonValue(const nlohmann::json* object, const std::string& key, bool* out, std::string* reply);
+
+// Unsigned targets take only what JSON calls an unsigned integer: -1 and 5.0
+// are of the wrong type. Both bounds are allowed values.
+int getJsonValue(const nlohmann::json* object, const std::string& key, std::uint8_t* out, std::string* reply,
+                 std::uint8_t min, std::uint8_t max);
+int getJsonValue(const nlohmann::json* object, const std::string& key, std::uint16_t* out, std::string* reply,
+                 std::uint16_t min, std::uint16_t max);
+int getJsonValue(const nlohmann::json* object, const std::string& key, std::uint32_t* out, std::string* reply,
+                 std::uint32_t min, std::uint32_t max);
+int getJsonValue(const nlohmann::json* object, const std::string& key, std::uint64_t* out, std::string* reply,
+                 std::uint64_t min, std::uint64_t max);
+
+// Signed targets take any integer.
+int getJsonValue(const nlohmann::json* object, const std::string& key, std::int8_t* out, std::string* reply,
+                 std::int8_t min, std::int8_t max);
+int getJsonValue(const nlohmann::json* object, const std::string& key, std::int16_t* out, std::string* reply,
+                 std::int16_t min, std::int16_t max);
+int getJsonValue(const nlohmann::json* object, const std::string& key, std::int32_t* out, std::string* reply,
+                 std::int32_t min, std::int32_t max);
+int getJsonValue(const nlohmann::json* object, const std::string& key, std::int64_t* out, std::string* reply,
+                 std::int64_t min, std::int64_t max);
+
+// Floating targets take any number.
+int getJsonValue(const nlohmann::json* object, const std::string& key, float* out, std::string* reply,
+                 float min, float max);
+int getJsonValue(const nlohmann::json* object, const std::string& key, double* out, std::string* reply,
+                 double min, double max);
+
+// What the ten above share. With `acceptOtherNumbers` an unsigned target also
+// takes signed and floating values that lie within the bounds; their fraction
+// is dropped. Instantiated for the ten types above.
+template <class Number>
+int json_to_number(const nlohmann::json* object, const std::string& key, Number* out, std::string* reply,
+                   Number min, Number max, bool acceptOtherNumbers);
+
+// Replace `*out` by a copy of the value.
+int getJsonValueArray(const nlohmann::json* object, const std::string& key, nlohmann::json* out,
+                      std::string* reply);
+int getJsonValueObject(const nlohmann::json* object, const std::string& key, nlohmann::json* out,
+                       std::string* reply);

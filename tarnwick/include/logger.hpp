@@ -1,0 +1,92 @@
+// SPDX-License-Identifier: MIT
+// The log file, the system log line at start, and the two run-wide counters
+// that heartbeats and alarms report.
+#pragma once
+
+#include <concepts>
+#include <cstdint>
+#include <sstream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+enum class log_level_e : std::uint8_t { debug, info, warning, error };
+
+// One line to the system log (ident "tarnwick", LOG_LOCAL1). Main thread, once.
+void setup_syslog();
+
+// Configures the log: "tarnwick.log" in the working directory, rotated at
+// 5242880 bytes; also to standard output with `cli`; level debug only with
+// `verbose`. Main thread, once. Returns 0.
+int configureLogs(bool cli, bool verbose);
+
+// Called by the logging library before it truncates a full log file: moves
+// filename to ".1", ".1" to ".2" and so on; ".5" is the oldest kept.
+void RotationHandler(const char* filename, unsigned size);
+
+// Error and warning lines written since start. Any thread.
+void incrementErrorCount();
+void incrementWarningCount();
+std::uint64_t getErrorCount();
+std::uint64_t getWarningCount();
+
+// Command "logging": reads or sets the engine's packet log. Main thread. Returns 0.
+int loggingHandler(std::vector<std::string>* tokens, std::string* reply);
+
+// Whether a line of this level would be written. Any thread, one atomic load.
+bool isLogLevelEnabled(log_level_e level);
+
+// Writes one line: the bare name of the unit, then the text, which by custom
+// begins with a blank. Any thread.
+void logLine(log_level_e level, std::string_view unit, std::string_view text);
+
+namespace logger_detail {
+template <class Part>
+void append(std::string& line, const Part& part) {
+    if constexpr (std::convertible_to<const Part&, std::string_view>) {
+        line += std::string_view(part);
+    } else if constexpr (std::same_as<Part, char>) {
+        line += part;
+    } else if constexpr (std::integral<Part>) {
+        line += std::to_string(part);
+    } else {
+        std::ostringstream stream;
+        stream << part;
+        line += stream.str();
+    }
+}
+
+template <class... Parts>
+void write(log_level_e level, std::string_view unit, const Parts&... parts) {
+    if (!isLogLevelEnabled(level)) {
+        return;
+    }
+    std::string text;
+    (append(text, parts), ...);
+    logLine(level, unit, text);
+}
+}  // namespace logger_detail
+
+// One line joined from its parts: text, characters, integers (8-bit ones print
+// as numbers), or anything with operator<<. Nothing is formatted when the level
+// is off. Any thread.
+template <class... Parts>
+void logDebug(std::string_view unit, const Parts&... parts) {
+    logger_detail::write(log_level_e::debug, unit, parts...);
+}
+template <class... Parts>
+void logInfo(std::string_view unit, const Parts&... parts) {
+    logger_detail::write(log_level_e::info, unit, parts...);
+}
+// Counts an error, then writes the line. Any thread.
+template <class... Parts>
+void logCountedError(std::string_view unit, const Parts&... parts) {
+    incrementErrorCount();
+    logger_detail::write(log_level_e::error, unit, parts...);
+}
+// Counts a warning, then writes the line. Any thread.
+template <class... Parts>
+void logCountedWarning(std::string_view unit, const Parts&... parts) {
+    incrementWarningCount();
+    logger_detail::write(log_level_e::warning, unit, parts...);
+}

@@ -1,0 +1,147 @@
+// SPDX-License-Identifier: MIT
+// The radio data path: the radio thread, the engine's packets, tag reports from
+// packet to socket, and the two outbound channels tag_data and gpio_led.
+//
+// Two threads work here. The radio thread keeps the half-second tick that
+// measures the send rates and serves the two commands forwarded to it; it never
+// sees a packet. The engine thread (the library's callback thread, or the
+// simulator in its place, never both) does everything else inside getPacket.
+#pragma once
+
+#include <sys/time.h>
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "rxe.h"
+
+// ---- counters --------------------------------------------------------------
+
+// Antenna numbers that are counted: 0 to 13.
+inline constexpr unsigned countedAntennas = 14;
+
+// Packets delivered to getPacket. Written by the engine thread, and zeroed by
+// the main thread before the callback is registered; read by any thread.
+extern std::atomic<std::uint64_t> packetRxCount;
+// Tag packets seen, before any filter. Written by the engine thread, read by any.
+extern std::atomic<std::uint64_t> tagReadCount;
+// The same by antenna number, for all models but the array reader. Room for any
+// port number up to 15; only the first `countedAntennas` are ever counted.
+extern std::array<std::atomic<std::uint64_t>, 16> tagReadCountPerAnt;
+// JSON reports sent. Written by the engine thread, read by any.
+extern std::atomic<std::uint64_t> msgTxCount;
+
+// Tag packets seen by beam number, for the array reader; beams without a read
+// are absent. A copy. Any thread.
+std::map<std::uint16_t, std::uint64_t> getTagReadCountPerAntQDX();
+
+// ---- the radio thread ------------------------------------------------------
+
+// The output form of tag reports on tag_data.
+enum data_analytics_e : int {
+    DATA_ANALYTICS_OFF = 0,     // JSON text to the local consumer
+    DATA_ANALYTICS_BINARY = 1,  // header and serialised velmo::tag_data_report
+    DATA_ANALYTICS_STRING = 2,  // header and JSON text
+};
+
+// The form in force, and among how many subscribers (1 to 1024) reports are
+// spread. Written by the radio thread, read by the engine thread.
+extern std::atomic<int> data_analytics_type;
+extern std::atomic<std::uint16_t> subscribers;
+
+// Starts the thread "radio", then asks the Reader Management server for the
+// reader's MAC address and host name. The sockets stand by now. Main thread.
+// Returns 0, or -1 if the thread could not be created.
+int startRadioThread();
+
+// Stops the radio engine, then the thread. Main thread, at shutdown, after a
+// startRadioThread that returned 0. Returns the result of joining: 0 on success.
+int stopRadioThread();
+
+// The body of the radio thread.
+void* radio_thread_fcn(void* unused);
+
+// Runs one command forwarded by the main thread ("data_analytics" or
+// "subscribers") and fills *response with its whole reply. Returns the
+// command's result, or 0 where none ran. Radio thread.
+int ProcessInternalRequest(std::string* request, std::string* response);
+
+// One tick, twice a second: takes the send rates of both channels from their
+// message counters and counts the tick. Radio thread.
+void do_background_activity_radio_thread();
+
+// Flushes both channels when a tick has passed since the last call. Engine thread.
+void do_background_activity_rxe_thread();
+
+// ---- outbound channels -----------------------------------------------------
+
+// Sends one report on tag_data, never waiting. With `immediate` it leaves as a
+// frame of its own, after any open batch is closed. Otherwise, while more than
+// 25 messages a second were measured, reports are gathered into multipart
+// messages of some 1500 bytes. Engine thread.
+void send_tag_data_message(std::string_view message, bool immediate);
+
+// Sends one line on gpio_led, never waiting, batched in the same way. Engine and
+// main threads. Returns 0.
+int send_gpio_led_message(std::string_view message);
+
+// Ends an open multipart message on either channel with an empty frame. Engine thread.
+void flush_zmq_sockets();
+
+// Whether more than 25 messages a second were measured at the last tick. Any thread.
+bool tag_data_slow_down();
+bool gpio_led_slow_down();
+
+// Whether a tag report does not end with its tag packet, because a heat map or
+// access results follow. Engine thread.
+bool waitingForMoreTagData();
+
+// Text events on gpio_led, with the present time: "GPI_1_H,...", for `state` not
+// 0, or "GPI_1_L,..."; "RADIO_START,..."; "RADIO_STOP,...". Engine and main threads.
+void send_GPI_message(int port, int state);
+void send_radio_start_message();
+void send_radio_stop_message();
+
+// ---- packets and tag reports -----------------------------------------------
+
+// The engine's callback: counts the packet and handles it. Never waits and never
+// throws. Returns 0. Engine thread.
+int getPacket(RXE_packet_s* packet);
+
+// Acts on one packet by its type. The result has no meaning. Engine thread.
+int processMessage(RXE_packet_s* packet);
+
+// Turns one tag packet into one report, which is sent at once, or stays pending
+// while a heat map or access results are expected. `time` is the time of day of
+// the read. Returns 0. Engine thread.
+int process_tag_info_packet(RXE_packet_s* packet, const timeval& time);
+
+// Releases the pending JSON report: asks the additional-keys database, then
+// sends it and empties the pending state. Returns 0. Engine thread.
+int send_out_tag_data();
+
+// Whether the mode's tag filter lets the tag pass: 1 or 0. Of `epc` the first
+// `byteCount` bytes are read (at most 256). Appends the bytes in lower-case hex to
+// *idHex when the tag passes, and with a regex filter in any case. A null idHex
+// gives 0. Engine thread.
+int compareTagFilter(const std::uint8_t* epc, unsigned byteCount, std::string* idHex);
+
+// How a 96-bit EPC hides the part number of a multi-part item, by its first
+// byte. The value is the row of the mask table.
+enum multiTag_e : int {
+    MULTI_TAG_NONE = 0,  // not 96 bits
+    MULTI_TAG_1 = 1,     // first byte 0x35
+    MULTI_TAG_2 = 2,     // first byte 0x34
+    MULTI_TAG_3 = 3,     // any other first byte
+};
+multiTag_e multiTagType(const TAG_INFO_s* tagInfo);
+
+// CRC of the 12 bytes of `epc` with the bits masked that tell the parts of an
+// item apart, so that all of them land with the same subscriber; 0 for
+// MULTI_TAG_NONE. Any thread.
+std::uint16_t computeMultiTagCRC(multiTag_e type, const std::uint8_t* epc);

@@ -1,0 +1,89 @@
+// SPDX-License-Identifier: MIT
+// The main thread's wait loop, the command table behind the reply socket and
+// the console, and the handlers that belong to no other unit.
+//
+// Replies are text for people and programs alike: "Success", "Success: " and
+// text, "Success:" with a newline and lines, or "Failure: " and a sentence.
+// Clients split them at the first colon.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+// Where a request came from, and so where its reply goes.
+struct MSG_BUF {
+    std::int32_t source;  // 0: a line of the console, 1: the socket `responder`
+};
+
+// Gets the request's tokens, the command word first, and empties and fills the
+// reply. Returns 0, or -1 to end the loop after the reply has been sent.
+using command_handler = int (*)(std::vector<std::string>* tokens, std::string* reply);
+
+// One command. `help` is what the client's user reads; it may be empty.
+struct command_s {
+    std::string_view name;
+    command_handler handler;
+    std::string_view help;
+};
+
+// All commands, in the order in which they are compared and listed.
+extern const command_s commands[];
+extern const std::size_t nCommands;
+
+// Descriptor of the timer that resets the engine's tag database; below 1 while
+// there is none. Lives as long as processRequests. Main thread.
+extern int database_timer;
+
+// Serves requests until an `exit` request, SIGINT or SIGTERM. `cli` adds
+// standard input as a source of requests. Main thread. Returns 0, also at once
+// when its timer cannot be made.
+int processRequests(bool cli);
+
+// Waits for the next request; meanwhile takes the radio side's news, one
+// message a pass, and serves the database timer. A signal becomes an "exit"
+// request from the console. Main thread. Returns 0.
+int GetNextRequest(MSG_BUF* msg, std::string* request, bool cli);
+
+// The request's words, split at white space; there is no quoting. Any thread.
+std::vector<std::string> tokenizeRequest(std::string* request);
+
+// Finds the request's command and runs it. Main thread. Returns what the
+// handler returns; 0, with a "Failure: " reply, when there is no such command.
+int ProcessRequest(std::string* request, std::string* reply);
+
+// Sends the reply to where the request came from; on the socket it carries its
+// terminating NUL. Main thread. Returns 0.
+int SendReply(MSG_BUF msg, std::string* reply);
+
+// For SIGINT and SIGTERM: leaves a mark for the wait loop and does nothing else.
+void s_signal_handler(int signal);
+
+// Command "exit". Main thread. Returns -1.
+int exitHandler(std::vector<std::string>* tokens, std::string* reply);
+
+// Commands "start" and "stop". Main thread. Return 0, failures are replies.
+int startHandler(std::vector<std::string>* tokens, std::string* reply);
+int stopHandler(std::vector<std::string>* tokens, std::string* reply);
+
+// Empties the engine's tag database, starts the engine and announces the start.
+// `persist` records in autoStart.txt that the reader is to start by itself next
+// time. Main thread. Returns 0, failures are replies.
+int startRXE(bool persist, std::string* reply);
+
+// Disarms the database reset timer, if it is armed. Main thread. Returns 0.
+int cancel_database_timer();
+
+// The four strings of the "version" command. Those that were never set, as
+// without an engine, are empty. Set once at start-up; main thread.
+std::string init_app_version_string();
+void set_radio_api_version_string(int major, int minor, int maintenance, int build);
+void set_radio_fw_version_string(int major, int minor, int maintenance, int build);
+void set_zmq_version_string(int major, int minor, int patch);
+
+std::string get_app_version_string();
+std::string get_radio_api_version_string();
+std::string get_radio_fw_version_string();
+std::string get_zmq_version_string();

@@ -1,0 +1,78 @@
+// SPDX-License-Identifier: MIT
+// The process's one ZeroMQ context and its ten sockets.
+//
+//   handle                  type  endpoint                         used by
+//   responder               REP   ipc:///tmp/tarnwick_rep (bind)   main thread
+//   events                  PUB   ipc:///tmp/events                main thread
+//   main_from_radio_async   PAIR  inproc://radio_2_main_async      main thread (bind)
+//   main_to_radio           PAIR  inproc://main_2_radio            main thread (bind)
+//   main_from_radio         PAIR  inproc://radio_2_main            main thread (bind)
+//   tag_data                PUB   ipc:///tmp/data, or              engine thread; re-created
+//                                 tcp://*:5160 (bind)              by the radio thread
+//   radio_to_main_async     PAIR  inproc://radio_2_main_async      engine and radio threads
+//   radio_from_main         PAIR  inproc://main_2_radio            radio thread
+//   radio_to_main           PAIR  inproc://radio_2_main            radio thread
+//   gpio_led                PUB   ipc:///tmp/gpio_led_controller   engine and main threads
+#pragma once
+
+#include <cstddef>
+#include <mutex>
+#include <string>
+#include <string_view>
+
+extern void* context;
+
+extern void* responder;
+extern void* events;
+extern void* main_from_radio_async;
+extern void* main_to_radio;
+extern void* main_from_radio;
+
+extern void* radio_from_main;
+extern void* radio_to_main;
+
+// A socket that more than one thread uses. The lock is held for one
+// non-blocking send, or for the exchange of the handle, and never longer.
+struct shared_socket_s {
+    std::mutex lock;
+    void* handle = nullptr;  // null while the socket is not there; sends are then dropped
+};
+
+extern shared_socket_s tag_data;
+extern shared_socket_s gpio_led;
+extern shared_socket_s radio_to_main_async;
+
+// Sends one frame without blocking. `flags` is 0 or ZMQ_SNDMORE. Returns what
+// zmq_send returns, or -1 when the socket is not there. Any thread.
+int sendShared(shared_socket_s* socket, const void* data, std::size_t size, int flags);
+
+// News for the main thread: a message of two frames, topic then payload, on
+// radio_to_main_async. Never waits: when the main thread is too far behind, the
+// message is dropped. Any thread.
+void sendNews(std::string_view topic, const void* payload, std::size_t size);
+
+// Creates the context and logs the library's version. Main thread. Returns 0.
+int initZMQ();
+
+// Make the sockets in the order of the table above, main sockets first. 0, or
+// -1 after the first failure, which is logged and counted; sockets made until
+// then stay open. Main thread, at start-up.
+int createZMQSocketsForMain();
+int createZMQSocketsForRadio();
+
+// Makes tag_data: bound to tcp://*:5160 for outside subscribers, or connected
+// to the local data consumer. 0 or -1. Main thread at start-up, then radio thread.
+int createZMQSocketForData(bool bind);
+int closeZMQSocketForData();
+
+// Close in the fixed order; the first failure ends the function with -1 and
+// leaves the rest open. Main thread.
+int closeZMQSocketsForRadio();
+int closeZMQSocketsForMain();
+
+// Destroys the context; blocks until every socket is closed. Main thread.
+int closeZMQ();
+
+// Receives one frame, blocking, and replaces *out with its bytes. 0, or -1 with
+// *out untouched. The thread that owns the socket.
+int zmq_recv_string(void* receiver, std::string* out);

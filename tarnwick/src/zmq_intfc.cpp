@@ -1,0 +1,298 @@
+// SPDX-License-Identifier: MIT
+#include "zmq_intfc.hpp"
+
+#include "logger.hpp"
+#include "requests.hpp"
+#include "util.hpp"
+
+#include <zmq.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <utility>
+
+// A socket that cannot be made ends the process in every build.
+#undef NDEBUG
+#include <cassert>
+
+// The handles. Made and closed by this unit; the table in the header names the
+// thread that uses each. Null before they are made and after they are closed.
+void* context = nullptr;
+
+void* responder = nullptr;
+void* events = nullptr;
+void* main_from_radio_async = nullptr;
+void* main_to_radio = nullptr;
+void* main_from_radio = nullptr;
+
+void* radio_from_main = nullptr;
+void* radio_to_main = nullptr;
+
+shared_socket_s tag_data;
+shared_socket_s gpio_led;
+shared_socket_s radio_to_main_async;
+
+namespace {
+
+// The reply socket's file, and who may write to it.
+constexpr const char* replyFile = "/tmp/tarnwick_rep";
+constexpr const char* replyUser = "trfidadm";
+constexpr const char* replyGroup = "appsadms";
+
+// Messages that tag_data keeps for a slow subscriber before it drops new ones.
+constexpr int tagDataHighWaterMark = 2048;
+
+enum class attach_e : std::uint8_t { bind, connect };
+
+struct socket_s {
+    const char* name;
+    void** handle;
+    std::mutex* lock;  // null for a socket that one thread uses
+    int type;
+    attach_e attach;
+    const char* endpoint;
+    const char* failureText;  // the error text of a failed bind or connect follows
+};
+
+// clang-format off
+constexpr socket_s responderSocket{
+    "responder", &responder, nullptr, ZMQ_REP, attach_e::bind, "ipc:///tmp/tarnwick_rep",
+    " responder bind failed: "};
+
+// The other sockets of the main thread, in the order in which they are made and
+// closed. The inproc endpoints are bound here, before the radio side connects.
+constexpr std::array mainSockets{
+    socket_s{"events", &events, nullptr, ZMQ_PUB, attach_e::connect, "ipc:///tmp/events",
+             " events connect failed: "},
+    socket_s{"main_from_radio_async", &main_from_radio_async, nullptr, ZMQ_PAIR, attach_e::bind,
+             "inproc://radio_2_main_async", " main_from_radio_async bind failed: "},
+    socket_s{"main_to_radio", &main_to_radio, nullptr, ZMQ_PAIR, attach_e::bind,
+             "inproc://main_2_radio", " main_to_radio bind failed: "},
+    socket_s{"main_from_radio", &main_from_radio, nullptr, ZMQ_PAIR, attach_e::bind,
+             "inproc://radio_2_main", " main_from_radio bind failed: "},
+};
+
+// The sockets of the radio side but tag_data, in the order in which they are
+// made and closed. The texts of the inproc ones say "bind" though they connect;
+// whoever greps the log knows them so.
+constexpr std::array radioSockets{
+    socket_s{"radio_to_main_async", &radio_to_main_async.handle, &radio_to_main_async.lock, ZMQ_PAIR,
+             attach_e::connect, "inproc://radio_2_main_async", " radio_to_main_async bind failed: "},
+    socket_s{"radio_from_main", &radio_from_main, nullptr, ZMQ_PAIR,
+             attach_e::connect, "inproc://main_2_radio", " radio_from_main bind failed: "},
+    socket_s{"radio_to_main", &radio_to_main, nullptr, ZMQ_PAIR,
+             attach_e::connect, "inproc://radio_2_main", " radio_to_main bind failed: "},
+    socket_s{"gpio_led", &gpio_led.handle, &gpio_led.lock, ZMQ_PUB,
+             attach_e::connect, "ipc:///tmp/gpio_led_controller", " gpio_led connect failed: "},
+};
+
+// tag_data towards the local data consumer, and towards outside subscribers.
+constexpr socket_s tagDataConnected{
+    "tag_data", &tag_data.handle, &tag_data.lock, ZMQ_PUB, attach_e::connect, "ipc:///tmp/data",
+    " tag_data connect failed: "};
+constexpr socket_s tagDataBound{
+    "tag_data", &tag_data.handle, &tag_data.lock, ZMQ_PUB, attach_e::bind, "tcp://*:5160",
+    " tag_data bind failed: "};
+// clang-format on
+
+struct highWaterMark_s {
+    int option;
+    const char* name;
+};
+constexpr std::array highWaterMarks{
+    highWaterMark_s{ZMQ_SNDHWM, "ZMQ_SNDHWM"},
+    highWaterMark_s{ZMQ_RCVHWM, "ZMQ_RCVHWM"},
+};
+
+// Puts `handle` in the place of the socket's handle and returns the one that
+// stood there.
+void* exchangeHandle(const socket_s& row, void* handle) {
+    if (row.lock == nullptr) {
+        return std::exchange(*row.handle, handle);
+    }
+    const std::scoped_lock hold(*row.lock);
+    return std::exchange(*row.handle, handle);
+}
+
+// Makes a socket of the row's type; ends the process, with the handle's name as
+// the failed assertion, when the library gives none.
+void* newSocket(const socket_s& row) {
+    void* socket = zmq_socket(context, row.type);
+    if (socket == nullptr) {
+        __assert_fail(row.name, __FILE__, __LINE__, __extension__ __PRETTY_FUNCTION__);
+    }
+    // Nothing that is still queued may hold up the end of the process.
+    const int linger = 0;
+    zmq_setsockopt(socket, ZMQ_LINGER, &linger, sizeof linger);
+    return socket;
+}
+
+int attachSocket(const socket_s& row, void* socket) {
+    const int rc =
+        row.attach == attach_e::bind ? zmq_bind(socket, row.endpoint) : zmq_connect(socket, row.endpoint);
+    if (rc != 0) {
+        logCountedError("zmq_intfc", row.failureText, std::strerror(errno));
+        return -1;
+    }
+    return 0;
+}
+
+// A socket that could not be attached is published all the same: it stays open,
+// nothing reads from it, and a later close finds it.
+int openSocket(const socket_s& row) {
+    void* socket = newSocket(row);
+    const int rc = attachSocket(row, socket);
+    exchangeHandle(row, socket);
+    return rc;
+}
+
+int closeSocket(const socket_s& row) {
+    void* socket = exchangeHandle(row, nullptr);
+    if (zmq_close(socket) != 0) {
+        logCountedError("zmq_intfc", " ", row.name, " close failed: ", std::strerror(errno));
+        exchangeHandle(row, socket);
+        return -1;
+    }
+    return 0;
+}
+
+int setHighWaterMarks(void* socket) {
+    for (const highWaterMark_s& mark : highWaterMarks) {
+        if (zmq_setsockopt(socket, mark.option, &tagDataHighWaterMark, sizeof tagDataHighWaterMark) != 0) {
+            logCountedError("zmq_intfc", " Failure: tag_data set socket option: ", mark.name, " to ",
+                            tagDataHighWaterMark, " failed: ", std::strerror(errno));
+            return -1;
+        }
+    }
+    return 0;
+}
+
+// Sends one frame on a shared socket whose lock the caller holds.
+int sendLocked(void* handle, const void* data, std::size_t size, int flags) {
+    return handle == nullptr ? -1 : zmq_send(handle, data, size, flags | ZMQ_DONTWAIT);
+}
+
+}  // namespace
+
+int initZMQ() {
+    int major = 0;
+    int minor = 0;
+    int patch = 0;
+    zmq_version(&major, &minor, &patch);
+    set_zmq_version_string(major, minor, patch);
+    logInfo("zmq_intfc", " ", get_zmq_version_string());
+
+    context = zmq_ctx_new();
+    assert(context);
+    return 0;
+}
+
+int createZMQSocketsForMain() {
+    if (openSocket(responderSocket) != 0) {
+        return -1;
+    }
+    if (changeFileOwnerAndGroup(replyUser, replyGroup, replyFile) != 0) {
+        logCountedError("zmq_intfc", "Changing permissions on reply socket failed.");
+        return -1;
+    }
+    for (const socket_s& row : mainSockets) {
+        if (openSocket(row) != 0) {
+            return -1;
+        }
+    }
+    return 0;
+}
+
+int createZMQSocketForData(bool bind) {
+    const socket_s& row = bind ? tagDataBound : tagDataConnected;
+    void* socket = newSocket(row);
+    const int rc = setHighWaterMarks(socket) == 0 ? attachSocket(row, socket) : -1;
+    exchangeHandle(row, socket);
+    return rc;
+}
+
+int createZMQSocketsForRadio() {
+    if (createZMQSocketForData(false) != 0) {
+        return -1;
+    }
+    for (const socket_s& row : radioSockets) {
+        if (openSocket(row) != 0) {
+            return -1;
+        }
+    }
+    return 0;
+}
+
+int closeZMQSocketForData() {
+    return closeSocket(tagDataConnected);
+}
+
+int closeZMQSocketsForRadio() {
+    for (const socket_s& row : radioSockets) {
+        if (closeSocket(row) != 0) {
+            return -1;
+        }
+    }
+    return closeZMQSocketForData();
+}
+
+int closeZMQSocketsForMain() {
+    logDebug("zmq_intfc", " closing ZMQ sockets...");
+    if (closeSocket(responderSocket) != 0) {
+        return -1;
+    }
+    std::remove(replyFile);
+    for (const socket_s& row : mainSockets) {
+        if (closeSocket(row) != 0) {
+            return -1;
+        }
+    }
+    logDebug("zmq_intfc", " succeeded");
+    return 0;
+}
+
+int closeZMQ() {
+    const int rc = zmq_ctx_destroy(context);
+    if (rc != 0) {
+        logCountedError("zmq_intfc", " failed to destroy zmq context: ", std::strerror(errno));
+        return rc;
+    }
+    context = nullptr;
+    return 0;
+}
+
+int sendShared(shared_socket_s* socket, const void* data, std::size_t size, int flags) {
+    const std::scoped_lock hold(socket->lock);
+    return sendLocked(socket->handle, data, size, flags);
+}
+
+void sendNews(std::string_view topic, const void* payload, std::size_t size) {
+    // Both frames under one hold of the lock, so that no other thread's frame
+    // comes between them. Once the first is taken there is room for the second:
+    // the queue counts whole messages.
+    const std::scoped_lock hold(radio_to_main_async.lock);
+    void* handle = radio_to_main_async.handle;
+    if (sendLocked(handle, topic.data(), topic.size(), ZMQ_SNDMORE) >= 0) {
+        sendLocked(handle, payload, size, 0);
+    }
+}
+
+int zmq_recv_string(void* receiver, std::string* out) {
+    assert(receiver);
+    zmq_msg_t message;
+    int rc = zmq_msg_init(&message);
+    assert(rc == 0);
+    rc = zmq_msg_recv(&message, receiver, 0);
+    if (rc == -1) {
+        const int cause = errno;
+        zmq_msg_close(&message);
+        errno = cause;
+        return -1;
+    }
+    out->assign(static_cast<const char*>(zmq_msg_data(&message)), zmq_msg_size(&message));
+    zmq_msg_close(&message);
+    return 0;
+}
