@@ -1,0 +1,397 @@
+// SPDX-License-Identifier: MIT
+#include "additional_config.hpp"
+
+#include <sys/time.h>
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <limits>
+#include <memory>
+#include <mutex>
+#include <nlohmann/json.hpp>
+#include <string_view>
+#include <vector>
+
+#include "json_fields.hpp"
+#include "logger.hpp"
+
+using nlohmann::json;
+
+std::atomic<bool> isAddlKeysEnabled{false};
+
+namespace {
+
+// Keys that are ever held: MaxTagInfoDBSize before it is first set.
+constexpr std::uint32_t mostKeys = maxAddlKeysDBSize + 1;
+constexpr std::uint32_t noNode = 0xFFFFFFFF;
+
+// One key and its last report that left. Earlier reports are nobody's business: a
+// list of them would be read at its end alone and grow for as long as the tag
+// stays. The usual key (PC, CRC, EPC and TID of 96 bits, antenna) stands inside,
+// so that a look-up among thousands touches two neighbouring lines of the cache
+// and no more; `rest` is what a longer key has behind it.
+struct alignas(64) tagInfo_s {
+    time_value_s timestamp;
+    std::uint32_t newer = noNode;  // places in the list: towards the key reported last,
+    std::uint32_t older = noNode;  // and towards the one reported longest ago
+    std::unique_ptr<char[]> rest;
+    std::uint32_t hash = 0;
+    std::uint16_t length = 0;  // of the whole key
+    std::array<char, 90> head{};
+};
+static_assert(sizeof(tagInfo_s) == 128);
+
+// All nodes in one piece, linked from the key reported last to the oldest. A node
+// is never given up, only given to another key.
+struct report_order_s {
+    std::vector<tagInfo_s> nodes;
+    std::uint32_t newest = noNode;
+    std::uint32_t oldest = noNode;
+};
+
+// The map from key to node: open addressing, at most 61 % full. A key's slot is at
+// or behind the place that its hash names, with no empty slot between.
+struct slot_s {
+    std::uint32_t hash = 0;
+    std::uint32_t node = noNode;
+};
+constexpr std::uint32_t slots = 32768;
+static_assert(std::has_single_bit(slots) && mostKeys < slots * 3 / 4);
+using locate_map_t = std::vector<slot_s>;
+
+// The antenna is part of the key. Written by the main thread, read by the engine thread.
+std::atomic<bool> UseAntenna{false};
+
+// Guards all that follows. Engine thread: one lookup. Main thread: settings, a
+// copy, an exchange.
+std::mutex database;
+// How long a key stays quiet after a report. Written by the main thread.
+time_value_s ReportDuration;
+// Most keys held at once. Written by the main thread.
+std::uint32_t MaxTagInfoDBSize = 20000;
+// A node and a slot for each key. Written by the engine thread. Exchanged for empty
+// ones by the main thread, first when the filter is turned on: the map is empty
+// until then and never again.
+report_order_s tagInfo_updates_in_order;
+locate_map_t tagInfo_locate_map;
+
+constexpr std::int64_t microsecondsOfSecond = 1'000'000;
+
+time_value_s operator-(const time_value_s& left, const time_value_s& right) {
+    time_value_s difference{left.seconds - right.seconds, left.microseconds - right.microseconds};
+    if (difference.microseconds < 0) {
+        difference.seconds -= 1;
+        difference.microseconds += microsecondsOfSecond;
+    }
+    return difference;
+}
+
+// How long a quiet time has been over; negative while it lasts.
+time_value_s overdue(const time_value_s& now, const time_value_s& reported, const time_value_s& quiet) {
+    return now - reported - quiet;
+}
+
+bool isAboveZero(const time_value_s& difference) {
+    return difference.seconds > 0 || (difference.seconds == 0 && difference.microseconds > 0);
+}
+
+time_value_s timeOfDay() {
+    timeval now{};
+    gettimeofday(&now, nullptr);
+    return {now.tv_sec, now.tv_usec};
+}
+
+// ---------------------------------------------------------------- keys
+
+std::uint32_t hashOf(std::string_view key) {
+    return static_cast<std::uint32_t>(std::hash<std::string_view>{}(key));
+}
+
+std::string_view headOf(const tagInfo_s& info) {
+    return {info.head.data(), std::min<std::size_t>(info.length, info.head.size())};
+}
+
+std::string_view restOf(const tagInfo_s& info) {
+    return {info.rest.get(), info.length - headOf(info).size()};
+}
+
+bool hasKey(const tagInfo_s& info, std::string_view key) {
+    const std::string_view head = headOf(info);
+    return info.length == key.size() && key.starts_with(head) && key.substr(head.size()) == restOf(info);
+}
+
+void setKey(std::string_view key, std::uint32_t hash, tagInfo_s* info) {
+    info->hash = hash;
+    info->length = static_cast<std::uint16_t>(key.size());
+    const std::string_view head = key.substr(0, info->head.size());
+    const std::string_view rest = key.substr(head.size());
+    std::ranges::copy(head, info->head.begin());
+    info->rest = rest.empty() ? nullptr : std::make_unique_for_overwrite<char[]>(rest.size());
+    std::ranges::copy(rest, info->rest.get());
+}
+
+// ---------------------------------------------------------------- the map
+
+std::uint32_t nextSlot(std::uint32_t slot) {
+    return (slot + 1) % slots;
+}
+
+// The node of a key, or noNode.
+std::uint32_t findNode(std::string_view key, std::uint32_t hash) {
+    const auto& nodes = tagInfo_updates_in_order.nodes;
+    for (std::uint32_t slot = hash % slots;; slot = nextSlot(slot)) {
+        const slot_s& entry = tagInfo_locate_map[slot];
+        if (entry.node == noNode || (entry.hash == hash && hasKey(nodes[entry.node], key))) {
+            return entry.node;
+        }
+    }
+}
+
+void addSlot(std::uint32_t hash, std::uint32_t node) {
+    std::uint32_t slot = hash % slots;
+    while (tagInfo_locate_map[slot].node != noNode) {
+        slot = nextSlot(slot);
+    }
+    tagInfo_locate_map[slot] = {hash, node};
+}
+
+// Empties the slot of a node; entries behind it move up to where they are found
+// again.
+void removeSlot(std::uint32_t hash, std::uint32_t node) {
+    std::uint32_t hole = hash % slots;
+    while (tagInfo_locate_map[hole].node != node) {
+        hole = nextSlot(hole);
+    }
+    for (std::uint32_t slot = nextSlot(hole); tagInfo_locate_map[slot].node != noNode;
+         slot = nextSlot(slot)) {
+        const std::uint32_t home = tagInfo_locate_map[slot].hash % slots;
+        // Distances run forward and round the end.
+        if ((slot - home) % slots >= (slot - hole) % slots) {
+            tagInfo_locate_map[hole] = tagInfo_locate_map[slot];
+            hole = slot;
+        }
+    }
+    tagInfo_locate_map[hole] = {};
+}
+
+// ---------------------------------------------------------------- the list
+
+void unlink(std::uint32_t node) {
+    auto& [nodes, newest, oldest] = tagInfo_updates_in_order;
+    const tagInfo_s& info = nodes[node];
+    (info.newer == noNode ? newest : nodes[info.newer].older) = info.older;
+    (info.older == noNode ? oldest : nodes[info.older].newer) = info.newer;
+}
+
+void linkInFront(std::uint32_t node) {
+    auto& [nodes, newest, oldest] = tagInfo_updates_in_order;
+    nodes[node].newer = noNode;
+    nodes[node].older = newest;
+    (newest == noNode ? oldest : nodes[newest].newer) = node;
+    newest = node;
+}
+
+// A node for a new key: one more, or that of the key reported longest ago.
+std::uint32_t takeNode() {
+    auto& [nodes, newest, oldest] = tagInfo_updates_in_order;
+    if (nodes.size() < MaxTagInfoDBSize || nodes.empty()) {
+        nodes.emplace_back();
+        return static_cast<std::uint32_t>(nodes.size() - 1);
+    }
+    const std::uint32_t node = oldest;
+    removeSlot(nodes[node].hash, node);
+    unlink(node);
+    return node;
+}
+
+void addKey(std::string_view key, std::uint32_t hash, const time_value_s& now) {
+    const std::uint32_t node = takeNode();
+    tagInfo_s& info = tagInfo_updates_in_order.nodes[node];
+    setKey(key, hash, &info);
+    info.timestamp = now;
+    addSlot(hash, node);
+    linkInFront(node);
+}
+
+// ---------------------------------------------------------------- the whole
+
+// Puts an empty database in the place of the one there is. All room is taken at
+// once (2.7 MiB, touched only as keys come), so that the engine thread allocates
+// for none but unusually long keys; the old one is freed outside the lock.
+void exchangeDatabase() {
+    report_order_s order;
+    order.nodes.reserve(mostKeys);
+    locate_map_t map(slots);
+    const std::lock_guard lock(database);
+    std::swap(order, tagInfo_updates_in_order);
+    map.swap(tagInfo_locate_map);
+}
+
+// A copy of the database, made in one go. The keys stand one behind the other in
+// one text, so that nothing is allocated for each of them while the engine thread
+// may be waiting.
+struct copied_key_s {
+    std::size_t end;  // in `database_copy_s::keys`
+    time_value_s timestamp;
+};
+struct database_copy_s {
+    std::size_t size = 0;
+    time_value_s quiet;
+    std::string keys;
+    std::vector<copied_key_s> entries;  // reported last first
+};
+
+void copyDatabase(bool detailed, database_copy_s* copy) {
+    // Room for the usual key: PC and CRC, a 96-bit EPC and a 96-bit TID.
+    constexpr std::size_t usualKey = 64;
+    if (detailed) {
+        copy->keys.reserve(usualKey * MaxTagInfoDBSize);
+        copy->entries.reserve(MaxTagInfoDBSize);
+    }
+    const std::lock_guard lock(database);
+    const auto& [nodes, newest, oldest] = tagInfo_updates_in_order;
+    copy->size = nodes.size();
+    copy->quiet = ReportDuration;
+    if (detailed) {
+        for (std::uint32_t node = newest; node != noNode; node = nodes[node].older) {
+            copy->keys += headOf(nodes[node]);
+            copy->keys += restOf(nodes[node]);
+            copy->entries.push_back({copy->keys.size(), nodes[node].timestamp});
+        }
+    }
+}
+
+// "seconds.microseconds", both as plain decimals: 5 s and 20 us is 5.20.
+void appendTime(const time_value_s& time, std::string* text) {
+    *text += std::to_string(time.seconds);
+    *text += '.';
+    *text += std::to_string(time.microseconds);
+}
+
+void appendKey(std::string_view tagId, const time_value_s& timestamp, const time_value_s& left,
+               std::string* text) {
+    *text += "\nTag ID: ";
+    *text += tagId;
+    *text += ", Timestamp: ";
+    appendTime(timestamp, text);
+    if (isAboveZero(left)) {
+        *text += ", expired";
+        return;
+    }
+    *text += ", Time until expiration: ";
+    appendTime(left, text);
+    *text += " seconds";
+}
+
+int refuseReport(int result, const std::string& reason) {
+    logCountedError("additional_config", " Error parsing JSON: ", reason);
+    return result;
+}
+
+}  // namespace
+
+int setAddlKeysFilterConfig(bool useAntenna, float seconds, std::uint32_t maxSize) {
+    const auto whole = static_cast<std::int64_t>(seconds);
+    const auto micros = static_cast<std::int64_t>((seconds - static_cast<float>(whole)) * 1e6F);
+    UseAntenna.store(useAntenna, std::memory_order_relaxed);
+    isAddlKeysEnabled.store(true, std::memory_order_relaxed);
+    if (tagInfo_locate_map.empty()) {
+        exchangeDatabase();
+    }
+    const std::lock_guard lock(database);
+    ReportDuration = {whole, micros};
+    if (maxSize > maxAddlKeysDBSize) {
+        return -1;
+    }
+    MaxTagInfoDBSize = maxSize;
+    return 0;
+}
+
+int parse_json_for_addl_key(const json* report, std::string* key) {
+    // Reused from report to report, as the caller reuses *key. Engine thread.
+    static std::string text;
+    static std::string reason;
+
+    if (!isAddlKeysEnabled.load(std::memory_order_relaxed)) {
+        return -1;
+    }
+    key->clear();
+    const auto entry = report->find("data");
+    if (entry == report->end() || !entry->is_object()) {
+        json unused;
+        const int result = getJsonValueObject(report, "data", &unused, &reason);
+        return refuseReport(result, reason);
+    }
+    const json& data = *entry;
+    for (const char* member : {"PC", "idHex", "CRC", "TID"}) {
+        if (const int result = getJsonValue(&data, member, &text, &reason, {}); result != 0) {
+            return refuseReport(result, reason);
+        }
+        *key += text;
+    }
+    if (UseAntenna.load(std::memory_order_relaxed)) {
+        using limits = std::numeric_limits<std::int32_t>;
+        std::int32_t antenna = 0;
+        if (const int result =
+                getJsonValue(&data, "antenna", &antenna, &reason, limits::lowest(), limits::max());
+            result != 0) {
+            return refuseReport(result, reason);
+        }
+        *key += '_';
+        *key += std::to_string(antenna);
+    }
+    return 0;
+}
+
+int report_line(const std::string& key) {
+    return report_line(key, timeOfDay());
+}
+
+int report_line(const std::string& key, const time_value_s& now) {
+    const std::uint32_t hash = hashOf(key);
+    const std::lock_guard lock(database);
+    if (tagInfo_locate_map.empty()) {
+        return 1;  // the filter has never been on
+    }
+    const std::uint32_t node = findNode(key, hash);
+    if (node == noNode) {
+        addKey(key, hash, now);
+        return 1;
+    }
+    tagInfo_s& info = tagInfo_updates_in_order.nodes[node];
+    if (!isAboveZero(overdue(now, info.timestamp, ReportDuration))) {
+        return 0;
+    }
+    info.timestamp = now;
+    unlink(node);
+    linkInFront(node);
+    return 1;
+}
+
+void resetTagInfoDB() {
+    if (!tagInfo_locate_map.empty()) {
+        exchangeDatabase();
+    }
+}
+
+int getCurrentTagInfoDB(std::string* text, bool detailed) {
+    return getCurrentTagInfoDB(text, detailed, timeOfDay());
+}
+
+int getCurrentTagInfoDB(std::string* text, bool detailed, const time_value_s& now) {
+    if (!isAddlKeysEnabled.load(std::memory_order_relaxed)) {
+        return -1;
+    }
+    database_copy_s copy;
+    copyDatabase(detailed, &copy);
+    *text = "Success: Current Tag Info DB Size : " + std::to_string(copy.size);
+    logDebug("additional_config", " ", *text);
+    std::size_t begin = 0;
+    for (const copied_key_s& entry : copy.entries) {
+        const std::string_view tagId = std::string_view(copy.keys).substr(begin, entry.end - begin);
+        begin = entry.end;
+        appendKey(tagId, entry.timestamp, overdue(now, entry.timestamp, copy.quiet), text);
+    }
+    return 0;
+}

@@ -1,0 +1,174 @@
+// SPDX-License-Identifier: MIT
+// "selects": the Gen2 Select commands sent before each inventory, as one flat
+// list or for each antenna. The engine has one pool of them and a mask over it
+// for each antenna.
+#include <limits>
+#include <nlohmann/json.hpp>
+#include <type_traits>
+#include <unordered_map>
+
+#include "mode_config/parser.hpp"
+#include "util.hpp"
+
+using nlohmann::json;
+
+namespace {
+
+// Result of an accessor for a key that a select must have: its absence has a
+// text of its own.
+bool required(int accessorResult, const char* key, std::string* reply) {
+    if (accessorResult == -1) {
+        *reply = std::string("Failure: ") + key + " must be included in selects object";
+    }
+    return accessorResult == 0;
+}
+
+// Whole bytes of a mask of `length` bits. A length that is no multiple of 8
+// counts one byte less than it fills, -1 below 8: clients have always had to
+// send exactly that many, and an odd length below 8 cannot be given.
+int maskBytes(std::uint32_t length) {
+    return static_cast<int>(length / 8) - (length % 8 == 0 ? 0 : 1);
+}
+
+bool parseMask(const json* value, select_s* select, std::string* reply) {
+    std::string digits;
+    if (!required(getJsonValue(value, "mask", &digits, reply, {}), "mask", reply)) {
+        return false;
+    }
+    if (!isAllHexDigits(digits)) {
+        *reply = "Failure: mask must include only hex digits";
+        return false;
+    }
+    if (static_cast<std::int64_t>(digits.size()) != 2 * maskBytes(select->length)) {
+        *reply = "Failure: length of mask length match length";
+        return false;
+    }
+    select->mask = hexBytes(digits);
+    return true;
+}
+
+SELECT_OP_s selectOp(const select_s& select) {
+    SELECT_OP_s op{};
+    op.enable = 1;
+    op.target = select.target;
+    op.action = select.action;
+    op.membank = select.membank;
+    op.pointer = static_cast<std::uint16_t>(select.pointer);
+    op.length = static_cast<std::uint8_t>(select.length);
+    op.truncate = static_cast<std::uint16_t>(select.truncate);
+    std::copy_n(select.mask.begin(), std::min(select.mask.size(), sizeof(op.mask)), op.mask);
+    return op;
+}
+
+// Two selects are the same when their records are: what lies behind the mask is 0.
+static_assert(std::has_unique_object_representations_v<SELECT_OP_s>);
+std::string recordBytes(const SELECT_OP_s& op) {
+    return {reinterpret_cast<const char*>(&op), sizeof(op)};
+}
+
+int refuseTooMany(std::string* reply) {
+    return refuse(reply, "Failure: Number of unique \"selects\" objects must be less than (" +
+                             std::to_string(MODE_MAX_UNIQUE_SELECTS) + ")");
+}
+
+// New selects go into the pool without a limit: too many unique ones fail when
+// the engine is set up, and only the repeat of a late one fails here.
+int parseFlatSelects(const json& array, mode_configuration_s* mode, std::string* reply) {
+    std::unordered_map<std::string, std::size_t> positions;  // in the pool, from 1, by the record
+    for (const json& element : array) {
+        select_s select;
+        if (parseSelectSingleValue(&element, &select, reply) != keyParsed) {
+            return keyRefused;
+        }
+        const SELECT_OP_s op = selectOp(select);
+        const auto [known, isNew] = positions.try_emplace(recordBytes(op), positions.size() + 1);
+        if (isNew) {
+            mode->uniqueSelects.push_back(op);
+        } else if (known->second >= MODE_MAX_UNIQUE_SELECTS) {
+            return refuseTooMany(reply);
+        }
+        select.selectIndex = static_cast<std::uint8_t>(known->second);
+        mode->selectList.push_back(std::move(select));
+    }
+    return keyParsed;
+}
+
+}  // namespace
+
+int parseSelect(const json* root, mode_configuration_s* mode, std::string* reply) {
+    reply->clear();
+    json array;
+    switch (getJsonValueArray(root, "selects", &array, reply)) {
+        case 0:
+            return parseSelectArray(&array, mode, reply);
+        case -1:
+            reply->clear();
+            return keyAbsent;
+        default:
+            return refuse(
+                reply,
+                "Failure: \"selects\" must be either an array of objects or an array of array of objects");
+    }
+}
+
+int parseSelectArray(const json* array, mode_configuration_s* mode, std::string* reply) {
+    const bool perAntenna =
+        std::ranges::all_of(*array, [](const json& element) { return element.is_array(); });
+    if (!perAntenna) {
+        return parseFlatSelects(*array, mode, reply);
+    }
+    return requireArrayForEachAntenna(array->size(), mode, reply) == keyParsed
+               ? parseSelectArrayOfArrays(array, mode, reply)
+               : keyRefused;
+}
+
+// No search for a select that is known already: two antennas with the same one
+// take two places of the pool.
+int parseSelectArrayOfArrays(const json* array, mode_configuration_s* mode, std::string* reply) {
+    for (const json& inner : *array) {
+        std::uint32_t mask = 0;
+        std::vector<select_s> selects;
+        for (const json& element : inner) {
+            select_s select;
+            if (parseSelectSingleValue(&element, &select, reply) != keyParsed) {
+                return keyRefused;
+            }
+            if (mode->uniqueSelects.size() >= MODE_MAX_UNIQUE_SELECTS) {
+                return refuseTooMany(reply);
+            }
+            mask |= std::uint32_t{1} << mode->uniqueSelects.size();
+            mode->uniqueSelects.push_back(selectOp(select));
+            select.selectIndex = static_cast<std::uint8_t>(mode->uniqueSelects.size());
+            selects.push_back(std::move(select));
+        }
+        mode->selectListPerAntenna.push_back(std::move(selects));
+        mode->selectBitMasks.push_back(mask);
+    }
+    return keyParsed;
+}
+
+int parseSelectSingleValue(const json* value, select_s* select, std::string* reply) {
+    if (!value->is_object()) {
+        return refuse(reply, "Failure: mode json payload mode \"selects\" must have an object value");
+    }
+    select_s parsed;
+    const auto word = [&](const char* key, const auto& table, std::uint8_t* out) {
+        return required(getJsonWord(value, key, table, out, reply), key, reply);
+    };
+    const auto number = [&](const char* key, std::uint32_t* out, std::uint32_t max) {
+        return required(getJsonValue(value, key, out, reply, 0, max), key, reply);
+    };
+    if (!word("target", selectTargetWords, &parsed.target) ||
+        !word("action", selectActionWords(parsed.target), &parsed.action) ||
+        !word("membank", membankWords, &parsed.membank) || !number("pointer", &parsed.pointer, 65535) ||
+        !number("length", &parsed.length, 255) || !parseMask(value, &parsed, reply)) {
+        return keyRefused;
+    }
+    constexpr std::uint32_t anyTruncate = std::numeric_limits<std::uint32_t>::max();
+    if (optionalKey(getJsonValue(value, "truncate", &parsed.truncate, reply, 0, anyTruncate), reply) ==
+        keyRefused) {
+        return keyRefused;
+    }
+    *select = std::move(parsed);
+    return keyParsed;
+}

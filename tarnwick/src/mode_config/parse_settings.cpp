@@ -1,0 +1,242 @@
+// SPDX-License-Identifier: MIT
+// The settings proper to one mode type, under "modeSpecificSettings" or, the older
+// place, as "interval" and "startTrigger" at the top of a request.
+#include <limits>
+#include <nlohmann/json.hpp>
+
+#include "mode_config/parser.hpp"
+#include "mode_config/render.hpp"
+#include "rxe_intfc.hpp"
+#include "util.hpp"
+
+using nlohmann::json;
+
+namespace {
+
+constexpr double minHeight = 0.0;
+constexpr double maxHeight = 50.0;
+
+// What the model allows as the port of a start trigger; other models take any.
+struct trigger_ports_s {
+    std::string_view model;
+    std::uint8_t last;
+    std::string_view refusal;
+};
+constexpr std::string_view twoPortsOnly =
+    "Failure: mode json payload mode \"startTrigger\"\\\"port\" must a value be either 1 or 2";
+constexpr std::array triggerPorts{
+    trigger_ports_s{
+        "PN8200", 4,
+        "Failure: mode json payload mode \"startTrigger\"\\\"port\" must a value between 1 and 4"},
+    trigger_ports_s{"PN5100", 2, twoPortsOnly},
+    trigger_ports_s{"QDX4400", 2, twoPortsOnly},
+};
+
+// One sub-parser of "modeSpecificSettings" and the result that tells of it.
+struct settings_row_s {
+    MODE_TYPE_e type;
+    int (*parse)(const json* settings, mode_configuration_s* mode, std::string* reply);  // null: ignored
+    int result;
+};
+constexpr std::array settingsRows{
+    settings_row_s{MODE_TYPE_e::INVENTORY, parseInventorySettings, settingsInventory},
+    settings_row_s{MODE_TYPE_e::PORTAL, parsePortalSettings, settingsPortal},
+    settings_row_s{MODE_TYPE_e::CUSTOM, nullptr, settingsNone},
+    settings_row_s{MODE_TYPE_e::BEARING, parseBearingSettings, settingsBearing},
+    settings_row_s{MODE_TYPE_e::PORTAL_DIRECTIONALITY, parsePortalDirSettings, settingsPortalDir},
+};
+
+// A subkey that must be there: null, with the text, when it is not.
+const json* subkey(const json* object, const char* key, const char* refusal, std::string* reply) {
+    const auto entry = object->find(key);
+    if (entry == object->end()) {
+        *reply = refusal;
+        return nullptr;
+    }
+    return &*entry;
+}
+
+// "primaryBeamPolarization" turns the default beams into that polarization; it has
+// no say over beams of the client's own. Absent: 0.
+int parsePrimaryBeam(const json* settings, mode_configuration_s* mode, QDX_BEAM_POL_e* polarization,
+                     std::string* reply) {
+    QDX_BEAM_POL_e parsed{};
+    const int result = optionalKey(
+        getJsonWord(settings, "primaryBeamPolarization", polarizationWords, &parsed, reply), reply);
+    if (result != keyParsed) {
+        return result == keyAbsent ? keyParsed : keyRefused;
+    }
+    if (!isDefaultAntennas(mode)) {
+        return refuse(reply, "Failure: modeSpecificSetting for " + mode->modeTypeName +
+                                 " - primaryBeamPolarization - can only be used with default Antenna "
+                                 "Settings");
+    }
+    *polarization = parsed;
+    setBearingBeams(parsed, &mode->antennas);
+    return keyParsed;
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------- "interval", "startTrigger"
+
+int parseInterval(const json* value, inventoryInterval_s* interval, std::string* reply) {
+    if (!value->is_object()) {
+        return refuse(reply, "Failure: mode json payload mode \"interval\" must have an object value");
+    }
+    const json* unit = subkey(
+        value, "unit", "Failure: mode json payload mode \"interval\" must have a subkey \"unit\"", reply);
+    if (unit == nullptr) {
+        return keyRefused;
+    }
+    const auto* word = unit->get_ptr<const json::string_t*>();
+    if (word == nullptr) {
+        return refuse(reply,
+                      "Failure: Failure: mode json payload mode \"interval\"\\\"unit\" must be a string");
+    }
+    const interval_unit_e* parsedUnit = findValue(intervalUnitWords, *word);
+    if (parsedUnit == nullptr) {
+        return refuse(reply,
+                      "Failure: Failure: mode json payload mode \"interval\"\\\"unit\" must be a seconds, "
+                      "minutes, hours or seconds: received: " +
+                          *word);
+    }
+    const json* count = subkey(
+        value, "value", "Failure: mode json payload mode \"interval\" must have a subkey \"value\"", reply);
+    if (count == nullptr) {
+        return keyRefused;
+    }
+    const auto* number = count->get_ptr<const json::number_unsigned_t*>();
+    if (number == nullptr) {
+        return refuse(
+            reply,
+            "Failure: mode json payload mode \"interval\"\\\"value\" must have an number value (and "
+            "must be an unsigned integer)");
+    }
+    // The low 32 bits count.
+    const inventoryInterval_s parsed{*parsedUnit, static_cast<std::uint32_t>(*number)};
+    std::uint32_t seconds = 0;
+    if (getInventoryIntervalSeconds(&parsed, &seconds) != 0) {
+        return refuse(reply, "Failure: inventory interval value/unit is too large");
+    }
+    *interval = parsed;
+    return keyParsed;
+}
+
+int parseStartTrigger(const json* value, gpi_s* trigger, std::string* reply) {
+    if (!value->is_object()) {
+        return refuse(reply, "Failure: mode json payload mode \"startTrigger\" must have an object value");
+    }
+    const json* signal =
+        subkey(value, "signal",
+               "Failure: mode json payload mode \"startTrigger\" must have a subkey \"signal\"", reply);
+    if (signal == nullptr) {
+        return keyRefused;
+    }
+    const auto* word = signal->get_ptr<const json::string_t*>();
+    if (word == nullptr) {
+        return refuse(
+            reply, "Failure: Failure: mode json payload mode \"startTrigger\"\\\"signal\" must be a string");
+    }
+    const std::uint8_t* level = findValue(gpiSignalWords, *word);
+    if (level == nullptr) {
+        return refuse(reply,
+                      "Failure: Failure: mode json payload mode \"startTrigger\"\\\"signal\" must be HIGH or "
+                      "LOW: received: " +
+                          *word);
+    }
+    const json* port = subkey(
+        value, "port", "Failure: mode json payload mode \"startTrigger\" must have a subkey \"port\"", reply);
+    if (port == nullptr) {
+        return keyRefused;
+    }
+    const auto* number = port->get_ptr<const json::number_unsigned_t*>();
+    if (number == nullptr) {
+        return refuse(reply,
+                      "Failure: mode json payload mode \"startTrigger\"\\\"port\" must have an number value "
+                      "(and must be an unsigned integer)");
+    }
+    // The low 8 bits count: 257 is port 1.
+    const gpi_s parsed{.port = static_cast<std::uint8_t>(*number), .signal = *level};
+    const auto* allowed = std::ranges::find(triggerPorts, modelName, &trigger_ports_s::model);
+    if (allowed != triggerPorts.end() && (parsed.port < 1 || parsed.port > allowed->last)) {
+        return refuse(reply, allowed->refusal);
+    }
+    *trigger = parsed;
+    return keyParsed;
+}
+
+// ---------------------------------------------------------------- "modeSpecificSettings"
+
+int parseModeSpecificSettings(const json* root, mode_configuration_s* mode, std::string* reply) {
+    reply->clear();
+    json settings;
+    if (const int result = getJsonValueObject(root, "modeSpecificSettings", &settings, reply); result != 0) {
+        return optionalKey(result, reply) == keyAbsent ? settingsNone : keyRefused;
+    }
+    const auto* row = std::ranges::find(settingsRows, mode->modeType, &settings_row_s::type);
+    if (row == settingsRows.end()) {
+        return refuse(reply,
+                      "Failure: \"" + mode->modeTypeName + "\" does not accept a \"modeSpecificSettings\"");
+    }
+    if (row->parse != nullptr && row->parse(&settings, mode, reply) != keyParsed) {
+        return keyRefused;
+    }
+    return row->result;
+}
+
+int parseInventorySettings(const json* settings, mode_configuration_s* mode, std::string* reply) {
+    const auto interval = settings->find("interval");
+    if (interval == settings->end()) {
+        return keyParsed;
+    }
+    if (parseInterval(&*interval, &mode->inventoryInterval, reply) != keyParsed) {
+        return keyRefused;
+    }
+    mode->reportFilter.type = report_filter_type_e::PER_ANTENNA;
+    getInventoryIntervalSeconds(&mode->inventoryInterval, &mode->reportFilter.duration);
+    return keyParsed;
+}
+
+int parsePortalSettings(const json* settings, mode_configuration_s* mode, std::string* reply) {
+    if (const auto trigger = settings->find("startTrigger"); trigger != settings->end()) {
+        if (parseStartTrigger(&*trigger, &mode->portalConfig.startTrigger, reply) != keyParsed) {
+            return keyRefused;
+        }
+        mode->radioStartConditions = {radio_start_type_e::GPI_WITH_RESTART,
+                                      {mode->portalConfig.startTrigger}};
+    }
+    if (const auto interval = settings->find("stopInterval"); interval != settings->end()) {
+        const auto* seconds = interval->get_ptr<const json::number_unsigned_t*>();
+        if (seconds == nullptr) {
+            return refuse(reply,
+                          "Failure: mode json payload mode \"stopInterval\" must have an number value (and "
+                          "must be an unsigned integer)");
+        }
+        // The low 16 bits count: larger numbers have never been refused.
+        mode->portalConfig.stopInterval = static_cast<std::uint16_t>(*seconds);
+        mode->radioStopConditions.noMoreUniqueTags = mode->portalConfig.stopInterval;
+    }
+    return keyParsed;
+}
+
+int parseBearingSettings(const json* settings, mode_configuration_s* mode, std::string* reply) {
+    return parsePrimaryBeam(settings, mode, &mode->bearingConfig.polarization, reply);
+}
+
+int parsePortalDirSettings(const json* settings, mode_configuration_s* mode, std::string* reply) {
+    portalDirConfig_s parsed = mode->portalDirConfig;
+    parsed.aarHeight = DEFAULT_AAR_HEIGHT;
+    parsed.tagHeight = DEFAULT_TAG_HEIGHT;
+    parsed.staticVDynamic = DEFAULT_STATIC_V_DYNAMIC;
+    const auto good = [reply](int result) { return optionalKey(result, reply) != keyRefused; };
+    if (parsePrimaryBeam(settings, mode, &parsed.polarization, reply) != keyParsed ||
+        !good(getJsonValue(settings, "aarHeight", &parsed.aarHeight, reply, minHeight, maxHeight)) ||
+        !good(getJsonValue(settings, "tagHeight", &parsed.tagHeight, reply, minHeight, maxHeight)) ||
+        !good(getJsonValue(settings, "staticVDynamic", &parsed.staticVDynamic, reply, std::int32_t{0},
+                           std::numeric_limits<std::int32_t>::max()))) {
+        return keyRefused;
+    }
+    copyPortalDir(&parsed, &mode->portalDirConfig);
+    return keyParsed;
+}
