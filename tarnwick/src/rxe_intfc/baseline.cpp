@@ -1,0 +1,144 @@
+// SPDX-License-Identifier: MIT
+// The known state that every mode starts from, and the starting mode.
+#include <algorithm>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+#include "logger.hpp"
+#include "mode_config.hpp"
+#include "mode_config/parser.hpp"
+#include "rxe_intfc.hpp"
+#include "rxe_intfc/parameter_io.hpp"
+
+namespace {
+
+using rxe_intfc::unit;
+
+// Packets that alarms, events, the heartbeat and every report need, in the
+// order in which they are enabled.
+constexpr std::uint16_t basePackets[] = {
+    897,  // ANT_DISCONNECT_ALARM
+    913,  // ANT_CONNECT_ALARM
+    898,  // AMB_TEMP_HI_ALARM
+    899,  // AMB_TEMP_CRIT_ALARM
+    901,  // PA_TEMP_HI_ALARM
+    902,  // PA_TEMP_CRIT_ALARM
+    904,  // FWD_PWR_HI_ALARM
+    905,  // FWD_PWR_LO_ALARM
+    771,  // ANTENNA_INFO
+    776,  // GPIO_INFO
+    909,  // DB_WARNING
+    910,  // DB_ERROR
+    657,  // START_INFO3
+    769,  // CMD_ONGOING
+    777,  // INV_BEGIN
+};
+
+// Of a full baseline only.
+constexpr RXE_API_STATUS (*wipes[])() = {disableAllPackets, disableAllSelects, disableAllAccessOps};
+
+RXE_API_STATUS setBaseFields() {
+    return setCustomFields(DEFAULT_CUSTOM_FIELDS);
+}
+
+RXE_API_STATUS enableBasePackets() {
+    for (const std::uint16_t id : basePackets) {
+        if (const RXE_API_STATUS status = enablePacketType(id); status != RXE_OK) {
+            return status;
+        }
+    }
+    return RXE_OK;
+}
+
+RXE_API_STATUS clearDelayAfterSelects() {
+    return modelName == "PN5100" ? RXE_OK : setDelayAfterSelectsInterval(0);
+}
+
+constexpr std::uint8_t normalDynamicRange = 1;
+RXE_API_STATUS setBaseDynamicRange() {
+    return dynamicRangeSupported ? setDynamicRange(normalDynamicRange) : RXE_OK;
+}
+
+// Some firmware of the PN5100 knows only the delay after rounds without reads.
+RXE_API_STATUS setBaseTxDelay() {
+    constexpr std::uint8_t noReads = 1;
+    constexpr std::uint8_t noUniqueReads = 2;
+    if (!txDelayIntervalSupported) {
+        return RXE_OK;
+    }
+    const RXE_API_STATUS status = setTxDelayInterval(noUniqueReads, DEFAULT_DELAY_BETWEEN_ANT_CYCLES);
+    if (status != RXE_OK && modelName == "PN5100") {
+        return setTxDelayInterval(noReads, DEFAULT_DELAY_BETWEEN_ANT_CYCLES);
+    }
+    return status;
+}
+
+constexpr RXE_API_STATUS (*baselineSteps[])() = {
+    disableOlios,  disableHopPerRound, resetInitialChannels,   disableLastReportedFilter,
+    setBaseFields, enableBasePackets,  clearDelayAfterSelects, setBaseDynamicRange,
+    setBaseTxDelay};
+
+template <std::size_t size>
+RXE_API_STATUS runAll(RXE_API_STATUS (*const (&steps)[size])()) {
+    for (const auto step : steps) {
+        if (const RXE_API_STATUS status = step(); status != RXE_OK) {
+            return status;
+        }
+    }
+    return RXE_OK;
+}
+
+constexpr const char* defaultRequest = R"({"type":"SIMPLE"})";
+
+// The mode request of the last run; the default when there is none to be had.
+std::string startingRequest() {
+    std::ifstream file("mode_config.json");
+    if (!file) {
+        return defaultRequest;
+    }
+    std::ostringstream text;
+    text << file.rdbuf();
+    nlohmann::json document;
+    std::string reason;
+    if (!parseJsonText(text.str(), &document, &reason)) {
+        logInfo(unit, " Error parsing mode_config.json. Using Default configuration (", reason, ")");
+        return defaultRequest;
+    }
+    const auto mode = document.find("mode");
+    return mode == document.end() ? defaultRequest : mode->dump();
+}
+
+// Has a mode request carried out as if a client had sent it. Returns the reply.
+std::string requestMode(const std::string& request) {
+    std::vector<std::string> tokens{"mode", request};
+    std::string reply;
+    handleModeRequest(&tokens, &reply);
+    logInfo(unit, " Response: ", reply);
+    return reply;
+}
+
+}  // namespace
+
+RXE_API_STATUS baselineRXEConfiguration(bool full) {
+    logInfo(unit, " Configure Baseline RXE Configuration");
+    if (full) {
+        if (const RXE_API_STATUS status = runAll(wipes); status != RXE_OK) {
+            return status;
+        }
+    }
+    return runAll(baselineSteps);
+}
+
+RXE_API_STATUS initialRXEConfiguration() {
+    const RXE_API_STATUS status = baselineRXEConfiguration(true);
+    const std::string request = startingRequest();
+    logInfo(unit, " Initial Config: ", request);
+    const std::string reply = requestMode(request);
+    if (reply.find("Success") == std::string::npos) {
+        logCountedWarning(unit, " Error with mode_config.json file. Using Default configuration (", reply,
+                          ")");
+        requestMode(defaultRequest);
+    }
+    return status;
+}
