@@ -1,0 +1,175 @@
+// SPDX-License-Identifier: MIT
+// The two outbound channels, tag_data and gpio_led, and the tick that steers
+// their batching. The radio thread only measures; it cannot end a batch that the
+// engine thread has opened, so it counts ticks and the engine thread flushes at
+// its next status packet.
+#include <zmq.h>
+
+#include <mutex>
+#include <utility>
+
+#include "mode_config.hpp"
+#include "radio.hpp"
+#include "util.hpp"
+#include "zmq_intfc.hpp"
+
+namespace {
+
+// From more than this many messages a second on, a channel gathers messages in
+// batches, and a batch ends with the message that finds it above this size.
+constexpr int maxMessagesPerSecond = 25;
+constexpr int maxBatchBytes = 1500;
+
+// Messages complete on tag_data since start; they wrap, only differences count.
+// Written by the engine thread, read by the radio thread.
+std::atomic<std::uint32_t> tag_data_msg_count{0};
+// The same at the last tick. Radio thread.
+std::uint32_t tag_data_prev_msg_count = 0;
+// Messages a second as of the last tick. Written by the radio thread, read by
+// the engine thread.
+std::atomic<std::int32_t> tag_data_msg_count_last_second{0};
+// Bytes in the open multipart message on tag_data, 0 when none is. Engine thread.
+std::int32_t current_tag_data_msg_size = 0;
+
+// The same for gpio_led. The main thread writes here too, so the count and the
+// size change only under the socket's lock.
+std::atomic<std::uint32_t> gpio_led_msg_count{0};
+std::uint32_t gpio_led_prev_msg_count = 0;
+std::atomic<std::int32_t> gpio_led_msg_count_last_second{0};
+std::int32_t current_gpio_led_msg_size = 0;
+
+// Ticks since start. Written by the radio thread, read by the engine thread.
+std::atomic<std::uint32_t> background_activity_count{0};
+// The count at the engine thread's last flush. Engine thread.
+std::uint32_t do_background_activity_rxe_thread_prev_background_activity_count = 0;
+
+constexpr auto relaxed = std::memory_order_relaxed;
+
+// Sends the present time behind a prefix. Main and engine threads, so the texts
+// are local.
+void sendTimedLine(std::string line) {
+    timeval now{};
+    gettimeofday(&now, nullptr);
+    std::string timeText;
+    getISOString(&now, &timeText);
+    line += timeText;
+    send_gpio_led_message(line);
+}
+
+// Ends an open batch on gpio_led with an empty frame. Main and engine threads.
+void closeGpioLedBatch() {
+    const std::lock_guard guard(gpio_led.lock);
+    if (current_gpio_led_msg_size == 0) {
+        return;
+    }
+    if (gpio_led.handle != nullptr) {
+        zmq_send(gpio_led.handle, "", 0, ZMQ_DONTWAIT);
+    }
+    current_gpio_led_msg_size = 0;
+}
+
+// The start or the end of a run. At a high rate the line would open a batch, or
+// join one, that no status packet may come to end; so it ends the batch itself.
+void sendRunLine(std::string line) {
+    sendTimedLine(std::move(line));
+    closeGpioLedBatch();
+}
+
+// Takes the rate of one channel: the count of half a second, doubled.
+void measureRate(const std::atomic<std::uint32_t>& count, std::uint32_t* previous,
+                 std::atomic<std::int32_t>* rate) {
+    const std::uint32_t now = count.load(relaxed);
+    rate->store(static_cast<std::int32_t>((now - *previous) * 2), relaxed);
+    *previous = now;
+}
+
+}  // namespace
+
+void send_tag_data_message(std::string_view message, bool immediate) {
+    if (immediate) {
+        if (current_tag_data_msg_size != 0) {
+            sendShared(&tag_data, "", 0, 0);
+            current_tag_data_msg_size = 0;
+        }
+        sendShared(&tag_data, message.data(), message.size(), 0);
+        tag_data_msg_count.fetch_add(1, relaxed);
+        return;
+    }
+    if (!tag_data_slow_down()) {
+        // The size stays as it is: a batch that was open ends with this frame, and
+        // the next flush sends one empty message, which readers skip.
+        sendShared(&tag_data, message.data(), message.size(), 0);
+        tag_data_msg_count.fetch_add(1, relaxed);
+    } else if (current_tag_data_msg_size <= maxBatchBytes) {
+        sendShared(&tag_data, message.data(), message.size(), ZMQ_SNDMORE);
+        current_tag_data_msg_size += static_cast<std::int32_t>(message.size());
+    } else {
+        sendShared(&tag_data, message.data(), message.size(), 0);
+        current_tag_data_msg_size = 0;
+        tag_data_msg_count.fetch_add(1, relaxed);
+    }
+}
+
+// The lock spans the choice between batch and single frame, the send and the new
+// size, so that the main thread's lines cannot leave a batch open unnoticed.
+int send_gpio_led_message(std::string_view message) {
+    const std::lock_guard guard(gpio_led.lock);
+    const bool batch = gpio_led_slow_down() && current_gpio_led_msg_size <= maxBatchBytes;
+    if (gpio_led.handle != nullptr) {
+        zmq_send(gpio_led.handle, message.data(), message.size(), ZMQ_DONTWAIT | (batch ? ZMQ_SNDMORE : 0));
+    }
+    if (batch) {
+        current_gpio_led_msg_size += static_cast<std::int32_t>(message.size());
+    } else {
+        current_gpio_led_msg_size = 0;
+        gpio_led_msg_count.fetch_add(1, relaxed);
+    }
+    return 0;
+}
+
+void flush_zmq_sockets() {
+    closeGpioLedBatch();
+    if (current_tag_data_msg_size > 0) {
+        sendShared(&tag_data, "", 0, 0);
+        current_tag_data_msg_size = 0;
+    }
+}
+
+void do_background_activity_radio_thread() {
+    measureRate(gpio_led_msg_count, &gpio_led_prev_msg_count, &gpio_led_msg_count_last_second);
+    measureRate(tag_data_msg_count, &tag_data_prev_msg_count, &tag_data_msg_count_last_second);
+    background_activity_count.fetch_add(1, relaxed);
+}
+
+void do_background_activity_rxe_thread() {
+    const std::uint32_t count = background_activity_count.load(relaxed);
+    if (count == do_background_activity_rxe_thread_prev_background_activity_count) {
+        return;
+    }
+    flush_zmq_sockets();
+    do_background_activity_rxe_thread_prev_background_activity_count = count;
+}
+
+bool tag_data_slow_down() {
+    return tag_data_msg_count_last_second.load(relaxed) > maxMessagesPerSecond;
+}
+
+bool gpio_led_slow_down() {
+    return gpio_led_msg_count_last_second.load(relaxed) > maxMessagesPerSecond;
+}
+
+bool waitingForMoreTagData() {
+    return isReportHeatmapEnabled() || isAnyAccessEnabled();
+}
+
+void send_GPI_message(int port, int state) {
+    sendTimedLine("GPI_" + std::to_string(port) + (state != 0 ? "_H," : "_L,"));
+}
+
+void send_radio_start_message() {
+    sendRunLine("RADIO_START,");
+}
+
+void send_radio_stop_message() {
+    sendRunLine("RADIO_STOP,");
+}

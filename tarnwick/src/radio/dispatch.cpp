@@ -1,0 +1,211 @@
+// SPDX-License-Identifier: MIT
+// The one place where the engine's packets enter: a table from packet type to
+// what is done. What the main thread must hear leaves raw, as a topic and a
+// payload; the main thread decodes it.
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <span>
+
+#include "logger.hpp"
+#include "radio.hpp"
+#include "radio_state.hpp"
+#include "rxe_intfc.hpp"
+#include "zmq_intfc.hpp"
+
+std::atomic<std::uint64_t> packetRxCount{0};
+std::atomic<std::uint64_t> tagReadCount{0};
+std::array<std::atomic<std::uint64_t>, 16> tagReadCountPerAnt{};
+
+std::uint16_t currentOlio = 0;
+std::uint16_t currentTxAntenna = 0;
+std::uint32_t currentChannel = 0;
+
+namespace {
+
+constexpr auto relaxed = std::memory_order_relaxed;
+
+// Tag packets by beam of the array reader. Beam numbers are sparse, but any
+// 16-bit number has its place, so that the engine thread counts without a lock
+// while the main thread walks; pages of beams that are never seen cost nothing.
+// Written by the engine thread, read by any.
+std::array<std::atomic<std::uint64_t>, 65536> tagReadCountPerAntQDX{};
+
+struct packet_row_s;
+using packet_handler = void (*)(RXE_packet_s* packet, const packet_row_s& row);
+
+// A packet type as it stands in the packet. A packet with less payload than the
+// handler reads by itself is ignored; `topic` is for the handlers that send news.
+struct packet_row_s {
+    std::uint16_t type;
+    std::uint16_t minLength;
+    packet_handler handler;
+    std::string_view topic;
+};
+
+// Numbers that are read here, and not by the library, are big-endian.
+std::uint16_t word16(const std::uint8_t* bytes) {
+    return static_cast<std::uint16_t>(bytes[0] << 8 | bytes[1]);
+}
+std::uint32_t word32(const std::uint8_t* bytes) {
+    return std::uint32_t{word16(bytes)} << 16 | word16(bytes + 2);
+}
+
+bool payloadBeginsWith(const RXE_packet_s* packet, std::string_view start) {
+    return std::equal(start.begin(), start.end(), packet->payload,
+                      [](char a, std::uint8_t b) { return static_cast<std::uint8_t>(a) == b; });
+}
+
+void completePendingReport() {
+    if (isReportPending()) {
+        send_out_tag_data();
+    }
+}
+
+// A plain load and store: the engine thread is the only writer.
+void countOne(std::atomic<std::uint64_t>* counter) {
+    counter->store(counter->load(relaxed) + 1, relaxed);
+}
+
+void countTagRead() {
+    countOne(&tagReadCount);
+    if (modelName == "QDX4400") {
+        countOne(&tagReadCountPerAntQDX[currentTxAntenna]);
+    } else if (currentTxAntenna < countedAntennas) {
+        countOne(&tagReadCountPerAnt[currentTxAntenna]);
+    }
+}
+
+void onTagPacket(RXE_packet_s* packet, const packet_row_s&) {
+    completePendingReport();
+    countTagRead();
+    timeval now{};
+    gettimeofday(&now, nullptr);
+    process_tag_info_packet(packet, now);
+}
+
+// The topic's name is odd for the end of a run; the main thread knows it so.
+void onRunEnded(RXE_packet_s* packet, const packet_row_s& row) {
+    if (payloadBeginsWith(packet, "\x08\x09")) {
+        flush_zmq_sockets();
+        send_radio_stop_message();
+        sendNews(row.topic, nullptr, 0);
+    }
+}
+
+void onErrorLog(RXE_packet_s* packet, const packet_row_s& row) {
+    if (payloadBeginsWith(packet, "ERRLOG")) {
+        sendNews(row.topic, packet->payload, packet->length);
+    }
+}
+
+void onParallelRssi(RXE_packet_s* packet, const packet_row_s&) {
+    process_parallel_rssi_debug(packet);
+}
+
+// Sends a decoded record; zeros when the payload cannot be decoded.
+template <class Record>
+void sendDecoded(RXE_packet_s* packet, const packet_row_s& row) {
+    Record record{};
+    RXE_formatPayloadToStruct(packet, &record);
+    sendNews(row.topic, &record, sizeof record);
+}
+
+void onStartInfo(RXE_packet_s* packet, const packet_row_s& row) {
+    completePendingReport();
+    sendDecoded<START_INFO_s>(packet, row);
+}
+
+void onCommandOngoing(RXE_packet_s*, const packet_row_s&) {
+    do_background_activity_rxe_thread();
+}
+
+void onAntennaInfo(RXE_packet_s* packet, const packet_row_s&) {
+    currentOlio = word16(packet->payload);
+    currentTxAntenna = word16(packet->payload + 2);
+}
+
+// The report that this completes keeps the channel on which its tag was seen: it
+// was written then.
+void onCarrierOn(RXE_packet_s* packet, const packet_row_s&) {
+    currentChannel = word32(packet->payload + 4);
+    completePendingReport();
+    do_background_activity_rxe_thread();
+}
+
+void onGpioInfo(RXE_packet_s* packet, const packet_row_s&) {
+    send_GPI_message(packet->payload[0], packet->payload[1]);
+}
+
+void onInventoryBegin(RXE_packet_s*, const packet_row_s&) {
+    completePendingReport();
+}
+
+void forwardPayload(RXE_packet_s* packet, const packet_row_s& row) {
+    sendNews(row.topic, packet->payload, packet->length);
+}
+
+void forwardTopic(RXE_packet_s*, const packet_row_s& row) {
+    sendNews(row.topic, nullptr, 0);
+}
+
+// Ascending by type.
+constexpr std::array packetRows{
+    packet_row_s{0x0801, 2, onRunEnded, "start_ack"},
+    packet_row_s{0x0805, 0, onTagPacket, ""},  // TAG_INFO_CUSTOM
+    packet_row_s{0x0806, 0, onTagPacket, ""},  // TAG_INFO_SHORT
+    packet_row_s{0x0807, 0, onTagPacket, ""},  // TAG_INFO_LONG
+    packet_row_s{0x0808, 0, onTagPacket, ""},  // TAG_INFO_COMPLETE
+    packet_row_s{0x0810, 6, onErrorLog, "err_log"},
+    packet_row_s{0x0A8E, 0, onParallelRssi, ""},                       // PARALLEL_RSSI_DEBUG
+    packet_row_s{0x0A91, 0, onStartInfo, "start_info"},                // START_INFO3
+    packet_row_s{0x0B01, 0, onCommandOngoing, ""},                     // CMD_ONGOING
+    packet_row_s{0x0B03, 4, onAntennaInfo, ""},                        // ANTENNA_INFO
+    packet_row_s{0x0B04, 8, onCarrierOn, ""},                          // CW_ON
+    packet_row_s{0x0B08, 2, onGpioInfo, ""},                           // GPIO_INFO
+    packet_row_s{0x0B09, 0, onInventoryBegin, ""},                     // INV_BEGIN
+    packet_row_s{0x0B81, 0, forwardPayload, "ant_disconnect"},         // ANT_DISCONNECT_ALARM
+    packet_row_s{0x0B82, 0, forwardPayload, "amb_temp_hi"},            // AMB_TEMP_HI_ALARM
+    packet_row_s{0x0B83, 0, forwardPayload, "amb_temp_crit"},          // AMB_TEMP_CRIT_ALARM
+    packet_row_s{0x0B85, 0, forwardPayload, "pa_temp_hi"},             // PA_TEMP_HI_ALARM
+    packet_row_s{0x0B86, 0, forwardPayload, "pa_temp_crit"},           // PA_TEMP_CRIT_ALARM
+    packet_row_s{0x0B88, 0, forwardPayload, "pa_failure"},             // FWD_PWR_HI_ALARM
+    packet_row_s{0x0B89, 0, forwardPayload, "pa_failure"},             // FWD_PWR_LO_ALARM
+    packet_row_s{0x0B8D, 0, sendDecoded<DB_WARNING_s>, "db_warning"},  // DB_WARNING
+    packet_row_s{0x0B8E, 0, forwardTopic, "db_error"},                 // DB_ERROR
+    packet_row_s{0x0B91, 0, forwardPayload, "ant_connect"},            // ANT_CONNECT_ALARM
+    packet_row_s{0x0BFF, 0, forwardPayload, "api_error"},              // API_ERROR
+};
+static_assert(std::ranges::adjacent_find(packetRows, std::ranges::greater_equal{}, &packet_row_s::type) ==
+              packetRows.end());
+
+}  // namespace
+
+std::map<std::uint16_t, std::uint64_t> getTagReadCountPerAntQDX() {
+    std::map<std::uint16_t, std::uint64_t> counts;
+    for (std::size_t beam = 0; beam < tagReadCountPerAntQDX.size(); ++beam) {
+        if (const std::uint64_t count = tagReadCountPerAntQDX[beam].load(relaxed); count != 0) {
+            counts.emplace_hint(counts.end(), static_cast<std::uint16_t>(beam), count);
+        }
+    }
+    return counts;
+}
+
+int getPacket(RXE_packet_s* packet) {
+    packetRxCount.fetch_add(1, relaxed);
+    processMessage(packet);
+    return 0;
+}
+
+int processMessage(RXE_packet_s* packet) {
+    const auto* row = std::ranges::lower_bound(packetRows, packet->type, {}, &packet_row_s::type);
+    if (row == packetRows.end() || row->type != packet->type) {
+        // The number is the id of the packet table.
+        logDebug("radio", " got packet in radio thread: type: ", packet->type ^ RXE_PACKET_TYPE_XOR);
+        return 0;
+    }
+    if (packet->length >= row->minLength) {
+        row->handler(packet, *row);
+    }
+    return 0;
+}

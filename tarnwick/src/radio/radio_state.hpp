@@ -1,0 +1,92 @@
+// SPDX-License-Identifier: MIT
+// What the files of the radio unit share. Everything here belongs to the engine
+// thread unless it says otherwise.
+#pragma once
+
+#include <sys/time.h>
+
+#include <array>
+#include <cstdint>
+#include <nlohmann/json_fwd.hpp>
+#include <string>
+#include <string_view>
+
+#include "rxe.h"
+
+// Where the radio is: the olio it works on, the antenna or beam on air, and the
+// channel on air in kHz. Written by the packet dispatch; they keep their last
+// values over a radio stop.
+extern std::uint16_t currentOlio;
+extern std::uint16_t currentTxAntenna;
+extern std::uint32_t currentChannel;
+
+// Subscriber selector of the current report: 1 to `subscribers`, or 0 when the
+// packet carried no CRC. Written by the tag report, read by the report headers.
+extern std::uint16_t currentHash;
+
+// Running number of reports, shared by the JSON and the full binary report.
+// Written by whichever of the two takes a number.
+extern std::uint64_t eventNum;
+
+// The reader's MAC address and host name.
+struct reader_names_s {
+    std::string rdr_mac;
+    std::string rdr_hostname;
+};
+// Both are empty until startRadioThread has asked for them; constant from then
+// on. Any thread.
+const reader_names_s& readerNames();
+
+// One read that passed the tag filter, and what its report is made of.
+struct tag_read_s {
+    const TAG_INFO_s* info;
+    timeval time;                 // time of day of the read
+    const std::string* timeText;  // the same as text
+    const std::string* idHex;     // whole EPC bytes
+    std::uint64_t eventNum;       // number of this report, when it has one
+};
+
+// ---- the pending JSON report -----------------------------------------------
+
+// Whether a report is pending. A report that has left is empty, though its
+// members may still stand in memory for the next one to reuse.
+bool isReportPending();
+
+// Empties the report.
+void clearReport();
+
+// Fills the report from a read; it is pending from then on.
+void buildJsonReport(const tag_read_s& read);
+
+// The report as it would be written: null before the first one was built, and
+// an object from then on.
+const nlohmann::json& pendingReport();
+
+// The object "data" of the report, for members that join it after the tag packet.
+// The report is pending from then on. The reference is good for this packet.
+nlohmann::json& reportData();
+
+// ---- forms of a report -----------------------------------------------------
+
+enum report_kind_e : std::uint8_t {
+    REPORT_KIND_JSON = 0,
+    REPORT_KIND_BINARY = 1,
+    REPORT_KIND_BINARY_BEARING = 2,  // reduced report of a BEARING mode
+};
+
+// The header of a STRING or BINARY report:
+//
+//   0             1              2      3      4 ...
+//   | hash (low)  | hash (high)  | kind | 0    | report
+using report_header_t = std::array<char, 4>;
+inline report_header_t reportHeader(report_kind_e kind) {
+    return {static_cast<char>(currentHash & 0xFF), static_cast<char>(currentHash >> 8),
+            static_cast<char>(kind), '\0'};
+}
+
+// Builds and sends the binary report of a read: the reduced form in a BEARING
+// mode, the full form otherwise.
+void sendBinaryReport(const tag_read_s& read);
+
+// Adds the heat map of a PARALLEL_RSSI_DEBUG packet to the report and releases it.
+void process_parallel_rssi_debug(RXE_packet_s* packet);

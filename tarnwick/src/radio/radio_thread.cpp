@@ -1,0 +1,191 @@
+// SPDX-License-Identifier: MIT
+// The radio thread: a tick twice a second, and the commands that the main thread
+// forwards. It sees no packet.
+#include <pthread.h>
+#include <sys/epoll.h>
+#include <sys/timerfd.h>
+#include <unistd.h>
+#include <zmq.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+#include "logger.hpp"
+#include "radio.hpp"
+#include "radio_state.hpp"
+#include "rm_client.hpp"
+#include "zmq_intfc.hpp"
+
+namespace {
+
+constexpr long tickNanoseconds = 500'000'000;
+constexpr int initMessages = 10;
+constexpr useconds_t initPauseMicroseconds = 10'000;
+constexpr int maxEvents = 2;
+
+// The thread and its attributes. Main thread.
+pthread_t radio_thread;
+pthread_attr_t radio_attr;
+
+// Filled by the main thread while the thread starts; published for the engine
+// thread by the pointer, and constant from then on.
+reader_names_s names;
+const reader_names_s unknownNames;
+std::atomic<const reader_names_s*> publishedNames{&unknownNames};
+
+// A descriptor that is closed with its scope, also when the thread is cancelled.
+class descriptor {
+  public:
+    explicit descriptor(int fd) : fd_(fd) {}
+    ~descriptor() {
+        if (fd_ >= 0) {
+            close(fd_);
+        }
+    }
+    descriptor(const descriptor&) = delete;
+    descriptor& operator=(const descriptor&) = delete;
+    [[nodiscard]] int get() const { return fd_; }
+
+  private:
+    int fd_;
+};
+
+bool armTimer(int timer) {
+    itimerspec tick{};
+    tick.it_value.tv_nsec = tickNanoseconds;
+    tick.it_interval.tv_nsec = tickNanoseconds;
+    return timerfd_settime(timer, 0, &tick, nullptr) == 0;
+}
+
+void watch(int epoll, int fd, std::uint32_t mask, const char* failure) {
+    epoll_event event{};
+    event.events = mask;
+    event.data.fd = fd;
+    if (epoll_ctl(epoll, EPOLL_CTL_ADD, fd, &event) != 0) {
+        logCountedError("radio", failure, std::strerror(errno));
+    }
+}
+
+int requestDescriptor() {
+    int fd = -1;
+    std::size_t size = sizeof fd;
+    zmq_getsockopt(radio_from_main, ZMQ_FD, &fd, &size);
+    return fd;
+}
+
+bool isRequestWaiting() {
+    int events = 0;
+    std::size_t size = sizeof events;
+    return zmq_getsockopt(radio_from_main, ZMQ_EVENTS, &events, &size) == 0 && (events & ZMQ_POLLIN) != 0;
+}
+
+// However many half seconds have passed, it is one tick.
+void onTimer(int timer) {
+    std::uint64_t expiries = 0;
+    if (read(timer, &expiries, sizeof expiries) != static_cast<ssize_t>(sizeof expiries)) {
+        logCountedError("radio", " problem with read");
+        return;
+    }
+    do_background_activity_radio_thread();
+}
+
+// One request and its reply; a request that was not there after all has none.
+void serveRequest() {
+    std::string request;
+    std::string response;
+    if (zmq_recv_string(radio_from_main, &request) == 0) {
+        ProcessInternalRequest(&request, &response);
+    } else {
+        const int error = errno;
+        logCountedError("radio", " err: ", std::strerror(error), "(", error, ")");
+        if (error == EAGAIN) {
+            return;
+        }
+        response = "Failure: Request not properly formed";
+    }
+    zmq_send(radio_to_main, response.data(), response.size(), ZMQ_DONTWAIT);
+}
+
+// The socket's descriptor is edge-triggered and says only that something has
+// changed, so everything that waits is taken.
+void onRequests() {
+    while (isRequestWaiting()) {
+        serveRequest();
+    }
+}
+
+// Waits, and only here can the thread be cancelled: no lock and no half-done
+// work is lost with it.
+int waitForEvents(int epoll, std::array<epoll_event, maxEvents>* events) {
+    pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, nullptr);
+    const int count = epoll_wait(epoll, events->data(), maxEvents, -1);
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
+    return count;
+}
+
+[[noreturn]] void serve(int epoll, int timer) {
+    std::array<epoll_event, maxEvents> events{};
+    for (;;) {
+        const int count = waitForEvents(epoll, &events);
+        for (int i = 0; i < count; ++i) {
+            if (events[static_cast<std::size_t>(i)].data.fd == timer) {
+                onTimer(timer);
+            } else {
+                onRequests();
+            }
+        }
+    }
+}
+
+}  // namespace
+
+const reader_names_s& readerNames() {
+    return *publishedNames.load(std::memory_order_acquire);
+}
+
+void* radio_thread_fcn(void*) {
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
+    const descriptor epoll(epoll_create1(0));
+    const descriptor timer(timerfd_create(CLOCK_REALTIME, TFD_NONBLOCK));
+    if (timer.get() < 0) {
+        std::printf("failed to create background timer: %s", std::strerror(errno));
+        return nullptr;
+    }
+    if (epoll.get() < 0) {
+        logCountedError("radio", " failed to create epoll instance");
+        return nullptr;
+    }
+    if (!armTimer(timer.get())) {
+        logCountedError("radio", " failed to set background reset timer: ", std::strerror(errno));
+        return nullptr;
+    }
+    watch(epoll.get(), timer.get(), EPOLLIN, " error adding background_timer_event: ");
+    watch(epoll.get(), requestDescriptor(), EPOLLIN | EPOLLOUT | EPOLLET, " error adding responder_event: ");
+    // The main thread skips the word; it only makes the lane known at both ends.
+    for (int i = 0; i < initMessages; ++i) {
+        sendShared(&radio_to_main_async, "init", 4, 0);
+        usleep(initPauseMicroseconds);
+    }
+    serve(epoll.get(), timer.get());
+}
+
+int startRadioThread() {
+    pthread_attr_init(&radio_attr);
+    pthread_attr_setdetachstate(&radio_attr, PTHREAD_CREATE_JOINABLE);
+    if (pthread_create(&radio_thread, &radio_attr, radio_thread_fcn, nullptr) != 0) {
+        return -1;
+    }
+    pthread_setname_np(radio_thread, "radio");
+    getReaderDetails(&names.rdr_mac, &names.rdr_hostname);
+    publishedNames.store(&names, std::memory_order_release);
+    return 0;
+}
+
+int stopRadioThread() {
+    RXE_stop();
+    pthread_cancel(radio_thread);
+    pthread_attr_destroy(&radio_attr);
+    return pthread_join(radio_thread, nullptr);
+}

@@ -1,0 +1,44 @@
+// SPDX-License-Identifier: MIT
+// The mode's tag filter: which EPCs are reported.
+#include <algorithm>
+
+#include "filter_expression.hpp"
+#include "mode_config.hpp"
+#include "radio.hpp"
+#include "util.hpp"
+
+namespace {
+
+// A pattern longer than the EPC cannot match, an empty one always does.
+bool matchesPattern(const tagFilter_s& filter, const std::uint8_t* epc, unsigned byteCount) {
+    const unsigned length = filter.patternLength;
+    if (length > byteCount) {
+        return false;
+    }
+    const std::uint8_t* from = filter.match == filter_match_e::PREFIX ? epc : epc + (byteCount - length);
+    return std::equal(from, from + length, filter.pattern.begin());
+}
+
+}  // namespace
+
+int compareTagFilter(const std::uint8_t* epc, unsigned byteCount, std::string* idHex) {
+    if (idHex == nullptr) {
+        return 0;
+    }
+    const tagFilter_s& filter = mode_configuration.tagFilter;
+    if (filter.enabled == 0) {
+        appendHex(epc, byteCount, idHex);
+        return 1;
+    }
+    const bool include = filter.operation == filter_operation_e::INCLUDE;
+    if (filter.match == filter_match_e::REGEX) {
+        appendHex(epc, byteCount, idHex);
+        const bool matched = filter.regex != nullptr && matchesFilterExpression(*filter.regex, *idHex);
+        return matched == include ? 1 : 0;
+    }
+    if (matchesPattern(filter, epc, byteCount) != include) {
+        return 0;
+    }
+    appendHex(epc, byteCount, idHex);
+    return 1;
+}
