@@ -1,0 +1,330 @@
+// SPDX-License-Identifier: MIT
+// What a tag report costs from the engine's packet until its bytes are with
+// ZeroMQ, its TAG_READ line included, measured against bare zmq_send calls of the
+// same bytes on like sockets. Both run in turn, burst by burst, in one process;
+// the verdict is the median of the ratios of neighbouring bursts.
+//
+//   report_path_bench                        the table, exit status 1 when an aim is missed
+//   report_path_bench reports <form> <n>     only n reports in that form (json, string or
+//                                            binary), for counting instructions:
+//                                            valgrind --tool=callgrind --toggle-collect=getPacket ...
+#include <unistd.h>
+#include <zmq.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <new>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <vector>
+
+#include "mode_config.hpp"
+#include "radio.hpp"
+#include "rxe.h"
+#include "util.hpp"
+#include "zmq_intfc.hpp"
+
+namespace {
+
+// Calls of operator new on the measuring thread. libzmq's message bodies come
+// from malloc and are not among them.
+thread_local std::uint64_t allocations = 0;
+
+}  // namespace
+
+// Never inlined: the compiler would take the pair below for a mismatch.
+[[gnu::noinline]] void* operator new(std::size_t size) {
+    ++allocations;
+    if (void* memory = std::malloc(size)) {
+        return memory;
+    }
+    throw std::bad_alloc();
+}
+[[gnu::noinline]] void operator delete(void* memory) noexcept {
+    std::free(memory);
+}
+[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept {
+    std::free(memory);
+}
+
+namespace {
+
+constexpr int burst = 512;  // reports
+// Messages that a socket holds, as on the daemon's tag_data. A publisher learns
+// of what was read only after half as many, so a burst must stay below half.
+constexpr int highWaterMark = 2048;
+constexpr int rounds = 200;
+
+// A line such as "TAG_READ,2026-03-01T08:05:09.007+0100".
+constexpr std::size_t lineBytes = 37;
+
+struct form_s {
+    std::string_view name;
+    data_analytics_e type;
+    bool hasLine;        // a TAG_READ line goes with the report
+    double aimAlone;     // largest good ratio without a subscriber
+    double aimFollowed;  // and with one
+};
+constexpr std::array forms{
+    form_s{"json", DATA_ANALYTICS_OFF, true, 12, 4.5},
+    form_s{"string", DATA_ANALYTICS_STRING, true, 12, 4.5},
+    form_s{"binary", DATA_ANALYTICS_BINARY, false, 3.5, 1.8},
+};
+
+// A packet with 96-bit EPC, PC, CRC and bearing in the engine's own encoding, as
+// the simulator makes it.
+std::vector<std::uint8_t> tagPacket() {
+    std::vector<std::uint8_t> payload{0x8D, 0x30, 0x74, 0x25, 0x7B, 0xF7, 0x19, 0x4E, 0x40,
+                                      0x00, 0x00, 0x1A, 0x85, 0x8C, 0x30, 0x00, 0x8B};
+    const std::uint16_t crc = computeCRC(12, payload.data() + 1);
+    const std::array<std::uint8_t, 12> tail{static_cast<std::uint8_t>(crc & 0xFF),
+                                            static_cast<std::uint8_t>(crc >> 8),
+                                            0x03,
+                                            0x84,
+                                            0x11,
+                                            0x06,
+                                            0x04,
+                                            0xD2,
+                                            0x01,
+                                            0xC8,
+                                            100,
+                                            100};
+    payload.insert(payload.end(), tail.begin(), tail.end());
+    const RXE_packet_s head{.type = 0x0805, .length = static_cast<std::uint16_t>(payload.size())};
+    std::vector<std::uint8_t> packet(sizeof head + payload.size());
+    std::memcpy(packet.data(), &head, sizeof head);
+    std::memcpy(packet.data() + sizeof head, payload.data(), payload.size());
+    return packet;
+}
+
+// The daemon's two channels and two sockets like them, each with its reader.
+struct lane_s {
+    std::string endpoint;
+    void* publisher = nullptr;
+    void* subscriber = nullptr;
+    std::atomic<std::uint64_t> arrived{0};  // written by the reader thread
+    std::uint64_t sent = 0;
+};
+enum lane_e { reportLane, lineLane, bareReportLane, bareLineLane, laneCount };
+std::array<lane_s, laneCount> lanes;
+
+void openLanes(const std::string& directory) {
+    for (std::size_t i = 0; i < lanes.size(); ++i) {
+        lanes[i].endpoint = "ipc://" + directory + "/lane" + std::to_string(i);
+        lanes[i].publisher = zmq_socket(context, ZMQ_PUB);
+        const int linger = 0;
+        zmq_setsockopt(lanes[i].publisher, ZMQ_LINGER, &linger, sizeof linger);
+        zmq_setsockopt(lanes[i].publisher, ZMQ_SNDHWM, &highWaterMark, sizeof highWaterMark);
+        if (zmq_bind(lanes[i].publisher, lanes[i].endpoint.c_str()) != 0) {
+            std::perror(lanes[i].endpoint.c_str());
+            std::exit(2);
+        }
+    }
+    tag_data.handle = lanes[reportLane].publisher;
+    gpio_led.handle = lanes[lineLane].publisher;
+}
+
+// Takes everything that arrives, until `stop`.
+void readLanes(const std::atomic<bool>* stop) {
+    std::array<zmq_pollitem_t, laneCount> items{};
+    for (std::size_t i = 0; i < items.size(); ++i) {
+        items[i] = {lanes[i].subscriber, 0, ZMQ_POLLIN, 0};
+    }
+    std::array<char, 4096> buffer;
+    while (!stop->load()) {
+        zmq_poll(items.data(), laneCount, 20);
+        for (std::size_t i = 0; i < items.size(); ++i) {
+            while (zmq_recv(lanes[i].subscriber, buffer.data(), buffer.size(), ZMQ_DONTWAIT) >= 0) {
+                lanes[i].arrived.fetch_add(1);
+            }
+        }
+    }
+}
+
+// The pause between bursts: until the reader has caught up.
+void awaitArrivals() {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    for (lane_s& lane : lanes) {
+        while (lane.arrived.load() < lane.sent) {
+            if (std::chrono::steady_clock::now() > deadline) {
+                std::fprintf(stderr, "%s: %llu of %llu messages came: the figures would be void\n",
+                             lane.endpoint.c_str(), static_cast<unsigned long long>(lane.arrived),
+                             static_cast<unsigned long long>(lane.sent));
+                std::exit(2);
+            }
+            std::this_thread::sleep_for(std::chrono::microseconds(200));
+        }
+    }
+}
+
+// Connects a reader to each lane and waits until its subscription works.
+void followLanes() {
+    for (lane_s& lane : lanes) {
+        lane.subscriber = zmq_socket(context, ZMQ_SUB);
+        zmq_setsockopt(lane.subscriber, ZMQ_SUBSCRIBE, "", 0);
+        zmq_setsockopt(lane.subscriber, ZMQ_RCVHWM, &highWaterMark, sizeof highWaterMark);
+        zmq_connect(lane.subscriber, lane.endpoint.c_str());
+        zmq_pollitem_t item{lane.subscriber, 0, ZMQ_POLLIN, 0};
+        do {
+            zmq_send(lane.publisher, "x", 1, ZMQ_DONTWAIT);
+        } while (zmq_poll(&item, 1, 10) == 0);
+        char buffer[8];
+        while (zmq_poll(&item, 1, 50) == 1) {
+            zmq_recv(lane.subscriber, buffer, sizeof buffer, 0);
+        }
+    }
+}
+
+struct sizes_s {
+    std::size_t report = 0;
+    std::size_t line = 0;
+};
+
+double secondsOf(auto&& work) {
+    const auto start = std::chrono::steady_clock::now();
+    work();
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+double median(std::vector<double> values) {
+    std::ranges::sort(values);
+    return values[values.size() / 2];
+}
+
+void sendReports(std::vector<std::uint8_t>* packet, int count) {
+    for (int i = 0; i < count; ++i) {
+        getPacket(reinterpret_cast<RXE_packet_s*>(packet->data()));
+    }
+}
+
+void sendBare(const sizes_s& sizes, bool lines, int count) {
+    static const std::array<char, 4096> bytes{};
+    for (int i = 0; i < count; ++i) {
+        zmq_send(lanes[bareReportLane].publisher, bytes.data(), sizes.report, ZMQ_DONTWAIT);
+        if (lines) {
+            zmq_send(lanes[bareLineLane].publisher, bytes.data(), sizes.line, ZMQ_DONTWAIT);
+        }
+    }
+}
+
+// The time of one burst into a pair of lanes; with readers, they have caught up
+// before the next burst starts.
+double timeBurst(lane_e reports, bool lines, bool followed, auto&& work) {
+    const double seconds = secondsOf(work);
+    if (followed) {
+        lanes[reports].sent += burst;
+        lanes[reports + 1].sent += lines ? burst : 0;
+        awaitArrivals();
+    }
+    return seconds;
+}
+
+// Prints one line of the table. True when the aim is met. The verdict is against
+// two sends, the report and a line, for every form; a binary report, which has no
+// line, is shown against one send too.
+bool measure(const form_s& form, const sizes_s& sizes, bool followed, std::vector<std::uint8_t>* packet) {
+    data_analytics_type = form.type;
+    const auto report = [&] { sendReports(packet, burst); };
+    timeBurst(reportLane, form.hasLine, followed, report);  // to the steady state
+    std::vector<double> ratios;
+    std::vector<double> ratiosToOne;
+    std::vector<double> reportSeconds;
+    std::uint64_t allocated = 0;
+    for (int round = 0; round < rounds; ++round) {
+        const std::uint64_t before = allocations;
+        reportSeconds.push_back(timeBurst(reportLane, form.hasLine, followed, report));
+        allocated += allocations - before;
+        ratios.push_back(reportSeconds.back() /
+                         timeBurst(bareReportLane, true, followed, [&] { sendBare(sizes, true, burst); }));
+        ratiosToOne.push_back(reportSeconds.back() / timeBurst(bareReportLane, false, followed,
+                                                               [&] { sendBare(sizes, false, burst); }));
+    }
+    const double ratio = median(ratios);
+    const double aim = followed ? form.aimFollowed : form.aimAlone;
+    std::printf(
+        "%-6s %-13s  ratio %5.2f  aim %4.1f %s  (to one send %5.2f)  %5.0f ns  %.2f allocations  %zu bytes\n",
+        std::string(form.name).c_str(), followed ? "subscriber" : "no subscriber", ratio, aim,
+        ratio <= aim ? "met   " : "MISSED", median(ratiosToOne), median(reportSeconds) / burst * 1e9,
+        static_cast<double>(allocated) / (rounds * burst), sizes.report);
+    return ratio <= aim;
+}
+
+// What one report sends, seen by the readers.
+sizes_s sizesOf(const form_s& form, std::vector<std::uint8_t>* packet) {
+    data_analytics_type = form.type;
+    sendReports(packet, 1);
+    std::array<char, 4096> buffer;
+    sizes_s sizes{.report = 0, .line = lineBytes};
+    sizes.report = static_cast<std::size_t>(
+        std::max(0, zmq_recv(lanes[reportLane].subscriber, buffer.data(), buffer.size(), 0)));
+    if (form.hasLine) {
+        zmq_recv(lanes[lineLane].subscriber, buffer.data(), buffer.size(), 0);
+    }
+    return sizes;
+}
+
+bool runTable(std::vector<std::uint8_t>* packet) {
+    bool allMet = true;
+    std::array<sizes_s, forms.size()> sizes;
+    followLanes();
+    for (std::size_t i = 0; i < forms.size(); ++i) {
+        sizes[i] = sizesOf(forms[i], packet);
+    }
+    std::atomic<bool> stop{false};
+    std::thread reader(readLanes, &stop);
+    for (std::size_t i = 0; i < forms.size(); ++i) {
+        allMet = measure(forms[i], sizes[i], true, packet) && allMet;
+    }
+    stop = true;
+    reader.join();
+    for (lane_s& lane : lanes) {
+        zmq_close(lane.subscriber);
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));  // the publishers see them go
+    for (std::size_t i = 0; i < forms.size(); ++i) {
+        allMet = measure(forms[i], sizes[i], false, packet) && allMet;
+    }
+    return allMet;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    char directory[] = "/tmp/report_path_bench_XXXXXX";
+    if (mkdtemp(directory) == nullptr) {
+        std::perror("mkdtemp");
+        return 2;
+    }
+    context = zmq_ctx_new();
+    openLanes(directory);
+    initMode();
+    setDefaultMode(&mode_configuration);
+    setDefaultInventoryMode(&mode_configuration);
+    std::vector<std::uint8_t> packet = tagPacket();
+    int status = 0;
+    if (argc == 4 && std::string_view(argv[1]) == "reports") {
+        const auto* form = std::ranges::find(forms, std::string_view(argv[2]), &form_s::name);
+        if (form == forms.end()) {
+            std::fprintf(stderr, "no such form: %s\n", argv[2]);
+            status = 2;
+        } else {
+            data_analytics_type = form->type;
+            sendReports(&packet, std::atoi(argv[3]));
+        }
+    } else {
+        status = runTable(&packet) ? 0 : 1;
+    }
+    for (lane_s& lane : lanes) {
+        zmq_close(lane.publisher);
+    }
+    zmq_ctx_destroy(context);
+    std::filesystem::remove_all(directory);
+    return status;
+}

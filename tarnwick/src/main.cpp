@@ -1,0 +1,97 @@
+// SPDX-License-Identifier: MIT
+// Start-up and shutdown of the daemon, each a straight list.
+#include "logger.hpp"
+#include "mode_config.hpp"
+#include "radio.hpp"
+#include "requests.hpp"
+#include "rxe_intfc.hpp"
+#include "zmq_intfc.hpp"
+
+#include <google/protobuf/stubs/common.h>
+
+#include <iostream>
+#include <string_view>
+
+namespace {
+
+struct options_s {
+    bool cli = false;      // the console gives requests, and shows the log
+    bool verbose = false;  // the log goes down to level debug
+};
+
+void say(std::string_view line) {
+    std::cout << line << std::endl;
+}
+
+// Every argument is echoed; one that is not known is otherwise ignored.
+options_s scanArguments(int argc, char** argv) {
+    options_s options;
+    for (int i = 1; i < argc; ++i) {
+        const std::string_view argument = argv[i];
+        say(argument);
+        if (argument == "--no_rxe") {
+            use_rxe = false;
+            say("not using rxe ");
+        } else if (argument == "--cli") {
+            options.cli = true;
+            say("CLI is enabled");
+        } else if (argument == "-v") {
+            options.verbose = true;
+        }
+    }
+    return options;
+}
+
+// Counts and logs the failed step. Returns the exit status, which is 0 in every
+// case: the boot scripts do not act on it.
+template <class... Parts>
+int failed(const Parts&... parts) {
+    logCountedError("main", parts...);
+    return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    GOOGLE_PROTOBUF_VERIFY_VERSION;
+    say("Welcome to tarnwick");
+    setup_syslog();
+    const options_s options = scanArguments(argc, argv);
+    init_app_version_string();
+    configureLogs(options.cli, options.verbose);
+    if (const int rc = initZMQ(); rc != 0) {
+        return failed(" Failed to initialize ZMQ: ", rc);
+    }
+    initMode();
+    if (use_rxe) {
+        if (const int rc = initRXEConnection(); rc != 0) {
+            failed(" Failed to initiazlize rxe: ", rc,
+                   " - is another application connected to RXE (LLRP, TW)?");
+            closeZMQ();
+            return 0;
+        }
+    }
+    // The main sockets bind the inproc endpoints to which the radio side connects.
+    if (createZMQSocketsForMain() != 0) {
+        return failed(" Failed to initiazlize main zmq connections");
+    }
+    if (createZMQSocketsForRadio() != 0) {
+        return failed(" Failed to initiazlize radio zmq connections");
+    }
+    if (startRadioThread() != 0) {
+        return failed(" Failed to start radio thread");
+    }
+
+    processRequests(options.cli);
+
+    logDebug("main", " stopping radio thread");
+    if (stopRadioThread() != 0) {
+        return failed(" Failed to stop radio thread");
+    }
+    closeRXEConnection();
+    logDebug("main", " RXE connection closed");
+    closeZMQSocketsForMain();
+    closeZMQ();
+    logInfo("main", " goodbye");
+    return 0;
+}

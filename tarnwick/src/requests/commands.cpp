@@ -1,0 +1,80 @@
+// SPDX-License-Identifier: MIT
+// The command table, the way from a request to its handler, and the commands
+// that are no more than a line.
+#include "logger.hpp"
+#include "mode_config.hpp"
+#include "requests.hpp"
+#include "util.hpp"
+#include "zmq_intfc.hpp"
+
+#include <zmq.h>
+
+#include <algorithm>
+#include <iterator>
+
+namespace {
+
+constexpr std::string_view dataAnalyticsHelp = "Sets and gets whether TW sends data to data analytics block";
+constexpr std::string_view subscribersHelp = "Sets and gets the number of subscribers";
+constexpr std::string_view exitHelp = "Exits the application";
+constexpr std::string_view loggingHelp = "Sets and Gets the logging configuration";
+constexpr std::string_view modeHelp = "Sets the radio's mode";
+constexpr std::string_view startHelp = "Starts the RXE (or the simulator)";
+constexpr std::string_view stopHelp = "Stops the RXE (or the simulator)";
+
+// Hands the request to the radio thread, which owns the setting, and waits for
+// its reply; there is no time-out.
+int askRadioThread(std::vector<std::string>* tokens, std::string* reply) {
+    reply->clear();
+    const std::string request = joinStrings(*tokens, " ");
+    zmq_send(main_to_radio, request.data(), request.size(), 0);
+    zmq_recv_string(main_from_radio, reply);
+    return 0;
+}
+
+// A JSON text that was typed with blanks comes in several tokens and is one
+// again here; blanks inside its strings are lost.
+int modeHandler(std::vector<std::string>* tokens, std::string* reply) {
+    *reply = "Success";
+    if (tokens->size() > 2) {
+        (*tokens)[1] = joinStrings({tokens->begin() + 1, tokens->end()}, "");
+        tokens->resize(2);
+    }
+    return handleModeRequest(tokens, reply);
+}
+
+}  // namespace
+
+constexpr command_s commands[] = {
+    {"data_analytics", askRadioThread, dataAnalyticsHelp},
+    {"subscribers", askRadioThread, subscribersHelp},
+    {"exit", exitHandler, exitHelp},
+    {"logging", loggingHandler, loggingHelp},
+    {"mode", modeHandler, modeHelp},
+    {"start", startHandler, startHelp},
+    {"stop", stopHandler, stopHelp},
+};
+constexpr std::size_t nCommands = std::size(commands);
+
+std::vector<std::string> tokenizeRequest(std::string* request) {
+    return tokenizeRequestByWhitespace(request);
+}
+
+int ProcessRequest(std::string* request, std::string* reply) {
+    std::vector<std::string> tokens = tokenizeRequest(request);
+    if (tokens.empty()) {
+        *reply = "Failure: No Command";
+        return 0;
+    }
+    const auto* command = std::ranges::find(commands, tokens.front(), &command_s::name);
+    if (command == std::end(commands)) {
+        *reply = "Failure: Command Not Found";
+        return 0;
+    }
+    return command->handler(&tokens, reply);
+}
+
+int exitHandler(std::vector<std::string>* /*tokens*/, std::string* reply) {
+    *reply = "Success";
+    return -1;
+}

@@ -1,0 +1,163 @@
+// SPDX-License-Identifier: MIT
+// The main thread's one wait, and the way of a request through it.
+#include "logger.hpp"
+#include "requests.hpp"
+#include "requests/news.hpp"
+#include "zmq_intfc.hpp"
+
+#include <signal.h>
+#include <sys/timerfd.h>
+#include <unistd.h>
+#include <zmq.h>
+
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <cstring>
+#include <iostream>
+
+// Written by processRequests, read by the wait loop and the reset of the tag
+// database. Main thread.
+int database_timer = 0;
+
+namespace {
+
+// 1 once the process has been asked to end. Written by s_signal_handler, which
+// may run on any thread, read at the top of the wait loop.
+std::atomic<int> s_interrupted{0};
+static_assert(std::atomic<int>::is_always_lock_free, "a signal handler writes it");
+
+constexpr std::int32_t consoleSource = 0;
+constexpr std::int32_t responderSource = 1;
+
+// Pause after a failed wait, so that a lasting failure does not take the processor.
+constexpr useconds_t pollFailurePause = 1'000'000;  // microseconds
+
+// A signal that comes between the look at its mark and the wait interrupts
+// nothing. The mark is then seen after this time at the latest.
+constexpr long longestWait = 1'000;  // milliseconds
+
+// The places of the poll set, in the order in which they are served.
+enum poll_item_e : std::size_t { responderItem, newsItem, timerItem, consoleItem, pollItemCount };
+
+void installSignalHandler() {
+    struct sigaction action = {};
+    action.sa_handler = s_signal_handler;
+    sigemptyset(&action.sa_mask);
+    sigaction(SIGINT, &action, nullptr);
+    sigaction(SIGTERM, &action, nullptr);
+}
+
+// Takes one request from the reply socket, if there is one: the socket is ready
+// also for a message without a proper envelope, which the library discards while
+// it looks for the next one. Not to wait here keeps the loop alive then. Any
+// other failure leaves *request as it was, to be dispatched as it is.
+bool takeRequest(std::string* request) {
+    zmq_msg_t message;
+    zmq_msg_init(&message);
+    const int size = zmq_msg_recv(&message, responder, ZMQ_DONTWAIT);
+    const bool taken = size >= 0 || errno != EAGAIN;
+    if (size >= 0) {
+        request->assign(static_cast<const char*>(zmq_msg_data(&message)), zmq_msg_size(&message));
+    }
+    zmq_msg_close(&message);
+    return taken;
+}
+
+// A request is one frame. A client that sends more has them discarded, since the
+// socket gives no reply, and so takes no other client's request, before it has
+// delivered all of them.
+void discardFurtherFrames() {
+    std::string discarded;
+    while (hasMoreFrames(responder) && zmq_recv_string(responder, &discarded) == 0) {
+    }
+}
+
+// Reads one line without its newline. Byte by byte, since a line held back in a
+// buffer of ours would not wake the next wait. At the end of the input the line
+// is empty.
+void readConsoleLine(std::string* line) {
+    line->clear();
+    char next = 0;
+    while (read(STDIN_FILENO, &next, 1) == 1 && next != '\n') {
+        line->push_back(next);
+    }
+}
+
+}  // namespace
+
+void s_signal_handler(int /*signal*/) {
+    s_interrupted.store(1, std::memory_order_relaxed);
+}
+
+int GetNextRequest(MSG_BUF* msg, std::string* request, bool cli) {
+    std::array<zmq_pollitem_t, pollItemCount> items{};
+    items[responderItem] = {responder, 0, ZMQ_POLLIN, 0};
+    items[newsItem] = {main_from_radio_async, 0, ZMQ_POLLIN, 0};
+    items[timerItem] = {nullptr, database_timer, ZMQ_POLLIN, 0};
+    items[consoleItem] = {nullptr, STDIN_FILENO, ZMQ_POLLIN, 0};
+    const int polled = cli ? pollItemCount : consoleItem;
+
+    for (bool received = false; !received;) {
+        if (s_interrupted.load(std::memory_order_relaxed) != 0) {
+            *request = "exit";
+            msg->source = consoleSource;
+            return 0;
+        }
+        if (zmq_poll(items.data(), polled, longestWait) < 0) {
+            logCountedError("requests", " zmq polling error failed: ", std::strerror(errno));
+            usleep(pollFailurePause);
+            continue;
+        }
+        if ((items[responderItem].revents & ZMQ_POLLIN) != 0 && takeRequest(request)) {
+            discardFurtherFrames();
+            msg->source = responderSource;
+            received = true;
+        }
+        if (items[newsItem].revents & ZMQ_POLLIN) {
+            handleRadioNews();
+        }
+        if (items[timerItem].revents & ZMQ_POLLIN) {
+            handleDatabaseTimer();
+        }
+        // A console that was closed may show as an error instead of as input.
+        if (cli && items[consoleItem].revents != 0) {
+            readConsoleLine(request);
+            msg->source = consoleSource;
+            received = true;
+        }
+    }
+    return 0;
+}
+
+int SendReply(MSG_BUF msg, std::string* reply) {
+    if (msg.source == responderSource) {
+        zmq_send(responder, reply->c_str(), reply->size() + 1, 0);
+    } else if (msg.source == consoleSource) {
+        std::cout << *reply << std::endl;
+    }
+    return 0;
+}
+
+int processRequests(bool cli) {
+    installSignalHandler();
+    database_timer = timerfd_create(CLOCK_REALTIME, TFD_NONBLOCK);
+    if (database_timer < 0) {
+        logCountedError("requests", " failed to create database reset timer: ", std::strerror(errno));
+        return 0;
+    }
+
+    MSG_BUF msg{responderSource};
+    std::string request;
+    std::string reply;
+    for (int rc = 0; rc != -1;) {
+        GetNextRequest(&msg, &request, cli);
+        logInfo("requests", " Request: ", request);
+        rc = ProcessRequest(&request, &reply);
+        logInfo("requests", " Response: ", reply);
+        SendReply(msg, &reply);
+    }
+    close(database_timer);
+    database_timer = -1;
+    return 0;
+}

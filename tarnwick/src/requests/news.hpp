@@ -1,0 +1,13 @@
+// SPDX-License-Identifier: MIT
+// What the wait loop serves besides requests. Main thread.
+#pragma once
+
+// Whether frames of the message whose frame was received last are still to come.
+bool hasMoreFrames(void* socket);
+
+// Takes one message of the radio side from main_from_radio_async, which must be
+// ready. A message is a topic and a payload, one frame each.
+void handleRadioNews();
+
+// Serves the expired database timer.
+void handleDatabaseTimer();

@@ -1,0 +1,114 @@
+// SPDX-License-Identifier: MIT
+// The commands "start" and "stop". Whether the radio runs is the engine's
+// knowledge: it is asked each time and nothing is remembered here.
+#include "radio.hpp"
+#include "requests.hpp"
+#include "rxe.h"
+#include "rxe_intfc.hpp"
+#include "util.hpp"
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <fstream>
+
+namespace {
+
+// Read by the software that starts this process: whether the radio is to be
+// started too. In the working directory, without a newline. An unwritable file
+// is not noticed.
+constexpr const char* autoStartFile = "autoStart.txt";
+
+void recordAutoStart(std::string_view wanted) {
+    std::ofstream(autoStartFile, std::ios::trunc) << wanted;
+}
+
+// Fills the reply when the engine refused. Returns whether it did.
+bool refused(const char* operation, RXE_API_STATUS status, std::string* reply) {
+    if (status == 0) {
+        return false;
+    }
+    sprintfStr(reply, "Failure: %s returned error: %d", operation, static_cast<int>(status));
+    return true;
+}
+
+int startOnce(std::vector<std::string>* /*tokens*/, std::string* reply) {
+    return startRXE(false, reply);
+}
+
+// "start sim <tags per second>": tags made up by the engine itself. Nothing
+// tells whether the radio runs, and nobody is told of the start.
+int startFakeTags(std::vector<std::string>* tokens, std::string* reply) {
+    if (tokens->size() < 3) {
+        *reply = "Failure: sim requires tps";
+        return 0;
+    }
+    if (refused("RXE_resetDb()", RXE_resetDb(), reply)) {
+        return 0;
+    }
+    const auto tagsPerSecond = static_cast<unsigned short>(std::strtol((*tokens)[2].c_str(), nullptr, 10));
+    if (refused("RXE_txFakeTags()", RXE_txFakeTags(tagsPerSecond), reply)) {
+        return 0;
+    }
+    *reply = "Success";
+    return 0;
+}
+
+// The forms of "start" by their first parameter.
+struct startForm_s {
+    std::string_view parameter;
+    command_handler handler;
+};
+constexpr std::array startForms{
+    startForm_s{"sim", startFakeTags},
+    startForm_s{"doNotPersistState", startOnce},
+};
+
+}  // namespace
+
+int startRXE(bool persist, std::string* reply) {
+    if (isStartOngoing()) {
+        *reply = "Failure: Start currently ongoing. Issue a stop prior to issuing a start.";
+        return 0;
+    }
+    if (refused("RXE_resetDb()", RXE_resetDb(), reply)) {
+        return 0;
+    }
+    // The database is empty, so a reset that was due because it filled up is not.
+    cancel_database_timer();
+    if (refused("RXE_start()", RXE_start(), reply)) {
+        return 0;
+    }
+    *reply = "Success";
+    if (persist) {
+        recordAutoStart("true");
+    }
+    send_radio_start_message();
+    return 0;
+}
+
+int startHandler(std::vector<std::string>* tokens, std::string* reply) {
+    reply->clear();
+    if (tokens->size() == 1) {
+        return startRXE(true, reply);
+    }
+    const auto* form = std::ranges::find(startForms, (*tokens)[1], &startForm_s::parameter);
+    if (form == startForms.end()) {
+        *reply = "Failure: param not recognized";
+        return 0;
+    }
+    return form->handler(tokens, reply);
+}
+
+int stopHandler(std::vector<std::string>* /*tokens*/, std::string* reply) {
+    reply->clear();
+    if (RXE_stop() != 0) {
+        *reply = "Failure";
+        return 0;
+    }
+    *reply = "Success";
+    // Also after a start that left the file alone: a stop is always an intention.
+    recordAutoStart("false");
+    send_radio_stop_message();
+    return 0;
+}

@@ -1,0 +1,86 @@
+// SPDX-License-Identifier: MIT
+// Clients that misuse the reply socket. Each has its answer, where one is due,
+// and none keeps the next client from its own.
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+#include <zmq.h>
+
+#include <cstring>
+
+#include "support/reader.hpp"
+
+namespace {
+
+// A client that speaks no ZeroMQ at all.
+void sendRaw(std::string_view bytes) {
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    std::strcpy(address.sun_path, replyFile);
+    const int fd = socket(AF_UNIX, SOCK_STREAM, 0);
+    ASSERT_EQ(connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    EXPECT_EQ(send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL), static_cast<ssize_t>(bytes.size()));
+    close(fd);
+}
+
+TEST(HostileClients, getAnAnswerAndLeaveTheLoopToTheNext) {
+    reader_s reader({.arguments = {"--no_rxe"}, .server = false});
+    std::string everyByte;
+    for (int byte = 0; byte < 256; ++byte) {
+        everyByte.push_back(static_cast<char>(byte));
+    }
+    const std::string unknown = "Failure: Command Not Found";
+    const std::string none = "Failure: No Command";
+    const std::string off = "Success: data_analytics OFF";
+    struct case_s {
+        const char* legend;
+        frames_t request;
+        std::string reply;
+    };
+    const case_s cases[] = {
+        {"every byte", {everyByte}, unknown},
+        {"a command with its terminator", {std::string("logging\0", 8)}, unknown},
+        {"an empty frame", {""}, none},
+        {"10 MB in one word", {std::string(10'000'000, 'x')}, unknown},
+        {"10 MB of blanks", {std::string(10'000'000, ' ')}, none},
+        {"5 million words",
+         {"data_analytics" + std::string(10'000'000, ' ') + "x y"},
+         "Success: error requires at least 1 param (STRING, BINARY, or OFF)"},
+        {"further frames", {"data_analytics", "exit", everyByte}, off},
+        {"further empty frames", {"data_analytics", "", ""}, off},
+        {"nothing but empty frames", {"", "", ""}, none},
+        {"very many frames", frames_t(10'000, "data_analytics"), off},
+    };
+    for (const case_s& row : cases) {
+        SCOPED_TRACE(row.legend);
+        EXPECT_EQ(askFrames(row.request), row.reply);
+        EXPECT_EQ(ask("data_analytics"), off);
+    }
+
+    // Any envelope. Without a proper one there is no request, and the same client's
+    // next, proper one has its reply.
+    const frames_t envelopes[] = {{"no envelope"}, {"", "dance"}, {"a", "b", "", "dance"}, {"", ""}, {""}};
+    for (const frames_t& envelope : envelopes) {
+        const socket_s client(ZMQ_DEALER);
+        ASSERT_EQ(zmq_connect(client.handle, replyEndpoint), 0);
+        client.send(envelope);
+        client.send({"", "data_analytics"});
+        std::string reply;
+        while (reply != off + '\0') {
+            const std::optional<frames_t> message = client.receive();
+            ASSERT_TRUE(message) << "after " << reply;
+            reply = message->back();
+        }
+        EXPECT_EQ(ask("data_analytics"), off);
+    }
+    for (const std::string& bytes :
+         {everyByte, std::string(100'000, '\xff'), std::string("GET / HTTP/1.1\r\n\r\n")}) {
+        sendRaw(bytes);
+        EXPECT_EQ(ask("data_analytics"), off);
+    }
+    EXPECT_EQ(reader.exit(), 0);
+    EXPECT_NE(reader.log().find("main goodbye"), std::string::npos);
+}
+
+}  // namespace

@@ -1,0 +1,156 @@
+// SPDX-License-Identifier: MIT
+// How the daemon comes up and goes down, with and without a radio.
+#include <sys/syscall.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include <chrono>
+
+#include "support/reader.hpp"
+
+namespace {
+
+using std::chrono::steady_clock;
+using testing::ContainsRegex;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::MatchesRegex;
+using testing::Not;
+using testing::StartsWith;
+
+std::size_t countOf(std::string_view part, std::string_view text) {
+    std::size_t count = 0;
+    for (std::size_t at = text.find(part); at != std::string_view::npos; at = text.find(part, at + 1)) {
+        ++count;
+    }
+    return count;
+}
+
+// Whether the program's first thread is blocked in poll(), as in its wait for
+// requests: then, and not in any other sleep, a signal interrupts the wait.
+bool isPolling(const process_s& process) {
+    const std::string call = readTextFile("/proc/" + std::to_string(process.pid) + "/syscall");
+    return call.starts_with(std::to_string(SYS_poll) + " ");
+}
+
+// The log without the time in front of each line.
+std::string withoutTimes(const std::string& log) {
+    std::string lines;
+    std::istringstream stream(log);
+    for (std::string line; std::getline(stream, line);) {
+        lines += line.substr(line.find(' ') + 1) + "\n";
+    }
+    return lines;
+}
+
+TEST(StartupShutdown, servesWithoutARadioUntilExit) {
+    reader_s reader({.arguments = {"-v", "--no_rxex", "--no_rxe"}, .server = false});
+    EXPECT_THAT(reader.daemon->output(),
+                StartsWith("Welcome to tarnwick\n-v\n--no_rxex\n--no_rxe\nnot using rxe \n"));
+    EXPECT_EQ(ask(""), "Failure: No Command");
+    EXPECT_EQ(ask("Exit"), "Failure: Command Not Found");
+    EXPECT_EQ(ask(" data_analytics \n"), "Success: data_analytics OFF");
+    EXPECT_EQ(ask("subscribers 7"), "Success");
+    EXPECT_EQ(ask("subscribers"), "Success: subscribers 7 but is irrelevant - data analytics disabled");
+    EXPECT_EQ(ask("data_analytics STRING"), "Success");
+    EXPECT_EQ(ask("data_analytics STRING"), "Success");
+    EXPECT_EQ(ask("data_analytics OFF"), "Success");
+    EXPECT_EQ(reader.exit(), 0);
+    EXPECT_FALSE(std::filesystem::exists(replyFile));
+
+    const std::string log = withoutTimes(reader.log());
+    EXPECT_THAT(log, StartsWith("INFO tarnwick: 0.2.58.12\nINFO zmq_intfc zmq: "));
+    EXPECT_THAT(log, HasSubstr("INFO requests Request: Exit\n"
+                               "INFO requests Response: Failure: Command Not Found\n"));
+    const std::size_t end = log.find("INFO requests Request: exit\n");
+    ASSERT_NE(end, std::string::npos);
+    EXPECT_THAT(log.substr(0, end), Not(ContainsRegex("rxe_intfc|ERROR")));
+    // The engine is disconnected in any case, and says so when it never was connected.
+    EXPECT_THAT(log.substr(end), MatchesRegex("INFO requests Request: exit\n"
+                                              "INFO requests Response: Success\n"
+                                              "DEBUG main stopping radio thread\n"
+                                              "(ERROR rxe_intfc failed with error code: [0-9]+\n)?"
+                                              "DEBUG main RXE connection closed\n"
+                                              "DEBUG zmq_intfc closing ZMQ sockets...\n"
+                                              "DEBUG zmq_intfc succeeded\n"
+                                              "INFO main goodbye\n"));
+}
+
+TEST(StartupShutdown, aSignalEndsItAfterOneFailedWait) {
+    for (const int number : {SIGTERM, SIGINT}) {
+        SCOPED_TRACE(number);
+        reader_s reader({.arguments = {"--no_rxe", "--cli", "-v"}, .server = false});
+        // Ten messages of news come after the start, and the client that saw the
+        // daemon answer leaves; from then on nothing but the signal wakes the wait.
+        int looks = 0;
+        ASSERT_TRUE(eventually([&] {
+            const bool quiet = countOf("radio news: init\n", reader.daemon->output()) == 10;
+            looks = quiet && isPolling(*reader.daemon) ? looks + 1 : 0;
+            return looks == 10;
+        }));
+        const auto sent = steady_clock::now();
+        reader.daemon->signal(number);
+        EXPECT_EQ(reader.daemon->waitForExit(), 0);
+        EXPECT_GE(steady_clock::now() - sent, std::chrono::seconds(1));
+        const std::string output = reader.daemon->output();
+        EXPECT_EQ(countOf("ERROR requests zmq polling error failed: Interrupted system call\n", output), 1U)
+            << output;
+        EXPECT_THAT(output, HasSubstr("requests Request: exit\n"));
+        EXPECT_THAT(output, HasSubstr("\nSuccess\n"));
+        EXPECT_THAT(output, EndsWith("INFO main goodbye\n"));
+        EXPECT_FALSE(std::filesystem::exists(replyFile));
+    }
+}
+
+TEST(StartupShutdown, theConsoleGivesRequestsBesideTheSocket) {
+    reader_s reader({.arguments = {"--cli", "--no_rxe"}, .server = false});
+    EXPECT_THAT(reader.daemon->output(), HasSubstr("--cli\nCLI is enabled\n--no_rxe\nnot using rxe \n"));
+    reader.daemon->write("dance\nsubscribers 12\n");
+    EXPECT_TRUE(reader.daemon->waitForOutput("\nFailure: Command Not Found\n"));
+    EXPECT_TRUE(reader.daemon->waitForOutput("\nSuccess\n"));
+    EXPECT_THAT(ask("subscribers"), StartsWith("Success: subscribers 12 "));
+    reader.daemon->closeInput();
+    EXPECT_TRUE(reader.daemon->waitForOutput("\nFailure: No Command\n"));
+    reader.daemon->signal(SIGTERM);
+    EXPECT_EQ(reader.daemon->waitForExit(), 0);
+}
+
+// A crash, or a program that is not ours, may have left the file.
+TEST(StartupShutdown, takesOverAReplyFileThatWasLeft) {
+    reader_s reader({.arguments = {"--no_rxe"}, .server = false, .prepare = [](const auto&) {
+                         writeTextFile(replyFile, "left");
+                     }});
+    EXPECT_EQ(reader.exit(), 0);
+    EXPECT_FALSE(std::filesystem::exists(replyFile));
+}
+
+TEST(StartupShutdown, aStepThatFailsIsLoggedAndEndsItWithStatusZero) {
+    struct case_s {
+        const char* legend;
+        reader_options_s options;
+        const char* log;
+    };
+    const auto blockReplyFile = [](const auto&) { std::filesystem::create_directory(replyFile); };
+    const case_s cases[] = {
+        {"no engine",
+         {.scenario = R"({"tags": {"counts": 3}})", .awaitReady = false},
+         "ERROR main Failed to initiazlize rxe: [1-9][0-9]* - is another application connected to RXE "
+         "\\(LLRP, TW\\)\\?\n$"},
+        {"no reply socket",
+         {.arguments = {"--no_rxe"}, .server = false, .prepare = blockReplyFile, .awaitReady = false},
+         "ERROR zmq_intfc responder bind failed: .*\n.* ERROR main Failed to initiazlize main zmq "
+         "connections\n$"},
+    };
+    for (const case_s& row : cases) {
+        SCOPED_TRACE(row.legend);
+        reader_s reader(row.options);
+        EXPECT_EQ(reader.daemon->waitForExit(), 0);
+        EXPECT_THAT(reader.log(), ContainsRegex(row.log));
+        EXPECT_FALSE(std::filesystem::is_socket(replyFile));
+        std::filesystem::remove(replyFile);
+    }
+}
+
+}  // namespace

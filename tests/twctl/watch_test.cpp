@@ -1,0 +1,152 @@
+// SPDX-License-Identifier: MIT
+// The peer is an XPUB socket: it sees a subscription arrive, so that nothing is
+// sent before somebody listens.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include "twctl/peer.hpp"
+
+using namespace std::string_literals;
+namespace fs = std::filesystem;
+
+namespace {
+
+const std::string everything = "\x01"s;  // the subscription with an empty prefix
+
+process_options_s watchTags(const peer_s& peer, std::vector<std::string> more) {
+    std::vector<std::string> arguments{"watch", "tags", "--bind", peer.endpoint};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    return {arguments, {}, {}};
+}
+
+fs::path fileOf(const peer_s& peer) {
+    return peer.endpoint.substr(std::string("ipc://").size());
+}
+
+}  // namespace
+
+TEST(Watch, FramesOfAllThreeFormsBecomeLines) {
+    struct case_s {
+        const char* legend;
+        std::string frame, line;
+    };
+    const std::string full =
+        "\x0a\x02\x30\x34\x10\xe8\x07\x1a\x02\x30\x00\x35\x33\x33\x3d\xc2\x38\x5d\x50\xde\x8c\x37"
+        "\x98\x01\x01\xa2\x01\x02"s +
+        "ab\xba\x01\x03"s + "a\"\xff\xc0\x01\x07"s;
+    const case_s cases[] = {
+        {"OFF: the text as it is", R"({"data":{"eventNum":1}})", R"({"data":{"eventNum":1}})"},
+        {"STRING", "\x02\x01\0\0{\"data\":{}}"s, R"(subscriber=258 kind=json {"data":{}})"},
+        {"a number whose first byte is a brace", "{\0\0\0{}"s, "subscriber=123 kind=json {}"},
+        {"BINARY, every kind of field", "\x01\0\x01\0"s + full,
+         R"(subscriber=1 kind=full {"tag_id":"3034","timestamp_millis":1000,"pc":"3000","rssi_float":-47.3,)"
+         R"("rssi_int":-47,"channel":902750,"brand_id":true,"mac":"ab","user_defined":"a\")"
+         "\xef\xbf\xbd"
+         R"(","event_num":7})"},
+        {"an id is hex, also when its bytes are letters", "\0\0\x02\0\x0a\x02"s + "AB",
+         R"(subscriber=0 kind=reduced {"tag_id":"4142"})"},
+        {"a binary report cut short", "\x01\0\x01\0\x0a\x09"s, "unreadable frame of 6 bytes: 010001000a09"},
+        {"an unknown kind", "\x01\0\x03\0{}"s, "unreadable frame of 6 bytes: 010003007b7d"},
+        {"shorter than a header", "\x01\0"s, "unreadable frame of 2 bytes: 0100"},
+        {"one frame stays one line", "{\"a\n\":\"\x7f\"}", R"({"a\u000a":"\u007f"})"},
+    };
+    const peer_s peer(ZMQ_XPUB);
+    process_s client(twctlProgram, watchTags(peer, {"--count", std::to_string(std::size(cases))}));
+    zmq_connect(peer.socket, peer.endpoint.c_str());
+    ASSERT_EQ(peer.receive(), everything);
+    std::string expected;
+    for (const case_s& row : cases) {
+        peer.send(row.frame);
+        expected += row.line + "\n";
+    }
+    EXPECT_EQ(client.waitForExit(), 0);
+    EXPECT_EQ(client.output(), expected);
+}
+
+TEST(Watch, BatchesCountByReportAndTheirEmptyEndIsNone) {
+    const peer_s peer(ZMQ_XPUB);
+    process_s client(twctlProgram, watchTags(peer, {"--count", "3"}));
+    zmq_connect(peer.socket, peer.endpoint.c_str());
+    ASSERT_EQ(peer.receive(), everything);
+    peer.send("{\"n\":1}", ZMQ_SNDMORE);
+    peer.send("{\"n\":2}", ZMQ_SNDMORE);
+    peer.send("");
+    peer.send("");
+    peer.send("{\"n\":3}");
+    peer.send("{\"n\":4}");
+    EXPECT_EQ(client.waitForExit(), 0);
+    EXPECT_EQ(client.output(), "{\"n\":1}\n{\"n\":2}\n{\"n\":3}\n");
+    EXPECT_FALSE(fs::exists(fileOf(peer)));
+}
+
+TEST(Watch, ASubscriberTakesOnlyItsNumber) {
+    const peer_s peer(ZMQ_XPUB);
+    zmq_bind(peer.socket, peer.endpoint.c_str());
+    process_s client(
+        twctlProgram,
+        {{"watch", "tags", "--connect", peer.endpoint, "--subscriber", "258", "--count", "1"}, {}, {}});
+    ASSERT_EQ(peer.receive(), "\x01\x02\x01");
+    peer.send("\x02\0\0\0{\"n\":1}"s);
+    peer.send("\x02\x01\0\0{\"n\":2}"s);
+    EXPECT_EQ(client.waitForExit(), 0);
+    EXPECT_EQ(client.output(), "subscriber=258 kind=json {\"n\":2}\n");
+}
+
+TEST(Watch, EndsWithItsSocketRemoved) {
+    struct case_s {
+        const char* legend;
+        std::vector<std::string> more;
+        int signal, status;
+    };
+    const case_s cases[] = {
+        {"interrupted", {}, SIGINT, 0},
+        {"terminated", {}, SIGTERM, 0},
+        {"the time is up", {"--seconds", "0.2"}, 0, 0},
+        {"the time is up before the frames came", {"--seconds", "0.2", "--count", "1"}, 0, 2},
+    };
+    for (const case_s& row : cases) {
+        SCOPED_TRACE(row.legend);
+        const peer_s peer(ZMQ_XPUB);
+        zmq_connect(peer.socket, peer.endpoint.c_str());
+        process_s client(twctlProgram, watchTags(peer, row.more));
+        ASSERT_EQ(peer.receive(), everything);
+        ASSERT_TRUE(fs::exists(fileOf(peer)));
+        if (row.signal != 0) {
+            client.signal(row.signal);
+        }
+        EXPECT_EQ(client.waitForExit(), row.status);
+        EXPECT_EQ(client.output(), "");
+        EXPECT_FALSE(fs::exists(fileOf(peer)));
+    }
+}
+
+TEST(Watch, DoesNotTakeAnEndpointFromALiveListenerButFromADeadOne) {
+    const peer_s peer(ZMQ_XPUB);
+    zmq_connect(peer.socket, peer.endpoint.c_str());
+    process_s first(twctlProgram, watchTags(peer, {}));
+    ASSERT_EQ(peer.receive(), everything);
+    process_s second(twctlProgram, watchTags(peer, {"--seconds", "5"}));
+    EXPECT_EQ(second.waitForExit(), 3);
+    EXPECT_THAT(second.output(), testing::HasSubstr("another process listens there"));
+    peer.send("{}");
+    EXPECT_TRUE(first.waitForOutput("{}\n"));
+
+    first.signal(SIGKILL);
+    EXPECT_EQ(first.waitForExit(), 128 + SIGKILL);
+    ASSERT_TRUE(fs::exists(fileOf(peer)));
+    process_s third(twctlProgram, watchTags(peer, {"--seconds", "0.2"}));
+    EXPECT_EQ(third.waitForExit(), 0);
+}
+
+TEST(Watch, AReaderThatLeavesEndsItQuietly) {
+    const peer_s peer(ZMQ_XPUB);
+    const std::string command =
+        "set -o pipefail; '" + twctlProgram + "' watch events --bind '" + peer.endpoint + "' | head -n 1";
+    process_s shell("bash", {{"-c", command}, {}, {}});
+    zmq_connect(peer.socket, peer.endpoint.c_str());
+    ASSERT_EQ(peer.receive(), everything);
+    peer.send("GPI_1_H,now");  // after this line nothing more is sent
+    EXPECT_EQ(shell.waitForExit(), 0);
+    EXPECT_EQ(shell.output(), "GPI_1_H,now\n");
+}

@@ -1,0 +1,230 @@
+// SPDX-License-Identifier: MIT
+// The additional-keys database: which report may leave, whose place a new key
+// takes, and what a client sees of it.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <list>
+#include <nlohmann/json.hpp>
+#include <random>
+#include <string>
+#include <thread>
+
+#include "additional_config.hpp"
+#include "logger.hpp"
+#include "mode_config.hpp"
+#include "radio_fixture.hpp"
+
+namespace {
+
+using nlohmann::json;
+
+std::string printed(bool detailed, const time_value_s& now) {
+    std::string text = "untouched";
+    const int result = getCurrentTagInfoDB(&text, detailed, now);
+    return std::to_string(result) + " " + text;
+}
+
+}  // namespace
+
+TEST(AdditionalKeys, QuietTimeToTheMicrosecond) {
+    constexpr time_value_s first{1000, 900'000};
+    const struct {
+        const char* legend;
+        float quiet;
+        time_value_s again;
+        int leaves;
+    } rows[] = {
+        {"at once", 5, first, 0},
+        {"exactly the quiet time", 5, {1005, 900'000}, 0},
+        {"a microsecond later", 5, {1005, 900'001}, 1},
+        {"a tenth of a second later", 5, {1006, 0}, 1},
+        {"short of it by 0.8 s", 5, {1005, 100'000}, 0},
+        {"the clock went back", 5, {990, 0}, 0},
+        {"half a second: held", 0.5F, {1001, 400'000}, 0},
+        {"half a second: over", 0.5F, {1001, 400'001}, 1},
+        {"no quiet time", 0, {1000, 900'001}, 1},
+        {"for ever", 4294967295.0F, {4'000'000'000, 0}, 0},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.legend);
+        resetTagInfoDB();
+        ASSERT_EQ(setAddlKeysFilterConfig(false, row.quiet, 10), 0);
+        EXPECT_EQ(report_line("key", first), 1);
+        EXPECT_EQ(report_line("key", row.again), row.leaves);
+    }
+
+    // The quiet time runs from the last report, not from the last read.
+    resetTagInfoDB();
+    setAddlKeysFilterConfig(false, 5, 10);
+    std::string leaves;
+    for (std::int64_t second = 0; second < 13; ++second) {
+        leaves += std::to_string(report_line("key", {second, 0}));
+    }
+    EXPECT_EQ(leaves, "1000001000001");
+}
+
+TEST(AdditionalKeys, TheKeyReportedLongestAgoMakesPlace) {
+    ASSERT_EQ(setAddlKeysFilterConfig(false, 100, 1), 0);
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(report_line("a", {i, 0}), 1);
+        EXPECT_EQ(report_line("b", {i, 0}), 1);
+    }
+
+    resetTagInfoDB();
+    ASSERT_EQ(setAddlKeysFilterConfig(false, 10, 3), 0);
+    report_line("a", {1, 0});
+    report_line("b", {2, 0});
+    report_line("c", {3, 0});
+    EXPECT_EQ(report_line("a", {20, 0}), 1);   // to the front
+    EXPECT_EQ(report_line("b", {12, 0}), 0);   // held back: stays where it is, and goes next
+    EXPECT_EQ(report_line("dd", {21, 0}), 1);  // takes the place of b
+    EXPECT_EQ(printed(true, {22, 5}),
+              "0 Success: Current Tag Info DB Size : 3"
+              "\nTag ID: dd, Timestamp: 21.0, Time until expiration: -9.5 seconds"
+              "\nTag ID: a, Timestamp: 20.0, Time until expiration: -8.5 seconds"
+              "\nTag ID: c, Timestamp: 3.0, expired");
+    EXPECT_EQ(report_line("b", {22, 0}), 1);  // new again, in the place of c
+
+    EXPECT_EQ(setAddlKeysFilterConfig(false, 10, 20000), -1);  // the size stays 3
+    report_line("e", {23, 0});
+    EXPECT_EQ(printed(false, {24, 0}), "0 Success: Current Tag Info DB Size : 3");
+    resetTagInfoDB();
+    EXPECT_EQ(printed(true, {24, 0}), "0 Success: Current Tag Info DB Size : 0");
+    EXPECT_EQ(report_line("e", {24, 0}), 1);
+}
+
+TEST(AdditionalKeys, PrintedAsHeld) {
+    EXPECT_EQ(printed(true, {}), "-1 untouched");
+    ASSERT_EQ(setAddlKeysFilterConfig(false, 5, maxAddlKeysDBSize), 0);
+    report_line("k", {100, 20});
+    EXPECT_EQ(printed(true, {101, 750'020}),
+              "0 Success: Current Tag Info DB Size : 1"
+              "\nTag ID: k, Timestamp: 100.20, Time until expiration: -4.750000 seconds");
+    EXPECT_EQ(printed(true, {105, 20}),
+              "0 Success: Current Tag Info DB Size : 1"
+              "\nTag ID: k, Timestamp: 100.20, Time until expiration: 0.0 seconds");
+    isAddlKeysEnabled = false;  // a mode without keys does not empty the database
+    EXPECT_EQ(printed(false, {}), "-1 untouched");
+    setAddlKeysFilterConfig(false, 5, maxAddlKeysDBSize);
+    EXPECT_EQ(printed(false, {}), "0 Success: Current Tag Info DB Size : 1");
+}
+
+TEST(AdditionalKeys, KeyOfAReport) {
+    const json full = {{"PC", "3000"}, {"idHex", "e2"}, {"CRC", "1d0f"}, {"TID", "e280"}, {"antenna", 2}};
+    const auto without = [&full](const char* member) {
+        json data = full;
+        data.erase(member);
+        return json{{"data", data}};
+    };
+    const auto with = [&full](const char* member, const json& value) {
+        json data = full;
+        data[member] = value;
+        return json{{"data", data}};
+    };
+    const struct {
+        const char* legend;
+        bool useAntenna;
+        json report;
+        int result;
+        const char* key;
+    } rows[] = {
+        {"joined in this order", false, {{"data", full}}, 0, "3000e21d0fe280"},
+        {"antenna 2", true, {{"data", full}}, 0, "3000e21d0fe280_2"},
+        {"antenna 1", true, with("antenna", 1), 0, "3000e21d0fe280_1"},
+        {"antenna not asked for", false, without("antenna"), 0, "3000e21d0fe280"},
+        {"no antenna", true, without("antenna"), -1, ""},
+        {"antenna of a wrong type", true, with("antenna", "2"), -2, ""},
+        {"antenna too large", true, with("antenna", 2147483648), -3, ""},
+        {"no PC", false, without("PC"), -1, ""},
+        {"no EPC", false, without("idHex"), -1, ""},
+        {"CRC of a wrong type", false, with("CRC", 1), -2, ""},
+        {"no TID", false, without("TID"), -1, ""},
+        {"no data", false, json::object(), -1, ""},
+        {"data of a wrong type", false, {{"data", 1}}, -2, ""},
+        {"no report", false, json(), -1, ""},
+    };
+    std::string key = "old";
+    EXPECT_EQ(parse_json_for_addl_key(&rows[0].report, &key), -1);  // the filter is off
+    EXPECT_EQ(getErrorCount(), 0U);
+    std::uint64_t errors = 0;
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.legend);
+        setAddlKeysFilterConfig(row.useAntenna, 5, 10);
+        EXPECT_EQ(parse_json_for_addl_key(&row.report, &key), row.result);
+        if (row.result == 0) {
+            EXPECT_EQ(key, row.key);
+        } else {
+            ++errors;
+        }
+        EXPECT_EQ(getErrorCount(), errors);
+    }
+}
+
+// Thousands of keys in random order, some of them long, against a plain list.
+TEST(AdditionalKeys, ManyKeysAsAPlainListSaysIt) {
+    constexpr std::size_t size = 700;
+    constexpr std::int64_t quiet = 400;
+    setAddlKeysFilterConfig(false, quiet, size);
+    std::list<std::pair<std::string, std::int64_t>> expected;  // reported last first
+    std::mt19937 random(7);
+    for (std::int64_t second = 0; second < 20'000; ++second) {
+        const auto number = random() % 1000;
+        const std::string key = std::to_string(number) + std::string(number % 5 * 40, 'e');
+        const auto known = std::ranges::find(expected, key, &std::pair<std::string, std::int64_t>::first);
+        const bool leaves = known == expected.end() || second - known->second > quiet;
+        if (leaves) {
+            if (known != expected.end()) {
+                expected.erase(known);
+            } else if (expected.size() == size) {
+                expected.pop_back();
+            }
+            expected.emplace_front(key, second);
+        }
+        ASSERT_EQ(report_line(key, {second, 0}), leaves ? 1 : 0) << second;
+    }
+    std::string text = "0 Success: Current Tag Info DB Size : " + std::to_string(size);
+    for (const auto& [key, second] : expected) {
+        text += "\nTag ID: " + key + ", Timestamp: " + std::to_string(second) + ".0, expired";
+    }
+    EXPECT_EQ(printed(true, {1'000'000, 0}), text);
+}
+
+TEST_F(RadioTest, AReportWithoutAKeyLeavesUnfiltered) {
+    setDefaultMode(&mode_configuration);
+    setAddlKeysFilterConfig(false, 1000, 10);
+    for (int i = 0; i < 2; ++i) {
+        deliver(tagWithEpc("\xe2\x80"));
+    }
+    EXPECT_EQ(received(data).size(), 2U);
+    EXPECT_EQ(getErrorCount(), 2U);
+    EXPECT_EQ(printed(false, {}), "0 Success: Current Tag Info DB Size : 0");
+}
+
+// The engine thread asks while the main thread sets, prints and empties.
+TEST(AdditionalKeys, TwoThreads) {
+    constexpr int keys = 300;
+    constexpr int reports = 60'000;
+    setAddlKeysFilterConfig(false, 0, 200);
+    std::atomic<bool> done{false};
+    std::thread engine([&done] {
+        for (int i = 0; i < reports; ++i) {
+            report_line("key " + std::to_string(i * 7 % keys), {i, 0});
+        }
+        done = true;
+    });
+    int rounds = 0;
+    while (!done) {
+        const std::string text = printed(true, {reports, 0});
+        const auto lines = static_cast<std::size_t>(std::ranges::count(text, '\n'));
+        const std::string size = "0 Success: Current Tag Info DB Size : " + std::to_string(lines);
+        EXPECT_EQ(text.substr(0, text.find('\n')), size);
+        if (++rounds % 3 == 0) {
+            resetTagInfoDB();
+        }
+        setAddlKeysFilterConfig(false, 0, 200);
+    }
+    engine.join();
+    EXPECT_GT(rounds, 0);
+}

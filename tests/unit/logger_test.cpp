@@ -1,0 +1,119 @@
+// SPDX-License-Identifier: MIT
+#include "logger.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+#include <csignal>
+#include <filesystem>
+#include <thread>
+
+#include "requests.hpp"
+#include "support/engine_double.hpp"
+#include "support/temp_dir.hpp"
+
+namespace {
+
+namespace fs = std::filesystem;
+using testing::HasSubstr;
+using testing::MatchesRegex;
+
+// 200 lines of one level, so that the library flushes what it holds twice.
+void writeLines(const std::string& text, int count = 200) {
+    for (int i = 0; i < count; ++i) {
+        logInfo("logger", " ", text);
+    }
+}
+
+TEST(Logger, WritesTextAsItIs) {
+    const temp_dir_s directory;
+    fs::current_path(directory.path);
+    logCountedError("early", " before the configuration");
+    init_app_version_string();
+    configureLogs(false, false);
+    const std::string odd("%d %s %msg %datetime {} \n\0 end", 30);
+    logCountedWarning("unit", " <", odd, "> ", std::uint8_t{7}, 'c');
+    logDebug("unit", " not written");
+    writeLines("filler");
+    const std::string log = readTextFile("tarnwick.log");
+    EXPECT_THAT(log.substr(0, log.find('\n')),
+                MatchesRegex("[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{3}Z INFO "
+                             "tarnwick: 0\\.2\\.58\\.12"));
+    EXPECT_THAT(log, HasSubstr(" WARNING unit <" + odd + "> 7c\n"));
+    EXPECT_EQ(log.find("not written"), std::string::npos);
+    EXPECT_EQ(getErrorCount(), 1U);
+    EXPECT_EQ(getWarningCount(), 1U);
+}
+
+TEST(Logger, RotatesAtItsLimitAndKeepsFiveOldFiles) {
+    const temp_dir_s directory;
+    fs::current_path(directory.path);
+    for (const char* suffix : {".1", ".2", ".3", ".4", ".5"}) {
+        writeTextFile("tarnwick.log" + std::string(suffix), "old" + std::string(suffix));
+    }
+    configureLogs(false, true);
+    EXPECT_TRUE(isLogLevelEnabled(log_level_e::debug));
+    std::thread other([] { writeLines(std::string(1000, 'x'), 3000); });
+    writeLines(std::string(1000, 'x'), 3000);
+    other.join();
+    EXPECT_GE(fs::file_size("tarnwick.log.1"), 5242880U);
+    EXPECT_LT(fs::file_size("tarnwick.log.1"), 5242880U + 100 * 1100);
+    EXPECT_EQ(readTextFile("tarnwick.log.2"), "old.1");
+    EXPECT_EQ(readTextFile("tarnwick.log.5"), "old.4");
+}
+
+TEST(Logger, ComesBackWhenTheDiskHasRoomAgain) {
+    const temp_dir_s directory;
+    fs::current_path(directory.path);
+    signal(SIGXFSZ, SIG_IGN);
+    configureLogs(false, false);
+    const rlimit full{20000, RLIM_INFINITY};  // no file may grow past this
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &full), 0);
+    writeLines(std::string(100, 'f'), 1000);
+    EXPECT_LE(fs::file_size("tarnwick.log"), 20000U);
+    const rlimit room{RLIM_INFINITY, RLIM_INFINITY};
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &room), 0);
+    writeLines("room again", 300);
+    EXPECT_THAT(readTextFile("tarnwick.log"), HasSubstr(" INFO logger room again\n"));
+}
+
+TEST(Logger, LoggingCommand) {
+    struct case_s {
+        std::string request;
+        const char *failing, *reply, *calls;  // failing: the engine operation, or ""
+    };
+    const char* const restart = "disablePacketLogging enablePacketLogging logs/packet_log ";
+    const char* const stop = "disablePacketLogging ";
+    const case_s steps[] = {
+        {"logging", "", "Success: radioPacketLog: OFF", ""},
+        {"logging packetLog=ON", "", "Success: ", ""},
+        {"logging radioPacketLog=on", "",
+         "Failure: on is not an acceptable value for packet_log (acceptable values are: ON or OFF)", ""},
+        {"logging x radioPacketLog=ON", "RXE_disablePacketLogging", "Success", restart},
+        {"logging radioPacketLog=ON", "", "Success", restart},
+        {"logging radioPacketLog=OFF", "RXE_disablePacketLogging",
+         "Failure: RXE_disablePacketLogging failed to disable logging", stop},
+        {"logging", "", "Success: radioPacketLog: ON", ""},
+        {"logging radioPacketLog=OFF", "", "Success", stop},
+        {"logging radioPacketLog=ON", "RXE_enablePacketLogging",
+         "Failure: RXE_enablePacketLogging failed to enable logging", restart},
+        {"logging", "", "Success: radioPacketLog: OFF", ""},
+    };
+    for (case_s step : steps) {
+        SCOPED_TRACE(step.request);
+        engine_double::reset();
+        engine_double::failOn(step.failing, -1, static_cast<RXE_API_STATUS>(1));
+        std::vector<std::string> tokens = tokenizeRequest(&step.request);
+        std::string reply = "left from before";
+        EXPECT_EQ(loggingHandler(&tokens, &reply), 0);
+        EXPECT_EQ(reply, step.reply);
+        std::string calls;
+        for (const engine_double::call_s& call : engine_double::calls()) {
+            calls += describe(call) + " ";
+        }
+        EXPECT_EQ(calls, step.calls);
+    }
+}
+
+}  // namespace

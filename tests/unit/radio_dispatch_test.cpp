@@ -1,0 +1,169 @@
+// SPDX-License-Identifier: MIT
+#include <nlohmann/json.hpp>
+
+#include "mode_config.hpp"
+#include "radio_fixture.hpp"
+#include "rxe_intfc.hpp"
+
+namespace {
+
+using nlohmann::json;
+
+class RadioDispatch : public RadioTest {
+  protected:
+    // Heat maps on: a report stays pending behind its tag packet.
+    RadioDispatch() {
+        mode_configuration.reportHeatmap = true;
+        mode_configuration.reportAntenna = true;
+        mode_configuration.reportChannel = true;
+    }
+
+    void leavePendingReport() {
+        deliver(tagWithEpc("\x30\x31"));
+        ASSERT_TRUE(received(data).empty());
+    }
+
+    // The one report that has left, or null.
+    json report() const {
+        const std::vector<message_t> messages = received(data);
+        return messages.size() == 1 ? json::parse(messages[0].at(0)) : json();
+    }
+};
+
+struct news_case_s {
+    const char* legend;
+    std::uint16_t type;
+    std::string payload;
+    std::vector<message_t> news;
+};
+
+std::string bytes(std::initializer_list<int> values) {
+    return {values.begin(), values.end()};
+}
+
+const news_case_s newsCases[] = {
+    {"end of a run", 0x0801, bytes({8, 9, 1}), {{"start_ack", ""}}},
+    {"0x0801 of another kind", 0x0801, bytes({8, 8}), {}},
+    {"0x0801 of one byte", 0x0801, bytes({8}), {}},
+    {"error log", 0x0810, "ERRLOG x", {{"err_log", "ERRLOG x"}}},
+    {"0x0810 that is no error log", 0x0810, "ERRLOX x", {}},
+    {"0x0810 cut short", 0x0810, "ERRLO", {}},
+    {"start info, 16 bytes whatever came",
+     0x0A91,
+     bytes({7, 6}),
+     {{"start_info", bytes({7, 6}) + std::string(14, '\0')}}},
+    {"antenna lost", 0x0B81, bytes({1, 2}), {{"ant_disconnect", bytes({1, 2})}}},
+    {"ambient cold is not told", 0x0B84, bytes({1}), {}},
+    {"power too low", 0x0B89, bytes({4}), {{"pa_failure", bytes({4})}}},
+    {"database nearly full",
+     0x0B8D,
+     bytes({1, 0, 0, 0, 2, 0, 0, 0}),
+     {{"db_warning", bytes({1, 0, 0, 0, 2, 0, 0, 0})}}},
+    {"database full, payload dropped", 0x0B8E, "x", {{"db_error", ""}}},
+    {"an alarm without payload", 0x0B83, "", {{"amb_temp_crit", ""}}},
+    {"a type that is not handled", 0x0B0A, "x", {}},
+};
+
+TEST_F(RadioDispatch, NewsForTheMainThread) {
+    std::uint64_t packets = packetRxCount;
+    for (const news_case_s& row : newsCases) {
+        SCOPED_TRACE(row.legend);
+        deliver(row.type, row.payload);
+        EXPECT_EQ(received(news), row.news);
+        EXPECT_TRUE(received(data).empty());
+        EXPECT_EQ(packetRxCount, ++packets);
+    }
+}
+
+TEST_F(RadioDispatch, EndOfRunFlushesAndTellsTheStop) {
+    for (int i = 0; i < 13; ++i) {
+        send_tag_data_message("x", false);
+    }
+    do_background_activity_radio_thread();
+    received(data);
+    send_tag_data_message("open", false);
+    deliver(0x0B08, bytes({2}));  // a GPI packet too short to be read
+    deliver(0x0B08, bytes({2, 7}));
+    deliver(0x0801, bytes({8, 9}));
+    EXPECT_EQ(received(data), (std::vector<message_t>{{"open", ""}}));
+    const std::vector<message_t> told = received(lines);
+    ASSERT_EQ(told.size(), 2U);
+    EXPECT_EQ(told[0].at(0).substr(0, 8), "GPI_2_H,");
+    EXPECT_EQ(told[1].at(0).substr(0, 11), "RADIO_STOP,");
+}
+
+struct completing_case_s {
+    const char* legend;
+    std::uint16_t type;
+    std::string payload;
+    bool completes;
+};
+
+const completing_case_s completingCases[] = {
+    {"the next tag", 0x0806, "", true},
+    {"start info", 0x0A91, "", true},
+    {"carrier on", 0x0B04, std::string(8, '\0'), true},
+    {"carrier on, too short to be read", 0x0B04, std::string(7, '\0'), false},
+    {"start of an inventory", 0x0B09, "", true},
+    {"command ongoing", 0x0B01, "", false},
+    {"antenna info", 0x0B03, std::string(4, '\0'), false},
+    {"a GPI", 0x0B08, bytes({1, 1}), false},
+    {"an antenna alarm", 0x0B81, bytes({0, 1}), false},
+};
+
+TEST_F(RadioDispatch, PendingReportIsCompletedOnce) {
+    for (const completing_case_s& row : completingCases) {
+        SCOPED_TRACE(row.legend);
+        leavePendingReport();
+        deliver(row.type, row.payload);
+        EXPECT_EQ(received(data).size(), row.completes ? 1U : 0U);
+        deliver(0x0B09);  // completes what is left
+        deliver(0x0B09);
+        EXPECT_EQ(received(data).size(), row.completes && row.type != 0x0806 ? 0U : 1U);
+    }
+}
+
+TEST_F(RadioDispatch, ReportKeepsWhereItsTagWasSeen) {
+    deliver(0x0B03, bytes({0, 9, 0x01, 0x02}));
+    deliver(0x0B03, bytes({0, 9, 3}));  // too short: changes nothing
+    deliver(0x0B04, bytes({0, 0, 0, 0, 0x00, 0x0D, 0xC6, 0x5E}));
+    leavePendingReport();
+    deliver(0x0B04, bytes({0, 0, 0, 0, 0, 0, 0, 1}));
+    json seen = report();
+    EXPECT_EQ(seen["data"]["antenna"], 0x0102);
+    EXPECT_EQ(seen["data"]["channel"].dump(), "902.75");
+    leavePendingReport();
+    deliver(0x0B09);
+    EXPECT_EQ(report()["data"]["channel"].dump(), "0.001");
+}
+
+// Reads count as they come, also those that the filter drops or that cannot be decoded.
+TEST_F(RadioDispatch, CountsReadsByAntenna) {
+    mode_configuration.tagFilter.enabled = 1;
+    mode_configuration.tagFilter.patternLength = 64;
+    const auto readOn = [](int antenna, std::uint16_t type) {
+        deliver(0x0B03, bytes({0, 0, antenna >> 8, antenna & 0xFF}));
+        deliver(type, "x");
+    };
+    modelName = "PN8200";
+    readOn(0, 0x0805);
+    readOn(13, 0x0806);
+    readOn(13, 0x0807);
+    readOn(14, 0x0808);
+    readOn(65535, 0x0808);
+    EXPECT_EQ(tagReadCount, 5U);
+    EXPECT_EQ(tagReadCountPerAnt[0], 1U);
+    EXPECT_EQ(tagReadCountPerAnt[13], 2U);
+    EXPECT_EQ(tagReadCountPerAnt[14], 0U);
+    EXPECT_TRUE(getTagReadCountPerAntQDX().empty());
+    modelName = "QDX4400";
+    readOn(13, 0x0805);
+    readOn(5897, 0x0805);
+    readOn(5897, 0x0805);
+    EXPECT_EQ(tagReadCount, 8U);
+    EXPECT_EQ(tagReadCountPerAnt[13], 2U);
+    EXPECT_EQ(getTagReadCountPerAntQDX(), (std::map<std::uint16_t, std::uint64_t>{{13, 1}, {5897, 2}}));
+    EXPECT_EQ(msgTxCount, 0U);
+}
+
+}  // namespace

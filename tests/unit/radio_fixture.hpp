@@ -1,0 +1,96 @@
+// SPDX-License-Identifier: MIT
+// The radio side's outbound sockets on in-process endpoints, and their readers.
+// All in one thread, so that what was sent is there to be received at once.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <zmq.h>
+
+#include <cstdint>
+#include <cstring>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "radio.hpp"
+#include "support/engine_double.hpp"
+#include "zmq_intfc.hpp"
+
+// The frames of one message.
+using message_t = std::vector<std::string>;
+
+// All messages that wait on a socket.
+inline std::vector<message_t> received(void* socket) {
+    std::vector<message_t> messages;
+    bool more = false;
+    zmq_msg_t frame;
+    zmq_msg_init(&frame);
+    while (zmq_msg_recv(&frame, socket, ZMQ_DONTWAIT) >= 0) {
+        if (!more) {
+            messages.emplace_back();
+        }
+        messages.back().emplace_back(static_cast<const char*>(zmq_msg_data(&frame)), zmq_msg_size(&frame));
+        more = zmq_msg_more(&frame) != 0;
+    }
+    zmq_msg_close(&frame);
+    return messages;
+}
+
+class RadioTest : public testing::Test {
+  protected:
+    RadioTest() {
+        context = zmq_ctx_new();
+        data = subscriberOf(&tag_data, "inproc://test_data");
+        lines = subscriberOf(&gpio_led, "inproc://test_lines");
+        radio_to_main_async.handle = zmq_socket(context, ZMQ_PAIR);
+        zmq_bind(radio_to_main_async.handle, "inproc://test_news");
+        news = zmq_socket(context, ZMQ_PAIR);
+        zmq_connect(news, "inproc://test_news");
+        RXE_setCallback(getPacket);
+    }
+
+    ~RadioTest() override {
+        for (shared_socket_s* shared : {&tag_data, &gpio_led, &radio_to_main_async}) {
+            zmq_close(std::exchange(shared->handle, nullptr));
+        }
+        for (void* socket : {data, lines, news}) {
+            zmq_close(socket);
+        }
+        zmq_ctx_destroy(context);
+    }
+
+    // A packet from the engine. The double decodes a payload by copying it.
+    static void deliver(std::uint16_t type, const void* payload, std::size_t size) {
+        ASSERT_EQ(engine_double::deliver(type, {static_cast<const std::uint8_t*>(payload), size}), 0);
+    }
+    static void deliver(std::uint16_t type, const std::string& payload = {}) {
+        deliver(type, payload.data(), payload.size());
+    }
+    static void deliver(const TAG_INFO_s& tag) { deliver(0x0805, &tag, offsetof(TAG_INFO_s, reserved314)); }
+
+    static TAG_INFO_s tagWithEpc(std::string_view epc) {
+        TAG_INFO_s tag{};
+        tag.fields = RXE_FIELD_EPC;
+        tag.epcLength = static_cast<std::uint16_t>(epc.size() * 8);
+        std::memcpy(tag.epc, epc.data(), epc.size());
+        return tag;
+    }
+
+    // Readers of tag_data, gpio_led and radio_to_main_async.
+    void* data = nullptr;
+    void* lines = nullptr;
+    void* news = nullptr;
+
+  private:
+    static void* subscriberOf(shared_socket_s* publisher, const char* endpoint) {
+        publisher->handle = zmq_socket(context, ZMQ_PUB);
+        zmq_bind(publisher->handle, endpoint);
+        void* subscriber = zmq_socket(context, ZMQ_SUB);
+        zmq_connect(subscriber, endpoint);
+        zmq_setsockopt(subscriber, ZMQ_SUBSCRIBE, "", 0);
+        int state = 0;  // asking for it lets the publisher take in the subscription
+        std::size_t size = sizeof state;
+        zmq_getsockopt(publisher->handle, ZMQ_EVENTS, &state, &size);
+        return subscriber;
+    }
+};

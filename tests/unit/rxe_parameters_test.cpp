@@ -1,0 +1,278 @@
+// SPDX-License-Identifier: MIT
+// Single engine parameters: their wire form, their memory, their failures, and
+// the records as JSON.
+#include <gmock/gmock.h>
+
+#include <functional>
+#include <nlohmann/json.hpp>
+
+#include "logger.hpp"
+#include "rxe_intfc.hpp"
+#include "support/engine_double.hpp"
+
+namespace {
+
+using nlohmann::json;
+
+constexpr auto failing = static_cast<RXE_API_STATUS>(77);
+
+std::string lastCall() {
+    return engine_double::describe(engine_double::calls().back());
+}
+
+TEST(RxeParameters, EachWriterSendsItsRecordAndReportsItsFailure) {
+    static const std::uint16_t words[256] = {0x0102, 0x0304};
+    static const std::uint8_t mask[66] = {0xA1, 0xB2, 0xC3};
+    struct case_s {
+        const char* call;  // what the engine sees
+        std::function<RXE_API_STATUS()> write;
+    };
+    const case_s cases[] = {
+        {"10fe ba", [] { return setRSSIDetectThreshold(-70); }},
+        {"d001 ff", [] { return setGPIODir(0xFF); }},
+        {"10ec 34", [] { return setPeakThreshold(0x1234); }},
+        {"10f0 03", [] { return setMonoOrCOM(3); }},
+        {"0888 02", [] { return setDynamicRange(2); }},
+        {"10fb 04", [] { return setBlockSize(4); }},
+        {"10ed 07", [] { return setStaticVDynamic(7); }},
+        {"10ee 2c01", [] { return setAARHeightX10(300); }},
+        {"10ef 1e", [] { return setTagHeightX10(30); }},
+        {"10f5 b80b", [] { return setDelayAfterSelectsInterval(3000); }},
+        {"10f3 024b", [] { return setTxDelayInterval(2, 75); }},
+        {"1203 0f", [] { return setCableLossX10(3, 15); }},
+        {"0885 01", enableHopPerRound},
+        {"0885 -", disableHopPerRound},
+        {"10ff 010100003c", [] { return enableLastReportedFilter(1, 60); }},
+        {"10ff -", disableLastReportedFilter},
+        {"0102 010401020300090005 00a1b2", [] { return setSelect(2, 1, 4, 1, 2, 3, 9, mask, 5); }},
+        {"1001 010014002000a1b2c3", [] { return setIDFilter(1, 1, 32, 20, mask, 3); }},
+        {"0201 010103020105", [] { return setInvParams(1, 1, 3, 2, 1, 5); }},
+        {"0301 010100000200 05000404", [] { return setAccessRead(1, 1, 2, 5, 4); }},
+        {"0302 010200000300 06003412", [] { return setAccessWrite(2, 1, 3, 6, 0x1234); }},
+        {"0303 010b00000300 0100020002010403", [] { return setAccessMultiWordWrite(3, 1, 3, 1, 2, words); }},
+        {"0304 010600000300 0100ff0002010403", [] { return setAccessBlockWrite(4, 1, 3, 1, 255, words); }},
+        {"0305 0103000078563412", [] { return setAccessKill(5, 1, 0x12345678); }},
+        {"0306 0104000078563412", [] { return setAccessLock(6, 1, 0x12345678); }},
+        {"0307 0105000078563412", [] { return setAccessAccess(7, 1, 0x12345678); }},
+        {"0400 -", disableOlios},
+        {"0100 -", disableAllSelects},
+        {"0300 -", disableAllAccessOps},
+        {"1000 -", disableAllIDFilters},
+    };
+    for (const case_s& row : cases) {
+        SCOPED_TRACE(row.call);
+        std::string expected = row.call;
+        const std::size_t gap = expected.find(' ', expected.find(' ') + 1);
+        if (gap != std::string::npos) {
+            expected.erase(gap, 1);
+        }
+        engine_double::reset();
+        EXPECT_EQ(row.write(), RXE_OK);
+        EXPECT_EQ(lastCall(), "setParam2 " + expected);
+        engine_double::failOn("RXE_setParam2", -1, failing);
+        const auto errors = getErrorCount();
+        EXPECT_EQ(row.write(), failing);
+        EXPECT_EQ(getErrorCount(), errors + 1);
+    }
+}
+
+TEST(RxeParameters, ReadersWriteTheirResultsOnlyAfterSuccess) {
+    const std::uint16_t answer = 0x8102;
+    for (const RXE_API_STATUS status : {RXE_OK, failing}) {
+        for (const unsigned short id : {0x10FB, 0x10F5, 0x10F3, 0x1204, 0x2100, 0x2101, 0x2111}) {
+            engine_double::setRecord(id, &answer, sizeof(answer));
+        }
+        engine_double::failOn("RXE_getParam", -1, status);
+        std::uint8_t block = 5, type = 5, duration = 5, loss = 5;
+        std::uint16_t delay = 5;
+        std::int16_t amplifier = 5, ambient = 5;
+        bool connected[3] = {true, true, true};
+        EXPECT_EQ(getBlockSize(&block), status);
+        EXPECT_EQ(getDelayAfterSelectsInterval(&delay), status);
+        EXPECT_EQ(getTxDelayInterval(&type, &duration), status);
+        EXPECT_EQ(getCableLossX10(4, &loss), status);
+        EXPECT_EQ(getPATemp(&amplifier), status);
+        EXPECT_EQ(getAmbTemp(&ambient), status);
+        EXPECT_EQ(getAntennaState(connected, 2), status);
+        const std::vector<int> seen{block, delay, type, duration, loss, amplifier, ambient};
+        const bool ok = status == RXE_OK;
+        EXPECT_EQ(seen, ok ? (std::vector{2, 0x8102, 2, 0x81, 2, 0x8102 - 0x10000, 0x8102 - 0x10000})
+                           : std::vector<int>(7, 5));
+        EXPECT_THAT(connected, testing::ElementsAre(!ok, true, true));
+    }
+}
+
+TEST(RxeParameters, WhatTheEngineCannotKnowNeverReachesIt) {
+    static const std::uint16_t words[256] = {};
+    static const std::uint8_t mask[67] = {};
+    const std::function<RXE_API_STATUS()> requests[] = {
+        [] { return setAccessMultiWordWrite(1, 1, 3, 0, 256, words); },
+        [] { return setAccessBlockWrite(1, 1, 3, 0, 256, words); },
+        [] { return setIDFilter(1, 1, 32, 536, mask, 67); },
+        [] { return setIDFilter(235, 1, 32, 8, mask, 1); },
+        [] { return setOlio(1024, 1, 1, 1, 1, 1, 100, 0, 1, 0, 201); },
+        [] { return enableChannel(128, 915250); },
+        [] { return setCableLossX10(-1, 1); },
+        [] { return setCableLossX10(16, 1); },
+    };
+    const auto errors = getErrorCount();
+    for (const auto& request : requests) {
+        EXPECT_EQ(static_cast<int>(request()), 1);
+    }
+    EXPECT_TRUE(engine_double::calls().empty());
+    EXPECT_EQ(getErrorCount(), errors + std::size(requests));
+    EXPECT_EQ(getTxAntForOlio(1024), 0);
+    EXPECT_EQ(getChannelForChannelIdx(65535), 0U);
+}
+
+TEST(RxeParameters, PacketsAreSentOnlyWhenTheyChange) {
+    const auto sent = [](auto request, std::uint16_t id) {
+        engine_double::clearCalls();
+        EXPECT_EQ(request(id), RXE_OK);
+        return engine_double::calls().size();
+    };
+    EXPECT_EQ(sent(disablePacketType, 780), 0U);
+    EXPECT_EQ(sent(enablePacketType, 780), 1U);
+    EXPECT_EQ(sent(enablePacketType, 780), 0U);
+    EXPECT_EQ(sent(disablePacketType, 780), 1U);
+    EXPECT_EQ(lastCall(), "setParam2 0004 00000c03");
+    EXPECT_EQ(sent(enablePacketType, 4000), 1U);
+    EXPECT_EQ(sent(enablePacketType, 4000), 1U);
+
+    EXPECT_EQ(sent(enablePacketType, 897), 1U);
+    EXPECT_EQ(disableAllPackets(), RXE_OK);
+    EXPECT_EQ(sent(enablePacketType, 897), 1U);
+
+    engine_double::failOn("RXE_setParam2", 4, failing);
+    EXPECT_EQ(enablePacketType(913), failing);
+    EXPECT_EQ(disableAllPackets(), failing);
+    engine_double::reset();
+    EXPECT_EQ(sent(enablePacketType, 913), 1U);
+    EXPECT_EQ(sent(enablePacketType, 897), 0U);
+}
+
+TEST(RxeParameters, CustomFieldsAreRememberedOnlyWhenAccepted) {
+    EXPECT_EQ(setCustomFields(0), RXE_OK);
+    EXPECT_TRUE(engine_double::calls().empty());
+    engine_double::failOn("RXE_setParam2", 9, failing);
+    EXPECT_EQ(setCustomFields(0x3C01), failing);
+    engine_double::reset();
+    EXPECT_EQ(setCustomFields(0x3C01), RXE_OK);
+    EXPECT_EQ(setCustomFields(0x3C01), RXE_OK);
+    EXPECT_EQ(engine_double::calls().size(), 1U);
+    EXPECT_THAT(getCustomFieldNames(0x3C01), testing::ElementsAre("EPC", "PC", "XPC1", "XPC2", "CRC"));
+}
+
+// A changed channel stands one entry further along than in the snapshot.
+TEST(RxeParameters, ChangedChannelsStandOneFurtherAndAreReset) {
+    ASSERT_EQ(getInitialChannels(), RXE_OK);
+    initial_channel_state = true;
+    engine_double::clearCalls();
+    EXPECT_EQ(resetInitialChannels(), RXE_OK);
+    EXPECT_TRUE(engine_double::calls().empty());
+
+    EXPECT_EQ(enableChannel(127, 920000), RXE_OK);
+    EXPECT_EQ(lastCall(), "setParam2 087f 01000000c0090e");
+    EXPECT_EQ(getChannelForChannelIdx(127), 920000U);
+    EXPECT_EQ(disableChannel(2), RXE_OK);
+    EXPECT_EQ(lastCall(), "setParam2 0802 000000004cc90d002c01");
+    EXPECT_EQ(current_channels[1].enable, 1);
+    EXPECT_EQ(current_channels[2].enable, 0);
+
+    engine_double::failOn("RXE_setParam2", 0x803, failing);
+    EXPECT_EQ(resetInitialChannels(), failing);
+    EXPECT_EQ(current_channels[2].enable, 0);
+    engine_double::reset();
+    EXPECT_EQ(resetInitialChannels(), RXE_OK);
+    EXPECT_EQ(engine_double::calls().size(), 127U);
+    EXPECT_TRUE(initial_channel_state);
+    EXPECT_EQ(getChannelForChannelIdx(2), 904000U);
+
+    AAREchoResults results{};
+    std::uint32_t frequency = 0;
+    engine_double::failOn("RXE_getParam", 0x2302, failing);
+    EXPECT_EQ(get_aar_echo_info(2, &results, &frequency), failing);
+    EXPECT_EQ(frequency, 904000U);
+    EXPECT_EQ(get_aar_echo_info(4, &results, &frequency), RXE_OK);
+    EXPECT_EQ(frequency, 0xFFFFFFFF);
+}
+
+TEST(RxeParameters, ShadowCommandSwitchesEveryWrite) {
+    struct case_s {
+        std::vector<std::string> tokens;
+        const char* reply;
+        bool shadow;
+    };
+    const case_s cases[] = {
+        {{"configrxe", "shadow"}, "Success: using RXE shadow", true},
+        {{"configrxe", "shadow", "disable"}, "Success:", false},
+        {{"configrxe", "shadow"}, "Success: not using RXE shadow", false},
+        {{"configrxe", "shadow", "on"}, "Failure: shadow requires either enable or disable", false},
+        {{"configrxe"}, "Failure: shadow requires either enable or disable", false},
+        {{"configrxe", "shadow", "enable"}, "Success:", true},
+    };
+    for (case_s row : cases) {
+        std::string reply;
+        EXPECT_EQ(handleShadowRequest(&row.tokens, &reply), 0);
+        EXPECT_EQ(reply, row.reply);
+        EXPECT_EQ(setGPIODir(1), RXE_OK);
+        EXPECT_EQ(engine_double::calls().back().shadow, row.shadow);
+    }
+}
+
+TEST(RxeParameters, RecordsAsJson) {
+    const std::uint8_t mask[] = {0xA1, 0xB0};
+    setSelect(3, 1, 4, 1, 2, 32, 12, mask, 0);
+    setInvParams(2, 1, 2, 1, 2, 7);
+    const std::uint16_t words[] = {0x1234, 0xABCD};
+    setAccessMultiWordWrite(32, 1, 3, 5, 2, words);
+    OLIO_s olio{};
+    olio.transmitAntenna = 2;
+    olio.receiveAntenna = 0xFFF3;
+    olio.stopType = 0x83;
+    olio.stopValue = 250;
+    olio.transmitPower = 305;
+    olio.selectBitMask = 4;
+    olio.inventoryIndex = 2;
+    olio.accessBitMask = 0xFFFFFFFF80000000;
+    olio.linkProfileIndex = 201;
+    std::string reply;
+    json brief;
+    EXPECT_EQ(olio_to_json(&reply, &olio, &brief, false), 0);
+    EXPECT_EQ(brief, json::parse(R"({"transmitAntenna": 2, "receiveAntenna": 65523, "transmitPower": 30.5,
+        "linkProfileIndex": 201, "inventoryIndex": 2, "selectBitMask": "0x00000004",
+        "accessBitMask": "0xffffffff80000000", "stopConditions":
+        [{"type": "inventoryRounds", "value": 3}, {"type": "dwellTime", "value": 250}]})"));
+
+    olio.stopType = 6;
+    json whole;
+    EXPECT_EQ(olio_to_json(&reply, &olio, &whole, true), 0);
+    EXPECT_EQ(whole, json::parse(R"({"transmitAntenna": 2, "receiveAntenna": 65523, "transmitPower": 30.5,
+        "linkProfileIndex": 201, "stopConditions": [{"type": "GPIO2-L", "value": 250}],
+        "inventory": {"protocol": "epcGen2",
+            "queryConfig": {"sel": "notSl", "session": "s1", "target": "ab", "initialQ": 7}},
+        "selects": [{"id": 3, "target": "sl", "action": "assert/-", "membank": "tid", "bitPointer": 32,
+            "bitLength": 12, "mask": "a1b0"}],
+        "accesses": [{"id": 32, "type": "multiwordwrite", "config": {"wordPointer": 5, "wordCount": 2,
+            "membank": "user", "data": ["1234", "abcd"]}}]})"));
+
+    engine_double::failOn("RXE_getParam", 0x320, failing);
+    EXPECT_NE(olio_to_json(&reply, &olio, &whole, true), 0);
+    EXPECT_EQ(reply, "Failure: error getting access");
+
+    PER_RADIO_STOP2_s stop{};
+    stop.olioLoops = 3;
+    stop.tagCount = 0xF00A;
+    stop.gpiBitMask = 0x81;
+    stop.holdTime4 = 20;
+    json rule;
+    EXPECT_EQ(radioStopCondition_to_json(&stop, &rule), 0);
+    EXPECT_EQ(rule, json::parse(R"({"olioLoops": 3, "noMoreUniqueTags": 10,
+        "gpis": [{"port": 4, "signal": "LOW", "dwellTime": 20}]})"));
+    const GPIO_START_s start{.gpiBitMask = 0x11, .reserved1 = 0, .holdTime1 = 5, .holdTime2 = 6};
+    json trigger;
+    EXPECT_EQ(gpioStart_to_json(&start, &trigger), 0);
+    EXPECT_EQ(trigger, json::parse(R"({"gpis": [{"port": 1, "signal": "HIGH", "dwellTime": 5}]})"));
+}
+
+}  // namespace

@@ -1,0 +1,324 @@
+// SPDX-License-Identifier: MIT
+// Tag packets in, bytes on tag_data and lines on gpio_led out.
+#include <bit>
+#include <cstdlib>
+#include <nlohmann/json.hpp>
+
+#include "mode_config.hpp"
+#include "radio_fixture.hpp"
+#include "tw_msg.pb.h"
+
+namespace {
+
+using nlohmann::json;
+
+// 0614141.812345.6789 as an SGTIN-96 (GS1 EPC Tag Data Standard, E.3).
+constexpr std::string_view sgtin("\x30\x74\x25\x7B\xF7\x19\x4E\x40\x00\x00\x1A\x85", 12);
+
+class TagReport : public RadioTest {
+  protected:
+    TagReport() {
+        setenv("TZ", "UTC", 1);
+        deliver(0x0B03, std::string("\x00\x01\x00\x02", 4));                  // olio 1, antenna 2
+        deliver(0x0B04, std::string("\x00\x00\x00\x00\x00\x0D\xC6\x5E", 8));  // 902750 kHz
+    }
+
+    // A tag with every field of the packet.
+    static TAG_INFO_s fullTag() {
+        TAG_INFO_s tag = tagWithEpc(sgtin);
+        tag.fields = 0xFFFFFFFF;
+        tag.azimuth = 3599;
+        tag.elevation = 40000;
+        tag.azimuthConf = 255;
+        tag.elevationConf = 7;
+        tag.locationX = -15;
+        tag.locationY = 32767;
+        tag.locConf = 200;
+        tag.rssiLin = std::bit_cast<std::uint32_t>(0.25F);
+        tag.phase = 1.5F;
+        tag.tagCount = 65535;
+        tag.pc = 0x31AB;
+        tag.xpc1 = 0x00C1;
+        tag.xpc2 = 0xFFFE;
+        tag.crc = 0x0A0B;
+        tag.rssi = -61;
+        tag.brandIdMatched = 2;
+        return tag;
+    }
+
+    static void switchAllOn() {
+        mode_configuration_s& mode = mode_configuration;
+        mode.reportChannel = mode.reportAntenna = mode.reportPC = mode.reportXPC = mode.reportCRC = true;
+        mode.reportMAC = mode.reportHostName = mode.decodeTagUri = mode.decodeEpcUri = true;
+        mode.userDefined = "d\xC3\xA9p\xC3\xB4t \"1\"\n";
+        mode.antennaPortNames = {"front", "back"};
+    }
+
+    // Delivers a tag at a fixed time of day: 2023-11-14T22:13:20.987654 UTC.
+    static void read(const TAG_INFO_s& tag) {
+        constexpr std::uint16_t size = offsetof(TAG_INFO_s, reserved314);
+        const RXE_packet_s head{.type = 0x0805, .length = size};
+        std::string packet(reinterpret_cast<const char*>(&head), sizeof head);
+        packet.append(reinterpret_cast<const char*>(&tag), size);
+        process_tag_info_packet(reinterpret_cast<RXE_packet_s*>(packet.data()), {1700000000, 987654});
+    }
+
+    std::string onlyFrame() const {
+        const std::vector<message_t> messages = received(data);
+        return messages.size() == 1 && messages[0].size() == 1 ? messages[0][0] : "not one frame";
+    }
+
+    // The only binary report as text, behind its header in hex.
+    std::string binary() const {
+        const std::string frame = onlyFrame();
+        velmo::tag_data_report report;
+        EXPECT_TRUE(report.ParseFromString(frame.substr(4)));
+        char header[16];
+        std::snprintf(header, sizeof header, "%02x%02x%02x%02x ", frame[0], frame[1], frame[2], frame[3]);
+        return header + report.ShortDebugString();
+    }
+};
+
+TEST_F(TagReport, JsonWithEveryMember) {
+    switchAllOn();
+    read(fullTag());
+    EXPECT_EQ(onlyFrame(),
+              R"({"data":{"CRC":"0a0b","MAC":"","PC":"31ab","XPC1":"00c1","XPC2":"fffe","antenna":2,)"
+              R"("antennaPortName":"back","azimuth":359.9,"azimuthConf":255,"channel":902.75,)"
+              R"("elevation":4000.0,"elevationConf":7,"epcUri":"urn:epc:id:sgtin:0614141.812345.6789",)"
+              R"("eventNum":0,"format":"uii","hostName":"","idHex":"3074257bf7194e4000001a85",)"
+              R"("locConf":200,"peakRssi":-61,"phase":1.5,"reads":65535,)"
+              R"("tagUri":"urn:epc:tag:sgtin-96:3.0614141.812345.6789",)"
+              "\"userDefined\":\"d\xC3\xA9p\xC3\xB4t \\\"1\\\"\\n\","
+              R"("x":-1.5,"y":3276.7},"timestamp":"2023-11-14T22:13:20.987+0000","type":"SIMPLE"})");
+    EXPECT_EQ(received(lines), (std::vector<message_t>{{"TAG_READ,2023-11-14T22:13:20.987+0000"}}));
+    EXPECT_EQ(msgTxCount, 1U);
+}
+
+// Values are written in place while the members stay the same, and no member of
+// another report may show up when they do not. What the packet lacks is absent
+// whatever the switches say, and the second extended word needs the first.
+TEST_F(TagReport, JsonReportsOfChangingShape) {
+    const TAG_INFO_s full = fullTag();
+    TAG_INFO_s second{};
+    second.fields = RXE_FIELD_XPC2;
+    std::uint64_t number = 0;
+    for (const bool switches : {false, true, false}) {
+        mode_configuration = {};
+        mode_configuration.modeType = MODE_TYPE_e::PORTAL_DIRECTIONALITY;
+        if (switches) {
+            switchAllOn();
+        }
+        for (const bool isFull : {true, true, false}) {
+            read(isFull ? full : second);
+            const std::string text = onlyFrame();
+            const json report = json::parse(text);
+            EXPECT_EQ(text, report.dump()) << "as the library writes it afresh";
+            const unsigned ofSwitches = !switches ? 0 : isFull ? 12 : 8;
+            EXPECT_EQ(report["data"].size(), 2 + ofSwitches + (isFull ? 11 : 0)) << text;
+            EXPECT_EQ(report["type"], "PORTAL_DIRECTIONALITY");
+            EXPECT_EQ(report["data"]["eventNum"], number++);
+            if (switches && !isFull) {
+                EXPECT_EQ(report["data"]["tagUri"].get<std::string>().rfind("failed to decode error ", 0),
+                          0U);
+            }
+        }
+    }
+}
+
+// Nothing may throw into the engine's callback.
+TEST_F(TagReport, TextThatIsNoUtf8DropsTheReport) {
+    mode_configuration.userDefined = "\xC3";
+    read(fullTag());
+    EXPECT_TRUE(received(data).empty());
+    const std::vector<message_t> told = received(news);
+    ASSERT_EQ(told.size(), 1U);
+    EXPECT_EQ(told[0].at(0), "error");
+    EXPECT_EQ(told[0].at(1).rfind("Tag report dropped: ", 0), 0U) << told[0].at(1);
+    EXPECT_EQ(msgTxCount, 0U);
+    mode_configuration.userDefined = "fine";
+    deliver(0x0B09);
+    EXPECT_TRUE(received(data).empty()) << "nothing stays pending";
+    read(fullTag());
+    EXPECT_EQ(json::parse(onlyFrame())["data"]["userDefined"], "fine");
+}
+
+TEST_F(TagReport, StringFormAndItsSubscribers) {
+    data_analytics_type = DATA_ANALYTICS_STRING;
+    TAG_INFO_s tag = tagWithEpc("\x11\x22");
+    tag.fields |= RXE_FIELD_CRC;
+    tag.crc = 0x0A0B;
+    for (int i = 0; i < 13; ++i) {
+        send_tag_data_message("x", false);
+    }
+    do_background_activity_radio_thread();
+    received(data);
+    read(tag);
+    subscribers = 1024;
+    read(tag);
+    const std::vector<message_t> messages = received(data);
+    ASSERT_EQ(messages.size(), 2U);
+    ASSERT_EQ(messages[0].size(), 2U) << "batched while there is one subscriber, and closed for the second";
+    EXPECT_EQ(messages[0][0].substr(0, 5), std::string("\x01\x00\x00\x00{", 5));
+    EXPECT_EQ(messages[0][1], "");
+    ASSERT_EQ(messages[1].size(), 1U);
+    EXPECT_EQ(messages[1][0].substr(0, 5), std::string("\x0C\x02\x00\x00{", 5)) << "0x0A0B % 1024 + 1";
+}
+
+TEST_F(TagReport, BinaryReports) {
+    data_analytics_type = DATA_ANALYTICS_BINARY;
+    switchAllOn();
+    read(fullTag());
+    EXPECT_EQ(
+        binary(),
+        R"(01000100 tag_id: "0t%{\367\031N@\000\000\032\205" timestamp_millis: 1700000000987 )"
+        R"(pc: "1\253" crc: "\n\013" xpc: "\000\301\377\376" rssi_float: 0.25 rssi_int: -61 phase: 1.5 )"
+        R"(antenna: 2 channel: 902750 tag_count: 65535 azimuthx10: 3599 elevationx10: 40000 )"
+        R"(azimuth_confidence: 255 elevation_confidence: 7 xx10: -15 yx10: 32767 )"
+        R"(location_confidence: 200 brand_id: true mac: "" host_name: "" antenna_port_name: "back" )"
+        R"(user_defined: "d\303\251p\303\264t \"1\"\n" event_num: 0)");
+
+    // The same object again: what this tag lacks must not stay from the one before.
+    // A partial last byte counts, and here the second extended word brings the first.
+    mode_configuration = {};
+    mode_configuration.reportXPC = true;
+    TAG_INFO_s partial = tagWithEpc("5");
+    partial.fields |= RXE_FIELD_XPC2;
+    partial.epcLength = 12;
+    partial.xpc2 = 0x0102;
+    read(partial);
+    EXPECT_EQ(binary(), R"(00000100 tag_id: "5\000" timestamp_millis: 1700000000987 )"
+                        R"(xpc: "\000\000\001\002" event_num: 1)");
+
+    mode_configuration.modeType = MODE_TYPE_e::BEARING;
+    TAG_INFO_s bearing = fullTag();
+    bearing.fields = 0;
+    read(bearing);
+    EXPECT_EQ(binary(),
+              R"(00000200 tag_id: "0t%{\367\031N@\000\000\032\205" timestamp_millis: 1700000000987 )"
+              R"(pc: "\2531" rssi_int: -61 antenna: 2 azimuthx10: 3599 elevationx10: 40000 )"
+              R"(azimuth_confidence: 255 elevation_confidence: 7)");
+    EXPECT_TRUE(received(lines).empty());
+    EXPECT_EQ(msgTxCount, 0U);
+}
+
+struct filter_case_s {
+    const char* legend;
+    filter_match_e match;
+    const char* pattern;  // bytes, or the expression
+    bool includePasses;
+};
+
+const filter_case_s filterCases[] = {
+    {"prefix that matches", filter_match_e::PREFIX, "0t", true},
+    {"prefix that does not", filter_match_e::PREFIX, "t%", false},
+    {"pattern longer than the EPC", filter_match_e::PREFIX, "0t%{x", false},
+    {"empty pattern", filter_match_e::PREFIX, "", true},
+    {"suffix that matches", filter_match_e::SUFFIX, "%{", true},
+    {"suffix that does not", filter_match_e::SUFFIX, "t%", false},
+    {"suffix longer than the EPC", filter_match_e::SUFFIX, "x0t%{", false},
+    {"regex of the whole text", filter_match_e::REGEX, "3074.*7b", true},
+    {"regex that matches a part", filter_match_e::REGEX, "3074", false},
+    {"regex in upper case", filter_match_e::REGEX, "3074257B", false},
+    {"regex that was never compiled", filter_match_e::REGEX, nullptr, false},
+};
+
+TEST_F(TagReport, Filter) {
+    for (const filter_case_s& row : filterCases) {
+        for (const bool include : {true, false}) {
+            SCOPED_TRACE(std::string(row.legend) + (include ? ", include" : ", exclude"));
+            tagFilter_s& filter = mode_configuration.tagFilter = {};
+            filter.enabled = 1;
+            filter.match = row.match;
+            filter.operation = include ? filter_operation_e::INCLUDE : filter_operation_e::EXCLUDE;
+            if (row.match != filter_match_e::REGEX) {
+                filter.patternLength = static_cast<std::uint8_t>(std::strlen(row.pattern));
+                std::memcpy(filter.pattern.data(), row.pattern, filter.patternLength);
+            } else if (row.pattern != nullptr) {
+                filter.regex = std::make_shared<const std::regex>(row.pattern);
+            }
+            read(tagWithEpc("0t%{"));
+            const std::size_t expected = row.includePasses == include ? 1 : 0;
+            EXPECT_EQ(received(data).size(), expected);
+            EXPECT_EQ(received(lines).size(), expected);
+        }
+    }
+    EXPECT_EQ(compareTagFilter(reinterpret_cast<const std::uint8_t*>("0t%{"), 4, nullptr), 0);
+}
+
+struct multi_tag_case_s {
+    std::uint8_t first;
+    std::size_t byte;
+    std::uint8_t hidden;  // bits that do not count
+};
+
+const multi_tag_case_s multiTagCases[] = {{0x35, 7, 0xF0}, {0x34, 8, 0x0F}, {0x30, 3, 0x0F}};
+
+// The parts of an item go to one subscriber, whatever the CRC of each; other
+// bits, and other lengths of the EPC, do not.
+TEST_F(TagReport, SubscriberOfMultiPartItems) {
+    data_analytics_type = DATA_ANALYTICS_STRING;
+    subscribers = 1024;
+    const auto subscriberOf = [this](TAG_INFO_s tag) {
+        read(tag);
+        return onlyFrame().substr(0, 2);
+    };
+    for (const multi_tag_case_s& row : multiTagCases) {
+        TAG_INFO_s part = fullTag();
+        part.epc[0] = row.first;
+        const std::string whole = subscriberOf(part);
+        part.crc = 2;
+        part.epc[row.byte] ^= row.hidden;
+        EXPECT_EQ(subscriberOf(part), whole) << row.byte;
+        part.epc[row.byte] ^= static_cast<std::uint8_t>(~row.hidden);
+        EXPECT_NE(subscriberOf(part), whole) << row.byte;
+        part.epcLength = 95;
+        EXPECT_EQ(subscriberOf(part), std::string("\x03\x00", 2)) << "the tag's own CRC";
+    }
+}
+
+TEST_F(TagReport, HeatMapCompletesTheReport) {
+    mode_configuration.reportHeatmap = true;
+    PARALLEL_RSSI_s levels{};
+    levels.count = 2;
+    levels.beam[0] = 5897;  // LHCP boresight
+    levels.beam[1] = 425;   // a beam without polarization
+    levels.rssi[0] = -50.5F;
+    levels.rssi[1] = -61.25F;
+    const std::string map = R"({"data":{"HEATMAP":[{"az":0,"el":0,"pol":"LHCP","rssi":-50.5},{"az":)" +
+                            std::to_string(beam_to_az(425)) + R"(,"el":)" + std::to_string(beam_to_el(425)) +
+                            R"(,"pol":"UNDEFINED","rssi":-61.25}])";
+    deliver(0x0A8E, &levels, sizeof levels);
+    EXPECT_EQ(onlyFrame(), map + "}}") << "nothing pending: the map alone";
+    for (int i = 0; i < 2; ++i) {
+        read(tagWithEpc("\x01"));
+        EXPECT_TRUE(received(data).empty());
+        deliver(0x0A8E, &levels, sizeof levels);
+        EXPECT_EQ(onlyFrame().rfind(map + R"(,"eventNum":)" + std::to_string(i), 0), 0U);
+        deliver(0x0A8E, std::string(4, '\0'));
+        EXPECT_EQ(onlyFrame(), R"({"data":{"HEATMAP":null}})");
+    }
+    levels.count = 4000000000;  // more than the record holds
+    deliver(0x0A8E, &levels, sizeof levels);
+    EXPECT_EQ(json::parse(onlyFrame())["data"]["HEATMAP"].size(), 160U);
+}
+
+// A map that cannot be read still sends what there is; a tag that cannot is told.
+TEST_F(TagReport, UndecodablePackets) {
+    read(fullTag());
+    received(data);
+    engine_double::failOn("RXE_formatPayloadToStruct", -1, static_cast<RXE_API_STATUS>(9));
+    deliver(0x0A8E, "x");
+    EXPECT_EQ(onlyFrame(), "{}");
+    read(fullTag());
+    EXPECT_EQ(received(news), (std::vector<message_t>{{"error", "Error parsing tag info packet"}}));
+    EXPECT_TRUE(received(data).empty());
+}
+
+TEST_F(TagReport, UnreadableHeatMapBeforeAnyReport) {
+    engine_double::failOn("RXE_formatPayloadToStruct", -1, static_cast<RXE_API_STATUS>(9));
+    deliver(0x0A8E, "x");
+    EXPECT_EQ(onlyFrame(), "null");
+}
+
+}  // namespace

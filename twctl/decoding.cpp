@@ -1,0 +1,132 @@
+// SPDX-License-Identifier: MIT
+#include "decoding.hpp"
+
+#include <google/protobuf/descriptor.h>
+#include <google/protobuf/message.h>
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstdint>
+#include <nlohmann/json.hpp>
+#include <vector>
+
+#include "tw_msg.pb.h"
+
+namespace {
+
+using google::protobuf::FieldDescriptor;
+using google::protobuf::Message;
+
+constexpr std::size_t headerSize = 4;
+constexpr std::size_t kindOffset = 2;
+constexpr std::size_t endOffset = 3;  // always 0
+
+// By the kind byte of the header.
+constexpr std::array<std::string_view, 3> kindNames{"json", "full", "reduced"};
+
+// Fields of type bytes that hold text; all others are shown in hex.
+constexpr std::array<std::string_view, 4> textFields{"mac", "host_name", "antenna_port_name", "user_defined"};
+
+std::uint8_t byteAt(std::string_view frame, std::size_t index) {
+    return static_cast<std::uint8_t>(frame[index]);
+}
+
+std::string hexText(std::string_view bytes) {
+    constexpr std::string_view digits = "0123456789abcdef";
+    std::string text;
+    for (const char c : bytes) {
+        const auto byte = static_cast<std::uint8_t>(c);
+        text += digits[byte >> 4];
+        text += digits[byte & 15];
+    }
+    return text;
+}
+
+// The shortest decimal that reads back as this float: widened as it is, -47.3
+// would print as -47.29999923706055.
+double shortestDouble(float value) {
+    std::array<char, 64> text;
+    const auto end = std::to_chars(text.data(), text.data() + text.size(), value).ptr;
+    double result = value;
+    std::from_chars(text.data(), end, result);
+    return result;
+}
+
+nlohmann::ordered_json fieldValue(const Message& message, const FieldDescriptor* field) {
+    const google::protobuf::Reflection* values = message.GetReflection();
+    switch (field->cpp_type()) {
+        case FieldDescriptor::CPPTYPE_INT32:
+            return values->GetInt32(message, field);
+        case FieldDescriptor::CPPTYPE_UINT64:
+            return values->GetUInt64(message, field);
+        case FieldDescriptor::CPPTYPE_FLOAT:
+            return shortestDouble(values->GetFloat(message, field));
+        case FieldDescriptor::CPPTYPE_BOOL:
+            return values->GetBool(message, field);
+        case FieldDescriptor::CPPTYPE_STRING: {
+            const std::string bytes = values->GetString(message, field);
+            const bool isText =
+                std::find(textFields.begin(), textFields.end(), field->name()) != textFields.end();
+            return isText ? bytes : hexText(bytes);
+        }
+        default:
+            return nullptr;  // the schema has no other types
+    }
+}
+
+// An empty result says that the bytes are no tag report.
+std::string binaryReportText(std::string_view bytes) {
+    velmo::tag_data_report report;
+    if (!report.ParseFromArray(bytes.data(), static_cast<int>(bytes.size()))) {
+        return {};
+    }
+    std::vector<const FieldDescriptor*> fields;
+    report.GetReflection()->ListFields(report, &fields);
+    nlohmann::ordered_json text = nlohmann::ordered_json::object();
+    for (const FieldDescriptor* field : fields) {
+        text[field->name()] = fieldValue(report, field);
+    }
+    // Text that is not valid UTF-8 gets replacement characters.
+    return text.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+}
+
+bool hasHeader(std::string_view frame) {
+    return frame.size() >= headerSize && byteAt(frame, kindOffset) < kindNames.size() &&
+           byteAt(frame, endOffset) == 0;
+}
+
+std::string unreadableLine(std::string_view frame) {
+    return "unreadable frame of " + std::to_string(frame.size()) + " bytes: " + hexText(frame);
+}
+
+}  // namespace
+
+std::string decodeTextFrame(std::string_view frame) {
+    constexpr char firstPrintable = 0x20;
+    constexpr char del = 0x7f;
+    std::string line;
+    line.reserve(frame.size());
+    for (const char c : frame) {
+        if ((c >= 0 && c < firstPrintable) || c == del) {
+            line += "\\u00" + hexText(std::string_view(&c, 1));
+        } else {
+            line += c;
+        }
+    }
+    return line;
+}
+
+std::string decodeTagFrame(std::string_view frame) {
+    if (!hasHeader(frame)) {
+        return frame.starts_with('{') ? decodeTextFrame(frame) : unreadableLine(frame);
+    }
+    const int subscriber = byteAt(frame, 0) | byteAt(frame, 1) << 8;
+    const std::uint8_t kind = byteAt(frame, kindOffset);
+    const std::string_view body = frame.substr(headerSize);
+    const std::string text = kind == 0 ? decodeTextFrame(body) : binaryReportText(body);
+    if (text.empty()) {
+        return unreadableLine(frame);
+    }
+    return "subscriber=" + std::to_string(subscriber) + " kind=" + std::string(kindNames[kind]) + " " + text;
+}

@@ -1,0 +1,30 @@
+// SPDX-License-Identifier: MIT
+// From a frame to the line that a person reads.
+//
+// A tag report is a frame of one of three forms, and no frame says which:
+//
+//   OFF      {"data":{...},"timestamp":...}
+//   STRING   | number, low | number, high | 0      | 0 | {"data":{...}...
+//   BINARY   | number, low | number, high | 1 or 2 | 0 | velmo::tag_data_report
+//
+// The fourth byte tells the header from JSON text, which holds no NUL.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+// The line of a frame of the tag channel, without a newline:
+//
+//   {"data":{"eventNum":7,...}                                      OFF
+//   subscriber=3 kind=json {"data":{"eventNum":7,...}               STRING
+//   subscriber=3 kind=full {"tag_id":"30340a0b...","pc":"3000",...} BINARY
+//   subscriber=3 kind=reduced {"tag_id":"30340a0b...",...}          BINARY, BEARING mode
+//   unreadable frame of 3 bytes: 010203
+//
+// The fields of a binary report stand in the order of their numbers, those that
+// the report does not carry are left out, bytes that are not text are in hex.
+std::string decodeTagFrame(std::string_view frame);
+
+// The line of a frame that is text: the text, with control characters shown as
+// in JSON ("\u000a"), so that one frame stays one line.
+std::string decodeTextFrame(std::string_view frame);

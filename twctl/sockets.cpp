@@ -1,0 +1,134 @@
+// SPDX-License-Identifier: MIT
+#include "sockets.hpp"
+
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+#include <zmq.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+#include <cstring>
+
+void context_closer_s::operator()(void* context) const {
+    zmq_ctx_term(context);
+}
+
+void socket_closer_s::operator()(void* socket) const {
+    zmq_close(socket);
+}
+
+connection_s openConnection(int type) {
+    connection_s connection;
+    connection.context.reset(zmq_ctx_new());
+    connection.socket.reset(zmq_socket(connection.context.get(), type));
+    const int linger = 0;
+    zmq_setsockopt(connection.socket.get(), ZMQ_LINGER, &linger, sizeof linger);
+    return connection;
+}
+
+std::optional<std::string> ipcFile(std::string_view endpoint) {
+    constexpr std::string_view scheme = "ipc://";
+    if (!endpoint.starts_with(scheme)) {
+        return std::nullopt;
+    }
+    return std::string(endpoint.substr(scheme.size()));
+}
+
+bound_file_c::bound_file_c(const std::string& endpoint) {
+    struct stat status {};
+    const std::optional<std::string> file = ipcFile(endpoint);
+    if (file && stat(file->c_str(), &status) == 0) {
+        path = *file;
+        device = status.st_dev;
+        inode = status.st_ino;
+    }
+}
+
+bound_file_c::~bound_file_c() {
+    struct stat status {};
+    if (!path.empty() && stat(path.c_str(), &status) == 0 && status.st_dev == device &&
+        status.st_ino == inode) {
+        unlink(path.c_str());
+    }
+}
+
+// ZeroMQ takes an ipc file over without asking who holds it, so that a second
+// listener would silently cut the first one off. A plain connect tells.
+bool hasLiveListener(const std::string& endpoint) {
+    const std::optional<std::string> file = ipcFile(endpoint);
+    sockaddr_un address{};
+    if (!file || file->size() >= sizeof address.sun_path) {
+        return false;
+    }
+    address.sun_family = AF_UNIX;
+    std::memcpy(address.sun_path, file->data(), file->size());
+    const int probe = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    if (probe < 0) {
+        return false;
+    }
+    const int result = connect(probe, reinterpret_cast<const sockaddr*>(&address), sizeof address);
+    // EAGAIN: somebody listens, and its queue of callers is full.
+    const bool alive = result == 0 || errno == EAGAIN;
+    close(probe);
+    return alive;
+}
+
+long millisecondsLeft(const deadline_t& deadline) {
+    if (!deadline) {
+        return -1;
+    }
+    const auto left =
+        std::chrono::ceil<std::chrono::milliseconds>(*deadline - std::chrono::steady_clock::now());
+    return std::clamp<long>(left.count(), 0, INT_MAX);
+}
+
+deadline_t deadlineIn(double seconds) {
+    return std::chrono::steady_clock::now() + std::chrono::duration_cast<std::chrono::steady_clock::duration>(
+                                                  std::chrono::duration<double>(seconds));
+}
+
+exchange_e exchangeText(const std::string& endpoint, const std::string& text, double timeoutSeconds,
+                        std::string* answer) {
+    const connection_s connection = openConnection(ZMQ_REQ);
+    void* socket = connection.socket.get();
+    if (zmq_connect(socket, endpoint.c_str()) != 0) {
+        std::fprintf(stderr, "twctl: %s: %s\n", endpoint.c_str(), zmq_strerror(errno));
+        return exchange_e::badEndpoint;
+    }
+    const deadline_t deadline = deadlineIn(timeoutSeconds);
+    zmq_send(socket, text.data(), text.size(), ZMQ_DONTWAIT);
+
+    zmq_pollitem_t item{socket, 0, ZMQ_POLLIN, 0};
+    if (zmq_poll(&item, 1, millisecondsLeft(deadline)) <= 0) {
+        return exchange_e::silence;
+    }
+    zmq_msg_t message;
+    zmq_msg_init(&message);
+    zmq_msg_recv(&message, socket, 0);
+    std::string_view received(static_cast<const char*>(zmq_msg_data(&message)), zmq_msg_size(&message));
+    if (received.ends_with('\0')) {  // the daemon sends it, and it is no part of the text
+        received.remove_suffix(1);
+    }
+    *answer = received;
+    zmq_msg_close(&message);
+    return exchange_e::answered;
+}
+
+std::string joinWords(const std::vector<std::string>& words) {
+    std::string text;
+    for (const std::string& word : words) {
+        text += (text.empty() ? "" : " ") + word;
+    }
+    return text;
+}
+
+int writeLine(std::string_view line, bool flush) {
+    errno = 0;
+    const bool written = std::fwrite(line.data(), 1, line.size(), stdout) == line.size() &&
+                         std::fputc('\n', stdout) != EOF && (!flush || std::fflush(stdout) == 0);
+    return written ? 0 : (errno != 0 ? errno : EIO);
+}

@@ -1,0 +1,36 @@
+// SPDX-License-Identifier: MIT
+// "twctl watch": the frames of one of the daemon's channels, one line each.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+// What can be watched. The daemon connects to these endpoints, so that whoever
+// watches binds them.
+struct channel_s {
+    const char* name;      // the word on the command line
+    const char* endpoint;  // where the daemon connects
+    std::string (*decode)(std::string_view frame);
+};
+extern const std::array<channel_s, 3> channels;
+
+// Where tag reports are offered while the daemon's data_analytics is STRING or
+// BINARY; there the daemon listens and whoever watches connects.
+inline constexpr const char* tagTcpEndpoint = "tcp://127.0.0.1:5160";
+
+struct watch_s {
+    const channel_s* channel = nullptr;
+    std::string endpoint;
+    bool bind = true;                         // false: connect
+    std::optional<std::uint16_t> subscriber;  // only frames that begin with this number
+    std::uint64_t count = 0;                  // frames to show; 0 is no limit
+    double seconds = 0.0;                     // how long to watch; 0 is no limit
+};
+
+// Prints frames until `count`, `seconds`, SIGINT, SIGTERM, or the end of whoever
+// reads standard output. The file of a bound endpoint is gone on return.
+// Returns an exit_status_e.
+int runWatch(const watch_s& watch);
