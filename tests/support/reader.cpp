@@ -5,6 +5,7 @@
 #include <unistd.h>
 #include <zmq.h>
 
+#include <atomic>
 #include <cstring>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
@@ -101,7 +102,10 @@ std::string ask(std::string_view request, std::chrono::milliseconds patience) {
 }
 
 consumer_s::consumer_s(const char* endpoint) : socket_s(ZMQ_SUB) {
-    const std::string events = std::string("inproc://monitor-") + endpoint;
+    // The library lets go of a name some time after its socket was closed, so each
+    // consumer has one of its own.
+    static std::atomic<int> consumers{0};
+    const std::string events = "inproc://monitor-" + std::to_string(++consumers);
     zmq_setsockopt(handle, ZMQ_SUBSCRIBE, "", 0);
     check(zmq_socket_monitor(handle, events.c_str(), ZMQ_EVENT_HANDSHAKE_SUCCEEDED), endpoint);
     monitor = std::make_unique<socket_s>(ZMQ_PAIR);

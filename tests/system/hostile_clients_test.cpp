@@ -20,7 +20,8 @@ void sendRaw(std::string_view bytes) {
     std::strcpy(address.sun_path, replyFile);
     const int fd = socket(AF_UNIX, SOCK_STREAM, 0);
     ASSERT_EQ(connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
-    EXPECT_EQ(send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL), static_cast<ssize_t>(bytes.size()));
+    // The other side may hang up before it has read all.
+    EXPECT_GT(send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL), 0);
     close(fd);
 }
 
