@@ -7,6 +7,7 @@
 #include <string>
 
 #include "engine.hpp"
+#include "population.hpp"
 #include "status.hpp"
 
 namespace rxe {
@@ -35,16 +36,34 @@ RXE_API_STATUS told(status_e status) {
     return told(toApi(status));
 }
 
+// The status that the scenario or a control message has for this call; RXE_OK
+// for none.
+RXE_API_STATUS failure(const char* operation, int parameter = -1) {
+    return told(failureOf(operation, parameter, &engine().failures));
+}
+
 bool isConnected() {
     const std::lock_guard lock(engine().mutex);
     return engine().connection == connection_e::UP;
 }
 
-RXE_API_STATUS write(unsigned short id, const void* record) {
+// `shadowed`: a value that repeats the stored one stays with the library.
+RXE_API_STATUS write(const char* operation, unsigned short id, const void* record, bool shadowed = false) {
+    if (const RXE_API_STATUS failed = failure(operation, id); failed != RXE_OK) {
+        return failed;
+    }
     if (!isConnected()) {
         return told(STATUS_NOT_CONNECTED);
     }
-    return told(record == nullptr ? toApi(STATUS_NULL_POINTER) : setParam(&engine().params, id, record));
+    if (record == nullptr) {
+        return told(STATUS_NULL_POINTER);
+    }
+    bool answered = false;
+    const RXE_API_STATUS status = setParam(&engine().params, id, record, shadowed, &answered);
+    if (shadowed && status == RXE_OK) {
+        (answered ? engine().shadowAnswered : engine().shadowWritten).fetch_add(1, std::memory_order_relaxed);
+    }
+    return told(status);
 }
 
 // A start that comes while the last run's end-of-run packet is with the host
@@ -72,6 +91,40 @@ RXE_API_STATUS begin(activity_e activity, std::uint16_t fakeTagRate) {
     return RXE_OK;
 }
 
+// The engine as it is after power-up in its scenario. The caller holds the
+// lock, and there is no radio thread yet.
+void powerUp(engine_s* e) {
+    resetParams(e->scenario, &e->params);
+    e->radio.world = makeWorld(e->scenario);
+    clearReported(&e->radio.reported);
+    e->radio.random.state = e->scenario.seed;
+    e->radio.now = e->radio.nanos = e->radio.lastOngoing = 0;
+    e->radio.onAir = NOT_ON_AIR;
+    e->radio.origin = std::chrono::steady_clock::now();
+    beginHealth(e);
+    beginTimeline(e);
+    e->refusals.store(0, std::memory_order_relaxed);
+    e->lastRefusal.store(RXE_OK, std::memory_order_relaxed);
+    e->shadowAnswered.store(0, std::memory_order_relaxed);
+    e->shadowWritten.store(0, std::memory_order_relaxed);
+    e->stopRequested.store(false, std::memory_order_relaxed);
+    e->errorLogRequested.store(false, std::memory_order_relaxed);
+    e->resetRequested.store(false, std::memory_order_relaxed);
+}
+
+// Control thread. What is to fail fails from the answer on; all else is the
+// radio's to apply, which is woken for it.
+void takeControlEvent(event_s event) {
+    engine_s& e = engine();
+    if (event.kind == event_e::FAIL) {
+        addFailure({event.operation, event.parameter, event.value, event.after, event.count}, &e.failures);
+        return;
+    }
+    postEvent(std::move(event), &e.events);
+    { const std::lock_guard lock(e.mutex); }  // so that the radio is not between its look and its sleep
+    e.wake.notify_all();
+}
+
 }  // namespace
 }  // namespace rxe
 
@@ -86,7 +139,12 @@ RXE_API_STATUS RXE_getAPIVerNum(REL_VERSION_s* version, char** text) {
     // cannot be read is told then, by RXE_connect.
     scenario_s scenario;
     std::string error;
-    loadScenario(&scenario, &error);
+    if (loadScenario(&scenario, &error) && !isConnected()) {
+        presetFailures(scenario.failing, &engine().failures);
+    }
+    if (const RXE_API_STATUS failed = failure("RXE_getAPIVerNum"); failed != RXE_OK) {
+        return failed;
+    }
     *version = scenario.library;
     if (text != nullptr) {
         static char name[] = "software radio engine";
@@ -109,31 +167,35 @@ RXE_API_STATUS RXE_connect(char* device, unsigned long baud) {
         return told(STATUS_ALREADY_CONNECTED);
     }
     scenario_s scenario;
+    replay_s replay;
     std::string error;
-    if (!loadScenario(&scenario, &error)) {
+    if (!loadScenario(&scenario, &error) || !loadReplay(&replay, &error)) {
         std::fprintf(stderr, "%s\n", error.c_str());
         return told(STATUS_BAD_SCENARIO);
     }
-    e.scenario = scenario;
-    resetParams(scenario, &e.params);
-    e.radio.tags = makePopulation(scenario);
-    clearReported(e.radio.tags.size(), &e.radio.reported);
-    e.radio.random.state = scenario.seed;
-    e.radio.now = e.radio.lastOngoing = 0;
-    e.radio.origin = std::chrono::steady_clock::now();
-    e.refusals.store(0, std::memory_order_relaxed);
-    e.lastRefusal.store(RXE_OK, std::memory_order_relaxed);
-    e.stopRequested.store(false, std::memory_order_relaxed);
-    e.errorLogRequested.store(false, std::memory_order_relaxed);
+    presetFailures(scenario.failing, &e.failures);
+    if (const RXE_API_STATUS failed = failure("RXE_connect"); failed != RXE_OK) {
+        return failed;
+    }
+    e.scenario = std::move(scenario);
+    e.radio.replay = std::move(replay);
+    powerUp(&e);
     if (!startThread(&e)) {
         return told(STATUS_NO_THREAD);
     }
     e.connection = connection_e::UP;
+    openControl(e.scenario.control, takeControlEvent, &e.control, &error);
+    if (!error.empty()) {
+        std::fprintf(stderr, "%s\n", error.c_str());
+    }
     return RXE_OK;
 }
 
 RXE_API_STATUS RXE_disconnect(void) {
     using namespace rxe;
+    if (const RXE_API_STATUS failed = failure("RXE_disconnect"); failed != RXE_OK) {
+        return failed;
+    }
     engine_s& e = engine();
     {
         const std::lock_guard lock(e.mutex);
@@ -145,7 +207,9 @@ RXE_API_STATUS RXE_disconnect(void) {
         }
         e.connection = connection_e::CLOSING;
     }
+    closeControl(&e.control);
     stopThread(&e);
+    forgetFailures(&e.failures);
     e.callback.store(nullptr, std::memory_order_relaxed);
     closeLog(&e.log);
     const std::lock_guard lock(e.mutex);
@@ -155,6 +219,9 @@ RXE_API_STATUS RXE_disconnect(void) {
 
 RXE_API_STATUS RXE_setCallback(int (*callback)(RXE_packet_s*)) {
     using namespace rxe;
+    if (const RXE_API_STATUS failed = failure("RXE_setCallback"); failed != RXE_OK) {
+        return failed;
+    }
     if (!isConnected()) {
         return told(STATUS_NOT_CONNECTED);
     }
@@ -167,6 +234,9 @@ RXE_API_STATUS RXE_setCallback(int (*callback)(RXE_packet_s*)) {
 
 RXE_API_STATUS RXE_getParam(unsigned short id, void* record) {
     using namespace rxe;
+    if (const RXE_API_STATUS failed = failure("RXE_getParam", id); failed != RXE_OK) {
+        return failed;
+    }
     if (!isConnected()) {
         return told(STATUS_NOT_CONNECTED);
     }
@@ -174,17 +244,19 @@ RXE_API_STATUS RXE_getParam(unsigned short id, void* record) {
 }
 
 RXE_API_STATUS RXE_setParam(unsigned short id, void* record) {
-    return rxe::write(id, record);
+    return rxe::write("RXE_setParam", id, record);
 }
 
-// There is no radio behind a serial line whose parameters could differ from
-// the library's copy: both flags lead to the same record.
-RXE_API_STATUS RXE_setParam2(unsigned short id, void* record, bool, bool) {
-    return rxe::write(id, record);
+// The first flag makes no difference here: every write is done when it returns.
+RXE_API_STATUS RXE_setParam2(unsigned short id, void* record, bool, bool useShadow) {
+    return rxe::write("RXE_setParam2", id, record, useShadow);
 }
 
 RXE_API_STATUS RXE_setNVMParam(unsigned short id, void* record) {
     using namespace rxe;
+    if (const RXE_API_STATUS failed = failure("RXE_setNVMParam", id); failed != RXE_OK) {
+        return failed;
+    }
     if (!isConnected()) {
         return told(STATUS_NOT_CONNECTED);
     }
@@ -192,11 +264,18 @@ RXE_API_STATUS RXE_setNVMParam(unsigned short id, void* record) {
 }
 
 RXE_API_STATUS RXE_start(void) {
-    return rxe::begin(rxe::activity_e::INVENTORY, 0);
+    using namespace rxe;
+    if (const RXE_API_STATUS failed = failure("RXE_start"); failed != RXE_OK) {
+        return failed;
+    }
+    return begin(activity_e::INVENTORY, 0);
 }
 
 RXE_API_STATUS RXE_stop(void) {
     using namespace rxe;
+    if (const RXE_API_STATUS failed = failure("RXE_stop"); failed != RXE_OK) {
+        return failed;
+    }
     engine_s& e = engine();
     std::unique_lock lock(e.mutex);
     if (e.connection != connection_e::UP) {
@@ -216,6 +295,9 @@ RXE_API_STATUS RXE_stop(void) {
 }
 
 RXE_API_STATUS RXE_resume(void) {
+    if (const RXE_API_STATUS failed = rxe::failure("RXE_resume"); failed != RXE_OK) {
+        return failed;
+    }
     const rxe::activity_e activity = rxe::engine().activity.load(std::memory_order_relaxed);
     const bool ongoing = activity == rxe::activity_e::INVENTORY || activity == rxe::activity_e::FAKE_TAGS;
     return ongoing ? RXE_OK : RXE_NO_START_ONGOING;
@@ -223,6 +305,9 @@ RXE_API_STATUS RXE_resume(void) {
 
 RXE_API_STATUS RXE_resetDb(void) {
     using namespace rxe;
+    if (const RXE_API_STATUS failed = failure("RXE_resetDb"); failed != RXE_OK) {
+        return failed;
+    }
     if (!isConnected()) {
         return told(STATUS_NOT_CONNECTED);
     }
@@ -232,6 +317,9 @@ RXE_API_STATUS RXE_resetDb(void) {
 
 RXE_API_STATUS RXE_getErr(void) {
     using namespace rxe;
+    if (const RXE_API_STATUS failed = failure("RXE_getErr"); failed != RXE_OK) {
+        return failed;
+    }
     engine_s& e = engine();
     const std::lock_guard lock(e.mutex);
     if (e.connection != connection_e::UP) {
@@ -248,11 +336,17 @@ const char* RXE_strerror(RXE_API_STATUS status) {
 
 RXE_API_STATUS RXE_txFakeTags(unsigned short count) {
     using namespace rxe;
+    if (const RXE_API_STATUS failed = failure("RXE_txFakeTags"); failed != RXE_OK) {
+        return failed;
+    }
     return count == 0 && isConnected() ? told(STATUS_BAD_ARGUMENT) : begin(activity_e::FAKE_TAGS, count);
 }
 
 RXE_API_STATUS RXE_enablePacketLogging(const char* file) {
     using namespace rxe;
+    if (const RXE_API_STATUS failed = failure("RXE_enablePacketLogging"); failed != RXE_OK) {
+        return failed;
+    }
     if (!isConnected()) {
         return told(STATUS_NOT_CONNECTED);
     }
@@ -264,6 +358,9 @@ RXE_API_STATUS RXE_enablePacketLogging(const char* file) {
 
 RXE_API_STATUS RXE_disablePacketLogging(void) {
     using namespace rxe;
+    if (const RXE_API_STATUS failed = failure("RXE_disablePacketLogging"); failed != RXE_OK) {
+        return failed;
+    }
     if (!isConnected()) {
         return told(STATUS_NOT_CONNECTED);
     }
@@ -272,6 +369,9 @@ RXE_API_STATUS RXE_disablePacketLogging(void) {
 
 RXE_API_STATUS RXE_formatPayloadToStruct(RXE_packet_s* packet, void* record) {
     using namespace rxe;
+    if (const RXE_API_STATUS failed = failure("RXE_formatPayloadToStruct"); failed != RXE_OK) {
+        return failed;
+    }
     if (packet == nullptr || record == nullptr) {
         return toApi(STATUS_NULL_POINTER);
     }

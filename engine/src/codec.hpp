@@ -24,6 +24,7 @@ namespace rxe {
 
 // Raw packet types that the engine writes or reads.
 enum packet_type_e : std::uint16_t {
+    TYPE_SHADOW_COUNTS = 0x0000,  // in the packet log only
     TYPE_END_OF_RUN = 0x0801,
     TYPE_TAG_CUSTOM = 0x0805,
     TYPE_TAG_SHORT = 0x0806,
@@ -35,10 +36,21 @@ enum packet_type_e : std::uint16_t {
     TYPE_CMD_ONGOING = 0x0B01,
     TYPE_ANTENNA_INFO = 0x0B03,
     TYPE_CW_ON = 0x0B04,
+    TYPE_GPIO_INFO = 0x0B08,
     TYPE_INV_BEGIN = 0x0B09,
     TYPE_INV_END = 0x0B0A,
     TYPE_ACCESS_INFO = 0x0B0C,
+    TYPE_TAG_CRC_ERROR = 0x0B10,
+    TYPE_ANT_DISCONNECT_ALARM = 0x0B81,
+    TYPE_AMB_TEMP_HI_ALARM = 0x0B82,
+    TYPE_AMB_TEMP_CRIT_ALARM = 0x0B83,
+    TYPE_PA_TEMP_HI_ALARM = 0x0B85,
+    TYPE_PA_TEMP_CRIT_ALARM = 0x0B86,
+    TYPE_FWD_PWR_HI_ALARM = 0x0B88,
+    TYPE_FWD_PWR_LO_ALARM = 0x0B89,
     TYPE_DB_WARNING = 0x0B8D,
+    TYPE_DB_ERROR = 0x0B8E,
+    TYPE_ANT_CONNECT_ALARM = 0x0B91,
 };
 
 // The id that the packet table and RXE_PARAM_PACKET_ENABLE know a raw type by.

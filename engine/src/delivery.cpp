@@ -10,9 +10,12 @@ bool wanted(const engine_s& engine, std::uint16_t rawType) {
 }
 
 void deliver(engine_s* engine, std::uint16_t rawType, std::size_t length) {
-    if (!wanted(*engine, rawType)) {
-        return;
+    if (wanted(*engine, rawType)) {
+        deliverAsIs(engine, rawType, length);
     }
+}
+
+void deliverAsIs(engine_s* engine, std::uint16_t rawType, std::size_t length) {
     auto* const packet = reinterpret_cast<RXE_packet_s*>(engine->radio.packet.data());
     packet->type = rawType;
     packet->length = static_cast<std::uint16_t>(length);

@@ -25,6 +25,9 @@ bool wanted(const engine_s& engine, std::uint16_t rawType);
 // Hands over a packet whose `length` bytes of payload stand in the room; drops
 // it when the host does not want its type.
 void deliver(engine_s* engine, std::uint16_t rawType, std::size_t length);
+// The same whether the host wants its type or not: packets of a log that is
+// played back, which holds what the host wanted then.
+void deliverAsIs(engine_s* engine, std::uint16_t rawType, std::size_t length);
 
 }  // namespace rxe
 

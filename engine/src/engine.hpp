@@ -17,14 +17,18 @@
 #include <vector>
 
 #include "codec.hpp"
+#include "control.hpp"
+#include "events.hpp"
+#include "health.hpp"
 #include "packet_log.hpp"
 #include "params.hpp"
 #include "plan.hpp"
-#include "population.hpp"
 #include "random.hpp"
+#include "replay.hpp"
 #include "reported.hpp"
 #include "rxe.h"
 #include "scenario.hpp"
+#include "world.hpp"
 
 namespace rxe {
 
@@ -36,13 +40,21 @@ enum class activity_e : std::uint8_t { IDLE, INVENTORY, FAKE_TAGS, ENDING };
 
 enum class connection_e : std::uint8_t { DOWN, UP, CLOSING };
 
+constexpr std::int16_t NOT_ON_AIR = -32768;
+
 // What belongs to the radio thread alone. RXE_connect fills it before the
 // thread starts.
 struct radio_s {
-    std::vector<tag_s> tags;
+    world_s world;
     reported_s reported;
     random_s random;
+    timeline_s timeline;
+    health_s health;
+    replay_s replay;
+    std::int16_t onAir = NOT_ON_AIR;               // what is transmitted, tenths of dBm
     std::int64_t now = 0;                          // microseconds since RXE_connect, the engine's clock
+    std::int64_t nanos = 0;                        // the part of a microsecond beyond `now`
+    std::int64_t nextEvent = 0;                    // when applyDueEvents has to be called
     std::int64_t lastOngoing = 0;                  // when the last CMD_ONGOING went out
     std::chrono::steady_clock::time_point origin;  // what `now` 0 was on the real clock
     alignas(8) std::array<std::uint8_t, sizeof(RXE_packet_s) + MAX_PAYLOAD> packet{};
@@ -74,6 +86,13 @@ struct engine_s {
 
     scenario_s scenario;  // written by RXE_connect while there is no thread
     params_s params;
+    // Writes that came with the shadow flag: those that repeated the stored
+    // value and so never reached the radio, and those that did. Any thread.
+    std::atomic<std::uint32_t> shadowAnswered{0};
+    std::atomic<std::uint32_t> shadowWritten{0};
+    event_queue_s events;  // any thread posts, the radio thread takes
+    failures_s failures;
+    control_s control;  // opened and closed with the connection
     packet_log_s log;
     radio_s radio;
 };
@@ -90,6 +109,12 @@ void advance(engine_s* engine, std::int64_t microseconds);
 // Radio thread: the same for a wait that only the host can end, which sleeps
 // with the fast clock too.
 void park(engine_s* engine);
+
+// Radio thread, called by advance and park when `now` has reached
+// radio.nextEvent or an event was posted: changes the world by what is due,
+// sends the packets that tell of it, and returns the time of the next call at
+// the latest. In events.cpp.
+std::int64_t applyDueEvents(engine_s* engine);
 
 inline bool stopRequested(const engine_s& engine) {
     return engine.stopRequested.load(std::memory_order_relaxed);

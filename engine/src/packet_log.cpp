@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "packet_log.hpp"
 
+#include <algorithm>
 #include <chrono>
 
 namespace rxe {
@@ -41,6 +42,7 @@ bool openLog(const char* path, bool fastClock, packet_log_s* log) {
         closeLocked(log);
         return false;
     }
+    log->latest = 0;
     log->open.store(true, std::memory_order_relaxed);
     return true;
 }
@@ -58,8 +60,9 @@ void logPacket(std::int64_t now, const RXE_packet_s& packet, packet_log_s* log) 
     if (log->file == nullptr) {
         return;
     }
+    log->latest = std::max(log->latest, now);
     const std::size_t size = sizeof packet + packet.length;
-    if (std::fwrite(&now, sizeof now, 1, log->file.get()) != 1 ||
+    if (std::fwrite(&log->latest, sizeof log->latest, 1, log->file.get()) != 1 ||
         std::fwrite(&packet, 1, size, log->file.get()) != size) {
         closeLocked(log);
     }

@@ -27,6 +27,7 @@ struct close_file_s {
 struct packet_log_s {
     std::mutex mutex;  // held for one record, never during a callback
     std::unique_ptr<std::FILE, close_file_s> file;
+    std::int64_t latest = 0;  // time of the last record
     // Whether `file` is open, for the radio thread's quick look.
     std::atomic<bool> open{false};
 };
@@ -37,7 +38,9 @@ struct packet_log_s {
 bool openLog(const char* path, bool fastClock, packet_log_s* log);
 bool closeLog(packet_log_s* log);
 
-// Radio thread. A record that cannot be written, on a full disk for one, ends the log.
+// Radio thread. The engine's clock may run ahead of the real one and is set back
+// by a stop; in the log time never goes backwards. A record that cannot be
+// written, on a full disk for one, ends the log.
 void logPacket(std::int64_t now, const RXE_packet_s& packet, packet_log_s* log);
 void flushLog(packet_log_s* log);
 

@@ -6,6 +6,7 @@
 #include <span>
 
 #include "codec.hpp"
+#include "link_profiles.hpp"
 #include "status.hpp"
 
 namespace rxe {
@@ -51,7 +52,9 @@ bool validOlio(const params_s& params, const std::byte* bytes) {
     const bool stopKnown =
         (olio.stopType >= RXE_STOP_INVENTORY_ROUNDS && olio.stopType <= RXE_STOP_GPIO4_LOW) ||
         olio.stopType > RXE_STOP_ROUNDS_AND_DWELL;
-    return olio.enable == 0 || (olio.enable == 1 && stopKnown && olio.transmitPower <= params.maxTxPower);
+    const bool linkKnown = olio.linkProfileIndex == 0 || isLinkProfile(olio.linkProfileIndex);
+    return olio.enable == 0 ||
+           (olio.enable == 1 && stopKnown && linkKnown && olio.transmitPower <= params.maxTxPower);
 }
 
 // A slot that is neither disabled nor a Select holds another command in a form
@@ -126,8 +129,8 @@ bool validAntennaCount(const params_s&, const std::byte* bytes) {
 }
 
 // Low byte: 0 off, 1 after no reads, 2 after no unique reads.
-bool validTxDelay(const params_s&, const std::byte* bytes) {
-    return (as<std::uint16_t>(bytes) & 0xFF) <= 2;
+bool validTxDelay(const params_s& params, const std::byte* bytes) {
+    return (as<std::uint16_t>(bytes) & 0xFF) <= (delaysAfterNoUniques(params.reader) ? 2 : 1);
 }
 
 // All packets off leaves tag packets on: they are what the host starts the
@@ -304,9 +307,25 @@ std::byte* recordAt(params_s* params, std::uint16_t id) {
     return recordIn(params, *findRange(id, false), id);
 }
 
-RXE_API_STATUS store(params_s* params, const range_s& range, std::uint16_t id, const std::byte* record) {
+// Whether a write would change nothing. Parameters that are more than a stored
+// record are never answered from the shadow.
+bool repeats(params_s* params, const range_s& range, std::uint16_t id, const std::byte* record) {
+    if (addressesWhole(range, id)) {
+        return std::to_integer<int>(*record) == 0 &&
+               std::ranges::all_of(recordsOf(params, range),
+                                   [](std::byte byte) { return byte == std::byte{}; });
+    }
+    return range.write == nullptr && std::memcmp(recordIn(params, range, id), record, range.size) == 0;
+}
+
+RXE_API_STATUS store(params_s* params, const range_s& range, std::uint16_t id, const std::byte* record,
+                     bool shadowed = false, bool* answered = nullptr) {
     const std::lock_guard lock(params->mutex);
     RXE_API_STATUS status = RXE_OK;
+    if (shadowed && repeats(params, range, id, record)) {
+        *answered = true;
+        return RXE_OK;
+    }
     if (addressesWhole(range, id)) {
         if (std::to_integer<int>(*record) != 0) {
             return toApi(STATUS_BAD_RECORD);
@@ -347,6 +366,7 @@ void resetParams(const scenario_s& scenario, params_s* params) {
     const std::lock_guard lock(params->mutex);
     params->records.assign(offsets.back(), std::byte{});
     params->maxTxPower = scenario.maxTxPower;
+    params->reader = {scenario.world.model, scenario.firmware, scenario.library};
     preset(params, RXE_PARAM_FW_VERSION, scenario.firmware);
     preset(params, RXE_PARAM_CUSTOM_FIELDS, std::uint32_t{RXE_FIELD_EPC});
     preset(params, RXE_PARAM_NUM_ANTENNAS, std::uint16_t{16});
@@ -354,9 +374,6 @@ void resetParams(const scenario_s& scenario, params_s* params) {
     preset(params, RXE_PARAM_HOP_PER_OLIO, std::uint8_t{1});
     preset(params, RXE_PARAM_DYNAMIC_RANGE, std::uint8_t{1});
     preset(params, RXE_PARAM_RSSI_THRESHOLD, std::int8_t{-128});
-    preset(params, RXE_PARAM_PA_TEMP, scenario.paTemp);
-    preset(params, RXE_PARAM_AMB_TEMP, scenario.ambTemp);
-    preset(params, RXE_PARAM_ANTENNA_STATE, scenario.antennasConnected);
     presetChannels(params);
     const PACKET_ENABLE_s allOff{};
     writePacketEnable(params, RXE_PARAM_PACKET_ENABLE, reinterpret_cast<const std::byte*>(&allOff));
@@ -368,10 +385,25 @@ void readRecord(const params_s& params, std::uint16_t id, void* record) {
     std::memcpy(record, recordIn(const_cast<params_s*>(&params), range, id), range.size);
 }
 
+void publishRecord(params_s* params, std::uint16_t id, const void* record) {
+    const range_s& range = *findRange(id, false);
+    const std::lock_guard lock(params->mutex);
+    std::memcpy(recordIn(params, range, id), record, range.size);
+}
+
+std::uint8_t nvmByte(params_s* params, std::uint16_t id) {
+    const range_s& range = *findRange(id, true);
+    const std::lock_guard lock(params->mutex);
+    return std::to_integer<std::uint8_t>(*recordIn(params, range, id));
+}
+
 RXE_API_STATUS getParam(params_s* params, std::uint16_t id, void* record) {
     const range_s* const range = findRange(id, false);
     if (range == nullptr || addressesWhole(*range, id)) {
         return toApi(STATUS_UNKNOWN_PARAM);
+    }
+    if (!hasParameter(params->reader, id)) {
+        return toApi(STATUS_NOT_SUPPORTED);
     }
     if ((range->access & GET) == 0) {
         return toApi(STATUS_NOT_READABLE);
@@ -386,15 +418,19 @@ RXE_API_STATUS getParam(params_s* params, std::uint16_t id, void* record) {
     return RXE_OK;
 }
 
-RXE_API_STATUS setParam(params_s* params, std::uint16_t id, const void* record) {
+RXE_API_STATUS setParam(params_s* params, std::uint16_t id, const void* record, bool shadowed,
+                        bool* answered) {
     const range_s* const range = findRange(id, false);
     if (range == nullptr) {
         return toApi(STATUS_UNKNOWN_PARAM);
     }
+    if (!hasParameter(params->reader, id)) {
+        return toApi(STATUS_NOT_SUPPORTED);
+    }
     if ((range->access & SET) == 0) {
         return toApi(STATUS_NOT_WRITABLE);
     }
-    return store(params, *range, id, static_cast<const std::byte*>(record));
+    return store(params, *range, id, static_cast<const std::byte*>(record), shadowed, answered);
 }
 
 RXE_API_STATUS setNvmParam(params_s* params, std::uint16_t id, const void* record) {

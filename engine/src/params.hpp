@@ -14,6 +14,7 @@
 #include <mutex>
 #include <vector>
 
+#include "features.hpp"
 #include "rxe.h"
 #include "scenario.hpp"
 
@@ -27,6 +28,7 @@ struct params_s {
     std::vector<std::byte> records;
     // Tenths of dBm, the most that an olio may ask for. Written at connection.
     std::int16_t maxTxPower = 0;
+    reader_s reader;  // which parameters there are. Written at connection
     // One bit for each packet id. Written by the host's threads, read by the
     // radio thread in front of every packet.
     std::array<std::atomic<std::uint32_t>, RXE_PACKET_BIT_WORDS> packetBits{};
@@ -38,8 +40,17 @@ struct params_s {
 void resetParams(const scenario_s& scenario, params_s* params);
 
 RXE_API_STATUS getParam(params_s* params, std::uint16_t id, void* record);
-RXE_API_STATUS setParam(params_s* params, std::uint16_t id, const void* record);
+// `shadowed`: the library may answer from its own copy. When the record repeats
+// what is stored, nothing goes to the radio and `*answered` becomes true.
+RXE_API_STATUS setParam(params_s* params, std::uint16_t id, const void* record, bool shadowed = false,
+                        bool* answered = nullptr);
 RXE_API_STATUS setNvmParam(params_s* params, std::uint16_t id, const void* record);
+
+// What the radio itself measures: writes a record that the host can only read,
+// which is no write of the host's and so does not count as one.
+void publishRecord(params_s* params, std::uint16_t id, const void* record);
+// A byte that the host has written with RXE_setNVMParam, 0 before it has.
+std::uint8_t nvmByte(params_s* params, std::uint16_t id);
 
 // A record by id, for the radio's own use; `id` must be one the table has.
 // The caller holds `params->mutex`.

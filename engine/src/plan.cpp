@@ -1,29 +1,33 @@
 // SPDX-License-Identifier: MIT
 #include "plan.hpp"
 
+#include <algorithm>
+
+#include "link_profiles.hpp"
+
 namespace rxe {
 namespace {
 
 constexpr unsigned MAX_ID_FILTERS = RXE_PARAM_AUTORESTART - RXE_PARAM_ID_FILTER - 1;
-constexpr std::uint16_t MAX_PORTS = 16;  // antenna numbers above are beams of an array
 
-void gatherOlios(const params_s& params, plan_s* plan) {
-    const auto connected = recordOf<std::uint16_t>(params, RXE_PARAM_ANTENNA_STATE);
+void gatherOlios(const world_s& world, const params_s& params, plan_s* plan) {
     for (unsigned id = 1; id <= RXE_MAX_OLIOS; ++id) {
         const auto olio = recordOf<OLIO_s>(params, RXE_PARAM_OLIO + id);
         if (olio.enable == 0) {
             continue;
         }
-        planned_olio_s planned{static_cast<std::uint16_t>(id), olio};
         const unsigned antenna = olio.transmitAntenna;
-        const bool isPort = antenna >= 1 && antenna <= MAX_PORTS;
-        planned.connected = !isPort || ((connected >> (antenna - 1)) & 1) != 0;
-        planned.cableLoss =
-            isPort ? recordOf<std::uint8_t>(params, RXE_PARAM_CABLE_LOSS + antenna) : std::uint8_t{0};
-        const bool hasSet =
-            olio.inventoryIndex != 0 &&
-            recordOf<INVENTORY_OP_s>(params, RXE_PARAM_INVENTORY + olio.inventoryIndex).enable != 0;
-        plan->inventoryMissing = plan->inventoryMissing || !hasSet;
+        planned_olio_s planned{.id = static_cast<std::uint16_t>(id),
+                               .olio = olio,
+                               .beam = isBeam(world, olio.transmitAntenna),
+                               .link = linkOf(olio.linkProfileIndex)};
+        if (!planned.beam && antenna <= MAX_PORTS) {
+            planned.cableLoss = recordOf<std::uint8_t>(params, RXE_PARAM_CABLE_LOSS + antenna);
+        }
+        if (olio.inventoryIndex != 0) {
+            planned.inventory = recordOf<INVENTORY_OP_s>(params, RXE_PARAM_INVENTORY + olio.inventoryIndex);
+        }
+        plan->inventoryMissing = plan->inventoryMissing || planned.inventory.enable == 0;
         plan->olios.push_back(planned);
     }
 }
@@ -33,6 +37,12 @@ void gatherLists(const params_s& params, plan_s* plan) {
         const auto channel = recordOf<CHANNEL_s>(params, RXE_PARAM_CHANNEL + n);
         if (channel.enable != 0) {
             plan->channels.push_back({static_cast<std::uint16_t>(n), channel.frequency});
+        }
+    }
+    for (unsigned id = 1; id <= RXE_MAX_SELECTS; ++id) {
+        const auto select = recordOf<SELECT_OP_s>(params, RXE_PARAM_SELECT + id);
+        if (select.enable == 1) {  // other values are commands that this radio does not send
+            plan->selects.push_back({static_cast<std::uint8_t>(id), select});
         }
     }
     for (unsigned id = 1; id <= RXE_MAX_ACCESSES; ++id) {
@@ -51,11 +61,11 @@ void gatherLists(const params_s& params, plan_s* plan) {
 
 }  // namespace
 
-plan_s gatherPlan(params_s* params) {
+plan_s gatherPlan(const world_s& world, params_s* params) {
     const std::lock_guard lock(params->mutex);
     plan_s plan;
     plan.generation = params->generation.load(std::memory_order_relaxed);
-    gatherOlios(*params, &plan);
+    gatherOlios(world, *params, &plan);
     gatherLists(*params, &plan);
     plan.stop = recordOf<PER_RADIO_STOP2_s>(*params, RXE_PARAM_RADIO_STOP2);
     plan.start = recordOf<GPIO_START2_s>(*params, RXE_PARAM_GPIO_START2);
@@ -67,6 +77,11 @@ plan_s gatherPlan(params_s* params) {
     const auto txDelay = recordOf<std::uint16_t>(*params, RXE_PARAM_TX_DELAY_INTERVAL);
     plan.txDelayType = static_cast<std::uint8_t>(txDelay);
     plan.txDelayMs = static_cast<std::uint8_t>(txDelay >> 8);
+    plan.delayAfterSelects = recordOf<std::uint16_t>(*params, RXE_PARAM_DELAY_AFTER_SELECTS);
+    plan.blockSize = std::max(recordOf<std::uint8_t>(*params, RXE_PARAM_BLOCK_SIZE), std::uint8_t{1});
+    plan.dynamicRange = recordOf<std::uint8_t>(*params, RXE_PARAM_DYNAMIC_RANGE);
+    plan.arrayHeight = recordOf<std::uint16_t>(*params, RXE_PARAM_AAR_HEIGHT);
+    plan.tagHeight = recordOf<std::uint16_t>(*params, RXE_PARAM_TAG_HEIGHT);
     return plan;
 }
 

@@ -10,6 +10,7 @@
 
 #include "params.hpp"
 #include "rxe.h"
+#include "timing.hpp"
 
 namespace rxe {
 
@@ -17,12 +18,19 @@ struct planned_olio_s {
     std::uint16_t id = 0;
     OLIO_s olio = {};
     std::uint8_t cableLoss = 0;  // tenths of a dB, of the transmit antenna
-    bool connected = false;      // the transmit antenna; beams of an array always are
+    bool beam = false;           // the transmit antenna is a beam of the array
+    link_s link;
+    INVENTORY_OP_s inventory = {};  // enabled, or the plan says that one is missing
 };
 
 struct planned_channel_s {
     std::uint16_t number = 0;
     std::uint32_t frequency = 0;  // kHz
+};
+
+struct planned_select_s {
+    std::uint8_t id = 0;
+    SELECT_OP_s select = {};
 };
 
 struct planned_access_s {
@@ -34,6 +42,7 @@ struct plan_s {
     std::uint64_t generation = 0;
     std::vector<planned_olio_s> olios;        // enabled ones, by id
     std::vector<planned_channel_s> channels;  // enabled ones, by number
+    std::vector<planned_select_s> selects;    // enabled Selects, by id
     std::vector<planned_access_s> accesses;   // enabled ones, by id
     std::vector<REPORT_FILTER_ID_s> idFilters;
     bool inventoryMissing = false;  // an olio names an inventory set that is not enabled
@@ -46,9 +55,14 @@ struct plan_s {
     bool hopPerRound = false;
     std::uint8_t txDelayType = 0;
     std::uint8_t txDelayMs = 0;
+    std::uint16_t delayAfterSelects = 0;  // microseconds
+    std::uint8_t blockSize = 1;           // words of one block write, 1 or more
+    std::uint8_t dynamicRange = 1;        // 0 low, 1 normal, 2 high
+    std::uint16_t arrayHeight = 0;        // tenths of the host's unit of length, as the tags'
+    std::uint16_t tagHeight = 0;
 };
 
-plan_s gatherPlan(params_s* params);
+plan_s gatherPlan(const world_s& world, params_s* params);
 
 }  // namespace rxe
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
-// The tags in front of the antennas: what stands in their memories and where
-// they are. Made once, at RXE_connect; the radio thread only reads it.
+// The tags that a scenario speaks of, made into what stands in front of the
+// antennas: their memories and places. RXE_connect makes those that are known
+// by then, the radio thread those that arrive later.
 #ifndef ENGINE_POPULATION_HPP
 #define ENGINE_POPULATION_HPP
 
@@ -10,25 +11,30 @@
 #include <vector>
 
 #include "scenario.hpp"
+#include "world.hpp"
 
 namespace rxe {
 
-struct tag_s {
-    std::array<std::uint8_t, 62> epc{};
-    std::uint16_t epcBits = 96;  // a multiple of 16
-    std::uint16_t pc = 0;
-    std::uint16_t crc = 0;  // over PC and EPC, as the tag backscatters it
-    std::vector<std::uint8_t> tid;
-    std::uint64_t place = 0;  // where the tag is, as bits that the geometry is drawn from
-};
-
 // A 96-bit SGTIN (GS1 TDS 1.13, section 14.5.1) with this serial number, below 2^38.
 std::array<std::uint8_t, 12> sgtin96(const sgtin_s& item, std::uint64_t serial);
+// The same by any scheme (sections 14.5.1 to 14.5.5, or a prefix of the scenario's).
+std::vector<std::uint8_t> epcOf(const naming_s& naming, std::uint64_t serial);
+// The first serial number that the scheme has no room for.
+std::uint64_t serialEnd(const naming_s& naming);
+// Digits of the item reference or asset type by scheme; 0 where there is none.
+std::size_t referenceDigits(const naming_s& naming);
 
-// PC word (EPC Gen2 v2.0.1, table 6.16) and CRC for the EPC that the tag holds.
+// Gives the tag this EPC, whole words, with PC and CRC to it.
+void setEpc(std::span<const std::uint8_t> epc, tag_s* tag);
+// PC word (EPC Gen2 v2.0.1, table 6.16) and CRC for what stands in the tag's banks.
 void finishTag(tag_s* tag);
 
-std::vector<tag_s> makePopulation(const scenario_s& scenario);
+// Tag `number` of a group, counted from 0 through all arrivals, as it comes at
+// `enters`, for a group that is the `groupIndex`th of the scenario.
+tag_s makeTag(const scenario_s& scenario, std::size_t groupIndex, std::uint64_t number, std::int64_t enters);
+
+// The world as RXE_connect finds it, with the tags of all groups that come once.
+world_s makeWorld(const scenario_s& scenario);
 
 }  // namespace rxe
 

@@ -2,11 +2,15 @@
 #include "reported.hpp"
 
 #include <algorithm>
+#include <cstring>
+#include <utility>
+
+#include "random.hpp"
 
 namespace rxe {
 namespace {
 
-constexpr std::uint32_t FOR_EVER = 0xFFFFFFFF;
+constexpr std::uint32_t NEVER_AGAIN = 0xFFFFFFFF;
 constexpr std::int64_t MICROSECONDS = 1000000;
 constexpr std::uint8_t PER_OLIO = 1;
 
@@ -14,52 +18,124 @@ bool bitAt(const std::uint8_t* bytes, std::size_t bit) {
     return ((bytes[bit / 8] >> (7 - bit % 8)) & 1) != 0;
 }
 
-bool matches(const REPORT_FILTER_ID_s& filter, const tag_s& tag) {
-    if (filter.bitPointer + filter.bitLength > tag.epcBits) {
+bool matches(const REPORT_FILTER_ID_s& filter, const std::uint8_t* epc, std::size_t bits) {
+    if (filter.bitPointer + std::size_t{filter.bitLength} > bits) {
         return false;
     }
     for (std::size_t bit = 0; bit < filter.bitLength; ++bit) {
-        if (bitAt(filter.mask, bit) != bitAt(tag.epc.data(), filter.bitPointer + bit)) {
+        if (bitAt(filter.mask, bit) != bitAt(epc, filter.bitPointer + bit)) {
             return false;
         }
     }
     return true;
 }
 
+std::size_t placeOf(const state_table_s& table, tag_key_t key) {
+    const std::size_t mask = table.entries.size() - 1;
+    std::size_t at = key & mask;
+    while (table.entries[at].key != 0 && table.entries[at].key != key) {
+        at = (at + 1) & mask;
+    }
+    return at;
+}
+
+void grow(state_table_s* table) {
+    constexpr std::size_t least = 64;
+    state_table_s larger;
+    larger.entries.resize(std::max(least, table->entries.size() * 2));
+    larger.used = table->used;
+    for (const auto& entry : table->entries) {
+        if (entry.key != 0) {
+            larger.entries[placeOf(larger, entry.key)] = entry;
+        }
+    }
+    *table = std::move(larger);
+}
+
+report_state_s* stateOf(const REPORT_FILTER_LAST_REPORT_s& filter, tag_key_t key, std::uint16_t olioId,
+                        reported_s* reported) {
+    report_state_s* const radioWide = findState(&reported->tags, key);
+    if (radioWide == nullptr) {
+        reported->noRoom = {};
+        return &reported->noRoom;
+    }
+    if (filter.enable == 0 || filter.type != PER_OLIO) {
+        return radioWide;
+    }
+    const tag_key_t both = std::max<tag_key_t>(key ^ mix64(olioId), 1);
+    report_state_s* const own = findState(&reported->perOlio, both);
+    return own == nullptr ? addState(&reported->perOlio, both) : own;
+}
+
 }  // namespace
 
-void clearReported(std::size_t tagCount, reported_s* reported) {
-    reported->seen.assign(tagCount, false);
-    reported->lastReport.clear();
+tag_key_t keyOf(std::span<const std::uint8_t> epc) {
+    tag_key_t key = epc.size();
+    for (std::size_t at = 0; at < epc.size(); at += 8) {
+        std::uint64_t part = 0;
+        std::memcpy(&part, &epc[at], std::min<std::size_t>(8, epc.size() - at));
+        key = mix64(key ^ part);
+    }
+    return std::max<tag_key_t>(key, 1);
 }
 
-bool noteSeen(std::uint32_t tag, reported_s* reported) {
-    const bool isNew = !reported->seen[tag];
-    reported->seen[tag] = true;
-    return isNew;
+report_state_s* findState(state_table_s* table, tag_key_t key) {
+    if (table->entries.empty()) {
+        return nullptr;
+    }
+    auto& entry = table->entries[placeOf(*table, key)];
+    return entry.key == key ? &entry.state : nullptr;
 }
 
-bool passesIdFilters(const std::vector<REPORT_FILTER_ID_s>& filters, const tag_s& tag) {
+report_state_s* addState(state_table_s* table, tag_key_t key) {
+    if (table->entries.size() < 2 * (table->used + 1)) {
+        grow(table);
+    }
+    ++table->used;
+    auto& entry = table->entries[placeOf(*table, key)];
+    entry.key = key;
+    return &entry.state;
+}
+
+void clearReported(reported_s* reported) {
+    *reported = {};
+}
+
+seen_e noteSeen(tag_key_t key, std::uint32_t capacity, reported_s* reported) {
+    if (findState(&reported->tags, key) != nullptr) {
+        return seen_e::KNOWN;
+    }
+    if (reported->tags.used >= capacity) {
+        return seen_e::NO_ROOM;
+    }
+    addState(&reported->tags, key);
+    return seen_e::NEW;
+}
+
+bool passesIdFilters(const std::vector<REPORT_FILTER_ID_s>& filters, const std::uint8_t* epc,
+                     std::size_t bits) {
     return filters.empty() || std::ranges::any_of(filters, [&](const REPORT_FILTER_ID_s& filter) {
-               return matches(filter, tag);
+               return matches(filter, epc, bits);
            });
 }
 
-bool passesLastReport(const REPORT_FILTER_LAST_REPORT_s& filter, std::uint32_t tag, std::uint16_t olioId,
-                      std::int64_t now, reported_s* reported) {
-    if (filter.enable == 0) {
-        return true;
+const report_state_s* passesLastReport(const REPORT_FILTER_LAST_REPORT_s& filter, tag_key_t key,
+                                       std::uint16_t olioId, std::int64_t now, reported_s* reported) {
+    report_state_s* const state = stateOf(filter, key, olioId, reported);
+    if (state->merged == 0) {
+        state->firstSeen = now;
     }
-    const std::uint64_t key = filter.type == PER_OLIO ? std::uint64_t{olioId} << 32 | tag : tag;
-    const auto [entry, isNew] = reported->lastReport.try_emplace(key, now);
-    if (isNew) {
-        return true;
+    ++state->merged;
+    const bool tooSoon =
+        filter.enable != 0 && state->reported &&
+        (filter.duration == NEVER_AGAIN || now - state->lastReport < filter.duration * MICROSECONDS);
+    if (tooSoon) {
+        return nullptr;
     }
-    if (filter.duration == FOR_EVER || now - entry->second < filter.duration * MICROSECONDS) {
-        return false;
-    }
-    entry->second = now;
-    return true;
+    // The caller reads what was merged; the next read begins anew.
+    reported->noRoom = *state;
+    *state = {.lastReport = now, .firstSeen = now, .merged = 0, .reported = true};
+    return &reported->noRoom;
 }
 
 }  // namespace rxe

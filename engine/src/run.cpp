@@ -3,59 +3,39 @@
 
 #include <algorithm>
 #include <array>
-#include <cmath>
 #include <limits>
-#include <utility>
 
-#include "air.hpp"
 #include "delivery.hpp"
+#include "link_profiles.hpp"
+#include "population.hpp"
+#include "run_state.hpp"
 
 namespace rxe {
 namespace {
 
-// Why a run ended, as START_INFO3 tells it.
-enum stop_cause_e : std::uint16_t {
-    RUNNING = 0,
-    CAUSE_HOST = 1,
-    CAUSE_LOOPS = 2,
-    CAUSE_DURATION = 4,
-    CAUSE_TAG_COUNT = 8,
-    CAUSE_GPI = 16,
-    CAUSE_NO_OLIOS = 64,
-    CAUSE_MISCONFIGURED = 1024,
-};
-
-constexpr std::int64_t MILLISECOND = 1000;  // in microseconds, as all times here
-constexpr std::int64_t SECOND = 1000000;
-constexpr std::int64_t EMPTY_ROUND = 5000;       // a query and its slots without an answer
-constexpr std::int64_t ACCESS_TIME = 3000;       // a request for a handle and one access
-constexpr std::int64_t MAX_ON_CHANNEL = 400000;  // 47 CFR 15.247: 0.4 s on a channel
+constexpr std::int64_t POWER_UP = 1500;  // a tag is ready this long after its field rises
 constexpr std::int64_t TRIGGER_POLL = 10000;
 
-struct run_s {
-    engine_s* engine = nullptr;
-    plan_s plan;
-    std::vector<std::vector<heard_tag_s>> heard;  // by position in plan.olios
-    std::int64_t begin = 0;
-    std::int64_t lastUnique = 0;  // when a tag was read for the first time
-    std::int64_t channelSince = 0;
-    planned_channel_s channel;  // on air
-    std::uint32_t reads = 0;    // reported
-    std::uint32_t rounds = 0;
-    std::uint32_t loops = 0;      // passes through the olios
-    std::uint32_t passReads = 0;  // in this pass, reported or not
-    std::uint32_t passUniques = 0;
-    stop_cause_e cause = RUNNING;
-};
+// How long a channel may be used: 0.4 s by 47 CFR 15.247 above 900 MHz, 4 s by
+// ETSI EN 302 208 below.
+constexpr std::uint32_t BAND_EDGE = 900000;  // kHz
+constexpr std::int64_t MAX_ON_HIGH_BAND = 400000, MAX_ON_LOW_BAND = 4000000;
+
+// Whether the level of a port has been as wanted for `hold` ms, counted from
+// `watched` at the earliest.
+bool levelHolds(const engine_s& engine, std::size_t port, bool high, std::uint16_t hold,
+                std::int64_t watched) {
+    const gpi_s& gpi = engine.radio.world.gpis[port];
+    return gpi.high == high && engine.radio.now - std::max(gpi.since, watched) >= hold * MILLISECOND;
+}
 
 // One GPI rule: the mask of a stop or start record with the hold times by port.
-// Levels are those of the scenario, steady since before the watch began.
 bool gpiFires(const engine_s& engine, std::uint8_t mask, const std::array<std::uint16_t, 4>& hold,
               std::int64_t watched) {
     for (std::size_t i = 0; i < hold.size(); ++i) {
         const bool takesPart = ((mask >> (i + 4)) & 1) != 0;
         const bool wantsHigh = ((mask >> i) & 1) != 0;
-        if (takesPart && engine.scenario.gpiHigh[i] == wantsHigh && watched >= hold[i] * MILLISECOND) {
+        if (takesPart && levelHolds(engine, i, wantsHigh, hold[i], watched)) {
             return true;
         }
     }
@@ -87,14 +67,7 @@ stop_cause_e causeToStop(const run_s& run) {
     if (noMoreUniques(run)) {
         return CAUSE_TAG_COUNT;
     }
-    return gpiFires(*run.engine, stop.gpiBitMask, holdTimes(stop), elapsed) ? CAUSE_GPI : RUNNING;
-}
-
-bool mustStop(run_s* run) {
-    if (run->cause == RUNNING) {
-        run->cause = causeToStop(*run);
-    }
-    return run->cause != RUNNING;
+    return gpiFires(*run.engine, stop.gpiBitMask, holdTimes(stop), run.begin) ? CAUSE_GPI : RUNNING;
 }
 
 // Microseconds that an olio may dwell, or no limit.
@@ -105,8 +78,8 @@ std::int64_t dwellLimit(const OLIO_s& olio) {
 }
 
 // Asked after each round, so every olio does at least one.
-bool olioIsDone(const engine_s& engine, const OLIO_s& olio, std::uint32_t rounds, std::int64_t dwelled) {
-    if (dwelled >= dwellLimit(olio)) {
+bool olioIsDone(const run_s& run, const OLIO_s& olio, std::uint32_t rounds) {
+    if (run.engine->radio.now >= run.olioEnd) {
         return true;
     }
     if (olio.stopType == RXE_STOP_INVENTORY_ROUNDS) {
@@ -118,12 +91,12 @@ bool olioIsDone(const engine_s& engine, const OLIO_s& olio, std::uint32_t rounds
     if (olio.stopType > RXE_STOP_ROUNDS_AND_DWELL) {
         return rounds >= olio.stopType - std::uint32_t{RXE_STOP_ROUNDS_AND_DWELL};
     }
-    const std::size_t port = (olio.stopType - 1U) / 2U;
-    const bool wantsHigh = olio.stopType % 2 != 0;
-    return engine.scenario.gpiHigh[port - 1] == wantsHigh && dwelled >= olio.stopValue * MILLISECOND;
+    const std::size_t port = (olio.stopType - 1U) / 2U - 1;
+    return levelHolds(*run.engine, port, olio.stopType % 2 != 0, olio.stopValue, run.olioBegin);
 }
 
 void sendAntennaInfo(run_s* run, std::uint16_t olioId, const OLIO_s& olio) {
+    run->engine->radio.onAir = olio.transmitPower;
     byte_writer_s writer = payloadWriter(run->engine);
     put(&writer, olioId, 2);
     put(&writer, olio.transmitAntenna, 2);
@@ -132,140 +105,26 @@ void sendAntennaInfo(run_s* run, std::uint16_t olioId, const OLIO_s& olio) {
     deliver(run->engine, TYPE_ANTENNA_INFO, writer.size);
 }
 
-void hop(run_s* run, std::uint16_t olioId, std::uint16_t antenna) {
-    const auto count = static_cast<std::uint32_t>(run->plan.channels.size());
-    run->channel = run->plan.channels[randomBelow(&run->engine->radio.random, count)];
-    run->channelSince = run->engine->radio.now;
-    byte_writer_s writer = payloadWriter(run->engine);
-    put(&writer, olioId, 2);
-    put(&writer, antenna, 2);
-    put(&writer, run->channel.frequency, 4);
-    deliver(run->engine, TYPE_CW_ON, writer.size);
-}
-
-void sendRoundPacket(run_s* run, std::uint16_t rawType, std::uint16_t olioId) {
-    byte_writer_s writer = payloadWriter(run->engine);
-    put(&writer, olioId, 2);
-    put(&writer, run->rounds, 4);
-    deliver(run->engine, rawType, writer.size);
-}
-
-struct tag_packet_s {
-    std::uint16_t rawType;
-    std::uint32_t fields;  // 0: those that the host has asked for
-};
-
-constexpr std::array tagPackets{
-    tag_packet_s{TYPE_TAG_CUSTOM, 0},
-    tag_packet_s{TYPE_TAG_SHORT, RXE_FIELD_EPC},
-    tag_packet_s{TYPE_TAG_LONG, RXE_FIELD_EPC | RXE_FIELD_PC | RXE_FIELD_CRC | RXE_FIELD_ANTENNA_ID |
-                                    RXE_FIELD_RSSI | RXE_FIELD_CHANNEL_ID | RXE_FIELD_TAG_COUNT},
-    tag_packet_s{TYPE_TAG_COMPLETE, ALL_FIELDS},
-};
-
-void sendTag(run_s* run, const tag_read_s& read) {
-    for (const tag_packet_s& packet : tagPackets) {
-        if (wanted(*run->engine, packet.rawType)) {
-            const std::uint32_t fields = packet.fields == 0 ? run->plan.fields : packet.fields;
-            deliver(run->engine, packet.rawType, encodeTag(read, fields, payloadRoom(run->engine)));
-        }
-    }
-    ++run->reads;
-}
-
-// The accesses of the olio in id order; the first one that fails ends them, as
-// the tag has then left the open state.
-void doAccesses(run_s* run, const OLIO_s& olio, const tag_s& tag) {
-    for (const planned_access_s& planned : run->plan.accesses) {
-        if (((olio.accessBitMask >> (planned.id - 1)) & 1) == 0) {
-            continue;
-        }
-        advance(run->engine, ACCESS_TIME);
-        const access_answer_s answer = answerAccess(tag, planned.access);
-        deliver(run->engine, TYPE_ACCESS_INFO,
-                encodeAccess(planned.id, answer.result, answer.data, payloadRoom(run->engine)));
-        if (answer.result != RXE_ACCESS_RESULT_OK) {
-            return;
-        }
-    }
-}
-
-void readTag(run_s* run, const planned_olio_s& planned, const heard_tag_s& heard) {
-    radio_s& radio = run->engine->radio;
-    const tag_s& tag = radio.tags[heard.tag];
-    ++run->passReads;
-    if (noteSeen(heard.tag, &radio.reported)) {
-        ++run->passUniques;
-        run->lastUnique = radio.now;
-    }
-    if (!passesIdFilters(run->plan.idFilters, tag) ||
-        !passesLastReport(run->plan.lastReport, heard.tag, planned.id, radio.now, &radio.reported)) {
-        return;
-    }
-    // A dB of noise either way, as a receiver's own.
-    const int noisy = heard.rssi + static_cast<int>(randomBelow(&radio.random, 3)) - 1;
-    const auto rssi = static_cast<std::int8_t>(std::clamp(noisy, -128, 127));
-    const auto seen = static_cast<std::uint64_t>(radio.now);
-    sendTag(run, {.epc = tag.epc.data(),
-                  .epcBits = tag.epcBits,
-                  .firstSeen = seen,
-                  .lastSeen = seen,
-                  .roSpec = planned.id,
-                  .specIndex = 1,
-                  .invParam = planned.olio.inventoryIndex,
-                  .antenna = planned.olio.transmitAntenna,
-                  .channel = run->channel.number,
-                  .rssiLin = std::pow(10.0F, static_cast<float>(rssi) / 10.0F),
-                  .phase = backscatterPhase(heard.metres, run->channel.frequency),
-                  .pc = tag.pc,
-                  .crc = tag.crc,
-                  .azimuth = heard.azimuth,
-                  .elevation = heard.elevation,
-                  .locationX = heard.x,
-                  .locationY = heard.y,
-                  .rssi = rssi,
-                  .azimuthConf = 100,
-                  .elevationConf = 100,
-                  .locConf = 100});
-    doAccesses(run, planned.olio, tag);
-}
-
-void doRound(run_s* run, const planned_olio_s& planned, std::vector<heard_tag_s>* heard,
-             std::int64_t olioEnd) {
-    radio_s& radio = run->engine->radio;
-    const auto readTime =
-        static_cast<std::int64_t>(std::lround(SECOND / run->engine->scenario.tagsPerSecond));
-    ++run->rounds;
-    sendRoundPacket(run, TYPE_INV_BEGIN, planned.id);
-    if (heard->empty()) {
-        advance(run->engine, EMPTY_ROUND);
-    }
-    for (std::size_t left = heard->size(); left > 0; --left) {
-        advance(run->engine, readTime);
-        if (mustStop(run) || radio.now > olioEnd) {
-            break;
-        }
-        std::swap((*heard)[left - 1], (*heard)[randomBelow(&radio.random, static_cast<std::uint32_t>(left))]);
-        readTag(run, planned, (*heard)[left - 1]);
-    }
-    sendRoundPacket(run, TYPE_INV_END, planned.id);
-}
-
 void doOlio(run_s* run, std::size_t position) {
-    const radio_s& radio = run->engine->radio;
+    radio_s& radio = run->engine->radio;
     const planned_olio_s& planned = run->plan.olios[position];
-    const std::int64_t begin = radio.now;
+    active_olio_s& olio = run->olios[position];
     const std::int64_t limit = dwellLimit(planned.olio);
-    const std::int64_t end = limit > std::numeric_limits<std::int64_t>::max() - begin ? limit : begin + limit;
+    run->olioBegin = radio.now;
+    run->olioEnd = limit > FOR_EVER - radio.now ? FOR_EVER : radio.now + limit;
+    olio.field.since = radio.now;
     sendAntennaInfo(run, planned.id, planned.olio);
     std::uint32_t rounds = 0;
     do {
-        if (rounds == 0 || run->plan.hopPerRound || radio.now - run->channelSince >= MAX_ON_CHANNEL) {
-            hop(run, planned.id, planned.olio.transmitAntenna);
+        if (rounds == 0 || run->plan.hopPerRound || channelIsUsedUp(*run)) {
+            hop(run, position);
         }
-        doRound(run, planned, &run->heard[position], end);
+        doRound(run, position);
         ++rounds;
-    } while (!mustStop(run) && !olioIsDone(*run->engine, planned.olio, rounds, radio.now - begin));
+    } while (!mustStop(run) && !olioIsDone(*run, planned.olio, rounds));
+    darken(radio.now, &radio.world, &olio.field);
+    olio.field.lit.clear();
+    radio.onAir = NOT_ON_AIR;
 }
 
 // The radio rests between two passes when the last one brought nothing: type 1
@@ -274,15 +133,32 @@ void restBetweenPasses(run_s* run) {
     const bool rests = (run->plan.txDelayType == 1 && run->passReads == 0) ||
                        (run->plan.txDelayType == 2 && run->passUniques == 0);
     if (rests) {
+        run->engine->radio.onAir = NOT_ON_AIR;
         advance(run->engine, run->plan.txDelayMs * MILLISECOND);
     }
 }
 
+active_olio_s activate(const world_s& world, const planned_olio_s& planned, std::uint8_t dynamicRange) {
+    active_olio_s olio;
+    carrier_s& carrier = olio.field.carrier;
+    carrier.antenna = planned.olio.transmitAntenna;
+    carrier.beam = planned.beam;
+    carrier.direction = planned.beam ? beamOf(planned.olio.transmitAntenna) : beam_s{};
+    carrier.power = planned.olio.transmitPower / 10.0;
+    carrier.cableLoss = planned.cableLoss / 10.0;
+    olio.field.changes = world.changes - 1;
+    // A receiver made for strong neighbours hears weak tags less well.
+    olio.sensitivity = receiverSensitivity(planned.link) + (dynamicRange - 1) * 3.0;
+    olio.wantsB = planned.inventory.target == 1;
+    return olio;
+}
+
 void takePlan(run_s* run) {
-    run->plan = gatherPlan(&run->engine->params);
-    run->heard.clear();
+    const world_s& world = run->engine->radio.world;
+    run->plan = gatherPlan(world, &run->engine->params);
+    run->olios.clear();
     for (const planned_olio_s& planned : run->plan.olios) {
-        run->heard.push_back(heardTags(run->engine->radio.tags, planned, run->plan.rssiThreshold));
+        run->olios.push_back(activate(world, planned, run->plan.dynamicRange));
     }
 }
 
@@ -311,10 +187,23 @@ void doPasses(run_s* run) {
     }
 }
 
+// How many writes the library has answered from its shadow since RXE_connect
+// and how many it has passed on: a record of the log that is no packet.
+void logShadow(engine_s* engine) {
+    byte_writer_s writer = payloadWriter(engine);
+    put(&writer, engine->shadowAnswered.load(std::memory_order_relaxed), 4);
+    put(&writer, engine->shadowWritten.load(std::memory_order_relaxed), 4);
+    auto* const record = reinterpret_cast<RXE_packet_s*>(engine->radio.packet.data());
+    record->type = TYPE_SHADOW_COUNTS;
+    record->length = static_cast<std::uint16_t>(writer.size);
+    logPacket(engine->radio.now, *record, &engine->log);
+}
+
 // `last`: no restart follows, so that the start is over for the host before
 // the packet that tells it so.
 void sendEnd(run_s* run, bool last) {
     engine_s* const engine = run->engine;
+    engine->radio.onAir = NOT_ON_AIR;
     const START_INFO_s info{.duration = static_cast<std::uint64_t>(engine->radio.now - run->begin),
                             .tagReads = run->reads,
                             .rounds = static_cast<std::uint16_t>(std::min(run->rounds, 0xFFFFU)),
@@ -327,6 +216,7 @@ void sendEnd(run_s* run, bool last) {
     put(&writer, 0x0809, 2);
     put(&writer, run->cause, 2);
     deliver(engine, TYPE_END_OF_RUN, writer.size);
+    logShadow(engine);
     flushLog(&engine->log);
 }
 
@@ -337,21 +227,51 @@ bool triggerFires(const run_s& run, std::int64_t watched) {
 // False when the host has stopped the wait. After a run the trigger has to be
 // released before it can fire again.
 bool waitForTrigger(const run_s& run, bool again) {
-    constexpr std::int64_t longEnough = std::numeric_limits<std::int64_t>::max();
-    while (!stopRequested(*run.engine) &&
-           (again ? triggerFires(run, longEnough) : !triggerFires(run, longEnough))) {
+    const GPIO_START2_s& start = run.plan.start;
+    const auto levelIsThere = [&] { return gpiFires(*run.engine, start.gpiBitMask, {}, 0); };
+    while (!stopRequested(*run.engine) && again && levelIsThere()) {
         park(run.engine);
     }
     const std::int64_t since = run.engine->radio.now;
-    while (!stopRequested(*run.engine) && !triggerFires(run, run.engine->radio.now - since)) {
-        advance(run.engine, TRIGGER_POLL);
+    while (!stopRequested(*run.engine) && !triggerFires(run, since)) {
+        levelIsThere() ? advance(run.engine, TRIGGER_POLL) : park(run.engine);
     }
     return !stopRequested(*run.engine);
 }
 
 }  // namespace
 
-void runInventory(engine_s* engine) {
+void hop(run_s* run, std::size_t position) {
+    radio_s& radio = run->engine->radio;
+    const planned_olio_s& planned = run->plan.olios[position];
+    if (planned.inventory.session == 0) {  // whose flags are all A again
+        run->olios[position].wantsB = planned.inventory.target == 1;
+    }
+    const auto count = static_cast<std::uint32_t>(run->plan.channels.size());
+    run->channel = run->plan.channels[randomBelow(&radio.random, count)];
+    byte_writer_s writer = payloadWriter(run->engine);
+    put(&writer, planned.id, 2);
+    put(&writer, planned.olio.transmitAntenna, 2);
+    put(&writer, run->channel.frequency, 4);
+    deliver(run->engine, TYPE_CW_ON, writer.size);
+    run->carrierSince = radio.now;
+    radio.onAir = planned.olio.transmitPower;
+    advance(run->engine, POWER_UP);
+}
+
+bool mustStop(run_s* run) {
+    if (run->cause == RUNNING) {
+        run->cause = causeToStop(*run);
+    }
+    return run->cause != RUNNING;
+}
+
+bool channelIsUsedUp(const run_s& run) {
+    const std::int64_t most = run.channel.frequency < BAND_EDGE ? MAX_ON_LOW_BAND : MAX_ON_HIGH_BAND;
+    return run.engine->radio.now - run.carrierSince >= most;
+}
+
+void runInventory(engine_s* engine, run_totals_s* totals) {
     for (bool again = false, last = false; !last; again = true) {
         run_s run;
         run.engine = engine;
@@ -367,6 +287,9 @@ void runInventory(engine_s* engine) {
         // After an error of the host's making a new try would end the same way.
         const bool byRule = run.cause != CAUSE_HOST && run.cause < CAUSE_NO_OLIOS;
         last = !(byRule && triggered && run.plan.autorestart != 0);
+        if (totals != nullptr) {
+            *totals = {engine->radio.now - run.begin, run.reads, run.rounds};
+        }
         sendEnd(&run, last);
     }
 }
@@ -382,17 +305,11 @@ void runFakeTags(engine_s* engine, std::uint16_t rate) {
     const sgtin_s madeUp{.companyPrefix = "9999999", .itemReference = "999999", .filter = 0};
     for (std::uint64_t serial = 0; !stopRequested(*engine); ++serial) {
         tag_s tag;
-        const auto epc = sgtin96(madeUp, serial);
-        std::copy(epc.begin(), epc.end(), tag.epc.begin());
-        finishTag(&tag);
-        sendTag(&run, {.epc = tag.epc.data(),
-                       .epcBits = tag.epcBits,
-                       .antenna = 1,
-                       .pc = tag.pc,
-                       .crc = tag.crc,
-                       .rssi = -50});
+        setEpc(sgtin96(madeUp, serial), &tag);
+        reportFake(&run, tag);
         // From the start of the run, so that the rate holds though a microsecond does not divide evenly.
-        const auto next = run.begin + static_cast<std::int64_t>((serial + 1) * SECOND / rate);
+        const auto next =
+            run.begin + static_cast<std::int64_t>((serial + 1) * static_cast<std::uint64_t>(SECOND) / rate);
         advance(engine, next - engine->radio.now);
     }
     run.cause = CAUSE_HOST;

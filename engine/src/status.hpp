@@ -26,6 +26,7 @@ enum status_e : int {
     STATUS_IN_CALLBACK = 16,
     STATUS_TIMEOUT = 17,
     STATUS_NO_THREAD = 18,
+    STATUS_NOT_SUPPORTED = 19,
 };
 
 constexpr RXE_API_STATUS toApi(status_e status) {

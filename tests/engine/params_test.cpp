@@ -211,10 +211,10 @@ TEST_F(Radio, ScenarioMistakesNameTheirKey) {
         {R"({"tags": {"companyPrefix": "061414"}})", "\"tags.itemReference\""},
         {R"({"tags": {"epcPrefix": "ABC"}})", "\"tags.epcPrefix\""},
         {R"({"tags": {"epcPrefix": "ABCD", "epcBits": 24}})", "\"tags.epcBits\""},
-        {R"({"tags": {"epcPrefix": "ABCD", "epcBits": 16}})", "\"tags.epcPrefix\""},
+        {R"({"tags": {"epcPrefix": "ABCD", "epcBits": 16}})", "\"tags.firstSerial\""},
         {R"({"temperatures": {"pa": "hot"}})", "\"temperatures.pa\""},
-        {R"({"antennas": [0]})", "\"antennas\""},
-        {R"({"gpi": ["low", "up"]})", "\"gpi\""},
+        {R"({"antennas": [0]})", "\"antennas[0]\""},
+        {R"({"gpi": ["low", "up"]})", "\"gpi[1]\""},
     };
     for (const auto& row : cases) {
         SCOPED_TRACE(row.scenario);

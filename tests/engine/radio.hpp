@@ -122,6 +122,7 @@ class Radio : public testing::Test {
     static void configure(const std::vector<OLIO_s>& olios) {
         INVENTORY_OP_s inventory = {};
         inventory.enable = inventory.protocol = 1;
+        inventory.target = 2;  // A and B in turn, so that every round reads every tag
         ASSERT_EQ(set(RXE_PARAM_INVENTORY + 1, inventory), RXE_OK);
         enable({START_INFO3, CMD_ONGOING, ANTENNA_INFO, CW_ON, INV_BEGIN, INV_END, ACCESS_INFO});
         for (std::size_t i = 0; i < olios.size(); ++i) {

@@ -66,28 +66,31 @@ TEST_F(Radio, OnlyTagPacketsAndTheEndComeWithAllPacketsOff) {
     EXPECT_EQ(packets.size(), 25U);
 }
 
-// The clock is the engine's own, so times are exact to one read of 2.5 ms.
+// Times are the engine's own clock; a round of ten tags takes some 45 ms, so a
+// rule that is looked at between rounds is late by that much.
 TEST_F(Radio, StopRules) {
+    constexpr unsigned ANY = 0;
     const struct {
         const char* legend;
         OLIO_s olio;
         PER_RADIO_STOP_s stop;
         unsigned cause, rounds;
-        std::uint64_t milliseconds;
+        double milliseconds, late;
     } cases[] = {
-        {"olio loops", olio(1, RXE_STOP_INVENTORY_ROUNDS, 3), stopRecord(0, 4, 0), 2, 12, 12 * 25},
-        {"loops of a dwell time", olio(1, RXE_STOP_DWELL_TIME, 100), stopRecord(0, 3, 0), 2, 12, 300},
-        {"rounds before the dwell time", olio(1, 0x82, 1000), stopRecord(0, 1, 0), 2, 2, 50},
-        {"dwell time before the rounds", olio(1, 0xFF, 60), stopRecord(0, 1, 0), 2, 3, 62},
-        {"GPI 1 is low", olio(1, 4, 200), stopRecord(0, 1, 0), 2, 8, 200},
-        {"GPI 2 is high", olio(1, 5, 200), stopRecord(0, 1, 0), 2, 8, 200},
-        {"GPI 1 is never high", olio(1, 3, 0), stopRecord(700, 0, 0), 4, 28, 700},
-        {"duration", olio(1, RXE_STOP_INVENTORY_ROUNDS, 1), stopRecord(1000, 0, 0), 4, 40, 1000},
-        {"tag count", olio(1, RXE_STOP_DWELL_TIME, 60000), stopRecord(0, 0, 25), 8, 3, 62},
-        {"no more unique tags", olio(1, RXE_STOP_DWELL_TIME, 60000), stopRecord(0, 0, 0xF002), 8, 81, 2025},
+        {"olio loops", olio(1, RXE_STOP_INVENTORY_ROUNDS, 3), stopRecord(0, 4, 0), 2, 12, 550, 100},
+        {"loops of a dwell time", olio(1, RXE_STOP_DWELL_TIME, 100), stopRecord(0, 3, 0), 2, ANY, 300, 15},
+        {"rounds before the dwell time", olio(1, 0x82, 1000), stopRecord(0, 1, 0), 2, 2, 90, 25},
+        {"dwell time before the rounds", olio(1, 0xFF, 60), stopRecord(0, 1, 0), 2, ANY, 60, 5},
+        {"GPI 1 is low", olio(1, 4, 200), stopRecord(0, 1, 0), 2, ANY, 225, 25},
+        {"GPI 2 is high", olio(1, 5, 200), stopRecord(0, 1, 0), 2, ANY, 225, 25},
+        {"GPI 1 is never high", olio(1, 3, 0), stopRecord(700, 0, 0), 4, ANY, 700, 5},
+        {"duration", olio(1, RXE_STOP_INVENTORY_ROUNDS, 1), stopRecord(1000, 0, 0), 4, ANY, 1000, 5},
+        {"tag count", olio(1, RXE_STOP_DWELL_TIME, 60000), stopRecord(0, 0, 25), 8, 3, 115, 15},
+        {"no more unique tags", olio(1, RXE_STOP_DWELL_TIME, 60000), stopRecord(0, 0, 0xF002), 8, ANY, 2045,
+         15},
         {"radio-wide GPI, low on port 1", olio(1, RXE_STOP_DWELL_TIME, 60000), stopRecord(0, 0, 0, 0x10, 50),
-         16, 2, 50},
-        {"radio-wide GPI on the other level", olio(1, 1, 1), stopRecord(300, 0, 0, 0x11, 50), 4, 12, 300},
+         16, ANY, 50, 5},
+        {"radio-wide GPI on the other level", olio(1, 1, 1), stopRecord(300, 0, 0, 0x11, 50), 4, ANY, 300, 5},
     };
     ASSERT_EQ(connect(R"({"clock": "fast", "tags": {"count": 10}, "gpi": ["low", "high"]})"), RXE_OK);
     for (const auto& row : cases) {
@@ -97,8 +100,10 @@ TEST_F(Radio, StopRules) {
         ASSERT_EQ(RXE_resetDb(), RXE_OK);
         const START_INFO_s info = run();
         EXPECT_EQ(info.stopCause, row.cause);
-        EXPECT_EQ(info.rounds, row.rounds);
-        EXPECT_NEAR(static_cast<double>(info.duration) / 1000, static_cast<double>(row.milliseconds), 3.0);
+        if (row.rounds != ANY) {
+            EXPECT_EQ(info.rounds, row.rounds);
+        }
+        EXPECT_NEAR(static_cast<double>(info.duration) / 1000, row.milliseconds, row.late);
         EXPECT_EQ(info.tagReads, count(TAG_CUSTOM));
     }
 }
@@ -139,7 +144,7 @@ TEST_F(Radio, TagPacketsHaveTheFieldsAskedFor) {
         EXPECT_EQ(info.pc, mask & RXE_FIELD_PC ? 7 << 11 : 0);
         EXPECT_EQ(info.rssi < 0, (mask & RXE_FIELD_RSSI) != 0);
         EXPECT_EQ(info.tagCount, mask & RXE_FIELD_TAG_COUNT ? 1 : 0);
-        EXPECT_EQ(info.azimuthConf, mask & RXE_FIELD_BEARING ? 100 : 0);
+        EXPECT_EQ(info.azimuthConf, 0) << "a port has no bearing";
     }
 }
 
@@ -158,14 +163,16 @@ TEST_F(Radio, OneSeedOneSeriesOfPackets) {
 }
 
 TEST_F(Radio, RealClockKeepsThePaceAndTellsThatItIsAlive) {
-    ASSERT_EQ(connect(R"({"tagsPerSecond": 400})"), RXE_OK);
-    configure({olio(1, 2, 60000)});
+    ASSERT_EQ(connect("{}"), RXE_OK);
+    OLIO_s fast = olio(1, 2, 60000);
+    fast.linkProfileIndex = 1519;
+    configure({fast});
     ASSERT_EQ(set(RXE_PARAM_RADIO_STOP, stopRecord(1500, 0, 0)), RXE_OK);
     const auto begin = std::chrono::steady_clock::now();
     const START_INFO_s info = run();
     const std::chrono::duration<double> real = std::chrono::steady_clock::now() - begin;
     EXPECT_NEAR(real.count(), 1.5, 0.4);
-    EXPECT_NEAR(info.tagReads, 600, 100);
+    EXPECT_NEAR(info.tagReads, 1.5 * 1250, 1.5 * 1250 * 0.1);
     EXPECT_GE(count(CMD_ONGOING), 6U);
 }
 
@@ -175,7 +182,7 @@ TEST_F(Radio, LastReportFilter) {
         REPORT_FILTER_LAST_REPORT_s filter;
         std::size_t reports;
     } cases[] = {
-        // Four loops of two olios with 25 ms each over ten tags.
+        // Four loops of two olios over ten tags.
         {"off", {0, 0, {}, 1}, 80},
         {"radio wide, for ever", {1, 0, {}, 0xFFFFFFFF}, 10},
         {"per olio, for ever", {1, 1, {}, 0xFFFFFFFF}, 20},
@@ -240,6 +247,7 @@ TEST_F(Radio, PowerCablesAndConnectionsDecideWhoIsHeard) {
     const auto heard = [](std::uint16_t antenna, std::int16_t power) {
         OLIO_s record = olio(antenna, 1, 1);
         record.transmitPower = power;
+        record.linkProfileIndex = 1519;  // fast enough for one round on one channel
         configure({record});
         return run().tagReads;
     };

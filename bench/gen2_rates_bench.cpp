@@ -1,0 +1,184 @@
+// SPDX-License-Identifier: MIT
+// The radio model beside figures published for Gen2: frame and slot times,
+// rounds of a fixed frame, the share of single slots, and tags a second for
+// link settings from slow to fast. Prints both with their difference; the exit
+// status says whether all are within their tolerances.
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <memory>
+#include <vector>
+
+#include "engine.hpp"
+#include "link_profiles.hpp"
+#include "population.hpp"
+#include "run.hpp"
+#include "slots.hpp"
+#include "timing.hpp"
+
+namespace {
+
+bool allWithin = true;
+
+void compare(const char* what, double measured, double expected, double tolerance) {
+    const double off = measured / expected - 1;
+    const bool within = std::abs(off) <= tolerance;
+    allWithin = allWithin && within;
+    std::printf("  %-34s %10.3f %10.3f %+7.2f %%  %s\n", what, measured, expected, off * 100,
+                within ? "" : "OUTSIDE");
+}
+
+// A. Larionov's frame times: Tari 6.25, RTcal 15.625, TRcal 17.875 us, DR 64/3, FM0.
+void frameTimes() {
+    std::printf("frame times, us                         measured  published\n");
+    const rxe::link_s link{.tari = 6.25, .rtcal = 15.625, .trcal = 17.875, .divideRatio = 64.0 / 3};
+    compare("QueryRep of four zeros", commandTime(link, {4, 0}), 59.375, 1e-4);
+    compare("T4", t4(link), 31.25, 1e-4);
+    compare("RN16", replyTime(link, rxe::RN16_BITS), 19.271, 1e-4);
+    compare("EPC reply", replyTime(link, rxe::EPC96_BITS), 113.115, 1e-4);
+    compare("handle", replyTime(link, rxe::HANDLE_BITS), 32.678, 1e-4);
+}
+
+// His Monte Carlo rounds: Q 4, Miller 2 at 426.7 kHz, T3 as long as T1, and a
+// Query of 24 bits with 12 ones.
+rxe::link_s vehicleLink() {
+    rxe::link_s link{.tari = 12.5, .rtcal = 37.5, .trcal = 50, .divideRatio = 64.0 / 3, .miller = 2};
+    link.t3 = t1(link);
+    return link;
+}
+
+// Milliseconds of a round of 16 slots with `tags` of which each draws a slot;
+// `single` is the mean time of a slot with one.
+double roundTime(const rxe::link_s& link, int tags, double single) {
+    constexpr double slots = 16;
+    const double none = std::pow(1 - 1 / slots, tags);
+    const double one = tags * std::pow(1 - 1 / slots, tags - 1) / slots;
+    const double mean = none * emptySlot(link) + one * single + (1 - none - one) * collidedSlot(link);
+    return (queryTime(link, {24, 12}) + (slots - 1) * commandTime(link, {4, 1}) + slots * mean) / 1000;
+}
+
+void roundTimes() {
+    std::printf("slots and rounds of 16 slots, ms        measured  published\n");
+    const rxe::link_s link = vehicleLink();
+    compare("empty slot", emptySlot(link) / 1000, 0.075, 0.02);
+    compare("collided slot", collidedSlot(link) / 1000, 0.191, 0.02);
+    const struct {
+        double ber, epc, withTid, two, twoTid, twenty, twentyTid;
+    } rows[] = {{0.001, 1.289, 3.572, 5.922, 10.188, 11.366, 24.780},
+                {0.02, 1.000, 1.10, 5.381, 5.553, 9.745, 10.363}};
+    for (const auto& row : rows) {
+        std::printf(" bit error rate %g\n", row.ber);
+        const double epc = meanSingleSlot(link, row.ber);
+        const double withTid = meanSingleSlotWithRead(link, row.ber, 4);
+        compare("single slot", epc / 1000, row.epc, 0.02);
+        compare("single slot with four words of TID", withTid / 1000, row.withTid, 0.02);
+        compare("round, no tag", roundTime(link, 0, epc), 3.638, 0.02);
+        compare("round, 2 tags", roundTime(link, 2, epc), row.two, 0.02);
+        compare("round, 2 tags, TID", roundTime(link, 2, withTid), row.twoTid, 0.02);
+        compare("round, 20 tags", roundTime(link, 20, epc), row.twenty, 0.02);
+        compare("round, 20 tags, TID", roundTime(link, 20, withTid), row.twentyTid, 0.02);
+    }
+}
+
+// As many tags as slots: 1/e of the slots hold one.
+void singleSlots() {
+    std::printf("share of single slots, frame full       measured  published\n");
+    rxe::random_s random{.state = 7};
+    constexpr std::uint32_t slots = 1024;
+    int frames = 2000, singles = 0;
+    for (int i = 0; i < frames; ++i) {
+        rxe::frame_s frame{.slots = slots, .waiting = slots};
+        while (frame.next < frame.slots) {
+            singles += drawSlot(&frame, &random) == 1 ? 1 : 0;
+        }
+    }
+    compare("1,024 tags in 1,024 slots", singles / static_cast<double>(frames) / slots, 0.368, 0.01);
+}
+
+int nothing(RXE_packet_s*) {
+    return 0;
+}
+
+// Tags a second that a whole run brings: `count` tags that are all alike, so
+// that none drowns another, asked in turn for both flags of session 2.
+double tagsPerSecond(std::uint16_t profile, unsigned count, std::uint8_t initialQ) {
+    const auto engine = std::make_unique<rxe::engine_s>();
+    engine->scenario.fastClock = true;
+    engine->callback = nothing;
+    resetParams(engine->scenario, &engine->params);
+    rxe::radio_s& radio = engine->radio;
+    radio.random.state = count * 977 + profile;
+    radio.nextEvent = rxe::FOR_EVER;
+    radio.world.air.fadeDb = 0;
+    radio.world.antennas[1].place = {0, 0, 1};
+    for (unsigned i = 0; i < count; ++i) {
+        rxe::tag_s tag;
+        rxe::setEpc(rxe::sgtin96({}, 1 + i), &tag);
+        tag.place = {0, 1, 1};
+        rxe::addTag(tag, 0, &radio.world);
+    }
+    const auto set = [&](unsigned id, const auto& record) {
+        return setParam(&engine->params, static_cast<std::uint16_t>(id), &record) == RXE_OK;
+    };
+    INVENTORY_OP_s inventory = {};
+    inventory.enable = inventory.protocol = 1;
+    inventory.session = inventory.target = 2;
+    inventory.initialQ = initialQ;
+    OLIO_s olio = {};
+    olio.enable = olio.inventoryIndex = 1;
+    olio.transmitAntenna = olio.receiveAntenna = 1;
+    olio.stopType = RXE_STOP_DWELL_TIME;
+    olio.stopValue = 60000;
+    olio.transmitPower = 300;
+    olio.linkProfileIndex = profile;
+    PER_RADIO_STOP_s stop = {};
+    stop.duration = 60000;
+    if (!set(RXE_PARAM_INVENTORY + 1, inventory) || !set(RXE_PARAM_OLIO + 1, olio) ||
+        !set(RXE_PARAM_RADIO_STOP, stop) || !set(RXE_PARAM_CUSTOM_FIELDS, std::uint32_t{RXE_FIELD_EPC})) {
+        return 0;
+    }
+    engine->activity = rxe::activity_e::INVENTORY;
+    rxe::run_totals_s totals;
+    runInventory(engine.get(), &totals);
+    return totals.reads / (static_cast<double>(totals.duration) * 1e-6);
+}
+
+void rates() {
+    // The figure for 1,000 tags is that for 500: a full frame's rate does not depend on the number.
+    constexpr unsigned counts[] = {1, 1, 5, 10, 50, 100, 500, 1000};
+    const struct {
+        std::uint16_t profile;
+        const char* legend;
+        double expected[8];
+    } rows[] = {
+        {1519, "FM0 640 kHz, Tari 6.25", {1372, 841, 1247, 1284, 1248, 1248, 1252, 1252}},
+        {1520, "Miller 2 640 kHz, Tari 6.25", {999, 685, 920, 931, 895, 894, 895, 895}},
+        {1008, "Miller 4 640 kHz, Tari 7.14", {635, 478, 591, 591, 565, 563, 563, 563}},
+        {508, "Miller 4 274 kHz, Tari 20", {244, 177, 228, 229, 220, 220, 220, 220}},
+        {207, "Miller 8 170.6 kHz, Tari 20", {105, 90, 99, 98, 93, 92, 92, 92}},
+        {114, "FM0 40 kHz, Tari 25", {144, 103, 130, 131, 124, 124, 124, 124}},
+    };
+    for (const auto& row : rows) {
+        std::printf("tags/s, profile %u, %-23s measured  published\n", row.profile, row.legend);
+        for (std::size_t i = 0; i < std::size(counts); ++i) {
+            char what[40];
+            std::snprintf(what, sizeof what, "%u tags, Q from %d", counts[i], i == 0 ? 0 : 4);
+            compare(what, tagsPerSecond(row.profile, counts[i], i == 0 ? 0 : 4), row.expected[i],
+                    counts[i] >= 50 ? 0.05 : 0.10);
+        }
+        char what[40];
+        std::snprintf(what, sizeof what, "500 tags, Q from 0");
+        compare(what, tagsPerSecond(row.profile, 500, 0), row.expected[6], 0.05);
+    }
+}
+
+}  // namespace
+
+int main() {
+    frameTimes();
+    roundTimes();
+    singleSlots();
+    rates();
+    std::puts(allWithin ? "all within their tolerances" : "some are OUTSIDE their tolerances");
+    return allWithin ? 0 : 1;
+}

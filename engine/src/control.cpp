@@ -1,0 +1,168 @@
+// SPDX-License-Identifier: MIT
+#include "control.hpp"
+
+#include <sys/eventfd.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+#include <zmq.h>
+
+#include <cerrno>
+#include <cstring>
+#include <string_view>
+#include <system_error>
+
+#include "scenario.hpp"
+
+namespace rxe {
+namespace {
+
+constexpr std::string_view SCHEME = "ipc://";
+constexpr std::int64_t MAX_MESSAGE = 65536;  // bytes; a longer one ends its connection
+
+// ZeroMQ takes a socket's file over without asking who holds it, which would
+// cut off another engine; a plain connect tells. EAGAIN: somebody listens, and
+// its queue of callers is full.
+bool isInUse(const std::string& file) {
+    sockaddr_un address{};
+    if (file.size() >= sizeof address.sun_path) {
+        return false;
+    }
+    address.sun_family = AF_UNIX;
+    std::memcpy(address.sun_path, file.data(), file.size());
+    const int probe = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    if (probe < 0) {
+        return false;
+    }
+    const bool alive =
+        ::connect(probe, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 || errno == EAGAIN;
+    ::close(probe);
+    return alive;
+}
+
+// Reads all frames of a message; only one of a single frame counts.
+bool receiveOne(void* socket, std::string* text) {
+    int frames = 0;
+    for (int more = 1; more != 0; ++frames) {
+        zmq_msg_t message;
+        zmq_msg_init(&message);
+        if (zmq_msg_recv(&message, socket, ZMQ_DONTWAIT) < 0) {
+            zmq_msg_close(&message);
+            return false;
+        }
+        text->assign(static_cast<const char*>(zmq_msg_data(&message)), zmq_msg_size(&message));
+        more = zmq_msg_more(&message);
+        zmq_msg_close(&message);
+    }
+    if (frames != 1) {
+        text->clear();
+    }
+    return true;
+}
+
+void answer(control_s* control, const take_event_f& take) {
+    std::string text;
+    while (receiveOne(control->socket, &text)) {
+        event_s event;
+        const refusal_s refusal = readEvent(text, &event);
+        if (!refusal) {
+            take(std::move(event));
+        }
+        const std::string reply = refusal ? lineOf(refusal) : "ok";
+        zmq_send(control->socket, reply.data(), reply.size(), ZMQ_DONTWAIT);
+    }
+}
+
+void serve(control_s* control, const take_event_f& take) {
+    zmq_pollitem_t items[] = {{control->socket, 0, ZMQ_POLLIN, 0},
+                              {nullptr, control->stopDescriptor, ZMQ_POLLIN, 0}};
+    for (;;) {
+        if (zmq_poll(items, 2, -1) < 0 && zmq_errno() != EINTR) {
+            return;
+        }
+        if ((items[1].revents & ZMQ_POLLIN) != 0) {
+            return;
+        }
+        answer(control, take);
+    }
+}
+
+void release(control_s* control) {
+    if (control->socket != nullptr) {
+        zmq_close(control->socket);
+    }
+    if (control->context != nullptr) {
+        zmq_ctx_term(control->context);
+    }
+    if (control->stopDescriptor >= 0) {
+        ::close(control->stopDescriptor);
+    }
+    struct stat status {};
+    if (!control->file.empty() && ::stat(control->file.c_str(), &status) == 0 &&
+        status.st_dev == control->device && status.st_ino == control->inode) {
+        ::unlink(control->file.c_str());
+    }
+    *control = {};
+}
+
+bool bindSocket(const std::string& endpoint, control_s* control) {
+    const int linger = 0;
+    control->stopDescriptor = ::eventfd(0, EFD_CLOEXEC);
+    control->context = zmq_ctx_new();
+    control->socket = control->context == nullptr ? nullptr : zmq_socket(control->context, ZMQ_REP);
+    if (control->stopDescriptor < 0 || control->socket == nullptr) {
+        return false;
+    }
+    zmq_setsockopt(control->socket, ZMQ_LINGER, &linger, sizeof linger);
+    zmq_setsockopt(control->socket, ZMQ_MAXMSGSIZE, &MAX_MESSAGE, sizeof MAX_MESSAGE);
+    return zmq_bind(control->socket, endpoint.c_str()) == 0;
+}
+
+void keepFile(const std::string& file, control_s* control) {
+    struct stat status {};
+    if (::stat(file.c_str(), &status) == 0) {
+        control->file = file;
+        control->device = status.st_dev;
+        control->inode = status.st_ino;
+    }
+}
+
+}  // namespace
+
+void openControl(const std::string& endpoint, take_event_f take, control_s* control, std::string* error) {
+    if (endpoint == "none") {
+        return;
+    }
+    const std::string file = endpoint.substr(SCHEME.size());
+    const std::string without = "; there is no control socket";
+    if (isInUse(file)) {
+        *error = endpoint + ": another process listens there" + without;
+        return;
+    }
+    if (!bindSocket(endpoint, control)) {
+        *error = endpoint + ": " + zmq_strerror(zmq_errno()) + without;
+        release(control);
+        return;
+    }
+    keepFile(file, control);
+    try {
+        control->thread = std::thread(serve, control, std::move(take));
+    } catch (const std::system_error&) {
+        *error = endpoint + ": no thread for it" + without;
+        release(control);
+    }
+}
+
+void closeControl(control_s* control) {
+    if (!control->thread.joinable()) {
+        return;
+    }
+    const std::uint64_t one = 1;
+    if (::write(control->stopDescriptor, &one, sizeof one) == sizeof one) {
+        control->thread.join();
+        release(control);
+    }
+}
+
+}  // namespace rxe

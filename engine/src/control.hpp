@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: MIT
+// The control socket: ZeroMQ requests that change the world while it runs, one
+// event each, answered by "ok" or by the one line that says what is wrong. A
+// thread of its own, which posts events and touches nothing else of the engine.
+#ifndef ENGINE_CONTROL_HPP
+#define ENGINE_CONTROL_HPP
+
+#include <sys/types.h>
+
+#include <functional>
+#include <string>
+#include <thread>
+
+#include "world.hpp"
+
+namespace rxe {
+
+struct control_s {
+    std::thread thread;
+    int stopDescriptor = -1;  // an eventfd; a write to it ends the thread
+    void* context = nullptr;  // ZeroMQ's
+    void* socket = nullptr;
+    std::string file;  // of the socket, while it is ours
+    dev_t device = 0;
+    ino_t inode = 0;
+};
+
+// Takes an event that came in; called on the control thread.
+using take_event_f = std::function<void(event_s event)>;
+
+// Opens the socket at an "ipc://" endpoint and starts the thread; "none" does
+// nothing. A socket that another process listens on is left alone. What goes
+// wrong is told in `*error`, and then there is no control socket.
+void openControl(const std::string& endpoint, take_event_f take, control_s* control, std::string* error);
+// Ends the thread and removes the socket. Not for the control thread.
+void closeControl(control_s* control);
+
+}  // namespace rxe
+
+#endif

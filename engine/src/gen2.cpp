@@ -1,0 +1,242 @@
+// SPDX-License-Identifier: MIT
+#include "gen2.hpp"
+
+#include <algorithm>
+#include <array>
+
+#include "crc.hpp"
+
+namespace rxe {
+namespace {
+
+constexpr std::int64_t MILLISECOND = 1000;
+constexpr unsigned TARGET_SL = 4;
+constexpr std::size_t EPC_OFFSET = 4;    // bytes of CRC and PC in the EPC bank
+constexpr std::size_t XPC_WORD = 0x21;   // XPC_W1 at 210h
+constexpr std::uint16_t PC_XI = 0x0200;  // XPC_W1 is there and not zero
+constexpr std::uint16_t XPC1_XEB = 0x8000;
+
+std::uint16_t wordAt(const std::vector<std::uint8_t>& bank, std::size_t word) {
+    return 2 * word + 1 < bank.size() ? static_cast<std::uint16_t>(bank[2 * word] << 8 | bank[2 * word + 1])
+                                      : std::uint16_t{0};
+}
+
+std::uint32_t twoWordsAt(const tag_s& tag, std::size_t word) {
+    const auto& bank = tag.banks[BANK_RESERVED];
+    return static_cast<std::uint32_t>(wordAt(bank, word)) << 16 | wordAt(bank, word + 1);
+}
+
+bool bitAt(const std::uint8_t* bytes, std::size_t bit) {
+    return ((bytes[bit / 8] >> (7 - bit % 8)) & 1) != 0;
+}
+
+// The stored CRC follows whatever is written to PC and EPC.
+void refreshCrc(tag_s* tag) {
+    auto& bank = tag->banks[BANK_EPC];
+    if (bank.size() < EPC_OFFSET) {
+        return;
+    }
+    const std::size_t bytes = std::min<std::size_t>(bank.size() - 2, 2 + (bank[2] >> 3) * std::size_t{2});
+    const std::uint16_t crc = crc16(std::span(bank).subspan(2, bytes));
+    bank[0] = static_cast<std::uint8_t>(crc >> 8);
+    bank[1] = static_cast<std::uint8_t>(crc);
+}
+
+// What a Select action does to the flag of tags that match and that do not
+// (EPC Gen2 v2.0.1, table 6.29). For a session SET means A, for SL asserted.
+enum effect_e : std::uint8_t { KEEP, SET, CLEAR, FLIP };
+struct action_s {
+    effect_e matching;
+    effect_e other;
+};
+constexpr std::array<action_s, 8> actions{action_s{SET, CLEAR}, {SET, KEEP},   {KEEP, CLEAR}, {FLIP, KEEP},
+                                          action_s{CLEAR, SET}, {CLEAR, KEEP}, {KEEP, SET},   {KEEP, FLIP}};
+
+// The lock bit that guards a word, and whether it also guards reading.
+struct guard_s {
+    std::uint16_t lock;
+    bool reads;
+};
+guard_s guardOf(std::uint8_t bank, std::size_t word) {
+    switch (bank) {
+        case BANK_RESERVED:
+            return {word < 2 ? LOCK_KILL : LOCK_ACCESS, true};
+        case BANK_EPC:
+            return {LOCK_EPC, false};
+        case BANK_TID:
+            return {LOCK_TID, false};
+        default:
+            return {LOCK_USER, false};
+    }
+}
+
+// Locked: with the password only; locked for good: never.
+bool isClosed(const tag_s& tag, const guard_s& guard, bool secured) {
+    const bool locked = (tag.locks & guard.lock) != 0;
+    const bool forGood = (tag.locks & (guard.lock >> 1)) != 0;
+    return locked && (forGood || !secured);
+}
+
+}  // namespace
+
+void powerUp(std::int64_t now, tag_s* tag) {
+    if (now <= tag->poweredUntil) {
+        return;
+    }
+    tag->inventoried &= 0xE;  // S0 lives on power alone
+    if (now - tag->poweredUntil > tag->s2s3SlPersistence * MILLISECOND) {
+        tag->inventoried &= 0x3;
+        tag->sl = false;
+    }
+}
+
+bool inventoriedB(const tag_s& tag, unsigned session, std::int64_t now) {
+    return ((tag.inventoried >> session) & 1) != 0 && (session != 1 || now < tag.s1Until);
+}
+
+void setInventoried(unsigned session, bool b, std::int64_t now, tag_s* tag) {
+    const auto bit = static_cast<std::uint8_t>(1U << session);
+    tag->inventoried = static_cast<std::uint8_t>(b ? tag->inventoried | bit : tag->inventoried & ~bit);
+    if (session == 1 && b) {
+        tag->s1Until = now + tag->s1Persistence * MILLISECOND;
+    }
+}
+
+bool matchesMask(const tag_s& tag, std::uint8_t bank, std::size_t pointer, std::span<const std::uint8_t> mask,
+                 std::size_t bits) {
+    const auto& memory = tag.banks[bank & 3];
+    if (bank == BANK_RESERVED || pointer + bits > memory.size() * 8) {
+        return false;
+    }
+    for (std::size_t bit = 0; bit < bits; ++bit) {
+        if (bitAt(mask.data(), bit) != bitAt(memory.data(), pointer + bit)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+void obeySelect(const SELECT_OP_s& select, std::int64_t now, tag_s* tag) {
+    const bool matching = matchesMask(*tag, select.membank, select.pointer, select.mask, select.length);
+    const action_s& action = actions[select.action & 7];
+    const effect_e effect = matching ? action.matching : action.other;
+    if (effect == KEEP) {
+        return;
+    }
+    if (select.target == TARGET_SL) {
+        tag->sl = effect == SET || (effect == FLIP && !tag->sl);
+    } else {
+        const bool b = effect == CLEAR || (effect == FLIP && !inventoriedB(*tag, select.target, now));
+        setInventoried(select.target, b, now, tag);
+    }
+}
+
+backscatter_s backscatterOf(const tag_s& tag) {
+    const auto& bank = tag.banks[BANK_EPC];
+    if (bank.size() < EPC_OFFSET) {
+        return {};
+    }
+    const std::size_t bytes =
+        std::min<std::size_t>(bank.size() - EPC_OFFSET, (bank[2] >> 3) * std::size_t{2});
+    const std::uint16_t pc = wordAt(bank, 1);
+    const unsigned xpcWords = (pc & PC_XI) == 0 ? 0U : (tag.xpc1 & XPC1_XEB) == 0 ? 1U : 2U;
+    const auto bits = static_cast<std::uint16_t>(8 * bytes);
+    return {bank.data() + EPC_OFFSET, bits, pc, wordAt(bank, 0), 32U + bits + 16 * xpcWords};
+}
+
+bool truncate(const SELECT_OP_s& select, std::vector<std::uint8_t>* room, backscatter_s* reply) {
+    const std::size_t begin = select.pointer + std::size_t{select.length};
+    const std::size_t end = EPC_OFFSET * 8 + reply->epcBits;
+    if (select.membank != BANK_EPC || begin < EPC_OFFSET * 8 || begin + 16 > end) {
+        return false;
+    }
+    const std::size_t bits = end - begin;
+    room->assign((bits + 7) / 8, 0);
+    for (std::size_t bit = 0; bit < bits; ++bit) {
+        if (bitAt(reply->epc, begin - EPC_OFFSET * 8 + bit)) {
+            (*room)[bit / 8] = static_cast<std::uint8_t>((*room)[bit / 8] | 0x80 >> (bit % 8));
+        }
+    }
+    // Five zero bits in front, no PC.
+    *reply = {room->data(), static_cast<std::uint16_t>(bits), 0, reply->crc,
+              static_cast<unsigned>(5 + bits + 16)};
+    return true;
+}
+
+std::uint32_t killPassword(const tag_s& tag) {
+    return twoWordsAt(tag, 0);
+}
+std::uint32_t accessPassword(const tag_s& tag) {
+    return twoWordsAt(tag, 2);
+}
+
+tag_error_e readMemory(const tag_s& tag, std::uint8_t bank, std::size_t pointer, std::size_t words,
+                       bool secured, std::vector<std::uint8_t>* data) {
+    const auto& memory = tag.banks[bank & 3];
+    const std::size_t size = memory.size() / 2;
+    data->clear();
+    const bool xpc = bank == BANK_EPC && pointer >= XPC_WORD && (wordAt(memory, 1) & PC_XI) != 0;
+    if (xpc && pointer + words <= XPC_WORD + 2) {
+        const std::size_t end = words == 0 ? XPC_WORD + 2 : pointer + words;
+        for (std::size_t word = pointer; word < end; ++word) {
+            const std::uint16_t value = word == XPC_WORD ? tag.xpc1 : tag.xpc2;
+            data->insert(data->end(),
+                         {static_cast<std::uint8_t>(value >> 8), static_cast<std::uint8_t>(value)});
+        }
+        return TAG_OK;
+    }
+    if (pointer >= size || pointer + words > size) {
+        return TAG_OVERRUN;
+    }
+    const std::size_t end = words == 0 ? size : pointer + words;
+    for (std::size_t word = pointer; word < end; ++word) {
+        const guard_s guard = guardOf(bank, word);
+        if (guard.reads && isClosed(tag, guard, secured)) {
+            return TAG_LOCKED;
+        }
+    }
+    data->assign(memory.begin() + static_cast<std::ptrdiff_t>(2 * pointer),
+                 memory.begin() + static_cast<std::ptrdiff_t>(2 * end));
+    return TAG_OK;
+}
+
+tag_error_e writeMemory(std::uint8_t bank, std::size_t pointer, std::span<const std::uint16_t> words,
+                        bool secured, tag_s* tag) {
+    auto& memory = tag->banks[bank & 3];
+    if (pointer + words.size() > memory.size() / 2) {
+        return TAG_OVERRUN;
+    }
+    for (std::size_t i = 0; i < words.size(); ++i) {
+        // The tag itself keeps the CRC in word 0.
+        if (isClosed(*tag, guardOf(bank, pointer + i), secured) || (bank == BANK_EPC && pointer + i == 0)) {
+            return TAG_LOCKED;
+        }
+    }
+    for (std::size_t i = 0; i < words.size(); ++i) {
+        memory[2 * (pointer + i)] = static_cast<std::uint8_t>(words[i] >> 8);
+        memory[2 * (pointer + i) + 1] = static_cast<std::uint8_t>(words[i]);
+    }
+    if (bank == BANK_EPC) {
+        refreshCrc(tag);
+    }
+    return TAG_OK;
+}
+
+tag_error_e lockMemory(std::uint32_t payload, bool secured, tag_s* tag) {
+    if (!secured) {
+        return TAG_NO_PRIVILEGE;
+    }
+    const std::uint32_t mask = payload >> 10 & 0x3FF;
+    const std::uint32_t after = (tag->locks & ~mask) | (payload & mask);
+    for (const lock_e lock : {LOCK_KILL, LOCK_ACCESS, LOCK_EPC, LOCK_TID, LOCK_USER}) {
+        const std::uint32_t pair = lock | lock >> 1;
+        const bool forGood = (tag->locks & (lock >> 1)) != 0;
+        if (forGood && ((after ^ tag->locks) & pair) != 0) {
+            return TAG_LOCKED;
+        }
+    }
+    tag->locks = static_cast<std::uint16_t>(after);
+    return TAG_OK;
+}
+
+}  // namespace rxe

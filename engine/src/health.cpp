@@ -1,0 +1,178 @@
+// SPDX-License-Identifier: MIT
+#include "health.hpp"
+
+#include <algorithm>
+#include <cmath>
+
+#include "delivery.hpp"
+#include "engine.hpp"
+#include "events.hpp"
+#include "random.hpp"
+
+namespace rxe {
+namespace {
+
+constexpr std::int64_t STEP = 250000;             // microseconds between two looks at the temperatures
+constexpr std::int64_t ALARM_INTERVAL = 5000000;  // an alarm repeats at this rate while its reason lasts
+constexpr unsigned ELEMENTS = 14;                 // of the array
+
+struct sensor_s {
+    bool pa;
+    double health_s::*degrees;
+    std::int16_t world_s::*shown;
+    heat_s scenario_s::*heat;
+    std::uint16_t parameter;
+    std::uint16_t limit;  // id of the NVM parameter
+    std::uint16_t highAlarm;
+    std::uint16_t criticalAlarm;
+    const char* name;
+};
+
+constexpr std::array sensors{
+    sensor_s{true, &health_s::pa, &world_s::paTemp, &scenario_s::pa, RXE_PARAM_PA_TEMP, RXE_NVM_PA_HI_TEMP,
+             TYPE_PA_TEMP_HI_ALARM, TYPE_PA_TEMP_CRIT_ALARM, "PA"},
+    sensor_s{false, &health_s::ambient, &world_s::ambTemp, &scenario_s::ambient, RXE_PARAM_AMB_TEMP,
+             RXE_NVM_AMB_HI_TEMP, TYPE_AMB_TEMP_HI_ALARM, TYPE_AMB_TEMP_CRIT_ALARM, "ambient"},
+};
+
+// The part of full power that this much is, 0 to 1.
+double loadOf(std::int16_t power, std::int16_t full) {
+    return power == NOT_ON_AIR ? 0 : std::min(1.0, std::pow(10.0, (power - full) / 100.0));
+}
+
+void publish(engine_s* engine, const sensor_s& sensor) {
+    const double degrees = std::clamp(engine->radio.health.*sensor.degrees, -128.0, 127.0);
+    engine->radio.world.*sensor.shown = static_cast<std::int16_t>(std::lround(degrees));
+    publishRecord(&engine->params, sensor.parameter, &(engine->radio.world.*sensor.shown));
+}
+
+void sendAlarm(engine_s* engine, const sensor_s& sensor, std::int64_t* next) {
+    const std::int64_t now = engine->radio.now;
+    const int degrees = engine->radio.world.*sensor.shown;
+    const int limit = nvmByte(&engine->params, sensor.limit);
+    const bool critical = degrees >= (engine->scenario.*sensor.heat).critical;
+    const bool high = limit != 0 && degrees >= limit - NVM_DEGREES_OFFSET;
+    if (!critical && !high) {
+        *next = now;
+        return;
+    }
+    if (now < *next) {
+        return;
+    }
+    if (critical) {
+        noteHappening(
+            engine, std::string(sensor.name) + " temperature critical at " + std::to_string(degrees) + " C");
+    }
+    *next = now + ALARM_INTERVAL;
+    byte_writer_s writer = payloadWriter(engine);
+    put(&writer, static_cast<std::uint8_t>(degrees), 1);
+    deliver(engine, critical ? sensor.criticalAlarm : sensor.highAlarm, writer.size);
+}
+
+// What the array's elements hear of their own transmitter, in tenths of dBm:
+// about 20 dB below it, and 45 dB below that once it is cancelled.
+void publishEchoes(engine_s* engine) {
+    random_s random{engine->scenario.seed};
+    const std::int16_t power = engine->scenario.maxTxPower;
+    const auto around = [&](int tenths) {
+        return static_cast<std::int16_t>(tenths - 15 + static_cast<int>(randomBelow(&random, 31)));
+    };
+    for (unsigned channel = 0; channel <= RXE_MAX_CHANNELS; ++channel) {
+        AAREchoResults echo{};
+        for (unsigned i = 0; i < ELEMENTS; ++i) {
+            echo.txPwrx10[i] = around(power - 15);
+            echo.rxPwrPreEchox10[i] = around(power - 200);
+            echo.rxPwrPostEchox10[i] = around(power - 650);
+        }
+        publishRecord(&engine->params, static_cast<std::uint16_t>(RXE_PARAM_ECHO + channel), &echo);
+    }
+}
+
+}  // namespace
+
+void beginHealth(engine_s* engine) {
+    health_s& health = engine->radio.health;
+    health = {};
+    health.power = NOT_ON_AIR;
+    health.pa = engine->scenario.pa.idle;
+    health.ambient = health.surroundings = engine->scenario.ambient.idle;
+    for (const sensor_s& sensor : sensors) {
+        publish(engine, sensor);
+    }
+    publishAntennas(engine);
+    const reader_model_e model = engine->radio.world.model;
+    if (model == reader_model_e::QDX4400 || model == reader_model_e::ANY) {
+        publishEchoes(engine);
+    }
+}
+
+void countWork(engine_s* engine) {
+    const radio_s& radio = engine->radio;
+    health_s& health = engine->radio.health;
+    if (health.power != radio.onAir) {
+        health.power = radio.onAir;
+        health.load = loadOf(radio.onAir, engine->scenario.maxTxPower);
+    }
+    health.work += health.load * static_cast<double>(radio.now - health.workedUntil);
+    health.workedUntil = radio.now;
+}
+
+std::int64_t stepHealth(engine_s* engine) {
+    radio_s& radio = engine->radio;
+    health_s& health = radio.health;
+    const std::int64_t elapsed = radio.now - health.steppedAt;
+    if (elapsed < STEP) {
+        return health.steppedAt + STEP;
+    }
+    const double load = health.work / static_cast<double>(elapsed);
+    health.work = 0;
+    health.steppedAt = radio.now;
+    for (std::size_t i = 0; i < sensors.size(); ++i) {
+        const sensor_s& sensor = sensors[i];
+        const heat_s& heat = engine->scenario.*sensor.heat;
+        const double rest = sensor.pa ? heat.idle : health.surroundings;
+        const double target = rest + heat.rise * load;
+        const double part = 1 - std::exp(-static_cast<double>(elapsed) * 1e-6 / heat.seconds);
+        health.*sensor.degrees += (target - health.*sensor.degrees) * part;
+        publish(engine, sensor);
+        sendAlarm(engine, sensor, &health.nextAlarm[i]);
+    }
+    return radio.now + STEP;
+}
+
+void setTemperature(engine_s* engine, bool pa, int degrees) {
+    health_s& health = engine->radio.health;
+    (pa ? health.pa : health.ambient) = degrees;
+    if (!pa) {
+        health.surroundings = degrees;
+    }
+    const std::size_t index = pa ? 0 : 1;
+    publish(engine, sensors[index]);
+    health.nextAlarm[index] = engine->radio.now;
+    sendAlarm(engine, sensors[index], &health.nextAlarm[index]);
+}
+
+void publishAntennas(engine_s* engine) {
+    std::uint16_t bits = 0;
+    for (unsigned port = 1; port <= MAX_PORTS; ++port) {
+        const unsigned bit = engine->radio.world.antennas[port].connected ? 1U << (port - 1) : 0U;
+        bits = static_cast<std::uint16_t>(bits | bit);
+    }
+    publishRecord(&engine->params, RXE_PARAM_ANTENNA_STATE, &bits);
+}
+
+void sendAntennaAlarm(engine_s* engine, std::uint16_t port, bool connected) {
+    for (std::uint16_t id = 1; id <= RXE_MAX_OLIOS; ++id) {
+        OLIO_s olio{};
+        getParam(&engine->params, static_cast<std::uint16_t>(RXE_PARAM_OLIO + id), &olio);
+        if (olio.enable != 0 && olio.transmitAntenna == port) {
+            byte_writer_s writer = payloadWriter(engine);
+            put(&writer, id, 2);
+            put(&writer, port, 2);
+            deliver(engine, connected ? TYPE_ANT_CONNECT_ALARM : TYPE_ANT_DISCONNECT_ALARM, writer.size);
+            return;
+        }
+    }
+}
+
+}  // namespace rxe

@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: MIT
+// What stands behind the number of a link profile: hundreds are the forward
+// link and the tag's frequency, the last two digits the tag's coding.
+#ifndef ENGINE_LINK_PROFILES_HPP
+#define ENGINE_LINK_PROFILES_HPP
+
+#include <cstdint>
+
+#include "timing.hpp"
+
+namespace rxe {
+
+// The profile of an olio that names none.
+constexpr std::uint16_t USUAL_PROFILE = 508;
+
+bool isLinkProfile(std::uint16_t id);
+// `id` is one that isLinkProfile knows, or 0.
+link_s linkOf(std::uint16_t id);
+// The weakest backscatter that is still decoded, dBm.
+double receiverSensitivity(const link_s& link);
+
+}  // namespace rxe
+
+#endif

@@ -1,0 +1,186 @@
+// SPDX-License-Identifier: MIT
+// What the host is told of a read: filters, the tag database, the tag packets
+// and the array's levels.
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cmath>
+#include <numbers>
+
+#include "delivery.hpp"
+#include "run_state.hpp"
+
+namespace rxe {
+namespace {
+
+constexpr std::uint32_t WARNING_PERCENT = 90;  // of the database's capacity
+constexpr double DEGREE = std::numbers::pi / 180;
+// Bearings: error in degrees at a strong signal, and at the decoder's edge on top.
+constexpr double BEST_BEARING = 1.0, WORST_BEARING = 10.0;
+constexpr int BEAM_CONFIDENCE = 25;  // of the beam's own direction, where only one beam listened
+
+struct tag_packet_s {
+    std::uint16_t rawType;
+    std::uint32_t fields;  // 0: those that the host has asked for
+};
+
+constexpr std::array tagPackets{
+    tag_packet_s{TYPE_TAG_CUSTOM, 0},
+    tag_packet_s{TYPE_TAG_SHORT, RXE_FIELD_EPC},
+    tag_packet_s{TYPE_TAG_LONG, RXE_FIELD_EPC | RXE_FIELD_PC | RXE_FIELD_CRC | RXE_FIELD_ANTENNA_ID |
+                                    RXE_FIELD_RSSI | RXE_FIELD_CHANNEL_ID | RXE_FIELD_TAG_COUNT},
+    tag_packet_s{TYPE_TAG_COMPLETE, ALL_FIELDS},
+};
+
+void warnOfDatabase(run_s* run, seen_e seen) {
+    engine_s* const engine = run->engine;
+    reported_s& reported = engine->radio.reported;
+    const std::uint32_t capacity = engine->radio.world.dbCapacity;
+    const auto used = static_cast<std::uint32_t>(reported.tags.used);
+    if (seen == seen_e::NEW && !reported.warned &&
+        std::uint64_t{used} * 100 >= std::uint64_t{capacity} * WARNING_PERCENT) {
+        reported.warned = true;
+        byte_writer_s writer = payloadWriter(engine);
+        put(&writer, used, 4);
+        put(&writer, capacity - used, 4);
+        deliver(engine, TYPE_DB_WARNING, writer.size);
+    }
+    if (seen == seen_e::NO_ROOM && !reported.full) {
+        reported.full = true;
+        deliver(engine, TYPE_DB_ERROR, 0);
+    }
+}
+
+std::uint8_t percent(double value) {
+    return static_cast<std::uint8_t>(std::clamp(std::lround(value), 0L, 100L));
+}
+
+// The bearing as the array works it out: from the levels on all beams of a
+// polarisation when it listens on all, else the beam's own direction.
+void findBearing(run_s* run, const planned_olio_s& planned, const active_olio_s& olio,
+                 const sighting_s& sighting, tag_read_s* read) {
+    const beam_s& beam = olio.field.carrier.direction;
+    double azimuth = beam.azimuth, elevation = beam.elevation;
+    std::uint8_t confidence = BEAM_CONFIDENCE;
+    if (isPattern(planned.olio.receiveAntenna)) {
+        random_s* const random = &run->engine->radio.random;
+        const double snr = std::max(0.0, sighting.level - olio.sensitivity);
+        const double error = BEST_BEARING + WORST_BEARING * std::pow(10, -snr / 20);
+        elevation = std::abs(static_cast<double>(sighting.lit.path.seen.elevation) + error * normal(random));
+        // The closer to straight down, the less an azimuth means.
+        const double spread = error / std::max(std::sin(elevation * DEGREE), 0.1);
+        azimuth = std::fmod(
+            static_cast<double>(sighting.lit.path.seen.azimuth) + spread * normal(random) + 720, 360);
+        confidence = percent(40 + 2 * snr);
+    }
+    read->azimuth = static_cast<std::uint16_t>(azimuth * 10);
+    read->elevation = static_cast<std::uint16_t>(elevation * 10);
+    read->azimuthConf = read->elevationConf = confidence;
+    // The tags' plane lies this far below the array: as the host has it, else on the floor.
+    const double height = run->plan.arrayHeight != 0
+                              ? run->plan.arrayHeight - run->plan.tagHeight
+                              : static_cast<double>(run->engine->radio.world.antennas[0].place.z) * 10;
+    const double out = std::clamp(height * std::tan(std::min(elevation, 80.0) * DEGREE), -32000.0, 32000.0);
+    read->locationX = static_cast<std::int16_t>(out * std::cos(azimuth * DEGREE));
+    read->locationY = static_cast<std::int16_t>(out * std::sin(azimuth * DEGREE));
+    read->locConf = confidence;
+}
+
+void sendTag(run_s* run, const tag_read_s& read) {
+    for (const tag_packet_s& packet : tagPackets) {
+        if (wanted(*run->engine, packet.rawType)) {
+            const std::uint32_t fields = packet.fields == 0 ? run->plan.fields : packet.fields;
+            deliver(run->engine, packet.rawType, encodeTag(read, fields, payloadRoom(run->engine)));
+        }
+    }
+    ++run->reads;
+}
+
+// The level on every beam of the heat map, from the one on the beam that transmits.
+void sendLevels(run_s* run, const planned_olio_s& planned, const active_olio_s& olio,
+                const sighting_s& sighting) {
+    if (!olio.field.carrier.beam || !wanted(*run->engine, TYPE_PARALLEL_RSSI)) {
+        return;
+    }
+    const beam_s& sender = olio.field.carrier.direction;
+    const int polarisation =
+        isPattern(planned.olio.receiveAntenna) && planned.olio.receiveAntenna > PATTERN_BASE
+            ? (planned.olio.receiveAntenna - PATTERN_BASE) * 1000
+            : sender.polarisation;
+    const std::vector<std::uint16_t> beams = heatMapBeams(polarisation);
+    byte_writer_s writer = payloadWriter(run->engine);
+    put(&writer, beams.size(), 2);
+    for (const std::uint16_t id : beams) {
+        const float level = sighting.level + beamLoss(sender, sighting.lit.path.seen) -
+                            beamLoss(beamOf(id), sighting.lit.path.seen);
+        put(&writer, id, 2);
+        put(&writer, std::bit_cast<std::uint32_t>(level), 4);
+    }
+    deliver(run->engine, TYPE_PARALLEL_RSSI, writer.size);
+}
+
+}  // namespace
+
+bool reportTag(run_s* run, std::size_t position, const sighting_s& sighting) {
+    radio_s& radio = run->engine->radio;
+    const planned_olio_s& planned = run->plan.olios[position];
+    const active_olio_s& olio = run->olios[position];
+    const backscatter_s& reply = sighting.reply;
+    const tag_key_t key = keyOf({reply.epc, (reply.epcBits + 7U) / 8});
+    const seen_e seen = noteSeen(key, radio.world.dbCapacity, &radio.reported);
+    ++run->passReads;
+    if (seen != seen_e::KNOWN) {
+        ++run->passUniques;
+        run->lastUnique = radio.now;
+        warnOfDatabase(run, seen);
+    }
+    if (!passesIdFilters(run->plan.idFilters, reply.epc, reply.epcBits)) {
+        return false;
+    }
+    const report_state_s* const state =
+        passesLastReport(run->plan.lastReport, key, planned.id, radio.now, &radio.reported);
+    if (state == nullptr) {
+        return false;
+    }
+    const tag_s& tag = radio.world.tags[sighting.lit.index];
+    const auto rssi = static_cast<std::int8_t>(std::clamp(std::lround(sighting.level), -128L, 127L));
+    tag_read_s read{.epc = reply.epc,
+                    .epcBits = reply.epcBits,
+                    .firstSeen = static_cast<std::uint64_t>(state->firstSeen),
+                    .lastSeen = static_cast<std::uint64_t>(radio.now),
+                    .roSpec = planned.id,
+                    .specIndex = 1,
+                    .invParam = planned.olio.inventoryIndex,
+                    .antenna = planned.olio.transmitAntenna,
+                    .channel = run->channel.number,
+                    .rssiLin = std::pow(10.0F, sighting.level / 10),
+                    .phase = backscatterPhase(sighting.lit.path.metres, run->channel.frequency,
+                                              planned.olio.transmitAntenna),
+                    .tagCount = static_cast<std::uint16_t>(std::min(state->merged, 0xFFFFU)),
+                    .pc = reply.pc,
+                    .xpc1 = tag.xpc1,
+                    .xpc2 = tag.xpc2,
+                    .crc = reply.crc,
+                    .rssi = rssi};
+    if (olio.field.carrier.beam) {
+        findBearing(run, planned, olio, sighting, &read);
+    }
+    sendTag(run, read);
+    sendLevels(run, planned, olio, sighting);
+    return true;
+}
+
+void reportFake(run_s* run, const tag_s& tag) {
+    const backscatter_s reply = backscatterOf(tag);
+    const auto now = static_cast<std::uint64_t>(run->engine->radio.now);
+    sendTag(run, {.epc = reply.epc,
+                  .epcBits = reply.epcBits,
+                  .firstSeen = now,
+                  .lastSeen = now,
+                  .antenna = 1,
+                  .pc = reply.pc,
+                  .crc = reply.crc,
+                  .rssi = -50});
+}
+
+}  // namespace rxe

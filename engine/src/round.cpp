@@ -1,0 +1,311 @@
+// SPDX-License-Identifier: MIT
+// One inventory round on the air: Selects, Query, slots, and what the adaptive
+// Q makes of them.
+#include <algorithm>
+#include <utility>
+
+#include "delivery.hpp"
+#include "run_state.hpp"
+#include "timing.hpp"
+
+namespace rxe {
+namespace {
+
+constexpr float CAPTURE = 3.1623F;             // a reply drowns others whose sum is 5 dB weaker
+constexpr std::uint32_t MOST_CAPTURED_OF = 8;  // with more at once the sum always wins
+constexpr std::uint32_t PATIENCE = 256;        // slots in a row without a read, then the reader gives up
+constexpr std::uint8_t TARGET_AB = 2;
+constexpr std::int64_t EMPTY_ROUND = 5000;  // microseconds
+
+enum class outcome_e : std::uint8_t { EMPTY, READ, COLLIDED, BROKEN_EPC };
+
+struct round_s {
+    run_s* run = nullptr;
+    const planned_olio_s* planned = nullptr;
+    active_olio_s* olio = nullptr;
+    std::size_t position = 0;
+    const SELECT_OP_s* truncating = nullptr;
+    frame_s frame;
+    unsigned q = 0;
+    double command = 0;  // what opens the next slot, microseconds
+};
+
+void sendRoundPacket(run_s* run, std::uint16_t rawType, std::uint16_t olioId) {
+    byte_writer_s writer = payloadWriter(run->engine);
+    put(&writer, olioId, 2);
+    put(&writer, run->rounds, 4);
+    deliver(run->engine, rawType, writer.size);
+}
+
+void sendSelects(round_s* round) {
+    run_s* const run = round->run;
+    bool any = false;
+    for (const planned_select_s& planned : run->plan.selects) {
+        if (((round->planned->olio.selectBitMask >> (planned.id - 1)) & 1) == 0) {
+            continue;
+        }
+        any = true;
+        const link_s& link = round->planned->link;
+        pass(run, commandTime(link, selectCommand(planned.select.length)) + t4(link));
+        world_s& world = run->engine->radio.world;
+        for (const lit_tag_s& lit : round->olio->field.lit) {
+            obeySelect(planned.select, run->engine->radio.now, &world.tags[lit.index]);
+        }
+        // A tag truncates its reply when the last Select said so, for SL alone.
+        round->truncating =
+            planned.select.truncate != 0 && planned.select.target == 4 ? &planned.select : nullptr;
+    }
+    if (any) {
+        pass(run, run->plan.delayAfterSelects);
+    }
+}
+
+// The tags that the Query calls. Weaker ones than the host's threshold do not
+// reach the decoder and so never come to be acknowledged.
+void gather(round_s* round) {
+    run_s* const run = round->run;
+    const radio_s& radio = run->engine->radio;
+    const INVENTORY_OP_s& set = round->planned->inventory;
+    const auto weakest = std::max(static_cast<float>(run->plan.rssiThreshold),
+                                  static_cast<float>(round->olio->sensitivity) - 3);
+    const std::vector<lit_tag_s>& lit = round->olio->field.lit;
+    run->left.clear();
+    for (std::uint32_t i = 0; i < lit.size(); ++i) {
+        if (lit[i].path.atReader >= weakest &&
+            takesPart(radio.world.tags[lit[i].index], set.sel, set.session, round->olio->wantsB, radio.now)) {
+            run->left.push_back(i);
+        }
+    }
+}
+
+void openFrame(round_s* round) {
+    round->q = round->olio->q.q();
+    round->frame = {.slots = 1U << round->q, .waiting = static_cast<std::uint32_t>(round->run->left.size())};
+}
+
+// Brings `count` tags, drawn from those that still wait, to the front of the
+// part of `left` that has had its slot: left[waiting] and after.
+void drawTags(round_s* round, std::uint32_t count) {
+    std::vector<std::uint32_t>& left = round->run->left;
+    std::uint32_t end = round->frame.waiting + count;
+    for (; end > round->frame.waiting; --end) {
+        std::swap(left[end - 1], left[randomBelow(&round->run->engine->radio.random, end)]);
+    }
+}
+
+void forget(round_s* round, std::uint32_t at) {
+    std::vector<std::uint32_t>& left = round->run->left;
+    left[at] = left.back();
+    left.pop_back();
+}
+
+bool lost(run_s* run, double ber, unsigned bits) {
+    return ber > 1e-9 && unitInterval(nextRandom(&run->engine->radio.random)) > frameSuccess(ber, bits);
+}
+
+// The signal of one tag in its slot; false when it stays silent.
+bool listen(round_s* round, std::uint32_t at, sighting_s* sighting) {
+    run_s* const run = round->run;
+    radio_s& radio = run->engine->radio;
+    sighting->lit = round->olio->field.lit[run->left[at]];
+    // With many tags none is in the cache: both lines are fetched at once.
+    __builtin_prefetch(&radio.world.tags[sighting->lit.index].banks);
+    if (!stillLit(radio.world, round->olio->field.carrier, radio.now, &sighting->lit)) {
+        return false;
+    }
+    const air_s& air = radio.world.air;
+    const float fade = air.fadeDb > 0 ? static_cast<float>(air.fadeDb * normal(&radio.random)) : 0;
+    sighting->level = sighting->lit.path.atReader + 2 * fade;
+    return !air.errors || sighting->lit.margin + fade >= 0;
+}
+
+// The one of several replies that drowns the others, or `left.size()`.
+std::uint32_t captured(const round_s& round, std::uint32_t count) {
+    const std::vector<std::uint32_t>& left = round.run->left;
+    const std::vector<lit_tag_s>& lit = round.olio->field.lit;
+    std::uint32_t strongest = round.frame.waiting;
+    float sum = 0;
+    for (std::uint32_t at = round.frame.waiting; at < round.frame.waiting + count; ++at) {
+        sum += lit[left[at]].milliwatts;
+        strongest = lit[left[at]].milliwatts > lit[left[strongest]].milliwatts ? at : strongest;
+    }
+    const float best = lit[left[strongest]].milliwatts;
+    return best > CAPTURE * (sum - best) ? strongest : static_cast<std::uint32_t>(left.size());
+}
+
+// The carrier's owner may say how many tags a second come at most.
+void keepPaceOfRadio(run_s* run) {
+    const double most = run->engine->scenario.tagsPerSecond;
+    if (most > 0) {
+        const auto due = run->lastRead + static_cast<std::int64_t>(static_cast<double>(SECOND) / most);
+        if (due > run->engine->radio.now) {
+            advance(run->engine, due - run->engine->radio.now);
+        }
+    }
+    run->lastRead = run->engine->radio.now;
+}
+
+void takeReply(const round_s& round, sighting_s* sighting) {
+    sighting->reply = backscatterOf(round.run->engine->radio.world.tags[sighting->lit.index]);
+    if (round.truncating != nullptr) {
+        truncate(*round.truncating, &round.run->scratch, &sighting->reply);
+    }
+}
+
+// A slot in which one reply is understood. `left[at]` is the tag's.
+outcome_e acknowledge(round_s* round, std::uint32_t at) {
+    run_s* const run = round->run;
+    radio_s& radio = run->engine->radio;
+    const link_s& link = round->planned->link;
+    sighting_s sighting;
+    if (!listen(round, at, &sighting)) {
+        pass(run, emptySlot(link));
+        return outcome_e::EMPTY;
+    }
+    const float margin = sighting.level - static_cast<float>(round->olio->sensitivity);
+    const double ber = !radio.world.air.errors || margin > SAFE_MARGIN ? 0 : bitErrorRate(margin);
+    if (lost(run, ber, RN16_BITS)) {
+        pass(run, collidedSlot(link));
+        return outcome_e::COLLIDED;
+    }
+    takeReply(*round, &sighting);
+    const unsigned bits = sighting.reply.replyBits;
+    pass(run, singleSlot(link, bits));
+    if (lost(run, ber, bits) ||
+        !stillLit(radio.world, round->olio->field.carrier, radio.now, &sighting.lit)) {
+        pass(run, commandTime(link, NAK));
+        sendRoundPacket(run, TYPE_TAG_CRC_ERROR, round->planned->id);
+        return outcome_e::BROKEN_EPC;
+    }
+    // The tag's flag turns at the command after this; nothing looks at it before.
+    setInventoried(round->planned->inventory.session, !round->olio->wantsB, radio.now,
+                   &radio.world.tags[sighting.lit.index]);
+    forget(round, at);
+    takeReply(*round, &sighting);  // events of the meantime may have moved what it points to
+    if (reportTag(run, round->position, sighting)) {
+        doAccesses(run, round->position, sighting.lit);
+    }
+    keepPaceOfRadio(run);
+    return outcome_e::READ;
+}
+
+outcome_e doSlot(round_s* round) {
+    run_s* const run = round->run;
+    pass(run, round->command);
+    round->command = commandTime(round->planned->link, QUERY_REP);
+    const std::uint32_t count = drawSlot(&round->frame, &run->engine->radio.random);
+    if (count == 0) {
+        pass(run, emptySlot(round->planned->link));
+        return outcome_e::EMPTY;
+    }
+    // When all that wait answer at once it does not matter who they are.
+    if (count <= MOST_CAPTURED_OF || round->frame.waiting != 0) {
+        drawTags(round, count);
+    }
+    if (count == 1) {
+        return acknowledge(round, round->frame.waiting);
+    }
+    const std::uint32_t winner =
+        count <= MOST_CAPTURED_OF ? captured(*round, count) : static_cast<std::uint32_t>(run->left.size());
+    if (winner < run->left.size()) {
+        const outcome_e outcome = acknowledge(round, winner);
+        if (outcome != outcome_e::EMPTY) {
+            return outcome;
+        }
+        return outcome_e::COLLIDED;
+    }
+    pass(run, collidedSlot(round->planned->link));
+    return outcome_e::COLLIDED;
+}
+
+// Until nobody is left who was called. A reader cannot see that and spends some
+// empty slots more; published rates count without them. One that hears
+// nothing ends when Q has come down to 0.
+bool goesOn(const round_s& round, outcome_e last, std::uint32_t slotsWithoutRead) {
+    if (last == outcome_e::READ && round.run->left.empty()) {
+        return false;
+    }
+    return !(last == outcome_e::EMPTY && round.q == 0) && slotsWithoutRead < PATIENCE;
+}
+
+enum class ending_e : std::uint8_t { WHOLE, CUT, CHANNEL };
+
+// CUT: the run or the olio has ended it before its time.
+ending_e doSlots(round_s* round) {
+    run_s* const run = round->run;
+    adaptive_q_s* const adaptive = &round->olio->q;
+    for (std::uint32_t withoutRead = 0;;) {
+        const outcome_e outcome = doSlot(round);
+        withoutRead = outcome == outcome_e::READ ? 0 : withoutRead + 1;
+        if (outcome == outcome_e::EMPTY) {
+            noteEmpty(adaptive);
+        } else if (outcome == outcome_e::COLLIDED) {
+            noteCollision(adaptive);
+        }
+        if (mustStop(run) || run->engine->radio.now > run->olioEnd) {
+            return ending_e::CUT;
+        }
+        if (!goesOn(*round, outcome, withoutRead)) {
+            return ending_e::WHOLE;
+        }
+        if (channelIsUsedUp(*run)) {
+            return ending_e::CHANNEL;
+        }
+        if (adaptive->q() != round->q || round->frame.next == round->frame.slots) {
+            openFrame(round);
+            round->command = commandTime(round->planned->link, QUERY_ADJUST);
+        }
+    }
+}
+
+}  // namespace
+
+void pass(run_s* run, double microseconds) {
+    radio_s& radio = run->engine->radio;
+    const std::int64_t nanos = radio.nanos + static_cast<std::int64_t>(microseconds * 1000);
+    radio.nanos = nanos % 1000;
+    advance(run->engine, nanos / 1000);
+}
+
+void doRound(run_s* run, std::size_t position) {
+    round_s round;
+    round.run = run;
+    round.planned = &run->plan.olios[position];
+    round.olio = &run->olios[position];
+    round.position = position;
+    radio_s& radio = run->engine->radio;
+    const INVENTORY_OP_s& set = round.planned->inventory;
+    ++run->rounds;
+    sendRoundPacket(run, TYPE_INV_BEGIN, round.planned->id);
+    lookAround(run->carrierSince, radio.now, &radio.world, &round.olio->field);
+    sendSelects(&round);
+    gather(&round);
+    if (!round.olio->qKnown) {
+        round.olio->q.value = set.initialQ;
+        round.olio->qKnown = true;
+    }
+    const std::int64_t begin = radio.now;
+    const bool anyone = !run->left.empty();
+    ending_e ending = ending_e::CHANNEL;
+    // On a new channel the reader asks again for those that are left; tags of
+    // session 0 have forgotten that they were read, and so the round is over.
+    for (bool again = false; ending == ending_e::CHANNEL && (!again || set.session != 0); again = true) {
+        if (again) {
+            hop(run, position);
+        }
+        openFrame(&round);
+        round.command = queryTime(round.planned->link);
+        ending = doSlots(&round);
+    }
+    if (ending == ending_e::WHOLE) {
+        round.olio->q.value = set.initialQ;  // nobody is left to tell a better one from
+        round.olio->wantsB = set.target == TARGET_AB ? !round.olio->wantsB : round.olio->wantsB;
+    }
+    sendRoundPacket(run, TYPE_INV_END, round.planned->id);
+    // With nobody there the radio takes its time before it asks again.
+    if (!anyone && radio.now < begin + EMPTY_ROUND && !mustStop(run)) {
+        advance(run->engine, begin + EMPTY_ROUND - radio.now);
+    }
+}
+
+}  // namespace rxe

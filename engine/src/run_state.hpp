@@ -1,0 +1,103 @@
+// SPDX-License-Identifier: MIT
+// What a run knows of itself, shared by the files that make it up: the walk
+// through the olios (run), the inventory rounds (round), accesses and reports.
+// Radio thread only.
+#ifndef ENGINE_RUN_STATE_HPP
+#define ENGINE_RUN_STATE_HPP
+
+#include <array>
+#include <cstdint>
+#include <vector>
+
+#include "engine.hpp"
+#include "field.hpp"
+#include "gen2.hpp"
+#include "plan.hpp"
+#include "slots.hpp"
+
+namespace rxe {
+
+// Why a run ended, as START_INFO3 tells it.
+enum stop_cause_e : std::uint16_t {
+    RUNNING = 0,
+    CAUSE_HOST = 1,
+    CAUSE_LOOPS = 2,
+    CAUSE_DURATION = 4,
+    CAUSE_TAG_COUNT = 8,
+    CAUSE_GPI = 16,
+    CAUSE_NO_OLIOS = 64,
+    CAUSE_MISCONFIGURED = 1024,
+};
+
+// An olio at work: what it lights and what its rounds carry over to the next.
+struct active_olio_s {
+    field_s field;
+    double sensitivity = -84;  // of the receiver with this link, dBm
+    adaptive_q_s q;            // where the last round left it
+    bool qKnown = false;
+    bool wantsB = false;  // the flag that the next round asks for
+};
+
+struct run_s {
+    engine_s* engine = nullptr;
+    plan_s plan;
+    std::vector<active_olio_s> olios;  // by position in plan.olios
+    std::int64_t begin = 0;
+    std::int64_t lastUnique = 0;  // when a tag was read for the first time
+    std::int64_t lastRead = 0;
+    std::int64_t carrierSince = 0;
+    std::int64_t olioBegin = 0;
+    std::int64_t olioEnd = 0;
+    planned_channel_s channel;  // on air
+    std::uint32_t reads = 0;    // reported
+    std::uint32_t rounds = 0;
+    std::uint32_t loops = 0;      // passes through the olios
+    std::uint32_t passReads = 0;  // in this pass, reported or not
+    std::uint32_t passUniques = 0;
+    // How often each access has succeeded, by id, against its stop count.
+    std::array<std::uint32_t, RXE_MAX_ACCESSES + 1> accessDone{};
+    stop_cause_e cause = RUNNING;
+
+    std::vector<std::uint32_t> left;    // of a round: positions in field.lit that have not been read
+    std::vector<std::uint8_t> scratch;  // a truncated EPC, words read
+};
+
+// What one tag gave in one slot.
+struct sighting_s {
+    lit_tag_s lit;
+    float level = -200;  // dBm at the reader, with this moment's fading
+    backscatter_s reply;
+};
+
+constexpr std::int64_t MILLISECOND = 1000;  // in microseconds, as all times here
+constexpr std::int64_t SECOND = 1000000;
+
+// --- run.cpp
+// Whether a rule ends the run now; the first one that fires stays the cause.
+bool mustStop(run_s* run);
+// Whether the channel has been used for as long as it may be.
+bool channelIsUsedUp(const run_s& run);
+// The carrier goes off and comes again on another channel, and the tags wake up.
+void hop(run_s* run, std::size_t position);
+
+// --- round.cpp
+// One inventory round with the selects in front of it.
+void doRound(run_s* run, std::size_t position);
+
+// --- report.cpp
+// Counts the read and reports it when no filter holds it back; says whether it was.
+bool reportTag(run_s* run, std::size_t position, const sighting_s& sighting);
+// A read of a tag that is only made up.
+void reportFake(run_s* run, const tag_s& tag);
+
+// --- accesses.cpp
+// The accesses of the olio in id order on a tag that has been acknowledged.
+// The first that fails ends them.
+void doAccesses(run_s* run, std::size_t position, lit_tag_s lit);
+
+// Lets a duration of the air, in microseconds with a fraction, pass.
+void pass(run_s* run, double microseconds);
+
+}  // namespace rxe
+
+#endif

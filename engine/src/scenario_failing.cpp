@@ -1,0 +1,73 @@
+// SPDX-License-Identifier: MIT
+#include "scenario_failing.hpp"
+
+#include <algorithm>
+
+namespace rxe {
+namespace {
+
+bool concerns(const failing_s& row, std::string_view operation, int parameter) {
+    return (row.operation.empty() || row.operation == operation) &&
+           (row.parameter < 0 || row.parameter == parameter);
+}
+
+void store(std::vector<failing_s> rows, failures_s* failures) {
+    failures->left = std::move(rows);
+    failures->any.store(!failures->left.empty(), std::memory_order_relaxed);
+}
+
+}  // namespace
+
+void presetFailures(const std::vector<failing_s>& rows, failures_s* failures) {
+    const std::lock_guard lock(failures->mutex);
+    if (failures->asked != rows) {
+        failures->asked = rows;
+        store(rows, failures);
+    }
+}
+
+void forgetFailures(failures_s* failures) {
+    const std::lock_guard lock(failures->mutex);
+    failures->asked.clear();
+    store({}, failures);
+}
+
+void addFailure(const failing_s& row, failures_s* failures) {
+    const std::lock_guard lock(failures->mutex);
+    std::vector<failing_s> rows = failures->left;
+    if (row.status == RXE_OK) {
+        std::erase_if(rows, [&](const failing_s& other) {
+            return other.operation == row.operation && other.parameter == row.parameter;
+        });
+    } else {
+        rows.push_back(row);
+    }
+    store(std::move(rows), failures);
+}
+
+RXE_API_STATUS failureOf(std::string_view operation, int parameter, failures_s* failures) {
+    if (!failures->any.load(std::memory_order_relaxed)) {
+        return RXE_OK;
+    }
+    const std::lock_guard lock(failures->mutex);
+    for (failing_s& row : failures->left) {
+        if (!concerns(row, operation, parameter)) {
+            continue;
+        }
+        if (row.after > 0) {
+            --row.after;
+            continue;
+        }
+        const auto status = static_cast<RXE_API_STATUS>(row.status);
+        if (row.count == 1) {  // the last one; `row` is gone after this
+            failures->left.erase(failures->left.begin() + (&row - failures->left.data()));
+            failures->any.store(!failures->left.empty(), std::memory_order_relaxed);
+        } else if (row.count > 1) {
+            --row.count;
+        }
+        return status;
+    }
+    return RXE_OK;
+}
+
+}  // namespace rxe

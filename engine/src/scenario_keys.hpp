@@ -1,0 +1,136 @@
+// SPDX-License-Identifier: MIT
+// Reading JSON by tables of keys: a row says the name of a key and how its
+// value is taken into a record. Scenarios and control messages both come
+// through here, so a mistake is told in the same words by both.
+#ifndef ENGINE_SCENARIO_KEYS_HPP
+#define ENGINE_SCENARIO_KEYS_HPP
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <limits>
+#include <nlohmann/json.hpp>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "rxe.h"
+
+namespace rxe {
+
+using json_t = nlohmann::json;
+
+// Why a value was refused; an empty text says that it was taken. `path` leads
+// from the value that was being taken to the one at fault: "position.x", "[3]".
+struct refusal_s {
+    std::string text;
+    std::string path;
+    explicit operator bool() const { return !text.empty(); }
+};
+
+// The path with one more step in front of it.
+refusal_s under(std::string_view step, refusal_s refusal);
+// The one line that a person reads: "tags[2].epc" must be ...
+std::string lineOf(const refusal_s& refusal);
+
+template <typename Record>
+struct key_s {
+    std::string_view name;
+    refusal_s (*take)(const json_t& value, Record* record);
+    bool required = false;
+};
+
+template <typename Record>
+refusal_s takeKeys(const json_t& object, std::span<const key_s<Record>> keys, Record* record) {
+    if (!object.is_object()) {
+        return {"must be an object", {}};
+    }
+    for (const auto& [name, value] : object.items()) {
+        const auto key = std::ranges::find(keys, std::string_view(name), &key_s<Record>::name);
+        if (key == keys.end()) {
+            return under(name, {"is not a known key", {}});
+        }
+        if (refusal_s refusal = key->take(value, record)) {
+            return under(name, std::move(refusal));
+        }
+    }
+    for (const key_s<Record>& key : keys) {
+        if (key.required && !object.contains(key.name)) {
+            return under(key.name, {"is missing", {}});
+        }
+    }
+    return {};
+}
+
+template <typename Record, std::size_t Count>
+refusal_s takeKeys(const json_t& object, const std::array<key_s<Record>, Count>& keys, Record* record) {
+    return takeKeys<Record>(object, std::span<const key_s<Record>>(keys), record);
+}
+
+// Takes each element of an array by `take(element, &record)`, up to `most` of them.
+template <typename Record, typename Take>
+refusal_s takeElements(const json_t& array, std::size_t most, Take take, std::vector<Record>* records) {
+    if (!array.is_array() || array.size() > most) {
+        return {"must be an array of at most " + std::to_string(most) + " elements", {}};
+    }
+    std::vector<Record> taken(array.size());
+    for (std::size_t i = 0; i < taken.size(); ++i) {
+        if (refusal_s refusal = take(array[i], &taken[i])) {
+            return under("[" + std::to_string(i) + "]", std::move(refusal));
+        }
+    }
+    *records = std::move(taken);
+    return {};
+}
+
+refusal_s takeWhole(const json_t& value, std::int64_t low, std::int64_t high, std::int64_t* out);
+template <typename Number>
+refusal_s takeInteger(const json_t& value, std::int64_t low, std::int64_t high, Number* out) {
+    std::int64_t number = 0;
+    refusal_s refusal = takeWhole(value, low, high, &number);
+    if (!refusal) {
+        *out = static_cast<Number>(number);
+    }
+    return refusal;
+}
+
+// A number with a fraction, NaN and the infinities never.
+refusal_s takeNumber(const json_t& value, double low, double high, double* out);
+// Seconds, as microseconds.
+refusal_s takeSeconds(const json_t& value, double low, double high, std::int64_t* microseconds);
+refusal_s takeBool(const json_t& value, bool* out);
+// Printable ASCII, so that it can stand in a line of a log.
+refusal_s takeText(const json_t& value, std::size_t most, std::string* out);
+refusal_s takeDigits(const json_t& value, std::size_t least, std::size_t most, std::string* out);
+// Pairs of hexadecimal digits; the number of bytes is a multiple of `unit`.
+refusal_s takeHex(const json_t& value, std::size_t least, std::size_t most, std::size_t unit,
+                  std::vector<std::uint8_t>* bytes);
+// Eight hexadecimal digits: a password.
+refusal_s takeWord32(const json_t& value, std::uint32_t* out);
+//   "2.1.50.0"
+refusal_s takeVersion(const json_t& value, REL_VERSION_s* version);
+
+// A word out of a table; its value goes to `*out`.
+template <typename Value>
+struct word_s {
+    std::string_view word;
+    Value value;
+};
+
+template <typename Value, std::size_t Count>
+refusal_s takeWord(const json_t& value, const std::array<word_s<Value>, Count>& words, Value* out) {
+    std::string known;
+    for (const word_s<Value>& row : words) {
+        if (value.is_string() && value.get_ref<const std::string&>() == row.word) {
+            *out = row.value;
+            return {};
+        }
+        known += (known.empty() ? "\"" : ", \"") + std::string(row.word) + '"';
+    }
+    return {"must be one of " + known, {}};
+}
+
+}  // namespace rxe
+
+#endif

@@ -1,0 +1,79 @@
+// SPDX-License-Identifier: MIT
+#include "world.hpp"
+
+#include <algorithm>
+#include <utility>
+
+namespace rxe {
+namespace {
+
+constexpr std::size_t EPC_OFFSET = 4;  // bytes of CRC and PC in front of it
+
+std::size_t epcBytes(const tag_s& tag) {
+    const auto& bank = tag.banks[BANK_EPC];
+    return bank.size() < EPC_OFFSET ? 0 : std::min(bank.size() - EPC_OFFSET, (bank[2] >> 3) * std::size_t{2});
+}
+
+bool holdsEpc(const tag_s& tag, const std::vector<std::uint8_t>& epc) {
+    return epcBytes(tag) == epc.size() &&
+           std::equal(epc.begin(), epc.end(), tag.banks[BANK_EPC].begin() + EPC_OFFSET);
+}
+
+}  // namespace
+
+std::uint32_t addTag(tag_s tag, std::int64_t now, world_s* world) {
+    tag.id = ++world->tagsMade;
+    ++world->changes;
+    // A few places for each new tag: enough to find those that have left, and no
+    // walk through a hundred thousand that have not.
+    constexpr int looks = 8;
+    for (int i = 0; i < looks && !world->tags.empty(); ++i) {
+        world->freeHint = (world->freeHint + 1) % static_cast<std::uint32_t>(world->tags.size());
+        tag_s& candidate = world->tags[world->freeHint];
+        if (candidate.leaves <= now) {
+            candidate = std::move(tag);
+            return world->freeHint;
+        }
+    }
+    world->tags.push_back(std::move(tag));
+    return static_cast<std::uint32_t>(world->tags.size() - 1);
+}
+
+void moveTag(std::uint32_t tag, place_s place, place_s velocity, std::int64_t now, world_s* world) {
+    tag_s& moved = world->tags[tag];
+    moved.place = place;
+    moved.velocity = velocity;
+    moved.placedAt = now;
+    ++world->changes;
+}
+
+void removeTag(std::uint32_t tag, std::int64_t now, world_s* world) {
+    world->tags[tag].leaves = now;
+    ++world->changes;
+}
+
+std::int64_t findTag(const world_s& world, const std::vector<std::uint8_t>& epc, std::int64_t now) {
+    const auto found = std::ranges::find_if(
+        world.tags, [&](const tag_s& tag) { return isPresent(tag, now) && holdsEpc(tag, epc); });
+    return found == world.tags.end() ? -1 : found - world.tags.begin();
+}
+
+place_s placeAt(const tag_s& tag, std::int64_t now) {
+    const auto seconds = static_cast<float>(static_cast<double>(now - tag.placedAt) * 1e-6);
+    return {tag.place.x + tag.velocity.x * seconds, tag.place.y + tag.velocity.y * seconds,
+            tag.place.z + tag.velocity.z * seconds};
+}
+
+void postEvent(event_s event, event_queue_s* queue) {
+    const std::lock_guard lock(queue->mutex);
+    queue->events.push_back(std::move(event));
+    queue->waiting.store(true, std::memory_order_relaxed);
+}
+
+std::vector<event_s> takeEvents(event_queue_s* queue) {
+    const std::lock_guard lock(queue->mutex);
+    queue->waiting.store(false, std::memory_order_relaxed);
+    return std::exchange(queue->events, {});
+}
+
+}  // namespace rxe

@@ -1,0 +1,284 @@
+// SPDX-License-Identifier: MIT
+// What tags do on the air, through the library: accesses, selects, sessions,
+// the database, the array.
+#include <cmath>
+#include <set>
+#include <sstream>
+
+#include "radio.hpp"
+
+namespace {
+
+enum : std::uint16_t { PARALLEL_RSSI = 0x0A8E, DB_WARNING = 0x0B8D, DB_ERROR = 0x0B8E };
+
+class Air : public Radio {
+  protected:
+    static void access(std::uint8_t id, std::uint8_t type, std::uint8_t bank, std::uint16_t pointer,
+                       std::uint16_t count, std::vector<std::uint16_t> words = {},
+                       std::uint16_t stopCount = 0) {
+        ACCESS_OP_s record = {};
+        record.enable = 1;
+        record.type = type;
+        record.membank = bank;
+        record.wordPointer = pointer;
+        record.wordCount = count;
+        record.stopCount = stopCount;
+        std::copy(words.begin(), words.end(), record.data);
+        ASSERT_EQ(set(RXE_PARAM_ACCESS + id, record), RXE_OK);
+    }
+    static void password(std::uint8_t id, std::uint8_t type, std::uint32_t payload) {
+        ACCESS_OP_s record = {};
+        record.enable = 1;
+        record.type = type;
+        record.payload = payload;
+        ASSERT_EQ(set(RXE_PARAM_ACCESS + id, record), RXE_OK);
+    }
+    static void loops(std::uint16_t count) {
+        PER_RADIO_STOP_s stop = {};
+        stop.olioLoops = count;
+        ASSERT_EQ(set(RXE_PARAM_RADIO_STOP, stop), RXE_OK);
+    }
+    // One round over the field; "id:result" for each report, the tag's code behind it.
+    static std::string accessesOf(std::uint64_t mask) {
+        OLIO_s record = olio(1, 1, 1);
+        record.accessBitMask = mask;
+        configure({record});
+        loops(1);
+        run();
+        std::string text;
+        for (const packet_s& packet : packets) {
+            ACCESS_INFO_s info = {};
+            if (packet.type == ACCESS_INFO && format(packet, &info) == RXE_OK) {
+                text += (text.empty() ? "" : " ") + std::to_string(info.accessId) + ':' +
+                        std::to_string(info.result);
+                text += info.result == 1 ? '/' + std::to_string(info.data[1]) : "";
+            }
+        }
+        return text;
+    }
+    static std::set<std::uint8_t> lastBytes() {
+        std::set<std::uint8_t> bytes;
+        for (const packet_s& packet : packets) {
+            TAG_INFO_s info = {};
+            if (packet.type == TAG_CUSTOM && format(packet, &info) == RXE_OK) {
+                bytes.insert(info.epc[info.epcLength / 8 - 1]);
+            }
+        }
+        return bytes;
+    }
+};
+
+TEST_F(Air, AccessesFollowPasswordsLocksAndMemory) {
+    ASSERT_EQ(connect(R"({"clock": "fast", "tags": [{"epc": "300000000000000000000001", "tid": "E2801160",
+        "user": "0000000000000000", "accessPassword": "12345678", "killPassword": "00C0FFEE",
+        "locks": {"user": "locked", "kill": "locked"}, "position": [0, 0, 1]}]})"),
+              RXE_OK);
+    access(1, RXE_ACCESS_WRITE, 3, 1, 0xABCD);
+    password(2, RXE_ACCESS_ACCESS, 0x12345678);
+    password(3, RXE_ACCESS_ACCESS, 0x12345679);
+    access(4, RXE_ACCESS_READ, 3, 0, 4);
+    access(5, RXE_ACCESS_MULTIWORD_WRITE, 3, 0, 3, {1, 2, 3});
+    ASSERT_EQ(set(RXE_PARAM_BLOCK_SIZE, std::uint8_t{2}), RXE_OK);
+    access(6, RXE_ACCESS_BLOCK_WRITE, 3, 0, 4, {5, 6, 7, 8});
+    access(7, RXE_ACCESS_READ, 0, 0, 2);
+    access(8, RXE_ACCESS_MULTIWORD_WRITE, 3, 3, 2, {9, 9});
+    access(9, RXE_ACCESS_BLOCK_PERMALOCK, 3, 0, 1);
+    password(10, RXE_ACCESS_LOCK, 0x802 | 0x401);
+    password(11, RXE_ACCESS_KILL, 0x00C0FFEE);
+    password(12, RXE_ACCESS_KILL, 1);
+    const auto bit = [](int id) { return std::uint64_t{1} << (id - 1); };
+    const struct {
+        const char* legend;
+        std::uint64_t mask;
+        const char* reports;
+    } cases[] = {
+        {"locked without the password; the next is not tried", bit(1) | bit(4), "1:1/4"},
+        {"a wrong password has no answer", bit(3) | bit(4), "3:2"},
+        {"one report for each word, and each block", bit(2) | bit(5) | bit(6), "2:0 5:0 5:0 5:0 6:0 6:0"},
+        {"reading needs no password", bit(4), "4:0"},
+        {"but a kill password does", bit(7), "7:1/4"},
+        {"the second word is beyond the bank", bit(2) | bit(8), "2:0 8:0 8:1/3"},
+        {"a command that tags do not know", bit(9), "9:1/1"},
+        {"locking takes the password", bit(10), "10:1/2"},
+        {"locked for good, with the password too", bit(2) | bit(5) | bit(10), "2:0 5:0 5:0 5:0 10:0"},
+        {"so that nothing is written any more", bit(2) | bit(5), "2:0 5:1/4"},
+        {"a wrong kill password has no answer", bit(12), "12:2"},
+        {"a killed tag", bit(11), "11:0"},
+        {"is silent", bit(4), ""},
+    };
+    for (const auto& row : cases) {
+        EXPECT_EQ(accessesOf(row.mask), row.reports) << row.legend;
+    }
+    EXPECT_EQ(count(TAG_CUSTOM), 0U);
+}
+
+TEST_F(Air, StopCountsEndAnAccess) {
+    ASSERT_EQ(connect(R"({"clock": "fast", "tags": {"count": 5}})"), RXE_OK);
+    access(1, RXE_ACCESS_READ, 2, 0, 1, {}, 3);
+    EXPECT_EQ(accessesOf(1), "1:0 1:0 1:0");
+    EXPECT_EQ(count(TAG_CUSTOM), 5U);
+}
+
+// Selects by an EPC's last byte, the flags they leave and the Query that asks for them.
+TEST_F(Air, SelectsAndQueriesChooseTheTags) {
+    ASSERT_EQ(connect(R"({"clock": "fast", "tags": {"count": 6, "scheme": "prefix", "epcPrefix": "AB",
+        "epcBits": 32, "firstSerial": 1}})"),
+              RXE_OK);
+    SELECT_OP_s select = {};
+    select.enable = 1;
+    select.membank = 1;
+    select.pointer = 0x20 + 30;  // the two lowest bits of the EPC are 01: serials 1 and 5
+    select.length = 2;
+    select.mask[0] = 0x40;
+    const std::set<std::uint8_t> all{1, 2, 3, 4, 5, 6}, chosen{1, 5}, others{2, 3, 4, 6};
+    const struct {
+        const char* legend;
+        std::uint8_t selectTarget, action, sel, session, target;
+        bool inMask;
+        std::set<std::uint8_t> read;
+    } cases[] = {
+        {"SL asserted, asked for SL", 4, 0, 3, 0, 0, true, chosen},
+        {"SL asserted, asked for the others", 4, 0, 2, 0, 0, true, others},
+        {"the select is not in the olio's mask", 4, 0, 0, 0, 0, false, all},
+        {"session 2: matching A, others B", 2, 0, 0, 2, 0, true, chosen},
+        {"session 3: matching B, asked for B", 3, 4, 0, 3, 1, true, chosen},
+        {"session 3: matching B, asked for A", 3, 4, 0, 3, 0, true, others},
+    };
+    loops(1);
+    for (const auto& row : cases) {
+        OLIO_s record = olio(1, 1, 1);
+        record.selectBitMask = row.inMask ? 1 : 0;
+        configure({record});
+        select.target = row.selectTarget;
+        select.action = row.action;
+        ASSERT_EQ(set(RXE_PARAM_SELECT + 1, select), RXE_OK);
+        INVENTORY_OP_s inventory = {};
+        inventory.enable = inventory.protocol = 1;
+        inventory.sel = row.sel;
+        inventory.session = row.session;
+        inventory.target = row.target;
+        ASSERT_EQ(set(RXE_PARAM_INVENTORY + 1, inventory), RXE_OK);
+        run();
+        EXPECT_EQ(lastBytes(), row.read) << row.legend;
+    }
+    OLIO_s record = olio(1, 1, 1);
+    record.selectBitMask = 1;
+    configure({record});
+    select.target = 4;
+    select.action = 0;
+    select.pointer = 0x20;
+    select.length = 8;
+    select.mask[0] = 0xAB;
+    select.truncate = 24;
+    ASSERT_EQ(set(RXE_PARAM_SELECT + 1, select), RXE_OK);
+    run();
+    const auto tag =
+        std::find_if(packets.begin(), packets.end(), [](auto& p) { return p.type == TAG_CUSTOM; });
+    ASSERT_NE(tag, packets.end());
+    TAG_INFO_s info = {};
+    ASSERT_EQ(format(*tag, &info), RXE_OK);
+    EXPECT_EQ(info.epcLength, 24) << "what follows the mask";
+}
+
+// A tag in session 1 answers again when its flag has run down, in session 2
+// never while it has power, in session 0 whenever the carrier comes anew.
+TEST_F(Air, SessionsDecideHowOftenATagIsRead) {
+    ASSERT_EQ(connect(R"({"clock": "fast", "tags": {"count": 4}})"), RXE_OK);
+    const struct {
+        std::uint8_t session, target;
+        std::size_t least, most;
+    } cases[] = {{0, 0, 4 * 20, 4 * 26}, {1, 0, 4 * 4, 4 * 5}, {2, 0, 4, 4}, {2, 2, 4 * 300, 4 * 600}};
+    for (const auto& row : cases) {
+        configure({olio(1, RXE_STOP_DWELL_TIME, 9000)});
+        loops(1);
+        INVENTORY_OP_s inventory = {};
+        inventory.enable = inventory.protocol = 1;
+        inventory.session = row.session;
+        inventory.target = row.target;
+        inventory.initialQ = 2;
+        ASSERT_EQ(set(RXE_PARAM_INVENTORY + 1, inventory), RXE_OK);
+        const std::size_t reads = run().tagReads;
+        EXPECT_TRUE(reads >= row.least && reads <= row.most) << int{row.session} << ": " << reads;
+    }
+}
+
+TEST_F(Air, WritesThatRepeatAreAnsweredFromTheShadow) {
+    ASSERT_EQ(connect(R"({"clock": "fast", "model": "PN8200", "firmware": "2.1.47.0"})"), RXE_OK);
+    std::uint32_t mask = 0x3C01;
+    const auto write = [&](bool shadow) {
+        return RXE_setParam2(RXE_PARAM_CUSTOM_FIELDS, &mask, true, shadow);
+    };
+    EXPECT_EQ(write(true), RXE_OK);
+    EXPECT_EQ(write(true), RXE_OK);   // the one that repeats
+    EXPECT_EQ(write(false), RXE_OK);  // passed on, and not counted
+    ASSERT_EQ(RXE_enablePacketLogging((directory / "log").c_str()), RXE_OK);
+    EXPECT_EQ(RXE_start(), RXE_OK);
+    EXPECT_TRUE(waitFor([] { return count(END_OF_RUN) == 1; }));
+    EXPECT_EQ(RXE_stop(), RXE_OK);
+    ASSERT_EQ(RXE_disablePacketLogging(), RXE_OK);
+    std::ifstream file(directory / "log", std::ios::binary);
+    std::ostringstream content;
+    content << file.rdbuf();
+    const std::string bytes = content.str();
+    ASSERT_GE(bytes.size(), 12U);
+    EXPECT_EQ(bytes.substr(bytes.size() - 12), std::string("\0\0\x08\0\0\0\0\x01\0\0\0\x01", 12));
+    PER_RADIO_STOP_s stop = {};
+    const RXE_API_STATUS status = RXE_setParam(RXE_PARAM_RADIO_STOP, &stop);
+    EXPECT_STREQ(RXE_strerror(status), "this reader or its firmware has no such parameter");
+}
+
+TEST_F(Air, ATagDatabaseFillsUp) {
+    ASSERT_EQ(connect(R"({"clock": "fast", "database": {"capacity": 10}, "tags": {"count": 12}})"), RXE_OK);
+    configure({olio(1, 1, 1)});
+    enable({DB_WARNING, DB_ERROR});
+    loops(3);
+    ASSERT_EQ(set(RXE_PARAM_LAST_REPORT, REPORT_FILTER_LAST_REPORT_s{1, 0, {}, 0xFFFFFFFF}), RXE_OK);
+    EXPECT_EQ(run().tagReads, 10U + 3 * 2) << "what has no room is reported each time";
+    EXPECT_EQ(count(DB_WARNING), 1U);
+    EXPECT_EQ(count(DB_ERROR), 1U);
+    DB_WARNING_s warning = {};
+    const auto packet =
+        std::find_if(packets.begin(), packets.end(), [](auto& p) { return p.type == DB_WARNING; });
+    ASSERT_EQ(format(*packet, &warning), RXE_OK);
+    EXPECT_EQ(warning.used, 9U);
+    EXPECT_EQ(warning.free, 1U);
+    ASSERT_EQ(RXE_resetDb(), RXE_OK);
+    run();
+    EXPECT_EQ(count(DB_ERROR), 1U) << "after a reset it can fill up anew";
+}
+
+TEST_F(Air, TheArrayFindsWhereATagIs) {
+    ASSERT_EQ(connect(R"({"clock": "fast", "model": "QDX4400", "maxTxPower": 36,
+        "tags": [{"epc": "300000000000000000000001", "position": [0, 3, 1]}]})"),
+              RXE_OK);
+    OLIO_s beam = olio(5000 + 1 + 90 / 5 + 72 * 5, 1, 4);  // azimuth 90, elevation 45
+    beam.receiveAntenna = 0xFFF5;
+    beam.transmitPower = 360;
+    OLIO_s away = beam;
+    away.transmitAntenna = 5000 + 1 + 270 / 5;
+    away.transmitPower = 150;
+    configure({beam, away});
+    enable({PARALLEL_RSSI});
+    ASSERT_EQ(set(RXE_PARAM_CUSTOM_FIELDS, std::uint32_t{RXE_FIELD_BEARING | RXE_FIELD_LOCATION}), RXE_OK);
+    loops(1);
+    EXPECT_EQ(run().tagReads, 4U) << "the beam that looks away does not reach it";
+    for (std::size_t i = 0; i < packets.size(); ++i) {
+        if (packets[i].type != TAG_CUSTOM) {
+            continue;
+        }
+        TAG_INFO_s info = {};
+        ASSERT_EQ(format(packets[i], &info), RXE_OK);
+        EXPECT_NEAR(info.azimuth, 900, 80);
+        EXPECT_NEAR(info.elevation, 450, 50);
+        EXPECT_GT(info.azimuthConf, 50);
+        EXPECT_NEAR(std::atan2(info.locationY, info.locationX), info.azimuth / 1800.0 * 3.14159, 0.05);
+        PARALLEL_RSSI_s levels = {};
+        ASSERT_EQ(packets.at(i + 1).type, PARALLEL_RSSI);
+        ASSERT_EQ(format(packets[i + 1], &levels), RXE_OK);
+        ASSERT_EQ(levels.count, 97U);
+        const auto best = std::max_element(levels.rssi, levels.rssi + levels.count) - levels.rssi;
+        EXPECT_EQ(levels.beam[best], beam.transmitAntenna);
+    }
+}
+
+}  // namespace

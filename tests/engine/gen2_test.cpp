@@ -1,0 +1,295 @@
+// SPDX-License-Identifier: MIT
+// A tag's flags, memory and locks, and the numbers that the air is made of,
+// each against the standard's or a published table.
+#include "gen2.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <set>
+
+#include "beams.hpp"
+#include "features.hpp"
+#include "link_profiles.hpp"
+#include "population.hpp"
+#include "propagation.hpp"
+#include "slots.hpp"
+
+namespace {
+
+using namespace rxe;
+
+constexpr std::int64_t SECOND = 1000000;
+
+tag_s tagWithEpc(std::uint64_t serial) {
+    tag_s tag;
+    setEpc(sgtin96({}, serial), &tag);
+    tag.banks[BANK_RESERVED] = {0, 0, 0, 1, 0, 0, 0, 2};
+    tag.banks[BANK_TID] = {0xE2, 0x80, 0x11, 0x60};
+    tag.banks[BANK_USER].assign(8, 0xFF);
+    tag.poweredUntil = FOR_EVER;
+    return tag;
+}
+
+// EPC Gen2 v2.0.1, table 6.29, by action: what becomes of a flag A or
+// deasserted, then of one that is B or asserted, of a tag that matches; then both for one that does not.
+TEST(Gen2, SelectActions) {
+    const struct {
+        const char *session, *sl;
+    } cases[8] = {{"AABB", "++--"}, {"AAAB", "++-+"}, {"ABBB", "-+--"}, {"BAAB", "+--+"},
+                  {"BBAA", "--++"}, {"BBAB", "---+"}, {"ABAA", "-+++"}, {"ABBA", "-++-"}};
+    for (std::uint8_t action = 0; action < 8; ++action) {
+        std::string session, sl;
+        for (const bool matching : {true, false}) {
+            for (const bool before : {false, true}) {
+                SELECT_OP_s select{};
+                select.action = action;
+                select.membank = BANK_EPC;
+                select.pointer = 0x20;
+                select.length = 8;
+                select.mask[0] = matching ? 0x30 : 0x31;
+                tag_s tag = tagWithEpc(1);
+                select.target = 2;
+                setInventoried(2, before, 0, &tag);
+                obeySelect(select, 0, &tag);
+                session += inventoriedB(tag, 2, 0) ? 'B' : 'A';
+                select.target = 4;
+                tag.sl = before;
+                obeySelect(select, 0, &tag);
+                sl += tag.sl ? '+' : '-';
+            }
+        }
+        EXPECT_EQ(session, cases[action].session) << "action " << int{action};
+        EXPECT_EQ(sl, cases[action].sl) << "action " << int{action};
+    }
+}
+
+TEST(Gen2, FlagsOutliveThePowerByTheirSession) {
+    // Seconds with and then without power, and which flags are still B (or SL set).
+    const struct {
+        std::int64_t powered, dark;
+        const char* left;
+    } cases[] = {{0, 0, "0123L"}, {60, 0, "023L"}, {1, 0, "0123L"},
+                 {0, 1, "123L"},  {1, 3, "23L"},   {0, 21, ""}};
+    for (const auto& row : cases) {
+        tag_s tag = tagWithEpc(1);
+        for (unsigned session = 0; session < 4; ++session) {
+            setInventoried(session, true, 0, &tag);
+        }
+        tag.sl = true;
+        const std::int64_t off = row.powered * SECOND, on = off + row.dark * SECOND;
+        tag.poweredUntil = off;
+        if (row.dark != 0) {
+            powerUp(on, &tag);
+        }
+        std::string left;
+        for (unsigned session = 0; session < 4; ++session) {
+            left += inventoriedB(tag, session, on) ? std::to_string(session) : "";
+        }
+        EXPECT_EQ(left + (tag.sl ? "L" : ""), row.left) << row.powered << " s, " << row.dark << " s";
+    }
+}
+
+// The four states of a lock's pair, for a password and for a bank that is only
+// guarded against writing: open, secured; r and w for what is allowed.
+TEST(Gen2, LocksGuardReadingAndWriting) {
+    const struct {
+        unsigned pair;
+        const char *password, *bank;
+    } cases[] = {{0, "rw rw", "rw rw"}, {1, "rw rw", "rw rw"}, {2, "-- rw", "r- rw"}, {3, "-- --", "r- r-"}};
+    for (const auto& row : cases) {
+        const auto allowed = [&](std::uint16_t lock, std::uint8_t bank) {
+            std::string text;
+            for (const bool secured : {false, true}) {
+                tag_s tag = tagWithEpc(1);
+                tag.locks = static_cast<std::uint16_t>(row.pair * (lock >> 1));
+                std::vector<std::uint8_t> data;
+                const std::uint16_t words[] = {0x1234};
+                text += readMemory(tag, bank, 0, 1, secured, &data) == TAG_OK ? 'r' : '-';
+                const tag_error_e error = writeMemory(bank, 0, words, secured, &tag);
+                EXPECT_TRUE(error == TAG_OK || error == TAG_LOCKED);
+                text += error == TAG_OK ? 'w' : '-';
+                text += secured ? "" : " ";
+            }
+            return text;
+        };
+        EXPECT_EQ(allowed(LOCK_KILL, BANK_RESERVED), row.password) << row.pair;
+        EXPECT_EQ(allowed(LOCK_USER, BANK_USER), row.bank) << row.pair;
+    }
+    tag_s tag = tagWithEpc(1);
+    EXPECT_EQ(lockMemory(0x802, false, &tag), TAG_NO_PRIVILEGE);
+    EXPECT_EQ(lockMemory(0x802 | 0x401, true, &tag), TAG_OK) << "user bank, for good";
+    EXPECT_EQ(tag.locks, LOCK_USER | LOCK_USER >> 1);
+    EXPECT_EQ(lockMemory(0x800, true, &tag), TAG_LOCKED) << "cannot be undone";
+    EXPECT_EQ(lockMemory(0x8020, true, &tag), TAG_OK);
+    EXPECT_EQ(tag.locks, LOCK_USER | LOCK_USER >> 1 | LOCK_EPC) << "other fields stay";
+}
+
+TEST(Gen2, MemoryEndsWhereItEndsAndTheCrcFollows) {
+    tag_s tag = tagWithEpc(1);
+    std::vector<std::uint8_t> data;
+    EXPECT_EQ(readMemory(tag, BANK_TID, 1, 0, false, &data), TAG_OK);
+    EXPECT_EQ(data, (std::vector<std::uint8_t>{0x11, 0x60}));
+    EXPECT_EQ(readMemory(tag, BANK_TID, 1, 2, false, &data), TAG_OVERRUN);
+    EXPECT_EQ(readMemory(tag, BANK_TID, 2, 0, false, &data), TAG_OVERRUN);
+    const std::uint16_t five[] = {1, 2, 3, 4, 5};
+    EXPECT_EQ(writeMemory(BANK_USER, 0, five, false, &tag), TAG_OVERRUN);
+    EXPECT_EQ(tag.banks[BANK_USER][0], 0xFF) << "nothing written";
+    EXPECT_EQ(writeMemory(BANK_EPC, 0, {five, 1}, false, &tag), TAG_LOCKED) << "the CRC is the tag's own";
+    // EPC Gen2 v1.2.0 annex F: PC 3000h and EPC 1111h 2222h ... give 1835h.
+    const std::uint16_t words[] = {0x3000, 0x1111, 0x2222, 0x3333, 0x4444, 0x5555, 0x6666};
+    EXPECT_EQ(writeMemory(BANK_EPC, 1, words, false, &tag), TAG_OK);
+    const backscatter_s whole = backscatterOf(tag);
+    EXPECT_EQ(whole.crc, 0x1835);
+    EXPECT_EQ(whole.replyBits, 128U);
+    const std::uint16_t shorter[] = {0x1000};
+    EXPECT_EQ(writeMemory(BANK_EPC, 1, shorter, false, &tag), TAG_OK);
+    EXPECT_EQ(backscatterOf(tag).epcBits, 32);
+    EXPECT_EQ(backscatterOf(tag).crc, 0x968F);
+}
+
+TEST(Air, EveryProfileKeepsToTheStandard) {
+    std::size_t profiles = 0;
+    std::set<std::vector<double>> different;
+    for (std::uint16_t id = 1; id < 3000; ++id) {
+        if (!isLinkProfile(id)) {
+            continue;
+        }
+        ++profiles;
+        const link_s link = linkOf(id);
+        SCOPED_TRACE(id);
+        EXPECT_TRUE(link.tari >= 6.25 && link.tari <= 25);
+        EXPECT_TRUE(link.rtcal >= 2.5 * link.tari && link.rtcal <= 3 * link.tari);
+        EXPECT_TRUE(link.trcal >= 1.1 * link.rtcal && link.trcal <= 3 * link.rtcal);
+        EXPECT_TRUE(1000 / period(link) >= 40 && 1000 / period(link) <= 640.01);
+        different.insert({link.tari, link.rtcal, link.trcal, link.pilot * 16.0 + link.miller});
+    }
+    EXPECT_EQ(profiles, 84U);
+    EXPECT_GE(different.size(), 72U);
+}
+
+// 30 dBm, 6 dBi, a 2 dBi tag, 3 dB of polarisation, 6 dB of modulation, 915 MHz.
+TEST(Air, PowerFallsWithDistance) {
+    const struct {
+        float metres;
+        double atTag, atReader;
+    } cases[] = {{0.5F, 9.3, -17.3}, {1, 3.3, -29.4},   {2, -2.7, -41.4},   {3, -6.2, -48.4},
+                 {5, -10.7, -57.3},  {7, -13.6, -63.2}, {10, -16.7, -69.4}, {15, -20.2, -76.4}};
+    world_s world;
+    carrier_s carrier;
+    carrier.antenna = 1;
+    carrier.power = 30;
+    for (const auto& row : cases) {
+        tag_s tag = tagWithEpc(1);
+        tag.velocity = {row.metres, 0, 0};
+        const path_s path = pathOf(world, carrier, tag, SECOND);
+        EXPECT_NEAR(path.atTag, row.atTag, 0.1) << row.metres;
+        EXPECT_NEAR(path.atReader, row.atReader, 0.1) << row.metres;
+    }
+    const auto turn = [](float metres) { return backscatterPhase(metres, 915000, 1); };
+    EXPECT_NEAR(turn(3), turn(3 + 0.32764F / 2), 0.01) << "half a wavelength is a full turn";
+    EXPECT_GT(std::abs(turn(3) - turn(3.05F)), 1.0F);
+    EXPECT_LT(bitErrorRate(12), 1e-9);
+    EXPECT_GT(bitErrorRate(0), 1e-3);
+}
+
+TEST(Air, BeamNumbersAndWhatABeamHears) {
+    for (const int polarisation : {1000, 2000, 3000, 4000, 5000}) {
+        std::set<std::uint16_t> ids;
+        for (const std::uint16_t id : heatMapBeams(polarisation)) {
+            const beam_s beam = beamOf(id);
+            EXPECT_TRUE(beam.valid());
+            EXPECT_EQ(beamId(beam.azimuth, beam.elevation, beam.polarisation), id);
+            ids.insert(id);
+        }
+        EXPECT_EQ(ids.size(), 97U);
+    }
+    const struct {
+        std::uint16_t id;
+        int azimuth, elevation, polarisation;
+    } cases[] = {{397, 0, 0, 4000},    {325, 0, 45, 4000},   {5897, 0, 0, 5000}, {5001, 0, 70, 5000},
+                 {1866, 15, 10, 1000}, {1896, 315, 5, 1000}, {498, -1, -1, 0},   {100, -1, -1, 2000},
+                 {5898, -1, -1, 5000}, {5072, 355, 70, 5000}};
+    for (const auto& row : cases) {
+        const beam_s beam = beamOf(row.id);
+        EXPECT_EQ(beam.azimuth, row.azimuth) << row.id;
+        EXPECT_EQ(beam.elevation, row.elevation) << row.id;
+        EXPECT_EQ(beam.polarisation, row.polarisation) << row.id;
+    }
+    const direction_s seen = directionTo({0, 0, 4}, {0, 3, 1});
+    EXPECT_NEAR(seen.azimuth, 90, 0.1);
+    EXPECT_NEAR(seen.elevation, 45, 0.1);
+    EXPECT_NEAR(beamLoss({90, 45, 5000}, seen), 0, 0.01);
+    EXPECT_NEAR(beamLoss({90, 30, 5000}, seen), 3, 0.1);
+    EXPECT_NEAR(beamLoss({270, 45, 5000}, seen), 20, 0.1);
+}
+
+// The mean and the spread of what falls into a slot, against the binomial
+// distribution, with means on both sides of where the method changes.
+TEST(Air, SlotsAreDrawnLikeTagsWould) {
+    const struct {
+        std::uint32_t tags;
+        double probability;
+    } cases[] = {{10, 1.0 / 16}, {200, 1.0 / 8}, {1000, 1.0 / 4}, {3, 0.5}};
+    random_s random{.state = 3};
+    for (const auto& row : cases) {
+        constexpr int draws = 40000;
+        double sum = 0, squares = 0;
+        for (int i = 0; i < draws; ++i) {
+            const double k = drawBinomial(row.tags, row.probability, &random);
+            ASSERT_LE(k, row.tags);
+            sum += k;
+            squares += k * k;
+        }
+        const double mean = sum / draws, variance = row.tags * row.probability * (1 - row.probability);
+        EXPECT_NEAR(mean, row.tags * row.probability, 4 * std::sqrt(variance / draws)) << row.tags;
+        EXPECT_NEAR(squares / draws - mean * mean, variance, 0.05 * variance) << row.tags;
+    }
+    frame_s frame{.slots = 64, .waiting = 500};
+    std::uint32_t drawn = 0;
+    while (frame.next < frame.slots) {
+        drawn += drawSlot(&frame, &random);
+    }
+    EXPECT_EQ(drawn, 500U) << "each tag in one slot";
+}
+
+TEST(Features, FollowModelAndVersion) {
+    using enum reader_model_e;
+    const struct {
+        unsigned id;
+        reader_model_e model;
+        REL_VERSION_s firmware;
+        bool has;
+    } cases[] = {
+        {RXE_PARAM_ANTENNA_STATE, PN8200, {1, 4, 86, 0}, false},
+        {RXE_PARAM_ANTENNA_STATE, PN8200, {1, 4, 87, 0}, true},
+        {RXE_PARAM_ANTENNA_CHECK, PN8200, {2, 1, 32, 0}, false},
+        {RXE_PARAM_ANTENNA_CHECK, PN8200, {2, 2, 27, 0}, true},
+        {RXE_PARAM_ANTENNA_CHECK, PN8200, {2, 3, 99, 0}, false},
+        {RXE_PARAM_RSSI_THRESHOLD, PN8200, {2, 1, 41, 0}, true},
+        {RXE_PARAM_RSSI_THRESHOLD, PN8200, {2, 2, 99, 0}, false},
+        {RXE_PARAM_DYNAMIC_RANGE, PN8200, {2, 1, 46, 0}, false},
+        {RXE_PARAM_DYNAMIC_RANGE, PN8200, {2, 1, 47, 0}, true},
+        {RXE_PARAM_CABLE_LOSS + 3, PN8200, {2, 1, 47, 0}, true},
+        {RXE_PARAM_CABLE_LOSS + 3, PN8200, {2, 1, 46, 0}, false},
+        {RXE_PARAM_TX_DELAY_INTERVAL, PN8200, {2, 2, 27, 0}, false},
+        {RXE_PARAM_TX_DELAY_INTERVAL, PN8200, {2, 2, 28, 0}, true},
+        {RXE_PARAM_TX_DELAY_INTERVAL, PN8200, {1, 0, 0, 0}, true},
+        {RXE_PARAM_RADIO_STOP, PN8200, {2, 1, 50, 0}, false},
+        {RXE_PARAM_RADIO_STOP2, PN5100, {2, 1, 50, 0}, false},
+        {RXE_PARAM_NUM_ANTENNAS, PN5100, {1, 4, 90, 0}, true},
+        {RXE_PARAM_NUM_ANTENNAS, PN5100, {2, 1, 50, 0}, false},
+        {RXE_PARAM_AAR_HEIGHT, QDX4400, {2, 2, 30, 0}, true},
+        {RXE_PARAM_AAR_HEIGHT, PN8200, {2, 2, 30, 0}, false},
+        {RXE_PARAM_DELAY_AFTER_SELECTS, PN5100, {1, 4, 90, 0}, false},
+    };
+    for (const auto& row : cases) {
+        const reader_s reader{row.model, row.firmware, {2, 2, 40, 0}};
+        EXPECT_EQ(hasParameter(reader, static_cast<std::uint16_t>(row.id)), row.has)
+            << row.id << ' ' << int{row.firmware.minor} << '.' << int{row.firmware.patch};
+    }
+    EXPECT_FALSE(hasParameter({PN8200, {2, 1, 50, 0}, {2, 2, 33, 0}}, RXE_PARAM_CABLE_LOSS + 1))
+        << "old library";
+}
+
+}  // namespace

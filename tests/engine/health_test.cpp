@@ -1,0 +1,115 @@
+// SPDX-License-Identifier: MIT
+// Temperatures that follow the radio's work, and the alarms they raise.
+#include "scenario_text.hpp"
+
+namespace {
+
+constexpr std::uint16_t AMB_HI = 0x0B82, AMB_CRIT = 0x0B83, PA_HI = 0x0B85, PA_CRIT = 0x0B86;
+
+class Health : public ScenarioRadio {
+  protected:
+    static int degrees(unsigned id) {
+        std::int16_t value = 0;
+        EXPECT_EQ(RXE_getParam(static_cast<unsigned short>(id), &value), RXE_OK);
+        return value;
+    }
+    static void setLimit(unsigned short id, std::uint8_t value) {
+        EXPECT_EQ(RXE_setNVMParam(id, &value), RXE_OK);
+    }
+};
+
+// First order: 63.2 % of the way in one time constant, of the part of the rise
+// that the power on air is of the most that there is.
+TEST_F(Health, TemperaturesFollowTheWork) {
+    const struct {
+        const char* legend;
+        std::int16_t power;  // tenths of dBm, of 33 dBm at most
+        std::uint32_t milliseconds;
+        int pa, ambient;
+    } cases[] = {
+        {"one time constant at full power", 330, 10000, 40 + 25, 25 + 4},
+        {"three of them", 330, 30000, 40 + 38, 25 + 8},
+        {"half the power", 300, 10000, 40 + 13, 25 + 2},
+        {"a tenth of it", 230, 30000, 40 + 4, 25 + 1},
+    };
+    for (const auto& row : cases) {
+        SCOPED_TRACE(row.legend);
+        ASSERT_EQ(connect(R"({"clock": "fast", "control": "none", "tags": {"count": 1}, "temperatures": {
+            "pa": {"idle": 40, "rise": 40, "seconds": 10}, "ambient": {"idle": 25, "rise": 10, "seconds": 20}}})"),
+                  RXE_OK);
+        EXPECT_EQ(degrees(RXE_PARAM_PA_TEMP), 40);
+        EXPECT_EQ(degrees(RXE_PARAM_AMB_TEMP), 25);
+        OLIO_s record = olio(1, RXE_STOP_DWELL_TIME, 100);
+        record.transmitPower = row.power;
+        configure({record});
+        PER_RADIO_STOP_s stop = {};
+        stop.duration = row.milliseconds;
+        ASSERT_EQ(set(RXE_PARAM_RADIO_STOP, stop), RXE_OK);
+        run();
+        EXPECT_NEAR(degrees(RXE_PARAM_PA_TEMP), row.pa, 1);
+        EXPECT_NEAR(degrees(RXE_PARAM_AMB_TEMP), row.ambient, 1);
+        ASSERT_EQ(RXE_disconnect(), RXE_OK);
+    }
+}
+
+TEST_F(Health, AnIdleRadioCoolsDown) {
+    ASSERT_EQ(connect(R"({"control": "none", "temperatures": {"pa": {"idle": 30, "seconds": 0.2}},
+        "events": [{"at": 0.1, "event": "temperature", "sensor": "pa", "degrees": 100}]})"),
+              RXE_OK);
+    enable({PA_HI, PA_CRIT});
+    setLimit(RXE_NVM_PA_HI_TEMP, 131);
+    ASSERT_TRUE(waitFor([] { return count(PA_HI) == 1; }));
+    const auto begin = std::chrono::steady_clock::now();
+    while (degrees(RXE_PARAM_PA_TEMP) > 31 &&
+           std::chrono::steady_clock::now() - begin < std::chrono::seconds(20)) {
+    }
+    EXPECT_LE(degrees(RXE_PARAM_PA_TEMP), 31);
+    EXPECT_EQ(count(PA_HI), 1U) << "told once, and no longer above the limit when it is time again";
+}
+
+TEST_F(Health, AlarmsRepeatSlowlyWhileTheirReasonLasts) {
+    const struct {
+        const char* legend;
+        int pa, ambient;
+        std::uint8_t paLimit, ambientLimit;  // as the host writes them
+        std::array<std::size_t, 4> alarms;   // PA high and critical, ambient high and critical
+    } cases[] = {
+        {"cool", 66, 66, 131, 131, {0, 0, 0, 0}},
+        {"at the limit", 67, 67, 131, 131, {4, 0, 4, 0}},
+        {"critical alone is told", 110, 95, 131, 131, {0, 4, 0, 4}},
+        {"no limits", 90, 80, 0, 0, {0, 0, 0, 0}},
+        {"below zero", -20, -30, 44, 44, {4, 0, 0, 0}},
+        {"one critical without limits", 40, 90, 0, 0, {0, 0, 0, 4}},
+    };
+    for (const auto& row : cases) {
+        SCOPED_TRACE(row.legend);
+        const json heat{{"pa", {{"idle", row.pa}, {"rise", 0}, {"critical", 110}}},
+                        {"ambient", {{"idle", row.ambient}, {"rise", 0}, {"critical", 90}}}};
+        ASSERT_EQ(connect(json{{"clock", "fast"}, {"control", "none"}, {"temperatures", heat}}.dump()),
+                  RXE_OK);
+        enable({PA_HI, PA_CRIT, AMB_HI, AMB_CRIT});
+        setLimit(RXE_NVM_PA_HI_TEMP, row.paLimit);
+        setLimit(RXE_NVM_AMB_HI_TEMP, row.ambientLimit);
+        epcsOfRun(18000);
+        EXPECT_EQ((std::array{count(PA_HI), count(PA_CRIT), count(AMB_HI), count(AMB_CRIT)}), row.alarms);
+        for (const packet_s& packet : packets) {
+            if (packet.type == PA_HI || packet.type == PA_CRIT) {
+                EXPECT_EQ(packet.payload, std::vector{static_cast<std::uint8_t>(row.pa)});
+            }
+        }
+        ASSERT_EQ(RXE_disconnect(), RXE_OK);
+    }
+}
+
+TEST_F(Health, EchoesOfTheArray) {
+    ASSERT_EQ(connect(R"({"control": "none", "model": "QDX4400", "maxTxPower": 36})"), RXE_OK);
+    AAREchoResults echo = {};
+    ASSERT_EQ(RXE_getParam(RXE_PARAM_ECHO + 5, &echo), RXE_OK);
+    for (int i = 0; i < 14; ++i) {
+        EXPECT_NEAR(echo.txPwrx10[i], 345, 15);
+        EXPECT_NEAR(echo.rxPwrPreEchox10[i], 160, 15);
+        EXPECT_NEAR(echo.rxPwrPostEchox10[i], -290, 15);
+    }
+}
+
+}  // namespace
