@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The regular expressions of the tag filter. A client may send any expression of
-// the ECMAScript grammar, and the engine thread tries it on each tag: both the
-// memory of an expression and the time of a match are bounded.
+// the ECMAScript grammar, and the engine thread tries it on each tag: the memory
+// of an expression, and the time and the stack of a match are bounded.
 #pragma once
 
 #include <cstddef>
@@ -14,11 +14,15 @@
 // expression of a usual filter takes some hundreds.
 inline constexpr std::size_t maxMatchSteps = 200'000;
 
+// Bytes of the stack that a match may have taken when it looks at the text.
+inline constexpr std::size_t maxMatchStack = 1024 * 1024;
+
 // The compiled expression, or null for a text that is none. An expression that
-// unfolds to more states than the library allows (100,000) is none either. Main
-// thread.
+// unfolds to more states than the library allows (100,000) is none either, nor is
+// one with a back-reference whose length times all its counts is above 10,000.
+// Main thread.
 std::shared_ptr<const std::regex> compileFilterExpression(const std::string& text);
 
-// Whether the whole text matches; an expression that has not matched after
-// maxMatchSteps does not. Nothing is thrown. Engine thread.
+// Whether the whole text matches; an expression that has not matched within
+// maxMatchSteps and maxMatchStack does not. Nothing is thrown. Engine thread.
 bool matchesFilterExpression(const std::regex& expression, std::string_view text);

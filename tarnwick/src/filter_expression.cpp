@@ -1,13 +1,27 @@
 // SPDX-License-Identifier: MIT
 #include "filter_expression.hpp"
 
+#include <algorithm>
+#include <charconv>
+#include <cstdint>
 #include <iterator>
 
 namespace {
 
 // Thrown by stepping_iterator_s through the library's matcher and caught by
 // matchesFilterExpression.
-struct out_of_steps_s {};
+struct out_of_budget_s {};
+
+// Where the stack stands, in the caller's frame or just below it.
+std::uintptr_t stackPlace() {
+    return reinterpret_cast<std::uintptr_t>(__builtin_frame_address(0));
+}
+
+// What is left to one match. The stack grows down.
+struct match_budget_s {
+    std::size_t steps = maxMatchSteps;
+    std::uintptr_t lowestStack = stackPlace() - maxMatchStack;
+};
 
 // A place in the text that counts each look at it.
 struct stepping_iterator_s {
@@ -18,13 +32,13 @@ struct stepping_iterator_s {
     using reference = const char&;
 
     const char* place = nullptr;
-    std::size_t* stepsLeft = nullptr;
+    match_budget_s* budget = nullptr;
 
     void step() const {
-        if (*stepsLeft == 0) {
-            throw out_of_steps_s{};
+        if (budget->steps == 0 || stackPlace() < budget->lowestStack) {
+            throw out_of_budget_s{};
         }
-        --*stepsLeft;
+        --budget->steps;
     }
     reference operator*() const {
         step();
@@ -54,15 +68,35 @@ struct stepping_iterator_s {
     }
 };
 
+// An upper bound for the length of an expression whose counts ("{3}", "{2,7}") are
+// written out, or anything above `limit`.
+std::size_t unfoldedLength(std::string_view text, std::size_t limit) {
+    std::size_t length = text.size();
+    for (std::size_t at = text.find_first_of("{,"); at != text.npos && length <= limit;
+         at = text.find_first_of("{,", at + 1)) {
+        std::size_t count = 1;
+        const char* end = text.data() + text.size();
+        if (std::from_chars(text.data() + at + 1, end, count).ec == std::errc::result_out_of_range) {
+            return limit + 1;
+        }
+        length *= std::clamp<std::size_t>(count, 1, limit + 1);
+    }
+    return length;
+}
+
 }  // namespace
 
 // The library has two matchers. The default one tries one way after the other: on
 // 30 digits and "(a*)*b" it would be at work for hours. __polynomial asks for the
 // one that follows all ways at once, at a cost of states times digits, and drops
 // the groups, whose places nobody asks for. It knows no back-references, so an
-// expression with one takes the default matcher, and the steps end it.
+// expression with one takes the default matcher, and the budget ends it. That
+// matcher goes one call deeper for each state on its way, some 100 bytes of the
+// engine thread's stack; between two looks at the text, where nothing can end it,
+// only the length of the expression bounds the way.
 std::shared_ptr<const std::regex> compileFilterExpression(const std::string& text) {
     using namespace std::regex_constants;
+    constexpr std::size_t maxUnfolded = 10'000;
     for (const syntax_option_type flags : {ECMAScript | nosubs | __polynomial, ECMAScript}) {
         try {
             return std::make_shared<const std::regex>(text, flags);
@@ -71,16 +105,19 @@ std::shared_ptr<const std::regex> compileFilterExpression(const std::string& tex
                 return nullptr;
             }
         }
+        if (unfoldedLength(text, maxUnfolded) > maxUnfolded) {
+            return nullptr;
+        }
     }
     return nullptr;
 }
 
 bool matchesFilterExpression(const std::regex& expression, std::string_view text) {
-    std::size_t steps = maxMatchSteps;
+    match_budget_s budget;
     try {
-        return std::regex_match(stepping_iterator_s{text.data(), &steps},
-                                stepping_iterator_s{text.data() + text.size(), &steps}, expression);
-    } catch (const out_of_steps_s&) {
+        return std::regex_match(stepping_iterator_s{text.data(), &budget},
+                                stepping_iterator_s{text.data() + text.size(), &budget}, expression);
+    } catch (const out_of_budget_s&) {
         return false;
     } catch (const std::regex_error&) {
         return false;
