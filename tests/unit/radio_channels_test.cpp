@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include <gmock/gmock.h>
-
 #include <sstream>
 
 #include "radio_fixture.hpp"
@@ -82,16 +80,6 @@ TEST_F(RadioChannels, StatusPacketFlushesOnceForEachTick) {
     run("t");
     deliver(0x0B01);
     EXPECT_EQ(sent(data), "9+0 ");
-}
-
-TEST_F(RadioChannels, TextEventsCarryTheTime) {
-    send_GPI_message(255, 0);
-    send_radio_start_message();
-    const char* time = "[0-9]{4}(-[0-9]{2}){2}T[0-9]{2}(:[0-9]{2}){2}\\.[0-9]{3}[+-][0-9]{4}";
-    const auto line = [time](const std::string& start) {
-        return testing::ElementsAre(testing::MatchesRegex(start + time));
-    };
-    EXPECT_THAT(received(lines), testing::ElementsAre(line("GPI_255_L,"), line("RADIO_START,")));
 }
 
 }  // namespace

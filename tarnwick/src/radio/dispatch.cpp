@@ -82,6 +82,7 @@ void onTagPacket(RXE_packet_s* packet, const packet_row_s&) {
     timeval now{};
     gettimeofday(&now, nullptr);
     process_tag_info_packet(packet, now);
+    prev_access_idx = noAccessYet;
 }
 
 // The topic's name is odd for the end of a run; the main thread knows it so.
@@ -97,6 +98,10 @@ void onErrorLog(RXE_packet_s* packet, const packet_row_s& row) {
     if (payloadBeginsWith(packet, "ERRLOG")) {
         sendNews(row.topic, packet->payload, packet->length);
     }
+}
+
+void onAccessInfo(RXE_packet_s* packet, const packet_row_s&) {
+    process_access_info_packet(packet);
 }
 
 void onParallelRssi(RXE_packet_s* packet, const packet_row_s&) {
@@ -164,6 +169,7 @@ constexpr std::array packetRows{
     packet_row_s{0x0B04, 8, onCarrierOn, ""},                          // CW_ON
     packet_row_s{0x0B08, 2, onGpioInfo, ""},                           // GPIO_INFO
     packet_row_s{0x0B09, 0, onInventoryBegin, ""},                     // INV_BEGIN
+    packet_row_s{0x0B0C, 0, onAccessInfo, ""},                         // ACCESS_INFO
     packet_row_s{0x0B81, 0, forwardPayload, "ant_disconnect"},         // ANT_DISCONNECT_ALARM
     packet_row_s{0x0B82, 0, forwardPayload, "amb_temp_hi"},            // AMB_TEMP_HI_ALARM
     packet_row_s{0x0B83, 0, forwardPayload, "amb_temp_crit"},          // AMB_TEMP_CRIT_ALARM

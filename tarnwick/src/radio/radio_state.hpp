@@ -66,6 +66,29 @@ const nlohmann::json& pendingReport();
 // The report is pending from then on. The reference is good for this packet.
 nlohmann::json& reportData();
 
+// ---- access results --------------------------------------------------------
+
+// The access id of the last ACCESS_INFO packet. Written by the access results, and
+// set to noAccessYet by the packet dispatch after each tag packet.
+inline constexpr std::uint8_t noAccessYet = 128;
+extern std::uint8_t prev_access_idx;
+
+// The slot of "accessResults" that the next outcome fills. Written by the access
+// results, and set to 0 by the tag report.
+extern std::uint8_t current_access_idx;
+
+// Memory reads stored since a report last left. Counted up by the access results,
+// set to 0 by the report release: a report that is held back keeps its count.
+extern std::uint32_t tagMemoryCount;
+
+// Puts "Not Attempted" in every place of the pending report where an access of
+// `olio` will tell its outcome.
+void prepare_access_results(std::uint16_t olio);
+
+// Adds the outcome of an ACCESS_INFO packet to the pending report, and releases the
+// report when nothing more can follow. Returns 0.
+int process_access_info_packet(RXE_packet_s* packet);
+
 // ---- forms of a report -----------------------------------------------------
 
 enum report_kind_e : std::uint8_t {

@@ -13,6 +13,8 @@
 
 std::atomic<std::uint64_t> msgTxCount{0};
 
+std::uint32_t tagMemoryCount = 0;
+
 namespace {
 
 // Where the serialiser writes. It hands over a report in some hundred pieces, most
@@ -88,6 +90,7 @@ int send_out_tag_data() {
         const bool spread = form == DATA_ANALYTICS_STRING && subscribers.load(std::memory_order_relaxed) > 1;
         send_tag_data_message(message, spread);
     }
+    tagMemoryCount = 0;
     clearReport();
     return 0;
 }

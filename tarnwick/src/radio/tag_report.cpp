@@ -49,6 +49,14 @@ std::uint16_t hashOf(const TAG_INFO_s& info) {
     return static_cast<std::uint16_t>(crc % subscribers.load(std::memory_order_relaxed) + 1);
 }
 
+// Makes room in the pending report for what its accesses will tell.
+void expectAccessResults() {
+    prepare_access_results(currentOlio);
+    if (!mode_configuration.uniqueAccesses.empty()) {
+        current_access_idx = 0;
+    }
+}
+
 void reportAsJson(tag_read_s* read) {
     getISOString(&read->time, &timeText);
     read->timeText = &timeText;
@@ -56,6 +64,8 @@ void reportAsJson(tag_read_s* read) {
     buildJsonReport(*read);
     if (!waitingForMoreTagData()) {
         send_out_tag_data();
+    } else if (isAnyAccessEnabled()) {
+        expectAccessResults();
     }
     tagReadLine.assign("TAG_READ,").append(timeText);
     send_gpio_led_message(tagReadLine);
