@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// Typed reads of one key of a client's JSON object.
+// JSON from outside: parsing a text, and typed reads of one key of an object.
 //
-// All take the object, the key, the output and the reply, in this order, and
+// The reads all take the object, the key, the output and the reply, in this order, and
 // return
 //    0  found, valid, stored; the reply is left alone
 //   -1  the key is not there, or what was given is no object
@@ -17,6 +17,15 @@
 #include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <vector>
+
+// Parses a text from outside. False, with the reason, for what is no JSON: also
+// for invalid UTF-8, for a number too large for a double, and for more than
+// `maxNesting` arrays and objects inside one another, since copying and writing
+// a value recurse. A request may have one level less than the file it is saved in.
+inline constexpr int maxFileNesting = 256;
+inline constexpr int maxRequestNesting = maxFileNesting - 1;
+bool parseJsonText(const std::string& text, nlohmann::json* out, std::string* reason,
+                   int maxNesting = maxFileNesting);
 
 // A string that equals one of `allowed`; any string when that is empty.
 int getJsonValue(const nlohmann::json* object, const std::string& key, std::string* out, std::string* reply,

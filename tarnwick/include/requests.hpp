@@ -43,7 +43,8 @@ extern int database_timer;
 int processRequests(bool cli);
 
 // Waits for the next request; meanwhile takes the radio side's news, one
-// message a pass, and serves the database timer. A signal becomes an "exit"
+// message a pass, serves the database timer, and publishes a heartbeat when one
+// is due and nothing waits. A signal becomes an "exit"
 // request from the console. Main thread. Returns 0.
 int GetNextRequest(MSG_BUF* msg, std::string* request, bool cli);
 
@@ -75,6 +76,42 @@ int startRXE(bool persist, std::string* reply);
 
 // Disarms the database reset timer, if it is armed. Main thread. Returns 0.
 int cancel_database_timer();
+
+// Empties the engine's tag database and the additional keys, and disarms the
+// timer. A running radio is stopped for it and started again, without a word to
+// others; what fails is logged and the rest done all the same. Main thread.
+// Returns 0.
+int reset_database();
+
+// Count and log an error or a warning; with `publish` also an alarm on `events`.
+// Main thread, which alone may use that socket; other threads send "error" or
+// "warning" as news. Return 0.
+int logError(std::string* text, bool publish);
+int logWarning(std::string* text, bool publish);
+
+// The heartbeat as compact JSON. Asks the radio only while it is idle. Main
+// thread. Returns 1.
+int getHeartbeat(std::string* out);
+
+// Takes the antennas' state from the radio, if its firmware can tell it; each
+// change is an error. Main thread.
+void updateDisconnectedAntennas();
+
+// Commands that tell what the process does and set what it tells by itself. Main
+// thread. Return 0; eventsHandler -1, which ends the loop, for a "stats" with
+// anything but strings.
+int statusHandler(std::vector<std::string>* tokens, std::string* reply);
+int eventsHandler(std::vector<std::string>* tokens, std::string* reply);
+
+// Small commands. Main thread. Return 0, failures are replies; only a part of
+// the time of "database_reset" that is no number throws and ends the process.
+int databaseResetHandler(std::vector<std::string>* tokens, std::string* reply);
+int errorHandler(std::vector<std::string>* tokens, std::string* reply);
+int helpHandler(std::vector<std::string>* tokens, std::string* reply);
+int testHandler(std::vector<std::string>* tokens, std::string* reply);
+int versionHandler(std::vector<std::string>* tokens, std::string* reply);
+int tagInfoHandler(std::vector<std::string>* tokens, std::string* reply);
+int peakThresholdHandler(std::vector<std::string>* tokens, std::string* reply);
 
 // The four strings of the "version" command. Those that were never set, as
 // without an engine, are empty. Set once at start-up; main thread.

@@ -5,6 +5,7 @@
 #include "radio.hpp"
 #include "requests.hpp"
 #include "rxe_intfc.hpp"
+#include "simulator.hpp"
 #include "zmq_intfc.hpp"
 
 #include <google/protobuf/stubs/common.h>
@@ -84,6 +85,8 @@ int main(int argc, char** argv) {
 
     processRequests(options.cli);
 
+    // A simulation that still runs would send on sockets that are about to go.
+    stopSimulationThread();
     logDebug("main", " stopping radio thread");
     if (stopRadioThread() != 0) {
         return failed(" Failed to stop radio thread");

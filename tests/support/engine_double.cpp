@@ -27,7 +27,6 @@ struct state_s {
     std::vector<failure_s> failures;
     std::map<unsigned, bytes_t> answers;  // by setRecord, before what was set
     std::map<unsigned, bytes_t> written;  // by RXE_setParam and RXE_setParam2
-    REL_VERSION_s library{2, 2, 40, 0};
     int (*callback)(RXE_packet_s*) = nullptr;
     bool ongoing = false;
 };
@@ -123,15 +122,14 @@ RXE_API_STATUS noteSimple(const char* name, unsigned id = 0, const char* text = 
     return note({.name = name, .id = id, .record = {}, .shadow = false, .text = text});
 }
 
-RXE_API_STATUS write(const char* name, unsigned short id, const void* record, std::size_t size, bool shadow,
-                     bool remember) {
+RXE_API_STATUS write(const char* name, unsigned short id, const void* record, std::size_t size, bool shadow) {
     const std::lock_guard guard(state().lock);
     const auto* first = static_cast<const std::uint8_t*>(record);
-    bytes_t bytes(first, first + size);
+    const bytes_t bytes(first, first + size);
     const RXE_API_STATUS status =
         note({.name = name, .id = id, .record = bytes, .shadow = shadow, .text = ""});
-    if (status == RXE_OK && remember) {
-        state().written[id] = std::move(bytes);
+    if (status == RXE_OK) {
+        state().written[id] = bytes;
     }
     return status;
 }
@@ -172,7 +170,6 @@ void reset() {
     my.failures.clear();
     my.answers.clear();
     my.written.clear();
-    my.library = {2, 2, 40, 0};
     my.callback = nullptr;
     my.ongoing = false;
 }
@@ -191,11 +188,6 @@ void setRecord(unsigned short id, const void* record, std::size_t size) {
     const std::lock_guard guard(state().lock);
     const auto* first = static_cast<const std::uint8_t*>(record);
     state().answers[id] = bytes_t(first, first + size);
-}
-
-void setLibraryVersion(REL_VERSION_s version) {
-    const std::lock_guard guard(state().lock);
-    state().library = version;
 }
 
 void setOngoing(bool ongoing) {
@@ -224,9 +216,9 @@ int deliver(std::uint16_t rawType, std::span<const std::uint8_t> payload) {
 
 }  // namespace engine_double
 
-using engine_double::call_s;
 using engine_double::note;
 using engine_double::noteSimple;
+using engine_double::recordSize;
 using engine_double::state;
 
 extern "C" {
@@ -235,8 +227,7 @@ RXE_API_STATUS RXE_getAPIVerNum(REL_VERSION_s* version, char** text) {
     static char name[] = "double";
     const RXE_API_STATUS status = noteSimple("RXE_getAPIVerNum");
     if (status == RXE_OK) {
-        const std::lock_guard guard(state().lock);
-        *version = state().library;
+        *version = {2, 2, 40, 0};
         if (text != nullptr) {
             *text = name;
         }
@@ -247,16 +238,14 @@ RXE_API_STATUS RXE_getAPIVerNum(REL_VERSION_s* version, char** text) {
 RXE_API_STATUS RXE_connect(char* device, unsigned long baud) {
     return noteSimple("RXE_connect", static_cast<unsigned>(baud), device);
 }
-
 RXE_API_STATUS RXE_disconnect(void) {
     return noteSimple("RXE_disconnect");
 }
 
 RXE_API_STATUS RXE_setCallback(int (*callback)(RXE_packet_s*)) {
-    const std::lock_guard guard(state().lock);
-    const RXE_API_STATUS status =
-        note({.name = "RXE_setCallback", .id = 0, .record = {}, .shadow = false, .text = ""});
+    const RXE_API_STATUS status = noteSimple("RXE_setCallback");
     if (status == RXE_OK) {
+        const std::lock_guard guard(state().lock);
         state().callback = callback;
     }
     return status;
@@ -276,45 +265,43 @@ RXE_API_STATUS RXE_getParam(unsigned short id, void* record) {
     } else if (my.written.contains(id)) {
         answer = my.written[id];
     }
-    answer.resize(engine_double::recordSize(id));
+    answer.resize(recordSize(id));
     std::memcpy(record, answer.data(), answer.size());
     return status;
 }
 
 RXE_API_STATUS RXE_setParam(unsigned short id, void* record) {
-    return engine_double::write("RXE_setParam", id, record, engine_double::recordSize(id), false, true);
+    return engine_double::write("RXE_setParam", id, record, recordSize(id), false);
 }
 
 RXE_API_STATUS RXE_setParam2(unsigned short id, void* record, bool flag, bool useShadow) {
     // A cleared first flag has no use here; the name tells it apart in `calls`.
     const char* name = flag ? "RXE_setParam2" : "RXE_setParam2 without its flag";
-    return engine_double::write(name, id, record, engine_double::recordSize(id), useShadow, true);
+    return engine_double::write(name, id, record, recordSize(id), useShadow);
 }
 
+// A memory of its own, which nothing here reads.
 RXE_API_STATUS RXE_setNVMParam(unsigned short id, void* record) {
-    return engine_double::write("RXE_setNVMParam", id, record, 1, false, false);
+    const std::lock_guard guard(state().lock);
+    const auto byte = *static_cast<const std::uint8_t*>(record);
+    return note({.name = "RXE_setNVMParam", .id = id, .record = {byte}, .shadow = false, .text = ""});
 }
 
 RXE_API_STATUS RXE_start(void) {
+    const RXE_API_STATUS status = noteSimple("RXE_start");
     const std::lock_guard guard(state().lock);
-    const RXE_API_STATUS status =
-        note({.name = "RXE_start", .id = 0, .record = {}, .shadow = false, .text = ""});
     state().ongoing = state().ongoing || status == RXE_OK;
     return status;
 }
-
 RXE_API_STATUS RXE_stop(void) {
+    const RXE_API_STATUS status = noteSimple("RXE_stop");
     const std::lock_guard guard(state().lock);
-    const RXE_API_STATUS status =
-        note({.name = "RXE_stop", .id = 0, .record = {}, .shadow = false, .text = ""});
     state().ongoing = state().ongoing && status != RXE_OK;
     return status;
 }
-
 RXE_API_STATUS RXE_resume(void) {
+    const RXE_API_STATUS status = noteSimple("RXE_resume");
     const std::lock_guard guard(state().lock);
-    const RXE_API_STATUS status =
-        note({.name = "RXE_resume", .id = 0, .record = {}, .shadow = false, .text = ""});
     return status != RXE_OK || state().ongoing ? status : RXE_NO_START_ONGOING;
 }
 
@@ -330,11 +317,9 @@ const char* RXE_strerror(RXE_API_STATUS status) {
 RXE_API_STATUS RXE_txFakeTags(unsigned short count) {
     return noteSimple("RXE_txFakeTags", count);
 }
-
 RXE_API_STATUS RXE_enablePacketLogging(const char* file) {
     return noteSimple("RXE_enablePacketLogging", 0, file);
 }
-
 RXE_API_STATUS RXE_disablePacketLogging(void) {
     return noteSimple("RXE_disablePacketLogging");
 }

@@ -46,9 +46,6 @@ void failOn(const std::string& name, int id, RXE_API_STATUS status, int skip = 0
 // at 903000 to 904500 kHz), else zeros.
 void setRecord(unsigned short id, const void* record, std::size_t size);
 
-// What RXE_getAPIVerNum answers; 2.2.40.0 by default.
-void setLibraryVersion(REL_VERSION_s version);
-
 // Whether a start is under way: RXE_resume answers 241 when not. RXE_start and
 // RXE_stop change it.
 void setOngoing(bool ongoing);

@@ -14,6 +14,7 @@ namespace {
 using std::chrono::steady_clock;
 using testing::AllOf;
 using testing::Ge;
+using testing::HasSubstr;
 using testing::Le;
 
 constexpr const char* eventsEndpoint = "ipc:///tmp/events";
@@ -122,6 +123,18 @@ TEST(Scenarios, crowdOfAThousandIsReadInSeconds) {
 TEST(Scenarios, salesFloorIsSeenByManyBeams) {
     const observed_s seen = observe("sales-floor.json", everyRead, std::chrono::seconds(6), "QDX4400");
     EXPECT_THAT(countOf(seen, "3334257bf4"), AllOf(Ge(120), Le(180)));
+}
+
+TEST(Scenarios, sickReaderTellsWhatAilsIt) {
+    const observed_s seen = observe("sick-reader.json", everyRead, std::chrono::seconds(10));
+    for (const char* text :
+         {"Antenna Disconnected on Port 2", "Antenna Reconnected on Port 2", "Tx (PA) Failure on Port 3",
+          "RXE Error: ERRLOG synthesizer out of lock", "Database warning: 90% full",
+          "Database full, resetting database", "Ambient Temperature High @ ", "PA Temperature Critical @ ",
+          "Antenna Disconnected on Port 4"}) {
+        EXPECT_THAT(seen.log, HasSubstr(text));
+        EXPECT_THAT(seen.events, HasSubstr(text));
+    }
 }
 
 }  // namespace

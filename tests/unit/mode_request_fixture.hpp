@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <functional>
 #include <string>
 #include <vector>
@@ -26,16 +27,21 @@ struct refused_s {
 };
 struct taken_s {
     std::string value;
-    std::function<void(const mode_configuration_s&)> check;
+    std::function<bool(const mode_configuration_s&)> holds;
 };
 
+// Requests and replies are written with ' for ".
+inline std::string quoted(std::string text) {
+    std::replace(text.begin(), text.end(), '\'', '"');
+    return text;
+}
 inline std::string framed(std::string frame, const std::string& value) {
     return frame.replace(frame.find('@'), 1, value);
 }
 
 // A request of type SIMPLE with further keys.
 inline std::string simple(const std::string& keys) {
-    return R"({"type":"SIMPLE",)" + keys + "}";
+    return "{'type':'SIMPLE'," + keys + "}";
 }
 
 // A list of `count` times the same.
@@ -47,17 +53,29 @@ inline std::string repeated(const std::string& item, std::size_t count) {
     return "[" + list + "]";
 }
 
+inline std::string missing(const std::string& key) {
+    return "'" + key + "' must be included in object";
+}
+inline std::string outOf(const std::string& key, const std::string& bounds) {
+    return "value provided for '" + key + "' is out of bounds. Must be between " + bounds + ".";
+}
+inline std::string oneOf(const std::string& key, const std::string& words) {
+    return "value provided for '" + key +
+           "' must be a string containing one of the following values: " + words;
+}
+
 class ModeRequestTest : public testing::Test {
   protected:
     ModeRequestTest() { EXPECT_EQ(chdir(directory.path.c_str()), 0); }
     ~ModeRequestTest() override { EXPECT_EQ(chdir("/"), 0); }
 
     // Link profiles of its own, so that no management server is asked.
-    static constexpr const char* goodRequest = R"({"type":"CUSTOM","transmitPower":[20,21,22,23],)"
-                                               R"("antennas":[4,3,2,1],"linkProfile":[201,202,207,208]})";
+    static constexpr const char* goodRequest =
+        "{'type':'CUSTOM','transmitPower':[20,21,22,23],"
+        "'antennas':[4,3,2,1],'linkProfile':[201,202,207,208]}";
 
     static std::string ask(const std::string& request) {
-        std::vector<std::string> tokens{"mode", request};
+        std::vector<std::string> tokens{"mode", quoted(request)};
         std::string reply = "untouched";
         EXPECT_EQ(handleModeRequest(&tokens, &reply), 0);
         return reply;
@@ -84,7 +102,7 @@ class ModeRequestTest : public testing::Test {
         const std::string saved = savedRequest();
         for (const refused_s& row : rows) {
             SCOPED_TRACE(framed(frame, row.value).substr(0, 500) + " on " + model);
-            EXPECT_EQ(ask(framed(frame, row.value)), "Failure: " + row.reply);
+            EXPECT_EQ(ask(framed(frame, row.value)), quoted("Failure: " + row.reply));
             EXPECT_EQ(ask("verbose"), mode);
             EXPECT_EQ(savedRequest(), saved);
             EXPECT_EQ(engine_double::calls().size(), 0U);
@@ -96,7 +114,7 @@ class ModeRequestTest : public testing::Test {
         for (const taken_s& row : rows) {
             SCOPED_TRACE(framed(frame, row.value).substr(0, 500) + " on " + model);
             EXPECT_EQ(ask(framed(frame, row.value)), "Success");
-            row.check(mode_configuration);
+            EXPECT_TRUE(row.holds(mode_configuration)) << ask("verbose");
         }
     }
 

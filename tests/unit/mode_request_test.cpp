@@ -13,110 +13,100 @@ namespace {
 
 const std::string noJson = "mode request does not contain a valid json object: Received: ";
 
-const std::string prefix = R"("filter":{"value":"E2","match":"prefix","operation":"include"})";
-const std::string tidFilter = R"("reportFilter":{"type":"RADIO_WIDE","duration":5,"addl_keys":["TID"]})";
-const std::string plainFilter = R"("reportFilter":{"type":"RADIO_WIDE","duration":5})";
-const std::string kill = R"("accesses":[{"type":"KILL","config":{"password":"00000001"}}])";
-const std::string inventory = R"({"type":"INVENTORY",@})";
-const std::string portal = R"({"type":"PORTAL",@})";
+const std::string prefix = "'filter':{'value':'E2','match':'prefix','operation':'include'}";
+const std::string tidFilter = "'reportFilter':{'type':'RADIO_WIDE','duration':5,'addl_keys':['TID']}";
+const std::string plainFilter = "'reportFilter':{'type':'RADIO_WIDE','duration':5}";
+const std::string kill = "'accesses':[{'type':'KILL','config':{'password':'00000001'}}]";
+const std::string inventory = "{'type':'INVENTORY',@}";
+const std::string portal = "{'type':'PORTAL',@}";
+
+std::string nested(std::size_t depth) {
+    return std::string(depth, '[') + std::string(depth, ']');
+}
 
 TEST_F(ModeRequestTest, TypesAreRefused) {
-    const std::string none = "\"type\" must be included in object";
+    const std::string none = missing("type");
     const std::string types =
-        "value provided for \"type\" must be a string containing one of the following values: SIMPLE, "
-        "INVENTORY, "
-        "PORTAL, CONVEYOR, PORTAL_DIRECTIONALITY, BEARING, or CUSTOM";
-    const std::string modes =
-        "value provided for \"mode\" must be a string containing one of the following values: simple, "
-        "inventory, "
-        "portal, conveyor, or custom";
+        oneOf("type", "SIMPLE, INVENTORY, PORTAL, CONVEYOR, PORTAL_DIRECTIONALITY, BEARING, or CUSTOM");
+    const std::string modes = oneOf("mode", "simple, inventory, portal, conveyor, or custom");
     const std::string array = " operating mode type can only be used on the QDX4400";
-    expectRefused(
-        pn51, "@",
-        {{R"({"type":)", noJson + R"({"type":)"},
-         {"[]", none},
-         {"5", none},
-         {"{}", none},
-         {R"({"type":1,"mode":1})",
-          R"("type" and "mode" cannot both be included in object. "mode" is being deprecated, please use )"
-          R"("type")"},
-         {R"({"type":null})", "\"type\" field must contain a string"},
-         {R"({"mode":null})", "\"mode\" field must contain a string"},
-         {R"({"type":"simple"})", types},
-         {R"({"mode":"SIMPLE"})", modes},
-         {R"({"mode":""})", modes},
-         {R"({"type":"BEARING"})", "BEARING" + array},
-         {R"({"type":"PORTAL_DIRECTIONALITY"})", "PORTAL_DIRECTIONALITY" + array}});
+    expectRefused(pn51, "@",
+                  {{"{'type':", noJson + "{'type':"},
+                   {"[]", none},
+                   {"{}", none},
+                   {"{'type':1,'mode':1}",
+                    "'type' and 'mode' cannot both be included in object. 'mode' is being deprecated, please "
+                    "use 'type'"},
+                   {"{'type':'simple'}", types},
+                   {"{'mode':'SIMPLE'}", modes},
+                   {"{'type':'BEARING'}", "BEARING" + array},
+                   {"{'type':'PORTAL_DIRECTIONALITY'}", "PORTAL_DIRECTIONALITY" + array}});
 }
 
 TEST_F(ModeRequestTest, RulesBetweenKeysInTheirOrder) {
     const std::string tid =
-        "\"reportFilter\" addl_keys can only contain TID when used with \"tagMetaData\" containing ";
+        "'reportFilter' addl_keys can only contain TID when used with 'tagMetaData' containing ";
     const std::string atOnce = " cannot be configured at the same time";
-    const std::string memory = " and \"tagMetaData\" with RESERVED, EPC, TID, or USER" + atOnce;
+    const std::string memory = " and 'tagMetaData' with RESERVED, EPC, TID, or USER" + atOnce;
     const std::string twice =
         " AND modeSpecificSettings is not allowed. suggest using modeSpecifigSettings only";
     expectRefused(
         pn51, simple("@"),
-        {{R"("antennas":[1],"beams":1)", "setting both antennas and beams is not allowed"},
-         {R"("query":5,"beams":1,"antennas":[])",
-          "mode json payload mode \"antennas\" list must contains values"},
-         {R"("antennaStopCondition":[{"type":"DURATION","value":1},{"type":"DURATION","value":1}])",
-          "\"antennaStopCondition\" must be an object or an array of objects of the same size as the size of "
-          "\"antennas\" (4)"},
-         {prefix + R"(,"query":{},"selects":[[],[],[],[]])",
-          "\"query\" and \"filter\" with \"prefix\"" + atOnce},
-         {prefix + R"(,"selects":[[],[],[],[]])", "\"selects\" and \"filter\" with \"prefix\"" + atOnce},
+        {{"'antennas':[1],'beams':1", "setting both antennas and beams is not allowed"},
+         {"'query':5,'beams':1,'antennas':[]", "mode json payload mode 'antennas' list must contains values"},
+         {"'antennaStopCondition':[{'type':'DURATION','value':1},{'type':'DURATION','value':1}]",
+          "'antennaStopCondition' must be an object or an array of objects of the same size as the size of "
+          "'antennas' (4)"},
+         {prefix + ",'query':{},'selects':[[],[],[],[]]", "'query' and 'filter' with 'prefix'" + atOnce},
+         {prefix + ",'selects':[[],[],[],[]]", "'selects' and 'filter' with 'prefix'" + atOnce},
          {plainFilter + "," + kill, "setting both reportFilter and accesses is not allowed"},
-         {R"("interval":1)", "setting interval is not allowed unless in inventory mode"},
-         {R"("startTrigger":1)", "setting startTrigger is not allowed unless in portal mode"},
-         {R"("stopInterval":1)", "setting stopInterval is not allowed unless in portal mode"},
-         {kill + R"(,"tagMetaData":["USER"])", "\"accesses\"" + memory},
-         {plainFilter + R"(,"tagMetaData":["EPC[0-1]"])", "\"reportFilter\"" + memory},
+         {"'interval':1", "setting interval is not allowed unless in inventory mode"},
+         {"'startTrigger':1", "setting startTrigger is not allowed unless in portal mode"},
+         {"'stopInterval':1", "setting stopInterval is not allowed unless in portal mode"},
+         {kill + ",'tagMetaData':['USER']", "'accesses'" + memory},
+         {plainFilter + ",'tagMetaData':['EPC[0-1]']", "'reportFilter'" + memory},
          {tidFilter, tid + "TID"},
-         {tidFilter + R"(,"tagMetaData":["PC","CRC","USER"])", tid + "TID"},
-         {tidFilter + R"(,"tagMetaData":["TID","CRC"])", tid + "PC"},
-         {tidFilter + R"(,"tagMetaData":["TID","PC"])", tid + "CRC"},
-         {R"("tagMetaData":["TID","PC","CRC"],"reportFilter":{"type":"PER_ANTENNA","duration":5,"addl_keys":["TID"]})",
-          R"("reportFilter" type PER_ANTENNA with addl_keys containing TID must include ANTENNA in "tagMetaData")"}});
+         {tidFilter + ",'tagMetaData':['PC','CRC','USER']", tid + "TID"},
+         {tidFilter + ",'tagMetaData':['TID','CRC']", tid + "PC"},
+         {tidFilter + ",'tagMetaData':['TID','PC']", tid + "CRC"},
+         {"'tagMetaData':['TID','PC','CRC'],'reportFilter':{'type':'PER_ANTENNA','duration':5,'addl_keys':['"
+          "TID']}",
+          "'reportFilter' type PER_ANTENNA with addl_keys containing TID must include ANTENNA in "
+          "'tagMetaData'"}});
     expectRefused(pn51, inventory,
                   {{kill, "setting accesses is not allowed in Inventory mode"},
-                   {R"("reportFilter":1)", "setting reportFilter is not allowed in Inventory mode"},
-                   {R"("modeSpecificSettings":{},"interval":1)", "setting interval" + twice},
-                   {R"("interval":1)", "mode json payload mode \"interval\" must have an object value"}});
-    expectRefused(
-        pn51, portal,
-        {{R"("radioStopConditions":1)", "setting radioStopConditions is not allowed in PORTAL mode"},
-         {R"("radioStartConditions":1)", "setting radioStartConditions is not allowed in PORTAL mode"},
-         {R"("modeSpecificSettings":{},"startTrigger":1)", "setting startTrigger" + twice},
-         {R"("startTrigger":1)", "mode json payload mode \"startTrigger\" must have an object value"},
-         {R"("modeSpecificSettings":{},"stopInterval":1)", "setting stopInterval" + twice},
-         {R"("stopInterval":-1)",
-          R"(mode json payload mode "stopInterval" must have an number value (and must be an unsigned integer))"}});
+                   {"'reportFilter':1", "setting reportFilter is not allowed in Inventory mode"},
+                   {"'modeSpecificSettings':{},'interval':1", "setting interval" + twice},
+                   {"'interval':1", "mode json payload mode 'interval' must have an object value"}});
+    expectRefused(pn51, portal,
+                  {{"'radioStopConditions':1", "setting radioStopConditions is not allowed in PORTAL mode"},
+                   {"'radioStartConditions':1", "setting radioStartConditions is not allowed in PORTAL mode"},
+                   {"'modeSpecificSettings':{},'startTrigger':1", "setting startTrigger" + twice},
+                   {"'startTrigger':1", "mode json payload mode 'startTrigger' must have an object value"},
+                   {"'modeSpecificSettings':{},'stopInterval':1", "setting stopInterval" + twice},
+                   {"'stopInterval':-1",
+                    "mode json payload mode 'stopInterval' must have an number value (and must be an "
+                    "unsigned integer)"}});
 }
 
 TEST_F(ModeRequestTest, GoodRulesBetweenKeys) {
-    expectTaken(pn51, "@",
-                {{R"({"mode":"simple","x":[1],"mode":"conveyor"})",
-                  [](const auto& mode) { EXPECT_EQ(mode.modeTypeName, "CONVEYOR"); }},
-                 {simple(prefix),
-                  [](const auto& mode) { EXPECT_EQ(mode.query, (query_s{.session = 1, .target = 1})); }},
-                 {simple(tidFilter + R"(,"tagMetaData":["TID","PC","CRC"])"),
-                  [](const auto& mode) { EXPECT_EQ(mode.reportFilter.addlKeys.at(0), "TID"); }},
-                 {framed(inventory, R"("interval":{"unit":"hours","value":2})"),
-                  [](const auto& mode) { EXPECT_EQ(mode.reportFilter.duration, 7200U); }},
-                 {framed(portal, R"("startTrigger":{"port":2,"signal":"HIGH"},"stopInterval":65538)"),
-                  [](const auto& mode) {
-                      EXPECT_EQ(mode.radioStartConditions,
-                                (radioStartConditions_s{radio_start_type_e::GPI_WITH_RESTART, {{2, 1, 0}}}));
-                      EXPECT_EQ(mode.portalConfig.stopInterval, 2);
-                      EXPECT_EQ(mode.radioStopConditions.noMoreUniqueTags, 2);
-                  }}});
-    for (const char* model : {pn51, pn82}) {
-        expectTaken(model, simple("@"), {{R"("delayAfterSelects":7)", [model](const auto& mode) {
-                                              EXPECT_EQ(mode.delayAfterSelects, model == pn82 ? 7U : 0U);
-                                          }}});
-    }
+    expectTaken(
+        pn51, "@",
+        {{"{'mode':'simple','x':[1],'mode':'conveyor'}",
+          [](auto& m) { return m.modeTypeName == "CONVEYOR"; }},
+         {simple(prefix), [](auto& m) { return m.query == query_s{.session = 1, .target = 1}; }},
+         {simple(tidFilter + ",'tagMetaData':['TID','PC','CRC']"),
+          [](auto& m) { return m.reportFilter.addlKeys.at(0) == "TID"; }},
+         {framed(inventory, "'interval':{'unit':'hours','value':2}"),
+          [](auto& m) { return m.reportFilter.duration == 7200; }},
+         {framed(portal, "'startTrigger':{'port':2,'signal':'HIGH'},'stopInterval':65538"), [](auto& m) {
+              return m.portalConfig.stopInterval == 2 && m.radioStopConditions.noMoreUniqueTags == 2 &&
+                     m.radioStartConditions ==
+                         radioStartConditions_s{radio_start_type_e::GPI_WITH_RESTART, {{2, 1, 0}}};
+          }}});
+    const std::string delay = simple("'delayAfterSelects':@");
+    expectTaken(pn51, delay, {{"7", [](auto& m) { return m.delayAfterSelects == 0; }}});
+    expectTaken(pn82, delay, {{"7", [](auto& m) { return m.delayAfterSelects == 7; }}});
 }
 
 TEST_F(ModeRequestTest, AModeThatTheEngineRefusesLeavesTheOldOne) {
@@ -124,7 +114,7 @@ TEST_F(ModeRequestTest, AModeThatTheEngineRefusesLeavesTheOldOne) {
     const std::string mode = ask("verbose");
     const std::string saved = savedRequest();
     engine_double::failOn("RXE_setParam2", 0x402, static_cast<RXE_API_STATUS>(0x4D));
-    EXPECT_EQ(ask(simple(R"("linkProfile":201)")), "Failure: Failed to set olio 2 error 0x004d");
+    EXPECT_EQ(ask(simple("'linkProfile':201")), "Failure: Failed to set olio 2 error 0x004d");
     EXPECT_EQ(ask("verbose"), mode);
     EXPECT_EQ(savedRequest(), saved);
 
@@ -135,11 +125,11 @@ TEST_F(ModeRequestTest, AModeThatTheEngineRefusesLeavesTheOldOne) {
 
 TEST_F(ModeRequestTest, TheRequestIsSavedSortedAndIndented) {
     become(pn51);
-    EXPECT_EQ(ask(R"({"type":"SIMPLE","linkProfile":201,"antennas":[1],"unknown":"é"})"), "Success");
+    EXPECT_EQ(ask("{'type':'SIMPLE','linkProfile':201,'antennas':[1],'unknown':'é'}"), "Success");
     EXPECT_EQ(
         savedRequest(),
-        "{\n    \"mode\": {\n        \"antennas\": [\n            1\n        ],\n"
-        "        \"linkProfile\": 201,\n        \"type\": \"SIMPLE\",\n        \"unknown\": \"é\"\n    }\n}");
+        quoted("{\n    'mode': {\n        'antennas': [\n            1\n        ],\n"
+               "        'linkProfile': 201,\n        'type': 'SIMPLE',\n        'unknown': 'é'\n    }\n}"));
     std::filesystem::remove("mode_config.json");
     std::filesystem::create_directory("mode_config.json");  // cannot be written
     EXPECT_EQ(ask(goodRequest), "Success");
@@ -151,7 +141,7 @@ TEST_F(ModeRequestTest, TheRequestIsSavedSortedAndIndented) {
 TEST_F(ModeRequestTest, BlanksAreLostOnTheWayFromTheClient) {
     become(pn51);
     std::string request =
-        "mode  {\"type\": \"SIMPLE\",\n\"tagMetaData\": [ {\"userDefined\": \"dock no 4\"} ] }";
+        quoted("mode  {'type': 'SIMPLE',\n'tagMetaData': [ {'userDefined': 'dock no 4'} ] }");
     std::string reply;
     EXPECT_EQ(ProcessRequest(&request, &reply), 0);
     EXPECT_EQ(reply, "Success");
@@ -161,69 +151,63 @@ TEST_F(ModeRequestTest, BlanksAreLostOnTheWayFromTheClient) {
 // A file that does not hold a mode of this reader costs a warning, one that is no
 // JSON a log line; the reader then starts with the default.
 TEST_F(ModeRequestTest, StartingModeComesFromTheFile) {
+    const std::string noJsonLine = " Error parsing mode_config.json. Using Default configuration (";
+    const std::string badLine = " Error with mode_config.json file. Using Default configuration (Failure: ";
+    const std::string defaultLine = " Initial Config: {'type':'SIMPLE'}";
     struct {
         const char* legend;
         std::string content;
         const char* type;
         unsigned warnings;
-        const char* line;
+        std::string line;
     } const files[] = {
-        {"good", R"({"mode":{"type":"CUSTOM","linkProfile":201}})", "CUSTOM", 0, " Initial Config: "},
-        {"empty", "", "SIMPLE", 0, " Error parsing mode_config.json. Using Default configuration ("},
-        {"cut", R"({"mode":{"type")", "SIMPLE", 0,
-         " Error parsing mode_config.json. Using Default configuration ("},
-        {"invalid UTF-8", "{\"mode\":{\"type\":\"CUSTOM\",\"x\":\"\xFF\"}}", "SIMPLE", 0,
-         " Error parsing mode_config.json. Using Default configuration ("},
-        {"too deep", "{\"mode\":" + std::string(100'000, '[') + std::string(100'000, ']') + "}", "SIMPLE", 0,
-         " Error parsing mode_config.json. Using Default configuration ("},
-        {"no object", "[1]", "SIMPLE", 0, R"( Initial Config: {"type":"SIMPLE"})"},
-        {"no mode", R"({"type":"CUSTOM"})", "SIMPLE", 0, R"( Initial Config: {"type":"SIMPLE"})"},
-        {"no request", R"({"mode":5})", "SIMPLE", 1,
-         " Error with mode_config.json file. Using Default configuration (Failure: \"type\" must be included "
-         "in "
-         "object)"},
-        {"of another reader", R"({"mode":{"type":"BEARING"}})", "SIMPLE", 1,
-         "Using Default configuration (Failure: BEARING operating mode type can only be used on the "
-         "QDX4400)"},
+        {"good", "{'mode':{'type':'CUSTOM','linkProfile':201}}", "CUSTOM", 0, " Initial Config: "},
+        {"empty", "", "SIMPLE", 0, noJsonLine},
+        {"cut", "{'mode':{'type'", "SIMPLE", 0, noJsonLine},
+        {"invalid UTF-8", "{'mode':{'type':'CUSTOM','x':'\xFF'}}", "SIMPLE", 0, noJsonLine},
+        {"too deep", "{'mode':" + nested(100'000) + "}", "SIMPLE", 0, noJsonLine},
+        {"no object", "[1]", "SIMPLE", 0, defaultLine},
+        {"no mode", "{'type':'CUSTOM'}", "SIMPLE", 0, defaultLine},
+        {"no request", "{'mode':5}", "SIMPLE", 1, badLine + missing("type") + ")"},
+        {"of another reader", "{'mode':{'type':'BEARING'}}", "SIMPLE", 1,
+         badLine + "BEARING operating mode type can only be used on the QDX4400)"},
     };
     become(pn51);
     configureLogs(true, false);
     for (const auto& file : files) {
         SCOPED_TRACE(file.legend);
-        writeTextFile("mode_config.json", file.content);
+        writeTextFile("mode_config.json", quoted(file.content));
         mode_configuration.modeTypeName = "none";
         const auto warnings = getWarningCount();
         testing::internal::CaptureStdout();
         EXPECT_EQ(initialRXEConfiguration(), RXE_OK);
-        EXPECT_THAT(testing::internal::GetCapturedStdout(), testing::HasSubstr(file.line));
+        EXPECT_THAT(testing::internal::GetCapturedStdout(), testing::HasSubstr(quoted(file.line)));
         EXPECT_EQ(mode_configuration.modeTypeName, file.type);
         EXPECT_EQ(getWarningCount() - warnings, file.warnings);
     }
     std::filesystem::remove("mode_config.json");
     EXPECT_EQ(initialRXEConfiguration(), RXE_OK);
-    EXPECT_EQ(savedRequest(), "{\n    \"mode\": {\n        \"type\": \"SIMPLE\"\n    }\n}");
+    EXPECT_EQ(savedRequest(), quoted("{\n    'mode': {\n        'type': 'SIMPLE'\n    }\n}"));
 }
 
 TEST_F(ModeRequestTest, HostileRequestsAreAnsweredAndCostNothing) {
     const std::string megabytes(10'000'000, 'x');
-    const auto x = [](const std::string& value) { return simple("\"linkProfile\":201,\"x\":" + value); };
-    const auto nested = [x](std::size_t depth) {
-        return x(std::string(depth, '[') + std::string(depth, ']'));
-    };
+    const auto x = [](const std::string& value) { return simple("'linkProfile':201,'x':" + value); };
     become(pn51);
-    for (const std::string& request : {nested(254), x("18446744073709551616"), x("\"" + megabytes + "\""),
-                                       x("\"\\\"" + std::string(300, '[') + "\"")}) {
+    for (const std::string& request : {x(nested(254)), x("18446744073709551616"), x("'" + megabytes + "'"),
+                                       x("'\\'" + std::string(300, '[') + "'")}) {
         EXPECT_EQ(ask(request), "Success");
         EXPECT_THAT(ask("as_set"), testing::StartsWith("Success: "));
     }
     std::vector<refused_s> rows{
-        {simple(R"("query":{"tagPopulation":18446744073709551616})"),
-         "\"tagPopulation\" field must contain an unsigned integer"},
-        {R"({"type":")" + megabytes + "\"}", ask(R"({"type":"x"})").substr(std::strlen("Failure: "))},
+        {simple("'query':{'tagPopulation':18446744073709551616}"),
+         "'tagPopulation' field must contain an unsigned integer"},
+        {"{'type':'" + megabytes + "'}", ask("{'type':'x'}").substr(std::strlen("Failure: "))},
     };
     for (const std::string& request :
-         {nested(255), nested(100'000), std::string(100'000, '['), std::string(100'000, '{'), x("1e999"),
-          x("\"\xC3\x28\""), x("\"\xED\xA0\x80\""), x("NaN"), x("-Infinity"), x("01"), x("1") + "x"}) {
+         {x(nested(255)), x(nested(100'000)), std::string(100'000, '['), std::string(100'000, '{'),
+          x("1e999"), x("'\xC3\x28'"), x("'\xED\xA0\x80'"), x("NaN"), x("-Infinity"), x("01"),
+          x("1") + "x"}) {
         rows.push_back({request, noJson + request});
     }
     expectRefused(pn51, "@", rows);
@@ -231,7 +215,7 @@ TEST_F(ModeRequestTest, HostileRequestsAreAnsweredAndCostNothing) {
     expectRefused(pn51, "@", rows);
     EXPECT_LT(mallinfo2().uordblks, before + 10'000);
 
-    const std::string action = R"("accesses":[{"type":"LOCK","config":{"actions":[")" + megabytes + "\"]}}]";
+    const std::string action = "'accesses':[{'type':'LOCK','config':{'actions':['" + megabytes + "']}}]";
     EXPECT_LT(ask(simple(action)).size(), 2000U);
 }
 

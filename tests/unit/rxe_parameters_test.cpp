@@ -20,6 +20,7 @@ std::string lastCall() {
     return engine_double::describe(engine_double::calls().back());
 }
 
+// The writers that a mode does not reach, and those whose arguments it never varies.
 TEST(RxeParameters, EachWriterSendsItsRecordAndReportsItsFailure) {
     static const std::uint16_t words[256] = {0x0102, 0x0304};
     static const std::uint8_t mask[66] = {0xA1, 0xB2, 0xC3};
@@ -28,47 +29,24 @@ TEST(RxeParameters, EachWriterSendsItsRecordAndReportsItsFailure) {
         std::function<RXE_API_STATUS()> write;
     };
     const case_s cases[] = {
-        {"10fe ba", [] { return setRSSIDetectThreshold(-70); }},
-        {"d001 ff", [] { return setGPIODir(0xFF); }},
         {"10ec 34", [] { return setPeakThreshold(0x1234); }},
-        {"10f0 03", [] { return setMonoOrCOM(3); }},
-        {"0888 02", [] { return setDynamicRange(2); }},
-        {"10fb 04", [] { return setBlockSize(4); }},
-        {"10ed 07", [] { return setStaticVDynamic(7); }},
         {"10ee 2c01", [] { return setAARHeightX10(300); }},
-        {"10ef 1e", [] { return setTagHeightX10(30); }},
-        {"10f5 b80b", [] { return setDelayAfterSelectsInterval(3000); }},
-        {"10f3 024b", [] { return setTxDelayInterval(2, 75); }},
-        {"1203 0f", [] { return setCableLossX10(3, 15); }},
         {"0885 01", enableHopPerRound},
         {"0885 -", disableHopPerRound},
-        {"10ff 010100003c", [] { return enableLastReportedFilter(1, 60); }},
-        {"10ff -", disableLastReportedFilter},
-        {"0102 010401020300090005 00a1b2", [] { return setSelect(2, 1, 4, 1, 2, 3, 9, mask, 5); }},
+        {"0102 01040102030009000500a1b2", [] { return setSelect(2, 1, 4, 1, 2, 3, 9, mask, 5); }},
         {"1001 010014002000a1b2c3", [] { return setIDFilter(1, 1, 32, 20, mask, 3); }},
-        {"0201 010103020105", [] { return setInvParams(1, 1, 3, 2, 1, 5); }},
-        {"0301 010100000200 05000404", [] { return setAccessRead(1, 1, 2, 5, 4); }},
-        {"0302 010200000300 06003412", [] { return setAccessWrite(2, 1, 3, 6, 0x1234); }},
-        {"0303 010b00000300 0100020002010403", [] { return setAccessMultiWordWrite(3, 1, 3, 1, 2, words); }},
-        {"0304 010600000300 0100ff0002010403", [] { return setAccessBlockWrite(4, 1, 3, 1, 255, words); }},
+        {"0303 010b000003000100020002010403", [] { return setAccessMultiWordWrite(3, 1, 3, 1, 2, words); }},
+        {"0304 0106000003000100ff0002010403", [] { return setAccessBlockWrite(4, 1, 3, 1, 255, words); }},
         {"0305 0103000078563412", [] { return setAccessKill(5, 1, 0x12345678); }},
         {"0306 0104000078563412", [] { return setAccessLock(6, 1, 0x12345678); }},
         {"0307 0105000078563412", [] { return setAccessAccess(7, 1, 0x12345678); }},
-        {"0400 -", disableOlios},
-        {"0100 -", disableAllSelects},
-        {"0300 -", disableAllAccessOps},
         {"1000 -", disableAllIDFilters},
     };
     for (const case_s& row : cases) {
         SCOPED_TRACE(row.call);
-        std::string expected = row.call;
-        const std::size_t gap = expected.find(' ', expected.find(' ') + 1);
-        if (gap != std::string::npos) {
-            expected.erase(gap, 1);
-        }
         engine_double::reset();
         EXPECT_EQ(row.write(), RXE_OK);
-        EXPECT_EQ(lastCall(), "setParam2 " + expected);
+        EXPECT_EQ(lastCall(), std::string("setParam2 ") + row.call);
         engine_double::failOn("RXE_setParam2", -1, failing);
         const auto errors = getErrorCount();
         EXPECT_EQ(row.write(), failing);
@@ -198,6 +176,7 @@ TEST(RxeParameters, ChangedChannelsStandOneFurtherAndAreReset) {
 }
 
 TEST(RxeParameters, ShadowCommandSwitchesEveryWrite) {
+    const char* refusal = "Failure: shadow requires either enable or disable";
     struct case_s {
         std::vector<std::string> tokens;
         const char* reply;
@@ -207,8 +186,8 @@ TEST(RxeParameters, ShadowCommandSwitchesEveryWrite) {
         {{"configrxe", "shadow"}, "Success: using RXE shadow", true},
         {{"configrxe", "shadow", "disable"}, "Success:", false},
         {{"configrxe", "shadow"}, "Success: not using RXE shadow", false},
-        {{"configrxe", "shadow", "on"}, "Failure: shadow requires either enable or disable", false},
-        {{"configrxe"}, "Failure: shadow requires either enable or disable", false},
+        {{"configrxe", "shadow", "on"}, refusal, false},
+        {{"configrxe"}, refusal, false},
         {{"configrxe", "shadow", "enable"}, "Success:", true},
     };
     for (case_s row : cases) {
@@ -229,7 +208,7 @@ TEST(RxeParameters, RecordsAsJson) {
     OLIO_s olio{};
     olio.transmitAntenna = 2;
     olio.receiveAntenna = 0xFFF3;
-    olio.stopType = 0x83;
+    olio.stopType = 6;
     olio.stopValue = 250;
     olio.transmitPower = 305;
     olio.selectBitMask = 4;
@@ -237,14 +216,6 @@ TEST(RxeParameters, RecordsAsJson) {
     olio.accessBitMask = 0xFFFFFFFF80000000;
     olio.linkProfileIndex = 201;
     std::string reply;
-    json brief;
-    EXPECT_EQ(olio_to_json(&reply, &olio, &brief, false), 0);
-    EXPECT_EQ(brief, json::parse(R"({"transmitAntenna": 2, "receiveAntenna": 65523, "transmitPower": 30.5,
-        "linkProfileIndex": 201, "inventoryIndex": 2, "selectBitMask": "0x00000004",
-        "accessBitMask": "0xffffffff80000000", "stopConditions":
-        [{"type": "inventoryRounds", "value": 3}, {"type": "dwellTime", "value": 250}]})"));
-
-    olio.stopType = 6;
     json whole;
     EXPECT_EQ(olio_to_json(&reply, &olio, &whole, true), 0);
     EXPECT_EQ(whole, json::parse(R"({"transmitAntenna": 2, "receiveAntenna": 65523, "transmitPower": 30.5,
@@ -269,10 +240,6 @@ TEST(RxeParameters, RecordsAsJson) {
     EXPECT_EQ(radioStopCondition_to_json(&stop, &rule), 0);
     EXPECT_EQ(rule, json::parse(R"({"olioLoops": 3, "noMoreUniqueTags": 10,
         "gpis": [{"port": 4, "signal": "LOW", "dwellTime": 20}]})"));
-    const GPIO_START_s start{.gpiBitMask = 0x11, .reserved1 = 0, .holdTime1 = 5, .holdTime2 = 6};
-    json trigger;
-    EXPECT_EQ(gpioStart_to_json(&start, &trigger), 0);
-    EXPECT_EQ(trigger, json::parse(R"({"gpis": [{"port": 1, "signal": "HIGH", "dwellTime": 5}]})"));
 }
 
 }  // namespace

@@ -110,15 +110,6 @@ int parseFilter(const nlohmann::json* value, tagFilter_s* filter, std::string* r
 
 // --- Shared by the parsers.
 
-// Parses a text from outside. False, with the reason, for what is no JSON: also
-// for invalid UTF-8, for a number too large for a double, and for more than
-// `maxNesting` arrays and objects inside one another, since copying and writing
-// a value recurse. A request may have one level less than the file it is saved in.
-inline constexpr int maxFileNesting = 256;
-inline constexpr int maxRequestNesting = maxFileNesting - 1;
-bool parseJsonText(const std::string& text, nlohmann::json* out, std::string* reason,
-                   int maxNesting = maxFileNesting);
-
 // Puts the failure text into the reply. Returns keyRefused.
 int refuse(std::string* reply, std::string_view text);
 

@@ -4,6 +4,7 @@
 #include "logger.hpp"
 #include "mode_config.hpp"
 #include "requests.hpp"
+#include "rxe_intfc.hpp"
 #include "util.hpp"
 #include "zmq_intfc.hpp"
 
@@ -14,13 +15,23 @@
 
 namespace {
 
+constexpr std::string_view configRXEHelp = "Sets and Gets the RXE configuration";
+constexpr std::string_view databaseResetHelp = "Sets and gets the database reset functionality";
 constexpr std::string_view dataAnalyticsHelp = "Sets and gets whether TW sends data to data analytics block";
 constexpr std::string_view subscribersHelp = "Sets and gets the number of subscribers";
+constexpr std::string_view errorHelp = "Gets error information";
 constexpr std::string_view exitHelp = "Exits the application";
+constexpr std::string_view eventsHelp = "Sets and gets the event channel parameters";
+constexpr std::string_view helpHelp = "Gets help";
 constexpr std::string_view loggingHelp = "Sets and Gets the logging configuration";
 constexpr std::string_view modeHelp = "Sets the radio's mode";
 constexpr std::string_view startHelp = "Starts the RXE (or the simulator)";
+constexpr std::string_view statusHelp = "Gets the status";
 constexpr std::string_view stopHelp = "Stops the RXE (or the simulator)";
+constexpr std::string_view testHelp = "";
+constexpr std::string_view versionHelp = "Returns the version information";
+constexpr std::string_view tagInfoHelp = "Return tag info parameters";
+constexpr std::string_view peakThresholdHelp = "Sets and gets the peak threshold";
 
 // Hands the request to the radio thread, which owns the setting, and waits for
 // its reply; there is no time-out.
@@ -46,13 +57,23 @@ int modeHandler(std::vector<std::string>* tokens, std::string* reply) {
 }  // namespace
 
 constexpr command_s commands[] = {
+    {"configrxe", configRXEHandler, configRXEHelp},
+    {"database_reset", databaseResetHandler, databaseResetHelp},
     {"data_analytics", askRadioThread, dataAnalyticsHelp},
     {"subscribers", askRadioThread, subscribersHelp},
+    {"error", errorHandler, errorHelp},
     {"exit", exitHandler, exitHelp},
+    {"events", eventsHandler, eventsHelp},
+    {"help", helpHandler, helpHelp},
     {"logging", loggingHandler, loggingHelp},
     {"mode", modeHandler, modeHelp},
     {"start", startHandler, startHelp},
+    {"status", statusHandler, statusHelp},
     {"stop", stopHandler, stopHelp},
+    {"test", testHandler, testHelp},
+    {"version", versionHandler, versionHelp},
+    {"tag_info", tagInfoHandler, tagInfoHelp},
+    {"peak_threshold", peakThresholdHandler, peakThresholdHelp},
 };
 constexpr std::size_t nCommands = std::size(commands);
 

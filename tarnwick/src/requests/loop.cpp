@@ -1,20 +1,23 @@
 // SPDX-License-Identifier: MIT
 // The main thread's one wait, and the way of a request through it.
-#include "logger.hpp"
-#include "requests.hpp"
-#include "requests/news.hpp"
-#include "zmq_intfc.hpp"
-
 #include <signal.h>
 #include <sys/timerfd.h>
 #include <unistd.h>
 #include <zmq.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <iostream>
+
+#include "logger.hpp"
+#include "requests.hpp"
+#include "requests/news.hpp"
+#include "requests/report.hpp"
+#include "zmq_intfc.hpp"
 
 // Written by processRequests, read by the wait loop and the reset of the tag
 // database. Main thread.
@@ -27,6 +30,12 @@ namespace {
 std::atomic<int> s_interrupted{0};
 static_assert(std::atomic<int>::is_always_lock_free, "a signal handler writes it");
 
+using std::chrono::milliseconds;
+using std::chrono::system_clock;
+
+// When the next heartbeat is due; at the first idle wait after start. Main thread.
+system_clock::time_point heartbeat_timeout{};
+
 constexpr std::int32_t consoleSource = 0;
 constexpr std::int32_t responderSource = 1;
 
@@ -35,7 +44,7 @@ constexpr useconds_t pollFailurePause = 1'000'000;  // microseconds
 
 // A signal that comes between the look at its mark and the wait interrupts
 // nothing. The mark is then seen after this time at the latest.
-constexpr long longestWait = 1'000;  // milliseconds
+constexpr milliseconds longestWait{1'000};
 
 // The places of the poll set, in the order in which they are served.
 enum poll_item_e : std::size_t { responderItem, newsItem, timerItem, consoleItem, pollItemCount };
@@ -84,6 +93,19 @@ void readConsoleLine(std::string* line) {
     }
 }
 
+// Zero or less when a heartbeat is due.
+milliseconds timeToHeartbeat() {
+    return std::chrono::duration_cast<milliseconds>(heartbeat_timeout - system_clock::now());
+}
+
+// With nobody there to hear it, it is dropped.
+void sendHeartbeat() {
+    std::string heartbeat;
+    getHeartbeat(&heartbeat);
+    zmq_send(events, heartbeat.data(), heartbeat.size(), 0);
+    heartbeat_timeout = system_clock::now() + heartbeat_period;
+}
+
 }  // namespace
 
 void s_signal_handler(int /*signal*/) {
@@ -104,9 +126,18 @@ int GetNextRequest(MSG_BUF* msg, std::string* request, bool cli) {
             msg->source = consoleSource;
             return 0;
         }
-        if (zmq_poll(items.data(), polled, longestWait) < 0) {
+        const milliseconds wait = std::clamp(timeToHeartbeat(), milliseconds(0), longestWait);
+        const int ready = zmq_poll(items.data(), polled, static_cast<long>(wait.count()));
+        if (ready < 0) {
             logCountedError("requests", " zmq polling error failed: ", std::strerror(errno));
             usleep(pollFailurePause);
+            continue;
+        }
+        // Only when nothing is waiting: news and requests come first.
+        if (ready == 0) {
+            if (timeToHeartbeat() <= milliseconds(0)) {
+                sendHeartbeat();
+            }
             continue;
         }
         if ((items[responderItem].revents & ZMQ_POLLIN) != 0 && takeRequest(request)) {

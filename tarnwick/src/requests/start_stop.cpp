@@ -5,10 +5,13 @@
 #include "requests.hpp"
 #include "rxe.h"
 #include "rxe_intfc.hpp"
+#include "simulator.hpp"
 #include "util.hpp"
 
 #include <algorithm>
 #include <array>
+#include <climits>
+#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 
@@ -18,6 +21,9 @@ namespace {
 // started too. In the working directory, without a newline. An unwritable file
 // is not noticed.
 constexpr const char* autoStartFile = "autoStart.txt";
+
+constexpr const char* startOngoing =
+    "Failure: Start currently ongoing. Issue a stop prior to issuing a start.";
 
 void recordAutoStart(std::string_view wanted) {
     std::ofstream(autoStartFile, std::ios::trunc) << wanted;
@@ -54,6 +60,32 @@ int startFakeTags(std::vector<std::string>* tokens, std::string* reply) {
     return 0;
 }
 
+// A leading decimal number, the nearest one that an int holds; 0 without digits.
+int leadingNumber(const std::string& text) {
+    return static_cast<int>(std::clamp<long>(std::strtol(text.c_str(), nullptr, 10), INT_MIN, INT_MAX));
+}
+
+// "start sim_bearing <tags per second> <array reader>": the simulator in the
+// engine's place. Whether its files are good shows only on standard output.
+int startBearings(std::vector<std::string>* tokens, std::string* reply) {
+    if (isStartOngoing()) {
+        *reply = startOngoing;
+        return 0;
+    }
+    if (tokens->size() < 4) {
+        *reply = "Failure: sim_bearing requires tps and aar number";
+        return 0;
+    }
+    const int tagsPerSecond = leadingNumber((*tokens)[2]);
+    const int aar = leadingNumber((*tokens)[3]);
+    std::printf("tps: %s or %d\n", (*tokens)[2].c_str(), tagsPerSecond);
+    const auto stdAz = static_cast<float>(get_std_az(tokens));
+    const auto stdEl = static_cast<float>(get_std_el(tokens));
+    startSimulationThread(aar, tagsPerSecond, stdAz, stdEl);
+    *reply = "Success";
+    return 0;
+}
+
 // The forms of "start" by their first parameter.
 struct startForm_s {
     std::string_view parameter;
@@ -61,6 +93,7 @@ struct startForm_s {
 };
 constexpr std::array startForms{
     startForm_s{"sim", startFakeTags},
+    startForm_s{"sim_bearing", startBearings},
     startForm_s{"doNotPersistState", startOnce},
 };
 
@@ -68,7 +101,11 @@ constexpr std::array startForms{
 
 int startRXE(bool persist, std::string* reply) {
     if (isStartOngoing()) {
-        *reply = "Failure: Start currently ongoing. Issue a stop prior to issuing a start.";
+        *reply = startOngoing;
+        return 0;
+    }
+    if (isSimulationRunning()) {
+        *reply = "Failure: simulation is currently ongoing. Issue a stop prior to issuing a start.";
         return 0;
     }
     if (refused("RXE_resetDb()", RXE_resetDb(), reply)) {
@@ -102,6 +139,9 @@ int startHandler(std::vector<std::string>* tokens, std::string* reply) {
 
 int stopHandler(std::vector<std::string>* /*tokens*/, std::string* reply) {
     reply->clear();
+    if (isSimulationRunning()) {
+        stopSimulationThread();
+    }
     if (RXE_stop() != 0) {
         *reply = "Failure";
         return 0;

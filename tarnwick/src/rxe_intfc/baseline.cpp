@@ -5,9 +5,9 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
+#include "json_fields.hpp"
 #include "logger.hpp"
 #include "mode_config.hpp"
-#include "mode_config/parser.hpp"
 #include "rxe_intfc.hpp"
 #include "rxe_intfc/parameter_io.hpp"
 

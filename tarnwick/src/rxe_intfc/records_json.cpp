@@ -5,6 +5,7 @@
 #include <span>
 
 #include "rxe_intfc.hpp"
+#include "rxe_intfc/config_json.hpp"
 #include "rxe_intfc/parameter_io.hpp"
 #include "util.hpp"
 
@@ -187,7 +188,7 @@ int addOlioDetails(std::string* reply, const OLIO_s* olio, json* out) {
     }
     (*out)["inventory"] = json::object();
     inv_to_json(&inventory, &(*out)["inventory"]);
-    if (readMasked(RXE_PARAM_SELECT, olio->selectBitMask, select_to_json, &(*out)["selects"]) != 0) {
+    if (readMasked(RXE_PARAM_SELECT, olio->selectBitMask, selectSlot_to_json, &(*out)["selects"]) != 0) {
         return failWith(reply, "Failure: error getting select");
     }
     const auto accessMask = static_cast<std::uint32_t>(olio->accessBitMask & 0xFFFFFFFF);

@@ -1,0 +1,103 @@
+// SPDX-License-Identifier: MIT
+// The array reader simulator: bearing traffic without a radio. Two files in the
+// working directory, aar.json and tag.json, place array readers (AAR) and tags
+// in a room. A thread of its own plays one of the readers and hands noisy
+// bearings of the tags in its range to getPacket, in place of the engine thread.
+//
+// Lengths are in one unit of the user's choice, angles in degrees. All output
+// goes to standard output, none to the log.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "rxe.h"
+
+// ---- start and stop. Main thread -------------------------------------------
+
+// Starts the simulation of array reader `aar` (an index into aar.json) at `tps`
+// tags a second with the given standard deviations of the noise. A simulation
+// that is still there is ended first, so that never two feed getPacket. Returns
+// 0, or -1 if the thread could not be created. What the thread finds wrong with
+// its files or with `aar` it prints, and ends.
+int startSimulationThread(int aar, int tps, float stdAz, float stdEl);
+
+// Ends a running simulation. Returns the result of joining its thread, 0 on
+// success, and 0 if none runs. One that still loads its files does not run yet:
+// it is not ended.
+int stopSimulationThread();
+
+// Any thread.
+bool isSimulationRunning();
+
+// The number behind "std_az=" and "std_el=" among the words of a request; 0
+// without it or when it does not begin with a number.
+double get_std_az(const std::vector<std::string>* tokens);
+double get_std_el(const std::vector<std::string>* tokens);
+
+// ---- the room. Simulator thread --------------------------------------------
+
+inline constexpr std::size_t maxAars = 128;
+inline constexpr std::size_t maxSimulatedTags = 1000;
+
+struct aar_position_s {
+    double x, y, z;
+    double orientation;  // added to each azimuth
+};
+struct tag_position_s {
+    double x, y, z;
+};
+using aar_table_t = std::array<aar_position_s, maxAars>;
+using tag_table_t = std::array<tag_position_s, maxSimulatedTags>;
+using tag_id_table_t = std::array<std::string, maxSimulatedTags>;  // EPCs in hexadecimal
+
+// Angles by tag and array reader, in degrees.
+using angle_table_t = std::array<std::array<double, maxAars>, maxSimulatedTags>;
+
+// In an angle table: the tag is farther than 30.0 from this reader.
+inline constexpr double outOfRange = std::numeric_limits<double>::max();
+
+// Fills the table from the array "aar_info" of the file. Returns the number of
+// elements, or 0 after printing what is wrong; elements before the bad one are
+// then in the table. Elements past the table's end are checked and counted, but
+// not stored.
+int get_aar_info(const std::string& path, aar_table_t* aars);
+
+// The same for "tag_info", but returns one less than the number of elements, 0
+// after a failure: the last tag is a spare that takes no part.
+int get_tag_info(const std::string& path, tag_id_table_t* ids, tag_table_t* tags);
+
+// Fill the cells of the first `tagCount` tags and `aarCount` readers, counts
+// past the tables' ends being cut. An azimuth is a compass angle, 0 along y and
+// growing towards x, plus the reader's orientation; an elevation is 0 straight
+// below the reader, 90 level with it and 180 straight above.
+void get_az(const aar_table_t& aars, const tag_table_t& tags, angle_table_t* azimuths, int aarCount,
+            int tagCount);
+void get_el(const aar_table_t& aars, const tag_table_t& tags, angle_table_t* elevations, int aarCount,
+            int tagCount);
+
+struct bearing_s {
+    double azimuth, elevation;  // degrees
+};
+
+// Adds Gaussian noise (two draws of rand()) to both angles.
+void add_noise(bearing_s* pair, double stdAz, double stdEl);
+
+// ---- packets. Simulator thread ---------------------------------------------
+
+// Longest EPC that a tag packet can tell: TAG_INFO_s counts up to 2047 bits.
+inline constexpr std::size_t maxSimulatedEpcBytes = 255;
+// Head of an EPC that is not 96 bits long, EPC, PC, CRC, bearing.
+inline constexpr std::size_t maxSimulatedPayload = 6 + maxSimulatedEpcBytes + 16;
+
+// Makes `packet`, which has room for maxSimulatedPayload bytes of payload, a tag
+// packet with EPC, PC, CRC and bearing (tenths of a degree; the low 16 bits
+// count). Of an id with an odd number of digits the last is dropped; one too long
+// is cut; a pair that is no hexadecimal number becomes 0.
+void buildTagPacket(const std::string& tagId, int azimuthX10, int elevationX10, RXE_packet_s* packet);
+
+// The body of the thread.
+void* sim_main(void* arg);

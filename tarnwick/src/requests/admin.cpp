@@ -1,0 +1,109 @@
+// SPDX-License-Identifier: MIT
+// The small commands: help, versions, the engine's error log, the additional
+// keys, the peak threshold.
+#include <nlohmann/json.hpp>
+#include <span>
+
+#include "additional_config.hpp"
+#include "json_fields.hpp"
+#include "requests.hpp"
+#include "rxe_intfc.hpp"
+#include "util.hpp"
+
+namespace {
+
+constexpr int highestPeakThreshold = 12;
+
+// "<command> <value>" behind the "Success: " that stands in the reply.
+void showPeakThreshold(const std::string& command, std::string* reply) {
+    nlohmann::json document;
+    std::string failure;
+    std::uint8_t value = 0;
+    if (getPeakThreshold(&failure, &document) != 0 ||
+        getJsonValue(&document, "peakThreshold", &value, &failure, 0, 255) != 0) {
+        *reply = "Failure: Failed to get peak threshold";
+        return;
+    }
+    sprintfStrAppend(reply, "%s %d", command.c_str(), value);
+}
+
+// Of the number only the low byte counts, also for the test of its range.
+void changePeakThreshold(const std::string& command, const std::string& text, std::string* reply) {
+    std::uint32_t errors = 0;
+    const int value = strToInt32(text, &errors) & 0xFF;
+    if (errors != 0) {
+        sprintfStr(reply, "Failure: %s requires a numeric value as param", command.c_str());
+        return;
+    }
+    if (value > highestPeakThreshold) {
+        sprintfStr(reply, "Failure: %s requires a value between 0 and %d as param", command.c_str(),
+                   highestPeakThreshold);
+        return;
+    }
+    if (const RXE_API_STATUS rc = setPeakThreshold(value); rc != RXE_OK) {
+        sprintfStr(reply, "Failure: Failed to set peak threshold to %d error 0x%04x", value,
+                   static_cast<unsigned>(rc));
+    }
+}
+
+}  // namespace
+
+int helpHandler(std::vector<std::string>* /*tokens*/, std::string* reply) {
+    *reply = "Success:\n";
+    for (const command_s& command : std::span(commands, nCommands)) {
+        *reply += command.name;
+        *reply += '\n';
+        *reply += command.help;
+        *reply += '\n';
+    }
+    return 0;
+}
+
+int testHandler(std::vector<std::string>* /*tokens*/, std::string* reply) {
+    *reply = "Success";
+    return 0;
+}
+
+int versionHandler(std::vector<std::string>* /*tokens*/, std::string* reply) {
+    *reply = "Success:\n" + joinStrings({get_app_version_string(), get_radio_api_version_string(),
+                                         get_radio_fw_version_string(), get_zmq_version_string()},
+                                        ",");
+    return 0;
+}
+
+int errorHandler(std::vector<std::string>* tokens, std::string* reply) {
+    if (tokens->size() < 2) {
+        *reply = "Failure: error requires at least 1 param";
+    } else if ((*tokens)[1] != "radioErrorLog") {
+        *reply = "Failure: error requires at least 1 param - string \"radioErrorLog\"";
+    } else if (RXE_getErr() != RXE_OK) {
+        *reply = "Failure: could not radioErrorLog";
+    } else {
+        *reply = "Success: radioErrorLog added to TW error log";
+    }
+    return 0;
+}
+
+int tagInfoHandler(std::vector<std::string>* tokens, std::string* reply) {
+    *reply = "Success";
+    const bool detailed = tokens->size() == 2 && ((*tokens)[1] == "v" || (*tokens)[1] == "verbose");
+    if (tokens->size() > 1 && !detailed) {
+        *reply = "Failure: tagInfo supported commands are: tag_info or tag_info v | verbose";
+    } else if (getCurrentTagInfoDB(reply, detailed) != 0) {
+        *reply = "Failure: tagInfo database disabled";
+    }
+    return 0;
+}
+
+int peakThresholdHandler(std::vector<std::string>* tokens, std::string* reply) {
+    *reply = "Success: ";
+    const std::string command = joinStrings(*tokens, " ");
+    if (tokens->size() == 1) {
+        showPeakThreshold(command, reply);
+    } else if (tokens->size() == 2) {
+        changePeakThreshold(command, (*tokens)[1], reply);
+    } else {
+        sprintfStr(reply, "Failure: %s requires at most 1 param", command.c_str());
+    }
+    return 0;
+}

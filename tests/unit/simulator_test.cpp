@@ -1,0 +1,330 @@
+// SPDX-License-Identifier: MIT
+#include "simulator.hpp"
+
+#include <gmock/gmock.h>
+#include <sys/stat.h>
+
+#include <chrono>
+#include <cmath>
+#include <filesystem>
+#include <memory>
+
+#include "radio_fixture.hpp"
+#include "requests.hpp"
+#include "support/process.hpp"
+#include "support/temp_dir.hpp"
+#include "util.hpp"
+
+namespace {
+
+using testing::EndsWith;
+using testing::HasSubstr;
+
+TEST(SimulatedRoom, BearingsAndRange) {
+    struct case_s {
+        const char* legend;
+        aar_position_s aar;
+        tag_position_s tag;
+        double azimuth, elevation;
+    };
+    const case_s cases[] = {
+        {"ahead along y, level: a short pi", {1, 1, 1, 0}, {1, 5, 1}, 359.9999999, 90},
+        {"ahead along x, turned by 90", {0, 0, 2, 90}, {5, 0, 2}, 180, 90},
+        {"behind along x: one turn up", {0, 0, 2, 0}, {-5, 0, 2}, 270, 90},
+        {"straight below", {0, 0, 3, 0}, {0, 0, 0}, 90, 0},
+        {"straight above", {0, 0, 3, 0}, {0, 0, 5}, 90, 180},
+        {"45 degrees down", {0, 0, 3, 1}, {0, 3, 0}, 1, 45},
+        {"no more than one turn down", {0, 0, 0, 800}, {1, 0, 0}, 530, 90},
+        {"no more than one turn up", {0, 0, 0, -800}, {1, 0, 0}, -350, 90},
+        {"exactly 30 away", {0, 0, 0, 90}, {18, 0, 24}, 180, 143.1301024},
+        {"30.01 away", {0, 0, 0, 0}, {0, 30.01, 0}, outOfRange, outOfRange},
+        {"infinitely far", {-1e308, 0, 0, 0}, {1.7e308, 0, 0}, outOfRange, outOfRange},
+    };
+    const auto azimuths = std::make_unique<angle_table_t>();
+    const auto elevations = std::make_unique<angle_table_t>();
+    for (const case_s& row : cases) {
+        get_az({row.aar}, {row.tag}, azimuths.get(), 1, 1);
+        get_el({row.aar}, {row.tag}, elevations.get(), 1, 1);
+        EXPECT_NEAR((*azimuths)[0][0], row.azimuth, 1e-5) << row.legend;
+        EXPECT_NEAR((*elevations)[0][0], row.elevation, 1e-5) << row.legend;
+    }
+}
+
+// Both angles get independent normal noise of their own width.
+TEST(SimulatedRoom, NoiseHasTheWantedSpread) {
+    constexpr unsigned seed = 20260301;
+    constexpr int draws = 20000;
+    SCOPED_TRACE(seed);
+    srand(seed);
+    double sumAz = 0, sumEl = 0, squaresAz = 0, squaresEl = 0, products = 0, beyondTwoSigma = 0;
+    for (int i = 0; i < draws; ++i) {
+        bearing_s bearing{180, 90};
+        add_noise(&bearing, 2.0, 0.5);
+        const double az = (bearing.azimuth - 180) / 2.0;
+        const double el = (bearing.elevation - 90) / 0.5;
+        sumAz += az, sumEl += el, squaresAz += az * az, squaresEl += el * el, products += az * el;
+        beyondTwoSigma += std::abs(az) > 2 ? 1 : 0;
+    }
+    EXPECT_NEAR(sumAz / draws, 0, 0.03);
+    EXPECT_NEAR(sumEl / draws, 0, 0.03);
+    EXPECT_NEAR(squaresAz / draws, 1, 0.05);
+    EXPECT_NEAR(squaresEl / draws, 1, 0.05);
+    EXPECT_NEAR(products / draws, 0, 0.03);
+    EXPECT_NEAR(beyondTwoSigma / draws, 0.0455, 0.007);
+
+    bearing_s outside{-10, -5};
+    add_noise(&outside, 0, 0);
+    EXPECT_EQ(outside.azimuth, 350);
+    EXPECT_EQ(outside.elevation, 5);
+}
+
+TEST(SimulatorFiles, CountsAndFailures) {
+    const temp_dir_s directory;
+    std::filesystem::current_path(directory.path);
+    const std::string good = R"({"tag_id":"E2","x":1,"y":2,"z":3,"orientation":4})";
+    const auto both = [](const std::string& elements) {
+        return R"({"aar_info": [)" + elements + R"(], "tag_info": [)" + elements + "]}";
+    };
+    std::string many = good;
+    for (int i = 1; i < 1002; ++i) {
+        many += "," + good;
+    }
+    struct case_s {
+        const char* legend;
+        std::string text;
+        int aars, tags;
+        const char* output;  // of both readers, a part
+    };
+    const case_s cases[] = {
+        {"empty", "", 0, 0,
+         "loading aar json file failed, Invalid config file\nloading tag json file failed, Inv"},
+        {"no double holds it", both(R"({"x":1e999})"), 0, 0, "failed, Invalid config file\nloading tag"},
+        {"no object", "[]", 0, 0, "\"aar_info\" must be included in object\nFailure: \"tag_info\" must be"},
+        {"no elements", both(""), 0, -1, nullptr},
+        {"no object inside", both("[]"), 0, 0,
+         "Failure: tag_info must be an array containing only objects\n"},
+        {"a field is missing in the second", both(good + R"(,{"tag_id":"E2"})"), 0, 0,
+         "\"x\" must be included"},
+        {"wrong type", both(R"({"x":"1"})"), 0, 0,
+         "Failure: \"x\" field must contain a floating point number\n"},
+        {"the last tag is a spare", both(good), 1, 0, nullptr},
+        {"more than the tables hold", both(many), 1002, 1001, nullptr},
+    };
+    const auto ids = std::make_unique<tag_id_table_t>();
+    const auto tags = std::make_unique<tag_table_t>();
+    aar_table_t aars{};
+    for (const case_s& row : cases) {
+        SCOPED_TRACE(row.legend);
+        writeTextFile("file", row.text);
+        testing::internal::CaptureStdout();
+        const int aarCount = get_aar_info("file", &aars);
+        const int tagCount = get_tag_info("file", ids.get(), tags.get());
+        const std::string output = testing::internal::GetCapturedStdout();
+        EXPECT_EQ(aarCount, row.aars);
+        EXPECT_EQ(tagCount, row.tags);
+        EXPECT_TRUE(row.output == nullptr ? output.empty() : output.find(row.output) != output.npos)
+            << output;
+    }
+    EXPECT_EQ(aars.back().orientation, 4);
+    EXPECT_EQ(ids->back(), "E2");
+    EXPECT_EQ(tags->back().z, 3);
+    for (const char* path : {"missing", "."}) {
+        EXPECT_EQ(get_aar_info(path, &aars), 0) << path;
+    }
+}
+
+TEST(SimulatorPacket, PayloadBytes) {
+    struct case_s {
+        const char* legend;
+        std::string id;
+        int azimuth, elevation;
+        std::string payload;  // blanks between its parts
+    };
+    // The CRCs are those of CRC-16/GENIBUS, from a bitwise computation elsewhere.
+    const case_s cases[] = {
+        {"96 bits", "3034257BF400B7800004CB2F", 1800, 905,
+         "8d 3034257bf400b7800004cb2f 8c3000 8bd548 03841106 0708 0389 6464"},
+        {"128 bits", "00112233445566778899AABBCCDDEEFF", -1, 0,
+         "00f1 0010 0080 00112233445566778899aabbccddeeff 8c4000 8bbd87 03841106 ffff 0000 6464"},
+        {"an odd digit", "E28", 1, 65538, "00f1 0001 0008 e2 8c0000 8b63c3 03841106 0001 0002 6464"},
+        {"no digits", "", 0, 0, "00f1 0000 0000 8c0000 8b0000 03841106 0000 0000 6464"},
+        {"no hex", "G1zz2x-1 3", 0, 0, "00f1 0005 0028 000002ff03 8c1000 8b0fb3 03841106 0000 0000 6464"},
+        {"too long", std::string(600, 'A'), 0, 0,
+         "00f1 00ff 07f8" + std::string(510, 'a') + "8cf800 8b978a 03841106 0000 0000 6464"},
+    };
+    alignas(RXE_packet_s) std::uint8_t buffer[sizeof(RXE_packet_s) + maxSimulatedPayload];
+    auto* packet = reinterpret_cast<RXE_packet_s*>(buffer);
+    for (const case_s& row : cases) {
+        buildTagPacket(row.id, row.azimuth, row.elevation, packet);
+        EXPECT_EQ(packet->type, 0x0805);
+        std::string payload;
+        appendHex(packet->payload, packet->length, &payload);
+        EXPECT_EQ(payload, removeSelectChar(row.payload, ' ')) << row.legend;
+    }
+}
+
+// The simulator's thread, in a directory with one reader and three tags, of which
+// the second is out of range and the third the spare.
+class Simulator : public RadioTest {
+  protected:
+    Simulator() {
+        std::filesystem::current_path(directory.path);
+        writeTextFile("aar.json", R"({"aar_info": [{"x":0,"y":0,"z":0,"orientation":0}]})");
+        writeTextFile("tag.json", tagFile);
+        engine_double::reset();
+    }
+    ~Simulator() override { stopSimulationThread(); }
+
+    static std::string ask(std::string request) {
+        std::string reply;
+        EXPECT_EQ(ProcessRequest(&request, &reply), 0);
+        return reply;
+    }
+
+    // Threads of this process that feed packets.
+    static int simulators() {
+        int count = 0;
+        for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+            count += readTextFile(task.path() / "comm") == "simulator\n" ? 1 : 0;
+        }
+        return count;
+    }
+
+    // What a run prints that ends by itself. The next start waits for its end.
+    static std::string outputOf(int aar, int tps) {
+        testing::internal::CaptureStdout();
+        EXPECT_EQ(startSimulationThread(aar, tps, 0, 0), 0);
+        EXPECT_EQ(startSimulationThread(-1, 0, 0, 0), 0);
+        EXPECT_TRUE(eventually([] { return simulators() == 0; }));
+        const std::string output = testing::internal::GetCapturedStdout();
+        return output.substr(0, output.find("starting with params: -1"));
+    }
+
+    temp_dir_s directory;
+    static constexpr const char* tagFile = R"({"tag_info": [{"tag_id":"E2801160","x":3,"y":0,"z":0},
+        {"tag_id":"E2801161","x":31,"y":0,"z":0}, {"tag_id":"E2801162","x":3,"y":0,"z":0}]})";
+};
+
+TEST_F(Simulator, RunsThatEndByThemselves) {
+    const char* const noTag = "Number of Tags seen by this AAR: 0\nstopping simulation\n";
+    struct case_s {
+        const char* legend;
+        int aar;
+        const char *missing, *ending;
+    };
+    const case_s cases[] = {
+        {"a reader past the table", 128, "", "AAR Idx requested (128) is invalid\nexiting\n"},
+        {"a negative reader", -2, "", "AAR Idx requested (-2) is invalid\nexiting\n"},
+        {"a reader that the file does not hold", 1, "", noTag},
+        {"the table's last", 127, "", noTag},
+        {"no tags", 0, "tag.json", noTag},
+        {"no readers", 0, "aar.json", noTag},
+    };
+    for (const case_s& row : cases) {
+        std::filesystem::remove(row.missing);
+        EXPECT_THAT(outputOf(row.aar, 0), EndsWith(row.ending)) << row.legend;
+        EXPECT_FALSE(isSimulationRunning());
+    }
+    EXPECT_EQ(packetRxCount, 0U);
+}
+
+TEST_F(Simulator, RequestsWhileIdleAndRunning) {
+    const char* const ongoing = "Failure: Start currently ongoing. Issue a stop prior to issuing a start.";
+    const char* const missing = "Failure: sim_bearing requires tps and aar number";
+    engine_double::setOngoing(true);
+    EXPECT_EQ(ask("start sim_bearing"), ongoing);
+    engine_double::setOngoing(false);
+    EXPECT_EQ(ask("start sim_bearing 5"), missing);
+
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(ask("start sim_bearing 12x 0 std_el=0.25 std_az=-1.5"), "Success");
+    EXPECT_TRUE(eventually([] { return packetRxCount >= 3; }));
+    EXPECT_EQ(ask("start"),
+              "Failure: simulation is currently ongoing. Issue a stop prior to issuing a start.");
+    // A second simulation takes the place of the first.
+    EXPECT_EQ(ask("start sim_bearing 400 0"), "Success");
+    EXPECT_TRUE(eventually([] { return packetRxCount >= 103; }));
+    EXPECT_EQ(simulators(), 1);
+    EXPECT_EQ(ask("stop"), "Success");
+    EXPECT_TRUE(eventually([] { return simulators() == 0; }));
+    EXPECT_FALSE(isSimulationRunning());
+    EXPECT_EQ(engine_double::calls().back().name, "RXE_stop");
+    EXPECT_EQ(readTextFile("autoStart.txt"), "false");
+    EXPECT_EQ(ask("stop"), "Success");
+    EXPECT_EQ(ask("start"), "Success");
+
+    const std::string output = testing::internal::GetCapturedStdout();
+    EXPECT_THAT(output,
+                testing::StartsWith("tps: 12x or 12\nsetting std_az to: -1.5\nsetting std_az to: 0.25\n"
+                                    "starting with params: 0 and 12 (std az: -1.5, std el: 0.25)\n"
+                                    "Simulating AAR: 0 TPS: 12 (83333 uS per tag)\n"
+                                    "AAR 0,0,0,0,0\n"
+                                    "standard deviation:\n azimuth: -1.5\n elevation: 0.25\n"
+                                    "AAR: 0, Tag: E2801160 (0) , az: 90, el: 90\n"
+                                    "Number of Tags seen by this AAR: 1\n"));
+    EXPECT_THAT(output, HasSubstr("stopping simulation\nstarting with params: 0 and 400"));
+    EXPECT_THAT(output, EndsWith("stopping simulation\nstopping ... 0\n"));
+    int starts = 0;
+    for (const engine_double::call_s& call : engine_double::calls()) {
+        EXPECT_TRUE(call.name != "RXE_formatPayloadToStruct" || call.id == 0x0805) << call.id;
+        starts += call.name == "RXE_start" ? 1 : 0;
+    }
+    EXPECT_EQ(starts, 1) << "only that after the stop";
+}
+
+TEST_F(Simulator, SendsAQuarterOfTheRateInEachSlice) {
+    using clock = std::chrono::steady_clock;
+    // Below 4 a second nothing is sent; the run goes on until it is stopped.
+    for (const int tps : {3, 0, -8}) {
+        startSimulationThread(0, tps, 0, 0);
+        EXPECT_TRUE(eventually(isSimulationRunning)) << tps;
+        EXPECT_EQ(stopSimulationThread(), 0);
+        EXPECT_EQ(packetRxCount, 0U) << tps;
+    }
+    // Two a slice; the third slice begins half a second after the first.
+    const auto started = clock::now();
+    startSimulationThread(0, 10, 0, 0);
+    EXPECT_TRUE(eventually([] { return packetRxCount >= 6; }));
+    EXPECT_GE(clock::now() - started, std::chrono::milliseconds(500));
+    EXPECT_EQ(stopSimulationThread(), 0);
+    // A slice that would take minutes ends at the stop.
+    startSimulationThread(0, 2'000'000'000, 0, 0);
+    EXPECT_TRUE(eventually([] { return packetRxCount >= 3000; }));
+    const auto asked = clock::now();
+    EXPECT_EQ(stopSimulationThread(), 0);
+    EXPECT_LT(clock::now() - asked, std::chrono::seconds(10));
+}
+
+// Until its files are read a simulation does not show, and a stop passes it by.
+TEST_F(Simulator, StopWhileItLoads) {
+    std::filesystem::remove("tag.json");
+    ASSERT_EQ(mkfifo("tag.json", 0600), 0);
+    startSimulationThread(0, 4, 0, 0);
+    EXPECT_TRUE(eventually([] { return simulators() == 1; }));
+    EXPECT_FALSE(isSimulationRunning());
+    EXPECT_EQ(stopSimulationThread(), 0);
+    EXPECT_EQ(simulators(), 1);
+    writeTextFile("tag.json", tagFile);
+    EXPECT_TRUE(eventually(isSimulationRunning));
+    EXPECT_EQ(stopSimulationThread(), 0);
+    EXPECT_TRUE(eventually([] { return simulators() == 0; }));
+}
+
+// Tags past the table are drawn and passed over.
+TEST_F(Simulator, MoreTagsThanTheTable) {
+    std::string text = R"({"tag_info": [)";
+    for (int i = 0; i < 3000; ++i) {
+        text += R"({"tag_id":"E2","x":1,"y":2,"z":3},)";
+    }
+    text.back() = ']';
+    writeTextFile("tag.json", text + "}");
+    testing::internal::CaptureStdout();
+    startSimulationThread(0, 2000, 0, 0);
+    EXPECT_TRUE(eventually([] { return packetRxCount >= 100; }));
+    EXPECT_EQ(stopSimulationThread(), 0);
+    const std::string output = testing::internal::GetCapturedStdout();
+    EXPECT_THAT(output, HasSubstr("Number of Tags seen by this AAR: 1000\n"));
+    EXPECT_THAT(output, HasSubstr(", aar_idx: 0 (tag_count: 2999)\n"));
+}
+
+}  // namespace
