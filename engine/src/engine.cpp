@@ -24,15 +24,16 @@ void deliverErrorLog(engine_s* engine) {
     const int last = engine->lastRefusal.load(std::memory_order_relaxed);
     const std::string text =
         "ERRLOG refused operations: " + std::to_string(engine->refusals.load(std::memory_order_relaxed)) +
-        ", last status: " + std::to_string(last) + " (" + statusText(static_cast<RXE_API_STATUS>(last)) + ')' +
-        whatHappened(engine->radio.timeline);
+        ", last status: " + std::to_string(last) + " (" + statusText(static_cast<RXE_API_STATUS>(last)) +
+        ')' + whatHappened(engine->radio.timeline);
     byte_writer_s writer = payloadWriter(engine);
     putBytes(&writer, {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});
     deliver(engine, TYPE_ERROR_LOG, writer.size);
 }
 
 bool eventsAreDue(const engine_s& engine) {
-    return engine.radio.now >= engine.radio.nextEvent || engine.events.waiting.load(std::memory_order_relaxed);
+    return engine.radio.now >= engine.radio.nextEvent ||
+           engine.events.waiting.load(std::memory_order_relaxed);
 }
 
 void sendWhatIsDue(engine_s* engine) {
