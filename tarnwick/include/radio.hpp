@@ -5,7 +5,8 @@
 // Two threads work here. The radio thread keeps the half-second tick that
 // measures the send rates and serves the two commands forwarded to it; it never
 // sees a packet. The engine thread (the library's callback thread, or the
-// simulator in its place, never both) does everything else inside getPacket.
+// simulator in its place) does everything else inside getPacket, one packet at a
+// time.
 #pragma once
 
 #include <sys/time.h>
@@ -14,6 +15,7 @@
 #include <atomic>
 #include <cstdint>
 #include <map>
+#include <mutex>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -109,9 +111,15 @@ void send_radio_stop_message();
 
 // ---- packets and tag reports -----------------------------------------------
 
-// The engine's callback: counts the packet and handles it. Never waits and never
-// throws. Returns 0. Engine thread.
+// The engine's callback: counts the packet and handles it. Waits for nothing but
+// holdPackets, and never throws. Returns 0. Engine thread.
 int getPacket(RXE_packet_s* packet);
+
+// Keeps packets out until the lock that it returns goes. What packets are read
+// with, the mode and the accesses, is replaced under it, so that a mode may be set
+// while the radio runs. Main thread. The engine thread waits meanwhile: hold it
+// for a move of memory, never over a call of the engine.
+[[nodiscard]] std::unique_lock<std::mutex> holdPackets();
 
 // Acts on one packet by its type. The result has no meaning. Engine thread.
 int processMessage(RXE_packet_s* packet);

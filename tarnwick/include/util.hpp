@@ -143,7 +143,7 @@ std::uint16_t computeCRC(int length, const std::uint8_t* data);
 
 // ---------------------------------------------------------------- time
 
-// Local time in the zone that the process started with. When the time has no
+// Local time in the zone of the machine. When the time has no
 // calendar date the string is left empty (timeOnly: as it was). All write into
 // the caller's string and allocate only to grow it; they are made for one call
 // for each tag read.

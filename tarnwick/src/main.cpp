@@ -85,8 +85,6 @@ int main(int argc, char** argv) {
 
     processRequests(options.cli);
 
-    // A simulation that still runs would send on sockets that are about to go.
-    stopSimulationThread();
     logDebug("main", " stopping radio thread");
     if (stopRadioThread() != 0) {
         return failed(" Failed to stop radio thread");
@@ -96,5 +94,7 @@ int main(int argc, char** argv) {
     closeZMQSocketsForMain();
     closeZMQ();
     logInfo("main", " goodbye");
+    // A simulation that still runs must end before the state that it uses goes.
+    stopSimulationThread();
     return 0;
 }

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <sstream>
+#include <tuple>
 
 #include "radio_fixture.hpp"
 
@@ -8,12 +9,9 @@ namespace {
 // Steps: a number is a message of so many bytes, "i" and a number an immediate
 // one, "13x" 13 messages of one byte, "t" a tick, "f" a flush. What is sent: the
 // sizes of a message's frames with "+" between them; the 13 are left out.
-struct case_s {
-    const char *legend, *steps, *tagData, *gpioLed;
-};
-
 // The rate of a tick is the count since the tick before, doubled.
-const case_s cases[] = {
+const std::tuple<const char*, const char*, const char*, const char*> cases[] = {
+    // legend, steps, tag_data, gpio_led
     {"24 a second: single frames", "12x t 9 9 f", "9 9 ", "9 9 "},
     {"26 a second: one batch, ended by the flush", "13x t 9 8 f f", "9+8+0 ", "9+8+0 "},
     {"1500 bytes take one more frame", "13x t 1500 9 8 f", "1500+9+8 ", "1500+9+8 "},
@@ -58,14 +56,14 @@ std::string sent(void* socket) {
 using RadioChannels = RadioTest;
 
 TEST_F(RadioChannels, BatchByTheMeasuredRate) {
-    for (const case_s& row : cases) {
-        SCOPED_TRACE(row.legend);
+    for (const auto& [legend, steps, tagData, gpioLed] : cases) {
+        SCOPED_TRACE(legend);
         run("t t f");
         received(data);
         received(lines);
-        run(row.steps);
-        EXPECT_EQ(sent(data), row.tagData);
-        EXPECT_EQ(sent(lines), row.gpioLed);
+        run(steps);
+        EXPECT_EQ(sent(data), tagData);
+        EXPECT_EQ(sent(lines), gpioLed);
     }
 }
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <nlohmann/json.hpp>
 #include <regex>
+#include <tuple>
 
 #include "mode_config.hpp"
 #include "radio_fixture.hpp"
@@ -31,39 +32,36 @@ class RadioDispatch : public RadioTest {
     }
 };
 
-struct news_case_s {
-    const char* legend;
-    std::uint16_t type;
-    std::string payload;
-    std::vector<message_t> news;
-};
-
 std::string bytes(std::initializer_list<int> values) {
     return {values.begin(), values.end()};
 }
 
-const news_case_s newsCases[] = {
-    {"end of a run", 0x0801, bytes({8, 9, 1}), {{"start_ack", ""}}},
-    {"0x0801 of another kind", 0x0801, bytes({8, 8}), {}},
-    {"error log", 0x0810, "ERRLOG x", {{"err_log", "ERRLOG x"}}},
-    {"0x0810 that is no error log", 0x0810, "ERRLOX x", {}},
-    {"0x0810 cut short", 0x0810, "ERRLO", {}},
-    {"start info, 16 bytes always", 0x0A91, "x", {{"start_info", "x" + std::string(15, '\0')}}},
-    {"antenna lost", 0x0B81, bytes({1, 2}), {{"ant_disconnect", bytes({1, 2})}}},
-    {"ambient cold is not told", 0x0B84, bytes({1}), {}},
-    {"power too low", 0x0B89, bytes({4}), {{"pa_failure", bytes({4})}}},
-    {"database nearly full, 8 bytes always", 0x0B8D, "", {{"db_warning", std::string(8, '\0')}}},
-    {"database full, payload dropped", 0x0B8E, "x", {{"db_error", ""}}},
-    {"an alarm without payload", 0x0B83, "", {{"amb_temp_crit", ""}}},
-    {"a type that is not handled", 0x0B0A, "x", {}},
-};
+// Type and payload of a packet, topic and payload of the news; a null topic for none.
+// Records are whole whatever the packet's length; types that begin otherwise, end
+// early or are not handled are silent.
+const std::tuple<std::uint16_t, std::string, const char*, std::string> newsCases[] = {
+    {0x0801, bytes({8, 9, 1}), "start_ack", ""},
+    {0x0801, bytes({8, 8}), nullptr, ""},
+    {0x0810, "ERRLOG x", "err_log", "ERRLOG x"},
+    {0x0810, "ERRLOX x", nullptr, ""},
+    {0x0B81, bytes({1, 2}), "ant_disconnect", bytes({1, 2})},
+    {0x0810, "ERRLO", nullptr, ""},
+    {0x0B0A, "x", nullptr, ""},
+    {0x0A91, "x", "start_info", "x" + std::string(15, '\0')},
+    {0x0B8D, "", "db_warning", std::string(8, '\0')},
+    {0x0B84, bytes({1}), nullptr, ""},
+    {0x0B89, bytes({4}), "pa_failure", bytes({4})},
+    {0x0B8E, "x", "db_error", ""},
+    {0x0B83, "", "amb_temp_crit", ""}};
 
 TEST_F(RadioDispatch, NewsForTheMainThread) {
     std::uint64_t packets = packetRxCount;
-    for (const news_case_s& row : newsCases) {
-        SCOPED_TRACE(row.legend);
-        deliver(row.type, row.payload);
-        EXPECT_EQ(received(news), row.news);
+    for (const auto& [type, payload, topic, expected] : newsCases) {
+        SCOPED_TRACE(testing::Message() << std::hex << type << payload);
+        deliver(type, payload);
+        const std::vector<message_t> told = received(news);
+        EXPECT_EQ(told.size(), topic == nullptr ? 0U : 1U);
+        EXPECT_TRUE(told.empty() || told[0] == (message_t{topic, expected}));
         EXPECT_TRUE(received(data).empty());
         EXPECT_EQ(packetRxCount, ++packets);
     }
@@ -90,33 +88,28 @@ TEST_F(RadioDispatch, EndOfRunFlushesAndTellsTheStop) {
     EXPECT_TRUE(std::regex_match(told, expected)) << told;
 }
 
-struct completing_case_s {
-    const char* legend;
-    std::uint16_t type;
-    std::string payload;
-    bool completes;
-};
-
-const completing_case_s completingCases[] = {
-    {"the next tag", 0x0806, "", true},
-    {"start info", 0x0A91, "", true},
-    {"carrier on", 0x0B04, std::string(8, '\0'), true},
-    {"carrier on, too short to be read", 0x0B04, std::string(7, '\0'), false},
-    {"start of an inventory", 0x0B09, "", true},
-    {"command ongoing", 0x0B01, "", false},
-    {"antenna info", 0x0B03, std::string(4, '\0'), false},
-    {"an antenna alarm", 0x0B81, bytes({0, 1}), false},
+// The next tag, an end of run, a carrier, whatever its packet holds, and an
+// inventory complete it.
+const std::tuple<std::uint16_t, std::string, bool> completingCases[] = {
+    {0x0806, "", true},
+    {0x0A91, "", true},
+    {0x0B04, std::string(8, '\0'), true},
+    {0x0B04, std::string(7, '\0'), true},
+    {0x0B09, "", true},
+    {0x0B01, "", false},
+    {0x0B03, std::string(4, '\0'), false},
+    {0x0B81, bytes({0, 1}), false},
 };
 
 TEST_F(RadioDispatch, PendingReportIsCompletedOnce) {
-    for (const completing_case_s& row : completingCases) {
-        SCOPED_TRACE(row.legend);
+    for (const auto& [type, payload, completes] : completingCases) {
+        SCOPED_TRACE(testing::Message() << std::hex << type);
         leavePendingReport();
-        deliver(row.type, row.payload);
-        EXPECT_EQ(received(data).size(), row.completes ? 1U : 0U);
+        deliver(type, payload);
+        EXPECT_EQ(received(data).size(), completes ? 1U : 0U);
         deliver(0x0B09);  // completes what is left
         deliver(0x0B09);
-        EXPECT_EQ(received(data).size(), row.completes && row.type != 0x0806 ? 0U : 1U);
+        EXPECT_EQ(received(data).size(), completes && type != 0x0806 ? 0U : 1U);
     }
 }
 

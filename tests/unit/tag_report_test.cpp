@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <nlohmann/json.hpp>
 #include <sstream>
+#include <tuple>
 
 #include "mode_config.hpp"
 #include "radio_fixture.hpp"
@@ -139,28 +140,6 @@ TEST_F(TagReport, TextThatIsNoUtf8DropsTheReport) {
     EXPECT_EQ(json::parse(onlyFrame())["data"]["userDefined"], "fine");
 }
 
-TEST_F(TagReport, StringFormAndItsSubscribers) {
-    data_analytics_type = DATA_ANALYTICS_STRING;
-    TAG_INFO_s tag = tagWithEpc("\x11\x22");
-    tag.fields |= RXE_FIELD_CRC;
-    tag.crc = 0x0A0B;
-    for (int i = 0; i < 13; ++i) {
-        send_tag_data_message("x", false);
-    }
-    do_background_activity_radio_thread();
-    received(data);
-    read(tag);
-    subscribers = 1024;
-    read(tag);
-    const std::vector<message_t> messages = received(data);
-    ASSERT_EQ(messages.size(), 2U);
-    ASSERT_EQ(messages[0].size(), 2U) << "batched while there is one subscriber, and closed for the second";
-    EXPECT_EQ(messages[0][0].substr(0, 5), std::string("\x01\x00\x00\x00{", 5));
-    EXPECT_EQ(messages[0][1], "");
-    ASSERT_EQ(messages[1].size(), 1U);
-    EXPECT_EQ(messages[1][0].substr(0, 5), std::string("\x0C\x02\x00\x00{", 5)) << "0x0A0B % 1024 + 1";
-}
-
 TEST_F(TagReport, BinaryReports) {
     data_analytics_type = DATA_ANALYTICS_BINARY;
     switchAllOn();
@@ -198,54 +177,36 @@ TEST_F(TagReport, BinaryReports) {
     EXPECT_EQ(msgTxCount, 0U);
 }
 
-struct filter_case_s {
-    const char* legend;
-    filter_match_e match;
-    const char* pattern;  // bytes, or the expression
-    bool includePasses;
-};
-
-const filter_case_s filterCases[] = {
-    {"prefix that matches", filter_match_e::PREFIX, "0t", true},
-    {"pattern longer than the EPC", filter_match_e::PREFIX, "0t%{x", false},
-    {"empty pattern", filter_match_e::PREFIX, "", true},
-    {"suffix that matches", filter_match_e::SUFFIX, "%{", true},
-    {"neither suffix nor prefix", filter_match_e::SUFFIX, "t%", false},
-    {"regex of the whole text", filter_match_e::REGEX, "3074.*7b", true},
-    {"regex that matches a part", filter_match_e::REGEX, "3074", false},
-    {"regex that was never compiled", filter_match_e::REGEX, nullptr, false},
+// The EPC is "0t%{": 3074257b. A pattern is bytes or the expression, null one that
+// was never compiled; then whether INCLUDE passes.
+const std::tuple<filter_match_e, const char*, bool> filterCases[] = {
+    {filter_match_e::PREFIX, "0t", true},   {filter_match_e::PREFIX, "0t%{x", false},
+    {filter_match_e::PREFIX, "", true},     {filter_match_e::SUFFIX, "%{", true},
+    {filter_match_e::SUFFIX, "t%", false},  {filter_match_e::REGEX, "3074.*7b", true},
+    {filter_match_e::REGEX, "3074", false}, {filter_match_e::REGEX, nullptr, false},
 };
 
 TEST_F(TagReport, Filter) {
-    for (const filter_case_s& row : filterCases) {
+    for (const auto& [match, pattern, includePasses] : filterCases) {
         for (const bool include : {true, false}) {
-            SCOPED_TRACE(std::string(row.legend) + (include ? ", include" : ", exclude"));
             tagFilter_s& filter = mode_configuration.tagFilter = {};
             filter.enabled = 1;
-            filter.match = row.match;
+            filter.match = match;
             filter.operation = include ? filter_operation_e::INCLUDE : filter_operation_e::EXCLUDE;
-            if (row.match != filter_match_e::REGEX) {
-                filter.patternLength = static_cast<std::uint8_t>(std::strlen(row.pattern));
-                std::memcpy(filter.pattern.data(), row.pattern, filter.patternLength);
-            } else if (row.pattern != nullptr) {
-                filter.regex = std::make_shared<const std::regex>(row.pattern);
+            if (match != filter_match_e::REGEX) {
+                filter.patternLength = static_cast<std::uint8_t>(std::strlen(pattern));
+                std::memcpy(filter.pattern.data(), pattern, filter.patternLength);
+            } else if (pattern != nullptr) {
+                filter.regex = std::make_shared<const std::regex>(pattern);
             }
             read(tagWithEpc("0t%{"));
-            const std::size_t expected = row.includePasses == include ? 1 : 0;
-            EXPECT_EQ(received(data).size(), expected);
+            const std::size_t expected = includePasses == include ? 1 : 0;
+            EXPECT_EQ(received(data).size(), expected) << (pattern == nullptr ? "none" : pattern) << include;
             EXPECT_EQ(received(lines).size(), expected);
         }
     }
     EXPECT_EQ(compareTagFilter(reinterpret_cast<const std::uint8_t*>("0t%{"), 4, nullptr), 0);
 }
-
-struct multi_tag_case_s {
-    std::uint8_t first;
-    std::size_t byte;
-    std::uint8_t hidden;  // bits that do not count
-};
-
-const multi_tag_case_s multiTagCases[] = {{0x35, 7, 0xF0}, {0x34, 8, 0x0F}, {0x30, 3, 0x0F}};
 
 // The parts of an item go to one subscriber, whatever the CRC of each; other
 // bits, and other lengths of the EPC, do not.
@@ -256,15 +217,18 @@ TEST_F(TagReport, SubscriberOfMultiPartItems) {
         read(tag);
         return onlyFrame().substr(0, 2);
     };
-    for (const multi_tag_case_s& row : multiTagCases) {
+    // The first byte, the place of the one that tells the parts apart, its bits that do not count.
+    const std::tuple<std::uint8_t, std::size_t, std::uint8_t> cases[] = {
+        {0x35, 7, 0xF0}, {0x34, 8, 0x0F}, {0x30, 3, 0x0F}};
+    for (const auto& [first, byte, hidden] : cases) {
         TAG_INFO_s part = fullTag();
-        part.epc[0] = row.first;
+        part.epc[0] = first;
         const std::string whole = subscriberOf(part);
         part.crc = 2;
-        part.epc[row.byte] ^= row.hidden;
-        EXPECT_EQ(subscriberOf(part), whole) << row.byte;
-        part.epc[row.byte] ^= static_cast<std::uint8_t>(~row.hidden);
-        EXPECT_NE(subscriberOf(part), whole) << row.byte;
+        part.epc[byte] ^= hidden;
+        EXPECT_EQ(subscriberOf(part), whole) << byte;
+        part.epc[byte] ^= static_cast<std::uint8_t>(~hidden);
+        EXPECT_NE(subscriberOf(part), whole) << byte;
         part.epcLength = 95;
         EXPECT_EQ(subscriberOf(part), std::string("\x03\x00", 2)) << "the tag's own CRC";
     }

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <mutex>
 #include <span>
 
 #include "logger.hpp"
@@ -24,6 +25,11 @@ std::uint32_t currentChannel = 0;
 namespace {
 
 constexpr auto relaxed = std::memory_order_relaxed;
+
+// Held over one packet, and by the main thread over one exchange of memory that
+// packets are read with. It also keeps the engine and the simulator, which nothing
+// else keeps from running at once, out of each other's report.
+std::mutex packetGate;
 
 // Tag packets by beam of the array reader. Beam numbers are sparse, but any
 // 16-bit number has its place, so that the engine thread counts without a lock
@@ -133,7 +139,9 @@ void onAntennaInfo(RXE_packet_s* packet, const packet_row_s&) {
 // The report that this completes keeps the channel on which its tag was seen: it
 // was written then.
 void onCarrierOn(RXE_packet_s* packet, const packet_row_s&) {
-    currentChannel = word32(packet->payload + 4);
+    if (packet->length >= 8) {
+        currentChannel = word32(packet->payload + 4);
+    }
     completePendingReport();
     do_background_activity_rxe_thread();
 }
@@ -166,7 +174,7 @@ constexpr std::array packetRows{
     packet_row_s{0x0A91, 0, onStartInfo, "start_info"},                // START_INFO3
     packet_row_s{0x0B01, 0, onCommandOngoing, ""},                     // CMD_ONGOING
     packet_row_s{0x0B03, 4, onAntennaInfo, ""},                        // ANTENNA_INFO
-    packet_row_s{0x0B04, 8, onCarrierOn, ""},                          // CW_ON
+    packet_row_s{0x0B04, 0, onCarrierOn, ""},                          // CW_ON
     packet_row_s{0x0B08, 2, onGpioInfo, ""},                           // GPIO_INFO
     packet_row_s{0x0B09, 0, onInventoryBegin, ""},                     // INV_BEGIN
     packet_row_s{0x0B0C, 0, onAccessInfo, ""},                         // ACCESS_INFO
@@ -197,7 +205,12 @@ std::map<std::uint16_t, std::uint64_t> getTagReadCountPerAntQDX() {
     return counts;
 }
 
+std::unique_lock<std::mutex> holdPackets() {
+    return std::unique_lock(packetGate);
+}
+
 int getPacket(RXE_packet_s* packet) {
+    const std::scoped_lock hold(packetGate);
     packetRxCount.fetch_add(1, relaxed);
     processMessage(packet);
     return 0;

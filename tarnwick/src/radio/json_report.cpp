@@ -7,10 +7,16 @@
 // changes only with the mode and with the fields of the packet) writes its
 // values in place; a report of another shape starts from an empty object. Whether
 // a report is pending is a word of its own.
+//
+// Beside the object stands its layout: the texts between the values, so that a
+// report of the shape as it stands need not have its keys escaped once more.
 #include <array>
 #include <bit>
 #include <cstdio>
 #include <nlohmann/json.hpp>
+#include <span>
+#include <utility>
+#include <vector>
 
 #include "mode_config.hpp"
 #include "radio_state.hpp"
@@ -151,6 +157,8 @@ std::uint32_t builtShape = 0;
 std::array<json*, reportMembers.size()> memberValues{};
 json* timestampValue = nullptr;
 json* typeValue = nullptr;
+// What stands around the values of the shape.
+std::vector<report_piece_s> layout;
 
 std::uint32_t shapeOf(const TAG_INFO_s& info) {
     std::uint32_t shape = 0;
@@ -163,6 +171,23 @@ std::uint32_t shapeOf(const TAG_INFO_s& info) {
     return shape;
 }
 
+// Adds the pieces of an object to the layout; `before` gathers what stands before
+// the next value.
+void layOut(const json& object, std::string* before) {
+    std::string_view separator;
+    *before += '{';
+    for (const auto& [key, value] : object.items()) {
+        before->append(separator).append(json(key).dump()).append(":");
+        separator = ",";
+        if (value.is_object()) {
+            layOut(value, before);
+        } else {
+            layout.push_back({std::exchange(*before, {}), &value});
+        }
+    }
+    *before += '}';
+}
+
 void rebuild(std::uint32_t shape) {
     tag_info_json = json::object();
     json& data = tag_info_json["data"] = json::object();
@@ -172,6 +197,10 @@ void rebuild(std::uint32_t shape) {
     }
     timestampValue = &(tag_info_json["timestamp"] = json(text));
     typeValue = &(tag_info_json["type"] = json(text));
+    layout.clear();
+    std::string before;
+    layOut(tag_info_json, &before);
+    layout.push_back({before, nullptr});
     builtShape = shape;
 }
 
@@ -214,6 +243,10 @@ void buildJsonReport(const tag_read_s& read) {
 const json& pendingReport() {
     forgetOldReport();
     return tag_info_json;
+}
+
+std::span<const report_piece_s> pendingReportLayout() {
+    return pending && builtShape != 0 ? layout : std::span<const report_piece_s>();
 }
 
 json& reportData() {

@@ -8,6 +8,7 @@
 #include <array>
 #include <cstdint>
 #include <nlohmann/json_fwd.hpp>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -61,6 +62,17 @@ void buildJsonReport(const tag_read_s& read);
 // The report as it would be written: null before the first one was built, and
 // an object from then on.
 const nlohmann::json& pendingReport();
+
+// A stretch of a report's compact text: what stands before a value, and the value.
+// The last piece has no value (null); its text closes the report.
+struct report_piece_s {
+    std::string before;
+    const nlohmann::json* value;
+};
+
+// The same report cut at its values, in the order of its text. Empty when members
+// have joined that no tag packet brings: then only the whole object tells it.
+std::span<const report_piece_s> pendingReportLayout();
 
 // The object "data" of the report, for members that join it after the tag packet.
 // The report is pending from then on. The reference is good for this packet.

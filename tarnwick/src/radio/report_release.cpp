@@ -46,11 +46,27 @@ struct report_writer_s {
                                                             nlohmann::json::error_handler_t::strict};
 };
 
-// Appends the compact text. False, and news for the main thread, when a text of
-// the report is no valid UTF-8: nothing may throw into the engine's callback.
+// Appends the compact text; the pieces between the values were made by the same
+// serialiser when the shape of the report was new.
+void writeReport(report_writer_s* writer) {
+    const std::span<const report_piece_s> layout = pendingReportLayout();
+    if (layout.empty()) {
+        writer->serializer.dump(pendingReport(), false, false, 0);
+        return;
+    }
+    for (const report_piece_s& piece : layout) {
+        writer->text->write_characters(piece.before.data(), piece.before.size());
+        if (piece.value != nullptr) {
+            writer->serializer.dump(*piece.value, false, false, 0);
+        }
+    }
+}
+
+// False, and news for the main thread, when a text of the report is no valid
+// UTF-8: nothing may throw into the engine's callback.
 bool appendReport(report_writer_s* writer) {
     try {
-        writer->serializer.dump(pendingReport(), false, false, 0);
+        writeReport(writer);
         return true;
     } catch (const nlohmann::json::exception& failure) {
         const std::string news = std::string("Tag report dropped: ") + failure.what();

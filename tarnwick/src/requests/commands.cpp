@@ -42,6 +42,8 @@ int askRadioThread(std::vector<std::string>* tokens, std::string* reply) {
     zmq_recv_string(main_from_radio, reply);
     return 0;
 }
+constexpr auto dataAnalyticsHandler = askRadioThread;
+constexpr auto subscribersHandler = askRadioThread;
 
 // A JSON text that was typed with blanks comes in several tokens and is one
 // again here; blanks inside its strings are lost.
@@ -59,8 +61,8 @@ int modeHandler(std::vector<std::string>* tokens, std::string* reply) {
 constexpr command_s commands[] = {
     {"configrxe", configRXEHandler, configRXEHelp},
     {"database_reset", databaseResetHandler, databaseResetHelp},
-    {"data_analytics", askRadioThread, dataAnalyticsHelp},
-    {"subscribers", askRadioThread, subscribersHelp},
+    {"data_analytics", dataAnalyticsHandler, dataAnalyticsHelp},
+    {"subscribers", subscribersHandler, subscribersHelp},
     {"error", errorHandler, errorHelp},
     {"exit", exitHandler, exitHelp},
     {"events", eventsHandler, eventsHelp},

@@ -31,6 +31,7 @@ std::atomic<int> s_interrupted{0};
 static_assert(std::atomic<int>::is_always_lock_free, "a signal handler writes it");
 
 using std::chrono::milliseconds;
+using std::chrono::steady_clock;
 using std::chrono::system_clock;
 
 // When the next heartbeat is due; at the first idle wait after start. Main thread.
@@ -93,9 +94,11 @@ void readConsoleLine(std::string* line) {
     }
 }
 
-// Zero or less when a heartbeat is due.
-milliseconds timeToHeartbeat() {
-    return std::chrono::duration_cast<milliseconds>(heartbeat_timeout - system_clock::now());
+// When an idle wait that begins now ends, with a heartbeat. The time of day counts
+// only here: a clock that is set meanwhile neither shortens nor stretches the wait.
+steady_clock::time_point endOfIdleWait() {
+    const auto left = std::chrono::duration_cast<milliseconds>(heartbeat_timeout - system_clock::now());
+    return steady_clock::now() + std::max(left, milliseconds(0));
 }
 
 // With nobody there to hear it, it is dropped.
@@ -120,24 +123,27 @@ int GetNextRequest(MSG_BUF* msg, std::string* request, bool cli) {
     items[consoleItem] = {nullptr, STDIN_FILENO, ZMQ_POLLIN, 0};
     const int polled = cli ? pollItemCount : consoleItem;
 
+    steady_clock::time_point idleEnd = endOfIdleWait();
     for (bool received = false; !received;) {
         if (s_interrupted.load(std::memory_order_relaxed) != 0) {
             *request = "exit";
             msg->source = consoleSource;
             return 0;
         }
-        const milliseconds wait = std::clamp(timeToHeartbeat(), milliseconds(0), longestWait);
+        const auto left = std::chrono::ceil<milliseconds>(idleEnd - steady_clock::now());
+        const milliseconds wait = std::clamp(left, milliseconds(0), longestWait);
         const int ready = zmq_poll(items.data(), polled, static_cast<long>(wait.count()));
+        if (ready == 0 && steady_clock::now() < idleEnd) {
+            continue;  // one slice of the wait
+        }
         if (ready < 0) {
             logCountedError("requests", " zmq polling error failed: ", std::strerror(errno));
             usleep(pollFailurePause);
-            continue;
+        } else if (ready == 0) {
+            sendHeartbeat();  // only when nothing is waiting: news and requests come first
         }
-        // Only when nothing is waiting: news and requests come first.
-        if (ready == 0) {
-            if (timeToHeartbeat() <= milliseconds(0)) {
-                sendHeartbeat();
-            }
+        idleEnd = endOfIdleWait();
+        if (ready <= 0) {
             continue;
         }
         if ((items[responderItem].revents & ZMQ_POLLIN) != 0 && takeRequest(request)) {

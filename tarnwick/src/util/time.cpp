@@ -20,10 +20,9 @@ struct second_text_s {
 constexpr std::size_t timeOfDayLength = 8;  // 08:05:09, at the end of dateTime
 
 void fill(second_text_s* text, std::time_t second) {
-    // The zone is read once: localtime_r need not do it, and a zone that
-    // changes under a running process would tear its reports apart.
-    static const bool zoneIsRead = (tzset(), true);
-    text->filled = zoneIsRead;
+    // localtime_r need not look whether the zone has changed.
+    tzset();
+    text->filled = true;
     text->second = second;
     text->dateTimeLength = 0;
     text->zoneLength = 0;

@@ -1,0 +1,49 @@
+// SPDX-License-Identifier: MIT
+// The Reader Management server as a double: it records each request and gives
+// whatever answer the test wants, right or wrong. One connection at a time.
+#pragma once
+
+#include <functional>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+// A reply with the result code and, behind it, `body`; its prefixes are "rm" and "v".
+std::string managementReply(const std::string& body, const std::string& code = "0");
+
+// "<v:name>body</v:name>"
+std::string managementElement(const std::string& name, const std::string& body);
+
+// A reader as the server tells of it. Its cable loss is 1.5 dB at each antenna,
+// but 37.5 dB, which is beyond a byte, at the second.
+struct reader_facts_s {
+    std::string model = "PN5100";
+    int ports = 4;
+    std::string refused;  // the query that is answered with result code 5
+};
+std::string answerFromFacts(const reader_facts_s& facts, const std::string& request);
+
+class ManagementDouble {
+  public:
+    // `answer` runs on the double's thread, so what it reads is to be changed
+    // between queries only. An empty answer closes the connection.
+    using answer_t = std::function<std::string(const std::string& request)>;
+    explicit ManagementDouble(answer_t answer);
+    // One answer for each connection, in turn, and no more.
+    explicit ManagementDouble(std::vector<std::string> answers);
+    ~ManagementDouble();
+    ManagementDouble(const ManagementDouble&) = delete;
+    ManagementDouble& operator=(const ManagementDouble&) = delete;
+
+    std::vector<std::string> requests() const;
+
+  private:
+    void serve();
+
+    int listener;
+    answer_t answerTo;
+    mutable std::mutex mutex;
+    std::vector<std::string> received;
+    std::thread server;
+};

@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: MIT
+// A request to the command table, and what the engine was called for it.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "requests.hpp"
+#include "support/engine_double.hpp"
+
+inline std::string ask(std::string request, int expected = 0) {
+    std::string reply = "left over";
+    EXPECT_EQ(ProcessRequest(&request, &reply), expected) << request.substr(0, 100);
+    return reply;
+}
+
+// The calls since the last look, by name without "RXE_".
+inline std::string engineCalls() {
+    std::string names;
+    for (const engine_double::call_s& call : engine_double::calls()) {
+        names += (names.empty() ? "" : " ") + call.name.substr(4);
+        names += call.name == "RXE_txFakeTags" ? "(" + std::to_string(call.id) + ")" : "";
+    }
+    engine_double::clearCalls();
+    return names;
+}
