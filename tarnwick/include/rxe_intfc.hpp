@@ -78,8 +78,8 @@ extern bool initial_channel_state;
 
 // ------------------------------------------------- what the engine was told
 
-// Written by the main thread while the radio is stopped; all but `olios` is read
-// by the engine thread while it runs.
+// Written by the main thread. All but `olios` is read by the engine thread too, and
+// is written under holdPackets.
 inline constexpr std::size_t olioTableSize = RXE_MAX_OLIOS + 1;
 inline constexpr std::size_t accessTableSize = RXE_MAX_ACCESSES + 2;
 

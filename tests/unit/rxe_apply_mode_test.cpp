@@ -9,6 +9,7 @@
 #include "mode_config.hpp"
 #include "rxe_intfc.hpp"
 #include "support/engine_double.hpp"
+#include "util.hpp"
 
 namespace {
 
@@ -55,36 +56,24 @@ std::string writes() {
 }
 
 SELECT_OP_s select(std::uint8_t target, std::uint8_t firstByte) {
-    SELECT_OP_s op{};
-    op.enable = 1;
-    op.target = target;
-    op.action = 2;
-    op.membank = 3;
-    op.pointer = 0x102;
-    op.length = 12;
-    op.truncate = 5;
-    op.mask[0] = firstByte;
-    op.mask[1] = 0xB0;
-    op.mask[2] = 0xEE;  // beyond the length, never sent
-    return op;
+    return {
+        1, target, 2, 3, 0x102, 12, 0, 5, {firstByte, 0xB0, 0xEE}};  // 0xEE is beyond the length, never sent
+}
+
+void giveSelects(mode_configuration_s& mode) {
+    mode.selectListPerAntenna.resize(2);
+    mode.uniqueSelects = {select(4, 0xA1), select(0, 0xA2)};
+    mode.selectBitMasks = {2, 1};
 }
 
 ACCESS_OP_s access(std::uint8_t type) {
-    ACCESS_OP_s op{};
-    op.enable = 1;
-    op.type = type;
-    op.membank = 3;
-    op.wordPointer = 7;
-    op.wordCount = type == RXE_ACCESS_READ ? 0x0202 : 2;
-    op.data[0] = 0x1234;
-    op.data[1] = 0x5678;
-    return op;
+    const std::uint16_t count = type == RXE_ACCESS_READ ? 0x0202 : 2;
+    return {1, type, {}, {{3, 0, 7}}, count, {0x1234, 0x5678}, 0, 0, 0};
 }
 
 const std::vector<std::uint8_t> everyAccess{
     RXE_ACCESS_READ, RXE_ACCESS_WRITE, RXE_ACCESS_MULTIWORD_WRITE, RXE_ACCESS_BLOCK_WRITE, RXE_ACCESS_ACCESS,
-    RXE_ACCESS_LOCK, RXE_ACCESS_KILL,
-};
+    RXE_ACCESS_LOCK, RXE_ACCESS_KILL};
 
 void giveAccesses(mode_configuration_s& mode, const std::vector<std::uint8_t>& types) {
     mode.accessListPerAntenna.assign(mode.antennas.size(), {});
@@ -124,11 +113,17 @@ const std::string olio1 = olio(1, "129/250 270 0 1 0 201");
 const std::string olio2 = olio(2, "129/250 270 0 1 0 201");
 const std::string firstSelect = olio(1, "129/250 270 1 1 0 201") + olio(2, "129/250 270 1 1 0 201");
 
-const std::string plain = query + olio1 + olio2;
 const mode_case_s modes[] = {
-    {"nothing but defaults", "PN5100", [](auto&) {}, plain + end},
-    {"included prefix", "PN5100", [](auto& m) { prefix(m, INCLUDE, "3034A"); },
-     "0101 010104012000100000003034|" + query + firstSelect + end},
+    {"nothing but defaults", "PN5100", [](auto&) {}, query + olio1 + olio2 + end},
+    {"included prefix, a start by GPI without restart, a stop without new tags, no report filter", "PN5100",
+     [](auto& m) {
+         prefix(m, INCLUDE, "3034A");
+         m.radioStartConditions = {radio_start_type_e::GPI, {{2, 0, 258}}};
+         m.radioStopConditions.noMoreUniqueTags = 10;
+         m.reportFilter.type = report_filter_type_e::NONE;
+     },
+     "0101 010104012000100000003034|" + query + firstSelect +
+         "0005 0000000000000af0|d001 ff|10eb -|d003 200000000201|10ff -|"},
     {"excluded prefix of 32 bytes, whose length wraps to 0", "PN5100",
      [](auto& m) { prefix(m, EXCLUDE, std::string(64, 'F')); },
      "0101 0101000120|" + query + firstSelect + end},
@@ -143,9 +138,7 @@ const mode_case_s modes[] = {
     {"selects by antenna, a report filter without a duration", "PN5100",
      [](auto& m) {
          m.reportFilter.duration = 0;
-         m.selectListPerAntenna.resize(2);
-         m.uniqueSelects = {select(4, 0xA1), select(0, 0xA2)};
-         m.selectBitMasks = {2, 1};
+         giveSelects(m);
      },
      select1 + select2 + query + olio(1, "129/250 270 2 1 0 201") + olio(2, "129/250 270 1 1 0 201") + gpis +
          "10ff -|"},
@@ -194,13 +187,6 @@ const mode_case_s modes[] = {
      },
      query + olio(1, "129/250 315 0 1 0 201") + olio2 + "0015 701101000300f401c40000000000140015|d001 ff|" +
          "10eb 02|d005 990005000000000006|10f3 013c|" + forEver + "0009 413c|0004 01000403|10fe ba|"},
-    {"a start by GPI without restart, a stop without new tags, no report filter", "PN5100",
-     [](auto& m) {
-         m.radioStartConditions = {radio_start_type_e::GPI, {{2, 0, 258}}};
-         m.radioStopConditions.noMoreUniqueTags = 10;
-         m.reportFilter.type = report_filter_type_e::NONE;
-     },
-     plain + "0005 0000000000000af0|d001 ff|10eb -|d003 200000000201|10ff -|"},
     {"bearings with a heat map", "QDX4400",
      [](auto& m) {
          m.antennas = {3000, 5897};
@@ -257,9 +243,9 @@ TEST(RxeApplyMode, AccessTableIsThatOfTheModeInForce) {
 }
 
 struct failure_case_s {
-    int id;             // the parameter whose write fails with 0x4D, -1 when the mode itself is wrong
-    int code;           // what configureRXEForMode returns
-    const char* reply;  // behind "Failure: "
+    int id;            // the parameter whose write fails with 0x4D, -1 when the mode itself is wrong
+    int code;          // what configureRXEForMode returns
+    std::string what;  // the reply behind "Failure: "
     edit_t edit = [](auto&) {};
 };
 
@@ -270,9 +256,7 @@ TEST(RxeApplyMode, EachFailureHasItsCodeAndText) {
         mode.antennas = {3000, 5897};
         mode.environment = ENVIRONMENT_PARAMS_e::NOT_USED;
         mode.bearingConfig.enabled = 1;
-        mode.selectListPerAntenna.resize(2);
-        mode.uniqueSelects = {select(4, 1), select(0, 2)};
-        mode.selectBitMasks = {2, 1};
+        giveSelects(mode);
         mode.delayAfterSelects = 3;
         mode.blockSize = 4;
         mode.customFieldsBitMask = 0x3C41;
@@ -280,12 +264,10 @@ TEST(RxeApplyMode, EachFailureHasItsCodeAndText) {
         giveAccesses(mode, everyAccess);
     };
     const auto filtered = [](filter_operation_e operation) {
-        return [operation](mode_configuration_s& mode) {
-            mode.selectListPerAntenna.clear();
-            prefix(mode, operation, "30");
-        };
+        return [operation](auto& m) { m.selectListPerAntenna.clear(), prefix(m, operation, "30"); };
     };
-    const failure_case_s cases[] = {
+    const std::string set = "Failed to set ", status = " 0x004d", error = " error 0x004d";
+    std::vector<failure_case_s> cases = {
         {-1, -1, "transmitPower could not be applied to all antennas",
          [](auto& m) { m.transmitPowerX10List = {300}; }},
         {-1, -1, "linkProfile could not be applied to all antennas",
@@ -294,44 +276,36 @@ TEST(RxeApplyMode, EachFailureHasItsCodeAndText) {
          [](auto& m) { m.queryList.resize(1); }},
         {-1, -1, "too many select parameters requested", [](auto& m) { m.uniqueSelects.resize(33); }},
         {-1, -1, "too many access parameters requested", [](auto& m) { m.uniqueAccesses.resize(65); }},
-        {-1, -4, "Failed to set invParam error 0x0001", [](auto& m) { m.inventoryParams.resize(256); }},
-        {-1, -5, "Failed to set access block write error 0x0001",
+        {-1, -4, set + "invParam error 0x0001", [](auto& m) { m.inventoryParams.resize(256); }},
+        {-1, -5, set + "access block write error 0x0001",
          [](auto& m) { m.uniqueAccesses[3].wordCount = 256; }},
         {-1, -15, "Failed to get select bit mask for antenna idx: 1",
          [](auto& m) { m.selectBitMasks = {1}; }},
         {-1, -15, "Failed to get access bit mask for antenna idx: 1",
          [](auto& m) { m.accessBitMasks = {1}; }},
-        {0x101, -2, "Failed to set select error 0x004d", filtered(EXCLUDE)},
-        {0x101, -1, "Failed to set select error 0x004d", filtered(INCLUDE)},
-        {0x102, -1, "Failed to set select error 0x004d"},
-        {0x10F5, -1, "Failed to set delayAfterSelects error 0x004d"},
-        {0x201, -4, "Failed to set invParam error 0x004d"},
-        {0x301, -5, "Failed to set access read error 0x004d"},
-        {0x302, -5, "Failed to set access write error 0x004d"},
-        {0x303, -5, "Failed to set access multiword write error 0x004d"},
-        {0x304, -5, "Failed to set access block write error 0x004d"},
-        {0x305, -5, "Failed to set access access error 0x004d"},
-        {0x306, -5, "Failed to set access lock error 0x004d"},
-        {0x307, -5, "Failed to set access kill error 0x004d"},
-        {0x10F0, -13, "Failed to set Mono or COM to 0 error 0x004d"},
-        {0x10EC, -14, "Failed to set peak threshold to 6 error 0x004d"},
-        {0x10FB, -16, "Failed to set block size error 0x004d"},
-        {0x402, -5, "Failed to set olio 2 error 0x004d"},
-        {0x05, -6, "Failed to set radio stop condition error 0x004d"},
-        {0xD001, -7, "Failed to set gpio direction error 0x004d"},
-        {0x10EB, -6, "Failed to set autorestart error 0x004d"},
-        {0xD003, -8, "Failed to set gpio start error 0x004d"},
-        {0x10F3, -10, "Failed to set Tx Delay Interval error 0x004d"},
-        {0x10FF, -10, "Failed to set lastReportFilter error 0x004d"},
-        {0x09, -11, "Failed to set customFields error 0x004d"},
-        {0x04, -12, "Failed to set channel reporting error 0x004d", [](auto& m) { m.reportChannel = true; }},
-        {0x04, -13, "Failed to set parallel rssi debug error 0x004d"},
-        {0x888, -14, "Failed to set dynamic range error 0x004d",
+        {0x101, -2, set + "select" + error, filtered(EXCLUDE)},
+        {0x101, -1, set + "select" + error, filtered(INCLUDE)},
+        {0x04, -12, set + "channel reporting" + error, [](auto& m) { m.reportChannel = true; }},
+        {0x888, -14, set + "dynamic range" + error,
          [](auto& m) { m.environment = ENVIRONMENT_PARAMS_e::VERY_HIGH_INTERFERENCE; }},
-        {0x10FE, -12, "Failed to set rssi detect threshold 0x004d"},
-    };
+        {0x10FE, -12, set + "rssi detect threshold" + status}};
+    // "id code what" of the writes that need no edit
+    const std::string writes =
+        "102 -1 select,10f5 -1 delayAfterSelects,201 -4 invParam,301 -5 access read,302 -5 access "
+        "write,303 -5 access multiword write,304 -5 access block write,305 -5 access access,306 -5 "
+        "access lock,307 -5 access kill,10f0 -13 Mono or COM to 0,10ec -14 peak threshold to 6,10fb "
+        "-16 block size,402 -5 olio 2,05 -6 radio stop condition,d001 -7 gpio direction,10eb -6 "
+        "autorestart,d003 -8 gpio start,10f3 -10 Tx Delay Interval,10ff -10 lastReportFilter,09 -11 "
+        "customFields,04 -13 parallel rssi debug";
+    for (const std::string& row : tokenizeCommaSeparatedString(&writes)) {
+        unsigned id = 0;
+        int code = 0, behind = 0;
+        ASSERT_EQ(std::sscanf(row.c_str(), "%x %d %n", &id, &code, &behind), 2);
+        cases.push_back(
+            {static_cast<int>(id), code, set + row.substr(static_cast<std::size_t>(behind)) + error});
+    }
     for (const failure_case_s& row : cases) {
-        SCOPED_TRACE(testing::PrintToString(row.reply) + " by " + std::to_string(row.id));
+        SCOPED_TRACE(row.what + " by " + std::to_string(row.id));
         prepare("QDX4400", [&](mode_configuration_s& mode) {
             everything(mode);
             row.edit(mode);
@@ -342,8 +316,8 @@ TEST(RxeApplyMode, EachFailureHasItsCodeAndText) {
         const auto errors = getErrorCount();
         std::string reply;
         EXPECT_EQ(configureRXEForMode(&reply), row.code);
-        EXPECT_EQ(reply, "Failure: " + std::string(row.reply));
-        EXPECT_EQ(getErrorCount() > errors, row.id >= 0 || reply.find("0x0001") != std::string::npos);
+        EXPECT_EQ(reply, "Failure: " + row.what);
+        EXPECT_EQ(getErrorCount() > errors, row.id >= 0 || reply.ends_with("0x0001"));
     }
 }
 

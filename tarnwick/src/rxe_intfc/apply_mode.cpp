@@ -7,6 +7,7 @@
 
 #include "logger.hpp"
 #include "mode_config.hpp"
+#include "radio.hpp"
 #include "rxe_intfc.hpp"
 #include "rxe_intfc/parameter_io.hpp"
 #include "util.hpp"
@@ -224,17 +225,31 @@ int writeAccess(apply_context_s* my, std::size_t id, const ACCESS_OP_s& op) {
     if (status != RXE_OK) {
         return engineFailure(my, -5, status, "access " + std::string(writer->name) + " error");
     }
+    const auto hold = holdPackets();
     enabledAccessOps[id] = op;
     return 0;
 }
 
-int writeAccesses(apply_context_s* my) {
+void forgetAccesses() {
+    const auto hold = holdPackets();
     enabledAccessOps[0].enable = 0;
     enabledAccessOpsPerOlio.fill(0);
     accessParamsEnabledCount = 0;
+}
+
+void disableAccessesFrom(std::size_t id) {
+    const auto hold = holdPackets();
+    for (; id < enabledAccessOps.size(); ++id) {
+        enabledAccessOps[id].enable = 0;
+    }
+}
+
+int writeAccesses(apply_context_s* my) {
+    forgetAccesses();
     std::size_t id = 1;
     for (const ACCESS_OP_s& op : my->accesses) {
         if (op.enable != 0) {
+            const auto hold = holdPackets();
             ++accessParamsEnabledCount;
         }
         if (const int code = writeAccess(my, id, op); code != 0) {
@@ -242,9 +257,7 @@ int writeAccesses(apply_context_s* my) {
         }
         ++id;
     }
-    for (; id < enabledAccessOps.size(); ++id) {
-        enabledAccessOps[id].enable = 0;
-    }
+    disableAccessesFrom(id);
     return 0;
 }
 
@@ -348,6 +361,7 @@ int writeOlio(apply_context_s* my, std::size_t index) {
     if (status != RXE_OK) {
         return engineFailure(my, -5, status, "olio " + std::to_string(id) + " error");
     }
+    const auto hold = holdPackets();
     enabledAccessOpsPerOlio[id] = accessMask;
     return 0;
 }

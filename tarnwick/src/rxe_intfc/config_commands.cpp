@@ -11,17 +11,13 @@
 
 namespace {
 
-bool hasFourPorts() {
-    return modelName == "PN8200";
-}
-
 int stopConditions(std::vector<std::string>* tokens, std::size_t index, std::string* reply) {
-    return handleStopConditionsRequest(tokens, index, reply, hasFourPorts());
+    return handleStopConditionsRequest(tokens, index, reply, rxe_intfc::hasFourGPIs());
 }
 
 int startConditions(std::vector<std::string>* tokens, std::size_t index, std::string* reply) {
-    return hasFourPorts() ? handleStartConditionsRequest2(tokens, index, reply)
-                          : handleStartConditionsRequest(tokens, index, reply);
+    return rxe_intfc::hasFourGPIs() ? handleStartConditionsRequest2(tokens, index, reply)
+                                    : handleStartConditionsRequest(tokens, index, reply);
 }
 
 struct section_word_s {
@@ -139,6 +135,11 @@ std::int64_t parameterIn(const section_request_s& request, const char* name, std
         return absent;
     }
     return std::clamp(numberOf(value, hex), lowest, highest);
+}
+
+bool hasParameter(const section_request_s& request, const char* name) {
+    std::string unread;
+    return getParamValue(name, &request.words, &unread) == 0;
 }
 
 std::string textParameter(const section_request_s& request, const char* name) {

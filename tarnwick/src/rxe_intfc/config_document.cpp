@@ -12,6 +12,7 @@ namespace {
 
 using nlohmann::json;
 using rxe_intfc::failWith;
+using rxe_intfc::hasFourGPIs;
 using rxe_intfc::readParameter;
 
 constexpr const char* notSupported = "not supported";
@@ -38,15 +39,14 @@ int getRadioStopCondition(std::string* reply, json* out) {
     };
     constexpr const char* key = "stopConditions";
     constexpr const char* failure = "Failure: error getting radio stop condition";
-    return modelName == "PN8200"
-               ? getRule<PER_RADIO_STOP2_s>(reply, out, RXE_PARAM_RADIO_STOP2, key, failure, render)
-               : getRule<PER_RADIO_STOP_s>(reply, out, RXE_PARAM_RADIO_STOP, key, failure, render);
+    return hasFourGPIs() ? getRule<PER_RADIO_STOP2_s>(reply, out, RXE_PARAM_RADIO_STOP2, key, failure, render)
+                         : getRule<PER_RADIO_STOP_s>(reply, out, RXE_PARAM_RADIO_STOP, key, failure, render);
 }
 
 int getGPIOStart(std::string* reply, json* out) {
     constexpr const char* key = "gpioStart";
     constexpr const char* failure = "Failure: error getting gpioStart";
-    return modelName == "PN8200"
+    return hasFourGPIs()
                ? getRule<GPIO_START2_s>(reply, out, RXE_PARAM_GPIO_START2, key, failure, gpioStart_to_json2)
                : getRule<GPIO_START_s>(reply, out, RXE_PARAM_GPIO_START, key, failure, gpioStart_to_json);
 }
@@ -58,7 +58,8 @@ int getGPIODir(std::string* reply, json* out) {
         return failWith(reply, "Failure: error getting gpioDirections");
     }
     json list = json::array();
-    for (unsigned port = 1; port <= rxe_intfc::gpiPorts(); ++port) {
+    const unsigned ports = hasFourGPIs() ? 4 : 2;
+    for (unsigned port = 1; port <= ports; ++port) {
         const bool input = (mask & (1U << (port - 1))) != 0;
         list.push_back({{"port", port}, {"direction", input ? "in" : "out"}});
     }
@@ -253,10 +254,6 @@ constexpr getter getters[] = {
 };
 
 }  // namespace
-
-unsigned rxe_intfc::gpiPorts() {
-    return modelName == "PN8200" ? 4 : 2;
-}
 
 int lastReportInterval_to_json(const REPORT_FILTER_LAST_REPORT_s* filter, json* out) {
     (*out)["duration"] = filter->duration;

@@ -17,63 +17,73 @@ using nlohmann::json;
 using rxe_intfc::failWith;
 using rxe_intfc::id_range_s;
 
-// Reads the record of an id after its range check.
-template <class Record>
-int readSlot(std::string* reply, const id_range_s& range, unsigned base, int id, const char* failure,
-             Record* record) {
-    if (!rxe_intfc::isIn(range, id)) {
-        return failWith(reply, range.unsupported);
-    }
-    const RXE_API_STATUS status = rxe_intfc::readParameter(base + static_cast<unsigned>(id), record);
-    return status == RXE_OK ? 0 : failWith(reply, failure);
-}
-
-template <class Record>
-int getSlot(std::string* reply, json* out, const id_range_s& range, unsigned base, int id,
-            const char* failure, int (*toJson)(const Record*, json*)) {
-    Record record{};
-    if (readSlot(reply, range, base, id, failure, &record) != 0) {
-        return -1;
-    }
-    *out = {{"id", id}};
-    return record.enable != 0 ? toJson(&record, out) : 0;
-}
-
 int channel_to_json(const CHANNEL_s* channel, json* out) {
     (*out)["frequency"] = channel->frequency;
     (*out)["maxPower"] = channel->maxPower / 10.0;
     return 0;
 }
 
-using slot_getter = int (*)(std::string* reply, json* out, int id);
+// The records of one kind: their ids, where they stand, and how they are told.
+template <class Record>
+struct slots_s {
+    const id_range_s& range;
+    unsigned base;
+    const char* failure;  // of a read
+    int (*toJson)(const Record* record, json* out);
+};
+constexpr slots_s<CHANNEL_s> channelSlots{rxe_intfc::channelIds, RXE_PARAM_CHANNEL,
+                                          "Failure: error getting channel", channel_to_json};
+constexpr slots_s<SELECT_OP_s> selectSlots{rxe_intfc::selectIds, RXE_PARAM_SELECT,
+                                           "Failure: error getting select", selectSlot_to_json};
+constexpr slots_s<INVENTORY_OP_s> inventorySlots{rxe_intfc::inventoryIds, RXE_PARAM_INVENTORY,
+                                                 "Failure: error getting inventory", inv_to_json};
+constexpr slots_s<ACCESS_OP_s> accessSlots{rxe_intfc::accessIds, RXE_PARAM_ACCESS,
+                                           "Failure: error getting access", access_to_json};
+constexpr slots_s<REPORT_FILTER_ID_s> filterSlots{rxe_intfc::filterIds, RXE_PARAM_ID_FILTER,
+                                                  "Failure: error getting filter", idFilter_to_json};
 
-// The enabled slots of a range under one key. A disabled slot is its id alone.
-int listEnabled(std::string* reply, json* out, const id_range_s& range, slot_getter get, const char* key) {
+template <class Record>
+int readSlot(std::string* reply, const slots_s<Record>& slots, int id, Record* record) {
+    const RXE_API_STATUS status = rxe_intfc::readParameter(slots.base + static_cast<unsigned>(id), record);
+    return status == RXE_OK ? 0 : failWith(reply, slots.failure);
+}
+
+template <class Record>
+int getSlot(std::string* reply, json* out, int id, const slots_s<Record>& slots) {
+    Record record{};
+    if (!rxe_intfc::isIn(slots.range, id)) {
+        return failWith(reply, slots.range.unsupported);
+    }
+    if (readSlot(reply, slots, id, &record) != 0) {
+        return -1;
+    }
+    *out = json::object();
+    (*out)["id"] = id;
+    return record.enable != 0 ? slots.toJson(&record, out) : 0;
+}
+
+// The enabled slots of a range under one key.
+template <class Record>
+int listEnabled(std::string* reply, json* out, const slots_s<Record>& slots, const char* key) {
     json list = json::array();
-    for (int id = std::max(range.first, 1); id <= range.last; ++id) {
-        json slot;
-        if (get(reply, &slot, id) != 0) {
+    for (int id = std::max(slots.range.first, 1); id <= slots.range.last; ++id) {
+        Record record{};
+        if (readSlot(reply, slots, id, &record) != 0) {
             return -1;
         }
-        if (slot.size() > 1) {
-            list.push_back(std::move(slot));
+        if (record.enable != 0) {
+            json& slot = list.emplace_back(json::object());
+            slot["id"] = id;
+            slots.toJson(&record, &slot);
         }
     }
     (*out)[key] = std::move(list);
     return 0;
 }
 
-constexpr const char* olioFailure = "Failure: error getting olio";
-constexpr unsigned olioBase = RXE_PARAM_OLIO;
-
-int addOlio(std::string* reply, const OLIO_s& olio, int id, bool verbose, json* list) {
-    json entry = {{"id", id}};
-    if (olio_to_json(reply, &olio, &entry, verbose) != 0) {
-        return -1;
-    }
-    list->push_back(std::move(entry));
-    return 0;
-}
+// How an olio is told depends on how many are asked for; see getEnabledOlio.
+constexpr slots_s<OLIO_s> olioSlots{rxe_intfc::olioIds, RXE_PARAM_OLIO, "Failure: error getting olio",
+                                    nullptr};
 
 }  // namespace
 
@@ -108,28 +118,23 @@ int idFilter_to_json(const REPORT_FILTER_ID_s* filter, json* out) {
 }
 
 int getChannel(std::string* reply, json* out, int id) {
-    return getSlot(reply, out, rxe_intfc::channelIds, RXE_PARAM_CHANNEL, id, "Failure: error getting channel",
-                   channel_to_json);
+    return getSlot(reply, out, id, channelSlots);
 }
 
 int getSelect(std::string* reply, json* out, int id) {
-    return getSlot(reply, out, rxe_intfc::selectIds, RXE_PARAM_SELECT, id, "Failure: error getting select",
-                   selectSlot_to_json);
+    return getSlot(reply, out, id, selectSlots);
 }
 
 int getInventory(std::string* reply, json* out, int id) {
-    return getSlot(reply, out, rxe_intfc::inventoryIds, RXE_PARAM_INVENTORY, id,
-                   "Failure: error getting inventory", inv_to_json);
+    return getSlot(reply, out, id, inventorySlots);
 }
 
 int getAccess(std::string* reply, json* out, int id) {
-    return getSlot(reply, out, rxe_intfc::accessIds, RXE_PARAM_ACCESS, id, "Failure: error getting access",
-                   access_to_json);
+    return getSlot(reply, out, id, accessSlots);
 }
 
 int getIDFilter(std::string* reply, json* out, int id) {
-    return getSlot(reply, out, rxe_intfc::filterIds, RXE_PARAM_ID_FILTER, id, "Failure: error getting filter",
-                   idFilter_to_json);
+    return getSlot(reply, out, id, filterSlots);
 }
 
 int getEnabledOlio(std::string* reply, json* out, int id) {
@@ -141,13 +146,15 @@ int getEnabledOlio(std::string* reply, json* out, int id) {
     json list = json::array();
     for (int current = all ? rxe_intfc::olioIds.first : id; current <= last; ++current) {
         OLIO_s olio{};
-        if (readSlot(reply, rxe_intfc::olioIds, olioBase, current, olioFailure, &olio) != 0) {
+        if (readSlot(reply, olioSlots, current, &olio) != 0) {
             return -1;
         }
         if (olio.enable == 0) {
             break;
         }
-        if (addOlio(reply, olio, current, !all, &list) != 0) {
+        json& entry = list.emplace_back(json::object());
+        entry["id"] = current;
+        if (olio_to_json(reply, &olio, &entry, !all) != 0) {
             return -1;
         }
     }
@@ -168,7 +175,7 @@ int getEnabledOlios(std::string* reply, json* out) {
 
 int getEnabledSelects(std::string* reply, json* out) {
     json slots;
-    if (listEnabled(reply, &slots, selectIds, getSelect, "slots") != 0) {
+    if (listEnabled(reply, &slots, selectSlots, "slots") != 0) {
         return -1;
     }
     (*out)["selects"] = json::array();
@@ -181,19 +188,19 @@ int getEnabledSelects(std::string* reply, json* out) {
 }
 
 int getEnabledInventories(std::string* reply, json* out) {
-    return listEnabled(reply, out, inventoryIds, getInventory, "inventories");
+    return listEnabled(reply, out, inventorySlots, "inventories");
 }
 
 int getEnabledAccesses(std::string* reply, json* out) {
-    return listEnabled(reply, out, accessIds, getAccess, "accesses");
+    return listEnabled(reply, out, accessSlots, "accesses");
 }
 
 int getEnabledChannels(std::string* reply, json* out) {
-    return listEnabled(reply, out, channelIds, getChannel, "channels");
+    return listEnabled(reply, out, channelSlots, "channels");
 }
 
 int getEnabledIDFilters(std::string* reply, json* out) {
-    return listEnabled(reply, out, filterIds, getIDFilter, "filters");
+    return listEnabled(reply, out, filterSlots, "filters");
 }
 
 }  // namespace rxe_intfc

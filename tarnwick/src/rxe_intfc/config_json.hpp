@@ -51,9 +51,6 @@ inline bool isIn(const id_range_s& range, int id) {
     return id >= range.first && id <= range.last;
 }
 
-// Ports that a start or stop rule of this reader knows.
-unsigned gpiPorts();
-
 }  // namespace rxe_intfc
 
 // Renders a slot of the selects as what it holds: a Select or a challenge.

@@ -61,6 +61,9 @@ Number parameter(const section_request_s& request, const char* name, Number abse
                                            std::numeric_limits<Number>::max(), absent, hex));
 }
 
+// Whether there is a name=value, also one without a text behind the "=".
+bool hasParameter(const section_request_s& request, const char* name);
+
 // The text of name=value, empty without the parameter.
 std::string textParameter(const section_request_s& request, const char* name);
 

@@ -17,6 +17,7 @@
 namespace {
 
 using rxe_intfc::answerWrite;
+using rxe_intfc::hasParameter;
 using rxe_intfc::named;
 using rxe_intfc::parameter;
 using rxe_intfc::readInto;
@@ -223,8 +224,8 @@ void writeAccess(const section_request_s& request) {
     const std::string type = textParameter(request, "type");
     if (!saysDisable(request)) {
         if (type != "read") {
-            *request.reply = type.empty() ? "Failure: setting access requires type"
-                                          : "Failure: setting access type only supports read";
+            *request.reply = hasParameter(request, "type") ? "Failure: setting access type only supports read"
+                                                           : "Failure: setting access requires type";
             return;
         }
         access.enable = 1;
@@ -318,7 +319,7 @@ void writeOlio(const section_request_s& request) {
         return;
     }
     const std::uint8_t stopType = stopTypeOf(textParameter(request, "stop_type"));
-    if (textParameter(request, "tx_beam").empty()) {
+    if (!hasParameter(request, "tx_beam")) {
         *request.reply = "Failure: setting olio must include tx_beam";
         return;
     }

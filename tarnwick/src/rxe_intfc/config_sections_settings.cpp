@@ -12,6 +12,7 @@
 namespace {
 
 using rxe_intfc::answerWrite;
+using rxe_intfc::hasParameter;
 using rxe_intfc::hasWord;
 using rxe_intfc::named;
 using rxe_intfc::parameter;
@@ -52,18 +53,16 @@ std::uint16_t tenthsOf(const std::string& text) {
 
 void writeChannel(const section_request_s& request) {
     CHANNEL_s channel{};
-    const std::string maxPower = textParameter(request, "max_pwr");
     channel.enable = saysDisable(request) ? 0 : 1;
     channel.frequency = parameter<std::uint32_t>(request, "frequency");
-    channel.maxPower = tenthsOf(maxPower);
-    if (channel.enable != 0 && textParameter(request, "frequency").empty()) {
+    channel.maxPower = tenthsOf(textParameter(request, "max_pwr"));
+    if (channel.enable != 0 && !hasParameter(request, "frequency")) {
         return fail(request, "Failure: setting channel must include frequency");
     }
-    if (channel.enable != 0 && maxPower.empty()) {
+    if (channel.enable != 0 && !hasParameter(request, "max_pwr")) {
         return fail(request, "Failure: setting channel must include max_pwr");
     }
-    const unsigned id = RXE_PARAM_CHANNEL + static_cast<unsigned>(request.id);
-    const RXE_API_STATUS status = rxe_intfc::writeParameter(id, &channel);
+    const RXE_API_STATUS status = rxe_intfc::sendChannel(static_cast<unsigned>(request.id), channel);
     answerWrite(request, status, named("channel", request));
     if (status != RXE_OK) {
         *request.reply += std::string(" (error ") + RXE_strerror(status) + ")";
@@ -98,8 +97,8 @@ void readPacket(const section_request_s& request) {
 
 // Id 0 with "disable" is every packet: the memory of what is enabled goes with it.
 void writePacket(const section_request_s& request) {
-    const bool enable = hasWord(request, "enable");
-    if (!enable && !hasWord(request, "disable")) {
+    const bool enable = !saysDisable(request);
+    if (enable && !hasWord(request, "enable")) {
         return fail(request, "Failure: configrxe packet must include enable or disable");
     }
     const auto id = static_cast<std::uint16_t>(request.id);
@@ -202,8 +201,8 @@ void readHopPerRound(const section_request_s& request) {
 }
 
 void writeHopPerRound(const section_request_s& request) {
-    const bool enable = hasWord(request, "enable");
-    if (!enable && !hasWord(request, "disable")) {
+    const bool enable = !saysDisable(request);
+    if (enable && !hasWord(request, "enable")) {
         return fail(request, "Failure: setting hopperround requires enable or disable");
     }
     answerWrite(request, enable ? enableHopPerRound() : disableHopPerRound(), "hopperround");
@@ -218,8 +217,9 @@ void readLastReportFilter(const section_request_s& request) {
         *request.reply = "Success: reportfilter is disabled";
         return;
     }
-    sprintfStr(request.reply, "Success: reportfilter:\n    %s every %u seconds\n",
-               filter.type == 0 ? "radio wide" : "per antenna", filter.duration);
+    // A signed number: the duration of a filter for ever shows as -1.
+    sprintfStr(request.reply, "Success: reportfilter:\n    %s every %d seconds\n",
+               filter.type == 0 ? "radio wide" : "per antenna", static_cast<int>(filter.duration));
 }
 
 void writeLastReportFilter(const section_request_s& request) {
@@ -253,17 +253,17 @@ void writeTxDelayInterval(const section_request_s& request) {
         answerWrite(request, setTxDelayInterval(0, 0), "txDelayInterval");
         return;
     }
-    std::string type, duration;
-    if (getParamValue("type", &request.words, &type) != 0) {
+    const std::string type = textParameter(request, "type");
+    if (!hasParameter(request, "type")) {
         return fail(request, "Failure: txDelayInterval must include disable or type");
     }
     if (type != "noReads" && type != "noUniqueReads") {
         return fail(request, "Failure: type must be noReads or noUniqueReads");
     }
-    if (getParamValue("duration", &request.words, &duration) != 0) {
+    if (!hasParameter(request, "duration")) {
         return fail(request, "Failure: txDelayInterval must include disable or duration");
     }
-    const int milliseconds = std::stoi(duration);
+    const int milliseconds = std::stoi(textParameter(request, "duration"));
     RXE_API_STATUS status = rxe_intfc::refused;
     if (isByte(milliseconds)) {
         status = setTxDelayInterval(type == "noReads" ? 1 : 2, static_cast<std::uint8_t>(milliseconds));
@@ -314,13 +314,13 @@ void readTagInfoFields(const section_request_s& request) {
     }
 }
 
-// Through setCustomFields, whose memory of the mask the next mode relies on.
+// With the memory of the mask on which the next mode relies.
 void writeTagInfoFields(const section_request_s& request) {
     std::uint32_t mask = 0;
     for (const field_word_s& field : fieldWords) {
         mask |= hasWord(request, field.word) ? field.bit : 0;
     }
-    answerWrite(request, setCustomFields(mask), "taginfofields");
+    answerWrite(request, rxe_intfc::sendCustomFields(mask), "taginfofields");
 }
 
 constexpr section_s channelSection{"channel", &rxe_intfc::channelIds, readChannel, writeChannel};

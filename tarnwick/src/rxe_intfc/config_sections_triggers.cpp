@@ -58,7 +58,7 @@ void reportTagCount(std::string* lines, std::uint16_t tagCount) {
 void reportStop(std::string* reply, const auto& stop, const hold_times& times, std::size_t ports) {
     std::string lines;
     if (stop.duration != 0) {
-        sprintfStrAppend(&lines, "    after %u mS\n", stop.duration);
+        sprintfStrAppend(&lines, "    after %d mS\n", static_cast<int>(stop.duration));
     }
     reportTagCount(&lines, stop.tagCount);
     if (stop.olioLoops != 0) {

@@ -27,6 +27,10 @@ RXE_API_STATUS readParameter(unsigned id, void* record) {
     return noteFailure(RXE_getParam(static_cast<unsigned short>(id), record));
 }
 
+bool hasFourGPIs() {
+    return modelName == "PN8200";
+}
+
 std::string tenthsText(int tenths) {
     return (tenths < 0 ? "-" : "") + std::to_string(std::abs(tenths / 10)) + "." +
            std::to_string(std::abs(tenths % 10));

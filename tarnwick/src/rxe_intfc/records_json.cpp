@@ -6,12 +6,14 @@
 
 #include "rxe_intfc.hpp"
 #include "rxe_intfc/config_json.hpp"
+#include "rxe_intfc/config_lists.hpp"
 #include "rxe_intfc/parameter_io.hpp"
 #include "util.hpp"
 
 namespace {
 
 using nlohmann::json;
+using rxe_intfc::failWith;
 
 struct value_name_s {
     unsigned value;
@@ -149,11 +151,19 @@ void stopToJson(const Record* stop, json* out) {
 // --------------------------------------------------------------------------- olios
 
 json stopConditionsOf(const OLIO_s* olio) {
+    json list = json::array();
+    const auto addStop = [&](std::string_view type, std::uint16_t value) {
+        json& stop = list.emplace_back(json::object());
+        stop["type"] = type;
+        stop["value"] = value;
+    };
     if (olio->stopType <= RXE_STOP_ROUNDS_AND_DWELL) {
-        return json::array({{{"type", nameOf(stopTypes, olio->stopType)}, {"value", olio->stopValue}}});
+        addStop(nameOf(stopTypes, olio->stopType), olio->stopValue);
+    } else {
+        addStop("inventoryRounds", static_cast<std::uint16_t>(olio->stopType - RXE_STOP_ROUNDS_AND_DWELL));
+        addStop("dwellTime", olio->stopValue);
     }
-    return json::array({{{"type", "inventoryRounds"}, {"value", olio->stopType - RXE_STOP_ROUNDS_AND_DWELL}},
-                        {{"type", "dwellTime"}, {"value", olio->stopValue}}});
+    return list;
 }
 
 // Reads the records of a mask from the engine into an array, each with its "id".
@@ -168,16 +178,11 @@ int readMasked(unsigned base, std::uint32_t mask, int (*toJson)(const Record*, j
         if (rxe_intfc::readParameter(base + id, &record) != RXE_OK) {
             return -1;
         }
-        json entry = {{"id", id}};
+        json& entry = out->emplace_back(json::object());
+        entry["id"] = id;
         toJson(&record, &entry);
-        out->push_back(std::move(entry));
     }
     return 0;
-}
-
-int failWith(std::string* reply, const char* text) {
-    *reply = text;
-    return -1;
 }
 
 int addOlioDetails(std::string* reply, const OLIO_s* olio, json* out) {
