@@ -17,10 +17,14 @@ inline constexpr std::size_t maxMatchSteps = 200'000;
 // Bytes of the stack that a match may have taken when it looks at the text.
 inline constexpr std::size_t maxMatchStack = 1024 * 1024;
 
+// Characters of an expression times all its counts ("{3}", "{2,7}"), where it has a
+// back-reference or a part that can take no digit, such as "()" or "a{0}". For
+// those the library's time or stack would grow out of all bounds.
+inline constexpr std::size_t maxUnfoldedLength = 10'000;
+
 // The compiled expression, or null for a text that is none. An expression that
 // unfolds to more states than the library allows (100,000) is none either, nor is
-// one with a back-reference whose length times all its counts is above 10,000.
-// Main thread.
+// one beyond maxUnfoldedLength. Takes at most some tens of milliseconds. Main thread.
 std::shared_ptr<const std::regex> compileFilterExpression(const std::string& text);
 
 // Whether the whole text matches; an expression that has not matched within

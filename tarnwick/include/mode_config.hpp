@@ -4,9 +4,9 @@
 // fills a local record (defaults first, then the client's keys) and replaces the
 // global one only when every rule has passed.
 //
-// Threads: the record is written by the main thread alone, and only while the
-// radio is stopped. The accessors take no lock: the main thread calls them when
-// it sets up the engine, the engine thread while it builds tag reports.
+// Threads: the record is written by the main thread alone, under holdPackets. The
+// accessors take no lock: the main thread calls them when it sets up the engine,
+// the engine thread while it holds a packet.
 //
 // Units, throughout: power in tenths of dBm (names that end in X10), antennas
 // and ports count from 1, positions in a per-antenna list count from 0.
@@ -17,6 +17,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <nlohmann/json_fwd.hpp>
 #include <regex>
 #include <string>
 #include <string_view>
@@ -323,8 +324,8 @@ struct mode_configuration_s {
     delay_between_antenna_cycles_s delayBetweenAntennaCycles;
 };
 
-// The mode in force. Written by the main thread, radio stopped; read by the main
-// and the engine thread. All zero until the first mode request has passed.
+// The mode in force. Written by the main thread under holdPackets; read by the
+// main and the engine thread. All zero until the first mode request has passed.
 extern mode_configuration_s mode_configuration;
 
 // --- Limits.
@@ -468,6 +469,12 @@ void copyDelayBetweenAntCycles(const delay_between_antenna_cycles_s* from,
 // the mode in force, else a request as JSON text. The outcome is in the reply.
 // Returns 0.
 int handleModeRequest(std::vector<std::string>* tokens, std::string* reply);
+
+// Fills `root` with a request as JSON and `mode` with the defaults and the keys, all
+// rules checked; the mode in force stays as it is. Returns 0, or a negative number
+// with the failure text.
+int parseModeRequest(const std::string& request, nlohmann::json* root, mode_configuration_s* mode,
+                     std::string* reply);
 
 // Makes a request the mode in force, on the engine and in mode_config.json, or
 // leaves all as it was. Returns 0, or a negative number with the failure text.

@@ -51,7 +51,6 @@ const case_s resultCases[] = {
     {"id 64", std::string(63, '-') + "x", {{64}}, 1, ""},
     {"words do not match", "el", {{1, 0, "123456"}}, 1, mismatch + "Not Attempted|"},
     {"reply without code", "l", {{1, 1, "\x03"}}, 1, "Error: " + code + "|"},
-    {"code 8", "l", {{1, 1, "?\x08"}}, 1, "Error: " + code + " 0x08 = Security timeout|"},
     {"code 9", "l", {{1, 1, "?\x09"}}, 1, "Error: " + code + " 0x09 = Unknown error|"},
     {"part", "m", {{1}, {1, 1, "?\x0F"}}, 2, "Error after 1" + parts + code + " 0x0f = Non-specific error|"},
     {"not handled", "x", {{1}, {1, 3, "ab"}}, 2, "Error: CRC error in tag response|"},

@@ -15,20 +15,6 @@ const std::string success = "Success: ";
 
 const std::string sessionOne = "'query':{'session':'S1'}";
 
-// A request of `type` with `keys`. The default rendering shows its type and its
-// keys, link profile 201 and session S1, all of that merged with `changes`, in
-// which a null takes a key away. The verbose rendering is a request for the same
-// mode, unless it is answered by `refusal`: then it shows keys that a request must
-// not hold together, or values that only a default can have.
-struct shown_s {
-    const char* legend;
-    const char* model;
-    std::string type;
-    std::string keys;
-    std::string changes = {};
-    std::string refusal = {};
-};
-
 class ModeRenderTest : public ModeRequestTest {
   protected:
     // "verbose", or with an empty text only what is special.
@@ -43,7 +29,7 @@ class ModeRenderTest : public ModeRequestTest {
         return reply.substr(std::min(reply.size(), success.size()));
     }
 
-    static void accept(const char* model, const std::string& text) {
+    void accept(const std::string& model, const std::string& text) {
         if (modelName != model) {
             become(model);
             max_tx_pwr_x_10 = 360;  // the array reader's default
@@ -52,90 +38,13 @@ class ModeRenderTest : public ModeRequestTest {
     }
 
     // With a link profile, so that no management server is asked.
-    static void accept(const char* model, const std::string& type, const std::string& keys) {
+    void accept(const std::string& model, const std::string& type, const std::string& keys) {
         accept(model, "{'type':'" + type + "','linkProfile':201" + (keys.empty() ? "" : ",") + keys + "}");
     }
 };
 
 TEST_F(ModeRenderTest, OnlyWhatIsSpecialIsShownAndTheRestLeadsBack) {
-    const std::string zero = "'query':{'session':'S0'}";
-    const shown_s rows[] = {
-        {"a fresh mode", pn51, "SIMPLE", ""},
-        {"all at the default", pn51, "SIMPLE",
-         "'antennas':[1,2,3,4],'transmitPower':27,'radioStopConditions':{},'radioStartConditions':{},"
-         "'antennaStopCondition':{'type':'SINGLE_INVENTORY_LIMITED_DURATION','value':250},'tagMetaData':[],"
-         "'reportFilter':{'type':'RADIO_WIDE','duration':4294967295},'rssiFilter':{'threshold':-128},"
-         "'delayBetweenAntennaCycles':{'type':'NO_TAGS','duration':75}",
-         "'antennas':null,'transmitPower':null,'radioStopConditions':null,'radioStartConditions':null,"
-         "'antennaStopCondition':null,'tagMetaData':null,'reportFilter':null,'rssiFilter':null,"
-         "'delayBetweenAntennaCycles':null"},
-        {"fractions of dBm", pn51, "SIMPLE", "'transmitPower':[20,27.55,0.1,9]",
-         "'transmitPower':[20.0,27.5,0.1,9.0]"},
-        {"all conditions", pn51, "CUSTOM",
-         "'radioStopConditions':{'duration':7,'antennaCycles':1,'durationAfterNoMoreUniqueTags':4095,'gpis':["
-         "{'port':2,'signal':'HIGH','debounceTime':9}]},'delayBetweenAntennaCycles':{},"
-         "'radioStartConditions':{'type':'GPI','gpis':[{'port':1,'signal':'LOW','debounceTime':1}]}",
-         "'delayBetweenAntennaCycles':{'duration':200,'type':'NO_TAGS'}"},
-        {"a list of stops loses those at the default", pn51, "SIMPLE",
-         "'antennas':[1,2],'antennaStopCondition':[{'type':'SINGLE_INVENTORY_LIMITED_DURATION','value':500},"
-         "{'type':'GPI','value':{'port':1,'signal':'LOW'}}]",
-         "'antennaStopCondition':[{'type':'GPI','value':{'debounceTime':0,'port':1,'signal':'LOW'}}]"},
-        {"and itself when all are", pn51, "SIMPLE",
-         "'antennas':[1],'antennaStopCondition':[{'type':'SINGLE_INVENTORY_LIMITED_DURATION','value':1000}]",
-         "'antennaStopCondition':null"},
-        {"inventory has a report filter of its own", pn51, "INVENTORY",
-         "'modeSpecificSettings':{'interval':{'unit':'seconds','value':4294967295}}"},
-        {"portal has conditions of its own", pn51, "PORTAL", "'startTrigger':{'port':2,'signal':'HIGH'}",
-         "'modeSpecificSettings':{'startTrigger':{'port':2,'signal':'HIGH'},'stopInterval':3},"
-         "'startTrigger':null"},
-        {"no report filter", pn51, "CONVEYOR", "'reportFilter':{},'rssiFilter':{'threshold':127}"},
-        {"a report filter with a key", pn51, "SIMPLE",
-         "'reportFilter':{'type':'PER_ANTENNA','duration':5,'addl_keys':['TID']},"
-         "'tagMetaData':['ANTENNA','CHANNEL','PC','XPC','CRC','TAGURI','EPCURI','SEEN_COUNT','TID[0-5]']"},
-        {"a prefix hides its query", pn51, "CUSTOM",
-         "'filter':{'value':'aB','match':'prefix','operation':'exclude'}", "'query':null",
-         "'query' and 'filter' with 'prefix' cannot be configured at the same time"},
-        {"an expression does not", pn51, "SIMPLE",
-         "'filter':{'value':'^3034.{20}\\\\s*$','match':'regex','operation':'include'}"},
-        {"locks in their order, digits in lower case", pn51, "CUSTOM",
-         "'accesses':[{'type':'LOCK','config':{'actions':['PERMALOCK_TID_BANK','WRITE_UNLOCK_USER_BANK']}},"
-         "{'type':'WRITE','config':{'membank':'USER','wordPointer':1,'data':'00aB0001','blockSize':2}},"
-         "{'type':'KILL','config':{'password':'0000000A'}}]",
-         "'accesses':[{'type':'LOCK','config':{'actions':['WRITE_UNLOCK_USER_BANK','PERMALOCK_TID_BANK']}},"
-         "{'type':'WRITE','config':{'membank':'USER','wordPointer':1,'data':'00ab0001','blockSize':2}},"
-         "{'type':'KILL','config':{'password':'0000000a'}}]",
-         "setting both reportFilter and accesses is not allowed"},
-        {"selects by their target, queries by antenna", pn51, "SIMPLE",
-         "'antennas':[1,1],'query':[{'sel':'SL'},{'target':'AB','session':'S3','tagPopulation':9}],"
-         "'selects':[[],[{'target':'SL','action':'NEGATESL_NOTHING','membank':'TID','pointer':1,'length':16,"
-         "'mask':'e280','truncate':1},{'target':'S2','action':'NOTHING_FLIPAB','membank':'USER',"
-         "'pointer':65535,'length':0,'mask':''}]]",
-         "'query':[{'sel':'SL','session':'S1'},{'session':'S3','tagPopulation':9,'target':'AB'}]"},
-        {"metadata in its order", pn82, "CONVEYOR",
-         "'delayAfterSelects':5,'tagMetaData':['USER[0-3,7]','LOCATION','EPC','HOSTNAME','PHASE','MAC',"
-         "{'antennaPortNames':['a','b','c','d']},{'userDefined':'x'},'RSSI','ANTENNA']",
-         "'tagMetaData':['ANTENNA','RSSI','MAC','HOSTNAME','PHASE','LOCATION',{'userDefined':'x'},"
-         "{'antennaPortNames':['a','b','c','d']},'EPC','USER[0-3,7]']",
-         "'reportFilter' and 'tagMetaData' with RESERVED, EPC, TID, or USER cannot be configured at the same "
-         "time"},
-        {"no triggers", pn51, "SIMPLE", "'radioStartConditions':{'type':'GPI','gpis':[]}",
-         "'radioStartConditions':{'gpis':null}", missing("gpis")},
-        {"beams", qdx, "SIMPLE", "'beams':[{'azimuth':5,'elevation':12,'polarization':'PHI'}]",
-         "'beams':[{'azimuth':5,'elevation':15,'polarization':'PHI'}]"},
-        {"beams without a direction", qdx, "SIMPLE", "'beams':[{'azimuth':0,'elevation':2}]",
-         "'beams':[{'azimuth':-1,'elevation':-1,'polarization':'LHCP'}]",
-         "'azimuth' field must contain an unsigned integer"},
-        {"heat map", qdx, "SIMPLE", "'tagMetaData':['HEATMAP']"},
-        {"bearing with antennas", qdx, "BEARING", "'antennas':[5897]", zero,
-         "modeSpecificSetting for BEARING - primaryBeamPolarization - can only be used with default Antenna "
-         "Settings"},
-        {"only one of the settings", qdx, "PORTAL_DIRECTIONALITY", "'modeSpecificSettings':{'tagHeight':1.5}",
-         zero},
-        {"some of the settings", qdx, "PORTAL_DIRECTIONALITY",
-         "'modeSpecificSettings':{'primaryBeamPolarization':'PHI','aarHeight':0,'staticVDynamic':2147483647}",
-         zero},
-    };
-    for (const shown_s& row : rows) {
+    for (const rendering_s& row : renderings()) {
         SCOPED_TRACE(row.legend);
         accept(row.model, row.type, row.keys);
         const auto object = [](const std::string& keys) { return json::parse(quoted("{" + keys + "}")); };
@@ -211,7 +120,8 @@ TEST_F(ModeRenderTest, WhatIsLostOnTheWay) {
     EXPECT_EQ(json::parse(render(""))["tagMetaData"], (json{"ANTENNA", "RSSI", "BEARING"}));
 
     max_tx_pwr_x_10 = 300;
-    EXPECT_EQ(ask(render("verbose")), quoted("Failure: " + outOf("transmitPower", "0.000000 and 30.000000")));
+    EXPECT_EQ(ask(render("verbose")), quoted("Failure: value provided for 'transmitPower' is out of bounds. "
+                                             "Must be between 0.000000 and 30.000000."));
     rssiFilterSupported = false;
     max_tx_pwr_x_10 = 360;
     accept(qdx, "SIMPLE", "");

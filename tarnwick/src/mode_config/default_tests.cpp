@@ -3,14 +3,11 @@
 // leaves it out, and a polarization may only be asked for on default antennas.
 #include <numeric>
 
+#include "mode_config/models.hpp"
 #include "mode_config/render.hpp"
 #include "rxe_intfc.hpp"
 
 namespace {
-
-bool isArrayReader() {
-    return modelName == "QDX4400";
-}
 
 bool isOneOf(MODE_TYPE_e type, std::initializer_list<MODE_TYPE_e> types) {
     return std::ranges::find(types, type) != types.end();
@@ -26,7 +23,7 @@ const mode_type_s& typeOf(const mode_configuration_s* mode) {
 
 bool isDefaultAntennas(const mode_configuration_s* mode) {
     const auto& antennas = mode->antennas;
-    if (!isArrayReader()) {
+    if (!thisModel().arrayReader) {
         std::vector<std::uint32_t> ports(getMaxAnts());
         std::iota(ports.begin(), ports.end(), 1U);
         return antennas == ports;
@@ -39,8 +36,7 @@ bool isDefaultAntennas(const mode_configuration_s* mode) {
 }
 
 bool isDefaultTransmitPower(const mode_configuration_s* mode) {
-    const std::int16_t power = isArrayReader() ? DEFAULT_TX_POWER_X10_QDX : DEFAULT_TX_POWER_X10;
-    return mode->transmitPowerX10List.empty() && mode->transmitPowerX10 == power;
+    return mode->transmitPowerX10List.empty() && mode->transmitPowerX10 == thisModel().transmitPowerX10;
 }
 
 bool isDefaultEnvironmentVariable(const mode_configuration_s* mode) {
@@ -126,8 +122,6 @@ bool isDefaultBearing(const mode_configuration_s* mode) {
 }
 
 bool isDefaultDelayBetweenAntCycles(const mode_configuration_s* mode) {
-    const auto type =
-        modelName == "PN5100" ? antenna_delay_type_e::NO_TAGS : antenna_delay_type_e::NO_UNIQUE_TAGS;
     return mode->delayBetweenAntennaCycles ==
-           delay_between_antenna_cycles_s{type, DEFAULT_DELAY_BETWEEN_ANT_CYCLES};
+           delay_between_antenna_cycles_s{thisModel().antennaDelay, DEFAULT_DELAY_BETWEEN_ANT_CYCLES};
 }

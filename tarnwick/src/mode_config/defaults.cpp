@@ -3,6 +3,7 @@
 #include <numeric>
 
 #include "mode_config.hpp"
+#include "mode_config/models.hpp"
 #include "rxe_intfc.hpp"
 
 namespace {
@@ -14,7 +15,7 @@ std::uint16_t cycleShare(std::size_t antennas) {
 
 // All ports, or on the array reader a cycle of beams.
 std::vector<std::uint32_t> defaultAntennas() {
-    if (modelName == "QDX4400") {
+    if (thisModel().arrayReader) {
         return {DEFAULT_BEAMS_QDX.begin(), DEFAULT_BEAMS_QDX.end()};
     }
     std::vector<std::uint32_t> ports(getMaxAnts());
@@ -45,7 +46,7 @@ int setDefaultMode(mode_configuration_s* mode) {
     mode->readMemory.resize(EPC_GEN2_MBs.size());
     applyModeType<MODE_TYPE_e::SIMPLE>(mode);
     mode->antennas = defaultAntennas();
-    mode->transmitPowerX10 = modelName == "QDX4400" ? DEFAULT_TX_POWER_X10_QDX : DEFAULT_TX_POWER_X10;
+    mode->transmitPowerX10 = thisModel().transmitPowerX10;
     mode->linkProfile = DEFAULT_LINK_PROFILE;
     mode->environment = DEFAULT_ENVIRONMENT_PARAM;
     // From the reader's antennas, which on the array reader are fewer than its
@@ -56,9 +57,7 @@ int setDefaultMode(mode_configuration_s* mode) {
     mode->query.target = DEFAULT_QUERY_TARGET;
     mode->radioStartConditions.type = radio_start_type_e::NONE;
     mode->rssiFilter.threshold = RSSI_FILTER_OFF;
-    // The radio of the PN5100 cannot tell new tags from known ones.
-    mode->delayBetweenAntennaCycles.type =
-        modelName == "PN5100" ? antenna_delay_type_e::NO_TAGS : antenna_delay_type_e::NO_UNIQUE_TAGS;
+    mode->delayBetweenAntennaCycles.type = thisModel().antennaDelay;
     mode->delayBetweenAntennaCycles.duration = DEFAULT_DELAY_BETWEEN_ANT_CYCLES;
     return 0;
 }

@@ -3,8 +3,8 @@
 // The engine has one pool of them and a mask over it for each antenna.
 #include <nlohmann/json.hpp>
 
+#include "mode_config/models.hpp"
 #include "mode_config/parser.hpp"
-#include "rxe_intfc.hpp"
 #include "util.hpp"
 
 using nlohmann::json;
@@ -63,7 +63,7 @@ int parseWriteData(const std::string& digits, std::vector<std::uint16_t>* words,
 
 // The engine has one block size for all accesses.
 int parseBlockSize(const json* config, std::uint8_t* blockSize, std::string* reply) {
-    if (config->contains("blockSize") && modelName == "QDX4400") {
+    if (config->contains("blockSize") && thisModel().arrayReader) {
         return refuse(reply, "Failure: block write is not supported on the QDX");
     }
     const int result = optionalKey(getJsonValue(config, "blockSize", blockSize, reply, 1, 127), reply);
@@ -198,9 +198,7 @@ int appendAccess(const json& element, const char* plural, std::vector<ACCESS_OP_
         return keyRefused;
     }
     if (pool->size() >= MODE_MAX_UNIQUE_ACCESSES) {
-        return refuse(reply, std::string("Failure: Number of unique \"") + plural +
-                                 "\" objects must be less than (" + std::to_string(MODE_MAX_UNIQUE_ACCESSES) +
-                                 ")");
+        return refuseTooMany(plural, MODE_MAX_UNIQUE_ACCESSES, reply);
     }
     // A write of no words converts to nothing: its place in the pool stays empty.
     ACCESS_OP_s op{};
@@ -211,37 +209,24 @@ int appendAccess(const json& element, const char* plural, std::vector<ACCESS_OP_
     return keyParsed;
 }
 
-}  // namespace
-
-int parseAccess(const json* root, mode_configuration_s* mode, std::string* reply) {
-    reply->clear();
-    g_blockSize = 0;
-    json array;
-    switch (getJsonValueArray(root, "accesses", &array, reply)) {
-        case 0:
-            return parseAccessArray(&array, mode, reply);
-        case -1:
-            reply->clear();
-            return keyAbsent;
-        default:
-            return refuse(
-                reply,
-                "Failure: \"accesses\" must be either an array of objects or an array of array of objects");
-    }
-}
-
-int parseAccessArray(const json* array, mode_configuration_s* mode, std::string* reply) {
-    if (std::ranges::all_of(*array, [](const json& element) { return element.is_array(); })) {
-        return requireArrayForEachAntenna(array->size(), mode, reply) == keyParsed
-                   ? parseAccesArrayOfArrays(array, mode, reply)
-                   : keyRefused;
-    }
+int parseFlatAccesses(const json* array, mode_configuration_s* mode, std::string* reply) {
     for (const json& element : *array) {
         if (appendAccess(element, "accesses", &mode->uniqueAccesses, &mode->accessList, reply) != keyParsed) {
             return keyRefused;
         }
     }
     return keyParsed;
+}
+
+}  // namespace
+
+int parseAccess(const json* root, mode_configuration_s* mode, std::string* reply) {
+    g_blockSize = 0;
+    return parseOperations(root, "accesses", parseAccessArray, mode, reply);
+}
+
+int parseAccessArray(const json* array, mode_configuration_s* mode, std::string* reply) {
+    return parseFlatOrForEachAntenna(array, parseFlatAccesses, parseAccesArrayOfArrays, mode, reply);
 }
 
 int parseAccesArrayOfArrays(const json* array, mode_configuration_s* mode, std::string* reply) {

@@ -6,8 +6,8 @@
 #include <limits>
 #include <nlohmann/json.hpp>
 
+#include "mode_config/models.hpp"
 #include "mode_config/parser.hpp"
-#include "rxe_intfc.hpp"
 #include "util.hpp"
 
 using nlohmann::json;
@@ -62,8 +62,7 @@ int parseGPI(const json* value, gpi_s* gpi, std::string* reply) {
         return refuse(reply, "Failure: json payload \"gpi\" must have an object value");
     }
     gpi_s parsed;
-    const std::uint8_t ports = modelName == "PN8200" ? 4 : 2;
-    if (getJsonValue(value, "port", &parsed.port, reply, std::uint8_t{1}, ports) != 0 ||
+    if (getJsonValue(value, "port", &parsed.port, reply, std::uint8_t{1}, thisModel().gpiPorts) != 0 ||
         getJsonWord(value, "signal", gpiSignalWords, &parsed.signal, reply) != 0 ||
         !goodOrAbsent(getJsonValue(value, "debounceTime", &parsed.debounceTime, reply, 0,
                                    std::numeric_limits<std::uint16_t>::max()),
@@ -196,13 +195,10 @@ int parseDelayBetweenAntCycles(const json* root, mode_configuration_s* mode, std
         result != 0) {
         return optionalKey(result, reply) == keyAbsent ? keyParsed : keyRefused;
     }
-    const bool canTellNewTags = modelName != "PN5100";
     delay_between_antenna_cycles_s parsed;
     if (value.empty()) {
         // Not the 75 ms of a request without the key: clients have come to rely on it.
-        parsed.type = canTellNewTags ? antenna_delay_type_e::NO_UNIQUE_TAGS : antenna_delay_type_e::NO_TAGS;
-        parsed.duration = emptyDelayDuration;
-        mode->delayBetweenAntennaCycles = parsed;
+        mode->delayBetweenAntennaCycles = {thisModel().antennaDelay, emptyDelayDuration};
         return keyParsed;
     }
     if (getJsonWord(&value, "type", antennaDelayTypeWords, &parsed.type, reply) != 0 ||
@@ -220,7 +216,7 @@ int parseDelayBetweenAntCycles(const json* root, mode_configuration_s* mode, std
                       "Failure: if delayBetweenAntennaCycles type is not DISABLED, the duration must be "
                       "greater than 0");
     }
-    if (parsed.type == antenna_delay_type_e::NO_UNIQUE_TAGS && !canTellNewTags) {
+    if (parsed.type == antenna_delay_type_e::NO_UNIQUE_TAGS && thisModel().antennaDelay != parsed.type) {
         return refuse(reply,
                       "Failure: in delayBetweenAntennaCycles, NO_UNIQUE_TAGS type cannot be used with a "
                       "PN5100");
@@ -237,7 +233,7 @@ int parseDelayAfterSelect(const json* root, mode_configuration_s* mode, std::str
         result != 0) {
         return optionalKey(result, reply);
     }
-    if (modelName != "PN8200") {
+    if (!thisModel().delayAfterSelects) {
         *reply = "Failure: delayAfterSelects is supported only on the PN8200";
         return -3;
     }

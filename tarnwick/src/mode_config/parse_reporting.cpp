@@ -7,6 +7,7 @@
 #include <optional>
 
 #include "additional_config.hpp"
+#include "mode_config/models.hpp"
 #include "mode_config/parser.hpp"
 #include "mode_config/render.hpp"
 #include "rxe_intfc.hpp"
@@ -129,7 +130,7 @@ int parseMetadataWord(const std::string& word, mode_configuration_s* mode, std::
         mode->customFieldsBitMask |= row->field;
         return keyParsed;
     }
-    if (row->enabled == &mode_configuration_s::reportHeatmap && modelName != "QDX4400") {
+    if (row->enabled == &mode_configuration_s::reportHeatmap && !thisModel().arrayReader) {
         return refuse(reply, "Failure: HEATMAP metadata can only be used on the QDX4400");
     }
     mode->*row->enabled = true;
@@ -137,7 +138,7 @@ int parseMetadataWord(const std::string& word, mode_configuration_s* mode, std::
 }
 
 int parseAntennaPortNames(const json* names, mode_configuration_s* mode, std::string* reply) {
-    if (modelName == "QDX4400") {
+    if (thisModel().arrayReader) {
         return refuse(reply, "Failure: antennaPortNames cannot be used with the QDX4400");
     }
     if (names->size() != getMaxAnts()) {

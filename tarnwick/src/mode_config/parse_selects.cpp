@@ -66,16 +66,15 @@ std::string recordBytes(const SELECT_OP_s& op) {
     return {reinterpret_cast<const char*>(&op), sizeof(op)};
 }
 
-int refuseTooMany(std::string* reply) {
-    return refuse(reply, "Failure: Number of unique \"selects\" objects must be less than (" +
-                             std::to_string(MODE_MAX_UNIQUE_SELECTS) + ")");
+int refuseTooManySelects(std::string* reply) {
+    return refuseTooMany("selects", MODE_MAX_UNIQUE_SELECTS, reply);
 }
 
 // New selects go into the pool without a limit: too many unique ones fail when
 // the engine is set up, and only the repeat of a late one fails here.
-int parseFlatSelects(const json& array, mode_configuration_s* mode, std::string* reply) {
+int parseFlatSelects(const json* array, mode_configuration_s* mode, std::string* reply) {
     std::unordered_map<std::string, std::size_t> positions;  // in the pool, from 1, by the record
-    for (const json& element : array) {
+    for (const json& element : *array) {
         select_s select;
         if (parseSelectSingleValue(&element, &select, reply) != keyParsed) {
             return keyRefused;
@@ -85,7 +84,7 @@ int parseFlatSelects(const json& array, mode_configuration_s* mode, std::string*
         if (isNew) {
             mode->uniqueSelects.push_back(op);
         } else if (known->second >= MODE_MAX_UNIQUE_SELECTS) {
-            return refuseTooMany(reply);
+            return refuseTooManySelects(reply);
         }
         select.selectIndex = static_cast<std::uint8_t>(known->second);
         mode->selectList.push_back(std::move(select));
@@ -96,30 +95,11 @@ int parseFlatSelects(const json& array, mode_configuration_s* mode, std::string*
 }  // namespace
 
 int parseSelect(const json* root, mode_configuration_s* mode, std::string* reply) {
-    reply->clear();
-    json array;
-    switch (getJsonValueArray(root, "selects", &array, reply)) {
-        case 0:
-            return parseSelectArray(&array, mode, reply);
-        case -1:
-            reply->clear();
-            return keyAbsent;
-        default:
-            return refuse(
-                reply,
-                "Failure: \"selects\" must be either an array of objects or an array of array of objects");
-    }
+    return parseOperations(root, "selects", parseSelectArray, mode, reply);
 }
 
 int parseSelectArray(const json* array, mode_configuration_s* mode, std::string* reply) {
-    const bool perAntenna =
-        std::ranges::all_of(*array, [](const json& element) { return element.is_array(); });
-    if (!perAntenna) {
-        return parseFlatSelects(*array, mode, reply);
-    }
-    return requireArrayForEachAntenna(array->size(), mode, reply) == keyParsed
-               ? parseSelectArrayOfArrays(array, mode, reply)
-               : keyRefused;
+    return parseFlatOrForEachAntenna(array, parseFlatSelects, parseSelectArrayOfArrays, mode, reply);
 }
 
 // No search for a select that is known already: two antennas with the same one
@@ -134,7 +114,7 @@ int parseSelectArrayOfArrays(const json* array, mode_configuration_s* mode, std:
                 return keyRefused;
             }
             if (mode->uniqueSelects.size() >= MODE_MAX_UNIQUE_SELECTS) {
-                return refuseTooMany(reply);
+                return refuseTooManySelects(reply);
             }
             mask |= std::uint32_t{1} << mode->uniqueSelects.size();
             mode->uniqueSelects.push_back(selectOp(select));

@@ -4,9 +4,9 @@
 #include <limits>
 #include <nlohmann/json.hpp>
 
+#include "mode_config/models.hpp"
 #include "mode_config/parser.hpp"
 #include "mode_config/render.hpp"
-#include "rxe_intfc.hpp"
 #include "util.hpp"
 
 using nlohmann::json;
@@ -15,22 +15,6 @@ namespace {
 
 constexpr double minHeight = 0.0;
 constexpr double maxHeight = 50.0;
-
-// What the model allows as the port of a start trigger; other models take any.
-struct trigger_ports_s {
-    std::string_view model;
-    std::uint8_t last;
-    std::string_view refusal;
-};
-constexpr std::string_view twoPortsOnly =
-    "Failure: mode json payload mode \"startTrigger\"\\\"port\" must a value be either 1 or 2";
-constexpr std::array triggerPorts{
-    trigger_ports_s{
-        "PN8200", 4,
-        "Failure: mode json payload mode \"startTrigger\"\\\"port\" must a value between 1 and 4"},
-    trigger_ports_s{"PN5100", 2, twoPortsOnly},
-    trigger_ports_s{"QDX4400", 2, twoPortsOnly},
-};
 
 // One sub-parser of "modeSpecificSettings" and the result that tells of it.
 struct settings_row_s {
@@ -54,6 +38,13 @@ const json* subkey(const json* object, const char* key, const char* refusal, std
         return nullptr;
     }
     return &*entry;
+}
+
+// An optional key of the settings.
+int storeIfThere(const json* settings, const char* key, value_parser_t store, mode_configuration_s* mode,
+                 std::string* reply) {
+    const auto entry = settings->find(key);
+    return entry == settings->end() ? keyParsed : store(&*entry, mode, reply);
 }
 
 // "primaryBeamPolarization" turns the default beams into that polarization; it has
@@ -158,11 +149,44 @@ int parseStartTrigger(const json* value, gpi_s* trigger, std::string* reply) {
     }
     // The low 8 bits count: 257 is port 1.
     const gpi_s parsed{.port = static_cast<std::uint8_t>(*number), .signal = *level};
-    const auto* allowed = std::ranges::find(triggerPorts, modelName, &trigger_ports_s::model);
-    if (allowed != triggerPorts.end() && (parsed.port < 1 || parsed.port > allowed->last)) {
-        return refuse(reply, allowed->refusal);
+    const std::uint8_t ports = thisModel().triggerPorts;
+    if (ports != 0 && (parsed.port < 1 || parsed.port > ports)) {
+        return refuse(
+            reply, std::string("Failure: mode json payload mode \"startTrigger\"\\\"port\" must a value ") +
+                       (ports == 4 ? "between 1 and 4" : "be either 1 or 2"));
     }
     *trigger = parsed;
+    return keyParsed;
+}
+
+int storeInterval(const json* value, mode_configuration_s* mode, std::string* reply) {
+    if (parseInterval(value, &mode->inventoryInterval, reply) != keyParsed) {
+        return keyRefused;
+    }
+    mode->reportFilter.type = report_filter_type_e::PER_ANTENNA;
+    getInventoryIntervalSeconds(&mode->inventoryInterval, &mode->reportFilter.duration);
+    return keyParsed;
+}
+
+int storeStartTrigger(const json* value, mode_configuration_s* mode, std::string* reply) {
+    gpi_s& trigger = mode->portalConfig.startTrigger;
+    if (parseStartTrigger(value, &trigger, reply) != keyParsed) {
+        return keyRefused;
+    }
+    mode->radioStartConditions = {radio_start_type_e::GPI_WITH_RESTART, {trigger}};
+    return keyParsed;
+}
+
+int storeStopInterval(const json* value, mode_configuration_s* mode, std::string* reply) {
+    const auto* seconds = value->get_ptr<const json::number_unsigned_t*>();
+    if (seconds == nullptr) {
+        return refuse(reply,
+                      "Failure: mode json payload mode \"stopInterval\" must have an number value (and must "
+                      "be an unsigned integer)");
+    }
+    // The low 16 bits count: larger numbers have never been refused.
+    mode->portalConfig.stopInterval = static_cast<std::uint16_t>(*seconds);
+    mode->radioStopConditions.noMoreUniqueTags = mode->portalConfig.stopInterval;
     return keyParsed;
 }
 
@@ -186,38 +210,13 @@ int parseModeSpecificSettings(const json* root, mode_configuration_s* mode, std:
 }
 
 int parseInventorySettings(const json* settings, mode_configuration_s* mode, std::string* reply) {
-    const auto interval = settings->find("interval");
-    if (interval == settings->end()) {
-        return keyParsed;
-    }
-    if (parseInterval(&*interval, &mode->inventoryInterval, reply) != keyParsed) {
-        return keyRefused;
-    }
-    mode->reportFilter.type = report_filter_type_e::PER_ANTENNA;
-    getInventoryIntervalSeconds(&mode->inventoryInterval, &mode->reportFilter.duration);
-    return keyParsed;
+    return storeIfThere(settings, "interval", storeInterval, mode, reply);
 }
 
 int parsePortalSettings(const json* settings, mode_configuration_s* mode, std::string* reply) {
-    if (const auto trigger = settings->find("startTrigger"); trigger != settings->end()) {
-        if (parseStartTrigger(&*trigger, &mode->portalConfig.startTrigger, reply) != keyParsed) {
-            return keyRefused;
-        }
-        mode->radioStartConditions = {radio_start_type_e::GPI_WITH_RESTART,
-                                      {mode->portalConfig.startTrigger}};
-    }
-    if (const auto interval = settings->find("stopInterval"); interval != settings->end()) {
-        const auto* seconds = interval->get_ptr<const json::number_unsigned_t*>();
-        if (seconds == nullptr) {
-            return refuse(reply,
-                          "Failure: mode json payload mode \"stopInterval\" must have an number value (and "
-                          "must be an unsigned integer)");
-        }
-        // The low 16 bits count: larger numbers have never been refused.
-        mode->portalConfig.stopInterval = static_cast<std::uint16_t>(*seconds);
-        mode->radioStopConditions.noMoreUniqueTags = mode->portalConfig.stopInterval;
-    }
-    return keyParsed;
+    const bool good = storeIfThere(settings, "startTrigger", storeStartTrigger, mode, reply) == keyParsed &&
+                      storeIfThere(settings, "stopInterval", storeStopInterval, mode, reply) == keyParsed;
+    return good ? keyParsed : keyRefused;
 }
 
 int parseBearingSettings(const json* settings, mode_configuration_s* mode, std::string* reply) {

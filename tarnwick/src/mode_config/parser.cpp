@@ -2,7 +2,11 @@
 // What the key parsers share.
 #include "mode_config/parser.hpp"
 
+#include <nlohmann/json.hpp>
+
 #include "util.hpp"
+
+using nlohmann::json;
 
 int refuse(std::string* reply, std::string_view text) {
     *reply = text;
@@ -17,14 +21,39 @@ int optionalKey(int accessorResult, std::string* reply) {
     return accessorResult == 0 ? keyParsed : keyRefused;
 }
 
-int requireArrayForEachAntenna(std::size_t arrays, const mode_configuration_s* mode, std::string* reply) {
-    if (arrays == mode->antennas.size()) {
-        return keyParsed;
+int parseOperations(const json* root, const char* key, value_parser_t parse, mode_configuration_s* mode,
+                    std::string* reply) {
+    reply->clear();
+    json array;
+    switch (getJsonValueArray(root, key, &array, reply)) {
+        case 0:
+            return parse(&array, mode, reply);
+        case -1:
+            reply->clear();
+            return keyAbsent;
+        default:
+            return refuse(reply, std::string("Failure: \"") + key +
+                                     "\" must be either an array of objects or an array of array of objects");
+    }
+}
+
+int parseFlatOrForEachAntenna(const json* array, value_parser_t flat, value_parser_t perAntenna,
+                              mode_configuration_s* mode, std::string* reply) {
+    if (!std::ranges::all_of(*array, [](const json& element) { return element.is_array(); })) {
+        return flat(array, mode, reply);
+    }
+    if (array->size() == mode->antennas.size()) {
+        return perAntenna(array, mode, reply);
     }
     sprintfStr(reply,
                "Failure: Number of arrays in the array must be %zu to match the number of antennas enabled",
                mode->antennas.size());
     return keyRefused;
+}
+
+int refuseTooMany(const char* what, std::size_t limit, std::string* reply) {
+    return refuse(reply, std::string("Failure: Number of unique \"") + what +
+                             "\" objects must be less than (" + std::to_string(limit) + ")");
 }
 
 std::vector<std::uint8_t> hexBytes(std::string_view digits) {

@@ -79,6 +79,12 @@ int parseRadioStopConditions(const nlohmann::json* root, mode_configuration_s* m
 int parseInterval(const nlohmann::json* value, inventoryInterval_s* interval, std::string* reply);
 int parseStartTrigger(const nlohmann::json* value, gpi_s* trigger, std::string* reply);
 
+// The values of "interval", "startTrigger" and "stopInterval" with all that follows
+// from them, wherever they stand.
+int storeInterval(const nlohmann::json* value, mode_configuration_s* mode, std::string* reply);
+int storeStartTrigger(const nlohmann::json* value, mode_configuration_s* mode, std::string* reply);
+int storeStopInterval(const nlohmann::json* value, mode_configuration_s* mode, std::string* reply);
+
 // Which mode type's settings "modeSpecificSettings" held: results beside -1.
 inline constexpr int settingsNone = 0;  // absent, or a type that ignores them
 inline constexpr int settingsInventory = 1;
@@ -117,9 +123,20 @@ int refuse(std::string* reply, std::string_view text);
 // an absent key is no failure, and its text goes.
 int optionalKey(int accessorResult, std::string* reply);
 
-// A list of lists needs one of them for each antenna. Returns 0 or, with the
-// text, -1.
-int requireArrayForEachAntenna(std::size_t arrays, const mode_configuration_s* mode, std::string* reply);
+// A parser of a value that goes into the record.
+using value_parser_t = int (*)(const nlohmann::json* value, mode_configuration_s* mode, std::string* reply);
+
+// The key parser of "selects" and "accesses": clears the reply, and hands an array on.
+int parseOperations(const nlohmann::json* root, const char* key, value_parser_t parse,
+                    mode_configuration_s* mode, std::string* reply);
+
+// An array of nothing but arrays, also an empty one, has one for each antenna and
+// goes to `perAntenna`; any other is one flat list.
+int parseFlatOrForEachAntenna(const nlohmann::json* array, value_parser_t flat, value_parser_t perAntenna,
+                              mode_configuration_s* mode, std::string* reply);
+
+// The text for more selects or accesses than the engine has room for.
+int refuseTooMany(const char* what, std::size_t limit, std::string* reply);
 
 // The bytes of a text of hex digits, high digit first; an odd last digit is dropped.
 std::vector<std::uint8_t> hexBytes(std::string_view digits);

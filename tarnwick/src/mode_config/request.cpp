@@ -5,9 +5,10 @@
 #include <nlohmann/json.hpp>
 
 #include "logger.hpp"
+#include "mode_config/models.hpp"
 #include "mode_config/parser.hpp"
+#include "radio.hpp"
 #include "rxe_intfc.hpp"
-#include "util.hpp"
 
 using nlohmann::json;
 
@@ -40,10 +41,6 @@ struct request_s {
 // Types that only the array reader knows.
 constexpr std::array arrayReaderTypes{MODE_TYPE_e::BEARING, MODE_TYPE_e::PORTAL_DIRECTIONALITY};
 
-bool isArrayReader() {
-    return modelName == "QDX4400";
-}
-
 // ---------------------------------------------------------------- "type"
 
 int takeDeprecatedType(const request_s& request) {
@@ -72,7 +69,8 @@ int takeType(const request_s& request) {
                             "following values: SIMPLE, INVENTORY, PORTAL, CONVEYOR, PORTAL_DIRECTIONALITY, "
                             "BEARING, or CUSTOM");
     }
-    if (!isArrayReader() && std::ranges::find(arrayReaderTypes, row->type) != arrayReaderTypes.end()) {
+    if (!thisModel().arrayReader &&
+        std::ranges::find(arrayReaderTypes, row->type) != arrayReaderTypes.end()) {
         return request.fail(-1, "Failure: " + *word + " operating mode type can only be used on the QDX4400");
     }
     return row->overlay(request.mode);
@@ -109,7 +107,7 @@ int beamsKey(request_s& request) {
     if (request.has("antennas")) {
         return request.fail(-1, "Failure: setting both antennas and beams is not allowed");
     }
-    if (!isArrayReader()) {
+    if (!thisModel().arrayReader) {
         return request.fail(-1, "Failure: setting beams is only allowed on an QDX4400");
     }
     if (parseBeams(value, &request.mode->antennas, request.reply) != keyParsed) {
@@ -279,77 +277,37 @@ int settingsKey(request_s& request) {
 
 // A settings key at the top of the request: the older place for what
 // "modeSpecificSettings" holds, of one mode type only.
-int requireTopLevelSetting(const request_s& request, const char* key, int settings, MODE_TYPE_e type,
-                           const char* typeName) {
-    if (request.settings == settings) {
-        return request.fail(-1, std::string("Failure: setting ") + key +
+struct top_level_setting_s {
+    const char* key;
+    int settings;  // refused beside these
+    MODE_TYPE_e type;
+    const char* typeName;
+    value_parser_t store;
+    int failed;  // what configMode returns when `store` refuses the value
+};
+constexpr top_level_setting_s topInterval{"interval",  settingsInventory, MODE_TYPE_e::INVENTORY,
+                                          "inventory", storeInterval,     -6};
+constexpr top_level_setting_s topStartTrigger{"startTrigger", settingsPortal,    MODE_TYPE_e::PORTAL,
+                                              "portal",       storeStartTrigger, -7};
+constexpr top_level_setting_s topStopInterval{"stopInterval", settingsPortal,    MODE_TYPE_e::PORTAL,
+                                              "portal",       storeStopInterval, -4};
+
+template <const top_level_setting_s& row>
+int topLevelKey(request_s& request) {
+    const json* value = request.find(row.key);
+    if (value == nullptr) {
+        return 0;
+    }
+    const std::string setting = std::string("Failure: setting ") + row.key;
+    if (request.settings == row.settings) {
+        return request.fail(-1, setting +
                                     " AND modeSpecificSettings is not allowed. suggest using "
                                     "modeSpecifigSettings only");
     }
-    if (request.mode->modeType != type) {
-        return request.fail(
-            -11, std::string("Failure: setting ") + key + " is not allowed unless in " + typeName + " mode");
+    if (request.mode->modeType != row.type) {
+        return request.fail(-11, setting + " is not allowed unless in " + row.typeName + " mode");
     }
-    return 0;
-}
-
-int intervalKey(request_s& request) {
-    const json* value = request.find("interval");
-    if (value == nullptr) {
-        return 0;
-    }
-    if (const int refused = requireTopLevelSetting(request, "interval", settingsInventory,
-                                                   MODE_TYPE_e::INVENTORY, "inventory");
-        refused != 0) {
-        return refused;
-    }
-    mode_configuration_s& mode = *request.mode;
-    if (parseInterval(value, &mode.inventoryInterval, request.reply) != keyParsed) {
-        return -6;
-    }
-    mode.reportFilter.type = report_filter_type_e::PER_ANTENNA;
-    getInventoryIntervalSeconds(&mode.inventoryInterval, &mode.reportFilter.duration);
-    return 0;
-}
-
-int startTriggerKey(request_s& request) {
-    const json* value = request.find("startTrigger");
-    if (value == nullptr) {
-        return 0;
-    }
-    if (const int refused =
-            requireTopLevelSetting(request, "startTrigger", settingsPortal, MODE_TYPE_e::PORTAL, "portal");
-        refused != 0) {
-        return refused;
-    }
-    gpi_s& trigger = request.mode->portalConfig.startTrigger;
-    if (parseStartTrigger(value, &trigger, request.reply) != keyParsed) {
-        return -7;
-    }
-    request.mode->radioStartConditions = {radio_start_type_e::GPI_WITH_RESTART, {trigger}};
-    return 0;
-}
-
-int stopIntervalKey(request_s& request) {
-    const json* value = request.find("stopInterval");
-    if (value == nullptr) {
-        return 0;
-    }
-    if (const int refused =
-            requireTopLevelSetting(request, "stopInterval", settingsPortal, MODE_TYPE_e::PORTAL, "portal");
-        refused != 0) {
-        return refused;
-    }
-    const auto* seconds = value->get_ptr<const json::number_unsigned_t*>();
-    if (seconds == nullptr) {
-        return request.fail(-4,
-                            "Failure: mode json payload mode \"stopInterval\" must have an number value (and "
-                            "must be an unsigned integer)");
-    }
-    // The low 16 bits count: larger numbers have never been refused.
-    request.mode->portalConfig.stopInterval = static_cast<std::uint16_t>(*seconds);
-    request.mode->radioStopConditions.noMoreUniqueTags = static_cast<std::uint16_t>(*seconds);
-    return 0;
+    return row.store(value, request.mode, request.reply) == keyParsed ? 0 : row.failed;
 }
 
 // ---------------------------------------------------------------- tag metadata
@@ -426,22 +384,29 @@ constexpr int (*keyParsers[])(request_s& request) = {
     radioStartKey,                         // "radioStartConditions"
     reportFilterKey,                       // "reportFilter"
     settingsKey,                           // "modeSpecificSettings"
-    intervalKey,                           // "interval"
-    startTriggerKey,                       // "startTrigger"
-    stopIntervalKey,                       // "stopInterval"
+    topLevelKey<topInterval>,              // "interval"
+    topLevelKey<topStartTrigger>,          // "startTrigger"
+    topLevelKey<topStopInterval>,          // "stopInterval"
     tagMetaDataKey,                        // "tagMetaData"
     plainKey<parseRSSIFilter>,             // "rssiFilter"
     plainKey<parseDelayBetweenAntCycles>,  // "delayBetweenAntennaCycles"
 };
 
+// Exchanges the mode in force with another record. A client may send a mode while
+// the radio runs: packets are read with the old record or with the new one.
+void exchangeMode(mode_configuration_s* other) {
+    const auto hold = holdPackets();
+    std::swap(mode_configuration, *other);
+}
+
 // Makes `mode` the mode in force, on the engine too. When the engine refuses it
 // the old record is back; the engine itself starts afresh with the next mode.
 int commit(const mode_configuration_s& mode, std::string* reply) {
-    mode_configuration_s previous;
-    copyModeConfiguration(&mode_configuration, &previous);
-    copyModeConfiguration(&mode, &mode_configuration);
+    mode_configuration_s other;
+    copyModeConfiguration(&mode, &other);
+    exchangeMode(&other);
     if (configureRXEForMode(reply) != 0) {
-        copyModeConfiguration(&previous, &mode_configuration);
+        exchangeMode(&other);
         return -5;
     }
     *reply = "Success";
@@ -458,21 +423,28 @@ void saveRequest(json&& root) {
 
 }  // namespace
 
-int configMode(const std::string* request, std::string* reply) {
-    logInfo(unit, " Reading in Mode Request ", *request);
-    mode_configuration_s mode;
-    setDefaultMode(&mode);
-    json root;
+int parseModeRequest(const std::string& request, json* root, mode_configuration_s* mode, std::string* reply) {
+    setDefaultMode(mode);
     std::string reason;
-    if (!parseJsonText(*request, &root, &reason, maxRequestNesting)) {
+    if (!parseJsonText(request, root, &reason, maxRequestNesting)) {
         return refuse(reply,
-                      "Failure: mode request does not contain a valid json object: Received: " + *request);
+                      "Failure: mode request does not contain a valid json object: Received: " + request);
     }
-    request_s state{&root, &mode, reply};
+    request_s state{root, mode, reply};
     for (const auto parse : keyParsers) {
         if (const int refused = parse(state); refused != 0) {
             return refused;
         }
+    }
+    return 0;
+}
+
+int configMode(const std::string* request, std::string* reply) {
+    logInfo(unit, " Reading in Mode Request ", *request);
+    mode_configuration_s mode;
+    json root;
+    if (const int refused = parseModeRequest(*request, &root, &mode, reply); refused != 0) {
+        return refused;
     }
     if (const int refused = commit(mode, reply); refused != 0) {
         return refused;

@@ -129,35 +129,19 @@ Float strToFloating(const std::string& text, std::uint32_t* errors, Float lowest
 
 }  // namespace
 
-std::int16_t strToInt16(const std::string& text, std::uint32_t* errors, int base, std::int16_t lowest,
-                        std::int16_t highest) {
-    return strToInteger(text, errors, base, lowest, highest);
-}
-
-std::uint16_t strToUint16(const std::string& text, std::uint32_t* errors, int base, std::uint16_t lowest,
-                          std::uint16_t highest) {
-    return strToInteger(text, errors, base, lowest, highest);
-}
-
-std::int32_t strToInt32(const std::string& text, std::uint32_t* errors, int base, std::int32_t lowest,
-                        std::int32_t highest) {
-    return strToInteger(text, errors, base, lowest, highest);
-}
-
-std::uint32_t strToUint32(const std::string& text, std::uint32_t* errors, int base, std::uint32_t lowest,
-                          std::uint32_t highest) {
-    return strToInteger(text, errors, base, lowest, highest);
-}
-
-std::int64_t strToInt64(const std::string& text, std::uint32_t* errors, int base, std::int64_t lowest,
-                        std::int64_t highest) {
-    return strToInteger(text, errors, base, lowest, highest);
-}
-
-std::uint64_t strToUint64(const std::string& text, std::uint32_t* errors, int base, std::uint64_t lowest,
-                          std::uint64_t highest) {
-    return strToInteger(text, errors, base, lowest, highest);
-}
+// One function and its type of number.
+#define TARNWICK_STR_TO_INTEGER(Name, Integer)                                             \
+    Integer Name(const std::string& text, std::uint32_t* errors, int base, Integer lowest, \
+                 Integer highest) {                                                        \
+        return strToInteger(text, errors, base, lowest, highest);                          \
+    }
+TARNWICK_STR_TO_INTEGER(strToInt16, std::int16_t)
+TARNWICK_STR_TO_INTEGER(strToUint16, std::uint16_t)
+TARNWICK_STR_TO_INTEGER(strToInt32, std::int32_t)
+TARNWICK_STR_TO_INTEGER(strToUint32, std::uint32_t)
+TARNWICK_STR_TO_INTEGER(strToInt64, std::int64_t)
+TARNWICK_STR_TO_INTEGER(strToUint64, std::uint64_t)
+#undef TARNWICK_STR_TO_INTEGER
 
 float strToFloat(const std::string& text, std::uint32_t* errors, float lowest, float highest) {
     return strToFloating(text, errors, lowest, highest, &std::strtof);

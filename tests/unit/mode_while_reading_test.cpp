@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: MIT
+// A client may send a mode while the radio reads: every report is made under one
+// mode, and the thread sanitizer sees no thread touch what another writes.
+#include <atomic>
+#include <nlohmann/json.hpp>
+#include <thread>
+
+#include "mode_config.hpp"
+#include "radio_fixture.hpp"
+#include "rxe_intfc.hpp"
+#include "support/temp_dir.hpp"
+
+using ModeWhileReading = RadioTest;
+
+TEST_F(ModeWhileReading, everyReportIsMadeUnderOneMode) {
+    const temp_dir_s directory;
+    ASSERT_EQ(chdir(directory.path.c_str()), 0);
+    modelName = "PN5100";
+    max_ants = 4;
+    max_tx_pwr_x_10 = rxe_max_tx_pwr_x_10 = 300;
+    initial_channel_state = true;
+    const auto ask = [](std::size_t antennas, char letter) {
+        const std::string list = antennas == 1 ? "[1]" : "[1,2,3,4]";
+        std::vector<std::string> tokens{"mode", R"({"type":"SIMPLE","linkProfile":201,"antennas":)" + list +
+                                                    R"(,"tagMetaData":["CHANNEL",{"userDefined":")" +
+                                                    std::string(200, letter) + R"("}]})"};
+        std::string reply;
+        handleModeRequest(&tokens, &reply);
+        return reply;
+    };
+    ASSERT_EQ(ask(1, 'a'), "Success");
+    std::atomic<bool> stop{false};
+    std::size_t reports = 0;
+    std::thread engine([&] {
+        while (!stop || reports == 0) {
+            deliver(tagWithEpc("\x30 eleven chr"));
+            for (const message_t& message : received(data)) {
+                const std::string user =
+                    nlohmann::json::parse(message.at(0)).at("data").value("userDefined", "");
+                EXPECT_EQ(user, std::string(200, user.empty() ? '?' : user[0]));
+                ++reports;
+            }
+        }
+    });
+    for (int turn = 0; turn < 50; ++turn) {
+        EXPECT_EQ(ask(4, 'b'), "Success");
+        EXPECT_EQ(ask(1, 'a'), "Success");
+    }
+    stop = true;
+    engine.join();
+    EXPECT_GT(reports, 0U);
+    ASSERT_EQ(chdir("/"), 0);
+}
