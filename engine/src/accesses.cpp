@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Access commands on one tag, from its handle to the last operation: how long
 // they take, what the tag answers, and what gets lost on the way.
+#include <algorithm>
 #include <array>
 #include <span>
 
@@ -178,8 +179,13 @@ result_s writeSingle(session_s* session, const ACCESS_OP_s& operation) {
     return writeWord(session, operation, word, operation.wordPointer);
 }
 
-result_s notKnown(session_s* session, const ACCESS_OP_s&) {
-    return alter(session, blockEraseCommand(), false, [](tag_s*) { return TAG_NOT_SUPPORTED; });
+result_s permalockBlocks(session_s* session, const ACCESS_OP_s& operation) {
+    std::array<std::uint16_t, std::size(ACCESS_OP_s{}.data)> mask;
+    std::copy_n(operation.data, mask.size(), mask.begin());
+    const auto words = std::span(mask).first(operation.wordCount);
+    return alter(session, blockWriteCommand(operation.wordCount), false, [&](tag_s* tag) {
+        return lockBlocks(operation.membank, operation.wordPointer, words, session->secured, tag);
+    });
 }
 
 bool report(session_s* session, std::uint8_t id, const result_s& result) {
@@ -214,11 +220,16 @@ struct kind_s {
     std::uint8_t type;
     result_s (*operate)(session_s*, const ACCESS_OP_s&);
 };
-// Types that are not here are commands that no tag of this field knows.
+// The types that are one radio operation; no other one than these and the two
+// of several can be configured.
 constexpr std::array kinds{
-    kind_s{RXE_ACCESS_READ, read},     kind_s{RXE_ACCESS_WRITE, writeSingle},
-    kind_s{RXE_ACCESS_KILL, kill},     kind_s{RXE_ACCESS_LOCK, lock},
-    kind_s{RXE_ACCESS_ACCESS, access}, kind_s{RXE_ACCESS_BLOCK_ERASE, eraseBlock},
+    kind_s{RXE_ACCESS_READ, read},
+    kind_s{RXE_ACCESS_WRITE, writeSingle},
+    kind_s{RXE_ACCESS_KILL, kill},
+    kind_s{RXE_ACCESS_LOCK, lock},
+    kind_s{RXE_ACCESS_ACCESS, access},
+    kind_s{RXE_ACCESS_BLOCK_ERASE, eraseBlock},
+    kind_s{RXE_ACCESS_BLOCK_PERMALOCK, permalockBlocks},
 };
 
 bool perform(session_s* session, const planned_access_s& planned) {
@@ -230,24 +241,41 @@ bool perform(session_s* session, const planned_access_s& planned) {
         default:
             break;
     }
-    for (const kind_s& kind : kinds) {
-        if (kind.type == planned.access.type) {
-            return one(session, planned, kind.operate);
-        }
-    }
-    return one(session, planned, notKnown);
+    return one(session, planned, std::ranges::find(kinds, planned.access.type, &kind_s::type)->operate);
 }
 
 // An access with a criteria index runs on tags on which the access of that id
 // has succeeded just before; one with a stop count, that many times in a run.
-bool isDue(const session_s& session, const planned_access_s& planned) {
-    const std::uint64_t mask = session.run->plan.olios[session.position].olio.accessBitMask;
+bool meetsCriteria(session_s* session, const planned_access_s& planned) {
     const std::uint8_t criteria = planned.access.criteriaIdx;
+    if (criteria == 0) {
+        return true;
+    }
+    const bool met = ((session->succeeded >> (criteria - 1)) & 1) != 0;
+    byte_writer_s writer = payloadWriter(session->run->engine);
+    put(&writer, planned.id, 1);
+    put(&writer, criteria, 1);
+    put(&writer, met ? 1 : 0, 1);
+    deliver(session->run->engine, TYPE_ACCESS_CRITERIA_INFO, writer.size);
+    return met;
+}
+
+bool isDue(session_s* session, const planned_access_s& planned) {
+    const std::uint64_t mask = session->run->plan.olios[session->position].olio.accessBitMask;
     const std::uint16_t most = planned.access.stopCount;
     return ((mask >> (planned.id - 1)) & 1) != 0 &&
-           (criteria == 0 || criteria > RXE_MAX_ACCESSES ||
-            ((session.succeeded >> (criteria - 1)) & 1) != 0) &&
-           (most == 0 || session.run->accessDone[planned.id] < most);
+           (most == 0 || session->run->accessDone[planned.id] < most) && meetsCriteria(session, planned);
+}
+
+// The access has worked once more; at its stop count it is over for this run.
+void noteDone(session_s* session, const planned_access_s& planned) {
+    engine_s* const engine = session->run->engine;
+    session->succeeded |= std::uint64_t{1} << (planned.id - 1);
+    if (++session->run->accessDone[planned.id] == planned.access.stopCount) {
+        byte_writer_s writer = payloadWriter(engine);
+        put(&writer, planned.id, 1);
+        deliver(engine, TYPE_ACCESS_DSBL_ALARM, writer.size);
+    }
 }
 
 }  // namespace
@@ -256,7 +284,7 @@ void doAccesses(run_s* run, std::size_t position, lit_tag_s lit) {
     session_s session{run, position, lit};
     bool open = false;
     for (const planned_access_s& planned : run->plan.accesses) {
-        if (!isDue(session, planned)) {
+        if (!isDue(&session, planned)) {
             continue;
         }
         if (!open) {
@@ -270,8 +298,7 @@ void doAccesses(run_s* run, std::size_t position, lit_tag_s lit) {
         if (!perform(&session, planned)) {
             return;
         }
-        ++run->accessDone[planned.id];
-        session.succeeded |= std::uint64_t{1} << (planned.id - 1);
+        noteDone(&session, planned);
         if (tagOf(session)->killed) {
             return;
         }

@@ -2,6 +2,11 @@
 #include "delivery.hpp"
 
 namespace rxe {
+namespace {
+
+constexpr std::uint64_t WARNING_PERCENT = 90;  // of the database's capacity
+
+}  // namespace
 
 bool wanted(const engine_s& engine, std::uint16_t rawType) {
     // These two are answers to the host's own stop and question; no id switches them off.
@@ -23,6 +28,30 @@ void deliverAsIs(engine_s* engine, std::uint16_t rawType, std::size_t length) {
     packet_callback_f* const callback = engine->callback.load(std::memory_order_acquire);
     if (callback != nullptr) {
         callback(packet);
+    }
+}
+
+void sendApiError(engine_s* engine, std::uint32_t code) {
+    byte_writer_s writer = payloadWriter(engine);
+    for (int shift = 0; shift < 32; shift += 8) {
+        put(&writer, code >> shift & 0xFF, 1);
+    }
+    deliver(engine, TYPE_API_ERROR, writer.size);
+}
+
+void warnOfDatabase(engine_s* engine, bool noRoom) {
+    reported_s& reported = engine->radio.reported;
+    const std::uint64_t capacity = engine->radio.world.dbCapacity, used = usedRoom(reported);
+    if (!reported.warned && used * 100 >= capacity * WARNING_PERCENT) {
+        reported.warned = true;
+        byte_writer_s writer = payloadWriter(engine);
+        put(&writer, used, 4);
+        put(&writer, capacity - used, 4);
+        deliver(engine, TYPE_DB_WARNING, writer.size);
+    }
+    if (noRoom && !reported.full) {
+        reported.full = true;
+        deliver(engine, TYPE_DB_ERROR, 0);
     }
 }
 

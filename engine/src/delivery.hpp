@@ -29,6 +29,12 @@ void deliver(engine_s* engine, std::uint16_t rawType, std::size_t length);
 // played back, which holds what the host wanted then.
 void deliverAsIs(engine_s* engine, std::uint16_t rawType, std::size_t length);
 
+// API_ERROR with this code, least significant byte first.
+void sendApiError(engine_s* engine, std::uint32_t code);
+// Tells the host how full the tag database is, once for each state until it is
+// cleared: at nine tenths, and when a tag has found no room.
+void warnOfDatabase(engine_s* engine, bool noRoom);
+
 }  // namespace rxe
 
 #endif

@@ -52,6 +52,7 @@ struct radio_s {
     health_s health;
     replay_s replay;
     std::int16_t onAir = NOT_ON_AIR;               // what is transmitted, tenths of dBm
+    bool fault = false;                            // has come up; ends the run
     std::int64_t now = 0;                          // microseconds since RXE_connect, the engine's clock
     std::int64_t nanos = 0;                        // the part of a microsecond beyond `now`
     std::int64_t nextEvent = 0;                    // when applyDueEvents has to be called

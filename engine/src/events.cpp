@@ -83,6 +83,12 @@ void sendBytes(engine_s* engine, std::uint16_t rawType, std::span<const std::uin
 
 void applyGpi(engine_s* engine, const event_s& event) {
     gpi_s& gpi = engine->radio.world.gpis[event.port - 1U];
+    std::uint8_t inputs = 0;
+    getParam(&engine->params, RXE_PARAM_GPIO_DIR, &inputs);
+    if (((inputs >> (event.port - 1U)) & 1) == 0) {
+        noteHappening(engine, portLine("port ", event, " is an output, and a level came from outside"));
+        return;
+    }
     if (gpi.high == event.flag) {
         return;  // no edge
     }
@@ -99,9 +105,7 @@ void applyAntenna(engine_s* engine, const event_s& event) {
     }
     antenna.connected = event.flag;
     ++engine->radio.world.changes;
-    publishAntennas(engine);
     noteHappening(engine, portLine("antenna ", event, event.flag ? " back" : " lost"));
-    sendAntennaAlarm(engine, event.port, event.flag);
 }
 
 void applyPaFailure(engine_s* engine, const event_s& event) {
@@ -161,19 +165,20 @@ void applyLeave(engine_s* engine, const event_s& event) {
     }
 }
 
-// As the database would tell it at nine tenths of its capacity, and at the end of it.
+// Tags read elsewhere take nine tenths of the database, rounded up, or all of
+// it and one more has found no room. What is in it stays.
 void applyDatabase(engine_s* engine, const event_s& event) {
-    if (event.flag) {
-        noteHappening(engine, "tag database full");
-        deliver(engine, TYPE_DB_ERROR, 0);
-        return;
-    }
-    const std::uint64_t capacity = engine->radio.world.dbCapacity;
-    const std::uint64_t used = capacity * 9 / 10;
-    byte_writer_s writer = payloadWriter(engine);
-    put(&writer, used, 4);
-    put(&writer, capacity - used, 4);
-    deliver(engine, TYPE_DB_WARNING, writer.size);
+    reported_s& reported = engine->radio.reported;
+    const std::size_t capacity = engine->radio.world.dbCapacity;
+    const std::size_t wanted = event.flag ? capacity : (capacity * 9 + 9) / 10;
+    reported.elsewhere += wanted - std::min(wanted, usedRoom(reported));
+    noteHappening(engine, event.flag ? "tag database full" : "tag database nearly full");
+    warnOfDatabase(engine, event.flag);
+}
+
+void applyFault(engine_s* engine, const event_s&) {
+    noteHappening(engine, "radio fault");
+    engine->radio.fault = true;
 }
 
 void applyPacket(engine_s* engine, const event_s& event) {
@@ -196,6 +201,7 @@ constexpr std::array eventRows{
     event_row_s{event_e::TAG_MOVE, applyMove},
     event_row_s{event_e::TAG_LEAVE, applyLeave},
     event_row_s{event_e::DATABASE, applyDatabase},
+    event_row_s{event_e::FAULT, applyFault},
     event_row_s{event_e::PACKET, applyPacket},
 };
 

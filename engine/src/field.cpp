@@ -17,7 +17,9 @@ bool radiates(const world_s& world, const carrier_s& carrier) {
         return carrier.direction.valid() && !world.antennas[0].paFailed;
     }
     const bool isPort = carrier.antenna >= 1 && carrier.antenna <= MAX_PORTS;
-    return isPort && world.antennas[carrier.antenna].connected && !world.antennas[carrier.antenna].paFailed;
+    const bool hears = carrier.receiver == 0 || world.antennas[carrier.receiver].connected;
+    return isPort && hears && world.antennas[carrier.antenna].connected &&
+           !world.antennas[carrier.antenna].paFailed;
 }
 
 lit_tag_s lightOn(const world_s& world, const carrier_s& carrier, std::uint32_t index, std::int64_t now) {

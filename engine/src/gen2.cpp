@@ -77,6 +77,12 @@ bool isClosed(const tag_s& tag, const guard_s& guard, bool secured) {
     return locked && (forGood || !secured);
 }
 
+constexpr std::size_t BLOCK_WORDS = 4, LOCKABLE_BLOCKS = 32;
+bool blockIsLocked(const tag_s& tag, std::size_t word) {
+    const std::size_t block = word / BLOCK_WORDS;
+    return block < LOCKABLE_BLOCKS && ((tag.lockedBlocks >> block) & 1) != 0;
+}
+
 }  // namespace
 
 void powerUp(std::int64_t now, tag_s* tag) {
@@ -175,7 +181,8 @@ tag_error_e readMemory(const tag_s& tag, std::uint8_t bank, std::size_t pointer,
     const auto& memory = tag.banks[bank & 3];
     const std::size_t size = memory.size() / 2;
     data->clear();
-    const bool xpc = bank == BANK_EPC && pointer >= XPC_WORD && (wordAt(memory, 1) & PC_XI) != 0;
+    const bool xpc =
+        bank == BANK_EPC && pointer >= XPC_WORD && pointer < XPC_WORD + 2 && (wordAt(memory, 1) & PC_XI) != 0;
     if (xpc && pointer + words <= XPC_WORD + 2) {
         const std::size_t end = words == 0 ? XPC_WORD + 2 : pointer + words;
         for (std::size_t word = pointer; word < end; ++word) {
@@ -208,7 +215,8 @@ tag_error_e writeMemory(std::uint8_t bank, std::size_t pointer, std::span<const 
     }
     for (std::size_t i = 0; i < words.size(); ++i) {
         // The tag itself keeps the CRC in word 0.
-        if (isClosed(*tag, guardOf(bank, pointer + i), secured) || (bank == BANK_EPC && pointer + i == 0)) {
+        if (isClosed(*tag, guardOf(bank, pointer + i), secured) || (bank == BANK_EPC && pointer + i == 0) ||
+            (bank == BANK_USER && blockIsLocked(*tag, pointer + i))) {
             return TAG_LOCKED;
         }
     }
@@ -219,6 +227,31 @@ tag_error_e writeMemory(std::uint8_t bank, std::size_t pointer, std::span<const 
     if (bank == BANK_EPC) {
         refreshCrc(tag);
     }
+    return TAG_OK;
+}
+
+tag_error_e lockBlocks(std::uint8_t bank, std::size_t pointer, std::span<const std::uint16_t> mask,
+                       bool secured, tag_s* tag) {
+    if (bank != BANK_USER) {
+        return TAG_NOT_SUPPORTED;
+    }
+    if (!secured) {
+        return TAG_NO_PRIVILEGE;
+    }
+    const std::size_t words = tag->banks[BANK_USER].size() / 2;
+    const std::size_t blocks = std::min(LOCKABLE_BLOCKS, (words + BLOCK_WORDS - 1) / BLOCK_WORDS);
+    std::uint32_t locked = tag->lockedBlocks;
+    for (std::size_t i = 0; i < 16 * mask.size(); ++i) {
+        const std::size_t block = 16 * pointer + i;
+        if (((mask[i / 16] << (i % 16)) & 0x8000) == 0) {
+            continue;
+        }
+        if (block >= blocks) {
+            return TAG_OVERRUN;
+        }
+        locked |= std::uint32_t{1} << block;
+    }
+    tag->lockedBlocks = locked;
     return TAG_OK;
 }
 

@@ -65,6 +65,10 @@ tag_error_e readMemory(const tag_s& tag, std::uint8_t bank, std::size_t pointer,
                        bool secured, std::vector<std::uint8_t>* data);
 tag_error_e writeMemory(std::uint8_t bank, std::size_t pointer, std::span<const std::uint16_t> words,
                         bool secured, tag_s* tag);
+// Locks USER blocks for good, four words each: a mask bit for a block, the first
+// bit of the first word for block 16 * `pointer`.
+tag_error_e lockBlocks(std::uint8_t bank, std::size_t pointer, std::span<const std::uint16_t> mask,
+                       bool secured, tag_s* tag);
 // `payload`: ten mask bits above ten action bits.
 tag_error_e lockMemory(std::uint32_t payload, bool secured, tag_s* tag);
 

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 #include "delivery.hpp"
 #include "engine.hpp"
@@ -14,7 +15,9 @@ namespace {
 
 constexpr std::int64_t STEP = 250000;             // microseconds between two looks at the temperatures
 constexpr std::int64_t ALARM_INTERVAL = 5000000;  // an alarm repeats at this rate while its reason lasts
+constexpr std::int64_t CHECK_UNIT = 100000;       // of the antenna check's interval
 constexpr unsigned ELEMENTS = 14;                 // of the array
+constexpr int LOW = -20;                          // degrees that raise the low alarm
 
 struct sensor_s {
     bool pa;
@@ -25,14 +28,16 @@ struct sensor_s {
     std::uint16_t limit;  // id of the NVM parameter
     std::uint16_t highAlarm;
     std::uint16_t criticalAlarm;
+    std::uint16_t lowAlarm;
     const char* name;
 };
 
 constexpr std::array sensors{
     sensor_s{true, &health_s::pa, &world_s::paTemp, &scenario_s::pa, RXE_PARAM_PA_TEMP, RXE_NVM_PA_HI_TEMP,
-             TYPE_PA_TEMP_HI_ALARM, TYPE_PA_TEMP_CRIT_ALARM, "PA"},
+             TYPE_PA_TEMP_HI_ALARM, TYPE_PA_TEMP_CRIT_ALARM, TYPE_PA_TEMP_LO_ALARM, "PA"},
     sensor_s{false, &health_s::ambient, &world_s::ambTemp, &scenario_s::ambient, RXE_PARAM_AMB_TEMP,
-             RXE_NVM_AMB_HI_TEMP, TYPE_AMB_TEMP_HI_ALARM, TYPE_AMB_TEMP_CRIT_ALARM, "ambient"},
+             RXE_NVM_AMB_HI_TEMP, TYPE_AMB_TEMP_HI_ALARM, TYPE_AMB_TEMP_CRIT_ALARM, TYPE_AMB_TEMP_LO_ALARM,
+             "ambient"},
 };
 
 // The part of full power that this much is, 0 to 1.
@@ -52,7 +57,7 @@ void sendAlarm(engine_s* engine, const sensor_s& sensor, std::int64_t* next) {
     const int limit = nvmByte(&engine->params, sensor.limit);
     const bool critical = degrees >= (engine->scenario.*sensor.heat).critical;
     const bool high = limit != 0 && degrees >= limit - NVM_DEGREES_OFFSET;
-    if (!critical && !high) {
+    if (!critical && !high && degrees > LOW) {
         *next = now;
         return;
     }
@@ -66,26 +71,58 @@ void sendAlarm(engine_s* engine, const sensor_s& sensor, std::int64_t* next) {
     *next = now + ALARM_INTERVAL;
     byte_writer_s writer = payloadWriter(engine);
     put(&writer, static_cast<std::uint8_t>(degrees), 1);
-    deliver(engine, critical ? sensor.criticalAlarm : sensor.highAlarm, writer.size);
+    deliver(engine, critical ? sensor.criticalAlarm : high ? sensor.highAlarm : sensor.lowAlarm, writer.size);
 }
 
-// What the array's elements hear of their own transmitter, in tenths of dBm:
-// about 20 dB below it, and 45 dB below that once it is cancelled.
-void publishEchoes(engine_s* engine) {
-    random_s random{engine->scenario.seed};
-    const std::int16_t power = engine->scenario.maxTxPower;
-    const auto around = [&](int tenths) {
-        return static_cast<std::int16_t>(tenths - 15 + static_cast<int>(randomBelow(&random, 31)));
-    };
-    for (unsigned channel = 0; channel <= RXE_MAX_CHANNELS; ++channel) {
-        AAREchoResults echo{};
-        for (unsigned i = 0; i < ELEMENTS; ++i) {
-            echo.txPwrx10[i] = around(power - 15);
-            echo.rxPwrPreEchox10[i] = around(power - 200);
-            echo.rxPwrPostEchox10[i] = around(power - 650);
-        }
-        publishRecord(&engine->params, static_cast<std::uint16_t>(RXE_PARAM_ECHO + channel), &echo);
+std::uint16_t connectedBits(const world_s& world) {
+    std::uint16_t bits = 0;
+    for (unsigned port = 1; port <= MAX_PORTS; ++port) {
+        const unsigned bit = world.antennas[port].connected ? 1U << (port - 1) : 0U;
+        bits = static_cast<std::uint16_t>(bits | bit);
     }
+    return bits;
+}
+
+// Tells the host of an antenna that some enabled olio transmits on.
+void sendAntennaAlarm(engine_s* engine, unsigned port, bool connected) {
+    for (std::uint16_t id = 1; id <= RXE_MAX_OLIOS; ++id) {
+        OLIO_s olio{};
+        getParam(&engine->params, static_cast<std::uint16_t>(RXE_PARAM_OLIO + id), &olio);
+        if (olio.enable != 0 && olio.transmitAntenna == port) {
+            byte_writer_s writer = payloadWriter(engine);
+            put(&writer, id, 2);
+            put(&writer, port, 2);
+            deliver(engine, connected ? TYPE_ANT_CONNECT_ALARM : TYPE_ANT_DISCONNECT_ALARM, writer.size);
+            return;
+        }
+    }
+}
+
+// At the interval that the host has set; 0, and a firmware without the check,
+// never look. Returns when to look again.
+std::int64_t checkAntennas(engine_s* engine) {
+    health_s& health = engine->radio.health;
+    std::uint8_t interval = 0;
+    const bool checks =
+        getParam(&engine->params, RXE_PARAM_ANTENNA_CHECK, &interval) == RXE_OK && interval != 0;
+    if (!checks) {
+        return FOR_EVER;
+    }
+    if (engine->radio.now < health.nextAntennaCheck) {
+        return health.nextAntennaCheck;
+    }
+    health.nextAntennaCheck = engine->radio.now + interval * CHECK_UNIT;
+    const std::uint16_t before = std::exchange(health.antennas, connectedBits(engine->radio.world));
+    if (before != health.antennas) {
+        publishRecord(&engine->params, RXE_PARAM_ANTENNA_STATE, &health.antennas);
+    }
+    for (unsigned port = 1; port <= MAX_PORTS; ++port) {
+        const unsigned bit = 1U << (port - 1);
+        if (((before ^ health.antennas) & bit) != 0) {
+            sendAntennaAlarm(engine, port, (health.antennas & bit) != 0);
+        }
+    }
+    return health.nextAntennaCheck;
 }
 
 }  // namespace
@@ -99,10 +136,13 @@ void beginHealth(engine_s* engine) {
     for (const sensor_s& sensor : sensors) {
         publish(engine, sensor);
     }
-    publishAntennas(engine);
-    const reader_model_e model = engine->radio.world.model;
-    if (model == reader_model_e::QDX4400 || model == reader_model_e::ANY) {
-        publishEchoes(engine);
+    health.antennas = connectedBits(engine->radio.world);
+    publishRecord(&engine->params, RXE_PARAM_ANTENNA_STATE, &health.antennas);
+    if (hasParameter(engine->params.reader, RXE_PARAM_ECHO)) {
+        // The array tries all its channels when it comes up.
+        for (std::uint16_t channel = 1; channel <= RXE_MAX_CHANNELS; ++channel) {
+            measureEcho(engine, channel, engine->scenario.maxTxPower);
+        }
     }
 }
 
@@ -120,9 +160,10 @@ void countWork(engine_s* engine) {
 std::int64_t stepHealth(engine_s* engine) {
     radio_s& radio = engine->radio;
     health_s& health = radio.health;
+    const std::int64_t antennas = checkAntennas(engine);
     const std::int64_t elapsed = radio.now - health.steppedAt;
     if (elapsed < STEP) {
-        return health.steppedAt + STEP;
+        return std::min(antennas, health.steppedAt + STEP);
     }
     const double load = health.work / static_cast<double>(elapsed);
     health.work = 0;
@@ -137,7 +178,7 @@ std::int64_t stepHealth(engine_s* engine) {
         publish(engine, sensor);
         sendAlarm(engine, sensor, &health.nextAlarm[i]);
     }
-    return radio.now + STEP;
+    return std::min(antennas, radio.now + STEP);
 }
 
 void setTemperature(engine_s* engine, bool pa, int degrees) {
@@ -152,27 +193,23 @@ void setTemperature(engine_s* engine, bool pa, int degrees) {
     sendAlarm(engine, sensors[index], &health.nextAlarm[index]);
 }
 
-void publishAntennas(engine_s* engine) {
-    std::uint16_t bits = 0;
-    for (unsigned port = 1; port <= MAX_PORTS; ++port) {
-        const unsigned bit = engine->radio.world.antennas[port].connected ? 1U << (port - 1) : 0U;
-        bits = static_cast<std::uint16_t>(bits | bit);
+// About 20 dB below what it sends, and 45 dB below that once it is cancelled;
+// an element whose amplifier has failed sends 30 dB less.
+void measureEcho(engine_s* engine, std::uint16_t channel, std::int16_t power) {
+    random_s random{
+        mix64(engine->scenario.seed ^ mix64(channel) ^ static_cast<std::uint64_t>(engine->radio.now))};
+    const auto around = [&](int tenths) {
+        return static_cast<std::int16_t>(tenths - 15 + static_cast<int>(randomBelow(&random, 31)));
+    };
+    AAREchoResults echo{};
+    for (unsigned i = 0; i < ELEMENTS; ++i) {
+        const int sent = power - (engine->radio.world.antennas[i + 1].paFailed ? 300 : 0);
+        echo.txPwrx10[i] = around(sent - 15);
+        echo.rxPwrPreEchox10[i] = around(sent - 200);
+        echo.rxPwrPostEchox10[i] = around(sent - 650);
     }
-    publishRecord(&engine->params, RXE_PARAM_ANTENNA_STATE, &bits);
-}
-
-void sendAntennaAlarm(engine_s* engine, std::uint16_t port, bool connected) {
-    for (std::uint16_t id = 1; id <= RXE_MAX_OLIOS; ++id) {
-        OLIO_s olio{};
-        getParam(&engine->params, static_cast<std::uint16_t>(RXE_PARAM_OLIO + id), &olio);
-        if (olio.enable != 0 && olio.transmitAntenna == port) {
-            byte_writer_s writer = payloadWriter(engine);
-            put(&writer, id, 2);
-            put(&writer, port, 2);
-            deliver(engine, connected ? TYPE_ANT_CONNECT_ALARM : TYPE_ANT_DISCONNECT_ALARM, writer.size);
-            return;
-        }
-    }
+    // Channel 1 has the first record.
+    publishRecord(&engine->params, static_cast<std::uint16_t>(RXE_PARAM_ECHO + channel - 1), &echo);
 }
 
 }  // namespace rxe

@@ -27,6 +27,8 @@ struct health_s {
     double load = 0;               // the part of full power, 0 to 1
     double work = 0;               // since `steppedAt`: microseconds at full power, shorter for less
     std::array<std::int64_t, 2> nextAlarm{};  // of PA and ambient
+    std::int64_t nextAntennaCheck = 0;
+    std::uint16_t antennas = 0;  // as the last check found them
 };
 
 // Before the radio thread starts: all of it as the scenario begins.
@@ -40,10 +42,8 @@ std::int64_t stepHealth(engine_s* engine);
 // surroundings have changed with it.
 void setTemperature(engine_s* engine, bool pa, int degrees);
 
-// Parameter RXE_PARAM_ANTENNA_STATE by the world.
-void publishAntennas(engine_s* engine);
-// Tells the host of an antenna that some enabled olio transmits on.
-void sendAntennaAlarm(engine_s* engine, std::uint16_t port, bool connected);
+// What the array's elements hear of their own transmitter on a channel.
+void measureEcho(engine_s* engine, std::uint16_t channel, std::int16_t power);
 
 }  // namespace rxe
 

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <span>
 
+#include "beams.hpp"
 #include "codec.hpp"
 #include "link_profiles.hpp"
 #include "status.hpp"
@@ -17,6 +18,8 @@ enum access_e : std::uint8_t { GET = 1, SET = 2, NVM = 4 };
 // Says whether the fields of a record are in range; `params` for the bounds
 // that depend on the radio.
 using valid_f = bool(const params_s& params, const std::byte* record);
+// Says whether a record in range is for a command that this radio has.
+using modelled_f = bool(const std::byte* record);
 using read_f = void(const params_s& params, std::uint16_t id, std::byte* record);
 using write_f = RXE_API_STATUS(params_s* params, std::uint16_t id, const std::byte* record);
 
@@ -31,6 +34,7 @@ struct range_s {
     std::uint8_t access;
     bool whole = false;
     valid_f* valid = nullptr;
+    modelled_f* modelled = nullptr;
     read_f* read = nullptr;
     write_f* write = nullptr;
 };
@@ -47,14 +51,28 @@ bool upTo(const params_s&, const std::byte* record) {
     return std::to_integer<std::uint8_t>(*record) <= Max;
 }
 
+// The protocol of an inventory set that writes many tags at once.
+constexpr std::uint8_t PARALLEL_ENCODE = 3;
+constexpr std::uint16_t LAST_PATTERN = PATTERN_BASE + 5;  // 5 polarisations
+
+bool isAntenna(const reader_s& reader, std::uint16_t id) {
+    return isBeam(reader.model, id) ? beamOf(id).valid() : id >= 1 && id <= MAX_PORTS;
+}
+
 bool validOlio(const params_s& params, const std::byte* bytes) {
     const auto olio = as<OLIO_s>(bytes);
     const bool stopKnown =
         (olio.stopType >= RXE_STOP_INVENTORY_ROUNDS && olio.stopType <= RXE_STOP_GPIO4_LOW) ||
         olio.stopType > RXE_STOP_ROUNDS_AND_DWELL;
     const bool linkKnown = olio.linkProfileIndex == 0 || isLinkProfile(olio.linkProfileIndex);
+    const bool powerKnown = olio.transmitPower >= 0 && olio.transmitPower <= params.maxTxPower;
+    const bool accessesKnown = olio.accessBitMask >> RXE_MAX_ACCESSES == 0;
+    const bool antennasKnown =
+        isAntenna(params.reader, olio.transmitAntenna) &&
+        (isPattern(olio.receiveAntenna) ? olio.receiveAntenna <= LAST_PATTERN
+                                        : isAntenna(params.reader, olio.receiveAntenna));
     return olio.enable == 0 ||
-           (olio.enable == 1 && stopKnown && linkKnown && olio.transmitPower <= params.maxTxPower);
+           (olio.enable == 1 && stopKnown && linkKnown && powerKnown && accessesKnown && antennasKnown);
 }
 
 // A slot that is neither disabled nor a Select holds another command in a form
@@ -64,38 +82,54 @@ bool validSelect(const params_s&, const std::byte* bytes) {
     return select.enable != 1 || (select.target <= 4 && select.action <= 7 && select.membank <= 3);
 }
 
+bool modelledInventory(const std::byte* bytes) {
+    const auto set = as<INVENTORY_OP_s>(bytes);
+    return set.enable == 0 || set.protocol != PARALLEL_ENCODE;
+}
+
 bool validInventory(const params_s&, const std::byte* bytes) {
     const auto set = as<INVENTORY_OP_s>(bytes);
-    if (set.enable == 0 || (set.enable == 1 && set.protocol == 3)) {
+    if (set.enable == 0 || (set.enable == 1 && set.protocol == PARALLEL_ENCODE)) {
         return true;
     }
     return set.enable == 1 && set.protocol == 1 && set.sel <= 3 && set.session <= 3 && set.target <= 2 &&
            set.initialQ <= 15;
 }
 
-enum access_form_e : std::uint8_t { UNKNOWN_FORM, BANK_FORM, WORDS_FORM, LOCK_FORM, OTHER_FORM };
+enum access_form_e : std::uint8_t { UNKNOWN_FORM, BANK_FORM, WORDS_FORM, LOCK_FORM, OTHER_FORM, CRYPTO_FORM };
 
 // Form of the record by access type, 0 to 15.
 constexpr std::array<access_form_e, 16> accessForms{
-    UNKNOWN_FORM, BANK_FORM,    BANK_FORM,    OTHER_FORM, LOCK_FORM,  OTHER_FORM, WORDS_FORM, BANK_FORM,
-    BANK_FORM,    UNKNOWN_FORM, UNKNOWN_FORM, WORDS_FORM, OTHER_FORM, OTHER_FORM, OTHER_FORM, OTHER_FORM};
+    UNKNOWN_FORM, BANK_FORM,    BANK_FORM,    OTHER_FORM, LOCK_FORM,   OTHER_FORM,  WORDS_FORM,  BANK_FORM,
+    WORDS_FORM,   UNKNOWN_FORM, UNKNOWN_FORM, WORDS_FORM, CRYPTO_FORM, CRYPTO_FORM, CRYPTO_FORM, CRYPTO_FORM};
+
+access_form_e formOf(const ACCESS_OP_s& access) {
+    return access.type < accessForms.size() ? accessForms[access.type] : UNKNOWN_FORM;
+}
+
+bool modelledAccess(const std::byte* bytes) {
+    const auto access = as<ACCESS_OP_s>(bytes);
+    return access.enable == 0 || formOf(access) != CRYPTO_FORM;
+}
 
 bool validAccess(const params_s&, const std::byte* bytes) {
     const auto access = as<ACCESS_OP_s>(bytes);
     if (access.enable == 0) {
         return true;
     }
-    const access_form_e form = access.type < accessForms.size() ? accessForms[access.type] : UNKNOWN_FORM;
-    switch (form) {
+    if (access.enable != 1 || access.criteriaIdx > RXE_MAX_ACCESSES) {
+        return false;
+    }
+    switch (formOf(access)) {
         case BANK_FORM:
-            return access.enable == 1 && access.membank <= 3;
+            return access.membank <= 3;
         case WORDS_FORM:
-            return access.enable == 1 && access.membank <= 3 && access.wordCount >= 1 &&
-                   access.wordCount <= std::size(access.data);
+            return access.membank <= 3 && access.wordCount >= 1 && access.wordCount <= std::size(access.data);
         case LOCK_FORM:  // mask and action, 10 bits each
-            return access.enable == 1 && access.payload < (1U << 20);
+            return access.payload < (1U << 20);
         case OTHER_FORM:
-            return access.enable == 1;
+        case CRYPTO_FORM:
+            return true;
         default:
             return false;
     }
@@ -212,8 +246,10 @@ constexpr std::array ranges{
             .access = GET,
             .read = readPacketBits},
     range_s{RXE_PARAM_SELECT, 1, RXE_MAX_SELECTS, sizeof(SELECT_OP_s), RW, true, validSelect},
-    range_s{RXE_PARAM_INVENTORY, 1, 0xFF, sizeof(INVENTORY_OP_s), RW, true, validInventory},
-    range_s{RXE_PARAM_ACCESS, 1, RXE_MAX_ACCESSES, sizeof(ACCESS_OP_s), RW, true, validAccess},
+    range_s{RXE_PARAM_INVENTORY, 1, 0xFF, sizeof(INVENTORY_OP_s), RW, true, validInventory,
+            modelledInventory},
+    range_s{RXE_PARAM_ACCESS, 1, RXE_MAX_ACCESSES, sizeof(ACCESS_OP_s), RW, true, validAccess,
+            modelledAccess},
     range_s{RXE_PARAM_OLIO, 1, RXE_MAX_OLIOS, sizeof(OLIO_s), RW, true, validOlio},
     range_s{RXE_PARAM_CHANNEL, 1, RXE_MAX_CHANNELS, sizeof(CHANNEL_s), RW, false, validChannel},
     range_s{RXE_PARAM_HOP_PER_ROUND, 0, 0, U8, RW, false, upTo<1>},
@@ -222,11 +258,11 @@ constexpr std::array ranges{
     range_s{RXE_PARAM_ID_FILTER, 1, RXE_PARAM_AUTORESTART - RXE_PARAM_ID_FILTER - 1,
             sizeof(REPORT_FILTER_ID_s), RW, true, validIdFilter},
     range_s{RXE_PARAM_AUTORESTART, 0, 0, U8, RW, false, upTo<2>},
-    range_s{RXE_PARAM_PEAK_THRESHOLD, 0, 0, U8, RW},
+    range_s{RXE_PARAM_PEAK_THRESHOLD, 0, 0, U8, RW, false, upTo<12>},
     range_s{RXE_PARAM_STATIC_V_DYNAMIC, 0, 0, U8, RW},
     range_s{RXE_PARAM_AAR_HEIGHT, 0, 0, U16, RW},
     range_s{RXE_PARAM_TAG_HEIGHT, 0, 0, U16, RW},
-    range_s{RXE_PARAM_MONO_OR_COM, 0, 0, U8, RW},
+    range_s{RXE_PARAM_MONO_OR_COM, 0, 0, U8, RW, false, upTo<1>},
     range_s{RXE_PARAM_TX_DELAY_INTERVAL, 0, 0, U16, RW, false, validTxDelay},
     range_s{RXE_PARAM_DELAY_AFTER_SELECTS, 0, 0, U16, RW},
     range_s{RXE_PARAM_BLOCK_SIZE, 0, 0, U8, RW},
@@ -333,6 +369,8 @@ RXE_API_STATUS store(params_s* params, const range_s& range, std::uint16_t id, c
         std::ranges::fill(recordsOf(params, range), std::byte{});
     } else if (range.valid != nullptr && !range.valid(*params, record)) {
         return toApi(STATUS_BAD_RECORD);
+    } else if (range.modelled != nullptr && !range.modelled(record)) {
+        return toApi(STATUS_NOT_MODELLED);
     } else if (range.write != nullptr) {
         status = range.write(params, id, record);
     } else {
@@ -341,6 +379,8 @@ RXE_API_STATUS store(params_s* params, const range_s& range, std::uint16_t id, c
     params->generation.fetch_add(1, std::memory_order_relaxed);
     return status;
 }
+
+constexpr std::array<std::uint16_t, 2> nvmIds{RXE_NVM_PA_HI_TEMP, RXE_NVM_AMB_HI_TEMP};
 
 template <typename Record>
 void preset(params_s* params, unsigned id, const Record& record) {
@@ -364,7 +404,15 @@ void presetChannels(params_s* params) {
 
 void resetParams(const scenario_s& scenario, params_s* params) {
     const std::lock_guard lock(params->mutex);
+    // What RXE_setNVMParam has written outlives the connection.
+    std::array<std::byte, nvmIds.size()> kept{};
+    for (std::size_t i = 0; i < nvmIds.size() && !params->records.empty(); ++i) {
+        kept[i] = *recordIn(params, *findRange(nvmIds[i], true), nvmIds[i]);
+    }
     params->records.assign(offsets.back(), std::byte{});
+    for (std::size_t i = 0; i < nvmIds.size(); ++i) {
+        *recordIn(params, *findRange(nvmIds[i], true), nvmIds[i]) = kept[i];
+    }
     params->maxTxPower = scenario.maxTxPower;
     params->reader = {scenario.world.model, scenario.firmware, scenario.library};
     preset(params, RXE_PARAM_FW_VERSION, scenario.firmware);
@@ -374,6 +422,8 @@ void resetParams(const scenario_s& scenario, params_s* params) {
     preset(params, RXE_PARAM_HOP_PER_OLIO, std::uint8_t{1});
     preset(params, RXE_PARAM_DYNAMIC_RANGE, std::uint8_t{1});
     preset(params, RXE_PARAM_RSSI_THRESHOLD, std::int8_t{-128});
+    preset(params, RXE_PARAM_ANTENNA_CHECK, std::uint8_t{1});
+    preset(params, RXE_PARAM_GPIO_DIR, std::uint8_t{0xFF});  // a set bit is an input
     presetChannels(params);
     const PACKET_ENABLE_s allOff{};
     writePacketEnable(params, RXE_PARAM_PACKET_ENABLE, reinterpret_cast<const std::byte*>(&allOff));

@@ -19,10 +19,14 @@ void gatherOlios(const world_s& world, const params_s& params, plan_s* plan) {
         const unsigned antenna = olio.transmitAntenna;
         planned_olio_s planned{.id = static_cast<std::uint16_t>(id),
                                .olio = olio,
-                               .beam = isBeam(world, olio.transmitAntenna),
+                               .beam = isBeam(world.model, olio.transmitAntenna),
                                .link = linkOf(olio.linkProfileIndex)};
         if (!planned.beam && antenna <= MAX_PORTS) {
             planned.cableLoss = recordOf<std::uint8_t>(params, RXE_PARAM_CABLE_LOSS + antenna);
+            if (olio.receiveAntenna <= MAX_PORTS) {
+                planned.receiveLoss =
+                    recordOf<std::uint8_t>(params, RXE_PARAM_CABLE_LOSS + unsigned{olio.receiveAntenna});
+            }
         }
         if (olio.inventoryIndex != 0) {
             planned.inventory = recordOf<INVENTORY_OP_s>(params, RXE_PARAM_INVENTORY + olio.inventoryIndex);
@@ -36,12 +40,12 @@ void gatherLists(const params_s& params, plan_s* plan) {
     for (unsigned n = 1; n <= RXE_MAX_CHANNELS; ++n) {
         const auto channel = recordOf<CHANNEL_s>(params, RXE_PARAM_CHANNEL + n);
         if (channel.enable != 0) {
-            plan->channels.push_back({static_cast<std::uint16_t>(n), channel.frequency});
+            plan->channels.push_back({static_cast<std::uint16_t>(n), channel.frequency, channel.maxPower});
         }
     }
     for (unsigned id = 1; id <= RXE_MAX_SELECTS; ++id) {
         const auto select = recordOf<SELECT_OP_s>(params, RXE_PARAM_SELECT + id);
-        if (select.enable == 1) {  // other values are commands that this radio does not send
+        if (select.enable != 0) {
             plan->selects.push_back({static_cast<std::uint8_t>(id), select});
         }
     }
@@ -80,6 +84,10 @@ plan_s gatherPlan(const world_s& world, params_s* params) {
     plan.delayAfterSelects = recordOf<std::uint16_t>(*params, RXE_PARAM_DELAY_AFTER_SELECTS);
     plan.blockSize = std::max(recordOf<std::uint8_t>(*params, RXE_PARAM_BLOCK_SIZE), std::uint8_t{1});
     plan.dynamicRange = recordOf<std::uint8_t>(*params, RXE_PARAM_DYNAMIC_RANGE);
+    plan.antennaCount = recordOf<std::uint16_t>(*params, RXE_PARAM_NUM_ANTENNAS);
+    plan.peakThreshold = recordOf<std::uint8_t>(*params, RXE_PARAM_PEAK_THRESHOLD);
+    plan.staticThreshold = recordOf<std::uint8_t>(*params, RXE_PARAM_STATIC_V_DYNAMIC) != 0;
+    plan.centreOfMass = recordOf<std::uint8_t>(*params, RXE_PARAM_MONO_OR_COM) != 0;
     plan.arrayHeight = recordOf<std::uint16_t>(*params, RXE_PARAM_AAR_HEIGHT);
     plan.tagHeight = recordOf<std::uint16_t>(*params, RXE_PARAM_TAG_HEIGHT);
     return plan;

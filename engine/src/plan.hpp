@@ -17,8 +17,9 @@ namespace rxe {
 struct planned_olio_s {
     std::uint16_t id = 0;
     OLIO_s olio = {};
-    std::uint8_t cableLoss = 0;  // tenths of a dB, of the transmit antenna
-    bool beam = false;           // the transmit antenna is a beam of the array
+    std::uint8_t cableLoss = 0;    // tenths of a dB, of the transmit antenna
+    std::uint8_t receiveLoss = 0;  // and of a receive antenna of its own
+    bool beam = false;             // the transmit antenna is a beam of the array
     link_s link;
     INVENTORY_OP_s inventory = {};  // enabled, or the plan says that one is missing
 };
@@ -26,11 +27,12 @@ struct planned_olio_s {
 struct planned_channel_s {
     std::uint16_t number = 0;
     std::uint32_t frequency = 0;  // kHz
+    std::uint16_t maxPower = 0;   // tenths of dBm, 0 for no limit of its own
 };
 
 struct planned_select_s {
     std::uint8_t id = 0;
-    SELECT_OP_s select = {};
+    SELECT_OP_s select = {};  // `enable` other than 1: a Challenge
 };
 
 struct planned_access_s {
@@ -42,7 +44,7 @@ struct plan_s {
     std::uint64_t generation = 0;
     std::vector<planned_olio_s> olios;        // enabled ones, by id
     std::vector<planned_channel_s> channels;  // enabled ones, by number
-    std::vector<planned_select_s> selects;    // enabled Selects, by id
+    std::vector<planned_select_s> selects;    // enabled ones, by id
     std::vector<planned_access_s> accesses;   // enabled ones, by id
     std::vector<REPORT_FILTER_ID_s> idFilters;
     bool inventoryMissing = false;  // an olio names an inventory set that is not enabled
@@ -58,6 +60,10 @@ struct plan_s {
     std::uint16_t delayAfterSelects = 0;  // microseconds
     std::uint8_t blockSize = 1;           // words of one block write, 1 or more
     std::uint8_t dynamicRange = 1;        // 0 low, 1 normal, 2 high
+    std::uint16_t antennaCount = 0;       // ports that the reader has
+    std::uint8_t peakThreshold = 0;       // dB
+    bool staticThreshold = false;         // it counts from a fixed level
+    bool centreOfMass = false;            // bearings by the centre of mass, else by monopulse
     std::uint16_t arrayHeight = 0;        // tenths of the host's unit of length, as the tags'
     std::uint16_t tagHeight = 0;
 };

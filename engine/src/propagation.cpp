@@ -22,8 +22,28 @@ double fixedNormal(std::uint64_t bits) {
     return std::sqrt(-2 * std::log(u)) * std::cos(2 * std::numbers::pi * v);
 }
 
-double shadow(const air_s& air, const carrier_s& carrier, const tag_s& tag) {
-    return air.shadowDb <= 0 ? 0 : air.shadowDb * fixedNormal(mix64(tag.id) ^ carrier.antenna);
+double shadow(const air_s& air, std::uint16_t antenna, const tag_s& tag) {
+    return air.shadowDb <= 0 ? 0 : air.shadowDb * fixedNormal(mix64(tag.id) ^ antenna);
+}
+
+// Between one antenna and the tag, without cables and beams.
+struct way_s {
+    float metres = 0;
+    double gain = 0;  // dB
+};
+
+way_s wayOf(const world_s& world, std::uint16_t port, std::uint16_t antenna, const tag_s& tag,
+            place_s place) {
+    const place_s& from = world.antennas[port].place;
+    way_s way;
+    way.metres = std::hypot(place.x - from.x, place.y - from.y, place.z - from.z);
+    way.gain = world.antennas[port].gain + TAG_GAIN - pathLoss(way.metres, world.air.exponent) -
+               shadow(world.air, antenna, tag);
+    return way;
+}
+
+double beamGain(const beam_s& beam, float loss, const tag_s& tag) {
+    return ARRAY_GAIN - loss - polarisationLoss(beam.polarisation, unitInterval(mix64(tag.id)));
 }
 
 }  // namespace
@@ -34,23 +54,22 @@ double pathLoss(double metres, double exponent) {
 }
 
 path_s pathOf(const world_s& world, const carrier_s& carrier, const tag_s& tag, std::int64_t now) {
-    const antenna_s& antenna = world.antennas[carrier.beam ? 0 : carrier.antenna];
     const place_s place = placeAt(tag, now);
-    const float metres =
-        std::hypot(place.x - antenna.place.x, place.y - antenna.place.y, place.z - antenna.place.z);
+    const std::uint16_t port = carrier.beam ? std::uint16_t{0} : carrier.antenna;
+    const way_s out = wayOf(world, port, carrier.antenna, tag, place);
+    const bool apart = !carrier.beam && carrier.receiver != 0;
+    const way_s back = apart ? wayOf(world, carrier.receiver, carrier.receiver, tag, place) : out;
     path_s path;
-    path.metres = metres;
-    double gain = antenna.gain;
-    double polarisation = POLARISATION;
+    path.metres = (out.metres + back.metres) / 2;
+    double outGain = out.gain - POLARISATION, backGain = back.gain - POLARISATION;
     if (carrier.beam) {
-        path.seen = directionTo(antenna.place, place);
-        gain += ARRAY_GAIN - beamLoss(carrier.direction, path.seen);
-        polarisation = polarisationLoss(carrier.direction.polarisation, unitInterval(mix64(tag.id)));
+        path.seen = directionTo(world.antennas[0].place, place);
+        path.listeningLoss = carrier.allBeams ? 0 : beamLoss(carrier.listening, path.seen);
+        outGain = out.gain + beamGain(carrier.direction, beamLoss(carrier.direction, path.seen), tag);
+        backGain = back.gain + beamGain(carrier.listening, path.listeningLoss, tag);
     }
-    const double oneWay = gain + TAG_GAIN - polarisation - pathLoss(metres, world.air.exponent) -
-                          shadow(world.air, carrier, tag);
-    path.atTag = static_cast<float>(carrier.power - carrier.cableLoss + oneWay);
-    path.atReader = static_cast<float>(path.atTag + oneWay - MODULATION - carrier.cableLoss);
+    path.atTag = static_cast<float>(carrier.power - carrier.cableLoss + outGain);
+    path.atReader = static_cast<float>(path.atTag + backGain - MODULATION - carrier.receiveLoss);
     return path;
 }
 

@@ -16,17 +16,22 @@ namespace rxe {
 struct carrier_s {
     std::uint16_t antenna = 0;  // port number or beam id
     bool beam = false;
-    beam_s direction;      // of a beam
-    double power = 0;      // dBm at the reader's connector
-    double cableLoss = 0;  // dB
+    beam_s direction;            // of a beam
+    std::uint16_t receiver = 0;  // port that listens; 0: the one that transmits
+    beam_s listening;            // the beam that listens
+    bool allBeams = false;       // all of its polarisation do, and the best one counts
+    double power = 0;            // dBm at the reader's connector
+    double cableLoss = 0;        // dB
+    double receiveLoss = 0;      // dB, of the receiving cable
 };
 
 // One tag as one carrier meets it.
 struct path_s {
-    float metres = 0;
-    float atTag = -200;     // dBm
-    float atReader = -200;  // dBm
-    direction_s seen;       // from the array; zeros for a port
+    float metres = 0;         // one way; the mean of both when another antenna listens
+    float atTag = -200;       // dBm
+    float atReader = -200;    // dBm
+    direction_s seen;         // from the array; zeros for a port
+    float listeningLoss = 0;  // dB of the beam that listens, off its middle
 };
 
 path_s pathOf(const world_s& world, const carrier_s& carrier, const tag_s& tag, std::int64_t now);

@@ -13,11 +13,12 @@
 namespace rxe {
 namespace {
 
-constexpr std::uint32_t WARNING_PERCENT = 90;  // of the database's capacity
 constexpr double DEGREE = std::numbers::pi / 180;
 // Bearings: error in degrees at a strong signal, and at the decoder's edge on top.
 constexpr double BEST_BEARING = 1.0, WORST_BEARING = 10.0;
-constexpr int BEAM_CONFIDENCE = 25;  // of the beam's own direction, where only one beam listened
+constexpr float MASS_DEPTH = 10;      // dB below the strongest beam that still count for the centre of mass
+constexpr double STATIC_FLOOR = -84;  // dBm that a static peak threshold counts from
+constexpr int BEAM_CONFIDENCE = 25;   // of the beam's own direction, where only one beam listened
 
 struct tag_packet_s {
     std::uint16_t rawType;
@@ -32,45 +33,53 @@ constexpr std::array tagPackets{
     tag_packet_s{TYPE_TAG_COMPLETE, ALL_FIELDS},
 };
 
-void warnOfDatabase(run_s* run, seen_e seen) {
-    engine_s* const engine = run->engine;
-    reported_s& reported = engine->radio.reported;
-    const std::uint32_t capacity = engine->radio.world.dbCapacity;
-    const auto used = static_cast<std::uint32_t>(reported.tags.used);
-    if (seen == seen_e::NEW && !reported.warned &&
-        std::uint64_t{used} * 100 >= std::uint64_t{capacity} * WARNING_PERCENT) {
-        reported.warned = true;
-        byte_writer_s writer = payloadWriter(engine);
-        put(&writer, used, 4);
-        put(&writer, capacity - used, 4);
-        deliver(engine, TYPE_DB_WARNING, writer.size);
-    }
-    if (seen == seen_e::NO_ROOM && !reported.full) {
-        reported.full = true;
-        deliver(engine, TYPE_DB_ERROR, 0);
-    }
-}
-
 std::uint8_t percent(double value) {
     return static_cast<std::uint8_t>(std::clamp(std::lround(value), 0L, 100L));
 }
 
+// Where the levels on the beams around the strongest have their centre of mass:
+// a tag beyond the outermost ring is drawn inwards.
+direction_s centreOfMass(const beam_s& listening, direction_s seen) {
+    const std::vector<std::uint16_t> beams = heatMapBeams(listening.polarisation);
+    const auto lossOf = [&](std::uint16_t id) { return beamLoss(beamOf(id), seen); };
+    const float least = lossOf(std::ranges::min(beams, {}, lossOf));
+    double x = 0, y = 0, down = 0;
+    for (const std::uint16_t id : beams) {
+        const beam_s beam = beamOf(id);
+        const float loss = beamLoss(beam, seen);
+        const double mass = loss > least + MASS_DEPTH ? 0 : std::pow(10, -loss / 10);
+        const double out = std::sin(beam.elevation * DEGREE);
+        x += mass * out * std::cos(beam.azimuth * DEGREE);
+        y += mass * out * std::sin(beam.azimuth * DEGREE);
+        down += mass * std::cos(beam.elevation * DEGREE);
+    }
+    return directionTo({}, {static_cast<float>(x), static_cast<float>(y), static_cast<float>(-down)});
+}
+
+// Whether a level stands out far enough for a bearing: by the peak threshold
+// above what the link decodes, or above a fixed level.
+bool isPeak(const plan_s& plan, const active_olio_s& olio, float level) {
+    return level >= (plan.staticThreshold ? STATIC_FLOOR : olio.sensitivity) + plan.peakThreshold;
+}
+
 // The bearing as the array works it out: from the levels on all beams of a
 // polarisation when it listens on all, else the beam's own direction.
-void findBearing(run_s* run, const planned_olio_s& planned, const active_olio_s& olio,
-                 const sighting_s& sighting, tag_read_s* read) {
-    const beam_s& beam = olio.field.carrier.direction;
+void findBearing(run_s* run, const active_olio_s& olio, const sighting_s& sighting, tag_read_s* read) {
+    const carrier_s& carrier = olio.field.carrier;
+    const beam_s& beam = carrier.allBeams ? carrier.direction : carrier.listening;
     double azimuth = beam.azimuth, elevation = beam.elevation;
     std::uint8_t confidence = BEAM_CONFIDENCE;
-    if (isPattern(planned.olio.receiveAntenna)) {
+    if (carrier.allBeams && isPeak(run->plan, olio, sighting.level)) {
         random_s* const random = &run->engine->radio.random;
+        const direction_s seen = run->plan.centreOfMass
+                                     ? centreOfMass(carrier.listening, sighting.lit.path.seen)
+                                     : sighting.lit.path.seen;
         const double snr = std::max(0.0, sighting.level - olio.sensitivity);
         const double error = BEST_BEARING + WORST_BEARING * std::pow(10, -snr / 20);
-        elevation = std::abs(static_cast<double>(sighting.lit.path.seen.elevation) + error * normal(random));
+        elevation = std::abs(static_cast<double>(seen.elevation) + error * normal(random));
         // The closer to straight down, the less an azimuth means.
         const double spread = error / std::max(std::sin(elevation * DEGREE), 0.1);
-        azimuth = std::fmod(
-            static_cast<double>(sighting.lit.path.seen.azimuth) + spread * normal(random) + 720, 360);
+        azimuth = std::fmod(static_cast<double>(seen.azimuth) + spread * normal(random) + 720, 360);
         confidence = percent(40 + 2 * snr);
     }
     read->azimuth = static_cast<std::uint16_t>(azimuth * 10);
@@ -96,23 +105,17 @@ void sendTag(run_s* run, const tag_read_s& read) {
     ++run->reads;
 }
 
-// The level on every beam of the heat map, from the one on the beam that transmits.
-void sendLevels(run_s* run, const planned_olio_s& planned, const active_olio_s& olio,
-                const sighting_s& sighting) {
+// The level on every beam of the heat map, from the one that was heard.
+void sendLevels(run_s* run, const active_olio_s& olio, const sighting_s& sighting) {
     if (!olio.field.carrier.beam || !wanted(*run->engine, TYPE_PARALLEL_RSSI)) {
         return;
     }
-    const beam_s& sender = olio.field.carrier.direction;
-    const int polarisation =
-        isPattern(planned.olio.receiveAntenna) && planned.olio.receiveAntenna > PATTERN_BASE
-            ? (planned.olio.receiveAntenna - PATTERN_BASE) * 1000
-            : sender.polarisation;
-    const std::vector<std::uint16_t> beams = heatMapBeams(polarisation);
+    const std::vector<std::uint16_t> beams = heatMapBeams(olio.field.carrier.listening.polarisation);
     byte_writer_s writer = payloadWriter(run->engine);
     put(&writer, beams.size(), 2);
     for (const std::uint16_t id : beams) {
-        const float level = sighting.level + beamLoss(sender, sighting.lit.path.seen) -
-                            beamLoss(beamOf(id), sighting.lit.path.seen);
+        const float level =
+            sighting.level + sighting.lit.path.listeningLoss - beamLoss(beamOf(id), sighting.lit.path.seen);
         put(&writer, id, 2);
         put(&writer, std::bit_cast<std::uint32_t>(level), 4);
     }
@@ -132,7 +135,7 @@ bool reportTag(run_s* run, std::size_t position, const sighting_s& sighting) {
     if (seen != seen_e::KNOWN) {
         ++run->passUniques;
         run->lastUnique = radio.now;
-        warnOfDatabase(run, seen);
+        warnOfDatabase(run->engine, seen == seen_e::NO_ROOM);
     }
     if (!passesIdFilters(run->plan.idFilters, reply.epc, reply.epcBits)) {
         return false;
@@ -163,10 +166,10 @@ bool reportTag(run_s* run, std::size_t position, const sighting_s& sighting) {
                     .crc = reply.crc,
                     .rssi = rssi};
     if (olio.field.carrier.beam) {
-        findBearing(run, planned, olio, sighting, &read);
+        findBearing(run, olio, sighting, &read);
     }
     sendTag(run, read);
-    sendLevels(run, planned, olio, sighting);
+    sendLevels(run, olio, sighting);
     return true;
 }
 

@@ -105,7 +105,7 @@ seen_e noteSeen(tag_key_t key, std::uint32_t capacity, reported_s* reported) {
     if (findState(&reported->tags, key) != nullptr) {
         return seen_e::KNOWN;
     }
-    if (reported->tags.used >= capacity) {
+    if (usedRoom(*reported) >= capacity) {
         return seen_e::NO_ROOM;
     }
     addState(&reported->tags, key);

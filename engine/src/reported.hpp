@@ -42,13 +42,19 @@ enum class seen_e : std::uint8_t { KNOWN, NEW, NO_ROOM };
 
 struct reported_s {
     state_table_s tags;
-    state_table_s perOlio;  // keys of EPC and olio
-    report_state_s noRoom;  // stands in for a tag without an entry
-    bool warned = false;    // DB_WARNING has been sent
-    bool full = false;      // DB_ERROR has
+    std::size_t elsewhere = 0;  // entries of tags that nobody here will read
+    state_table_s perOlio;      // keys of EPC and olio
+    report_state_s noRoom;      // stands in for a tag without an entry
+    bool warned = false;        // DB_WARNING has been sent
+    bool full = false;          // DB_ERROR has
 };
 
 void clearReported(reported_s* reported);
+
+// Entries in use.
+inline std::size_t usedRoom(const reported_s& reported) {
+    return reported.tags.used + reported.elsewhere;
+}
 
 // Enters the tag when there is room for it.
 seen_e noteSeen(tag_key_t key, std::uint32_t capacity, reported_s* reported);

@@ -46,6 +46,10 @@ void sendSelects(round_s* round) {
         }
         any = true;
         const link_s& link = round->planned->link;
+        if (planned.select.enable != 1) {  // a Challenge, which no tag of this field knows
+            pass(run, commandTime(link, CHALLENGE) + t4(link));
+            continue;
+        }
         pass(run, commandTime(link, selectCommand(planned.select.length)) + t4(link));
         world_s& world = run->engine->radio.world;
         for (const lit_tag_s& lit : round->olio->field.lit) {

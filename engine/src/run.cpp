@@ -9,6 +9,7 @@
 #include "link_profiles.hpp"
 #include "population.hpp"
 #include "run_state.hpp"
+#include "status.hpp"
 
 namespace rxe {
 namespace {
@@ -20,6 +21,7 @@ constexpr std::int64_t TRIGGER_POLL = 10000;
 // ETSI EN 302 208 below.
 constexpr std::uint32_t BAND_EDGE = 900000;  // kHz
 constexpr std::int64_t MAX_ON_HIGH_BAND = 400000, MAX_ON_LOW_BAND = 4000000;
+constexpr std::int64_t ONLY_CHANNEL_REST = 100000;  // by the same, when there is no other one
 
 // Whether the level of a port has been as wanted for `hold` ms, counted from
 // `watched` at the earliest.
@@ -57,6 +59,9 @@ stop_cause_e causeToStop(const run_s& run) {
     const std::int64_t elapsed = run.engine->radio.now - run.begin;
     if (stopRequested(*run.engine)) {
         return CAUSE_HOST;
+    }
+    if (run.engine->radio.fault) {
+        return CAUSE_ERROR;
     }
     if (stop.duration != 0 && elapsed >= stop.duration * MILLISECOND) {
         return CAUSE_DURATION;
@@ -105,6 +110,15 @@ void sendAntennaInfo(run_s* run, std::uint16_t olioId, const OLIO_s& olio) {
     deliver(run->engine, TYPE_ANTENNA_INFO, writer.size);
 }
 
+void carrierOff(run_s* run, const planned_olio_s& planned) {
+    byte_writer_s writer = payloadWriter(run->engine);
+    put(&writer, planned.id, 2);
+    put(&writer, planned.olio.transmitAntenna, 2);
+    put(&writer, run->channel.frequency, 4);
+    deliver(run->engine, TYPE_CW_OFF, writer.size);
+    run->engine->radio.onAir = NOT_ON_AIR;
+}
+
 void doOlio(run_s* run, std::size_t position) {
     radio_s& radio = run->engine->radio;
     const planned_olio_s& planned = run->plan.olios[position];
@@ -122,6 +136,7 @@ void doOlio(run_s* run, std::size_t position) {
         doRound(run, position);
         ++rounds;
     } while (!mustStop(run) && !olioIsDone(*run, planned.olio, rounds));
+    carrierOff(run, planned);
     darken(radio.now, &radio.world, &olio.field);
     olio.field.lit.clear();
     radio.onAir = NOT_ON_AIR;
@@ -138,32 +153,64 @@ void restBetweenPasses(run_s* run) {
     }
 }
 
-active_olio_s activate(const world_s& world, const planned_olio_s& planned, std::uint8_t dynamicRange) {
+// What listens: the antenna that transmits, another port, another beam, or all
+// beams of a polarisation.
+void listenWith(const planned_olio_s& planned, carrier_s* carrier) {
+    const std::uint16_t antenna = planned.olio.receiveAntenna;
+    carrier->listening = carrier->direction;
+    if (planned.beam && isPattern(antenna)) {
+        carrier->allBeams = true;
+        if (antenna > PATTERN_BASE) {
+            carrier->listening.polarisation = (antenna - PATTERN_BASE) * 1000;
+        }
+    } else if (planned.beam) {
+        carrier->listening = beamOf(antenna);
+    } else if (antenna != carrier->antenna && antenna <= MAX_PORTS) {
+        carrier->receiver = antenna;
+        carrier->receiveLoss = planned.receiveLoss / 10.0;
+    }
+}
+
+active_olio_s activate(const world_s& world, const plan_s& plan, const planned_olio_s& planned) {
     active_olio_s olio;
     carrier_s& carrier = olio.field.carrier;
-    carrier.antenna = planned.olio.transmitAntenna;
+    // A port that the reader has not got radiates no more than port 0 does.
+    const bool fitted = planned.beam || planned.olio.transmitAntenna <= plan.antennaCount;
+    carrier.antenna = fitted ? planned.olio.transmitAntenna : std::uint16_t{0};
     carrier.beam = planned.beam;
     carrier.direction = planned.beam ? beamOf(planned.olio.transmitAntenna) : beam_s{};
     carrier.power = planned.olio.transmitPower / 10.0;
-    carrier.cableLoss = planned.cableLoss / 10.0;
+    carrier.cableLoss = carrier.receiveLoss = planned.cableLoss / 10.0;
+    listenWith(planned, &carrier);
     olio.field.changes = world.changes - 1;
     // A receiver made for strong neighbours hears weak tags less well.
-    olio.sensitivity = receiverSensitivity(planned.link) + (dynamicRange - 1) * 3.0;
+    olio.sensitivity = receiverSensitivity(planned.link) + (plan.dynamicRange - 1) * 3.0;
     olio.wantsB = planned.inventory.target == 1;
     return olio;
+}
+
+// Every channel has its turn before one comes again, in an order of chance.
+void shuffleChannels(run_s* run) {
+    std::vector<planned_channel_s>& channels = run->plan.channels;
+    for (auto left = static_cast<std::uint32_t>(channels.size()); left > 1; --left) {
+        std::swap(channels[left - 1], channels[randomBelow(&run->engine->radio.random, left)]);
+    }
 }
 
 void takePlan(run_s* run) {
     const world_s& world = run->engine->radio.world;
     run->plan = gatherPlan(world, &run->engine->params);
+    run->nextChannel = 0;
+    shuffleChannels(run);
     run->olios.clear();
     for (const planned_olio_s& planned : run->plan.olios) {
-        run->olios.push_back(activate(world, planned, run->plan.dynamicRange));
+        run->olios.push_back(activate(world, run->plan, planned));
     }
 }
 
 void doPasses(run_s* run) {
     run->begin = run->lastUnique = run->engine->radio.now;
+    run->engine->radio.fault = false;
     while (!mustStop(run)) {
         if (run->plan.generation != run->engine->params.generation.load(std::memory_order_relaxed)) {
             takePlan(run);
@@ -172,6 +219,7 @@ void doPasses(run_s* run) {
             run->cause = CAUSE_NO_OLIOS;
         } else if (run->plan.inventoryMissing || run->plan.channels.empty()) {
             run->cause = CAUSE_MISCONFIGURED;
+            sendApiError(run->engine, STATUS_MISCONFIGURED);
         }
         run->passReads = run->passUniques = 0;
         for (std::size_t i = 0; i < run->plan.olios.size() && !mustStop(run); ++i) {
@@ -209,6 +257,7 @@ void sendEnd(run_s* run, bool last) {
                             .rounds = static_cast<std::uint16_t>(std::min(run->rounds, 0xFFFFU)),
                             .stopCause = run->cause};
     deliver(engine, TYPE_START_INFO3, encodeStartInfo(info, payloadRoom(engine)));
+    logShadow(engine);  // before the last packet: the host may end the log with it
     if (last) {
         engine->activity.store(activity_e::ENDING, std::memory_order_relaxed);
     }
@@ -216,8 +265,26 @@ void sendEnd(run_s* run, bool last) {
     put(&writer, 0x0809, 2);
     put(&writer, run->cause, 2);
     deliver(engine, TYPE_END_OF_RUN, writer.size);
-    logShadow(engine);
     flushLog(&engine->log);
+}
+
+// The power that the channel leaves of the olio's, in tenths of dBm.
+std::int16_t limitPower(run_s* run, const planned_olio_s& planned, field_s* field) {
+    const std::int16_t asked = planned.olio.transmitPower;
+    const int most = run->channel.maxPower == 0 ? asked : run->channel.maxPower;
+    const auto power = static_cast<std::int16_t>(std::min<int>(asked, most));
+    if (power < asked) {
+        byte_writer_s writer = payloadWriter(run->engine);
+        put(&writer, planned.id, 2);
+        put(&writer, run->channel.frequency, 4);
+        put(&writer, static_cast<std::uint16_t>(power), 2);
+        deliver(run->engine, TYPE_CHAN_PWR_LMT, writer.size);
+    }
+    if (field->carrier.power != power / 10.0) {
+        field->carrier.power = power / 10.0;
+        field->changes = run->engine->radio.world.changes - 1;  // other tags are in reach
+    }
+    return power;
 }
 
 bool triggerFires(const run_s& run, std::int64_t watched) {
@@ -247,15 +314,22 @@ void hop(run_s* run, std::size_t position) {
     if (planned.inventory.session == 0) {  // whose flags are all A again
         run->olios[position].wantsB = planned.inventory.target == 1;
     }
-    const auto count = static_cast<std::uint32_t>(run->plan.channels.size());
-    run->channel = run->plan.channels[randomBelow(&radio.random, count)];
+    if (run->plan.channels.size() == 1 && channelIsUsedUp(*run)) {
+        carrierOff(run, planned);
+        advance(run->engine, ONLY_CHANNEL_REST);
+    }
+    run->channel = run->plan.channels[run->nextChannel++ % run->plan.channels.size()];
+    const std::int16_t power = limitPower(run, planned, &run->olios[position].field);
     byte_writer_s writer = payloadWriter(run->engine);
     put(&writer, planned.id, 2);
     put(&writer, planned.olio.transmitAntenna, 2);
     put(&writer, run->channel.frequency, 4);
     deliver(run->engine, TYPE_CW_ON, writer.size);
     run->carrierSince = radio.now;
-    radio.onAir = planned.olio.transmitPower;
+    radio.onAir = power;
+    if (planned.beam) {
+        measureEcho(run->engine, run->channel.number, power);
+    }
     advance(run->engine, POWER_UP);
 }
 
@@ -285,12 +359,15 @@ void runInventory(engine_s* engine, run_totals_s* totals) {
             doPasses(&run);
         }
         // After an error of the host's making a new try would end the same way.
-        const bool byRule = run.cause != CAUSE_HOST && run.cause < CAUSE_NO_OLIOS;
+        const bool byRule = run.cause != CAUSE_HOST && run.cause < CAUSE_ERROR;
         last = !(byRule && triggered && run.plan.autorestart != 0);
         if (totals != nullptr) {
             *totals = {engine->radio.now - run.begin, run.reads, run.rounds};
         }
         sendEnd(&run, last);
+        if (!last) {
+            deliver(engine, TYPE_RESTART, 0);
+        }
     }
 }
 

@@ -25,6 +25,7 @@ enum stop_cause_e : std::uint16_t {
     CAUSE_DURATION = 4,
     CAUSE_TAG_COUNT = 8,
     CAUSE_GPI = 16,
+    CAUSE_ERROR = 32,
     CAUSE_NO_OLIOS = 64,
     CAUSE_MISCONFIGURED = 1024,
 };
@@ -49,7 +50,8 @@ struct run_s {
     std::int64_t olioBegin = 0;
     std::int64_t olioEnd = 0;
     planned_channel_s channel;  // on air
-    std::uint32_t reads = 0;    // reported
+    std::size_t nextChannel = 0;
+    std::uint32_t reads = 0;  // reported
     std::uint32_t rounds = 0;
     std::uint32_t loops = 0;      // passes through the olios
     std::uint32_t passReads = 0;  // in this pass, reported or not

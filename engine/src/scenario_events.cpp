@@ -127,6 +127,20 @@ constexpr std::array errorKeys{
                 [](const json_t& v, draft_s* d) { return takeText(v, MAX_TEXT, &d->event.operation); }, true},
 };
 
+constexpr std::array apiErrorKeys{
+    event_key_t{"code",
+                [](const json_t& v, draft_s* d) {
+                    std::uint32_t code = 0;
+                    refusal_s refusal = takeInteger(v, 0, 0xFFFFFFFF, &code);
+                    for (int shift = 0; shift < 32; shift += 8) {  // least significant byte first
+                        d->event.bytes.push_back(static_cast<std::uint8_t>(code >> shift));
+                    }
+                    return refusal;
+                },
+                true},
+};
+constexpr std::array<event_key_t, 0> faultKeys{};
+
 refusal_s finishFail(draft_s* draft) {
     const failing_s& row = draft->failing;
     if (row.operation.empty() && row.parameter < 0) {
@@ -184,6 +198,12 @@ constexpr std::array vocabulary{
     vocabulary_s{"leave", event_e::TAG_LEAVE, takeBy<leaveKeys>, "epc"},
     vocabulary_s{"database", event_e::DATABASE, takeBy<databaseKeys>, "state"},
     vocabulary_s{"error", event_e::PACKET, takeBy<errorKeys>, "text", finishError},
+    vocabulary_s{"apiError", event_e::PACKET, takeBy<apiErrorKeys>, "code",
+                 [](draft_s* draft) {
+                     draft->event.rawType = TYPE_API_ERROR;
+                     return refusal_s{};
+                 }},
+    vocabulary_s{"fault", event_e::FAULT, takeBy<faultKeys>, ""},
 };
 
 refusal_s takeNamed(const json_t& value, event_s* event) {

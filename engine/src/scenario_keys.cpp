@@ -35,6 +35,15 @@ refusal_s under(std::string_view step, refusal_s refusal) {
     return refusal;
 }
 
+refusal_s unknownKey(std::string_view name, std::span<const std::string_view> known) {
+    std::string text =
+        known.empty() ? "is not a known key; there are none" : "is not a known key; known are ";
+    for (std::size_t i = 0; i < known.size(); ++i) {
+        text += (i == 0 ? "\"" : ", \"") + std::string(known[i]) + '"';
+    }
+    return under(name, {text, {}});
+}
+
 std::string lineOf(const refusal_s& refusal) {
     return refusal.path.empty() ? refusal.text : '"' + refusal.path + "\" " + refusal.text;
 }

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <iterator>
 #include <limits>
 #include <nlohmann/json.hpp>
 #include <span>
@@ -41,6 +42,9 @@ struct key_s {
     bool required = false;
 };
 
+// "is not a known key", and those that are.
+refusal_s unknownKey(std::string_view name, std::span<const std::string_view> known);
+
 template <typename Record>
 refusal_s takeKeys(const json_t& object, std::span<const key_s<Record>> keys, Record* record) {
     if (!object.is_object()) {
@@ -49,7 +53,9 @@ refusal_s takeKeys(const json_t& object, std::span<const key_s<Record>> keys, Re
     for (const auto& [name, value] : object.items()) {
         const auto key = std::ranges::find(keys, std::string_view(name), &key_s<Record>::name);
         if (key == keys.end()) {
-            return under(name, {"is not a known key", {}});
+            std::vector<std::string_view> known;
+            std::ranges::transform(keys, std::back_inserter(known), &key_s<Record>::name);
+            return unknownKey(name, known);
         }
         if (refusal_s refusal = key->take(value, record)) {
             return under(name, std::move(refusal));

@@ -39,10 +39,13 @@ refusal_s takeLocks(const json_t& value, std::uint16_t* locks) {
     std::uint16_t taken = 0;
     for (const auto& [name, word] : value.items()) {
         const auto field = std::ranges::find(lockFields, std::string_view(name), &lock_field_s::name);
+        if (field == lockFields.end()) {
+            std::vector<std::string_view> known;
+            std::ranges::transform(lockFields, std::back_inserter(known), &lock_field_s::name);
+            return unknownKey(name, known);
+        }
         unsigned bits = 0;
-        refusal_s refusal = field == lockFields.end() ? refusal_s{"is not a known key", {}}
-                                                      : takeWord(word, lockWords, &bits);
-        if (refusal) {
+        if (refusal_s refusal = takeWord(word, lockWords, &bits)) {
             return under(name, std::move(refusal));
         }
         taken = static_cast<std::uint16_t>(taken | (field->bit * bits) / 2);

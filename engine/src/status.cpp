@@ -31,6 +31,8 @@ constexpr std::array statusTexts{
     status_text_s{STATUS_TIMEOUT, "the callback did not return in time"},
     status_text_s{STATUS_NO_THREAD, "the radio thread could not be started"},
     status_text_s{STATUS_NOT_SUPPORTED, "this reader or its firmware has no such parameter"},
+    status_text_s{STATUS_NOT_MODELLED, "the software radio does not model this command"},
+    status_text_s{STATUS_MISCONFIGURED, "an enabled olio lacks its inventory set or a channel"},
     status_text_s{RXE_NO_START_ONGOING, "no start is under way"},
 };
 

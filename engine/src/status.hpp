@@ -27,6 +27,8 @@ enum status_e : int {
     STATUS_TIMEOUT = 17,
     STATUS_NO_THREAD = 18,
     STATUS_NOT_SUPPORTED = 19,
+    STATUS_NOT_MODELLED = 20,
+    STATUS_MISCONFIGURED = 21,  // in API_ERROR packets only
 };
 
 constexpr RXE_API_STATUS toApi(status_e status) {

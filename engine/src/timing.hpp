@@ -40,6 +40,7 @@ constexpr command_s QUERY_REP{4, 2};
 constexpr command_s ACK{18, 9};
 constexpr command_s QUERY{22, 11};
 constexpr command_s QUERY_ADJUST{9, 4.5};
+constexpr command_s CHALLENGE{48, 22};  // without a message
 constexpr command_s NAK{8, 2};
 constexpr command_s REQ_RN{40, 19};
 constexpr command_s READ{58, 21};

@@ -73,9 +73,10 @@ struct alignas(64) tag_s {
     std::array<std::vector<std::uint8_t>, BANK_COUNT> banks;
     std::uint16_t xpc1 = 0;  // XPC_W1 and XPC_W2, in the EPC bank at words 21h and 22h
     std::uint16_t xpc2 = 0;
-    std::uint16_t locks = 0;  // lock_e
-    bool blockWrites = true;  // knows BlockWrite; without, answers "not supported"
-    float sensitivity = -18;  // dBm at the tag that wake it; a write takes 4 dB more
+    std::uint16_t locks = 0;         // lock_e
+    std::uint32_t lockedBlocks = 0;  // bit n: block n of USER, four words each, is locked for good
+    bool blockWrites = true;         // knows BlockWrite; without, answers "not supported"
+    float sensitivity = -18;         // dBm at the tag that wake it; a write takes 4 dB more
 
     place_s place;     // at the time `placedAt`
     place_s velocity;  // metres a second
@@ -134,9 +135,8 @@ inline bool isPresent(const tag_s& tag, std::int64_t now) {
     return now >= tag.enters && now < tag.leaves && !tag.killed;
 }
 // Whether an antenna id of an olio is a beam of the array rather than a port.
-inline bool isBeam(const world_s& world, std::uint16_t antenna) {
-    return world.model == reader_model_e::QDX4400 ||
-           (world.model == reader_model_e::ANY && antenna > MAX_PORTS);
+constexpr bool isBeam(reader_model_e model, std::uint16_t antenna) {
+    return model == reader_model_e::QDX4400 || (model == reader_model_e::ANY && antenna > MAX_PORTS);
 }
 
 // --- Events: posted by the scenario's timeline and the control socket's
@@ -153,7 +153,8 @@ enum class event_e : std::uint8_t {
     TAG_ENTER,   // tag
     TAG_MOVE,    // epc, place, velocity
     TAG_LEAVE,   // epc
-    DATABASE,    // flag: full, else nearly so; the packets that tell of it
+    DATABASE,    // flag: full, else nearly so; by tags that have been read elsewhere
+    FAULT,       // the run ends with an error
     PACKET,      // rawType, bytes: a packet to send as it stands
 };
 

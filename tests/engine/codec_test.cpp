@@ -79,27 +79,6 @@ TEST(Codec, EveryCutIsNoticed) {
     }
 }
 
-TEST(Codec, OtherRecords) {
-    ACCESS_INFO_s access;
-    ASSERT_EQ(format({ACCESS_INFO, {7, 1, 0, 3, 0xA, 0xB, 0xC}}, &access), RXE_OK);
-    EXPECT_EQ(access.accessId, 7);
-    EXPECT_EQ(access.result, 1);
-    EXPECT_EQ(access.dataLength, 3U);
-    EXPECT_EQ(access.data[2], 0xC);
-    PARALLEL_RSSI_s levels;
-    ASSERT_EQ(format({0x0A8E, {0, 2, 0x0B, 0xB8, 0xC2, 0x48, 0, 0, 0xFF, 0xFF, 0xC2, 0x70, 0, 0}}, &levels),
-              RXE_OK);
-    EXPECT_EQ(levels.count, 2U);
-    EXPECT_EQ(levels.beam[0], 3000);
-    EXPECT_EQ(levels.beam[1], -1);
-    EXPECT_FLOAT_EQ(levels.rssi[0], -50);
-    EXPECT_FLOAT_EQ(levels.rssi[1], -60);
-    DB_WARNING_s warning;
-    ASSERT_EQ(format({0x0B8D, {0, 0, 1, 0, 0, 0, 0, 9}}, &warning), RXE_OK);
-    EXPECT_EQ(warning.used, 256U);
-    EXPECT_EQ(warning.free, 9U);
-}
-
 TEST(Codec, RefusesWhatItCannotRead) {
     const struct {
         const char* legend;

@@ -4,7 +4,8 @@
 
 namespace {
 
-constexpr std::uint16_t AMB_HI = 0x0B82, AMB_CRIT = 0x0B83, PA_HI = 0x0B85, PA_CRIT = 0x0B86;
+constexpr std::uint16_t AMB_HI = 0x0B82, AMB_CRIT = 0x0B83, AMB_LO = 0x0B84, PA_HI = 0x0B85, PA_CRIT = 0x0B86,
+                        PA_LO = 0x0B87;
 
 class Health : public ScenarioRadio {
   protected:
@@ -34,7 +35,7 @@ TEST_F(Health, TemperaturesFollowTheWork) {
     };
     for (const auto& row : cases) {
         SCOPED_TRACE(row.legend);
-        ASSERT_EQ(connect(R"({"clock": "fast", "control": "none", "tags": {"count": 1}, "temperatures": {
+        ASSERT_EQ(connect(R"({"clock": "fast", "tags": {"count": 1}, "temperatures": {
             "pa": {"idle": 40, "rise": 40, "seconds": 10}, "ambient": {"idle": 25, "rise": 10, "seconds": 20}}})"),
                   RXE_OK);
         EXPECT_EQ(degrees(RXE_PARAM_PA_TEMP), 40);
@@ -42,9 +43,7 @@ TEST_F(Health, TemperaturesFollowTheWork) {
         OLIO_s record = olio(1, RXE_STOP_DWELL_TIME, 100);
         record.transmitPower = row.power;
         configure({record});
-        PER_RADIO_STOP_s stop = {};
-        stop.duration = row.milliseconds;
-        ASSERT_EQ(set(RXE_PARAM_RADIO_STOP, stop), RXE_OK);
+        ASSERT_EQ(set(RXE_PARAM_RADIO_STOP, stopRecord(row.milliseconds, 0)), RXE_OK);
         run();
         EXPECT_NEAR(degrees(RXE_PARAM_PA_TEMP), row.pa, 1);
         EXPECT_NEAR(degrees(RXE_PARAM_AMB_TEMP), row.ambient, 1);
@@ -53,7 +52,7 @@ TEST_F(Health, TemperaturesFollowTheWork) {
 }
 
 TEST_F(Health, AnIdleRadioCoolsDown) {
-    ASSERT_EQ(connect(R"({"control": "none", "temperatures": {"pa": {"idle": 30, "seconds": 0.2}},
+    ASSERT_EQ(connect(R"({"temperatures": {"pa": {"idle": 30, "seconds": 0.2}},
         "events": [{"at": 0.1, "event": "temperature", "sensor": "pa", "degrees": 100}]})"),
               RXE_OK);
     enable({PA_HI, PA_CRIT});
@@ -72,26 +71,29 @@ TEST_F(Health, AlarmsRepeatSlowlyWhileTheirReasonLasts) {
         const char* legend;
         int pa, ambient;
         std::uint8_t paLimit, ambientLimit;  // as the host writes them
-        std::array<std::size_t, 4> alarms;   // PA high and critical, ambient high and critical
+        std::array<std::size_t, 6> alarms;   // PA high, critical and low, ambient high, critical and low
     } cases[] = {
-        {"cool", 66, 66, 131, 131, {0, 0, 0, 0}},
-        {"at the limit", 67, 67, 131, 131, {4, 0, 4, 0}},
-        {"critical alone is told", 110, 95, 131, 131, {0, 4, 0, 4}},
-        {"no limits", 90, 80, 0, 0, {0, 0, 0, 0}},
-        {"below zero", -20, -30, 44, 44, {4, 0, 0, 0}},
-        {"one critical without limits", 40, 90, 0, 0, {0, 0, 0, 4}},
+        {"cool", 66, 66, 131, 131, {}},
+        {"at the limit", 67, 67, 131, 131, {4, 0, 0, 4, 0, 0}},
+        {"critical alone is told", 110, 95, 131, 131, {0, 4, 0, 0, 4, 0}},
+        {"no limits", 90, 80, 0, 0, {}},
+        {"low, unless a limit is below it", -20, -21, 44, 44, {4, 0, 0, 0, 0, 4}},
+        {"one critical without limits", 40, 90, 0, 0, {0, 0, 0, 0, 4, 0}},
     };
     for (const auto& row : cases) {
         SCOPED_TRACE(row.legend);
         const json heat{{"pa", {{"idle", row.pa}, {"rise", 0}, {"critical", 110}}},
                         {"ambient", {{"idle", row.ambient}, {"rise", 0}, {"critical", 90}}}};
-        ASSERT_EQ(connect(json{{"clock", "fast"}, {"control", "none"}, {"temperatures", heat}}.dump()),
-                  RXE_OK);
-        enable({PA_HI, PA_CRIT, AMB_HI, AMB_CRIT});
+        ASSERT_EQ(connect("{}"), RXE_OK);
         setLimit(RXE_NVM_PA_HI_TEMP, row.paLimit);
         setLimit(RXE_NVM_AMB_HI_TEMP, row.ambientLimit);
+        ASSERT_EQ(RXE_disconnect(), RXE_OK);  // which the limits outlive
+        ASSERT_EQ(connect(json{{"clock", "fast"}, {"temperatures", heat}}.dump()), RXE_OK);
+        enable({PA_HI, PA_CRIT, PA_LO, AMB_HI, AMB_CRIT, AMB_LO});
         epcsOfRun(18000);
-        EXPECT_EQ((std::array{count(PA_HI), count(PA_CRIT), count(AMB_HI), count(AMB_CRIT)}), row.alarms);
+        EXPECT_EQ((std::array{count(PA_HI), count(PA_CRIT), count(PA_LO), count(AMB_HI), count(AMB_CRIT),
+                              count(AMB_LO)}),
+                  row.alarms);
         for (const packet_s& packet : packets) {
             if (packet.type == PA_HI || packet.type == PA_CRIT) {
                 EXPECT_EQ(packet.payload, std::vector{static_cast<std::uint8_t>(row.pa)});
@@ -101,15 +103,28 @@ TEST_F(Health, AlarmsRepeatSlowlyWhileTheirReasonLasts) {
     }
 }
 
-TEST_F(Health, EchoesOfTheArray) {
-    ASSERT_EQ(connect(R"({"control": "none", "model": "QDX4400", "maxTxPower": 36})"), RXE_OK);
-    AAREchoResults echo = {};
-    ASSERT_EQ(RXE_getParam(RXE_PARAM_ECHO + 5, &echo), RXE_OK);
-    for (int i = 0; i < 14; ++i) {
-        EXPECT_NEAR(echo.txPwrx10[i], 345, 15);
-        EXPECT_NEAR(echo.rxPwrPreEchox10[i], 160, 15);
-        EXPECT_NEAR(echo.rxPwrPostEchox10[i], -290, 15);
-    }
+// At the connection every channel at full power, then each as it was last sent on.
+TEST_F(Health, EchoesFollowWhatTheArraySends) {
+    ASSERT_EQ(connect(R"({"clock": "fast", "model": "QDX4400", "maxTxPower": 36,
+        "events": [{"at": 0.1, "event": "pa", "port": 3, "state": "low"}]})"),
+              RXE_OK);
+    const auto expectEcho = [](int power, bool third) {
+        AAREchoResults echo = {};
+        ASSERT_EQ(RXE_getParam(RXE_PARAM_ECHO + 5, &echo), RXE_OK);
+        for (int i = 0; i < 14; ++i) {
+            const int sent = power - (third && i == 2 ? 300 : 0);
+            EXPECT_NEAR(echo.txPwrx10[i], sent - 15, 15) << i;
+            EXPECT_NEAR(echo.rxPwrPreEchox10[i], sent - 200, 15) << i;
+            EXPECT_NEAR(echo.rxPwrPostEchox10[i], sent - 650, 15) << i;
+        }
+    };
+    expectEcho(360, false);
+    OLIO_s record = olio(5897, RXE_STOP_INVENTORY_ROUNDS, 1);
+    record.transmitPower = 250;
+    configure({record});
+    ASSERT_EQ(set(RXE_PARAM_RADIO_STOP, stopRecord(0, 60)), RXE_OK);
+    run();
+    expectEcho(250, true);
 }
 
 }  // namespace

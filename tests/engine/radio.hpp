@@ -88,7 +88,12 @@ class Radio : public testing::Test {
         return 0;
     }
 
-    RXE_API_STATUS connect(const std::string& scenario) {
+    // Tests run side by side, so a scenario that says nothing of the control socket has none.
+    RXE_API_STATUS connect(std::string scenario) {
+        if (scenario.starts_with('{') && scenario.size() > 1 &&
+            scenario.find("\"control\"") == std::string::npos) {
+            scenario.insert(1, scenario == "{}" ? R"("control": "none")" : R"("control": "none",)");
+        }
         const std::string path = directory / "scenario.json";
         std::ofstream(path) << scenario;
         setenv("RXE_SCENARIO", path.c_str(), 1);
@@ -136,6 +141,22 @@ class Radio : public testing::Test {
     static std::size_t count(std::uint16_t type) {
         return static_cast<std::size_t>(
             std::count_if(packets.begin(), packets.end(), [&](const packet_s& p) { return p.type == type; }));
+    }
+    // The packets of a type that decode, in their order.
+    template <typename Record>
+    static std::vector<Record> recordsOf(std::uint16_t type) {
+        std::vector<Record> records;
+        for (const packet_s& packet : packets) {
+            if (Record record; packet.type == type && format(packet, &record) == RXE_OK) {
+                records.push_back(record);
+            }
+        }
+        return records;
+    }
+    static PER_RADIO_STOP_s stopRecord(std::uint32_t duration, std::uint16_t loops,
+                                       std::uint16_t tagCount = 0, std::uint8_t gpiMask = 0,
+                                       std::uint16_t hold = 0) {
+        return {duration, loops, tagCount, gpiMask, 0, hold, 0, 0};
     }
     // One whole run that ends by itself; how it ended.
     static START_INFO_s run() {

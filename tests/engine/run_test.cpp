@@ -7,16 +7,12 @@
 
 namespace {
 
-PER_RADIO_STOP_s stopRecord(std::uint32_t duration, std::uint16_t loops, std::uint16_t tagCount,
-                            std::uint8_t gpiMask = 0, std::uint16_t hold = 0) {
-    PER_RADIO_STOP_s stop = {};
-    stop.duration = duration;
-    stop.olioLoops = loops;
-    stop.tagCount = tagCount;
-    stop.gpiBitMask = gpiMask;
-    stop.holdTime1 = hold;
-    return stop;
-}
+enum : std::uint16_t {
+    CHAN_PWR_LMT = 0x0B13,
+    ANT_DISCONNECT = 0x0B81,
+    RESTART = 0x0B98,
+    API_ERROR = 0x0BFF,
+};
 
 TEST_F(Radio, PacketsComeInTheOrderOfTheRun) {
     ASSERT_EQ(connect(R"({"clock": "fast", "tags": {"count": 3}})"), RXE_OK);
@@ -116,7 +112,9 @@ TEST_F(Radio, RunsThatCannotBegin) {
     OLIO_s withoutSet = olio(1, 1, 1);
     withoutSet.inventoryIndex = 2;
     ASSERT_EQ(set(RXE_PARAM_OLIO + 2, withoutSet), RXE_OK);
+    enable({API_ERROR});
     EXPECT_EQ(run().stopCause, 1024) << "inventory set 2 is not enabled";
+    EXPECT_EQ(packets.front(), (packet_s{API_ERROR, {21, 0, 0, 0}}));
     EXPECT_EQ(count(TAG_CUSTOM), 0U);
 }
 
@@ -133,11 +131,7 @@ TEST_F(Radio, TagPacketsHaveTheFieldsAskedFor) {
         SCOPED_TRACE(mask);
         ASSERT_EQ(set(RXE_PARAM_CUSTOM_FIELDS, mask), RXE_OK);
         run();
-        const auto tag =
-            std::find_if(packets.begin(), packets.end(), [](auto& p) { return p.type == TAG_CUSTOM; });
-        ASSERT_NE(tag, packets.end());
-        TAG_INFO_s info;
-        ASSERT_EQ(format(*tag, &info), RXE_OK);
+        const TAG_INFO_s info = recordsOf<TAG_INFO_s>(TAG_CUSTOM).at(0);
         EXPECT_EQ(info.fields, mask);
         EXPECT_EQ(info.epcLength, mask & RXE_FIELD_EPC ? 112 : 0);
         EXPECT_EQ(info.epc[0], mask & RXE_FIELD_EPC ? 0xAB : 0);
@@ -171,8 +165,8 @@ TEST_F(Radio, RealClockKeepsThePaceAndTellsThatItIsAlive) {
     const auto begin = std::chrono::steady_clock::now();
     const START_INFO_s info = run();
     const std::chrono::duration<double> real = std::chrono::steady_clock::now() - begin;
-    EXPECT_NEAR(real.count(), 1.5, 0.4);
-    EXPECT_NEAR(info.tagReads, 1.5 * 1250, 1.5 * 1250 * 0.1);
+    EXPECT_NEAR(real.count(), 1.5, 1.5 * 0.05);
+    EXPECT_NEAR(info.tagReads, 1.5 * 1250, 1.5 * 1250 * 0.05);
     EXPECT_GE(count(CMD_ONGOING), 6U);
 }
 
@@ -201,80 +195,132 @@ TEST_F(Radio, LastReportFilter) {
     }
 }
 
-TEST_F(Radio, AccessesFollowTheirTagAndEndAtAFailure) {
-    ASSERT_EQ(
-        connect(R"({"clock": "fast", "tags": {"count": 1, "firstSerial": 258, "tidPrefix": "E2801160"}})"),
-        RXE_OK);
-    OLIO_s withAccess = olio(1, 1, 1);
-    withAccess.accessBitMask = 0x17;  // 1, 2, 3 and 5; 4 belongs to other olios
-    configure({withAccess});
+// Tags read in one round of antenna 1 or 2, with what else is set for it.
+TEST_F(Radio, ParametersOfAntennasDecideWhoIsHeard) {
     const struct {
-        std::uint8_t id, type, bank;
-        std::uint16_t pointer, count;
-    } accesses[] = {{1, RXE_ACCESS_READ, 2, 2, 3},
-                    {2, RXE_ACCESS_READ, 2, 0, 0},
-                    {3, RXE_ACCESS_READ, 2, 4, 2},
-                    {4, RXE_ACCESS_READ, 1, 0, 1},
-                    {5, RXE_ACCESS_READ, 1, 0, 1}};
-    for (const auto& row : accesses) {
-        ACCESS_OP_s record = {};
-        record.enable = 1;
-        record.type = row.type;
-        record.membank = row.bank;
-        record.wordPointer = row.pointer;
-        record.wordCount = row.count;
-        ASSERT_EQ(set(RXE_PARAM_ACCESS + row.id, record), RXE_OK);
-    }
-    ASSERT_EQ(set(RXE_PARAM_RADIO_STOP, stopRecord(0, 1, 0)), RXE_OK);
-    run();
-    std::vector<ACCESS_INFO_s> answers;
-    for (const packet_s& packet : packets) {
-        if (packet.type == ACCESS_INFO) {
-            ASSERT_EQ(format(packet, &answers.emplace_back()), RXE_OK);
-        }
-    }
-    ASSERT_EQ(answers.size(), 3U);
-    EXPECT_EQ(std::vector<std::uint8_t>(answers[0].data, answers[0].data + answers[0].dataLength),
-              (std::vector<std::uint8_t>{0, 0, 0, 0, 1, 2}));
-    EXPECT_EQ(answers[1].dataLength, 10U) << "a count of 0 reads to the end of the bank";
-    EXPECT_EQ(answers[2].accessId, 3);
-    EXPECT_EQ(answers[2].result, RXE_ACCESS_RESULT_TAG_ERROR);
-    EXPECT_EQ(answers[2].data[1], 3) << "memory overrun";
-}
-
-TEST_F(Radio, PowerCablesAndConnectionsDecideWhoIsHeard) {
-    ASSERT_EQ(connect(R"({"clock": "fast", "tags": {"count": 200}, "antennas": [1]})"), RXE_OK);
-    const auto heard = [](std::uint16_t antenna, std::int16_t power) {
-        OLIO_s record = olio(antenna, 1, 1);
-        record.transmitPower = power;
+        const char* legend;
+        std::uint16_t sends, listens;
+        std::int16_t power;
+        std::vector<std::pair<unsigned, std::uint8_t>> settings;
+        unsigned least, most;
+    } cases[] = {
+        {"at full power", 1, 1, 300, {}, 200, 200},
+        {"at less", 1, 1, 150, {}, 120, 180},
+        {"with a lossy cable", 1, 1, 150, {{RXE_PARAM_CABLE_LOSS + 1, 30}}, 20, 119},
+        {"an antenna that is not connected", 3, 3, 300, {}, 0, 0},
+        {"that does not listen", 1, 3, 300, {}, 0, 0},
+        {"another one listens", 1, 2, 300, {}, 200, 200},
+        {"through its own cable", 1, 2, 150, {{RXE_PARAM_CABLE_LOSS + 2, 255}}, 5, 115},
+        {"a port that the reader has not got", 2, 2, 300, {{RXE_PARAM_NUM_ANTENNAS, 1}}, 0, 0},
+        {"too weak for the threshold", 1, 1, 300, {{RXE_PARAM_RSSI_THRESHOLD, 256 - 40}}, 20, 180},
+        {"a channel with a limit of its own", 1, 1, 300, {{RXE_PARAM_CHANNEL + 1, 150}}, 120, 180},
+    };
+    for (const auto& row : cases) {
+        SCOPED_TRACE(row.legend);
+        ASSERT_EQ(connect(R"({"clock": "fast", "tags": {"count": 200}, "antennas": [1, 2]})"), RXE_OK);
+        ASSERT_EQ(set(RXE_PARAM_RADIO_STOP, stopRecord(0, 1, 0)), RXE_OK);
+        OLIO_s record = olio(row.sends, 1, 1);
+        record.receiveAntenna = row.listens;
+        record.transmitPower = row.power;
         record.linkProfileIndex = 1519;  // fast enough for one round on one channel
         configure({record});
-        return run().tagReads;
-    };
-    ASSERT_EQ(set(RXE_PARAM_RADIO_STOP, stopRecord(0, 1, 0)), RXE_OK);
-    EXPECT_EQ(heard(1, 300), 200U);
-    const auto few = heard(1, 150);
-    EXPECT_GT(few, 0U);
-    EXPECT_LT(few, 200U);
-    ASSERT_EQ(set(RXE_PARAM_CABLE_LOSS + 1, std::uint8_t{30}), RXE_OK);
-    EXPECT_LT(heard(1, 150), few);
-    EXPECT_EQ(heard(2, 300), 0U) << "antenna 2 is not connected";
+        enable({CHAN_PWR_LMT});
+        bool limited = false;
+        for (const auto& [id, value] : row.settings) {
+            limited = id == RXE_PARAM_CHANNEL + 1;
+            for (unsigned n = 1; limited && n <= 50; ++n) {
+                CHANNEL_s channel{1, {}, 902250 + 500 * n, value, 0};
+                ASSERT_EQ(set(RXE_PARAM_CHANNEL + n, channel), RXE_OK);
+            }
+            if (!limited) {
+                ASSERT_EQ(set(id, std::uint16_t{value}), RXE_OK);
+            }
+        }
+        const unsigned reads = run().tagReads;
+        EXPECT_TRUE(reads >= row.least && reads <= row.most) << reads;
+        EXPECT_EQ(count(CHAN_PWR_LMT), limited ? 1U : 0U);
+        ASSERT_EQ(RXE_disconnect(), RXE_OK);
+    }
 }
 
-TEST_F(Radio, StartTriggerWaitsForItsLevel) {
-    ASSERT_EQ(connect(R"({"clock": "fast", "gpi": ["high"]})"), RXE_OK);
+TEST_F(Radio, ChannelsTakeTurnsAndASoleOneRests) {
+    ASSERT_EQ(connect(R"({"clock": "fast", "tags": {"count": 1}})"), RXE_OK);
     configure({olio(1, 1, 1)});
+    ASSERT_EQ(set(RXE_PARAM_RADIO_STOP, stopRecord(0, 50, 0)), RXE_OK);
+    run();
+    std::set<std::uint64_t> frequencies;
+    for (const packet_s& packet : packets) {
+        if (packet.type == CW_ON) {
+            frequencies.insert(bigEndian(packet, 4, 4));
+        }
+    }
+    EXPECT_EQ(frequencies.size(), 50U) << "none again before all have been used";
+    for (unsigned n = 2; n <= 50; ++n) {
+        ASSERT_EQ(set(RXE_PARAM_CHANNEL + n, CHANNEL_s{}), RXE_OK);
+    }
+    configure({olio(1, 2, 1800)});
     ASSERT_EQ(set(RXE_PARAM_RADIO_STOP, stopRecord(0, 1, 0)), RXE_OK);
-    ASSERT_EQ(set(RXE_PARAM_GPIO_START, GPIO_START_s{0x11, 0, 100, 0}), RXE_OK);
-    EXPECT_EQ(run().stopCause, 2);
-    ASSERT_EQ(set(RXE_PARAM_GPIO_START, GPIO_START_s{0x10, 0, 0, 0}), RXE_OK);
-    packets.clear();
-    ASSERT_EQ(RXE_start(), RXE_OK);
-    ASSERT_TRUE(waitFor([] { return count(CMD_ONGOING) == 2; }));
-    EXPECT_EQ(RXE_resume(), RXE_OK);
-    EXPECT_EQ(RXE_stop(), RXE_OK);
-    EXPECT_EQ(count(TAG_CUSTOM), 0U);
-    EXPECT_EQ(count(END_OF_RUN), 1U);
+    run();
+    EXPECT_EQ(count(CW_ON), 4U) << "0.4 s on air, 0.1 s off";
+}
+
+// A second with an event in its middle, watched through a parameter.
+TEST_F(Radio, EventsMeetTheParametersThatWatchThem) {
+    const struct {
+        const char *legend, *event;
+        unsigned id, value;
+        std::uint16_t cause;
+        std::size_t alarms;
+    } cases[] = {
+        {"an input", R"("event": "gpi", "port": 1, "level": "high")", RXE_PARAM_GPIO_DIR, 0x01, 16, 0},
+        {"an output", R"("event": "gpi", "port": 1, "level": "high")", RXE_PARAM_GPIO_DIR, 0xFE, 4, 0},
+        {"antennas checked", R"("event": "antenna", "port": 1, "state": "lost")", RXE_PARAM_ANTENNA_CHECK, 2,
+         4, 1},
+        {"not that soon", R"("event": "antenna", "port": 1, "state": "lost")", RXE_PARAM_ANTENNA_CHECK, 30, 4,
+         0},
+        {"never", R"("event": "antenna", "port": 1, "state": "lost")", RXE_PARAM_ANTENNA_CHECK, 0, 4, 0},
+        {"a fault", R"("event": "fault")", RXE_PARAM_ANTENNA_CHECK, 0, 32, 0},
+    };
+    for (const auto& row : cases) {
+        SCOPED_TRACE(row.legend);
+        ASSERT_EQ(connect(std::string(R"({"clock": "fast", "events": [{"at": 0.5, )") + row.event + "}]}"),
+                  RXE_OK);
+        configure({olio(1, 2, 100)});
+        enable({ANT_DISCONNECT});
+        ASSERT_EQ(set(row.id, static_cast<std::uint8_t>(row.value)), RXE_OK);
+        ASSERT_EQ(set(RXE_PARAM_RADIO_STOP, stopRecord(1000, 0, 0, 0x11)), RXE_OK);
+        EXPECT_EQ(run().stopCause, row.cause);
+        EXPECT_EQ(count(ANT_DISCONNECT), row.alarms);
+        ASSERT_EQ(RXE_disconnect(), RXE_OK);
+    }
+}
+
+// GPI 1 is high from 0.3 to 0.6 s, from 0.9 to 1.2 s and so on.
+TEST_F(Radio, AStartTriggerTakesAnEdgeForEachRun) {
+    for (const bool restarts : {false, true}) {
+        ASSERT_EQ(connect(R"({"clock": "fast", "events": [
+            {"at": 0.3, "every": 0.6, "event": "gpi", "port": 1, "level": "high"},
+            {"at": 0.6, "every": 0.6, "event": "gpi", "port": 1, "level": "low"}]})"),
+                  RXE_OK);
+        configure({olio(1, 1, 1)});
+        enable({RESTART});
+        ASSERT_EQ(set(RXE_PARAM_RADIO_STOP, stopRecord(0, 1, 0)), RXE_OK);
+        ASSERT_EQ(set(RXE_PARAM_GPIO_START, GPIO_START_s{0x11, 0, 100, 0}), RXE_OK);
+        ASSERT_EQ(set(RXE_PARAM_AUTORESTART, std::uint8_t{restarts ? std::uint8_t{2} : std::uint8_t{0}}),
+                  RXE_OK);
+        packets.clear();
+        ASSERT_EQ(RXE_start(), RXE_OK);
+        EXPECT_EQ(RXE_resume(), RXE_OK);
+        EXPECT_EQ(count(ANTENNA_INFO), 0U) << "nothing goes on air before the trigger";
+        ASSERT_TRUE(waitFor([&] { return count(END_OF_RUN) == (restarts ? 3U : 1U); }));
+        EXPECT_EQ(RXE_stop(), RXE_OK);
+        EXPECT_EQ(RXE_resume(), RXE_NO_START_ONGOING);
+        EXPECT_EQ(count(ANTENNA_INFO), restarts ? 3U : 1U) << "one pass for each edge";
+        EXPECT_EQ(count(RESTART), restarts ? 3U : 0U);
+        EXPECT_EQ(bigEndian(packets.back(), 2, 2), restarts ? 1U : 2U) << "the host, or the loops";
+        ASSERT_EQ(RXE_disconnect(), RXE_OK);
+        packets.clear();
+    }
 }
 
 TEST_F(Radio, FakeTagsComeAtTheirRateUntilStopped) {
@@ -298,9 +344,7 @@ TEST_F(Radio, FakeTagsComeAtTheirRateUntilStopped) {
     }
     EXPECT_EQ(different.size(), count(TAG_CUSTOM));
     EXPECT_EQ(packets.back().type, END_OF_RUN);
-    START_INFO_s info;
-    ASSERT_EQ(format(packets[packets.size() - 2], &info), RXE_OK);
-    EXPECT_EQ(info.stopCause, 1);
+    EXPECT_EQ(recordsOf<START_INFO_s>(START_INFO3).at(0).stopCause, 1);
 }
 
 }  // namespace

@@ -94,6 +94,15 @@ std::string goodReply(const std::string& content) {
     return reply("<rm:resultCode>0</rm:resultCode>" + content);
 }
 
+// Elements one within the other: "readerDevice/getModel".
+std::string element(const std::string& path, const std::string& content) {
+    const std::size_t slash = path.find('/');
+    const std::string name = path.substr(0, slash);
+    return "<brixrm:" + name + ">" +
+           (slash == std::string::npos ? content : element(path.substr(slash + 1), content)) +
+           "</brixrm:" + name + ">";
+}
+
 std::optional<std::string> ask(const server_s& server, const std::string& text) {
     const client_s client(server.port);
     client.say(text);
@@ -101,9 +110,7 @@ std::optional<std::string> ask(const server_s& server, const std::string& text) 
 }
 
 const std::string getModel = request("<brixrm:getModel/>");
-const std::string modelReply = goodReply(
-    "<brixrm:readerDevice><brixrm:getModel><brixrm:returnValue>PN5100</brixrm:returnValue></brixrm:getModel>"
-    "</brixrm:readerDevice>");
+const std::string modelReply = goodReply(element("readerDevice/getModel/returnValue", "PN5100"));
 
 constexpr const char* fullProfile =
     R"({"model": "A&B <1>", "hostName": "reader", "regionName": "Japan reply>", "standardName": "Japan 4W",
@@ -132,85 +139,76 @@ run_s run(std::vector<std::string> arguments) {
 TEST(RmServer, AnswersEveryQueryFromItsProfile) {
     const temp_dir_s directory;
     const server_s server({"--profile", write(directory, fullProfile)});
+    const std::string cable = "antennaReadPoint/getCableLossCompensation";
     struct case_s {
-        const char* legend;
-        std::string request, content;
+        std::string request, path, content;
     };
     const case_s cases[] = {
-        {"model, escaped", request("<brixrm:getModel/>"),
-         "<brixrm:readerDevice><brixrm:getModel><brixrm:returnValue>A&amp;B &lt;1&gt;</brixrm:returnValue>"
-         "</brixrm:getModel></brixrm:readerDevice>"},
-        {"region", request("<brixrm:getActiveRegion/>"),
-         "<brixrm:readerDevice><brixrm:getActiveRegion><brixrm:returnValue><brixrm:regionName>Japan reply&gt;"
-         "</brixrm:regionName><brixrm:standardName>Japan 4W</brixrm:standardName></brixrm:returnValue>"
-         "</brixrm:getActiveRegion></brixrm:readerDevice>"},
-        {"channel width",
-         request(
+        // the model, escaped
+        {request("<brixrm:getModel/>"), "readerDevice/getModel/returnValue", "A&amp;B &lt;1&gt;"},
+        {request("<brixrm:getActiveRegion/>"), "readerDevice/getActiveRegion/returnValue",
+         element("regionName", "Japan reply&gt;") + element("standardName", "Japan 4W")},
+        {request(
              "<brixrm:getRegionStandardList><brixrm:regionName>Japan reply&gt;</brixrm:regionName>"
              "<brixrm:requestChannelList>false</brixrm:requestChannelList></brixrm:getRegionStandardList>"),
-         "<brixrm:readerDevice><brixrm:getRegionStandardList><brixrm:returnValue><brixrm:list><brixrm:value>"
-         "<brixrm:standardName>Japan 4W</brixrm:standardName><brixrm:channelWidth>1200</brixrm:channelWidth>"
-         "</brixrm:value></brixrm:list></brixrm:returnValue></brixrm:getRegionStandardList></"
-         "brixrm:readerDevice>"},
-        {"reader details", request("<brixrm:getReaderDetails/>"),
-         "<brixrm:readerDevice><brixrm:getReaderDetails><brixrm:HostName>reader</"
-         "brixrm:HostName><brixrm:NumPorts>3"
-         "</brixrm:NumPorts><brixrm:maxTxPowerSupported>270</brixrm:maxTxPowerSupported><brixrm:PowerSource>2"
-         "</brixrm:PowerSource></brixrm:getReaderDetails></brixrm:readerDevice>"},
-        {"cable of antenna 2", request("<brixrm:getCableLossCompensation/>", "Read Point 2"),
-         "<brixrm:antennaReadPoint><brixrm:getCableLossCompensation><brixrm:cableLossPerHundredFt>-1"
-         "</brixrm:cableLossPerHundredFt><brixrm:cableLength>30</brixrm:cableLength>"
-         "</brixrm:getCableLossCompensation></brixrm:antennaReadPoint>"},
-        {"an antenna without an entry has no loss",
-         request("<brixrm:getCableLossCompensation/>", "Read Point 3"),
-         "<brixrm:antennaReadPoint><brixrm:getCableLossCompensation><brixrm:cableLossPerHundredFt>0"
-         "</brixrm:cableLossPerHundredFt><brixrm:cableLength>0</brixrm:cableLength>"
-         "</brixrm:getCableLossCompensation></brixrm:antennaReadPoint>"},
+         "readerDevice/getRegionStandardList/returnValue/list/value",
+         element("standardName", "Japan 4W") + element("channelWidth", "1200")},
+        {request("<brixrm:getReaderDetails/>"), "readerDevice/getReaderDetails",
+         element("HostName", "reader") + element("NumPorts", "3") + element("maxTxPowerSupported", "270") +
+             element("PowerSource", "2")},
+        {request("<brixrm:getCableLossCompensation/>", "Read Point 2"), cable,
+         element("cableLossPerHundredFt", "-1") + element("cableLength", "30")},
+        // an antenna without an entry has no loss
+        {request("<brixrm:getCableLossCompensation/>", "Read Point 3"), cable,
+         element("cableLossPerHundredFt", "0") + element("cableLength", "0")},
     };
     for (const auto& row : cases) {
-        EXPECT_EQ(ask(server, row.request), goodReply(row.content)) << row.legend;
+        EXPECT_EQ(ask(server, row.request), goodReply(element(row.path, row.content)));
     }
 }
 
 TEST(RmServer, RefusesWhatItCannotAnswerAndLivesOn) {
     const server_s server({});
-    const std::string deep = [] {
-        std::string text;
-        for (int i = 0; i < 1000; ++i) {
-            text += "<a>";
-        }
-        return text + "</rm:command>";
-    }();
+    std::string deep = "</rm:command>";
+    for (int i = 0; i < 1000; ++i) {
+        deep.insert(0, "<a>");
+    }
     struct case_s {
-        const char* legend;
         std::string request, code, name;
     };
     const case_s cases[] = {
-        {"unknown command", request("<brixrm:reboot/>"), "2", "ERROR_COMMAND_NOT_SUPPORTED"},
-        {"a command of the other device", request("<brixrm:getModel/>", "Read Point 1"), "2",
-         "ERROR_COMMAND_NOT_SUPPORTED"},
-        {"antenna 0", request("<brixrm:getCableLossCompensation/>", "Read Point 0"), "3",
-         "ERROR_OBJECT_NOT_FOUND"},
-        {"antenna 5 of 4", request("<brixrm:getCableLossCompensation/>", "Read Point 5"), "3",
-         "ERROR_OBJECT_NOT_FOUND"},
-        {"no antenna", request("<brixrm:getCableLossCompensation/>", "Read Point 1a"), "3",
-         "ERROR_OBJECT_NOT_FOUND"},
-        {"another region",
-         request("<brixrm:getRegionStandardList><brixrm:regionName>Mars</brixrm:regionName>"
+        // unknown command
+        {request("<brixrm:reboot/>"), "2", "ERROR_COMMAND_NOT_SUPPORTED"},
+        // a command of the other device
+        {request("<brixrm:getModel/>", "Read Point 1"), "2", "ERROR_COMMAND_NOT_SUPPORTED"},
+        // antenna 0
+        {request("<brixrm:getCableLossCompensation/>", "Read Point 0"), "3", "ERROR_OBJECT_NOT_FOUND"},
+        // antenna 5 of 4
+        {request("<brixrm:getCableLossCompensation/>", "Read Point 5"), "3", "ERROR_OBJECT_NOT_FOUND"},
+        // no antenna
+        {request("<brixrm:getCableLossCompensation/>", "Read Point 1a"), "3", "ERROR_OBJECT_NOT_FOUND"},
+        // another region
+        {request("<brixrm:getRegionStandardList><brixrm:regionName>Mars</brixrm:regionName>"
                  "</brixrm:getRegionStandardList>"),
          "4", "ERROR_INVALID_VALUE"},
-        {"two commands", request("<brixrm:getModel/><brixrm:getModel/>"), "1", "ERROR_MALFORMED_COMMAND"},
-        {"no command", request(""), "1", "ERROR_MALFORMED_COMMAND"},
-        {"no XML", "\x01\xff</command>", "1", "ERROR_MALFORMED_COMMAND"},
-        {"unclosed and deep", deep, "1", "ERROR_MALFORMED_COMMAND"},
-        {"entities",
-         "<!DOCTYPE a [<!ENTITY b \"c\">]><rm:command" + std::string(namespaces) + ">&b;</rm:command>", "1",
+        // two commands
+        {request("<brixrm:getModel/><brixrm:getModel/>"), "1", "ERROR_MALFORMED_COMMAND"},
+        // no command
+        {request(""), "1", "ERROR_MALFORMED_COMMAND"},
+        // no XML
+        {"\x01\xff</command>", "1", "ERROR_MALFORMED_COMMAND"},
+        // unclosed and deep
+        {deep, "1", "ERROR_MALFORMED_COMMAND"},
+        // entities
+        {"<!DOCTYPE a [<!ENTITY b \"c\">]><rm:command" + std::string(namespaces) + ">&b;</rm:command>", "1",
          "ERROR_MALFORMED_COMMAND"},
-        {"no namespace", "<command><getModel/></command>", "1", "ERROR_MALFORMED_COMMAND"},
-        {"too long", std::string(100000, 'x'), "1", "ERROR_COMMAND_TOO_LONG"},
+        // no namespace
+        {"<command><getModel/></command>", "1", "ERROR_MALFORMED_COMMAND"},
+        // too long
+        {std::string(100000, 'x'), "1", "ERROR_COMMAND_TOO_LONG"},
     };
     for (const auto& row : cases) {
-        SCOPED_TRACE(row.legend);
+        SCOPED_TRACE(row.request.substr(0, 400));
         const auto answer = ask(server, row.request).value_or("nothing");
         EXPECT_THAT(answer, HasSubstr("<rm:resultCode>" + row.code + "</rm:resultCode><rm:error><rm:name>" +
                                       row.name + "</rm:name><rm:description>"));
@@ -241,9 +239,9 @@ TEST(RmServer, ClientsThatDoNotBehave) {
 }
 
 TEST(RmServer, Faults) {
-    const std::string device = "<brixrm:readerDevice><brixrm:getModel>";
-    const std::string value = "<brixrm:returnValue>PN5100</brixrm:returnValue>";
-    const std::string endOfDevice = "</brixrm:getModel></brixrm:readerDevice>";
+    const std::string model = element("readerDevice/getModel/returnValue", "PN5100");
+    const std::string twice =
+        element("readerDevice/getModel", element("returnValue", "0") + element("returnValue", "PN5100"));
     const auto cut = [](const std::string& text, std::size_t size) { return text.substr(0, size); };
     struct case_s {
         const char* fault;
@@ -256,16 +254,14 @@ TEST(RmServer, Faults) {
         {"truncated", cut(modelReply, modelReply.size() / 2)},
         {"no-marker", cut(modelReply, modelReply.size() - 1) + " >"},
         {"trailing", modelReply + "<rm:more/> & what follows"},
-        {"result-code",
-         reply("<rm:resultCode>5</rm:resultCode><rm:error><rm:name>ERROR_UNKNOWN</"
-               "rm:name><rm:description>failing on "
-               "request</rm:description><brixrm:customErrorCode>501</brixrm:customErrorCode></rm:error>" +
-               device + value + endOfDevice)},
-        {"bare-error", reply("<rm:resultCode>5</rm:resultCode><rm:error/>" + device + value + endOfDevice)},
-        {"missing-result-code", reply(device + value + endOfDevice)},
+        {"result-code", reply("<rm:resultCode>5</rm:resultCode><rm:error><rm:name>ERROR_UNKNOWN</"
+                              "rm:name><rm:description>failing"
+                              " on request</rm:description>" +
+                              element("customErrorCode", "501") + "</rm:error>" + model)},
+        {"bare-error", reply("<rm:resultCode>5</rm:resultCode><rm:error/>" + model)},
+        {"missing-result-code", reply(model)},
         {"missing-value", goodReply("<brixrm:readerDevice><brixrm:getModel/></brixrm:readerDevice>")},
-        {"double-value",
-         goodReply(device + "<brixrm:returnValue>0</brixrm:returnValue>" + value + endOfDevice)},
+        {"double-value", goodReply(twice)},
     };
     for (const auto& row : cases) {
         const server_s server({"--fault", row.fault});

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The shipped scenarios and the built-in one, each under the daemon for a few
-// seconds: what engine/README.md says to expect.
+// The shipped scenarios and the built-in one, each under the daemon for
+// 20 seconds: what engine/README.md says to expect.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -40,8 +40,8 @@ void takeAll(const socket_s& socket, const std::function<void(const std::string&
 }
 
 // `file` empty: the built-in scenario. `mode` empty: the daemon's own.
-observed_s observe(const std::string& file, const std::string& mode, std::chrono::milliseconds time,
-                   const std::string& profile = "PN5100") {
+observed_s observe(const std::string& file, const std::string& mode, const std::string& profile = "PN5100") {
+    constexpr std::chrono::seconds time{20};
     const consumer_s data(dataEndpoint);
     const consumer_s lines(gpioLedEndpoint);
     const consumer_s events(eventsEndpoint);
@@ -82,51 +82,51 @@ int countOf(const observed_s& seen, const std::string& prefix) {
 const char* const everyRead = R"({"type": "SIMPLE", "reportFilter": {}, "tagMetaData": ["ANTENNA"]})";
 
 TEST(Scenarios, theBuiltInOneKeepsBringingNewTags) {
-    const observed_s seen = observe("", "", std::chrono::seconds(6));
+    const observed_s seen = observe("", "");
     EXPECT_EQ(seen.ids.size(), seen.reports.size()) << "each tag once";
     EXPECT_GE(countOf(seen, "3034257bf7194e4"), 20) << "those that lie about";
-    EXPECT_GE(seen.idsOfSecondHalf, 30U) << "some fifteen a second pass by";
+    EXPECT_GE(seen.idsOfSecondHalf, 120U) << "some fifteen a second pass by";
 }
 
 TEST(Scenarios, dockDoorReadsAPalletForEachTrigger) {
     observed_s seen = observe("dock-door.json",
                               R"({"type": "CUSTOM", "reportFilter": {}, "tagMetaData": ["ANTENNA"],
             "radioStartConditions": {"type": "GPI_WITH_RESTART", "gpis": [{"port": 1, "signal": "HIGH"}]},
-            "radioStopConditions": {"gpis": [{"port": 1, "signal": "LOW"}]}})",
-                              std::chrono::seconds(8));
-    EXPECT_THAT(countOf(seen, "3054257bf468d48"), AllOf(Ge(34), Le(72))) << "36 cartons a pallet";
-    EXPECT_THAT(countOf(seen, "31d4257bf4"), AllOf(Ge(1), Le(2))) << "and its own label";
+            "radioStopConditions": {"gpis": [{"port": 1, "signal": "LOW"}]}})");
+    EXPECT_THAT(countOf(seen, "3054257bf468d48"), AllOf(Ge(104), Le(108))) << "three pallets of 36 cartons";
+    EXPECT_THAT(countOf(seen, "31d4257bf4"), AllOf(Ge(2), Le(3))) << "each with its own label";
     EXPECT_GE(seen.antennas.size(), 2U);
-    EXPECT_GE(seen.lines["GPI_1_H"], 1);
-    EXPECT_GE(seen.lines["GPI_1_L"], 1);
-    EXPECT_GE(seen.lines["RADIO_STOP"], 1) << "the falling edge ends the run";
+    EXPECT_GE(seen.lines["GPI_1_H"], 2);
+    EXPECT_GE(seen.lines["GPI_1_L"], 2);
+    EXPECT_GE(seen.lines["RADIO_STOP"], 2) << "the falling edge ends the run";
 }
 
 TEST(Scenarios, shelfSeesAnItemComeMoveAndGo) {
-    const observed_s seen = observe("shelf.json", everyRead, std::chrono::seconds(7));
+    const observed_s seen = observe("shelf.json", everyRead);
     EXPECT_THAT(countOf(seen, "3034257bf6a"), AllOf(Ge(58), Le(60)));
     EXPECT_EQ(countOf(seen, "3034257bf7194e4000000bb8"), 1);
     EXPECT_EQ(seen.antennas, (std::set{1, 2, 3})) << "port 4 is not connected";
 }
 
 TEST(Scenarios, conveyorBringsFourCartonsASecond) {
-    const observed_s seen = observe("conveyor.json", everyRead, std::chrono::seconds(6));
-    EXPECT_THAT(countOf(seen, "3434257bf4"), AllOf(Ge(12), Le(40)));
-    EXPECT_GE(seen.idsOfSecondHalf, 6U);
+    const observed_s seen = observe("conveyor.json", everyRead);
+    EXPECT_THAT(countOf(seen, "3434257bf4"), AllOf(Ge(60), Le(84)));
+    EXPECT_GE(seen.idsOfSecondHalf, 30U);
 }
 
 TEST(Scenarios, crowdOfAThousandIsReadInSeconds) {
-    const observed_s seen = observe("crowd.json", "", std::chrono::seconds(8));
-    EXPECT_THAT(countOf(seen, "3034257bf6"), AllOf(Ge(700), Le(1000)));
+    const observed_s seen = observe("crowd.json", "");
+    EXPECT_THAT(countOf(seen, "3034257bf6"), AllOf(Ge(950), Le(1000)));
 }
 
 TEST(Scenarios, salesFloorIsSeenByManyBeams) {
-    const observed_s seen = observe("sales-floor.json", everyRead, std::chrono::seconds(6), "QDX4400");
-    EXPECT_THAT(countOf(seen, "3334257bf4"), AllOf(Ge(120), Le(180)));
+    const observed_s seen = observe("sales-floor.json", everyRead, "QDX4400");
+    EXPECT_THAT(countOf(seen, "3334257bf4"), AllOf(Ge(170), Le(180)));
+    EXPECT_THAT(countOf(seen, "3034257bf7"), AllOf(Ge(6), Le(12))) << "those that walk through";
 }
 
 TEST(Scenarios, sickReaderTellsWhatAilsIt) {
-    const observed_s seen = observe("sick-reader.json", everyRead, std::chrono::seconds(10));
+    const observed_s seen = observe("sick-reader.json", everyRead);
     for (const char* text :
          {"Antenna Disconnected on Port 2", "Antenna Reconnected on Port 2", "Tx (PA) Failure on Port 3",
           "RXE Error: ERRLOG synthesizer out of lock", "Database warning: 90% full",
