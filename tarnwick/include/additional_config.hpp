@@ -9,8 +9,9 @@
 // mode.
 //
 // Threads: the engine thread asks, the main thread sets, prints and empties. Both
-// take one lock, the engine thread for a single lookup, the main thread for a
-// copy or an exchange of the containers, never while it formats or frees.
+// take one lock, the engine thread for a single lookup, the main thread for an
+// exchange of the containers or a copy of 64 keys, never while it allocates,
+// formats or frees; and it lets a waiting engine thread in before it locks again.
 #pragma once
 
 #include <atomic>
@@ -59,7 +60,8 @@ int report_line(const std::string& key, const time_value_s& now);
 void resetTagInfoDB();
 
 // "Success: " and the number of keys; `detailed` adds a line for each key, the
-// one reported last first, with the time of its report and the time left. Returns
+// one reported last first, with the time of its report and the time left. Keys that
+// come or go while they are being listed may stand there or not, none twice. Returns
 // 0, or -1 with *text left alone while the filter is off. Main thread.
 int getCurrentTagInfoDB(std::string* text, bool detailed);
 int getCurrentTagInfoDB(std::string* text, bool detailed, const time_value_s& now);

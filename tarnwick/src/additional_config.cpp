@@ -11,6 +11,8 @@
 #include <mutex>
 #include <nlohmann/json.hpp>
 #include <string_view>
+#include <thread>
+#include <unordered_set>
 #include <vector>
 
 #include "json_fields.hpp"
@@ -33,12 +35,13 @@ constexpr std::uint32_t noNode = 0xFFFFFFFF;
 // and no more; `rest` is what a longer key has behind it.
 struct alignas(64) tagInfo_s {
     time_value_s timestamp;
+    std::uint64_t order = 0;       // counts the reports that left: the higher, the later
     std::uint32_t newer = noNode;  // places in the list: towards the key reported last,
     std::uint32_t older = noNode;  // and towards the one reported longest ago
     std::unique_ptr<char[]> rest;
     std::uint32_t hash = 0;
     std::uint16_t length = 0;  // of the whole key
-    std::array<char, 90> head{};
+    std::array<char, 82> head{};
 };
 static_assert(sizeof(tagInfo_s) == 128);
 
@@ -48,6 +51,7 @@ struct report_order_s {
     std::vector<tagInfo_s> nodes;
     std::uint32_t newest = noNode;
     std::uint32_t oldest = noNode;
+    std::uint64_t reports = 0;  // that have left
 };
 
 // The map from key to node: open addressing, at most 61 % full. A key's slot is at
@@ -63,9 +67,13 @@ using locate_map_t = std::vector<slot_s>;
 // The antenna is part of the key. Written by the main thread, read by the engine thread.
 std::atomic<bool> UseAntenna{false};
 
-// Guards all that follows. Engine thread: one lookup. Main thread: settings, a
-// copy, an exchange.
+// Guards all that follows. Engine thread: one lookup. Main thread: settings, an
+// exchange, a copy of a few keys.
 std::mutex database;
+// The engine thread has found it locked. Written by the engine thread, read by the
+// main thread, which steps back before it locks again: a mutex alone would let it
+// in first each time.
+std::atomic<bool> engineWaits{false};
 // How long a key stays quiet after a report. Written by the main thread.
 time_value_s ReportDuration;
 // Most keys held at once. Written by the main thread.
@@ -94,6 +102,25 @@ time_value_s overdue(const time_value_s& now, const time_value_s& reported, cons
 
 bool isAboveZero(const time_value_s& difference) {
     return difference.seconds > 0 || (difference.seconds == 0 && difference.microseconds > 0);
+}
+
+// Engine thread.
+std::unique_lock<std::mutex> lockForLookup() {
+    std::unique_lock lock(database, std::try_to_lock);
+    if (!lock.owns_lock()) {
+        engineWaits.store(true, std::memory_order_relaxed);
+        lock.lock();
+        engineWaits.store(false, std::memory_order_relaxed);
+    }
+    return lock;
+}
+
+// Main thread.
+std::unique_lock<std::mutex> lockAfterEngine() {
+    while (engineWaits.load(std::memory_order_relaxed)) {
+        std::this_thread::yield();
+    }
+    return std::unique_lock(database);
 }
 
 time_value_s timeOfDay() {
@@ -178,14 +205,15 @@ void removeSlot(std::uint32_t hash, std::uint32_t node) {
 // ---------------------------------------------------------------- the list
 
 void unlink(std::uint32_t node) {
-    auto& [nodes, newest, oldest] = tagInfo_updates_in_order;
+    auto& [nodes, newest, oldest, reports] = tagInfo_updates_in_order;
     const tagInfo_s& info = nodes[node];
     (info.newer == noNode ? newest : nodes[info.newer].older) = info.older;
     (info.older == noNode ? oldest : nodes[info.older].newer) = info.newer;
 }
 
 void linkInFront(std::uint32_t node) {
-    auto& [nodes, newest, oldest] = tagInfo_updates_in_order;
+    auto& [nodes, newest, oldest, reports] = tagInfo_updates_in_order;
+    nodes[node].order = ++reports;
     nodes[node].newer = noNode;
     nodes[node].older = newest;
     (newest == noNode ? oldest : nodes[newest].newer) = node;
@@ -194,12 +222,12 @@ void linkInFront(std::uint32_t node) {
 
 // A node for a new key: one more, or that of the key reported longest ago.
 std::uint32_t takeNode() {
-    auto& [nodes, newest, oldest] = tagInfo_updates_in_order;
+    auto& nodes = tagInfo_updates_in_order.nodes;
     if (nodes.size() < MaxTagInfoDBSize || nodes.empty()) {
         nodes.emplace_back();
         return static_cast<std::uint32_t>(nodes.size() - 1);
     }
-    const std::uint32_t node = oldest;
+    const std::uint32_t node = tagInfo_updates_in_order.oldest;
     removeSlot(nodes[node].hash, node);
     unlink(node);
     return node;
@@ -223,43 +251,78 @@ void exchangeDatabase() {
     report_order_s order;
     order.nodes.reserve(mostKeys);
     locate_map_t map(slots);
-    const std::lock_guard lock(database);
+    const auto lock = lockAfterEngine();
     std::swap(order, tagInfo_updates_in_order);
     map.swap(tagInfo_locate_map);
 }
 
-// A copy of the database, made in one go. The keys stand one behind the other in
-// one text, so that nothing is allocated for each of them while the engine thread
-// may be waiting.
+// A copy of the database. The keys stand one behind the other in one text, so that
+// nothing is allocated for each of them.
 struct copied_key_s {
-    std::size_t end;  // in `database_copy_s::keys`
+    std::size_t begin;  // in `database_copy_s::keys`
+    std::size_t length;
+    std::uint64_t order;
     time_value_s timestamp;
 };
 struct database_copy_s {
-    std::size_t size = 0;
     time_value_s quiet;
     std::string keys;
     std::vector<copied_key_s> entries;  // reported last first
+
+    [[nodiscard]] std::string_view keyOf(const copied_key_s& entry) const {
+        return std::string_view(keys).substr(entry.begin, entry.length);
+    }
 };
 
-void copyDatabase(bool detailed, database_copy_s* copy) {
+// Most keys that are copied while the engine thread may have to wait.
+constexpr std::uint32_t keysAtOnce = 64;
+
+// Copies the nodes from `next` on: keysAtOnce, or fewer when there are no more or no
+// room for their texts. Moves *next on, and says in *room what the next text needs.
+// True when there are more. Nothing is allocated under the lock.
+bool copySome(std::size_t* next, std::size_t* room, database_copy_s* copy) {
+    const auto lock = lockAfterEngine();
+    const auto& nodes = tagInfo_updates_in_order.nodes;
+    const std::size_t end = std::min<std::size_t>(*next + keysAtOnce, nodes.size());
+    for (; *next < end; ++*next) {
+        const tagInfo_s& info = nodes[*next];
+        const std::size_t begin = copy->keys.size();
+        *room = info.length;
+        if (*room > copy->keys.capacity() - begin) {
+            return true;
+        }
+        copy->keys += headOf(info);
+        copy->keys += restOf(info);
+        copy->entries.push_back({begin, info.length, info.order, info.timestamp});
+    }
+    return *next < nodes.size();
+}
+
+// Copies in the order of the nodes, which stand still, and not of the list, which
+// the engine thread changes between two steps. A key that gave its node away and
+// came back meanwhile is found twice: its last report counts.
+void copyDatabase(database_copy_s* copy) {
     // Room for the usual key: PC and CRC, a 96-bit EPC and a 96-bit TID.
     constexpr std::size_t usualKey = 64;
-    if (detailed) {
-        copy->keys.reserve(usualKey * MaxTagInfoDBSize);
-        copy->entries.reserve(MaxTagInfoDBSize);
-    }
-    const std::lock_guard lock(database);
-    const auto& [nodes, newest, oldest] = tagInfo_updates_in_order;
-    copy->size = nodes.size();
     copy->quiet = ReportDuration;
-    if (detailed) {
-        for (std::uint32_t node = newest; node != noNode; node = nodes[node].older) {
-            copy->keys += headOf(nodes[node]);
-            copy->keys += restOf(nodes[node]);
-            copy->entries.push_back({copy->keys.size(), nodes[node].timestamp});
+    copy->entries.reserve(mostKeys);
+    std::size_t next = 0;
+    std::size_t room = 0;
+    do {
+        const std::size_t needed = copy->keys.size() + std::max(room, usualKey * keysAtOnce);
+        if (needed > copy->keys.capacity()) {
+            copy->keys.reserve(2 * needed);
         }
-    }
+    } while (copySome(&next, &room, copy));
+    std::ranges::sort(copy->entries, std::ranges::greater{}, &copied_key_s::order);
+    std::unordered_set<std::string_view> seen(copy->entries.size());
+    std::erase_if(copy->entries,
+                  [&](const copied_key_s& entry) { return !seen.insert(copy->keyOf(entry)).second; });
+}
+
+std::size_t databaseSize() {
+    const auto lock = lockAfterEngine();
+    return tagInfo_updates_in_order.nodes.size();
 }
 
 // "seconds.microseconds", both as plain decimals: 5 s and 20 us is 5.20.
@@ -299,7 +362,7 @@ int setAddlKeysFilterConfig(bool useAntenna, float seconds, std::uint32_t maxSiz
     if (tagInfo_locate_map.empty()) {
         exchangeDatabase();
     }
-    const std::lock_guard lock(database);
+    const auto lock = lockAfterEngine();
     ReportDuration = {whole, micros};
     if (maxSize > maxAddlKeysDBSize) {
         return -1;
@@ -350,7 +413,7 @@ int report_line(const std::string& key) {
 
 int report_line(const std::string& key, const time_value_s& now) {
     const std::uint32_t hash = hashOf(key);
-    const std::lock_guard lock(database);
+    const auto lock = lockForLookup();
     if (tagInfo_locate_map.empty()) {
         return 1;  // the filter has never been on
     }
@@ -384,14 +447,14 @@ int getCurrentTagInfoDB(std::string* text, bool detailed, const time_value_s& no
         return -1;
     }
     database_copy_s copy;
-    copyDatabase(detailed, &copy);
-    *text = "Success: Current Tag Info DB Size : " + std::to_string(copy.size);
+    if (detailed) {
+        copyDatabase(&copy);
+    }
+    const std::size_t size = detailed ? copy.entries.size() : databaseSize();
+    *text = "Success: Current Tag Info DB Size : " + std::to_string(size);
     logDebug("additional_config", " ", *text);
-    std::size_t begin = 0;
     for (const copied_key_s& entry : copy.entries) {
-        const std::string_view tagId = std::string_view(copy.keys).substr(begin, entry.end - begin);
-        begin = entry.end;
-        appendKey(tagId, entry.timestamp, overdue(now, entry.timestamp, copy.quiet), text);
+        appendKey(copy.keyOf(entry), entry.timestamp, overdue(now, entry.timestamp, copy.quiet), text);
     }
     return 0;
 }

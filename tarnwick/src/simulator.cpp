@@ -61,6 +61,12 @@ constexpr unsigned packetsPerMessage = 1000;
 constexpr int stopChecks = 45;
 constexpr useconds_t stopCheckMicroseconds = 25'000;
 
+// A tag as the one reader sees it, which is all that a packet of it takes.
+struct target_s {
+    bearing_s bearing{outOfRange, outOfRange};
+    std::vector<std::uint8_t> packet;  // made once; only its bearing is written again
+};
+
 // All that one run works with. Too large for a thread's stack.
 struct simulation_s {
     aar_table_t aars{};
@@ -70,7 +76,7 @@ struct simulation_s {
     angle_table_t elevations;
     int tagCount = 0;
     unsigned packetCount = 0;
-    alignas(RXE_packet_s) std::array<std::uint8_t, sizeof(RXE_packet_s) + maxSimulatedPayload> packet{};
+    std::array<target_s, maxSimulatedTags> targets;
 
     // No tag is in the range of a reader that the file does not hold.
     simulation_s() {
@@ -213,20 +219,43 @@ int toTenths(double degrees) {
     return std::isnan(tenths) ? 0 : static_cast<int>(std::clamp(tenths, lowest, highest));
 }
 
+constexpr std::size_t bearingBytes = 6;  // at a tag packet's end: the angles and their confidences
+
+// Writes the angles of a tag packet, high byte first.
+void setBearing(int azimuthX10, int elevationX10, RXE_packet_s* packet) {
+    std::uint8_t* at = packet->payload + packet->length - bearingBytes;
+    for (const int angle : {azimuthX10, elevationX10}) {
+        *at++ = static_cast<std::uint8_t>(static_cast<unsigned>(angle) >> 8);
+        *at++ = static_cast<std::uint8_t>(angle);
+    }
+}
+
 // ---- the run
 
 bool keepRunning() {
     return runSimulation.load(relaxed) && !simulationSuperseded.load(relaxed);
 }
 
-// Prints the tags that this reader sees. Returns their number.
-int listTags(const simulation_s& simulation, std::size_t aar) {
+// A packet of exactly the size that it needs.
+std::vector<std::uint8_t> packetOf(const std::string& tagId) {
+    std::vector<std::uint8_t> packet(sizeof(RXE_packet_s) + maxSimulatedPayload);
+    auto* head = reinterpret_cast<RXE_packet_s*>(packet.data());
+    buildTagPacket(tagId, 0, 0, head);
+    packet.resize(sizeof(RXE_packet_s) + head->length);
+    packet.shrink_to_fit();
+    return packet;
+}
+
+// Prints the tags that this reader sees and makes their packets. Returns their number.
+int listTags(simulation_s* simulation, std::size_t aar) {
     int count = 0;
     for (std::size_t tag = 0; tag < maxSimulatedTags; ++tag) {
-        const double azimuth = simulation.azimuths[tag][aar];
+        const double azimuth = simulation->azimuths[tag][aar];
         if (azimuth != outOfRange) {
-            say("AAR: ", aar, ", Tag: ", simulation.tagIds[tag], " (", tag, ") , az: ", azimuth,
-                ", el: ", simulation.elevations[tag][aar]);
+            const std::string& tagId = simulation->tagIds[tag];
+            say("AAR: ", aar, ", Tag: ", tagId, " (", tag, ") , az: ", azimuth,
+                ", el: ", simulation->elevations[tag][aar]);
+            simulation->targets[tag] = {{azimuth, simulation->elevations[tag][aar]}, packetOf(tagId)};
             ++count;
         }
     }
@@ -234,32 +263,31 @@ int listTags(const simulation_s& simulation, std::size_t aar) {
     return count;
 }
 
-// A random tag in the reader's range; maxSimulatedTags when there is none to send
-// now, because the file holds more tags than the tables or the run ends.
-std::size_t chooseTag(const simulation_s& simulation, std::size_t aar) {
+// A random tag in the reader's range; null when there is none to send now, because
+// the file holds more tags than the tables or the run ends.
+target_s* chooseTag(simulation_s* simulation, int aar) {
     while (keepRunning()) {
-        const auto tag = static_cast<std::size_t>(std::rand() % simulation.tagCount);
+        const auto tag = static_cast<std::size_t>(std::rand() % simulation->tagCount);
         if (tag >= maxSimulatedTags) {
-            say("tag_idx: ", tag, ", aar_idx: ", aar, " (tag_count: ", simulation.tagCount, ")");
+            say("tag_idx: ", tag, ", aar_idx: ", aar, " (tag_count: ", simulation->tagCount, ")");
             break;
         }
-        if (simulation.azimuths[tag][aar] != outOfRange) {
-            return tag;
+        if (target_s& target = simulation->targets[tag]; target.bearing.azimuth != outOfRange) {
+            return &target;
         }
     }
-    return maxSimulatedTags;
+    return nullptr;
 }
 
 void sendPacket(simulation_s* simulation, const sim_data_s& data) {
-    const auto aar = static_cast<std::size_t>(data.aar);
-    const std::size_t tag = chooseTag(*simulation, aar);
-    if (tag == maxSimulatedTags) {
+    target_s* target = chooseTag(simulation, data.aar);
+    if (target == nullptr) {
         return;
     }
-    bearing_s bearing{simulation->azimuths[tag][aar], simulation->elevations[tag][aar]};
+    bearing_s bearing = target->bearing;
     add_noise(&bearing, data.stdAz, data.stdEl);
-    auto* packet = reinterpret_cast<RXE_packet_s*>(simulation->packet.data());
-    buildTagPacket(simulation->tagIds[tag], toTenths(bearing.azimuth), toTenths(bearing.elevation), packet);
+    auto* packet = reinterpret_cast<RXE_packet_s*>(target->packet.data());
+    setBearing(toTenths(bearing.azimuth), toTenths(bearing.elevation), packet);
     getPacket(packet);
     if (++simulation->packetCount % packetsPerMessage == 0) {
         say("simulated ", simulation->packetCount, " packets");
@@ -305,7 +333,7 @@ bool prepare(simulation_s* simulation, const sim_data_s& data) {
     say(" elevation: ", data.stdEl);
     get_az(simulation->aars, simulation->tags, &simulation->azimuths, aarCount, simulation->tagCount);
     get_el(simulation->aars, simulation->tags, &simulation->elevations, aarCount, simulation->tagCount);
-    if (listTags(*simulation, aar) == 0) {
+    if (listTags(simulation, aar) == 0) {
         say("stopping simulation");
         return false;
     }
@@ -417,12 +445,17 @@ void get_el(const aar_table_t& aars, const tag_table_t& tags, angle_table_t* ele
                });
 }
 
-// Box-Muller: two even draws give two normal ones.
+// Box-Muller: two even draws give two normal ones. Without a spread there is nothing
+// to draw: the angles are only brought into range.
 void add_noise(bearing_s* pair, double stdAz, double stdEl) {
-    const double radius = std::sqrt(-2.0 * std::log(randomFraction()));
-    const double angle = 2.0 * randomFraction() * pi;
-    pair->azimuth = turnOnce(pair->azimuth + std::cos(angle) * radius * stdAz);
-    pair->elevation = std::abs(pair->elevation + std::sin(angle) * radius * stdEl);
+    if (stdAz != 0 || stdEl != 0) {
+        const double radius = std::sqrt(-2.0 * std::log(randomFraction()));
+        const double angle = 2.0 * randomFraction() * pi;
+        pair->azimuth += std::cos(angle) * radius * stdAz;
+        pair->elevation += std::sin(angle) * radius * stdEl;
+    }
+    pair->azimuth = turnOnce(pair->azimuth);
+    pair->elevation = std::abs(pair->elevation);
 }
 
 //   96 bits:    | 8D | EPC: 12 |
@@ -460,12 +493,13 @@ void buildTagPacket(const std::string& tagId, int azimuthX10, int elevationX10, 
     put(crc >> 8U);
     putWord(0x0384);
     putWord(0x1106);
-    putWord(static_cast<std::uint16_t>(azimuthX10));
-    putWord(static_cast<std::uint16_t>(elevationX10));
+    putWord(0);
+    putWord(0);
     put(confidence);
     put(confidence);
     packet->type = 0x0805;  // TAG_INFO_CUSTOM
     packet->length = static_cast<std::uint16_t>(end - packet->payload);
+    setBearing(azimuthX10, elevationX10, packet);
 }
 
 void* sim_main(void* arg) {

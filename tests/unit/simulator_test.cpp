@@ -4,13 +4,13 @@
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 
-#include <chrono>
 #include <cmath>
 #include <filesystem>
 #include <memory>
+#include <tuple>
 
+#include "ask.hpp"
 #include "radio_fixture.hpp"
-#include "requests.hpp"
 #include "support/process.hpp"
 #include "support/temp_dir.hpp"
 #include "util.hpp"
@@ -21,32 +21,26 @@ using testing::EndsWith;
 using testing::HasSubstr;
 
 TEST(SimulatedRoom, BearingsAndRange) {
-    struct case_s {
-        const char* legend;
-        aar_position_s aar;
-        tag_position_s tag;
-        double azimuth, elevation;
-    };
-    const case_s cases[] = {
-        {"ahead along y, level: a short pi", {1, 1, 1, 0}, {1, 5, 1}, 359.9999999, 90},
-        {"ahead along x, turned by 90", {0, 0, 2, 90}, {5, 0, 2}, 180, 90},
-        {"behind along x: one turn up", {0, 0, 2, 0}, {-5, 0, 2}, 270, 90},
-        {"straight below", {0, 0, 3, 0}, {0, 0, 0}, 90, 0},
-        {"straight above", {0, 0, 3, 0}, {0, 0, 5}, 90, 180},
-        {"45 degrees down", {0, 0, 3, 1}, {0, 3, 0}, 1, 45},
-        {"no more than one turn down", {0, 0, 0, 800}, {1, 0, 0}, 530, 90},
-        {"no more than one turn up", {0, 0, 0, -800}, {1, 0, 0}, -350, 90},
-        {"exactly 30 away", {0, 0, 0, 90}, {18, 0, 24}, 180, 143.1301024},
-        {"30.01 away", {0, 0, 0, 0}, {0, 30.01, 0}, outOfRange, outOfRange},
-        {"infinitely far", {-1e308, 0, 0, 0}, {1.7e308, 0, 0}, outOfRange, outOfRange},
+    const std::tuple<aar_position_s, tag_position_s, double, double> cases[] = {
+        {{1, 1, 1, 0}, {1, 5, 1}, 359.9999999, 90},  // ahead along y: a short pi
+        {{0, 0, 2, 90}, {5, 0, 2}, 180, 90},
+        {{0, 0, 2, 0}, {-5, 0, 2}, 270, 90},
+        {{0, 0, 3, 0}, {0, 0, 0}, 90, 0},  // straight below
+        {{0, 0, 3, 0}, {0, 0, 5}, 90, 180},
+        {{0, 0, 3, 1}, {0, 3, 0}, 1, 45},
+        {{0, 0, 0, 800}, {1, 0, 0}, 530, 90},  // no more than one turn
+        {{0, 0, 0, -800}, {1, 0, 0}, -350, 90},
+        {{0, 0, 0, 90}, {18, 0, 24}, 180, 143.1301024},  // exactly 30 away
+        {{0, 0, 0, 0}, {0, 30.01, 0}, outOfRange, outOfRange},
+        {{-1e308, 0, 0, 0}, {1.7e308, 0, 0}, outOfRange, outOfRange},
     };
     const auto azimuths = std::make_unique<angle_table_t>();
     const auto elevations = std::make_unique<angle_table_t>();
-    for (const case_s& row : cases) {
-        get_az({row.aar}, {row.tag}, azimuths.get(), 1, 1);
-        get_el({row.aar}, {row.tag}, elevations.get(), 1, 1);
-        EXPECT_NEAR((*azimuths)[0][0], row.azimuth, 1e-5) << row.legend;
-        EXPECT_NEAR((*elevations)[0][0], row.elevation, 1e-5) << row.legend;
+    for (const auto& [aar, tag, azimuth, elevation] : cases) {
+        get_az({aar}, {tag}, azimuths.get(), 1, 1);
+        get_el({aar}, {tag}, elevations.get(), 1, 1);
+        EXPECT_NEAR((*azimuths)[0][0], azimuth, 1e-5);
+        EXPECT_NEAR((*elevations)[0][0], elevation, 1e-5) << azimuth;
     }
 }
 
@@ -56,22 +50,19 @@ TEST(SimulatedRoom, NoiseHasTheWantedSpread) {
     constexpr int draws = 20000;
     SCOPED_TRACE(seed);
     srand(seed);
-    double sumAz = 0, sumEl = 0, squaresAz = 0, squaresEl = 0, products = 0, beyondTwoSigma = 0;
+    double az = 0, el = 0, azAz = 0, elEl = 0, azEl = 0, tail = 0;
     for (int i = 0; i < draws; ++i) {
         bearing_s bearing{180, 90};
         add_noise(&bearing, 2.0, 0.5);
-        const double az = (bearing.azimuth - 180) / 2.0;
-        const double el = (bearing.elevation - 90) / 0.5;
-        sumAz += az, sumEl += el, squaresAz += az * az, squaresEl += el * el, products += az * el;
-        beyondTwoSigma += std::abs(az) > 2 ? 1 : 0;
+        const double x = (bearing.azimuth - 180) / 2.0;
+        const double y = (bearing.elevation - 90) / 0.5;
+        az += x, el += y, azAz += x * x, elEl += y * y, azEl += x * y, tail += std::abs(x) > 2 ? 1 : 0;
     }
-    EXPECT_NEAR(sumAz / draws, 0, 0.03);
-    EXPECT_NEAR(sumEl / draws, 0, 0.03);
-    EXPECT_NEAR(squaresAz / draws, 1, 0.05);
-    EXPECT_NEAR(squaresEl / draws, 1, 0.05);
-    EXPECT_NEAR(products / draws, 0, 0.03);
-    EXPECT_NEAR(beyondTwoSigma / draws, 0.0455, 0.007);
-
+    const std::pair<double, double> moments[] = {{az, 0}, {el, 0}, {azAz, 1}, {elEl, 1}, {azEl, 0}};
+    for (const auto& [sum, expected] : moments) {
+        EXPECT_NEAR(sum / draws, expected, 0.03 + 0.02 * expected);
+    }
+    EXPECT_NEAR(tail / draws, 0.0455, 0.007);
     bearing_s outside{-10, -5};
     add_noise(&outside, 0, 0);
     EXPECT_EQ(outside.azimuth, 350);
@@ -89,77 +80,60 @@ TEST(SimulatorFiles, CountsAndFailures) {
     for (int i = 1; i < 1002; ++i) {
         many += "," + good;
     }
-    struct case_s {
-        const char* legend;
-        std::string text;
-        int aars, tags;
-        const char* output;  // of both readers, a part
-    };
-    const case_s cases[] = {
-        {"empty", "", 0, 0,
-         "loading aar json file failed, Invalid config file\nloading tag json file failed, Inv"},
-        {"no double holds it", both(R"({"x":1e999})"), 0, 0, "failed, Invalid config file\nloading tag"},
-        {"no object", "[]", 0, 0, "\"aar_info\" must be included in object\nFailure: \"tag_info\" must be"},
-        {"no elements", both(""), 0, -1, nullptr},
-        {"no object inside", both("[]"), 0, 0,
-         "Failure: tag_info must be an array containing only objects\n"},
-        {"a field is missing in the second", both(good + R"(,{"tag_id":"E2"})"), 0, 0,
-         "\"x\" must be included"},
-        {"wrong type", both(R"({"x":"1"})"), 0, 0,
-         "Failure: \"x\" field must contain a floating point number\n"},
-        {"the last tag is a spare", both(good), 1, 0, nullptr},
-        {"more than the tables hold", both(many), 1002, 1001, nullptr},
+    // The file, what both readers return, a part of what they print.
+    const std::tuple<std::string, int, int, const char*> cases[] = {
+        {"", 0, 0, "aar json file failed, Invalid config file\nloading tag json file failed, Invalid"},
+        {both(R"({"x":1e999})"), 0, 0, "failed, Invalid config file\nloading tag"},
+        {"[]", 0, 0, "\"aar_info\" must be included in object\nFailure: \"tag_info\" must be"},
+        {both(""), 0, -1, ""},
+        {both("[]"), 0, 0, "Failure: tag_info must be an array containing only objects\n"},
+        {both(good + R"(,{"tag_id":"E2"})"), 0, 0, "\"x\" must be included"},
+        {both(R"({"x":"1"})"), 0, 0, "Failure: \"x\" field must contain a floating point number\n"},
+        {both(good), 1, 0, ""},
+        {both(many), 1002, 1001, ""},
     };
     const auto ids = std::make_unique<tag_id_table_t>();
     const auto tags = std::make_unique<tag_table_t>();
     aar_table_t aars{};
-    for (const case_s& row : cases) {
-        SCOPED_TRACE(row.legend);
-        writeTextFile("file", row.text);
+    for (const auto& [text, aarCount, tagCount, printed] : cases) {
+        SCOPED_TRACE(text.substr(0, 80));
+        writeTextFile("file", text);
         testing::internal::CaptureStdout();
-        const int aarCount = get_aar_info("file", &aars);
-        const int tagCount = get_tag_info("file", ids.get(), tags.get());
+        EXPECT_EQ(get_aar_info("file", &aars), aarCount);
+        EXPECT_EQ(get_tag_info("file", ids.get(), tags.get()), tagCount);
         const std::string output = testing::internal::GetCapturedStdout();
-        EXPECT_EQ(aarCount, row.aars);
-        EXPECT_EQ(tagCount, row.tags);
-        EXPECT_TRUE(row.output == nullptr ? output.empty() : output.find(row.output) != output.npos)
-            << output;
+        EXPECT_THAT(output, HasSubstr(printed));
+        EXPECT_EQ(output.empty(), *printed == '\0');
     }
     EXPECT_EQ(aars.back().orientation, 4);
-    EXPECT_EQ(ids->back(), "E2");
-    EXPECT_EQ(tags->back().z, 3);
+    EXPECT_EQ(ids->back() + std::to_string(tags->back().z), "E23.000000");
     for (const char* path : {"missing", "."}) {
         EXPECT_EQ(get_aar_info(path, &aars), 0) << path;
     }
 }
 
 TEST(SimulatorPacket, PayloadBytes) {
-    struct case_s {
-        const char* legend;
-        std::string id;
-        int azimuth, elevation;
-        std::string payload;  // blanks between its parts
-    };
-    // The CRCs are those of CRC-16/GENIBUS, from a bitwise computation elsewhere.
-    const case_s cases[] = {
-        {"96 bits", "3034257BF400B7800004CB2F", 1800, 905,
+    // Id, bearing in tenths, payload with blanks between its parts. The CRCs are those
+    // of CRC-16/GENIBUS, from a bitwise computation elsewhere.
+    const std::tuple<std::string, int, int, std::string> cases[] = {
+        {"3034257BF400B7800004CB2F", 1800, 905,
          "8d 3034257bf400b7800004cb2f 8c3000 8bd548 03841106 0708 0389 6464"},
-        {"128 bits", "00112233445566778899AABBCCDDEEFF", -1, 0,
+        {"00112233445566778899AABBCCDDEEFF", -1, 0,
          "00f1 0010 0080 00112233445566778899aabbccddeeff 8c4000 8bbd87 03841106 ffff 0000 6464"},
-        {"an odd digit", "E28", 1, 65538, "00f1 0001 0008 e2 8c0000 8b63c3 03841106 0001 0002 6464"},
-        {"no digits", "", 0, 0, "00f1 0000 0000 8c0000 8b0000 03841106 0000 0000 6464"},
-        {"no hex", "G1zz2x-1 3", 0, 0, "00f1 0005 0028 000002ff03 8c1000 8b0fb3 03841106 0000 0000 6464"},
-        {"too long", std::string(600, 'A'), 0, 0,
+        {"E28", 1, 65538, "00f1 0001 0008 e2 8c0000 8b63c3 03841106 0001 0002 6464"},
+        {"", 0, 0, "00f1 0000 0000 8c0000 8b0000 03841106 0000 0000 6464"},
+        {"G1zz2x-1 3", 0, 0, "00f1 0005 0028 000002ff03 8c1000 8b0fb3 03841106 0000 0000 6464"},
+        {std::string(600, 'A'), 0, 0,
          "00f1 00ff 07f8" + std::string(510, 'a') + "8cf800 8b978a 03841106 0000 0000 6464"},
     };
     alignas(RXE_packet_s) std::uint8_t buffer[sizeof(RXE_packet_s) + maxSimulatedPayload];
     auto* packet = reinterpret_cast<RXE_packet_s*>(buffer);
-    for (const case_s& row : cases) {
-        buildTagPacket(row.id, row.azimuth, row.elevation, packet);
+    for (const auto& [id, azimuth, elevation, expected] : cases) {
+        buildTagPacket(id, azimuth, elevation, packet);
         EXPECT_EQ(packet->type, 0x0805);
         std::string payload;
         appendHex(packet->payload, packet->length, &payload);
-        EXPECT_EQ(payload, removeSelectChar(row.payload, ' ')) << row.legend;
+        EXPECT_EQ(payload, removeSelectChar(expected, ' '));
     }
 }
 
@@ -174,12 +148,6 @@ class Simulator : public RadioTest {
         engine_double::reset();
     }
     ~Simulator() override { stopSimulationThread(); }
-
-    static std::string ask(std::string request) {
-        std::string reply;
-        EXPECT_EQ(ProcessRequest(&request, &reply), 0);
-        return reply;
-    }
 
     // Threads of this process that feed packets.
     static int simulators() {
@@ -207,40 +175,27 @@ class Simulator : public RadioTest {
 
 TEST_F(Simulator, RunsThatEndByThemselves) {
     const char* const noTag = "Number of Tags seen by this AAR: 0\nstopping simulation\n";
-    struct case_s {
-        const char* legend;
-        int aar;
-        const char *missing, *ending;
-    };
-    const case_s cases[] = {
-        {"a reader past the table", 128, "", "AAR Idx requested (128) is invalid\nexiting\n"},
-        {"a negative reader", -2, "", "AAR Idx requested (-2) is invalid\nexiting\n"},
-        {"a reader that the file does not hold", 1, "", noTag},
-        {"the table's last", 127, "", noTag},
-        {"no tags", 0, "tag.json", noTag},
-        {"no readers", 0, "aar.json", noTag},
-    };
-    for (const case_s& row : cases) {
-        std::filesystem::remove(row.missing);
-        EXPECT_THAT(outputOf(row.aar, 0), EndsWith(row.ending)) << row.legend;
+    const std::tuple<int, const char*, const char*> cases[] = {
+        // reader, missing file, last lines
+        {128, "", "AAR Idx requested (128) is invalid\nexiting\n"},
+        {-2, "", "AAR Idx requested (-2) is invalid\nexiting\n"},
+        {1, "", noTag},
+        {127, "", noTag},
+        {0, "tag.json", noTag},
+        {0, "aar.json", noTag}};
+    for (const auto& [aar, missing, ending] : cases) {
+        std::filesystem::remove(missing);
+        EXPECT_THAT(outputOf(aar, 0), EndsWith(ending));
         EXPECT_FALSE(isSimulationRunning());
     }
     EXPECT_EQ(packetRxCount, 0U);
 }
 
 TEST_F(Simulator, RequestsWhileIdleAndRunning) {
-    const char* const ongoing = "Failure: Start currently ongoing. Issue a stop prior to issuing a start.";
-    const char* const missing = "Failure: sim_bearing requires tps and aar number";
-    engine_double::setOngoing(true);
-    EXPECT_EQ(ask("start sim_bearing"), ongoing);
-    engine_double::setOngoing(false);
-    EXPECT_EQ(ask("start sim_bearing 5"), missing);
-
     testing::internal::CaptureStdout();
     EXPECT_EQ(ask("start sim_bearing 12x 0 std_el=0.25 std_az=-1.5"), "Success");
     EXPECT_TRUE(eventually([] { return packetRxCount >= 3; }));
-    EXPECT_EQ(ask("start"),
-              "Failure: simulation is currently ongoing. Issue a stop prior to issuing a start.");
+    EXPECT_THAT(ask("start"), HasSubstr("simulation is currently ongoing"));
     // A second simulation takes the place of the first.
     EXPECT_EQ(ask("start sim_bearing 400 0"), "Success");
     EXPECT_TRUE(eventually([] { return packetRxCount >= 103; }));
@@ -248,7 +203,6 @@ TEST_F(Simulator, RequestsWhileIdleAndRunning) {
     EXPECT_EQ(ask("stop"), "Success");
     EXPECT_TRUE(eventually([] { return simulators() == 0; }));
     EXPECT_FALSE(isSimulationRunning());
-    EXPECT_EQ(engine_double::calls().back().name, "RXE_stop");
     EXPECT_EQ(readTextFile("autoStart.txt"), "false");
     EXPECT_EQ(ask("stop"), "Success");
     EXPECT_EQ(ask("start"), "Success");
@@ -264,16 +218,10 @@ TEST_F(Simulator, RequestsWhileIdleAndRunning) {
                                     "Number of Tags seen by this AAR: 1\n"));
     EXPECT_THAT(output, HasSubstr("stopping simulation\nstarting with params: 0 and 400"));
     EXPECT_THAT(output, EndsWith("stopping simulation\nstopping ... 0\n"));
-    int starts = 0;
-    for (const engine_double::call_s& call : engine_double::calls()) {
-        EXPECT_TRUE(call.name != "RXE_formatPayloadToStruct" || call.id == 0x0805) << call.id;
-        starts += call.name == "RXE_start" ? 1 : 0;
-    }
-    EXPECT_EQ(starts, 1) << "only that after the stop";
+    EXPECT_THAT(engineCalls(), EndsWith("stop stop resume resetDb start")) << "nothing before";
 }
 
-TEST_F(Simulator, SendsAQuarterOfTheRateInEachSlice) {
-    using clock = std::chrono::steady_clock;
+TEST_F(Simulator, RatesAtTheEnds) {
     // Below 4 a second nothing is sent; the run goes on until it is stopped.
     for (const int tps : {3, 0, -8}) {
         startSimulationThread(0, tps, 0, 0);
@@ -281,18 +229,10 @@ TEST_F(Simulator, SendsAQuarterOfTheRateInEachSlice) {
         EXPECT_EQ(stopSimulationThread(), 0);
         EXPECT_EQ(packetRxCount, 0U) << tps;
     }
-    // Two a slice; the third slice begins half a second after the first.
-    const auto started = clock::now();
-    startSimulationThread(0, 10, 0, 0);
-    EXPECT_TRUE(eventually([] { return packetRxCount >= 6; }));
-    EXPECT_GE(clock::now() - started, std::chrono::milliseconds(500));
-    EXPECT_EQ(stopSimulationThread(), 0);
     // A slice that would take minutes ends at the stop.
     startSimulationThread(0, 2'000'000'000, 0, 0);
     EXPECT_TRUE(eventually([] { return packetRxCount >= 3000; }));
-    const auto asked = clock::now();
     EXPECT_EQ(stopSimulationThread(), 0);
-    EXPECT_LT(clock::now() - asked, std::chrono::seconds(10));
 }
 
 // Until its files are read a simulation does not show, and a stop passes it by.

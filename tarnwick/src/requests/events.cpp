@@ -15,20 +15,26 @@ report_error_s report_error;
 report_warning_s report_warning;
 std::chrono::seconds heartbeat_period{10};
 
-std::vector<std::string> heartbeat_stats{"numTagReads",
-                                         "numTagReadsPerAntenna",
-                                         "numRadioPacketsRxed",
-                                         "numDataMessagesTxed",
-                                         "cpuUtilization",
-                                         "ramUtilization",
-                                         "uptime",
-                                         "numErrors",
-                                         "numWarnings",
-                                         "radioConnection",
-                                         "radioActivity",
-                                         "temperature",
-                                         "antennas",
-                                         "aarEcho"};
+namespace {
+
+const std::vector<std::string> default_heartbeat_stats{"numTagReads",
+                                                       "numTagReadsPerAntenna",
+                                                       "numRadioPacketsRxed",
+                                                       "numDataMessagesTxed",
+                                                       "cpuUtilization",
+                                                       "ramUtilization",
+                                                       "uptime",
+                                                       "numErrors",
+                                                       "numWarnings",
+                                                       "radioConnection",
+                                                       "radioActivity",
+                                                       "temperature",
+                                                       "antennas",
+                                                       "aarEcho"};
+
+}  // namespace
+
+std::vector<std::string> heartbeat_stats = default_heartbeat_stats;
 
 namespace {
 
