@@ -11,35 +11,15 @@
 #include <malloc.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <new>
 #include <numeric>
 #include <random>
 #include <string>
 #include <vector>
 
 #include "additional_config.hpp"
-
-namespace {
-std::uint64_t allocations = 0;
-}  // namespace
-
-// Never inlined: the compiler would take the pair below for a mismatch.
-[[gnu::noinline]] void* operator new(std::size_t size) {
-    ++allocations;
-    if (void* memory = std::malloc(size)) {
-        return memory;
-    }
-    throw std::bad_alloc();
-}
-[[gnu::noinline]] void operator delete(void* memory) noexcept {
-    std::free(memory);
-}
-[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept {
-    std::free(memory);
-}
+#include "measure.hpp"
 
 namespace {
 
@@ -81,13 +61,13 @@ double nanoseconds(std::uint32_t size, const std::vector<std::string>& keys, flo
     const std::size_t length = keys.front().size();
     std::string key;
     std::int64_t second = 1;
-    const auto start = std::chrono::steady_clock::now();
-    for (std::size_t at = 0; at < texts.size(); at += length) {
-        key.assign(texts, at, length);
-        report_line(key, {++second, 0});
-    }
-    const std::chrono::duration<double, std::nano> took = std::chrono::steady_clock::now() - start;
-    return took.count() / reports;
+    return secondsOf([&] {
+               for (std::size_t at = 0; at < texts.size(); at += length) {
+                   key.assign(texts, at, length);
+                   report_line(key, {++second, 0});
+               }
+           }) /
+           reports * 1e9;
 }
 
 struct alignas(64) line_s {
@@ -108,12 +88,12 @@ double nanosecondsOfRead(std::size_t bytes) {
     for (std::size_t i = 0; i < lines.size(); ++i) {
         place = lines[place].next;
     }
-    const auto start = std::chrono::steady_clock::now();
-    for (int i = 0; i < reports; ++i) {
-        place = lines[place].next;
-    }
-    const std::chrono::duration<double, std::nano> took = std::chrono::steady_clock::now() - start;
-    return took.count() / reports + (place == lines.size() ? 1 : 0);
+    const double seconds = secondsOf([&] {
+        for (int i = 0; i < reports; ++i) {
+            place = lines[place].next;
+        }
+    });
+    return seconds / reports * 1e9 + (place == lines.size() ? 1 : 0);
 }
 
 // Many keys against few, both full.

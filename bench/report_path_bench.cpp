@@ -17,42 +17,18 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
-#include <new>
 #include <string>
 #include <string_view>
 #include <thread>
 #include <vector>
 
+#include "measure.hpp"
 #include "mode_config.hpp"
 #include "radio.hpp"
 #include "rxe.h"
-#include "util.hpp"
+#include "simulator.hpp"
 #include "zmq_intfc.hpp"
-
-namespace {
-
-// Calls of operator new on the measuring thread. libzmq's message bodies come
-// from malloc and are not among them.
-thread_local std::uint64_t allocations = 0;
-
-}  // namespace
-
-// Never inlined: the compiler would take the pair below for a mismatch.
-[[gnu::noinline]] void* operator new(std::size_t size) {
-    ++allocations;
-    if (void* memory = std::malloc(size)) {
-        return memory;
-    }
-    throw std::bad_alloc();
-}
-[[gnu::noinline]] void operator delete(void* memory) noexcept {
-    std::free(memory);
-}
-[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept {
-    std::free(memory);
-}
 
 namespace {
 
@@ -78,29 +54,10 @@ constexpr std::array forms{
     form_s{"binary", DATA_ANALYTICS_BINARY, false, 3.5, 1.8},
 };
 
-// A packet with 96-bit EPC, PC, CRC and bearing in the engine's own encoding, as
-// the simulator makes it.
+// A packet with 96-bit EPC, PC, CRC and bearing in the engine's own encoding.
 std::vector<std::uint8_t> tagPacket() {
-    std::vector<std::uint8_t> payload{0x8D, 0x30, 0x74, 0x25, 0x7B, 0xF7, 0x19, 0x4E, 0x40,
-                                      0x00, 0x00, 0x1A, 0x85, 0x8C, 0x30, 0x00, 0x8B};
-    const std::uint16_t crc = computeCRC(12, payload.data() + 1);
-    const std::array<std::uint8_t, 12> tail{static_cast<std::uint8_t>(crc & 0xFF),
-                                            static_cast<std::uint8_t>(crc >> 8),
-                                            0x03,
-                                            0x84,
-                                            0x11,
-                                            0x06,
-                                            0x04,
-                                            0xD2,
-                                            0x01,
-                                            0xC8,
-                                            100,
-                                            100};
-    payload.insert(payload.end(), tail.begin(), tail.end());
-    const RXE_packet_s head{.type = 0x0805, .length = static_cast<std::uint16_t>(payload.size())};
-    std::vector<std::uint8_t> packet(sizeof head + payload.size());
-    std::memcpy(packet.data(), &head, sizeof head);
-    std::memcpy(packet.data() + sizeof head, payload.data(), payload.size());
+    std::vector<std::uint8_t> packet(sizeof(RXE_packet_s) + maxSimulatedPayload);
+    buildTagPacket("3074257BF7194E4000001A85", 1234, 456, reinterpret_cast<RXE_packet_s*>(packet.data()));
     return packet;
 }
 
@@ -148,7 +105,9 @@ void readLanes(const std::atomic<bool>* stop) {
     }
 }
 
-// The pause between bursts: until the reader has caught up.
+// The pause between bursts: until the reader has caught up, and then some. A
+// publisher asks what was read once in about a millisecond; bursts that come faster
+// would find its queue full, though nobody is behind.
 void awaitArrivals() {
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
     for (lane_s& lane : lanes) {
@@ -162,6 +121,7 @@ void awaitArrivals() {
             std::this_thread::sleep_for(std::chrono::microseconds(200));
         }
     }
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
 }
 
 // Connects a reader to each lane and waits until its subscription works.
@@ -186,17 +146,6 @@ struct sizes_s {
     std::size_t report = 0;
     std::size_t line = 0;
 };
-
-double secondsOf(auto&& work) {
-    const auto start = std::chrono::steady_clock::now();
-    work();
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-}
-
-double median(std::vector<double> values) {
-    std::ranges::sort(values);
-    return values[values.size() / 2];
-}
 
 void sendReports(std::vector<std::uint8_t>* packet, int count) {
     for (int i = 0; i < count; ++i) {
