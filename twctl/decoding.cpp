@@ -32,17 +32,6 @@ std::uint8_t byteAt(std::string_view frame, std::size_t index) {
     return static_cast<std::uint8_t>(frame[index]);
 }
 
-std::string hexText(std::string_view bytes) {
-    constexpr std::string_view digits = "0123456789abcdef";
-    std::string text;
-    for (const char c : bytes) {
-        const auto byte = static_cast<std::uint8_t>(c);
-        text += digits[byte >> 4];
-        text += digits[byte & 15];
-    }
-    return text;
-}
-
 // The shortest decimal that reads back as this float: widened as it is, -47.3
 // would print as -47.29999923706055.
 double shortestDouble(float value) {
@@ -91,16 +80,32 @@ std::string binaryReportText(std::string_view bytes) {
     return text.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
 }
 
-bool hasHeader(std::string_view frame) {
-    return frame.size() >= headerSize && byteAt(frame, kindOffset) < kindNames.size() &&
-           byteAt(frame, endOffset) == 0;
-}
-
 std::string unreadableLine(std::string_view frame) {
     return "unreadable frame of " + std::to_string(frame.size()) + " bytes: " + hexText(frame);
 }
 
 }  // namespace
+
+std::string hexText(std::string_view bytes) {
+    constexpr std::string_view digits = "0123456789abcdef";
+    std::string text;
+    for (const char c : bytes) {
+        const auto byte = static_cast<std::uint8_t>(c);
+        text += digits[byte >> 4];
+        text += digits[byte & 15];
+    }
+    return text;
+}
+
+std::optional<tag_frame_s> splitTagFrame(std::string_view frame) {
+    if (frame.size() >= headerSize && byteAt(frame, kindOffset) < kindNames.size() &&
+        byteAt(frame, endOffset) == 0) {
+        return tag_frame_s{.subscriber = byteAt(frame, 0) | byteAt(frame, 1) << 8,
+                           .kind = byteAt(frame, kindOffset),
+                           .body = frame.substr(headerSize)};
+    }
+    return std::nullopt;
+}
 
 std::string decodeTextFrame(std::string_view frame) {
     constexpr char firstPrintable = 0x20;
@@ -118,15 +123,14 @@ std::string decodeTextFrame(std::string_view frame) {
 }
 
 std::string decodeTagFrame(std::string_view frame) {
-    if (!hasHeader(frame)) {
+    const std::optional<tag_frame_s> parts = splitTagFrame(frame);
+    if (!parts) {
         return frame.starts_with('{') ? decodeTextFrame(frame) : unreadableLine(frame);
     }
-    const int subscriber = byteAt(frame, 0) | byteAt(frame, 1) << 8;
-    const std::uint8_t kind = byteAt(frame, kindOffset);
-    const std::string_view body = frame.substr(headerSize);
-    const std::string text = kind == 0 ? decodeTextFrame(body) : binaryReportText(body);
+    const std::string text = parts->kind == 0 ? decodeTextFrame(parts->body) : binaryReportText(parts->body);
     if (text.empty()) {
         return unreadableLine(frame);
     }
-    return "subscriber=" + std::to_string(subscriber) + " kind=" + std::string(kindNames[kind]) + " " + text;
+    return "subscriber=" + std::to_string(parts->subscriber) +
+           " kind=" + std::string(kindNames[parts->kind]) + " " + text;
 }

@@ -10,8 +10,23 @@
 // The fourth byte tells the header from JSON text, which holds no NUL.
 #pragma once
 
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
+
+// A frame with a header, taken apart.
+struct tag_frame_s {
+    int subscriber;
+    std::uint8_t kind;  // 0 JSON, 1 and 2 binary
+    std::string_view body;
+};
+
+// Nothing for a frame without a header, that is the form OFF or no report.
+std::optional<tag_frame_s> splitTagFrame(std::string_view frame);
+
+// Two lower-case digits for each byte.
+std::string hexText(std::string_view bytes);
 
 // The line of a frame of the tag channel, without a newline:
 //

@@ -6,8 +6,8 @@
 #include <vector>
 
 struct engine_event_s {
-    std::vector<std::string> words;  // joined by single blanks; or one that is a JSON object
-    std::string endpoint = "ipc:///tmp/rxe_engine";
+    std::vector<std::string> words;                  // joined by single blanks; or one that is a JSON object
+    std::string endpoint = "ipc:///tmp/rxe_engine";  // or a file's path
     double timeoutSeconds = 5.0;
 };
 

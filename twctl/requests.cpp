@@ -9,37 +9,93 @@
 
 #include "exit_status.hpp"
 #include "sockets.hpp"
+#include "words.hpp"
 
 namespace {
 
-void explainSilence(const request_s& request) {
-    const std::optional<std::string> file = ipcFile(request.endpoint);
+void explainSilence(const daemon_s& daemon, const std::string& endpoint) {
+    const std::optional<std::string> file = ipcFile(endpoint);
     const char* hint = "";
     if (file && access(file->c_str(), F_OK) != 0) {
         hint = ": nothing listens there, is the daemon running?";
     } else if (file && access(file->c_str(), W_OK) != 0) {
         hint = ": no right to write to it, which root, trfidadm and the group appsadms have";
+    } else if (file && !hasLiveListener(endpoint)) {
+        hint = ": a daemon that is gone has left the file there";
     }
-    std::fprintf(stderr, "twctl: no reply within %g s on %s%s\n", request.timeoutSeconds,
-                 request.endpoint.c_str(), hint);
+    std::fprintf(stderr, "twctl: no reply within %g s on %s%s\n", daemon.timeoutSeconds, endpoint.c_str(),
+                 hint);
 }
 
 }  // namespace
 
-int runRequest(const request_s& request) {
-    std::string reply;
-    switch (exchangeText(request.endpoint, joinWords(request.words), request.timeoutSeconds, &reply)) {
+int askDaemon(const daemon_s& daemon, const std::string& text, std::string* reply) {
+    const std::string endpoint = endpointOf(daemon.endpoint);
+    switch (exchangeText(endpoint, text, daemon.timeoutSeconds, reply)) {
         case exchange_e::badEndpoint:
             return exitTrouble;
         case exchange_e::silence:
-            explainSilence(request);
+            explainSilence(daemon, endpoint);
             return exitNoAnswer;
         case exchange_e::answered:
             break;
     }
-    if (const int error = writeLine(reply, true); error != 0 && error != EPIPE) {
+    return exitSuccess;
+}
+
+bool isFailure(std::string_view reply) {
+    return reply.starts_with("Failure");
+}
+
+std::string bodyOf(std::string_view reply) {
+    constexpr std::string_view lead = "Success:";
+    if (!reply.starts_with(lead)) {
+        return std::string(reply);
+    }
+    std::string_view body = reply.substr(lead.size());
+    if (body.starts_with(' ') || body.starts_with('\n')) {
+        body.remove_prefix(1);
+    }
+    while (body.ends_with('\n')) {
+        body.remove_suffix(1);
+    }
+    return body.empty() ? "Success" : std::string(body);
+}
+
+int printText(std::string_view text) {
+    if (const int error = writeLine(text, true); error != 0 && error != EPIPE) {
         std::fprintf(stderr, "twctl: standard output: %s\n", std::strerror(error));
         return exitTrouble;
     }
-    return reply.starts_with("Failure") ? exitFailure : exitSuccess;
+    return exitSuccess;
+}
+
+int runRequest(const daemon_s& daemon, const std::vector<std::string>& words) {
+    std::string reply;
+    if (const int status = askDaemon(daemon, joinWords(words), &reply); status != exitSuccess) {
+        return status;
+    }
+    if (const int status = printText(reply); status != exitSuccess) {
+        return status;
+    }
+    return isFailure(reply) ? exitFailure : exitSuccess;
+}
+
+int runCommand(const daemon_s& daemon, const std::vector<std::string>& words) {
+    std::string reason;
+    if (!areWordsGood(words, &reason)) {
+        std::fprintf(stderr, "twctl: %s\n", reason.c_str());
+        return exitTrouble;
+    }
+    std::string reply;
+    const int status = askDaemon(daemon, joinWords(words), &reply);
+    return status == exitSuccess ? printReply(reply) : status;
+}
+
+int printReply(std::string_view reply) {
+    if (isFailure(reply)) {
+        std::fprintf(stderr, "%.*s\n", static_cast<int>(reply.size()), reply.data());
+        return exitFailure;
+    }
+    return printText(bodyOf(reply));
 }

@@ -1,16 +1,40 @@
 // SPDX-License-Identifier: MIT
-// "twctl request": one request to the daemon and its reply.
+// Requests to the daemon and their replies.
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
-struct request_s {
-    std::vector<std::string> words;  // joined by single blanks
-    std::string endpoint = "ipc:///tmp/tarnwick_rep";
+// Where the daemon is, and how long to wait for it.
+struct daemon_s {
+    std::string endpoint = "ipc:///tmp/tarnwick_rep";  // or a file's path
     double timeoutSeconds = 5.0;
 };
 
-// Sends the request, waits for the reply and prints it on standard output;
-// what goes wrong on this side is told on standard error. Returns an exit_status_e.
-int runRequest(const request_s& request);
+// Sends `text` and waits for the reply. What goes wrong on this side is told on
+// standard error. Returns an exit_status_e: success says that a reply came,
+// whatever it is.
+int askDaemon(const daemon_s& daemon, const std::string& text, std::string* reply);
+
+// A reply that begins with "Failure".
+bool isFailure(std::string_view reply);
+
+// What a reply says behind its first word: of "Success: 7" it is "7", of
+// "Success:\nversion 1\n" it is "version 1", and "Success" stays.
+std::string bodyOf(std::string_view reply);
+
+// Prints one text on standard output, with a newline behind it. Returns an exit_status_e.
+int printText(std::string_view text);
+
+// "twctl request": any words, and the reply as it came on standard output.
+// Returns an exit_status_e.
+int runRequest(const daemon_s& daemon, const std::vector<std::string>& words);
+
+// A request whose words have a meaning here: prints what the reply says, or on
+// standard error the failure. Returns an exit_status_e.
+int runCommand(const daemon_s& daemon, const std::vector<std::string>& words);
+
+// Prints a failure on standard error and everything else, by `bodyOf`, on
+// standard output. Returns an exit_status_e.
+int printReply(std::string_view reply);

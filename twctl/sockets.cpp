@@ -30,6 +30,11 @@ connection_s openConnection(int type) {
     return connection;
 }
 
+std::string endpointOf(const std::string& name) {
+    const bool isPath = name.starts_with('/') || name.starts_with('.');
+    return isPath ? "ipc://" + name : name;
+}
+
 std::optional<std::string> ipcFile(std::string_view endpoint) {
     constexpr std::string_view scheme = "ipc://";
     if (!endpoint.starts_with(scheme)) {

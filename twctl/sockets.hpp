@@ -30,6 +30,9 @@ struct connection_s {
 };
 connection_s openConnection(int type);
 
+// The endpoint that a person names: what begins with "/" or "." is the path of an ipc file.
+std::string endpointOf(const std::string& name);
+
 // The file of an "ipc://" endpoint; nothing for any other transport.
 std::optional<std::string> ipcFile(std::string_view endpoint);
 

@@ -6,12 +6,15 @@
 #include <unistd.h>
 #include <zmq.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <cstring>
 
 #include "decoding.hpp"
 #include "exit_status.hpp"
+#include "live_table.hpp"
 #include "sockets.hpp"
 
 const std::array<channel_s, 3> channels{{
@@ -77,9 +80,63 @@ progress_e afterWriting(int error) {
     return trouble;
 }
 
+// Of the live table on a terminal.
+constexpr std::chrono::milliseconds redrawInterval{500};
+
+// What has been shown, and what is to be said of what has not.
+struct display_s {
+    bool onTerminal = isatty(STDOUT_FILENO) == 1;
+    std::uint64_t shown = 0;
+    bool unreadable = false;      // a frame was no tag report
+    bool withoutAntenna = false;  // a filter by antenna could not judge a report
+    bool toldUnreadable = false;
+    bool toldWithoutAntenna = false;
+    live_table_s table;
+    clock_point nextDraw = table.began;
+    std::size_t drawn = 0;
+};
+
+// Reports are taken apart only for those who ask for it.
+bool needsRecords(const watch_s& watch) {
+    return watch.form != form_e::lines || !wantsAll(watch.filter);
+}
+
+// Reads the frame's report, and says whether it is to be shown.
+bool isToBeShown(const watch_s& watch, std::string_view frame, tag_record_s* record, display_s* display) {
+    if (!needsRecords(watch)) {
+        return true;
+    }
+    if (!readTagFrame(frame, record)) {
+        display->unreadable = true;
+        return false;
+    }
+    display->withoutAntenna |= !watch.filter.antennas.empty() && !record->antenna;
+    return isWanted(watch.filter, *record);
+}
+
+progress_e showFrame(const watch_s& watch, std::string_view frame, display_s* display) {
+    tag_record_s record;
+    if (!isToBeShown(watch, frame, &record, display)) {
+        return goOn;
+    }
+    progress_e progress = goOn;
+    switch (watch.form) {
+        case form_e::lines:
+            progress = afterWriting(writeLine(watch.channel->decode(frame), false));
+            break;
+        case form_e::csv:
+            progress = afterWriting(writeLine(csvLine(record), false));
+            break;
+        case form_e::live:
+            countReport(&display->table, record, std::chrono::steady_clock::now());
+            break;
+    }
+    return progress == goOn && ++display->shown == watch.count ? enough : progress;
+}
+
 // Shows what has arrived. A batch of reports is one message of several frames
 // and may end with an empty one, which is no report.
-progress_e showFrames(const watch_s& watch, void* socket, std::uint64_t* shown) {
+progress_e showFrames(const watch_s& watch, void* socket, display_s* display) {
     progress_e progress = goOn;
     zmq_msg_t message;
     zmq_msg_init(&message);
@@ -89,12 +146,8 @@ progress_e showFrames(const watch_s& watch, void* socket, std::uint64_t* shown) 
         }
         const std::string_view frame(static_cast<const char*>(zmq_msg_data(&message)),
                                      zmq_msg_size(&message));
-        if (frame.empty()) {
-            continue;
-        }
-        progress = afterWriting(writeLine(watch.channel->decode(frame), false));
-        if (progress == goOn && ++*shown == watch.count) {
-            progress = enough;
+        if (!frame.empty()) {
+            progress = showFrame(watch, frame, display);
         }
     }
     zmq_msg_close(&message);
@@ -102,17 +155,68 @@ progress_e showFrames(const watch_s& watch, void* socket, std::uint64_t* shown) 
     return flushed == goOn ? progress : flushed;
 }
 
-int watchUntilDone(const watch_s& watch, void* socket, int signals) {
+bool drawsLive(const watch_s& watch, const display_s& display) {
+    return watch.form == form_e::live && display.onTerminal;
+}
+
+progress_e drawWhenDue(const watch_s& watch, display_s* display) {
+    const clock_point now = std::chrono::steady_clock::now();
+    if (!drawsLive(watch, *display) || now < display->nextDraw) {
+        return goOn;
+    }
+    display->nextDraw = now + redrawInterval;
+    return afterWriting(drawTable(display->table, now, &display->drawn));
+}
+
+// The table as it is at the end; without a terminal it is the only one.
+progress_e finishLive(const watch_s& watch, display_s* display) {
+    const clock_point now = std::chrono::steady_clock::now();
+    if (drawsLive(watch, *display)) {
+        return afterWriting(drawTable(display->table, now, &display->drawn));
+    }
+    progress_e progress = goOn;
+    for (const std::string& line : tableLines(display->table, now, display->table.tags.size())) {
+        progress = progress == goOn ? afterWriting(writeLine(line, true)) : progress;
+    }
+    return progress;
+}
+
+void tellOnce(bool happened, bool* told, const char* what) {
+    if (happened && !*told) {
+        std::fprintf(stderr, "twctl: %s\n", what);
+        *told = true;
+    }
+}
+
+// What a person should know who wonders where the reports are.
+void tellLeftOut(display_s* display) {
+    tellOnce(display->unreadable, &display->toldUnreadable, "frames that are no tag reports are left out");
+    tellOnce(display->withoutAntenna, &display->toldWithoutAntenna,
+             "reports without an antenna are left out; the mode's \"tagMetaData\" must hold \"ANTENNA\"");
+}
+
+// Whichever is first. Nothing waits for ever while a live table is drawn.
+deadline_t nextWake(const watch_s& watch, const display_s& display, const deadline_t& deadline) {
+    if (!drawsLive(watch, display)) {
+        return deadline;
+    }
+    return deadline ? std::min(*deadline, display.nextDraw) : display.nextDraw;
+}
+
+int watchUntilDone(const watch_s& watch, void* socket, int signals, display_s* display) {
     const deadline_t deadline = watch.seconds > 0 ? deadlineIn(watch.seconds) : deadline_t{};
-    std::uint64_t shown = 0;
     for (;;) {
         zmq_pollitem_t items[] = {
             {socket, 0, ZMQ_POLLIN, 0},
             {nullptr, signals, ZMQ_POLLIN, 0},
             {nullptr, STDOUT_FILENO, ZMQ_POLLERR, 0},  // its reader has gone
         };
-        zmq_poll(items, 3, millisecondsLeft(deadline));
-        const progress_e progress = items[0].revents != 0 ? showFrames(watch, socket, &shown) : goOn;
+        zmq_poll(items, 3, millisecondsLeft(nextWake(watch, *display, deadline)));
+        progress_e progress = items[0].revents != 0 ? showFrames(watch, socket, display) : goOn;
+        progress = progress == goOn ? drawWhenDue(watch, display) : progress;
+        if (!drawsLive(watch, *display)) {  // it would tear the table
+            tellLeftOut(display);
+        }
         if (progress == trouble) {
             return exitTrouble;
         }
@@ -134,5 +238,14 @@ int runWatch(const watch_s& watch) {
         return exitTrouble;
     }
     const bound_file_c file(watch.bind ? watch.endpoint : "");
-    return watchUntilDone(watch, connection.socket.get(), signals.fd);
+    display_s display;
+    if (watch.form == form_e::csv && afterWriting(writeLine(csvHeader, true)) == trouble) {
+        return exitTrouble;
+    }
+    const int status = watchUntilDone(watch, connection.socket.get(), signals.fd, &display);
+    if (watch.form == form_e::live && status != exitTrouble && finishLive(watch, &display) == trouble) {
+        return exitTrouble;
+    }
+    tellLeftOut(&display);
+    return status;
 }

@@ -8,6 +8,8 @@
 #include <string>
 #include <string_view>
 
+#include "tag_record.hpp"
+
 // What can be watched. The daemon connects to these endpoints, so that whoever
 // watches binds them.
 struct channel_s {
@@ -21,16 +23,21 @@ extern const std::array<channel_s, 3> channels;
 // BINARY; there the daemon listens and whoever watches connects.
 inline constexpr const char* tagTcpEndpoint = "tcp://127.0.0.1:5160";
 
+// How tag reports are shown; the other channels have lines alone.
+enum class form_e { lines, csv, live };
+
 struct watch_s {
     const channel_s* channel = nullptr;
     std::string endpoint;
     bool bind = true;                         // false: connect
     std::optional<std::uint16_t> subscriber;  // only frames that begin with this number
-    std::uint64_t count = 0;                  // frames to show; 0 is no limit
-    double seconds = 0.0;                     // how long to watch; 0 is no limit
+    tag_filter_s filter;
+    form_e form = form_e::lines;
+    std::uint64_t count = 0;  // frames to show; 0 is no limit
+    double seconds = 0.0;     // how long to watch; 0 is no limit
 };
 
-// Prints frames until `count`, `seconds`, SIGINT, SIGTERM, or the end of whoever
-// reads standard output. The file of a bound endpoint is gone on return.
-// Returns an exit_status_e.
+// Prints frames, of tag reports those that the filter wants, until `count`, `seconds`, SIGINT, SIGTERM, or
+// the end of whoever reads standard output. The file of a bound endpoint is gone on return. Returns an
+// exit_status_e.
 int runWatch(const watch_s& watch);

@@ -1,0 +1,112 @@
+// SPDX-License-Identifier: MIT
+// Tag reports taken apart: filters, comma-separated values, the live table.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "twctl/peer.hpp"
+
+using namespace std::string_literals;
+using testing::HasSubstr;
+using testing::MatchesRegex;
+using words_t = std::vector<std::string>;
+
+namespace {
+
+// One tag in the three forms, another one, and frames that are no reports.
+const std::string first =
+    R"({"data":{"antenna":1,"channel":902.75,"eventNum":1,"idHex":"30a1","peakRssi":-52,"reads":3},)"
+    R"("timestamp":"now","type":"SIMPLE"})";
+const std::string second = R"({"data":{"antenna":2,"idHex":"30b2"},"timestamp":"a,\"b\"","type":"x"})";
+const std::string last = R"({"data":{"antenna":2,"idHex":"30c3"}})";
+const std::string bare = R"({"data":{"idHex":"30a1"}})";
+const std::string binary =
+    "\x01\0\x01\0\x0a\x02\x30\xa1\x10\xe8\x07\x38\x67\x48\x01\x50\xde\x8c\x37\x58\x02\xc0\x01\x09"s;
+const std::string frames[] = {
+    first,  "no report",         second, "\x01\0\0\0"s + first, "{}", R"({"data":{"idHex":7}})", bare,
+    binary, "\x01\0\x02\0\xff"s, last,
+};
+
+// What twctl shows of all frames; it ends by --count or with the time.
+std::string outputOf(const std::string& command, const words_t& options, int status) {
+    const peer_s peer(ZMQ_XPUB);
+    std::string line = command + " '" + twctlProgram + "' watch tags --bind '" + peer.endpoint + "'";
+    for (const std::string& option : options) {
+        line += " " + option;
+    }
+    zmq_connect(peer.socket, peer.endpoint.c_str());
+    process_s client("bash", {{"-c", line}, {{"TZ", "UTC"}}, {}});
+    EXPECT_EQ(peer.receive(), "\x01"s);
+    for (const std::string& frame : frames) {
+        peer.send(frame);
+    }
+    EXPECT_EQ(client.waitForExit(), status);
+    return client.output();
+}
+
+}  // namespace
+
+TEST(Filter, ShowsTheReportsThatAreAskedFor) {
+    const std::string leftOut = "twctl: frames that are no tag reports are left out\n";
+    const std::string noAntenna =
+        "twctl: reports without an antenna are left out; the mode's \"tagMetaData\" must hold \"ANTENNA\"\n";
+    const std::string firstAgain = "subscriber=1 kind=json " + first + "\n";
+    const std::string header = "time,epc,antenna,rssi,reads,channel,eventNum,type\n";
+    const std::string firstRow = "now,30a1,1,-52,3,902.75,1,SIMPLE\n";
+    const std::string secondRow = "\"a,\"\"b\"\"\",30b2,2,,,,,x\n";
+    const std::string binaryRow = "1970-01-01T00:00:01.000+0000,30a1,1,-52,2,902.75,9,\n";
+    struct case_s {
+        const char* legend;
+        words_t options;
+        std::string output, complaint;
+        int status = 0;
+    };
+    const case_s cases[] = {
+        {"a prefix of either case", {"--epc", "30B", "--count", "1"}, second + "\n", leftOut},
+        {"two prefixes",
+         {"--epc", "30b2", "--epc", "30a", "--count", "3"},
+         first + "\n" + second + "\n" + firstAgain,
+         leftOut},
+        {"an antenna", {"--antenna", "2", "--count", "2"}, second + "\n" + last + "\n", leftOut + noAntenna},
+        {"both",
+         {"--antenna", "2", "--epc", "30a1", "--seconds", "1", "--count", "1"},
+         "",
+         leftOut + noAntenna,
+         2},
+        {"values",
+         {"--csv", "--count", "6"},
+         header + firstRow + secondRow + firstRow + ",30a1,,,,,,\n" + binaryRow + ",30c3,2,,,,,\n",
+         leftOut},
+    };
+    for (const case_s& row : cases) {
+        SCOPED_TRACE(row.legend);
+        EXPECT_EQ(outputOf("exec 2> /dev/null;", row.options, row.status), row.output);
+        EXPECT_EQ(outputOf("exec 2>&1 > /dev/null;", row.options, row.status), row.complaint);
+    }
+}
+
+// 3 reads, 3 again, 1 and 2 of the one tag; 1 of each other.
+TEST(Filter, TheLiveTableStandsOnceWithoutATerminalAndIsDrawnOnOne) {
+    const words_t options{"--live", "--count", "6"};
+    EXPECT_THAT(outputOf("exec 2> /dev/null;", options, 0),
+                MatchesRegex("3 tags, 11 reads, [0-9]+\\.[0-9] reads/s\n"
+                             "tag +reads +antenna +RSSI +last seen +reads/s\n"
+                             "30a1 +9 +1 +-52 +[0-9]\\.[0-9] s +[0-9]\\.[0-9]\n"
+                             "30c3 +1 +2 +- +[0-9]\\.[0-9] s +[0-9]\\.[0-9]\n"
+                             "30b2 +1 +2 +- +[0-9]\\.[0-9] s +[0-9]\\.[0-9]\n"));
+    const std::string drawn =
+        outputOf("run() { script -qec \"$(printf '%q ' \"$@\")\" /dev/null; }; run", options, 0);
+    EXPECT_THAT(drawn, HasSubstr("\x1b["));  // the cursor goes back over the table
+    EXPECT_THAT(drawn, HasSubstr("3 tags, 11 reads, "));
+}
+
+TEST(Filter, IsForTagsAlone) {
+    for (const words_t& more : {words_t{"--live"}, {"--csv"}, {"--epc", "30"}, {"--antenna", "1"}}) {
+        words_t arguments{"watch", "events"};
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        process_s client(twctlProgram, {arguments, {}, {}});
+        EXPECT_EQ(client.waitForExit(), 3) << more.front();
+    }
+    process_s client(twctlProgram, {{"watch", "tags", "--epc", "30x"}, {}, {}});
+    EXPECT_EQ(client.waitForExit(), 3);
+    EXPECT_THAT(client.output(), HasSubstr("no row of hex digits"));
+}

@@ -1,0 +1,210 @@
+// SPDX-License-Identifier: MIT
+#include "document.hpp"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <string_view>
+
+namespace {
+
+using nlohmann::json;
+
+// No mode comes near it; a device or a wrong file is not read to its end.
+constexpr std::size_t mostBytes = 4U << 20;
+
+// Arrays and objects inside one another, counted from the outermost.
+constexpr int deepestNesting = 255;
+
+struct file_closer_s {
+    void operator()(std::FILE* file) const {
+        if (file != stdin) {
+            std::fclose(file);
+        }
+    }
+};
+
+// The kinds of value that a key takes, as bits.
+enum kind_e : unsigned { text = 1, number = 2, object = 4, array = 8 };
+
+struct mode_key_s {
+    const char* name;
+    unsigned kinds;
+};
+constexpr mode_key_s modeKeys[] = {
+    {"type", text},
+    {"mode", text},
+    {"antennas", array},
+    {"beams", array},
+    {"transmitPower", number | array},
+    {"environment", text},
+    {"linkProfile", number | array},
+    {"antennaStopCondition", object | array},
+    {"query", object | array},
+    {"delayAfterSelects", number},
+    {"selects", array},
+    {"accesses", array},
+    {"filter", object},
+    {"radioStopConditions", object},
+    {"radioStartConditions", object},
+    {"reportFilter", object},
+    {"modeSpecificSettings", object},
+    {"interval", object},
+    {"startTrigger", object},
+    {"stopInterval", number},
+    {"tagMetaData", array},
+    {"rssiFilter", object},
+    {"delayBetweenAntennaCycles", object},
+};
+
+// No mode may hold both.
+constexpr const char* exclusiveKeys[][2] = {
+    {"type", "mode"},
+    {"antennas", "beams"},
+    {"environment", "linkProfile"},
+    {"accesses", "reportFilter"},
+};
+
+unsigned kindOf(const json& value) {
+    return value.is_string()   ? text
+           : value.is_number() ? number
+           : value.is_object() ? object
+           : value.is_array()  ? array
+                               : 0U;
+}
+
+std::string namesOf(unsigned kinds) {
+    constexpr std::pair<kind_e, const char*> names[] = {
+        {text, "a string"}, {number, "a number"}, {object, "an object"}, {array, "an array"}};
+    std::string all;
+    for (const auto& [kind, name] : names) {
+        if ((kinds & kind) != 0) {
+            all += (all.empty() ? "" : " or ") + std::string(name);
+        }
+    }
+    return all;
+}
+
+bool isBlank(char c) {
+    return c == ' ' || c == '\t' || c == '\n' || c == '\r';
+}
+
+// Calls visit(c, inString) for each character; a quotation mark counts as part
+// of its string.
+template <class Visit>
+void walkJson(std::string_view source, Visit visit) {
+    bool inString = false, escaped = false;
+    for (const char c : source) {
+        const bool quote = c == '"' && !escaped;
+        visit(c, inString || quote);
+        inString ^= quote;
+        escaped = inString && c == '\\' && !escaped;
+    }
+}
+
+int nestingOf(std::string_view source) {
+    int depth = 0, deepest = 0;
+    walkJson(source, [&](char c, bool inString) {
+        if (!inString && (c == '[' || c == '{')) {
+            deepest = std::max(deepest, ++depth);
+        } else if (!inString && (c == ']' || c == '}')) {
+            --depth;
+        }
+    });
+    return deepest;
+}
+
+}  // namespace
+
+bool readDocument(const std::string& source, document_s* document) {
+    if (source.starts_with('{')) {
+        *document = {"the text", source};
+        return true;
+    }
+    const bool standardInput = source == "-";
+    document->name = standardInput ? "standard input" : source;
+    const std::unique_ptr<std::FILE, file_closer_s> file(standardInput ? stdin
+                                                                       : std::fopen(source.c_str(), "rb"));
+    char buffer[65536];
+    std::size_t size = 0;
+    while (file && document->text.size() <= mostBytes &&
+           (size = std::fread(buffer, 1, sizeof buffer, file.get())) > 0) {
+        document->text.append(buffer, size);
+    }
+    if (!file || std::ferror(file.get()) != 0) {
+        std::fprintf(stderr, "twctl: %s: %s\n", document->name.c_str(), std::strerror(errno));
+        return false;
+    }
+    return true;
+}
+
+bool isObject(const std::string& text, json* root, std::string* reason) {
+    if (text.size() > mostBytes) {
+        *reason = "larger than " + std::to_string(mostBytes >> 20) + " MiB";
+        return false;
+    }
+    if (nestingOf(text) > deepestNesting) {  // before the parser, which would go as deep
+        *reason = "nested deeper than " + std::to_string(deepestNesting) + " levels";
+        return false;
+    }
+    try {
+        *root = json::parse(text);
+    } catch (const json::exception& error) {
+        const std::string_view what = error.what();  // "[json.exception.parse_error.101] parse error at ..."
+        *reason = "no JSON: " + std::string(what.substr(std::min(what.find("] ") + 2, what.size())));
+        return false;
+    }
+    if (!root->is_object()) {
+        *reason = "JSON, but no object";
+        return false;
+    }
+    return true;
+}
+
+std::string packed(const std::string& text) {
+    std::string word;
+    walkJson(text, [&](char c, bool inString) {
+        if (inString && c == ' ') {
+            word += "\\u0020";
+        } else if (inString || !isBlank(c)) {
+            word += c;
+        }
+    });
+    return word;
+}
+
+std::vector<std::string> findModeFaults(const json& mode) {
+    std::vector<std::string> faults;
+    if (!mode.contains("type") && !mode.contains("mode")) {
+        faults.push_back("\"type\" is missing");
+    }
+    for (const auto& [key, value] : mode.items()) {
+        const auto* row = std::ranges::find_if(modeKeys, [&](const mode_key_s& k) { return key == k.name; });
+        if (row == std::end(modeKeys)) {
+            faults.push_back("\"" + key + "\" is no key of a mode; the daemon would pass it over");
+        } else if ((kindOf(value) & row->kinds) == 0) {
+            faults.push_back("\"" + key + "\" must be " + namesOf(row->kinds));
+        }
+    }
+    for (const auto& [first, second] : exclusiveKeys) {
+        if (mode.contains(first) && mode.contains(second)) {
+            faults.push_back("\"" + std::string(first) + "\" and \"" + second + "\" exclude each other");
+        }
+    }
+    return faults;
+}
+
+std::vector<std::string> findEventsFaults(const json& settings) {
+    const json::json_pointer path("/heartbeat/stats");
+    if (!settings.contains(path) || !settings.at(path).is_array()) {
+        return {};
+    }
+    const bool allText =
+        std::ranges::all_of(settings.at(path), [](const json& name) { return name.is_string(); });
+    return allText
+               ? std::vector<std::string>{}
+               : std::vector<std::string>{"\"stats\" holds what is no string, which would end the daemon"};
+}

@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: MIT
+// JSON documents that go to the daemon: from a file to one word of a request.
+#pragma once
+
+#include <nlohmann/json_fwd.hpp>
+#include <string>
+#include <vector>
+
+struct document_s {
+    std::string name;  // for messages: the file, "standard input" or "the text"
+    std::string text;
+};
+
+// `source` is a file, "-" for standard input, or the document itself when it
+// begins with "{". Tells on standard error why it cannot be read.
+bool readDocument(const std::string& source, document_s* document);
+
+// Whether the daemon can take it at all: JSON, an object, neither too large nor
+// too deep. If not, `reason` is a sentence.
+bool isObject(const std::string& text, nlohmann::json* root, std::string* reason);
+
+// The same JSON without a blank: those between its parts go, those in strings
+// become "\u0020". The daemon splits a request at blanks and joins the parts
+// again without any.
+std::string packed(const std::string& text);
+
+// What is wrong with a mode as far as its top level tells, a sentence each: no
+// type, keys that the daemon would pass over, values of the wrong kind, keys that
+// exclude each other.
+std::vector<std::string> findModeFaults(const nlohmann::json& mode);
+
+// What is wrong with an object for "events" that would end the daemon.
+std::vector<std::string> findEventsFaults(const nlohmann::json& settings);

@@ -1,0 +1,50 @@
+// SPDX-License-Identifier: MIT
+// "twctl watch --live": a row for each tag, drawn over and over on a terminal.
+#pragma once
+
+#include <array>
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "tag_record.hpp"
+
+using clock_point = std::chrono::steady_clock::time_point;
+
+// Reads a second over the last `rateSeconds` whole and begun seconds.
+inline constexpr int rateSeconds = 5;
+struct rate_s {
+    std::array<std::uint64_t, rateSeconds> reads{};  // by second, modulo rateSeconds
+    std::int64_t newest = 0;                         // second of the newest, counted from the table's start
+};
+
+struct live_tag_s {
+    std::uint64_t reads = 0;
+    std::optional<std::int64_t> antenna;  // of its last report
+    std::optional<std::int64_t> rssi;     // dBm, of its last report
+    clock_point lastSeen;
+    rate_s rate;
+};
+
+struct live_table_s {
+    clock_point began = std::chrono::steady_clock::now();
+    std::unordered_map<std::string, live_tag_s> tags;  // by EPC
+    std::uint64_t reads = 0;
+    rate_s rate;
+};
+
+// Counts a report, as as many reads as it tells, or one. Of more than 20,000 tags
+// those unseen for longest are forgotten.
+void countReport(live_table_s* table, const tag_record_s& record, clock_point now);
+
+// A line of sums, a heading and a row for each of the `most` tags read most
+// often, those seen last first among equals.
+std::vector<std::string> tableLines(const live_table_s& table, clock_point now, std::size_t most);
+
+// Draws over what was drawn last, as much as the terminal on standard output has
+// room for. `drawn` counts the lines that stand there. Returns 0 or the errno of
+// the write.
+int drawTable(const live_table_s& table, clock_point now, std::size_t* drawn);

@@ -1,0 +1,139 @@
+// SPDX-License-Identifier: MIT
+#include "status.hpp"
+
+#include <algorithm>
+#include <cstdio>
+#include <nlohmann/json.hpp>
+
+#include "exit_status.hpp"
+#include "sockets.hpp"
+
+namespace {
+
+using nlohmann::ordered_json;
+
+// The daemon's word for a temperature that the radio did not tell.
+constexpr int noTemperature = -273;
+
+std::string plain(const ordered_json& value) {
+    return value.is_string() ? value.get<std::string>() : value.dump();
+}
+
+std::string percent(const ordered_json& value) {
+    return plain(value) + " %";
+}
+
+// {"ambient": 29, "pa": 41} as "ambient 29 C, amplifier 41 C"
+std::string temperatures(const ordered_json& value) {
+    std::string text;
+    for (const auto& [key, degrees] : value.items()) {
+        text += (text.empty() ? "" : ", ") + (key == "pa" ? std::string("amplifier") : key) +
+                (degrees == noTemperature ? " unknown" : " " + plain(degrees) + " C");
+    }
+    return text;
+}
+
+// {"1": 249, "2": 0} as "1: 249  2: 0"
+std::string countsByPort(const ordered_json& value) {
+    std::string text;
+    for (const auto& [port, count] : value.items()) {
+        text += (text.empty() ? "" : "  ") + port + ": " + plain(count);
+    }
+    return text.empty() ? "none" : text;
+}
+
+// {"1": "connected", "2": "disconnected"} as "1 connected; 2 disconnected"
+std::string antennas(const ordered_json& value) {
+    std::string text;
+    for (const char* state : {"connected", "disconnected"}) {
+        std::string ports;
+        for (const auto& [port, word] : value.items()) {
+            ports += word == state ? (ports.empty() ? "" : ", ") + port : "";
+        }
+        text += ports.empty() ? "" : (text.empty() ? "" : "; ") + ports + " " + state;
+    }
+    return text.empty() ? "none" : text;
+}
+
+// In the table's order; an object is shown by its own function.
+struct status_row_s {
+    const char* name;
+    const char* label;
+    std::string (*show)(const ordered_json& value);
+    bool takesObject = false;
+};
+constexpr status_row_s rows[] = {
+    {"radioConnection", "radio", plain},
+    {"radioActivity", "activity", plain},
+    {"uptime", "up for", plain},
+    {"numTagReads", "tag reads", plain},
+    {"numTagReadsPerAntenna", "by antenna", countsByPort, true},
+    {"numRadioPacketsRxed", "radio packets", plain},
+    {"numDataMessagesTxed", "reports sent", plain},
+    {"numErrors", "errors", plain},
+    {"numWarnings", "warnings", plain},
+    {"cpuUtilization", "processor", percent},
+    {"ramUtilization", "memory", percent},
+    {"temperature", "temperature", temperatures, true},
+    {"antennas", "antennas", antennas, true},
+    {"aarEcho", "echo", plain},
+};
+
+// A name that has nothing to tell leaves its separator behind, and that is no JSON.
+std::string withoutGaps(std::string text) {
+    constexpr std::pair<std::string_view, std::string_view> gaps[] = {
+        {", , ", ", "}, {"{, ", "{"}, {", }", "}"}};
+    for (const auto& [gap, whole] : gaps) {
+        for (std::size_t at; (at = text.find(gap)) != std::string::npos;) {
+            text.replace(at, gap.size(), whole);
+        }
+    }
+    return text;
+}
+
+std::string lineOf(const std::string& label, const std::string& value) {
+    constexpr std::size_t labelWidth = 15;
+    return label + std::string(label.size() < labelWidth ? labelWidth - label.size() : 1, ' ') + value;
+}
+
+std::string table(const ordered_json& status) {
+    std::string text;
+    for (const status_row_s& row : rows) {
+        if (const auto member = status.find(row.name); member != status.end()) {
+            const bool fits = !row.takesObject || member->is_object();
+            text += lineOf(row.label, fits ? row.show(*member) : plain(*member)) + "\n";
+        }
+    }
+    if (!text.empty()) {
+        text.pop_back();
+    }
+    return text;
+}
+
+}  // namespace
+
+std::string statusNames() {
+    std::string names;
+    for (const status_row_s& row : rows) {
+        names += (names.empty() ? "" : " ") + std::string(row.name);
+    }
+    return names;
+}
+
+int runStatus(const daemon_s& daemon, const std::vector<std::string>& names, bool json) {
+    std::vector<std::string> words{"status"};
+    words.insert(words.end(), names.begin(), names.end());
+    std::string reply;
+    if (const int status = askDaemon(daemon, joinWords(words), &reply); status != exitSuccess) {
+        return status;
+    }
+    if (isFailure(reply)) {
+        return printReply(reply);
+    }
+    const ordered_json status = ordered_json::parse(withoutGaps(bodyOf(reply)), nullptr, false);
+    if (!status.is_object()) {
+        std::fprintf(stderr, "twctl: the reply is no JSON object: %s\n", reply.c_str());
+        return exitTrouble;
+    }
+    return printText(json ? status.dump() : table(status));
+}

@@ -1,0 +1,15 @@
+// SPDX-License-Identifier: MIT
+// The subcommands on the command line: their options, help and callbacks. Each
+// fills its own record while the line is parsed, and writes its exit status into
+// `status` when it has run.
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+// All but "watch": requests, settings, the engine's events.
+void addRequests(CLI::App* app, int* status);
+
+void addWatch(CLI::App* app, int* status);
+
+// A time in seconds; fractions down to a millisecond count.
+CLI::Validator secondsRange();

@@ -1,0 +1,240 @@
+// SPDX-License-Identifier: MIT
+#include "words.hpp"
+
+#include <algorithm>
+#include <regex>
+#include <sstream>
+
+#include "sockets.hpp"
+#include "status.hpp"
+#include "watch.hpp"
+
+const std::vector<command_s> commands{
+    {"start", "Starts the radio, or one of the simulators"},
+    {"stop", "Stops the radio and the simulator"},
+    {"configrxe", "Shows and sets single parameters of the radio engine"},
+    {"data_analytics", "Shows and sets the form of tag reports and where they go"},
+    {"database_reset", "Shows and sets when the radio's tag database is emptied"},
+    {"error", "Has the radio send its error log, as an alarm"},
+    {"exit", "Ends the daemon"},
+    {"logging", "Shows and switches the engine's packet log"},
+    {"peak_threshold", "Shows and sets the engine's peak threshold"},
+    {"subscribers", "Shows and sets among how many subscribers reports are spread"},
+    {"tag_info", "Shows the tags that the report filter's keys hold back"},
+    {"version", "Shows the versions of daemon, radio and sockets"},
+};
+
+namespace {
+
+// The letters that stand for a value. The daemon takes a text where it expects a
+// number for 0, or ends on it, so none leaves from here.
+struct value_word_s {
+    const char* word;
+    const char* pattern;
+};
+constexpr value_word_s valueWords[] = {
+    {"N", "-?[0-9]{1,10}([.][0-9]{1,6})?|0[xX][0-9a-fA-F]{1,8}"},
+    {"BYTE", "[0-9]{1,3}"},
+    {"HEX", "[0-9a-fA-F]+"},
+    {"HH:MM", "[0-9]{1,2}:[0-9]{1,2}"},
+};
+
+constexpr const char* holdTimes = "gpio1holdtime=N gpio2holdtime=N gpio3holdtime=N gpio4holdtime=N";
+
+std::vector<word_rule_s> makeRules() {
+    std::string channelNames;
+    for (const channel_s& channel : channels) {
+        channelNames += std::string(channelNames.empty() ? "" : " ") + channel.name;
+    }
+    return {
+        {"start", "doNotPersistState sim sim_bearing"},
+        {"start sim", "N"},
+        {"start sim_bearing", "N"},
+        {"start sim_bearing N", "N"},
+        {"start sim_bearing N N", "std_az=N std_el=N", true},
+        {"data_analytics", "OFF STRING BINARY"},
+        {"database_reset", "time=HH:MM"},
+        {"error", "radioErrorLog"},
+        {"logging", "radioPacketLog=ON|OFF"},
+        {"peak_threshold", "N"},
+        {"subscribers", "N"},
+        {"tag_info", "v verbose"},
+        {"configrxe", "custom shadow"},
+        {"configrxe shadow", "enable disable"},
+        {"configrxe custom",
+         "olio select access id_filter inventory packet channel cableLoss hopperround taginfofields "
+         "stopconditions startconditions reportfilter txDelayInterval aarHeight tagHeight staticVDynamic"},
+        {"configrxe custom olio", "N"},
+        {"configrxe custom olio N",
+         "disable tx_beam=N rx_beam=N stop_type=inventory|time stop_value=N tx_pwr=N select_bitmask=N "
+         "inv_param=N lp=N",
+         true},
+        {"configrxe custom select", "N"},
+        {"configrxe custom select N",
+         "disable target=N action=N membank=N pointer=N length=N truncate=N mask=HEX", true},
+        {"configrxe custom access", "N"},
+        {"configrxe custom access N",
+         "disable type=read membank=N startWord=N wordCount=N accessCriteriaIdx=N stopCount=N", true},
+        {"configrxe custom id_filter", "N"},
+        {"configrxe custom id_filter N", "disable startIdx=N length=N mask=HEX", true},
+        {"configrxe custom inventory", "N"},
+        {"configrxe custom inventory N", "disable sel=ignore|~SL|SL session=N target=A|B|AB|a|b|ab initq=N",
+         true},
+        {"configrxe custom packet", "N"},
+        {"configrxe custom packet N", "enable disable"},
+        {"configrxe custom channel", "N"},
+        {"configrxe custom channel N", "disable frequency=N max_pwr=N", true},
+        {"configrxe custom cableLoss", "N"},
+        {"configrxe custom cableLoss N", "N"},
+        {"configrxe custom hopperround", "enable disable"},
+        {"configrxe custom taginfofields",
+         "epc rospec specid invparam antid rssi chanid 1sttime lasttime tagcount pc xpc1 xpc2 crc "
+         "accessspec phase rssilin bearing brandid location",
+         true},
+        {"configrxe custom stopconditions",
+         std::string("autonomous time=N tagcount=N olioloops=N gpiobitmask=N ") + holdTimes, true},
+        {"configrxe custom startconditions", std::string("disable gpiobitmask=N ") + holdTimes, true},
+        {"configrxe custom reportfilter", "disabled type=radio|antenna duration=N", true},
+        {"configrxe custom txDelayInterval", "disable type=noReads|noUniqueReads duration=BYTE", true},
+        {"configrxe custom aarHeight", "N"},
+        {"configrxe custom tagHeight", "N"},
+        {"configrxe custom staticVDynamic", "BYTE"},
+        {"mode", "show verbose as-set set check"},
+        {"events", "show set"},
+        {"status", statusNames(), true},
+        {"watch", channelNames},
+        {"engine", "gpi antenna pa temperature fail enter move leave database error apiError fault"},
+    };
+}
+
+bool isOf(const std::string& expected, const std::string& word) {
+    for (const value_word_s& value : valueWords) {
+        if (expected == value.word) {
+            return std::regex_match(word, std::regex(value.pattern));
+        }
+    }
+    return expected == word;
+}
+
+// The fixed part of a word, up to its "=", and what may follow, between bars.
+struct word_parts_s {
+    std::string fixed;
+    std::vector<std::string> values;  // empty: the fixed part is the whole word
+};
+
+word_parts_s partsOf(const std::string& expected) {
+    const std::size_t equals = expected.find('=');
+    if (equals == std::string::npos) {
+        return {expected, {}};
+    }
+    word_parts_s parts{expected.substr(0, equals + 1), {}};
+    std::istringstream values(expected.substr(equals + 1));
+    for (std::string value; std::getline(values, value, '|');) {
+        parts.values.push_back(value);
+    }
+    return parts;
+}
+
+bool isValueWord(const std::string& text) {
+    return std::ranges::find(valueWords, text, [](const value_word_s& row) {
+               return std::string(row.word);
+           }) != std::end(valueWords);
+}
+
+bool matches(const std::string& expected, const std::string& word) {
+    const word_parts_s parts = partsOf(expected);
+    if (parts.values.empty()) {
+        return isOf(expected, word);
+    }
+    return word.starts_with(parts.fixed) && std::ranges::any_of(parts.values, [&](const std::string& value) {
+               return isOf(value, word.substr(parts.fixed.size()));
+           });
+}
+
+// Whether the rule tells what follows `words`: its path is all of them, or, when
+// it repeats, the first of them.
+bool appliesTo(const word_rule_s& rule, const std::vector<std::string>& words) {
+    const std::vector<std::string> path = splitWords(rule.path);
+    if (path.size() > words.size() || (path.size() < words.size() && !rule.repeated)) {
+        return false;
+    }
+    return std::equal(path.begin(), path.end(), words.begin(), isOf);
+}
+
+}  // namespace
+
+const std::vector<word_rule_s>& wordRules() {
+    static const std::vector<word_rule_s> rules = makeRules();
+    return rules;
+}
+
+std::vector<std::string> wordsAfter(const std::vector<std::string>& words) {
+    for (const word_rule_s& rule : wordRules()) {
+        if (appliesTo(rule, words)) {
+            return splitWords(rule.next);
+        }
+    }
+    return {};
+}
+
+bool areWordsGood(const std::vector<std::string>& words, std::string* reason) {
+    for (std::size_t i = 1; i < words.size(); ++i) {
+        const std::vector<std::string> before(words.begin(), words.begin() + static_cast<std::ptrdiff_t>(i));
+        const std::vector<std::string> expected = wordsAfter(before);
+        const auto fits = [&](const std::string& word) { return matches(word, words[i]); };
+        if (!std::ranges::any_of(expected, fits)) {
+            *reason =
+                "\"" + words[i] + "\" may not stand behind \"" + joinWords(before) + "\"" +
+                (expected.empty() ? ", which is complete" : "; there may stand: " + joinWords(expected));
+            return false;
+        }
+    }
+    return true;
+}
+
+std::vector<std::string> completionsAfter(const std::vector<std::string>& words) {
+    std::vector<std::string> texts;
+    for (const std::string& expected : wordsAfter(words)) {
+        const word_parts_s parts = partsOf(expected);
+        const bool open = !parts.values.empty() && isValueWord(parts.values.front());
+        if (open || (parts.values.empty() && !isValueWord(expected))) {
+            texts.push_back(parts.fixed);
+        }
+        for (const std::string& value : parts.values) {
+            if (!open) {
+                texts.push_back(parts.fixed + value);
+            }
+        }
+    }
+    return texts;
+}
+
+std::string describeWords(std::string_view command) {
+    constexpr std::size_t width = 78;
+    constexpr const char* further = "        ";
+    std::string text;
+    for (const word_rule_s& rule : wordRules()) {
+        if (splitWords(rule.path).front() != command) {
+            continue;
+        }
+        std::string line = "  " + rule.path + (rule.repeated ? " any of:" : " one of:");
+        for (const std::string& word : splitWords(rule.next)) {
+            if (line.size() + 1 + word.size() > width) {
+                text += line + "\n";
+                line = further;
+            }
+            line += " " + word;
+        }
+        text += line + "\n";
+    }
+    return text;
+}
+
+std::vector<std::string> splitWords(std::string_view text) {
+    std::istringstream stream{std::string(text)};
+    std::vector<std::string> words;
+    for (std::string word; stream >> word;) {
+        words.push_back(word);
+    }
+    return words;
+}
