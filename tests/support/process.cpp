@@ -8,6 +8,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <stdexcept>
@@ -15,32 +16,10 @@
 
 namespace {
 
-std::vector<char*> pointersTo(std::vector<std::string>* texts) {
-    std::vector<char*> pointers;
-    for (std::string& text : *texts) {
-        pointers.push_back(text.data());
-    }
-    pointers.push_back(nullptr);
-    return pointers;
-}
-
-// The variables that were asked for come first: the first of a name counts.
-std::vector<std::string> environmentOf(const process_options_s& options) {
-    std::vector<std::string> texts;
-    for (const auto& [name, value] : options.environment) {
-        texts.push_back(name + "=" + value);
-    }
-    for (char** entry = environ; *entry != nullptr; ++entry) {
-        texts.emplace_back(*entry);
-    }
-    return texts;
-}
-
 // The child's side of the fork. Only what a forked child of a threaded process
 // may call. The child dies with the thread that started it, so that nothing is
 // left behind when the test is killed.
-[[noreturn]] void become(char** arguments, char** environment, const char* directory, int input, int output,
-                         pid_t parent) {
+[[noreturn]] void become(char** arguments, const char* directory, int input, int output, pid_t parent) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (getppid() != parent || (*directory != '\0' && chdir(directory) != 0)) {
         _exit(126);
@@ -48,7 +27,7 @@ std::vector<std::string> environmentOf(const process_options_s& options) {
     dup2(input, STDIN_FILENO);
     dup2(output, STDOUT_FILENO);
     dup2(output, STDERR_FILENO);
-    execvpe(arguments[0], arguments, environment);
+    execvp(arguments[0], arguments);
     _exit(127);
 }
 
@@ -66,11 +45,13 @@ bool eventually(const std::function<bool()>& holds, std::chrono::milliseconds pa
 }
 
 process_s::process_s(const std::string& program, const process_options_s& options) {
-    std::vector<std::string> arguments = options.arguments;
-    arguments.insert(arguments.begin(), program);
-    std::vector<std::string> variables = environmentOf(options);
-    std::vector<char*> argumentPointers = pointersTo(&arguments);
-    std::vector<char*> variablePointers = pointersTo(&variables);
+    std::vector<std::string> words{"env", program};
+    for (const auto& [name, value] : options.environment) {
+        words.insert(words.end() - 1, name + "=" + value);
+    }
+    words.insert(words.end(), options.arguments.begin(), options.arguments.end());
+    std::vector<char*> arguments(words.size() + 1, nullptr);
+    std::ranges::transform(words, arguments.begin(), [](std::string& word) { return word.data(); });
 
     // A file in memory takes the output, so that a talkative program never waits
     // for its reader.
@@ -83,8 +64,7 @@ process_s::process_s(const std::string& program, const process_options_s& option
     const pid_t parent = getpid();
     pid = fork();
     if (pid == 0) {
-        become(argumentPointers.data(), variablePointers.data(), options.directory.c_str(), ends[0],
-               outputFile, parent);
+        become(arguments.data(), options.directory.c_str(), ends[0], outputFile, parent);
     }
     close(ends[0]);
     input = ends[1];

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "support/reader.hpp"
 
-#include <pwd.h>
-#include <unistd.h>
 #include <zmq.h>
 
 #include <atomic>
@@ -26,13 +24,6 @@ void check(int rc, const std::string& what) {
 
 std::string programPath(const char* name) {
     return std::string(TARNWICK_BIN_DIR) + "/" + name;
-}
-
-// The daemon gives its reply socket to this user, and does not start without it.
-void requireReaderUser() {
-    if (getpwnam("trfidadm") == nullptr) {
-        throw std::runtime_error("the system user trfidadm is missing; scripts/setup makes it");
-    }
 }
 
 process_options_s daemonOptions(const reader_options_s& options, const std::filesystem::path& directory) {
@@ -132,7 +123,6 @@ outside_subscriber_s::outside_subscriber_s(std::string_view prefix) : socket_s(Z
 }
 
 reader_s::reader_s(const reader_options_s& options) {
-    requireReaderUser();
     // Whatever answers must be the daemon that is started here.
     std::filesystem::remove(replyFile);
     if (options.prepare) {
@@ -150,7 +140,8 @@ reader_s::reader_s(const reader_options_s& options) {
         try {
             ask("logging");
         } catch (const std::exception&) {
-            throw std::runtime_error("tarnwick does not answer: " + daemon->output() + log());
+            throw std::runtime_error(
+                "tarnwick does not answer (scripts/setup makes its user): " + daemon->output() + log());
         }
     }
 }

@@ -2,9 +2,10 @@
 // What subscribers do with tag reports: take frame after frame, and read one.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
-#include <cstdio>
 #include <deque>
+#include <iterator>
 #include <nlohmann/json.hpp>
 #include <set>
 #include <stdexcept>
@@ -23,11 +24,8 @@ struct report_stream_s {
             if (!message) {
                 throw std::runtime_error("no report came");
             }
-            for (const std::string& frame : *message) {
-                if (!frame.empty()) {
-                    waiting.push_back(frame);
-                }
-            }
+            std::ranges::copy_if(*message, std::back_inserter(waiting),
+                                 [](const std::string& frame) { return !frame.empty(); });
         }
         std::string frame = waiting.front();
         waiting.pop_front();
@@ -42,17 +40,6 @@ struct report_stream_s {
 // with filter 1, company prefix 0614141 and item 812345: all but the low 36 bits
 // of their EPCs.
 inline const char* const tagPrefix = "3034257bf7194e4";
-
-// The EPCs with the serial numbers 1001 to 1024: the engine's own 24 tags.
-inline std::set<std::string> builtInTags() {
-    std::set<std::string> tags;
-    for (int serial = 1001; serial <= 1024; ++serial) {
-        char text[32];
-        std::snprintf(text, sizeof text, "%s%09x", tagPrefix, static_cast<unsigned>(serial));
-        tags.insert(text);
-    }
-    return tags;
-}
 
 inline std::string idOf(const nlohmann::json& report) {
     return report.at("data").at("idHex").get<std::string>();
