@@ -91,7 +91,9 @@ void configure() {
     setCustomFields(0x3C71);
 }
 
-void compare(const char* legend, const nlohmann::json* copied = nullptr) {
+constexpr double aim = 3;
+
+double compare(const char* legend, const nlohmann::json* copied = nullptr) {
     std::vector<double> ratios, documents, calls;
     std::string reply;
     std::array<std::uint8_t, 1024> record{};
@@ -109,6 +111,7 @@ void compare(const char* legend, const nlohmann::json* copied = nullptr) {
     }
     std::printf("%-22s ratio %6.1f  document %7.1f us, yardstick %6.1f us (%zu calls)\n", legend,
                 median(ratios), median(documents), median(calls), asked.size());
+    return median(ratios);
 }
 
 }  // namespace
@@ -169,11 +172,13 @@ int main() {
     }
     listening = false;
     std::printf("the document has %zu bytes\n", reply.size());
-    compare("records copied out");
+    const double ratio = compare("records copied out");
+    std::printf("aim %.1f %s; the last line says what of it is the JSON library's own part\n", aim,
+                ratio <= aim ? "met" : "MISSED");
     locking = true;
     compare("behind a lock");
     locking = false;
     const nlohmann::json document = nlohmann::json::parse(reply);
     compare("and the JSON library", &document);
-    return 0;
+    return ratio <= aim ? 0 : 1;
 }
