@@ -4,6 +4,7 @@
 export LC_ALL=C.UTF-8
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 bin=$root/build/dev/bin
+preset=dev
 
 say() { printf '%s\n' "-- $*"; }
 
@@ -36,20 +37,20 @@ take_lock() {
     fi
 }
 
-# Configures and builds preset dev, or only the targets given. Two builds in one
+# Configures and builds $preset, or only the targets given of it. Two builds in one
 # directory would spoil each other.
-build_dev() {
+build() {
     mkdir -p "$root/build"
     take_lock 8 "$root/build/.lock" "$root/build"
     cd "$root"
-    cmake --preset dev > "$root/build/configure.log" 2>&1 8<&- || {
+    cmake --preset "$preset" > "$root/build/configure.log" 2>&1 8<&- || {
         cat "$root/build/configure.log" >&2
         fail "the configuration failed"
     }
     if [ $# -gt 0 ]; then
-        cmake --build --preset dev --target "$@" 8<&-
+        cmake --build --preset "$preset" --target "$@" 8<&-
     else
-        cmake --build --preset dev 8<&-
+        cmake --build --preset "$preset" 8<&-
     fi
     exec 8<&-
 }
