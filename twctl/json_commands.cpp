@@ -25,7 +25,7 @@ struct question_s {
 };
 constexpr question_s questions[] = {{"show", ""}, {"verbose", " verbose"}, {"as-set", " as_set"}};
 
-// The reply's object over several lines; sent back, it is the same request.
+// The reply's object over several lines.
 int show(const daemon_s& daemon, const std::string& request) {
     std::string reply;
     if (const int status = askDaemon(daemon, request, &reply); status != exitSuccess) {

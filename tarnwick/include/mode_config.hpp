@@ -271,8 +271,6 @@ struct reportFilter_s {
 // always has four rows, one for each bank. At most one of `selectList` and
 // `selectListPerAntenna` is filled, and of `accessList` and
 // `accessListPerAntenna`.
-// One record for the process: grouped for the reader, not packed.
-// NOLINTNEXTLINE(clang-analyzer-optin.performance.Padding)
 struct mode_configuration_s {
     MODE_TYPE_e modeType{};
     std::string modeTypeName;                   // its word, for messages
@@ -327,6 +325,9 @@ struct mode_configuration_s {
 // The mode in force. Written by the main thread under holdPackets; read by the
 // main and the engine thread. All zero until the first mode request has passed.
 extern mode_configuration_s mode_configuration;
+
+// The last accepted request, in the working directory: {"mode": {...}}.
+inline constexpr const char* modeFile = "mode_config.json";
 
 // --- Limits.
 

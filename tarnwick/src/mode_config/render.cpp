@@ -15,7 +15,6 @@ using nlohmann::json;
 
 namespace {
 
-constexpr const char* modeFile = "mode_config.json";
 
 const mode_configuration_s& inForce = mode_configuration;
 

@@ -15,7 +15,6 @@ using nlohmann::json;
 namespace {
 
 constexpr std::string_view unit = "mode_config";
-constexpr const char* modeFile = "mode_config.json";
 
 // A request on its way. `mode` becomes the mode in force only at the end, so
 // that a request that fails on the way leaves nothing behind.

@@ -38,6 +38,9 @@ class report_text final : public nlohmann::detail::output_adapter_protocol<char>
     std::size_t used_ = 0;
 };
 
+// The parts of the serialiser are not the library's public face.
+static_assert(NLOHMANN_JSON_VERSION_MAJOR == 3 && NLOHMANN_JSON_VERSION_MINOR == 11);
+
 // The JSON library's own serialiser as dump() sets it up, kept alive over one
 // text. dump() would make both anew for each report. Engine thread.
 struct report_writer_s {

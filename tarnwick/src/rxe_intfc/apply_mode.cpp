@@ -12,8 +12,8 @@
 #include "rxe_intfc/parameter_io.hpp"
 #include "util.hpp"
 
-// The accesses the engine was told. Written by the main thread while the radio
-// is stopped, read by the engine thread while it runs.
+// The accesses the engine was told. Written by the main thread under holdPackets,
+// read by the engine thread.
 constinit std::array<ACCESS_OP_s, accessTableSize> enabledAccessOps{};
 constinit std::array<std::uint64_t, olioTableSize> enabledAccessOpsPerOlio{};
 constinit std::uint32_t accessParamsEnabledCount = 0;

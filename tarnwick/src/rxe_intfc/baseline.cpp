@@ -93,7 +93,7 @@ constexpr const char* defaultRequest = R"({"type":"SIMPLE"})";
 
 // The mode request of the last run; the default when there is none to be had.
 std::string startingRequest() {
-    std::ifstream file("mode_config.json");
+    std::ifstream file(modeFile);
     if (!file) {
         return defaultRequest;
     }
