@@ -2,30 +2,38 @@
 #include "support/engine_double.hpp"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
+#include <iomanip>
 #include <map>
 #include <memory>
 #include <mutex>
+#include <sstream>
 
 namespace engine_double {
 namespace {
 
 using bytes_t = std::vector<std::uint8_t>;
 
-struct failure_s {
-    std::string name;
-    int id;
-    RXE_API_STATUS status;
-    int skip;  // matching calls that still succeed
-};
+// What the engine holds before anything is set.
+std::map<unsigned, bytes_t> soundRecords() {
+    std::map<unsigned, bytes_t> records{{RXE_PARAM_FW_VERSION, {2, 1, 50, 0}},
+                                        {RXE_PARAM_MAX_TX_POWER, {330 & 0xFF, 330 >> 8}}};
+    for (unsigned id = 1; id <= 4; ++id) {
+        CHANNEL_s channel{};
+        channel.enable = 1;
+        channel.frequency = 902500 + 500 * id;
+        channel.maxPower = 300;
+        const auto* first = reinterpret_cast<const std::uint8_t*>(&channel);
+        records[RXE_PARAM_CHANNEL + id].assign(first, first + sizeof(channel));
+    }
+    return records;
+}
 
 // Under one lock, which is never held while the callback runs.
 struct state_s {
     std::vector<call_s> calls;
-    std::vector<failure_s> failures;
-    std::map<unsigned, bytes_t> answers;  // by setRecord, before what was set
-    std::map<unsigned, bytes_t> written;  // by RXE_setParam and RXE_setParam2
+    std::map<std::pair<std::string, int>, RXE_API_STATUS> failures;  // by name and id, or -1 for any id
+    std::map<unsigned, bytes_t> records = soundRecords();
     int (*callback)(RXE_packet_s*) = nullptr;
     bool ongoing = false;
 };
@@ -49,37 +57,13 @@ std::size_t recordSize(unsigned id) {
     return row == std::end(ranges) ? 1 : row->size;
 }
 
-bytes_t defaultAnswer(unsigned id) {
-    if (id == RXE_PARAM_FW_VERSION) {
-        return {2, 1, 50, 0};
-    }
-    if (id == RXE_PARAM_MAX_TX_POWER) {
-        return {330 & 0xFF, 330 >> 8};
-    }
-    if (id > RXE_PARAM_CHANNEL && id <= RXE_PARAM_CHANNEL + 4) {
-        CHANNEL_s channel{};
-        channel.enable = 1;
-        channel.frequency = 902500 + 500 * (id - RXE_PARAM_CHANNEL);
-        channel.maxPower = 300;
-        const auto* first = reinterpret_cast<const std::uint8_t*>(&channel);
-        return {first, first + sizeof(channel)};
-    }
-    return {};
-}
-
 RXE_API_STATUS note(const char* name, unsigned id = 0, bytes_t record = {}, bool shadow = false,
                     const char* text = "") {
     const lock_t guard(mutex);
     RXE_API_STATUS status = RXE_OK;
-    for (failure_s& failure : my.failures) {
-        if (failure.name != name || (failure.id != -1 && failure.id != static_cast<int>(id))) {
-            continue;
-        }
-        if (failure.skip > 0) {
-            --failure.skip;
-        } else {
-            status = failure.status;
-        }
+    for (const int which : {-1, static_cast<int>(id)}) {
+        const auto failure = my.failures.find({name, which});
+        status = failure == my.failures.end() ? status : failure->second;
     }
     my.calls.push_back({name, id, std::move(record), shadow, text});
     return status;
@@ -91,7 +75,7 @@ RXE_API_STATUS write(const char* name, unsigned short id, const void* record, bo
     const bytes_t bytes(first, first + recordSize(id));
     const RXE_API_STATUS status = note(name, id, bytes, shadow);
     if (status == RXE_OK) {
-        my.written[id] = bytes;
+        my.records[id] = bytes;
     }
     return status;
 }
@@ -99,25 +83,19 @@ RXE_API_STATUS write(const char* name, unsigned short id, const void* record, bo
 }  // namespace
 
 std::string describe(const call_s& call) {
-    constexpr std::size_t prefix = sizeof("RXE_") - 1;
-    char number[16];
-    std::string line = call.name.substr(prefix);
+    std::ostringstream line;
+    line << call.name.substr(sizeof("RXE_") - 1) << std::hex << std::setfill('0');
     if (call.id != 0) {
-        std::snprintf(number, sizeof(number), " %04x", call.id);
-        line += number;
+        line << ' ' << std::setw(4) << call.id;
     }
     if (!call.record.empty()) {
-        bytes_t record = call.record;
-        while (!record.empty() && record.back() == 0) {
-            record.pop_back();
-        }
-        line += record.empty() ? " -" : " ";
-        for (const std::uint8_t byte : record) {
-            std::snprintf(number, sizeof(number), "%02x", byte);
-            line += number;
-        }
+        const auto isSet = [](std::uint8_t byte) { return byte != 0; };
+        const auto end = std::find_if(call.record.rbegin(), call.record.rend(), isSet).base();
+        line << (end == call.record.begin() ? " -" : " ");
+        std::for_each(call.record.begin(), end, [&line](unsigned byte) { line << std::setw(2) << byte; });
     }
-    return call.text.empty() ? line : line + " " + call.text;
+    line << (call.text.empty() ? "" : " ") << call.text;
+    return line.str();
 }
 
 std::vector<call_s> calls() {
@@ -135,15 +113,15 @@ void clearCalls() {
     my.calls.clear();
 }
 
-void failOn(const std::string& name, int id, RXE_API_STATUS status, int skip) {
+void failOn(const std::string& name, int id, RXE_API_STATUS status) {
     const lock_t guard(mutex);
-    my.failures.push_back({name, id, status, skip});
+    my.failures[{name, id}] = status;
 }
 
 void setRecord(unsigned short id, const void* record, std::size_t size) {
     const lock_t guard(mutex);
     const auto* first = static_cast<const std::uint8_t*>(record);
-    my.answers[id].assign(first, first + size);
+    my.records[id].assign(first, first + size);
 }
 
 void setOngoing(bool ongoing) {
@@ -152,11 +130,9 @@ void setOngoing(bool ongoing) {
 }
 
 int deliver(std::uint16_t rawType, std::span<const std::uint8_t> payload) {
-    int (*callback)(RXE_packet_s*) = nullptr;
-    {
-        const lock_t guard(mutex);
-        callback = my.callback;
-    }
+    std::unique_lock<std::recursive_mutex> guard(mutex);
+    const auto callback = my.callback;
+    guard.unlock();
     if (callback == nullptr) {
         return -1;
     }
@@ -201,9 +177,7 @@ RXE_API_STATUS RXE_getParam(unsigned short id, void* record) {
     const lock_t guard(engine_double::mutex);
     const RXE_API_STATUS status = note("RXE_getParam", id);
     if (status == RXE_OK) {
-        engine_double::bytes_t answer = my.answers.contains(id)   ? my.answers[id]
-                                        : my.written.contains(id) ? my.written[id]
-                                                                  : engine_double::defaultAnswer(id);
+        engine_double::bytes_t answer = my.records[id];
         answer.resize(engine_double::recordSize(id));
         std::memcpy(record, answer.data(), answer.size());
     }

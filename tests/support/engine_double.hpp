@@ -36,14 +36,13 @@ void reset();
 // Forgets the calls only.
 void clearCalls();
 
-// Makes calls of `name` (with parameter `id`, or any with -1) return `status`:
-// all but the first `skip` of them. A failing call is recorded but changes
-// nothing and fills no record.
-void failOn(const std::string& name, int id, RXE_API_STATUS status, int skip = 0);
+// Makes calls of `name` (with parameter `id`, or any with -1) return `status`. A
+// failing call is recorded but changes nothing and fills no record.
+void failOn(const std::string& name, int id, RXE_API_STATUS status);
 
-// What RXE_getParam answers for `id`. Without it: what was last set, else a
-// sound default (firmware 2.1.50.0, maximum power 330, channels 1 to 4 enabled
-// at 903000 to 904500 kHz), else zeros.
+// What RXE_getParam answers for `id` until that is set. Without it: a sound
+// default (firmware 2.1.50.0, maximum power 330, channels 1 to 4 enabled at 903000
+// to 904500 kHz), else zeros.
 void setRecord(unsigned short id, const void* record, std::size_t size);
 
 // Whether a start is under way: RXE_resume answers 241 when not. RXE_start and
@@ -53,16 +52,5 @@ void setOngoing(bool ongoing);
 // Calls the registered callback on the calling thread. Returns its result, or
 // -1 when none is registered.
 int deliver(std::uint16_t rawType, std::span<const std::uint8_t> payload);
-
-// The record of a call as a plain struct; zeros where it is shorter.
-template <class Record>
-Record recordOf(const call_s& call) {
-    Record record{};
-    const std::size_t size = call.record.size() < sizeof(Record) ? call.record.size() : sizeof(Record);
-    for (std::size_t i = 0; i < size; ++i) {
-        reinterpret_cast<std::uint8_t*>(&record)[i] = call.record[i];
-    }
-    return record;
-}
 
 }  // namespace engine_double

@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "support/json_schema.hpp"
 
-#include <cstdio>
+#include <algorithm>
 #include <stdexcept>
 
+#include "support/process.hpp"
 #include "support/temp_dir.hpp"
 
 std::vector<bool> acceptedBySchema(const std::string& schemaFile, const std::vector<std::string>& texts) {
@@ -13,15 +14,12 @@ std::vector<bool> acceptedBySchema(const std::string& schemaFile, const std::vec
         lines += text + "\n";
     }
     writeTextFile(directory.path / "texts", lines);
-    const std::string command = "/usr/bin/python3 " TARNWICK_SOURCE_DIR "/tests/support/json_schema.py " +
-                                schemaFile + " " + (directory.path / "texts").string();
-    FILE* output = popen(command.c_str(), "r");
+    const std::string script = TARNWICK_SOURCE_DIR "/tests/support/json_schema.py";
+    process_s judge("/usr/bin/python3", {{script, schemaFile, directory.path / "texts"}, {}, {}});
+    if (judge.waitForExit() != 0 || judge.output().size() != texts.size()) {
+        throw std::runtime_error("no verdict on " + schemaFile + ": " + judge.output());
+    }
     std::vector<bool> accepted;
-    for (int verdict = std::fgetc(output); verdict != EOF; verdict = std::fgetc(output)) {
-        accepted.push_back(verdict == '1');
-    }
-    if (pclose(output) != 0 || accepted.size() != texts.size()) {
-        throw std::runtime_error("no verdict of " + command);
-    }
+    std::ranges::transform(judge.output(), std::back_inserter(accepted), [](char c) { return c == '1'; });
     return accepted;
 }

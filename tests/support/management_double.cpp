@@ -7,7 +7,6 @@
 #include <unistd.h>
 
 #include <stdexcept>
-#include <utility>
 
 std::string managementReply(const std::string& body, const std::string& code) {
     return "<rm:reply xmlns:rm=\"urn:epcglobal:rm:xsd:1\" xmlns:v=\"urn:brixrfid:rm:xsd:1\"><rm:resultCode>" +
@@ -20,7 +19,7 @@ std::string managementElement(const std::string& name, const std::string& body) 
 
 std::string answerFromFacts(const reader_facts_s& facts, const std::string& request) {
     const auto& element = managementElement;
-    const bool second = request.find("Read Point 2<") != std::string::npos;
+    const std::string length = request.find("Read Point 2<") != std::string::npos ? "625" : "25";
     const std::pair<std::string, std::string> bodies[] = {
         {"getModel", element("returnValue", facts.model)},
         {"getActiveRegion",
@@ -29,15 +28,12 @@ std::string answerFromFacts(const reader_facts_s& facts, const std::string& requ
                                  element("maxTxPowerSupported", "300") + element("PowerSource", "2")},
         {"getRegionStandardList",
          element("returnValue", element("list", element("value", element("channelWidth", "500"))))},
-        {"getCableLossCompensation",
-         element("cableLossPerHundredFt", "6") + element("cableLength", second ? "625" : "25")},
+        {"getCableLossCompensation", element("cableLossPerHundredFt", "6") + element("cableLength", length)},
     };
     for (const auto& [query, body] : bodies) {
         if (request.find(query) != std::string::npos) {
-            const bool ofAntenna = query == "getCableLossCompensation";
-            return managementReply(
-                element(ofAntenna ? "antennaReadPoint" : "readerDevice", element(query, body)),
-                query == facts.refused ? "5" : "0");
+            const char* const target = query[3] == 'C' ? "antennaReadPoint" : "readerDevice";
+            return managementReply(element(target, element(query, body)), query == facts.refused ? "5" : "0");
         }
     }
     return "";

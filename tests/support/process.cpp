@@ -10,9 +10,10 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
-#include <stdexcept>
+#include <system_error>
 #include <thread>
+
+#include "support/temp_dir.hpp"
 
 namespace {
 
@@ -45,10 +46,11 @@ bool eventually(const std::function<bool()>& holds, std::chrono::milliseconds pa
 }
 
 process_s::process_s(const std::string& program, const process_options_s& options) {
-    std::vector<std::string> words{"env", program};
+    std::vector<std::string> words{"env"};
     for (const auto& [name, value] : options.environment) {
-        words.insert(words.end() - 1, name + "=" + value);
+        words.push_back(name + "=" + value);
     }
+    words.push_back(program);
     words.insert(words.end(), options.arguments.begin(), options.arguments.end());
     std::vector<char*> arguments(words.size() + 1, nullptr);
     std::ranges::transform(words, arguments.begin(), [](std::string& word) { return word.data(); });
@@ -58,7 +60,7 @@ process_s::process_s(const std::string& program, const process_options_s& option
     int ends[2] = {-1, -1};
     outputFile = memfd_create("output", MFD_CLOEXEC);
     if (outputFile < 0 || pipe2(ends, O_CLOEXEC) != 0) {
-        throw std::runtime_error(std::string("no descriptors: ") + std::strerror(errno));
+        throw std::system_error(errno, std::generic_category(), "no descriptors");
     }
     fcntl(outputFile, F_SETFL, O_APPEND);
     const pid_t parent = getpid();
@@ -69,16 +71,15 @@ process_s::process_s(const std::string& program, const process_options_s& option
     close(ends[0]);
     input = ends[1];
     if (pid < 0) {
-        throw std::runtime_error(std::string("no process: ") + std::strerror(errno));
+        throw std::system_error(errno, std::generic_category(), "no process");
     }
 }
 
 process_s::~process_s() {
-    if (!waitForExit(std::chrono::milliseconds(0))) {
-        signal(SIGTERM);
-        if (!waitForExit(std::chrono::milliseconds(5'000))) {
-            signal(SIGKILL);
-            waitForExit();
+    for (const int number : {SIGTERM, SIGKILL}) {
+        if (!waitForExit(std::chrono::milliseconds(0))) {
+            signal(number);
+            waitForExit(std::chrono::milliseconds(5'000));
         }
     }
     closeInput();
@@ -86,10 +87,7 @@ process_s::~process_s() {
 }
 
 std::string process_s::output() const {
-    std::string text(static_cast<std::size_t>(lseek(outputFile, 0, SEEK_END)), '\0');
-    const ssize_t size = pread(outputFile, text.data(), text.size(), 0);
-    text.resize(size < 0 ? 0 : static_cast<std::size_t>(size));
-    return text;
+    return readTextFile("/proc/self/fd/" + std::to_string(outputFile));
 }
 
 bool process_s::waitForOutput(std::string_view text, std::chrono::milliseconds patience) const {
@@ -98,7 +96,7 @@ bool process_s::waitForOutput(std::string_view text, std::chrono::milliseconds p
 
 void process_s::write(std::string_view text) const {
     if (::write(input, text.data(), text.size()) != static_cast<ssize_t>(text.size())) {
-        throw std::runtime_error(std::string("program does not read: ") + std::strerror(errno));
+        throw std::system_error(errno, std::generic_category(), "program does not read");
     }
 }
 

@@ -10,8 +10,6 @@
 #include <functional>
 #include <optional>
 #include <string>
-#include <string_view>
-#include <utility>
 #include <vector>
 
 inline constexpr std::chrono::milliseconds defaultPatience{20'000};

@@ -4,9 +4,6 @@
 #include <zmq.h>
 
 #include <atomic>
-#include <cstring>
-#include <nlohmann/json.hpp>
-#include <stdexcept>
 
 namespace {
 
@@ -22,20 +19,11 @@ void check(int rc, const std::string& what) {
     }
 }
 
-std::string programPath(const char* name) {
-    return std::string(TARNWICK_BIN_DIR) + "/" + name;
-}
-
 process_options_s daemonOptions(const reader_options_s& options, const std::filesystem::path& directory) {
     process_options_s daemon{options.arguments, {}, directory};
     if (!options.scenario.empty()) {
-        const std::filesystem::path path = directory / "scenario.json";
-        writeTextFile(path, options.scenario);
-        daemon.environment.emplace_back("RXE_SCENARIO", path);
-    }
-    if (!options.mode.empty()) {
-        const nlohmann::json saved{{"mode", nlohmann::json::parse(options.mode)}};
-        writeTextFile(directory / "mode_config.json", saved.dump(4));
+        daemon.environment.emplace_back("RXE_SCENARIO", directory / "scenario.json");
+        writeTextFile(directory / "scenario.json", options.scenario);
     }
     return daemon;
 }
@@ -118,6 +106,8 @@ void consumer_s::waitForPublisher() const {
 }
 
 outside_subscriber_s::outside_subscriber_s(std::string_view prefix) : socket_s(ZMQ_SUB) {
+    const int noLimit = 0;  // thousands of reports may come at once
+    zmq_setsockopt(handle, ZMQ_RCVHWM, &noLimit, sizeof noLimit);
     zmq_setsockopt(handle, ZMQ_SUBSCRIBE, prefix.data(), prefix.size());
     check(zmq_connect(handle, tcpDataEndpoint), tcpDataEndpoint);
 }
@@ -129,13 +119,14 @@ reader_s::reader_s(const reader_options_s& options) {
         options.prepare(directory.path);
     }
     if (options.server) {
-        server = std::make_unique<process_s>(programPath("rm_server"),
-                                             process_options_s{options.serverArguments, {}, directory.path});
+        const process_options_s serverOptions{options.serverArguments, {}, directory.path};
+        server = std::make_unique<process_s>(TARNWICK_BIN_DIR "/rm_server", serverOptions);
         if (!server->waitForOutput("listening on")) {
             throw std::runtime_error("rm_server does not listen: " + server->output());
         }
     }
-    daemon = std::make_unique<process_s>(programPath("tarnwick"), daemonOptions(options, directory.path));
+    daemon =
+        std::make_unique<process_s>(TARNWICK_BIN_DIR "/tarnwick", daemonOptions(options, directory.path));
     if (options.awaitReady) {
         try {
             ask("logging");
@@ -151,10 +142,6 @@ int reader_s::exit() {
     return daemon->waitForExit().value_or(-1);
 }
 
-std::string reader_s::file(const char* name) const {
-    return readTextFile(directory.path / name);
-}
-
 std::string reader_s::log() const {
-    return file("tarnwick.log");
+    return readTextFile(directory.path / "tarnwick.log");
 }

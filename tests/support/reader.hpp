@@ -4,15 +4,7 @@
 // programs around it: a client of the reply socket and subscribers.
 #pragma once
 
-#include <chrono>
-#include <filesystem>
-#include <functional>
 #include <memory>
-#include <optional>
-#include <string>
-#include <string_view>
-#include <utility>
-#include <vector>
 
 #include "support/process.hpp"
 #include "support/temp_dir.hpp"
@@ -64,7 +56,6 @@ struct reader_options_s {
     std::vector<std::string> serverArguments = {};  // of the server, which takes the profile PN5100 by itself
     bool server = true;
     std::string scenario = {};  // JSON text for the engine; empty for its own
-    std::string mode = {};      // the last accepted mode request, as left by an earlier run; empty for none
     // What else the daemon is to find when it starts.
     std::function<void(const std::filesystem::path& directory)> prepare = nullptr;
     bool awaitReady = true;
@@ -76,8 +67,7 @@ struct reader_s {
     // Ends the daemon with an `exit` request. Returns its exit status.
     int exit();
 
-    std::string file(const char* name) const;  // a file of the working directory
-    std::string log() const;                   // whole only after the daemon's end
+    std::string log() const;  // whole only after the daemon's end
 
     temp_dir_s directory;
     std::unique_ptr<process_s> server;

@@ -3,13 +3,10 @@
 #pragma once
 
 #include <algorithm>
-#include <cstdint>
 #include <deque>
-#include <iterator>
 #include <nlohmann/json.hpp>
 #include <set>
 #include <stdexcept>
-#include <string>
 
 #include "support/reader.hpp"
 
@@ -24,8 +21,7 @@ struct report_stream_s {
             if (!message) {
                 throw std::runtime_error("no report came");
             }
-            std::ranges::copy_if(*message, std::back_inserter(waiting),
-                                 [](const std::string& frame) { return !frame.empty(); });
+            std::ranges::remove_copy(*message, std::back_inserter(waiting), "");
         }
         std::string frame = waiting.front();
         waiting.pop_front();
@@ -36,6 +32,15 @@ struct report_stream_s {
     std::deque<std::string> waiting;
 };
 
+// All frames of the messages that come until none came for `silence`, without empty ones.
+inline frames_t framesOf(const socket_s& subscriber, std::chrono::milliseconds silence) {
+    frames_t frames;
+    while (const std::optional<frames_t> message = subscriber.receive(silence)) {
+        std::ranges::remove_copy(*message, std::back_inserter(frames), "");
+    }
+    return frames;
+}
+
 // The engine's tags are SGTIN-96 (GS1 Tag Data Standard 1.13, section 14.5.1)
 // with filter 1, company prefix 0614141 and item 812345: all but the low 36 bits
 // of their EPCs.
@@ -43,10 +48,6 @@ inline const char* const tagPrefix = "3034257bf7194e4";
 
 inline std::string idOf(const nlohmann::json& report) {
     return report.at("data").at("idHex").get<std::string>();
-}
-
-inline std::uint64_t numberOf(const nlohmann::json& report) {
-    return report.at("data").at("eventNum").get<std::uint64_t>();
 }
 
 // More tags than any test takes, each reported once, so that reports keep coming.

@@ -8,8 +8,6 @@
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
-#include <string>
-#include <string_view>
 
 struct temp_dir_s {
     std::filesystem::path path;

@@ -3,29 +3,20 @@
 #include <sys/syscall.h>
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <signal.h>
 
-#include <chrono>
+#include <regex>
 
 #include "support/reader.hpp"
 
 namespace {
 
-using std::chrono::steady_clock;
-using testing::ContainsRegex;
-using testing::EndsWith;
 using testing::HasSubstr;
-using testing::MatchesRegex;
-using testing::Not;
 using testing::StartsWith;
 
 std::size_t countOf(std::string_view part, std::string_view text) {
-    std::size_t count = 0;
-    for (std::size_t at = text.find(part); at != std::string_view::npos; at = text.find(part, at + 1)) {
-        ++count;
-    }
-    return count;
+    const std::size_t at = text.find(part);
+    return at == text.npos ? 0 : 1 + countOf(part, text.substr(at + 1));
 }
 
 // Whether the program's first thread is blocked in poll(), as in its wait for
@@ -37,12 +28,7 @@ bool isPolling(const process_s& process) {
 
 // The log without the time in front of each line.
 std::string withoutTimes(const std::string& log) {
-    std::string lines;
-    std::istringstream stream(log);
-    for (std::string line; std::getline(stream, line);) {
-        lines += line.substr(line.find(' ') + 1) + "\n";
-    }
-    return lines;
+    return std::regex_replace(log, std::regex("(^|\n)[^ ]* "), "$1");
 }
 
 TEST(StartupShutdown, servesWithoutARadioUntilExit) {
@@ -61,23 +47,29 @@ TEST(StartupShutdown, servesWithoutARadioUntilExit) {
     const std::size_t end = log.find("INFO requests Request: exit\n");
     ASSERT_NE(end, std::string::npos);
     // No more than what the heartbeat has asked for: temperatures of a radio that is not there.
-    EXPECT_THAT(log.substr(0, end),
-                Not(ContainsRegex("ERROR (main|radio|requests|zmq_intfc) |Antenna|onnect")));
+    EXPECT_THAT(
+        log.substr(0, end),
+        testing::Not(testing::ContainsRegex("ERROR (main|radio|requests|zmq_intfc) |Antenna|onnect")));
     // The engine is disconnected in any case, and says so when it never was connected.
-    EXPECT_THAT(log.substr(end), MatchesRegex("INFO requests Request: exit\n"
-                                              "INFO requests Response: Success\n"
-                                              "DEBUG main stopping radio thread\n"
-                                              "(ERROR rxe_intfc failed with error code: [0-9]+\n)?"
-                                              "DEBUG main RXE connection closed\n"
-                                              "DEBUG zmq_intfc closing ZMQ sockets...\n"
-                                              "DEBUG zmq_intfc succeeded\n"
-                                              "INFO main goodbye\n"));
+    EXPECT_THAT(log.substr(end), testing::MatchesRegex("INFO requests Request: exit\n"
+                                                       "INFO requests Response: Success\n"
+                                                       "DEBUG main stopping radio thread\n"
+                                                       "(ERROR rxe_intfc failed with error code: [0-9]+\n)?"
+                                                       "DEBUG main RXE connection closed\n"
+                                                       "DEBUG zmq_intfc closing ZMQ sockets...\n"
+                                                       "DEBUG zmq_intfc succeeded\n"
+                                                       "INFO main goodbye\n"));
 }
 
-TEST(StartupShutdown, aSignalEndsItAfterOneFailedWait) {
+TEST(StartupShutdown, theConsoleGivesRequestsAndASignalEndsItAfterOneFailedWait) {
     for (const int number : {SIGTERM, SIGINT}) {
         SCOPED_TRACE(number);
-        reader_s reader({.arguments = {"--no_rxe", "--cli", "-v"}, .server = false});
+        reader_s reader({.arguments = {"--cli", "--no_rxe", "-v"}, .server = false});
+        EXPECT_THAT(reader.daemon->output(), HasSubstr("--cli\nCLI is enabled\n--no_rxe\nnot using rxe \n"));
+        reader.daemon->write("dance\nsubscribers 12\n");
+        EXPECT_TRUE(reader.daemon->waitForOutput("\nFailure: Command Not Found\n"));
+        EXPECT_TRUE(reader.daemon->waitForOutput("\nSuccess\n"));
+        EXPECT_THAT(ask("subscribers"), StartsWith("Success: subscribers 12 "));
         // Ten messages of news come after the start, and the client that saw the
         // daemon answer leaves; from then on nothing but the signal wakes the wait.
         int looks = 0;
@@ -86,40 +78,35 @@ TEST(StartupShutdown, aSignalEndsItAfterOneFailedWait) {
             looks = quiet && isPolling(*reader.daemon) ? looks + 1 : 0;
             return looks == 10;
         }));
-        const auto sent = steady_clock::now();
+        const auto sent = std::chrono::steady_clock::now();
         reader.daemon->signal(number);
         EXPECT_EQ(reader.daemon->waitForExit(), 0);
-        EXPECT_GE(steady_clock::now() - sent, std::chrono::seconds(1));
+        EXPECT_GE(std::chrono::steady_clock::now() - sent, std::chrono::seconds(1));
         const std::string output = reader.daemon->output();
         EXPECT_EQ(countOf("ERROR requests zmq polling error failed: Interrupted system call\n", output), 1U)
             << output;
-        EXPECT_THAT(output, HasSubstr("requests Request: exit\n"));
-        EXPECT_THAT(output, HasSubstr("\nSuccess\n"));
-        EXPECT_THAT(output, EndsWith("INFO main goodbye\n"));
+        EXPECT_THAT(output.substr(output.find("Interrupted")), HasSubstr("\nSuccess\n"));
+        EXPECT_THAT(output, testing::EndsWith("INFO main goodbye\n"));
         EXPECT_FALSE(std::filesystem::exists(replyFile));
     }
 }
 
-TEST(StartupShutdown, theConsoleGivesRequestsBesideTheSocket) {
-    reader_s reader({.arguments = {"--cli", "--no_rxe"}, .server = false});
-    EXPECT_THAT(reader.daemon->output(), HasSubstr("--cli\nCLI is enabled\n--no_rxe\nnot using rxe \n"));
-    reader.daemon->write("dance\nsubscribers 12\n");
-    EXPECT_TRUE(reader.daemon->waitForOutput("\nFailure: Command Not Found\n"));
-    EXPECT_TRUE(reader.daemon->waitForOutput("\nSuccess\n"));
-    EXPECT_THAT(ask("subscribers"), StartsWith("Success: subscribers 12 "));
-    reader.daemon->closeInput();
-    EXPECT_TRUE(reader.daemon->waitForOutput("\nFailure: No Command\n"));
-    reader.daemon->signal(SIGTERM);
-    EXPECT_EQ(reader.daemon->waitForExit(), 0);
-}
-
-// A crash, or a program that is not ours, may have left the file.
-TEST(StartupShutdown, takesOverAReplyFileThatWasLeft) {
-    reader_s reader({.arguments = {"--no_rxe"}, .server = false, .prepare = [](const auto&) {
-                         writeTextFile(replyFile, "left");
-                     }});
-    EXPECT_EQ(reader.exit(), 0);
-    EXPECT_FALSE(std::filesystem::exists(replyFile));
+// A crash, or a program that is not ours, may have left the reply file; the log may have
+// no room, or a folder in its place.
+TEST(StartupShutdown, worksWhateverLiesInItsWay) {
+    void (*const left[])(const std::filesystem::path&) = {
+        [](const auto&) { writeTextFile(replyFile, "left"); },
+        [](const auto& directory) { create_symlink("/dev/full", directory / "tarnwick.log"); },
+        [](const auto& directory) { create_directory(directory / "tarnwick.log"); },
+    };
+    for (const auto prepare : left) {
+        reader_s reader({.arguments = {"--no_rxe", "-v"}, .server = false, .prepare = prepare});
+        for (int i = 0; i < 300; ++i) {  // past the log's flush threshold
+            ASSERT_EQ(ask("data_analytics"), "Success: data_analytics OFF");
+        }
+        EXPECT_EQ(reader.exit(), 0);
+        EXPECT_FALSE(std::filesystem::exists(replyFile));
+    }
 }
 
 // The radio has one user: a second daemon ends before it touches a socket. One
@@ -132,7 +119,7 @@ TEST(StartupShutdown, aSecondInstance) {
                       {{}, {{"RXE_SCENARIO", second.path / "busy.json"}}, second.path});
     EXPECT_EQ(refused.waitForExit(), 0);
     EXPECT_THAT(readTextFile(second.path / "tarnwick.log"),
-                EndsWith("rxe: 5 - is another application connected to RXE (LLRP, TW)?\n"));
+                testing::EndsWith("rxe: 5 - is another application connected to RXE (LLRP, TW)?\n"));
     EXPECT_EQ(ask("subscribers 3"), "Success");
 
     process_s other(TARNWICK_BIN_DIR "/tarnwick", {{"--no_rxe"}, {}, second.path});
@@ -144,13 +131,12 @@ TEST(StartupShutdown, aSecondInstance) {
 }
 
 TEST(StartupShutdown, aReplySocketThatCannotBeBoundEndsIt) {
-    reader_s reader({.arguments = {"--no_rxe"},
-                     .server = false,
-                     .prepare = [](const auto&) { std::filesystem::create_directory(replyFile); },
-                     .awaitReady = false});
+    const auto block = [](const auto&) { std::filesystem::create_directory(replyFile); };
+    reader_s reader({.arguments = {"--no_rxe"}, .server = false, .prepare = block, .awaitReady = false});
     EXPECT_EQ(reader.daemon->waitForExit(), 0);
-    EXPECT_THAT(reader.log(), ContainsRegex("ERROR zmq_intfc responder bind failed: .*\n.* ERROR main "
-                                            "Failed to initiazlize main zmq connections\n$"));
+    EXPECT_THAT(reader.log(),
+                testing::ContainsRegex("ERROR zmq_intfc responder bind failed: .*\n.* ERROR main "
+                                       "Failed to initiazlize main zmq connections\n$"));
     std::filesystem::remove(replyFile);
 }
 

@@ -5,39 +5,22 @@
 #include <zmq.h>
 
 #include <string>
-#include <string_view>
 
-#include "support/process.hpp"
-#include "support/temp_dir.hpp"
+#include "support/reader.hpp"
 
 inline const std::string twctlProgram = TARNWICK_BIN_DIR "/twctl";
 
-struct peer_s {
+struct peer_s : socket_s {
     temp_dir_s directory;
-    std::string endpoint = "ipc://" + (directory.path / "peer").string();
-    void* context = zmq_ctx_new();
-    void* socket = nullptr;
+    std::string file = directory.path / "peer";
+    std::string endpoint = "ipc://" + file;
 
-    explicit peer_s(int type) : socket(zmq_socket(context, type)) {
-        const int linger = 0;
-        const int patience = static_cast<int>(defaultPatience.count());
-        zmq_setsockopt(socket, ZMQ_LINGER, &linger, sizeof linger);
-        zmq_setsockopt(socket, ZMQ_RCVTIMEO, &patience, sizeof patience);
-    }
-    ~peer_s() {
-        zmq_close(socket);
-        zmq_ctx_term(context);
-    }
-    peer_s(const peer_s&) = delete;
-    peer_s& operator=(const peer_s&) = delete;
-
+    using socket_s::socket_s;
     // One frame, or a text that no client sends when none came in time.
-    std::string receive() const {
-        char buffer[4096];
-        const int size = zmq_recv(socket, buffer, sizeof buffer, 0);
-        return size < 0 ? "nothing came" : std::string(buffer, static_cast<std::size_t>(size));
-    }
-    void send(std::string_view frame, int flags = 0) const {
-        zmq_send(socket, frame.data(), frame.size(), flags);
-    }
+    std::string hear() const { return receive().value_or(frames_t{"nothing came"}).front(); }
 };
+
+// "twctl" and what is typed behind it, with a shell's redirections in front or behind.
+inline process_options_s typed(const std::string& line, const std::string& inFront = "") {
+    return {{"-c", inFront + " exec \"$0\" " + line, twctlProgram}, {{"TZ", "UTC"}}, {}};
+}

@@ -14,14 +14,8 @@ namespace {
 
 const std::string everything = "\x01"s;  // the subscription with an empty prefix
 
-process_options_s watchTags(const peer_s& peer, std::vector<std::string> more) {
-    std::vector<std::string> arguments{"watch", "tags", "--bind", peer.endpoint};
-    arguments.insert(arguments.end(), more.begin(), more.end());
-    return {arguments, {}, {}};
-}
-
-fs::path fileOf(const peer_s& peer) {
-    return peer.endpoint.substr(std::string("ipc://").size());
+process_options_s watchTags(const peer_s& peer, const std::string& more = "") {
+    return typed("watch tags --bind " + peer.file + " " + more);
 }
 
 }  // namespace
@@ -52,12 +46,12 @@ TEST(Watch, FramesOfAllThreeFormsBecomeLines) {
         {"one frame stays one line", "{\"a\n\":\"\x7f\"}", R"({"a\u000a":"\u007f"})"},
     };
     const peer_s peer(ZMQ_XPUB);
-    process_s client(twctlProgram, watchTags(peer, {"--count", std::to_string(std::size(cases))}));
-    zmq_connect(peer.socket, peer.endpoint.c_str());
-    ASSERT_EQ(peer.receive(), everything);
+    process_s client("bash", watchTags(peer, "--count " + std::to_string(std::size(cases))));
+    zmq_connect(peer.handle, peer.endpoint.c_str());
+    ASSERT_EQ(peer.hear(), everything);
     std::string expected;
     for (const case_s& row : cases) {
-        peer.send(row.frame);
+        peer.send({row.frame});
         expected += row.line + "\n";
     }
     EXPECT_EQ(client.waitForExit(), 0);
@@ -66,87 +60,77 @@ TEST(Watch, FramesOfAllThreeFormsBecomeLines) {
 
 TEST(Watch, BatchesCountByReportAndTheirEmptyEndIsNone) {
     const peer_s peer(ZMQ_XPUB);
-    process_s client(twctlProgram, watchTags(peer, {"--count", "3"}));
-    zmq_connect(peer.socket, peer.endpoint.c_str());
-    ASSERT_EQ(peer.receive(), everything);
-    peer.send("{\"n\":1}", ZMQ_SNDMORE);
-    peer.send("{\"n\":2}", ZMQ_SNDMORE);
-    peer.send("");
-    peer.send("");
-    peer.send("{\"n\":3}");
-    peer.send("{\"n\":4}");
+    process_s client("bash", watchTags(peer, "--count 3"));
+    zmq_connect(peer.handle, peer.endpoint.c_str());
+    ASSERT_EQ(peer.hear(), everything);
+    peer.send({"{\"n\":1}", "{\"n\":2}", ""});
+    peer.send({""});
+    peer.send({"{\"n\":3}"});
+    peer.send({"{\"n\":4}"});
     EXPECT_EQ(client.waitForExit(), 0);
     EXPECT_EQ(client.output(), "{\"n\":1}\n{\"n\":2}\n{\"n\":3}\n");
-    EXPECT_FALSE(fs::exists(fileOf(peer)));
+    EXPECT_FALSE(fs::exists(peer.file));
 }
 
 TEST(Watch, ASubscriberTakesOnlyItsNumber) {
     const peer_s peer(ZMQ_XPUB);
-    zmq_bind(peer.socket, peer.endpoint.c_str());
-    process_s client(
-        twctlProgram,
-        {{"watch", "tags", "--connect", peer.endpoint, "--subscriber", "258", "--count", "1"}, {}, {}});
-    ASSERT_EQ(peer.receive(), "\x01\x02\x01");
-    peer.send("\x02\0\0\0{\"n\":1}"s);
-    peer.send("\x02\x01\0\0{\"n\":2}"s);
+    zmq_bind(peer.handle, peer.endpoint.c_str());
+    process_s client("bash", typed("watch tags --subscriber 258 --count 1 --connect " + peer.endpoint));
+    ASSERT_EQ(peer.hear(), "\x01\x02\x01");
+    peer.send({"\x02\0\0\0{\"n\":1}"s});
+    peer.send({"\x02\x01\0\0{\"n\":2}"s});
     EXPECT_EQ(client.waitForExit(), 0);
     EXPECT_EQ(client.output(), "subscriber=258 kind=json {\"n\":2}\n");
 }
 
 TEST(Watch, EndsWithItsSocketRemoved) {
     struct case_s {
-        const char* legend;
-        std::vector<std::string> more;
+        std::string more;
         int signal, status;
     };
     const case_s cases[] = {
-        {"interrupted", {}, SIGINT, 0},
-        {"terminated", {}, SIGTERM, 0},
-        {"the time is up", {"--seconds", "0.2"}, 0, 0},
-        {"the time is up before the frames came", {"--seconds", "0.2", "--count", "1"}, 0, 2},
-    };
+        {"", SIGINT, 0}, {"", SIGTERM, 0}, {"--seconds 0.2", 0, 0}, {"--seconds 0.2 --count 1", 0, 2}};
     for (const case_s& row : cases) {
-        SCOPED_TRACE(row.legend);
+        SCOPED_TRACE(row.more + std::to_string(row.signal));
         const peer_s peer(ZMQ_XPUB);
-        zmq_connect(peer.socket, peer.endpoint.c_str());
-        process_s client(twctlProgram, watchTags(peer, row.more));
-        ASSERT_EQ(peer.receive(), everything);
-        ASSERT_TRUE(fs::exists(fileOf(peer)));
+        zmq_connect(peer.handle, peer.endpoint.c_str());
+        process_s client("bash", watchTags(peer, row.more));
+        ASSERT_EQ(peer.hear(), everything);
+        ASSERT_TRUE(fs::exists(peer.file));
         if (row.signal != 0) {
             client.signal(row.signal);
         }
         EXPECT_EQ(client.waitForExit(), row.status);
         EXPECT_EQ(client.output(), "");
-        EXPECT_FALSE(fs::exists(fileOf(peer)));
+        EXPECT_FALSE(fs::exists(peer.file));
     }
 }
 
 TEST(Watch, DoesNotTakeAnEndpointFromALiveListenerButFromADeadOne) {
     const peer_s peer(ZMQ_XPUB);
-    zmq_connect(peer.socket, peer.endpoint.c_str());
-    process_s first(twctlProgram, watchTags(peer, {}));
-    ASSERT_EQ(peer.receive(), everything);
-    process_s second(twctlProgram, watchTags(peer, {"--seconds", "5"}));
+    zmq_connect(peer.handle, peer.endpoint.c_str());
+    process_s first("bash", watchTags(peer));
+    ASSERT_EQ(peer.hear(), everything);
+    process_s second("bash", watchTags(peer, "--seconds 5"));
     EXPECT_EQ(second.waitForExit(), 3);
     EXPECT_THAT(second.output(), testing::HasSubstr("another process listens there"));
-    peer.send("{}");
+    peer.send({"{}"});
     EXPECT_TRUE(first.waitForOutput("{}\n"));
 
     first.signal(SIGKILL);
     EXPECT_EQ(first.waitForExit(), 128 + SIGKILL);
-    ASSERT_TRUE(fs::exists(fileOf(peer)));
-    process_s third(twctlProgram, watchTags(peer, {"--seconds", "0.2"}));
+    ASSERT_TRUE(fs::exists(peer.file));
+    process_s third("bash", watchTags(peer, "--seconds 0.2"));
     EXPECT_EQ(third.waitForExit(), 0);
 }
 
 TEST(Watch, AReaderThatLeavesEndsItQuietly) {
     const peer_s peer(ZMQ_XPUB);
-    const std::string command =
-        "set -o pipefail; '" + twctlProgram + "' watch events --bind '" + peer.endpoint + "' | head -n 1";
-    process_s shell("bash", {{"-c", command}, {}, {}});
-    zmq_connect(peer.socket, peer.endpoint.c_str());
-    ASSERT_EQ(peer.receive(), everything);
-    peer.send("GPI_1_H,now");  // after this line nothing more is sent
+    const std::string line = "set -o pipefail; \"$0\" watch events --bind " + peer.file + " | head -n 1";
+    process_s shell("bash", {{"-c", line, twctlProgram}, {}, {}});
+    zmq_connect(peer.handle, peer.endpoint.c_str());
+    ASSERT_EQ(peer.hear(), everything);
+    peer.send({"GPI_1_H,now"});  // after this line nothing more is sent
     EXPECT_EQ(shell.waitForExit(), 0);
     EXPECT_EQ(shell.output(), "GPI_1_H,now\n");
 }

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
 // A tag packet and the outcomes of its accesses in, one report out.
-#include <array>
 #include <map>
 #include <nlohmann/json.hpp>
 
@@ -13,10 +12,13 @@ namespace {
 
 using nlohmann::json;
 
-using access_t = std::array<std::uint16_t, 4>;  // type, bank, first word, words
+struct access_s {
+    std::uint8_t type = 0, bank = 0;
+    std::uint16_t pointer = 0, words = 0;
+};
 // Reads of TID, EPC (the high byte is none of its words) and USER; write, kill, lock,
 // access; blocks of 2 words; several words; an erase; and a lock in another olio.
-const std::map<char, access_t> accessLetters{
+const std::map<char, access_s> accessLetters{
     {'t', {1, 2, 0, 0}}, {'e', {1, 1, 2, 0x0202}}, {'u', {1, 3, 4, 1}},  {'w', {2}}, {'k', {3}}, {'l', {4}},
     {'a', {5}},          {'b', {6, 3, 0, 8}},      {'m', {11, 3, 0, 3}}, {'x', {7}}, {'-', {4}}};
 
@@ -28,7 +30,7 @@ struct packet_s {
 
 struct case_s {
     const char* legend;
-    std::string accesses;           // letters, ids from 1
+    std::string accesses;           // letters, ids from 1; reads as metadata behind '='
     std::vector<packet_s> packets;  // after the tag packet
     std::size_t leavesAt;           // the packet, from 1; 0: with the next inventory
     std::string joined;             // results, or keys and values of memory, each with its '|'
@@ -41,7 +43,7 @@ const std::string code = "tag returned error code";
 const std::string parts = " successful words written: ";
 const std::string mismatch = "Error: received number of words did not match expected number of words|";
 
-const case_s resultCases[] = {
+const case_s cases[] = {
     {"all", "wekla", {{1}, {2, 0, "abcd"}, {3}, {4}, {5}}, 5, "SUCCESS|61626364|SUCCESS|SUCCESS|SUCCESS|"},
     {"second fails", "lll", {{1}, {2, 2}, {3}}, 2, "SUCCESS|Error: " + silence + "Not Attempted|"},
     {"cut off by an inventory", "lll", {{1}}, 0, "SUCCESS|Not Attempted|Not Attempted|"},
@@ -55,25 +57,23 @@ const case_s resultCases[] = {
     {"part", "m", {{1}, {1, 1, "?\x0F"}}, 2, "Error after 1" + parts + code + " 0x0f = Non-specific error|"},
     {"not handled", "x", {{1}, {1, 3, "ab"}}, 2, "Error: CRC error in tag response|"},
     {"general", "l", {{1, 4}}, 1, "Error: General Error  0x04|"},
-    {"general of a part", "b", {{1, 255}}, 1, "Error after 0" + parts + "General Error 0xff|"},
     {"blocks", "b", {{1}, {1}, {1}, {1}}, 4, "SUCCESS|"},
     {"next id", "mb", {{1}, {1}, {1}, {2}, {2}, {2, 2}}, 6, "SUCCESS|Error after 2" + parts + silence},
     {"same id again", "ml", {{1}, {1}, {1}, {1, 2}}, 4, "SUCCESS|Error after 0" + parts + silence},
-};
-
-const case_s metadataCases[] = {
-    {"all", "teu", {{1, 0, "1"}, {2, 0, "2345"}, {3, 0, "67"}}, 3, "EPC[2-3]=32333435|TID=31|USER[4]=3637|"},
-    {"one fails", "tu", {{1, 1, "?\x04"}}, 1, "TID=Error: " + code + " 0x04 = Memory locked|USER[4]=" + rest},
-    {"words do not match", "e", {{1, 0, "12"}}, 1, "EPC[2-3]=" + mismatch},
-    {"cut off by an inventory", "tu", {{1, 0, "12"}}, 0, "TID=3132|USER[4]=Not Attempted|"},
-    {"not a read", "l", {{1, 2}}, 1, "=Error: " + silence + "RESERVED=Not Attempted|"},
+    {"all", "=teu", {{1, 0, "1"}, {2, 0, "2345"}, {3, 0, "67"}}, 3, "EPC[2-3]=32333435|TID=31|USER[4]=3637|"},
+    {"code 4", "=tu", {{1, 1, "?\x04"}}, 1, "TID=Error: " + code + " 0x04 = Memory locked|USER[4]=" + rest},
+    {"words do not match", "=e", {{1, 0, "12"}}, 1, "EPC[2-3]=" + mismatch},
+    {"cut off by an inventory", "=tu", {{1, 0, "12"}}, 0, "TID=3132|USER[4]=Not Attempted|"},
+    {"not a read", "=l", {{1, 2}}, 1, "=Error: " + silence + "RESERVED=Not Attempted|"},
 };
 
 class AccessResults : public RadioTest {
   protected:
     AccessResults() { deliver(0x0B03, std::string("\x00\x05\x00\x01", 4)); }  // olio 5
 
-    static void configure(const std::string& accesses, bool asMetadata) {
+    static void configure(std::string accesses) {
+        const bool asMetadata = accesses[0] == '=';
+        accesses.erase(0, asMetadata ? 1 : 0);
         mode_configuration.readMemory.assign(4, std::vector<memory_Access_s>(asMetadata ? 1 : 0));
         mode_configuration.uniqueAccesses.resize(asMetadata ? 0 : accesses.size());
         mode_configuration.blockSize = 2;
@@ -82,12 +82,7 @@ class AccessResults : public RadioTest {
         accessParamsEnabledCount = static_cast<std::uint32_t>(accesses.size());
         for (std::size_t i = 0; i < accesses.size(); ++i) {
             const auto& [type, bank, pointer, words] = accessLetters.at(accesses[i]);
-            ACCESS_OP_s& op = enabledAccessOps[i + 1];
-            op.enable = 1;
-            op.type = static_cast<std::uint8_t>(type);
-            op.membank = static_cast<std::uint8_t>(bank);
-            op.wordPointer = pointer;
-            op.wordCount = words;
+            enabledAccessOps[i + 1] = {1, type, {}, {{bank, 0, pointer}}, words, {}, 0, 0, 0};
             enabledAccessOpsPerOlio[5] |= std::uint64_t{accesses[i] != '-'} << i;
         }
     }
@@ -111,16 +106,17 @@ class AccessResults : public RadioTest {
             for (const json& result : value.is_array() ? value : json::array()) {
                 text += result.get<std::string>() + '|';
             }
-            if (value.is_string() && key != "idHex") {
-                text += key + '=' + value.get<std::string>() + '|';
-            }
+            text += value.is_string() && key != "idHex" ? key + '=' + value.get<std::string>() + '|' : "";
         }
         return text;
     }
+};
 
-    void run(const case_s& row, bool asMetadata) {
-        SCOPED_TRACE(row.legend);
-        configure(row.accesses, asMetadata);
+// The rows follow each other in one process: nothing of a report may reach the next.
+TEST_F(AccessResults, Sequences) {
+    for (const case_s& row : cases) {
+        SCOPED_TRACE(row.legend + row.accesses);
+        configure(row.accesses);
         deliver(tagWithEpc("\x30\x31"));
         for (std::size_t i = 1; i <= row.packets.size(); ++i) {
             deliver(row.packets[i - 1]);
@@ -129,20 +125,25 @@ class AccessResults : public RadioTest {
         deliver(0x0B09);
         EXPECT_EQ(joined(), row.leavesAt == 0 ? row.joined : none);
     }
-};
+}
 
-// The rows follow each other in one process: nothing of a report may reach the next.
-TEST_F(AccessResults, Sequences) {
-    for (const case_s& row : resultCases) {
-        run(row, false);
-    }
-    for (const case_s& row : metadataCases) {
-        run(row, true);
+TEST_F(AccessResults, NameTheTagsError) {
+    const std::map<char, std::string> texts{
+        {0, "Other Error"},      {1, "Not Supported"},           {2, "Insufficient privileges"},
+        {3, "Memory overrun"},   {5, "Crypto suite error"},      {6, "Command not encapsulated"},
+        {8, "Security timeout"}, {7, "ResponseBuffer overflow"}, {11, "Insufficient power"},
+        {16, "Unknown error"},
+    };
+    configure("l");
+    for (const auto& [number, text] : texts) {
+        deliver(tagWithEpc("\x30"));
+        deliver(packet_s{1, 1, std::string("?") + number});
+        EXPECT_TRUE(joined().ends_with(" = " + text + "|")) << text;
     }
 }
 
 TEST_F(AccessResults, PacketsThatDoNotFit) {
-    configure("t", false);
+    configure("t");
     deliver(tagWithEpc("\x30"));
     deliver(0x0B0C, std::string("\x01\x00\x00\x00\xFF\xFF\xFF\xFF", 8));  // more data than a record holds
     EXPECT_EQ(joined().size(), 2 * sizeof(ACCESS_INFO_s::data) + 1);
@@ -155,7 +156,7 @@ TEST_F(AccessResults, PacketsThatDoNotFit) {
 
 // The filter drops the second tag; its outcomes must not start a report.
 TEST_F(AccessResults, OfTagThatTheFilterDropped) {
-    configure("ll", false);
+    configure("ll");
     deliver(tagWithEpc("\x30"));
     deliver(packet_s{1});
     mode_configuration.tagFilter.enabled = 1;
@@ -170,7 +171,7 @@ TEST_F(AccessResults, OfTagThatTheFilterDropped) {
 // Two tags of one EPC are told apart by their TID. A repeat waits until its quiet
 // time is over and leaves with whatever completes it then.
 TEST_F(AccessResults, RepeatsOfOneTidAreHeldBack) {
-    configure("t", true);
+    configure("=t");
     mode_configuration.reportPC = mode_configuration.reportCRC = true;
     TAG_INFO_s tag = tagWithEpc("\x30");
     tag.fields |= RXE_FIELD_PC | RXE_FIELD_CRC;
@@ -179,16 +180,17 @@ TEST_F(AccessResults, RepeatsOfOneTidAreHeldBack) {
         deliver(packet_s{1, 0, tid});
         return joined();
     };
+    const auto with = [](const std::string& tid) { return "CRC=0000|PC=0000|TID=" + tid + "|format=epc|"; };
     ASSERT_EQ(setAddlKeysFilterConfig(false, 1000, maxAddlKeysDBSize), 0);
-    EXPECT_EQ(reported("A"), "CRC=0000|PC=0000|TID=41|format=epc|");
-    EXPECT_EQ(reported("B"), "CRC=0000|PC=0000|TID=42|format=epc|");
+    EXPECT_EQ(reported("A"), with("41"));
+    EXPECT_EQ(reported("B"), with("42"));
     EXPECT_EQ(reported("A"), none);
     deliver(0x0B09);
     EXPECT_EQ(joined(), none) << "asked again, and still held back";
     ASSERT_EQ(setAddlKeysFilterConfig(false, 0, maxAddlKeysDBSize), 0);
     deliver(0x0B09);
-    EXPECT_EQ(joined(), "CRC=0000|PC=0000|TID=41|format=epc|");
-    EXPECT_EQ(reported("C"), "CRC=0000|PC=0000|TID=43|format=epc|") << "memory reads count anew";
+    EXPECT_EQ(joined(), with("41"));
+    EXPECT_EQ(reported("C"), with("43")) << "memory reads count anew";
 }
 
 }  // namespace

@@ -7,10 +7,12 @@
 #include <nlohmann/json.hpp>
 
 #include "../../tarnwick/src/requests/news.hpp"
+#include "additional_config.hpp"
 #include "ask.hpp"
 #include "logger.hpp"
 #include "radio_fixture.hpp"
 #include "rxe_intfc.hpp"
+#include "support/temp_dir.hpp"
 #include "util.hpp"
 
 // What time it is, when it is not 0: seconds since 1970.
@@ -24,11 +26,6 @@ extern "C" time_t time(time_t*) noexcept {
 }
 
 namespace {
-
-template <class Record>
-std::string bytesOf(const Record& record) {
-    return {reinterpret_cast<const char*>(&record), sizeof record};
-}
 
 class Alarms : public RadioTest {
   protected:
@@ -57,44 +54,51 @@ class Alarms : public RadioTest {
         return all;
     }
 
+    std::string onDatabaseWarning(const DB_WARNING_s& filling) {
+        return onNews("db_warning", {reinterpret_cast<const char*>(&filling), sizeof filling});
+    }
+
     std::string onNews(std::string_view topic, const std::string& payload) {
         sendNews(topic, payload.data(), payload.size());
         handleRadioNews();
         return published();
     }
 
-    static time_t timeLeft() {
-        itimerspec timer = {};
-        EXPECT_EQ(timerfd_gettime(database_timer, &timer), 0);
-        return timer.it_value.tv_sec;
-    }
-
     void* consumer = nullptr;
 };
 
 std::string payloadOf(const std::string& written) {
-    if (written.starts_with('"')) {
-        return written.substr(1, written.size() - 2);
-    }
-    std::string bytes;
-    for (std::size_t i = 0; i + 1 < written.size(); i += 2) {
+    std::string bytes = written[0] == '"' ? written.substr(1, written.size() - 2) : "";
+    for (std::size_t i = 0; written[0] != '"' && i + 1 < written.size(); i += 2) {
         bytes += static_cast<char>(hex2int(written[i], written[i + 1]));
     }
     return bytes;
 }
 
 TEST_F(Alarms, newsBecomesEventsInItsOrder) {
+    setAddlKeysFilterConfig(false, 1000, 10);
+    EXPECT_EQ(report_line("key", {1, 0}), 1);
+    EXPECT_EQ(report_line("key", {2, 0}), 0);
     std::ifstream file(TARNWICK_SOURCE_DIR "/tests/unit/radio_news.txt");
+    const temp_dir_s directory;
+    ASSERT_EQ(chdir(directory.path.c_str()), 0);
+    configureLogs(true, false);
+    std::string log;
     for (std::string line; std::getline(file, line);) {
         const std::size_t space = line.find(' ');
         const std::size_t arrow = line.find(" =>");
-        if (!line.starts_with('#')) {
+        if (line.starts_with("log ")) {
+            EXPECT_NE(log.find("INFO requests" + line.substr(3) + "\n"), std::string::npos) << line << log;
+        } else if (!line.starts_with('#')) {
             const std::string payload = payloadOf(line.substr(space + 1, arrow - space - 1));
+            testing::internal::CaptureStdout();
             const std::string told = onNews(line.substr(0, space), payload);
+            log = testing::internal::GetCapturedStdout();
             EXPECT_EQ(" =>" + (told.empty() ? "" : " " + told.substr(0, told.size() - 1)), line.substr(arrow))
                 << line;
         }
     }
+    EXPECT_EQ(report_line("key", {3, 0}), 1) << "a full database empties this one too";
     EXPECT_EQ(getErrorCount(), 13U);
     EXPECT_EQ(engineCalls(), "getErr getErr getErr getErr resume resetDb");
 }
@@ -122,8 +126,7 @@ TEST_F(Alarms, whatIsNotPublishedIsStillCounted) {
     ASSERT_EQ(ask(R"(events {"errors":{"antenna":false,"radio":true,"tarnwick":true,"database":true},
         "warnings":{"temperature":{"pa":128,"ambient":90},"radio_api":false,"tarnwick":true,"database":true}})"),
               "Success");
-    using namespace std::string_literals;
-    EXPECT_EQ(onNews("ant_disconnect", "\0\5"s), "");
+    EXPECT_EQ(onNews("ant_disconnect", std::string("\0\5", 2)), "");
     EXPECT_EQ(getErrorCount(), 1U);
     EXPECT_EQ(onNews("api_error", "1234"), "");
     EXPECT_EQ(getWarningCount(), 1U);
@@ -134,40 +137,36 @@ TEST_F(Alarms, whatIsNotPublishedIsStillCounted) {
 
 TEST_F(Alarms, aNearlyFullDatabaseIsResetAtTheHour) {
     setenv("TZ", "CET-1CEST,M3.5.0,M10.5.0/3", 1);
-    const struct {
-        const char *legend, *hour, *shown;
-        time_t now, reset;
-    } cases[] = {
-        // in 2027, so that the timer does not fire before it is read
-        {"later today", "12:00", "Tue Jun  1 12:00:00 2027", 1811836830, 1811844000},
-        {"passed, the month ends", "23:59", "Thu Jul  1 23:59:00 2027", 1814392799, 1814479140},
-        {"the year ends", "0:0", "Sat Jan  1 00:00:00 2028", 1830243600, 1830294000},
-        {"a day of 23 hours", "11:00", "Sun Mar 28 11:00:00 2027", 1806145200, 1806224400},
-        {"a day of 25 hours", "11:00", "Sun Oct 31 11:00:00 2027", 1824890400, 1824976800},
+    // In 2027, so that the timer does not fire before it is read: the hour, the time when
+    // the warning comes, and when the reset comes.
+    const std::tuple<std::string, time_t, time_t, std::string> cases[] = {
+        {"12:00", 1811836830, 1811844000, "Tue Jun  1 12:00:00 2027"},
+        {"23:59", 1814392799, 1814479140, "Thu Jul  1 23:59:00 2027"},  // has passed, the month ends
+        {"0:0", 1830243600, 1830294000, "Sat Jan  1 00:00:00 2028"},
+        {"11:00", 1806145200, 1806224400, "Sun Mar 28 11:00:00 2027"},  // a day of 23 hours
+        {"11:00", 1824890400, 1824976800, "Sun Oct 31 11:00:00 2027"},  // and one of 25
     };
     unsigned number = 0;
-    for (const auto& row : cases) {
-        SCOPED_TRACE(row.legend);
+    for (const auto& [hour, now, reset, shown] : cases) {
+        SCOPED_TRACE(shown);
         cancel_database_timer();
-        EXPECT_EQ(timeLeft(), 0);
-        ask(std::string("database_reset time=") + row.hour);
-        givenTime = row.now;
-        EXPECT_EQ(onNews("db_warning", bytesOf(DB_WARNING_s{.used = 50000000, .free = 5000000})),
+        ask("database_reset time=" + hour);
+        givenTime = now;
+        EXPECT_EQ(onDatabaseWarning({.used = 50000000, .free = 5000000}),
                   "warning " + std::to_string(++number) + " Database warning: 90% full. Will reset at " +
-                      row.shown + "\n (or earlier)\n");
+                      shown + "\n (or earlier)\n");
         givenTime = 0;
-        EXPECT_NEAR(time(nullptr) + timeLeft(), row.reset, 2);
-        EXPECT_EQ(onNews("db_warning", bytesOf(DB_WARNING_s{.used = 99, .free = 1})), "") << "armed";
+        itimerspec timer = {};
+        EXPECT_EQ(timerfd_gettime(database_timer, &timer), 0);
+        EXPECT_NEAR(time(nullptr) + timer.it_value.tv_sec, reset, 2);
+        EXPECT_EQ(onDatabaseWarning({.used = 99, .free = 1}), "") << "armed";
     }
     cancel_database_timer();
-    EXPECT_NE(onNews("db_warning", bytesOf(DB_WARNING_s{})).find("0% full"), std::string::npos) << "zeros";
+    EXPECT_NE(onDatabaseWarning({}).find("0% full"), std::string::npos) << "zeros";
 }
 
 TEST_F(Alarms, aResetStopsARunningRadioForItsTime) {
-    const struct {
-        bool running;
-        const char *failing, *events;
-    } cases[] = {
+    const std::tuple<bool, std::string, std::string> cases[] = {
         {false, "", ""},
         {true, "", ""},
         {false, "RXE_resetDb", "error 1 Failed to reset database while resetting database (7)\n"},
@@ -175,18 +174,17 @@ TEST_F(Alarms, aResetStopsARunningRadioForItsTime) {
         {true, "RXE_start", "error 3 Failed to restart RXE while resetting database (7)\n"},
     };
     unsigned warnings = 0;
-    for (const auto& row : cases) {
-        SCOPED_TRACE(row.failing);
+    for (const auto& [running, failing, told] : cases) {
+        SCOPED_TRACE(failing);
         engine_double::reset();
-        engine_double::setOngoing(row.running);
-        engine_double::failOn(row.failing, -1, static_cast<RXE_API_STATUS>(7));
+        engine_double::setOngoing(running);
+        engine_double::failOn(failing, -1, static_cast<RXE_API_STATUS>(7));
         const itimerspec now{{0, 0}, {0, 1}};
         ASSERT_EQ(timerfd_settime(database_timer, 0, &now, nullptr), 0);
         usleep(1'000);
         handleDatabaseTimer();
-        EXPECT_EQ(published(),
-                  "warning " + std::to_string(++warnings) + " Resetting database\n" + row.events);
-        EXPECT_EQ(engineCalls(), row.running ? "resume stop resetDb start" : "resume resetDb");
+        EXPECT_EQ(published(), "warning " + std::to_string(++warnings) + " Resetting database\n" + told);
+        EXPECT_EQ(engineCalls(), running ? "resume stop resetDb start" : "resume resetDb");
     }
 }
 

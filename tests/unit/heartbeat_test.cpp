@@ -14,7 +14,6 @@ namespace {
 
 using nlohmann::json;
 using testing::HasSubstr;
-using testing::MatchesRegex;
 
 json heartbeat() {
     std::string text;
@@ -46,7 +45,7 @@ TEST(Heartbeat, tellsAllThatIsInTheListOfAnIdleReader) {
     json data = beat["data"];
     EXPECT_EQ(data["cpuUtilization"], 0.0) << "the first";
     EXPECT_TRUE(data["ramUtilization"].is_number_float());
-    EXPECT_THAT(data["uptime"].get<std::string>(), MatchesRegex("[0-9][0-9]:[0-9][0-9]:[0-9][0-9]"));
+    EXPECT_THAT(data["uptime"].get<std::string>(), testing::MatchesRegex("[0-9][0-9]:[0-9][0-9]:[0-9][0-9]"));
     for (const char* measured : {"cpuUtilization", "ramUtilization", "uptime"}) {
         data.erase(measured);
     }
@@ -77,8 +76,7 @@ TEST(Heartbeat, showsTheArrayReadersElementsAndOneChannelOfItsEcho) {
     AAREchoResults results{};
     results.txPwrx10[13] = -15;
     engine_double::setRecord(RXE_PARAM_ECHO, &results, sizeof results);
-    for (const char* legend : {"the first channel", "past the last one, so the first again"}) {
-        SCOPED_TRACE(legend);
+    for (int round = 0; round < 2; ++round) {  // past the last channel comes the first again
         const json data = heartbeat()["data"];
         EXPECT_EQ(data["temperature"], json::parse(R"({"ambient": 31})"));
         EXPECT_EQ(data["antennas"], json::parse(R"({"0": "connected", "1": "disconnected"})"));
@@ -88,8 +86,8 @@ TEST(Heartbeat, showsTheArrayReadersElementsAndOneChannelOfItsEcho) {
                   R"({"rxPwrPostEchox10":0.0,"rxPwrPreEchox10":0.0,"txPwrx10":-15.0})");
     }
     current_channels[0].enable = 0;
-    EXPECT_EQ(ask("status aarEcho"), "Success: {\"aarEcho\": {}}");
-    EXPECT_THAT(ask("status temperature"), "Success: {\"temperature\": {\"ambient\":31}}");
+    EXPECT_EQ(ask("status aarEcho temperature"),
+              R"(Success: {"aarEcho": {}, "temperature": {"ambient":31}})");
 }
 
 // The whole text is played from the command reference.
@@ -111,7 +109,6 @@ TEST(Events, theListOfStatsGrowsAndALongPeriodIsNone) {
     EXPECT_THAT(ask("events"), HasSubstr(R"("period":-1,"stats":["numTagReads",)"));
     EXPECT_THAT(ask("events"), HasSubstr(R"("antennas","aarEcho","uptime","weather"]})"));
     EXPECT_EQ(heartbeat()["data"].size(), 13U) << "neither twice nor unknown";
-    EXPECT_EQ(ask("status weather"), "Success: {\"weather\": \"unknown param\"}");
 }
 
 }  // namespace

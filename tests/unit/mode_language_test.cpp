@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 // The mode language as a client meets it: every refusal with its text
 // (mode_refusals.txt), and the published schema, which may refuse nothing that a
-// reader takes.
+// reader takes. And the mode in force as a client sees it: only what is special,
+// everything, and the request itself; and the way back, a rendering as a request.
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <regex>
@@ -17,36 +18,20 @@ struct refusal_s {
     bool bySchema;  // the schema refuses it as well
 };
 
-// Writes "<3*x>" out as "x,x,x" and "<3.x>" as "xxx".
-std::string unfolded(std::string text) {
-    static const std::regex repeat("<([0-9]+)([*.])(.*?)>");
-    for (std::smatch match; std::regex_search(text, match, repeat);) {
-        std::string items;
-        for (int i = std::stoi(match[1]); i > 0; --i) {
-            items += match[3].str() + (match[2] == "*" && i > 1 ? "," : "");
-        }
-        text.replace(static_cast<std::size_t>(match.position()), match[0].str().size(), items);
-    }
-    return text;
-}
-
 std::vector<refusal_s> refusals() {
     std::vector<refusal_s> rows;
     std::ifstream file(TARNWICK_SOURCE_DIR "/tests/unit/mode_refusals.txt");
     std::string model, frame;
     for (std::string line; std::getline(file, line);) {
-        if (line.empty() || line[0] == '#') {
-            continue;
-        }
         if (line.starts_with("= ")) {
             frame = line.substr(line.find(' ', 2) + 1);
             model = line.substr(2, line.find(' ', 2) - 2);
-            continue;
+        } else if (!line.empty() && line[0] != '#') {
+            const std::size_t arrow = std::min(line.find(" => "), line.find(" -> "));
+            const std::string reply = std::regex_replace(line.substr(arrow + 4), std::regex(R"(\\n)"), "\n");
+            rows.push_back({model, quoted(framed(frame, unfolded(line.substr(0, arrow)))), quoted(reply),
+                            line[arrow + 1] == '='});
         }
-        const std::size_t arrow = std::min(line.find(" => "), line.find(" -> "));
-        const std::string reply = std::regex_replace(line.substr(arrow + 4), std::regex(R"(\\n)"), "\n");
-        rows.push_back({model, quoted(framed(frame, unfolded(line.substr(0, arrow)))), quoted(reply),
-                        line[arrow + 1] == '='});
     }
     return rows;
 }
@@ -54,6 +39,7 @@ std::vector<refusal_s> refusals() {
 TEST_F(ModeRequestTest, RefusalsAreToldAndLeaveNoTrace) {
     const std::vector<refusal_s> rows = refusals();
     ASSERT_GT(rows.size(), 300U);
+    std::vector<std::string> requests;
     std::string mode, saved;
     for (const refusal_s& row : rows) {
         SCOPED_TRACE(row.request.substr(0, 500) + " on " + row.model);
@@ -66,20 +52,11 @@ TEST_F(ModeRequestTest, RefusalsAreToldAndLeaveNoTrace) {
         EXPECT_EQ(ask("verbose"), mode);
         EXPECT_EQ(savedRequest(), saved);
         EXPECT_EQ(engine_double::calls().size(), 0U);
+        requests.push_back(row.request);
     }
-    rssiFilterSupported = false;
-    EXPECT_EQ(ask(simple("'rssiFilter':{}")), "Failure: RSSI filter not supported");
-}
-
-TEST(ModeSchema, RefusesWhatItCan) {
-    const std::vector<refusal_s> rows = refusals();
-    std::vector<std::string> texts;
-    for (const refusal_s& row : rows) {
-        texts.push_back(row.request);
-    }
-    const std::vector<bool> accepted = acceptedBySchema(modeSchema, texts);
+    const std::vector<bool> accepted = acceptedBySchema(modeSchema, requests);
     for (std::size_t i = 0; i < rows.size(); ++i) {
-        EXPECT_NE(accepted[i], rows[i].bySchema) << rows[i].request << " on " << rows[i].model;
+        EXPECT_NE(accepted[i], rows[i].bySchema) << requests[i] << " on " << rows[i].model;
     }
 }
 
@@ -94,11 +71,9 @@ TEST_F(ModeRequestTest, NothingTakenIsRefusedByTheSchema) {
         }
     };
     for (const rendering_s& row : renderings()) {
-        become(row.model);
-        max_tx_pwr_x_10 = 360;  // the array reader's default
-        const json request = json::parse(quoted("{'type':'" + row.type + "','linkProfile':201" +
-                                                (row.keys.empty() ? "" : ",") + row.keys + "}"));
-        EXPECT_EQ(ask(request.dump()), "Success") << row.legend;
+        become(row.model, 360);  // the array reader's default
+        const json request = json::parse(quoted(typed(row.type, row.keys)));
+        take(request.dump());
         std::vector<std::string> places{""};  // of all values; the first stands for no change
         for (std::size_t i = 0; i < places.size(); ++i) {
             const json::json_pointer place(places[i]);
@@ -116,9 +91,82 @@ TEST_F(ModeRequestTest, NothingTakenIsRefusedByTheSchema) {
         }
     }
     const std::vector<bool> accepted = acceptedBySchema(modeSchema, refused);
-    const auto missed = std::count(accepted.begin(), accepted.end(), true);
     EXPECT_GT(refused.size(), 1000U);
-    EXPECT_LT(missed * 20, static_cast<std::ptrdiff_t>(refused.size())) << "the schema says little";
+    EXPECT_LT(std::count(accepted.begin(), accepted.end(), true) * 20, std::ssize(refused)) << "says little";
+}
+
+class ModeRenderTest : public ModeRequestTest {
+  protected:
+    // "verbose", or with an empty text only what is special.
+    static std::string render(const std::string& how) {
+        std::vector<std::string> tokens{"mode"};
+        tokens.resize(how.empty() ? 1 : 2, how);
+        std::string reply;
+        handleModeRequest(&tokens, &reply);
+        EXPECT_THAT(reply, testing::StartsWith("Success: "));
+        return reply.substr(std::min<std::size_t>(reply.size(), 9));
+    }
+};
+
+TEST_F(ModeRenderTest, OnlyWhatIsSpecialIsShownAndTheRestLeadsBack) {
+    for (const rendering_s& row : renderings()) {
+        SCOPED_TRACE(row.legend);
+        if (modelName != row.model) {
+            become(row.model, 360);  // the array reader's default
+        }
+        take(typed(row.type, row.keys));
+        const auto object = [](const std::string& keys) { return json::parse(quoted("{" + keys + "}")); };
+        json expected = object("'linkProfile':201,'type':'" + row.type + "','query':{'session':'S1'}");
+        expected.update(object(row.keys));
+        expected.merge_patch(object(row.changes));
+        const std::string special = render("");
+        const std::string everything = render("verbose");
+        EXPECT_EQ(json::parse(special), expected);
+        expected = json::parse(everything);
+        expected.update(object(row.verbose));
+        EXPECT_EQ(json::parse(everything), expected);
+        EXPECT_EQ(ask(everything), row.refusal.empty() ? "Success" : quoted("Failure: " + row.refusal));
+        EXPECT_EQ(render("verbose"), everything);
+        EXPECT_EQ(render(""), special);
+    }
+}
+
+TEST_F(ModeRenderTest, AsSetIsTheRequest) {
+    EXPECT_EQ(ask("as_set"), "Failure: could not open mode_config.json");
+    become(pn51);
+    const std::string good = quoted("{'linkProfile':201,'type':'SIMPLE','unknown':[1,'é']}");
+    take(good);
+    EXPECT_EQ(ask("{'type':'SIMPLE','antennas':[]}").substr(0, 8), "Failure:");
+    EXPECT_EQ(ask("as_set"), "Success: " + good);
+    const std::pair<const char*, const char*> files[] = {
+        {"{'mode':", "Failure: Unable to get mode as_set"},
+        {"[]", "Failure: 'mode' must be included in object"},
+        {"{'mode':1}", "Failure: 'mode' field must contain an object"}};
+    for (const auto& [content, reply] : files) {
+        writeTextFile("mode_config.json", quoted(content));
+        EXPECT_EQ(ask("as_set"), quoted(reply)) << content;
+    }
+}
+
+// What only one of the renderings shows, what none can say: half a second; and what
+// no request can say.
+TEST_F(ModeRenderTest, WhatIsLostOnTheWay) {
+    become(pn51);
+    take(typed("SIMPLE", "'radioStopConditions':{'duration':0.5}"));
+    EXPECT_EQ(json::parse(render(""))["radioStopConditions"], (json{{"duration", 0}}));
+    EXPECT_EQ(json::parse(render("verbose"))["reportFilter"],
+              (json{{"type", "RADIO_WIDE"}, {"duration", 4294967295}}));
+    // The defaults of BEARING hold a field that no word of the metadata sets.
+    become(qdx, 360);
+    take(typed("PORTAL_DIRECTIONALITY"));
+    EXPECT_FALSE(json::parse(render("verbose")).contains("modeSpecificSettings"));
+    take(typed("BEARING", "'modeSpecificSettings':{'primaryBeamPolarization':'THETA'}"));
+    EXPECT_EQ(render(""), quoted("{'linkProfile':201,'modeSpecificSettings':{'primaryBeamPolarization':"
+                                 "'THETA'},'query':{'session':'S0'},'type':'BEARING'}"));
+    const std::string everything = render("verbose");
+    take(everything);
+    EXPECT_EQ(render("verbose"), everything);
+    EXPECT_EQ(json::parse(render(""))["tagMetaData"], (json{"ANTENNA", "RSSI", "BEARING"}));
 }
 
 }  // namespace

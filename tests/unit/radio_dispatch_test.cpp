@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <nlohmann/json.hpp>
+#include <numeric>
 #include <regex>
-#include <tuple>
+#include <sstream>
 
 #include "mode_config.hpp"
 #include "radio_fixture.hpp"
@@ -25,12 +26,35 @@ class RadioDispatch : public RadioTest {
         ASSERT_TRUE(received(data).empty());
     }
 
-    // The one report that has left, or null.
-    json report() const {
+    // The "data" of the one report that has left, as text.
+    std::string dataOf() const {
         const std::vector<message_t> messages = received(data);
-        return messages.size() == 1 ? json::parse(messages[0].at(0)) : json();
+        return messages.size() == 1 ? json::parse(messages[0].at(0))["data"].dump() : "not one";
     }
 };
+
+// Steps: a number is a message of so many bytes, "i" and a number an immediate one,
+// "13x" 13 messages of one byte, "t" a tick, "f" a flush.
+void run(const char* steps) {
+    std::istringstream words(steps);
+    for (std::string word; words >> word;) {
+        if (word == "t") {
+            do_background_activity_radio_thread();
+        } else if (word == "f") {
+            flush_zmq_sockets();
+        } else if (word[0] == 'i') {
+            send_tag_data_message(std::string(std::stoul(word.substr(1)), 'm'), true);
+        } else {
+            const bool many = word.back() == 'x';
+            const unsigned long number = std::stoul(word);
+            for (unsigned long i = 0; i < (many ? number : 1); ++i) {
+                const std::string message(many ? 1 : number, 'm');
+                send_gpio_led_message(message);
+                send_tag_data_message(message, false);
+            }
+        }
+    }
+}
 
 std::string bytes(std::initializer_list<int> values) {
     return {values.begin(), values.end()};
@@ -68,11 +92,9 @@ TEST_F(RadioDispatch, NewsForTheMainThread) {
 }
 
 TEST_F(RadioDispatch, EndOfRunFlushesAndTellsTheStop) {
-    for (int i = 0; i < 13; ++i) {
-        send_tag_data_message("x", false);
-    }
-    do_background_activity_radio_thread();
+    run("13x t");
     received(data);
+    received(lines);
     send_tag_data_message("open", false);
     deliver(0x0B08, bytes({2}));  // too short to be read
     deliver(0x0B08, bytes({2, 7}));
@@ -80,8 +102,8 @@ TEST_F(RadioDispatch, EndOfRunFlushesAndTellsTheStop) {
     deliver(0x0801, bytes({8, 9}));
     EXPECT_EQ(received(data), (std::vector<message_t>{{"open", ""}}));
     std::string told;
-    for (const message_t& line : received(lines)) {
-        told += line.at(0);
+    for (const message_t& message : received(lines)) {
+        told = std::accumulate(message.begin(), message.end(), told);
     }
     const std::string time = "[0-9]{4}(-[0-9]{2}){2}T[0-9]{2}(:[0-9]{2}){2}\\.[0-9]{3}[+-][0-9]{4}";
     const std::regex expected("GPI_2_H," + time + "GPI_255_L," + time + "RADIO_STOP," + time);
@@ -119,38 +141,80 @@ TEST_F(RadioDispatch, ReportKeepsWhereItsTagWasSeen) {
     deliver(0x0B04, bytes({0, 0, 0, 0, 0x00, 0x0D, 0xC6, 0x5E}));
     leavePendingReport();
     deliver(0x0B04, bytes({0, 0, 0, 0, 0, 0, 0, 1}));
-    json seen = report();
-    EXPECT_EQ(seen["data"]["antenna"], 0x0102);
-    EXPECT_EQ(seen["data"]["channel"].dump(), "902.75");
+    EXPECT_TRUE(dataOf().starts_with(R"({"antenna":258,"channel":902.75,)"));
     leavePendingReport();
     deliver(0x0B09);
-    EXPECT_EQ(report()["data"]["channel"].dump(), "0.001");
+    EXPECT_TRUE(dataOf().starts_with(R"({"antenna":258,"channel":0.001,)"));
 }
 
 // Reads count as they come, also those that the filter drops or that cannot be decoded.
 TEST_F(RadioDispatch, CountsReadsByAntenna) {
     mode_configuration.tagFilter.enabled = 1;
     mode_configuration.tagFilter.patternLength = 64;
-    const auto readOn = [](int antenna, std::uint16_t type) {
+    const std::tuple<const char*, int, std::uint16_t> reads[] = {
+        {"PN8200", 13, 0x0805},    {"PN8200", 13, 0x0806},    {"PN8200", 0, 0x0807},
+        {"PN8200", 14, 0x0808},    {"PN8200", 65535, 0x0808}, {"QDX4400", 13, 0x0805},
+        {"QDX4400", 5897, 0x0805}, {"QDX4400", 5897, 0x0805}};
+    for (const auto& [model, antenna, type] : reads) {
+        modelName = model;
         deliver(0x0B03, bytes({0, 0, antenna >> 8, antenna & 0xFF}));
         deliver(type, "x");
-    };
-    modelName = "PN8200";
-    readOn(13, 0x0805);
-    readOn(13, 0x0806);
-    readOn(0, 0x0807);
-    readOn(14, 0x0808);
-    readOn(65535, 0x0808);
+    }
     EXPECT_EQ(tagReadCountPerAnt[0], 1U);
     EXPECT_EQ(tagReadCountPerAnt[14], 0U);
-    modelName = "QDX4400";
-    readOn(13, 0x0805);
-    readOn(5897, 0x0805);
-    readOn(5897, 0x0805);
     EXPECT_EQ(tagReadCount, 8U);
     EXPECT_EQ(tagReadCountPerAnt[13], 2U);
     EXPECT_EQ(getTagReadCountPerAntQDX(), (std::map<std::uint16_t, std::uint64_t>{{13, 1}, {5897, 2}}));
     EXPECT_EQ(msgTxCount, 0U);
+}
+
+// What is sent: the sizes of a message's frames with "+" between them; the 13 are left
+// out. The rate of a tick is the count since the tick before, doubled.
+const std::tuple<const char*, const char*, const char*, const char*> cases[] = {
+    // legend, steps, tag_data, gpio_led
+    {"24 a second: single frames", "12x t 9 9 f", "9 9 ", "9 9 "},
+    {"26 a second: one batch, ended by the flush", "13x t 9 8 f f", "9+8+0 ", "9+8+0 "},
+    {"1500 bytes take one more frame", "13x t 1500 9 8 f", "1500+9+8 ", "1500+9+8 "},
+    {"1501 bytes end with the next frame", "13x t 1501 9 f", "1501+9 ", "1501+9 "},
+    {"a lower rate ends the batch; only tag_data has an empty message", "13x t 9 t 8 f", "9+8 0 ", "9+8 "},
+    {"an immediate message closes the batch, stands alone", "13x t 9 i7 8 f", "9+0 7 8+0 ", "9+8+0 "},
+};
+
+std::string sent(void* socket) {
+    std::string sizes;
+    for (const message_t& message : received(socket)) {
+        std::string frames;
+        for (const std::string& frame : message) {
+            frames += (frames.empty() ? "" : "+") + std::to_string(frame.size());
+        }
+        sizes += frames == "1" ? "" : frames + " ";
+    }
+    return sizes;
+}
+
+TEST_F(RadioTest, BatchByTheMeasuredRate) {
+    for (const auto& [legend, steps, tagData, gpioLed] : cases) {
+        SCOPED_TRACE(legend);
+        run("t t f");
+        received(data);
+        received(lines);
+        run(steps);
+        EXPECT_EQ(sent(data), tagData);
+        EXPECT_EQ(sent(lines), gpioLed);
+    }
+}
+
+// The engine thread cannot be woken to flush: it looks at its next status packet
+// whether the radio thread has ticked since.
+TEST_F(RadioTest, StatusPacketFlushesOnceForEachTick) {
+    run("13x t");
+    deliver(0x0B01);
+    run("9");
+    deliver(0x0B01);
+    EXPECT_EQ(sent(data), "") << "no tick since the last look";
+    run("t");
+    deliver(0x0B01);
+    EXPECT_EQ(sent(data), "9+0 ");
 }
 
 }  // namespace

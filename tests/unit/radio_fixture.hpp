@@ -6,11 +6,8 @@
 #include <gtest/gtest.h>
 #include <zmq.h>
 
-#include <cstdint>
 #include <cstring>
-#include <string>
 #include <utility>
-#include <vector>
 
 #include "radio.hpp"
 #include "support/engine_double.hpp"

@@ -6,7 +6,6 @@
 
 #include <cerrno>
 #include <fstream>
-#include <vector>
 
 #include "support/management_double.hpp"
 #include "util.hpp"
@@ -59,13 +58,10 @@ TEST(RmClient, RequestsAndValues) {
     std::string model, region, standard, mac, host;
     float width = 0;
     int got[5] = {};
-    const std::vector<int> results = {getModel(&model),
-                                      getActiveRegionNameAndChannelWidth(&region, &width),
-                                      getActiveStandardName(&standard),
-                                      getReaderDetails(&mac, &host),
-                                      getReaderDetails(&got[0], &got[1], &got[2]),
-                                      getCableLossCompensation(3, &got[3], &got[4])};
-    EXPECT_EQ(results, std::vector<int>(6));
+    EXPECT_EQ(getModel(&model), 0);
+    EXPECT_EQ(getActiveRegionNameAndChannelWidth(&region, &width), 0);
+    EXPECT_EQ(getActiveStandardName(&standard) + getReaderDetails(&mac, &host), 0);
+    EXPECT_EQ(getReaderDetails(&got[0], &got[1], &got[2]) + getCableLossCompensation(3, &got[3], &got[4]), 0);
     EXPECT_EQ((std::vector{model, region, standard, mac, host}),
               (std::vector<std::string>{"PN8200", "A & B", "FCC", hardwareAddress(), "dock & door"}));
     EXPECT_FLOAT_EQ(width, 500.5F);
@@ -84,41 +80,35 @@ TEST(RmClient, AnswersOfManyKinds) {
     const std::string device = "<v:readerDevice>" + value("getModel", "PN5100") + "</v:readerDevice>";
     const std::string good = managementReply(device);
     const std::string open = good.substr(0, good.size() - std::string("</rm:reply>").size());
-    const struct {
-        const char* legend;
-        std::string answer;
-        int result;
-        const char* printed;  // a part of what stands on standard output
-    } cases[] = {
-        {"closes without an answer", "", -1, "RM socket closed by server:"},
-        {"a value in spite of an error",
-         managementReply("<rm:error><rm:name>BUSY</rm:name></rm:error>" + device, "5"), -1,
+    const std::string all =
+        "<rm:error><rm:name>N</rm:name><rm:description>D</rm:description>"
+        "<v:customErrorCode>42</v:customErrorCode></rm:error>";
+    // The answer, the result, and a part of what stands on standard output.
+    const std::tuple<std::string, int, const char*> cases[] = {
+        {"", -1, "RM socket closed by server:"},
+        // a value in spite of an error, an error with all its parts, no value
+        {managementReply("<rm:error><rm:name>BUSY</rm:name></rm:error>" + device, "5"), -1,
          "error code: 5, name: BUSY, Invalid RM Response: no error description tag in response\n"},
-        {"an error with all its parts",
-         managementReply("<rm:error><rm:name>N</rm:name><rm:description>D</rm:description>"
-                         "<v:customErrorCode>42</v:customErrorCode></rm:error>",
-                         "1"),
-         -1, "error code: 1, name: N, desc: D, custom error code: 42\n"},
-        {"no value", reader(""), -1, ""},
-        {"never ends", open, -1, "Invalid RM Response no response code tag in response\n"},
-        {"whole, but without the mark \"reply>\"", open + "</rm:reply >", 0, ""},
-        {"text behind the reply", good + "<rest", 0, ""},
-        {"fills the whole buffer", std::string(4096, 'x'), -1, "Invalid RM Response"},
-        {"the reply ends with the buffer", open + std::string(4096 - good.size(), ' ') + "</rm:reply>", 0,
-         ""},
-        {"entities", "<!DOCTYPE r [<!ENTITY e 'PN5100'>]>" + reader(value("getModel", "&e;")), -1,
-         "Invalid RM Response"},
+        {managementReply(all, "1"), -1, "error code: 1, name: N, desc: D, custom error code: 42\n"},
+        {reader(""), -1, ""},
+        {open, -1, "Invalid RM Response no response code tag in response\n"},
+        // without the mark "reply>"; then too long, and ending with the buffer
+        {open + "</rm:reply >", 0, ""},
+        {good + "<rest", 0, ""},
+        {std::string(4096, 'x'), -1, "Invalid RM Response"},
+        {open + std::string(4096 - good.size(), ' ') + "</rm:reply>", 0, ""},
+        {"<!DOCTYPE r [<!ENTITY e 'x'>]>" + reader(value("getModel", "&e;")), -1, "Invalid RM Response"},
     };
-    for (const auto& row : cases) {
-        SCOPED_TRACE(row.legend);
-        const ManagementDouble server({row.answer});
+    for (const auto& [answer, result, printed] : cases) {
+        SCOPED_TRACE(answer);
+        const ManagementDouble server({answer});
         std::string text = "untouched";
         testing::internal::CaptureStdout();
         testing::internal::CaptureStderr();
-        EXPECT_EQ(getModel(&text), row.result);
-        EXPECT_NE(testing::internal::GetCapturedStdout().find(row.printed), std::string::npos);
+        EXPECT_EQ(getModel(&text), result);
+        EXPECT_NE(testing::internal::GetCapturedStdout().find(printed), std::string::npos);
         EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
-        EXPECT_EQ(text, row.result == 0 ? "PN5100" : "untouched");
+        EXPECT_EQ(text, result == 0 ? "PN5100" : "untouched");
     }
 }
 

@@ -23,12 +23,15 @@ class RxeConnectionTest : public testing::Test {
 
 constexpr auto failing = static_cast<RXE_API_STATUS>(77);
 
+std::string lastCall() {
+    return engine_double::describe(engine_double::calls().back());
+}
+
 // All calls, each with a bar behind it. A write of RXE_setParam2 is only its id
 // and record, the reads of the 127 channels in order are one, and so are olios.
 std::string callText() {
     std::string text;
-    unsigned channels = 0;
-    unsigned olioId = 0;
+    unsigned channels = 0, olioId = 0;
     for (const auto& call : engine_double::calls()) {
         const std::string line = engine_double::describe(call) + "|";
         const bool isWrite = call.name == "RXE_setParam2";
@@ -109,8 +112,8 @@ TEST_F(RxeConnectionTest, EngineSeesTheStartUpOfEachModelInOrder) {
 }
 
 struct failure_case_s {
-    const char* log;   // the line that tells of it
-    const char* call;  // the engine call that fails with 77, or the query that is refused
+    std::string log;   // the line that tells of it
+    std::string call;  // the engine call that fails with 77, or the query that is refused
     int id;            // -1 for a query
     int result;
     int ports = 4;
@@ -145,24 +148,21 @@ TEST_F(RxeConnectionTest, EachFailureEndsItWithItsStatusAndItsLine) {
         {" Response: Failure: Failed to set olio 2 error 0x004d", "RXE_setParam2", 0x402, 0}};
     configureLogs(true, false);
     for (const failure_case_s& row : cases) {
-        SCOPED_TRACE(std::string(row.call) + row.log);
+        SCOPED_TRACE(row.call + row.log);
         renewEngine();
         setFirmware({1, 4, row.patch, 0});
         facts.ports = row.ports;
         facts.refused = row.id < 0 ? row.call : "";
-        if (row.id >= 0) {
-            engine_double::failOn(row.call, row.id, failing);
-        }
+        engine_double::failOn(row.call, row.id, failing);
         RXE_connected_status = false;
         const auto complaints = getErrorCount() + getWarningCount();
         testing::internal::CaptureStdout();
         EXPECT_EQ(initRXEConnection(), row.result);
         const std::string log = testing::internal::GetCapturedStdout();
-        EXPECT_NE(log.find(" rxe_intfc" + std::string(row.log) + "\n"), std::string::npos) << log;
+        EXPECT_NE(log.find(" rxe_intfc" + row.log + "\n"), std::string::npos) << log;
         EXPECT_EQ(RXE_connected_status, row.result == 0);
-        const bool wasOpen =
-            row.call != std::string("RXE_getAPIVerNum") && row.call != std::string("RXE_connect");
-        EXPECT_EQ(engine_double::calls().back().name == "RXE_disconnect", row.result != 0 && wasOpen);
+        const bool wasOpen = row.call != "RXE_getAPIVerNum" && row.call != "RXE_connect";
+        EXPECT_EQ(lastCall() == "disconnect", row.result != 0 && wasOpen);
         EXPECT_TRUE(row.result == 0 || getErrorCount() + getWarningCount() > complaints);
     }
 }
@@ -171,8 +171,7 @@ TEST(RxeConnection, TheRadioIsAskedOnlyWhenItIsSilent) {
     const std::uint8_t none = 0;
     RXE_setCallback(getPacket);
     EXPECT_TRUE(check_RXE_connection());
-    EXPECT_EQ(engine_double::describe(engine_double::calls().back()), "getParam 0003");
-
+    EXPECT_EQ(lastCall(), "getParam 0003");
     engine_double::failOn("RXE_getParam", 3, failing);
     EXPECT_FALSE(check_RXE_connection());
     EXPECT_FALSE(RXE_still_connected);
@@ -189,47 +188,38 @@ TEST(RxeConnection, TheRadioIsAskedOnlyWhenItIsSilent) {
 }
 
 TEST(RxeConnection, AClosedLinkIsForgottenOnlyWhenTheEngineAgrees) {
-    RXE_connected_status = true;
-    engine_double::failOn("RXE_disconnect", -1, failing);
-    closeRXEConnection();
-    EXPECT_TRUE(RXE_connected_status);
-    engine_double::reset();
-    closeRXEConnection();
-    EXPECT_FALSE(RXE_connected_status);
+    for (const RXE_API_STATUS status : {failing, RXE_OK}) {
+        RXE_connected_status = true;
+        engine_double::failOn("RXE_disconnect", -1, status);
+        closeRXEConnection();
+        EXPECT_EQ(RXE_connected_status, status == failing);
+    }
 }
 
 TEST(RxeConnection, OnlyThePN5100FallsBackToTheOtherTransmitDelay) {
+    txDelayIntervalSupported = initial_channel_state = true;
+    engine_double::failOn("RXE_setParam2", 0x10F3, failing);
     for (const bool fallsBack : {false, true}) {
-        engine_double::reset();
         modelName = fallsBack ? "PN5100" : "PN5100-ASIC";
-        txDelayIntervalSupported = true;
-        initial_channel_state = true;
-        engine_double::failOn("RXE_setParam2", 0x10F3, failing);
         EXPECT_EQ(baselineRXEConfiguration(false), 77);
-        EXPECT_EQ(engine_double::describe(engine_double::calls().back()),
-                  fallsBack ? "setParam2 10f3 014b" : "setParam2 10f3 024b");
+        EXPECT_EQ(lastCall(), fallsBack ? "setParam2 10f3 014b" : "setParam2 10f3 024b");
     }
 }
 
 TEST(RxeConnection, FeaturesFollowTheVersion) {
-    struct case_s {
-        REL_VERSION_s firmware;
-        const char* features;  // antenna check, RSSI filter, dynamic range, cable loss, transmit delay
-    };
-    const case_s cases[] = {
+    // Antenna check, RSSI filter, dynamic range, cable loss, transmit delay.
+    const std::pair<REL_VERSION_s, const char*> cases[] = {
         {{1, 4, 86, 0}, "----t"}, {{1, 4, 87, 0}, "a---t"}, {{2, 0, 99, 0}, "----t"},
         {{2, 1, 32, 0}, "----t"}, {{2, 1, 40, 0}, "a---t"}, {{2, 1, 41, 0}, "ar--t"},
         {{2, 1, 46, 0}, "ar--t"}, {{2, 1, 47, 0}, "ardct"}, {{2, 2, 26, 0}, "-----"},
-        {{2, 2, 27, 0}, "a----"}, {{2, 2, 28, 0}, "a---t"}, {{2, 3, 99, 0}, "----t"},
-    };
-    const REL_VERSION_s library{2, 2, 34, 0};
-    const REL_VERSION_s oldLibrary{2, 2, 33, 0};
+        {{2, 2, 27, 0}, "a----"}, {{2, 2, 28, 0}, "a---t"}, {{2, 3, 99, 0}, "----t"}};
+    const REL_VERSION_s library{2, 2, 34, 0}, oldLibrary{2, 2, 33, 0};
     for (const auto& [fw, features] : cases) {
         const std::string seen{
             isRXEAntennaCheckSupported(&fw) ? 'a' : '-', isRSSIFilterSupported(&fw) ? 'r' : '-',
             isDynamicRangeSupported(&fw) ? 'd' : '-', isCableLossSupported(&fw, &library) ? 'c' : '-',
             isTxDelayIntervalSupported(&fw) ? 't' : '-'};
-        EXPECT_EQ(seen, features) << testing::PrintToString(std::vector<int>{fw.major, fw.minor, fw.patch});
+        EXPECT_EQ(seen, features) << int{fw.major} << "." << int{fw.minor} << "." << int{fw.patch};
         EXPECT_FALSE(isCableLossSupported(&fw, &oldLibrary));
         setFirmware(fw);
         EXPECT_EQ(isAutoDetectSupported(), fw.minor == 2 && fw.patch > 27);
