@@ -20,6 +20,7 @@ struct session_s {
     std::size_t position;
     lit_tag_s lit;
     bool secured = false;
+    bool there = true;            // the tag is in the dialogue: it has power and was given no wrong password
     std::uint64_t succeeded = 0;  // bit id-1: this access has, on this tag
 };
 
@@ -42,7 +43,9 @@ bool exchange(session_s* session, const command_s& command, double reply) {
     const link_s& link = linkOf(*session);
     pass(run, commandTime(link, command) + t1(link) + reply + t2(link));
     const radio_s& radio = run->engine->radio;
-    return stillLit(radio.world, run->olios[session->position].field.carrier, radio.now, &session->lit);
+    session->there =
+        stillLit(radio.world, run->olios[session->position].field.carrier, radio.now, &session->lit);
+    return session->there;
 }
 
 bool replyIsBroken(session_s* session, unsigned bits) {
@@ -94,8 +97,7 @@ result_s read(session_s* session, const ACCESS_OP_s& access) {
     const tag_error_e error =
         readMemory(*tagOf(*session), access.membank, access.wordPointer, words, session->secured, &data);
     const unsigned bits = error == TAG_OK ? readBits(static_cast<unsigned>(data.size() / 2)) : ERROR_BITS;
-    const bool there = exchange(session, READ, replyTime(link, bits));
-    if (!there) {
+    if (!exchange(session, withPointer(READ, access.wordPointer), replyTime(link, bits))) {
         return {RXE_ACCESS_RESULT_NO_RESPONSE, {}};
     }
     if (replyIsBroken(session, bits)) {
@@ -105,7 +107,7 @@ result_s read(session_s* session, const ACCESS_OP_s& access) {
 }
 
 // Both halves of a password, each under a fresh RN16. A wrong one gets no
-// answer, and the tag is out of reach until the next round.
+// answer, and the tag falls silent.
 bool presentPassword(session_s* session, const command_s& command, double lastReply, bool right) {
     const link_s& link = linkOf(*session);
     for (const double reply : {replyTime(link, HANDLE_BITS), lastReply}) {
@@ -113,6 +115,7 @@ bool presentPassword(session_s* session, const command_s& command, double lastRe
             return false;
         }
     }
+    session->there = right;
     return right;
 }
 
@@ -140,6 +143,7 @@ result_s kill(session_s* session, const ACCESS_OP_s& operation) {
         return tagError(session, TAG_WEAK_POWER);
     }
     tagOf(*session)->killed = true;
+    session->there = false;
     ++session->run->engine->radio.world.changes;
     return {};
 }
@@ -152,25 +156,23 @@ result_s lock(session_s* session, const ACCESS_OP_s& operation) {
 // One word of a write, the first of `words`.
 result_s writeWord(session_s* session, const ACCESS_OP_s& operation, std::span<const std::uint16_t> words,
                    std::size_t pointer) {
-    return alter(session, WRITE, true, [&](tag_s* tag) {
+    return alter(session, withPointer(WRITE, pointer), true, [&](tag_s* tag) {
         return writeMemory(operation.membank, pointer, words.first(1), session->secured, tag);
     });
 }
 
 result_s writeBlock(session_s* session, const ACCESS_OP_s& operation, std::span<const std::uint16_t> words,
                     std::size_t pointer) {
-    return alter(session, blockWriteCommand(static_cast<unsigned>(words.size())), false, [&](tag_s* tag) {
-        return tag->blockWrites ? writeMemory(operation.membank, pointer, words, session->secured, tag)
-                                : TAG_NOT_SUPPORTED;
+    const command_s command = withPointer(blockWriteCommand(static_cast<unsigned>(words.size())), pointer);
+    return alter(session, command, false, [&](tag_s* tag) {
+        return writeMemory(operation.membank, pointer, words, session->secured, tag);
     });
 }
 
 result_s eraseBlock(session_s* session, const ACCESS_OP_s& operation) {
     const std::vector<std::uint16_t> zeros(operation.wordCount);
-    return alter(session, blockEraseCommand(), false, [&](tag_s* tag) {
-        return tag->blockWrites
-                   ? writeMemory(operation.membank, operation.wordPointer, zeros, session->secured, tag)
-                   : TAG_NOT_SUPPORTED;
+    return alter(session, withPointer(blockEraseCommand(), operation.wordPointer), false, [&](tag_s* tag) {
+        return writeMemory(operation.membank, operation.wordPointer, zeros, session->secured, tag);
     });
 }
 
@@ -183,7 +185,8 @@ result_s permalockBlocks(session_s* session, const ACCESS_OP_s& operation) {
     std::array<std::uint16_t, std::size(ACCESS_OP_s{}.data)> mask;
     std::copy_n(operation.data, mask.size(), mask.begin());
     const auto words = std::span(mask).first(operation.wordCount);
-    return alter(session, blockWriteCommand(operation.wordCount), false, [&](tag_s* tag) {
+    const command_s command = withPointer(blockWriteCommand(operation.wordCount), operation.wordPointer);
+    return alter(session, command, false, [&](tag_s* tag) {
         return lockBlocks(operation.membank, operation.wordPointer, words, session->secured, tag);
     });
 }
@@ -280,7 +283,7 @@ void noteDone(session_s* session, const planned_access_s& planned) {
 
 }  // namespace
 
-void doAccesses(run_s* run, std::size_t position, lit_tag_s lit) {
+bool doAccesses(run_s* run, std::size_t position, lit_tag_s lit) {
     session_s session{run, position, lit};
     bool open = false;
     for (const planned_access_s& planned : run->plan.accesses) {
@@ -291,18 +294,19 @@ void doAccesses(run_s* run, std::size_t position, lit_tag_s lit) {
             const std::uint8_t handle = openHandle(&session);
             if (handle != RXE_ACCESS_RESULT_OK) {
                 report(&session, planned.id, {handle, {}});
-                return;
+                break;
             }
             open = true;
         }
         if (!perform(&session, planned)) {
-            return;
+            break;
         }
         noteDone(&session, planned);
         if (tagOf(session)->killed) {
-            return;
+            break;
         }
     }
+    return session.there;
 }
 
 }  // namespace rxe

@@ -97,6 +97,7 @@ void powerUp(engine_s* e) {
     resetParams(e->scenario, &e->params);
     e->radio.world = makeWorld(e->scenario);
     clearReported(&e->radio.reported);
+    e->radio.channelUses.clear();
     e->radio.random.state = e->scenario.seed;
     e->radio.now = e->radio.nanos = e->radio.lastOngoing = 0;
     e->radio.onAir = NOT_ON_AIR;

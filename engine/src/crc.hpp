@@ -9,15 +9,30 @@ namespace rxe {
 
 // CRC-16 of the Gen2 air interface (EPC Gen2 v2.0.1, annex F): polynomial
 // 1021h, preset FFFFh, most significant bit first, result complemented.
-constexpr std::uint16_t crc16(std::span<const std::uint8_t> bytes) {
-    std::uint16_t crc = 0xFFFF;
-    for (const std::uint8_t byte : bytes) {
-        crc = static_cast<std::uint16_t>(crc ^ (byte << 8));
-        for (int bit = 0; bit < 8; ++bit) {
-            crc = static_cast<std::uint16_t>((crc & 0x8000) != 0 ? (crc << 1) ^ 0x1021 : crc << 1);
-        }
+constexpr std::uint16_t CRC_PRESET = 0xFFFF;
+
+// The register after the lowest `bits` bits of `value`, which need not be whole bytes.
+constexpr std::uint16_t crcAfter(std::uint16_t crc, std::uint32_t value, unsigned bits) {
+    for (unsigned bit = bits; bit-- > 0;) {
+        const bool divides = ((crc >> 15 ^ value >> bit) & 1) != 0;
+        crc = static_cast<std::uint16_t>(crc << 1 ^ (divides ? 0x1021 : 0));
     }
+    return crc;
+}
+
+constexpr std::uint16_t crcAfter(std::uint16_t crc, std::span<const std::uint8_t> bytes) {
+    for (const std::uint8_t byte : bytes) {
+        crc = crcAfter(crc, byte, 8);
+    }
+    return crc;
+}
+
+constexpr std::uint16_t crcResult(std::uint16_t crc) {
     return static_cast<std::uint16_t>(~crc);
+}
+
+constexpr std::uint16_t crc16(std::span<const std::uint8_t> bytes) {
+    return crcResult(crcAfter(CRC_PRESET, bytes));
 }
 
 }  // namespace rxe

@@ -16,6 +16,7 @@
 #include <thread>
 #include <vector>
 
+#include "channels.hpp"
 #include "codec.hpp"
 #include "control.hpp"
 #include "events.hpp"
@@ -51,6 +52,7 @@ struct radio_s {
     timeline_s timeline;
     health_s health;
     replay_s replay;
+    channel_uses_t channelUses;                    // of all runs since RXE_connect
     std::int16_t onAir = NOT_ON_AIR;               // what is transmitted, tenths of dBm
     bool fault = false;                            // has come up; ends the run
     std::int64_t now = 0;                          // microseconds since RXE_connect, the engine's clock

@@ -14,6 +14,7 @@ namespace rxe {
 namespace {
 
 constexpr std::size_t MAX_HAPPENINGS = 8;
+constexpr std::int64_t HOUR = 3600000000;  // microseconds
 
 bool comesLater(const moment_s& a, const moment_s& b) {
     return a.due != b.due ? a.due > b.due : a.order > b.order;
@@ -268,6 +269,11 @@ void beginTimeline(engine_s* engine) {
 std::int64_t applyDueEvents(engine_s* engine) {
     radio_s& radio = engine->radio;
     takePosted(engine);
+    // What happened by itself when a log was written is in the log, what came between
+    // two runs too: the scenario's events and the temperatures would bring it twice.
+    if (radio.replay.active()) {
+        return radio.now + HOUR;
+    }
     while (!radio.timeline.moments.empty() && radio.timeline.moments.front().due <= radio.now) {
         applyMoment(engine, takeFirst(&radio.timeline));
     }

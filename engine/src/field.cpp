@@ -60,7 +60,7 @@ void light(const lit_tag_s& lit, std::int64_t carrierSince, std::int64_t now, wo
     if (!isPresent(tag, now)) {
         return;
     }
-    if (tag.poweredUntil <= field->since) {
+    if (tag.poweredUntil <= field->since || tag.poweredUntil < field->lookedAt) {
         powerUp(now, &tag);
     } else if (tag.poweredUntil <= carrierSince) {
         setInventoried(0, false, now, &tag);
@@ -85,6 +85,7 @@ void lookAround(std::int64_t carrierSince, std::int64_t now, world_s* world, fie
             light(lit, carrierSince, now, world, field);
         }
     }
+    field->lookedAt = now;
 }
 
 void darken(std::int64_t now, world_s* world, field_s* field) {

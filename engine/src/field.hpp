@@ -29,10 +29,11 @@ struct field_s {
     std::vector<std::uint32_t> movers;  // indices
     std::vector<lit_tag_s> lit;         // both kinds, present and lit at the last look
     std::int64_t since = 0;             // when this olio's turn began
+    std::int64_t lookedAt = 0;          // the last look: whoever was lit then has had power until then
 };
 
 // Brings `lit` up to `now` and lets tags power up that were dark before this
-// olio's turn. The moment without a carrier that each hop takes, the last one
+// olio's turn or at the last look. The moment without a carrier that each hop takes, the last one
 // up to `carrierSince`, costs tags no more than their flag of session 0.
 // Nothing is lit by an antenna that is lost.
 void lookAround(std::int64_t carrierSince, std::int64_t now, world_s* world, field_s* field);

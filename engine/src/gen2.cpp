@@ -9,12 +9,16 @@
 namespace rxe {
 namespace {
 
-constexpr std::int64_t MILLISECOND = 1000;
 constexpr unsigned TARGET_SL = 4;
 constexpr std::size_t EPC_OFFSET = 4;    // bytes of CRC and PC in the EPC bank
 constexpr std::size_t XPC_WORD = 0x21;   // XPC_W1 at 210h
 constexpr std::uint16_t PC_XI = 0x0200;  // XPC_W1 is there and not zero
 constexpr std::uint16_t XPC1_XEB = 0x8000;
+
+// How long flags outlive their cause, microseconds (EPC Gen2 v2.0.1, table 6.20, allows
+// S1 500 ms to 5 s and the others more than 2 s): tags sold have 1 to 3 s and tens of seconds.
+constexpr std::int64_t S1_PERSISTENCE = 2000000;         // powered or not
+constexpr std::int64_t S2_S3_SL_PERSISTENCE = 20000000;  // unpowered
 
 std::uint16_t wordAt(const std::vector<std::uint8_t>& bank, std::size_t word) {
     return 2 * word + 1 < bank.size() ? static_cast<std::uint16_t>(bank[2 * word] << 8 | bank[2 * word + 1])
@@ -90,7 +94,7 @@ void powerUp(std::int64_t now, tag_s* tag) {
         return;
     }
     tag->inventoried &= 0xE;  // S0 lives on power alone
-    if (now - tag->poweredUntil > tag->s2s3SlPersistence * MILLISECOND) {
+    if (now - tag->poweredUntil > S2_S3_SL_PERSISTENCE) {
         tag->inventoried &= 0x3;
         tag->sl = false;
     }
@@ -104,18 +108,18 @@ void setInventoried(unsigned session, bool b, std::int64_t now, tag_s* tag) {
     const auto bit = static_cast<std::uint8_t>(1U << session);
     tag->inventoried = static_cast<std::uint8_t>(b ? tag->inventoried | bit : tag->inventoried & ~bit);
     if (session == 1 && b) {
-        tag->s1Until = now + tag->s1Persistence * MILLISECOND;
+        tag->s1Until = now + S1_PERSISTENCE;
     }
 }
 
-bool matchesMask(const tag_s& tag, std::uint8_t bank, std::size_t pointer, std::span<const std::uint8_t> mask,
-                 std::size_t bits) {
-    const auto& memory = tag.banks[bank & 3];
-    if (bank == BANK_RESERVED || pointer + bits > memory.size() * 8) {
+bool matches(const SELECT_OP_s& select, const tag_s& tag) {
+    const auto& memory = tag.banks[select.membank & 3];
+    const std::size_t pointer = select.pointer;
+    if (select.membank == BANK_RESERVED || pointer + select.length > memory.size() * 8) {
         return false;
     }
-    for (std::size_t bit = 0; bit < bits; ++bit) {
-        if (bitAt(mask.data(), bit) != bitAt(memory.data(), pointer + bit)) {
+    for (std::size_t bit = 0; bit < select.length; ++bit) {
+        if (bitAt(select.mask, bit) != bitAt(memory.data(), pointer + bit)) {
             return false;
         }
     }
@@ -123,9 +127,8 @@ bool matchesMask(const tag_s& tag, std::uint8_t bank, std::size_t pointer, std::
 }
 
 void obeySelect(const SELECT_OP_s& select, std::int64_t now, tag_s* tag) {
-    const bool matching = matchesMask(*tag, select.membank, select.pointer, select.mask, select.length);
     const action_s& action = actions[select.action & 7];
-    const effect_e effect = matching ? action.matching : action.other;
+    const effect_e effect = matches(select, *tag) ? action.matching : action.other;
     if (effect == KEEP) {
         return;
     }
@@ -147,7 +150,14 @@ backscatter_s backscatterOf(const tag_s& tag) {
     const std::uint16_t pc = wordAt(bank, 1);
     const unsigned xpcWords = (pc & PC_XI) == 0 ? 0U : (tag.xpc1 & XPC1_XEB) == 0 ? 1U : 2U;
     const auto bits = static_cast<std::uint16_t>(8 * bytes);
-    return {bank.data() + EPC_OFFSET, bits, pc, wordAt(bank, 0), 32U + bits + 16 * xpcWords};
+    // The stored CRC is over PC and EPC; with XPC words between them it is another one.
+    std::uint16_t crc = wordAt(bank, 0);
+    if (xpcWords != 0) {
+        crc = crcAfter(crcAfter(CRC_PRESET, pc, 16), tag.xpc1, 16);
+        crc = xpcWords == 2 ? crcAfter(crc, tag.xpc2, 16) : crc;
+        crc = crcResult(crcAfter(crc, std::span(bank).subspan(EPC_OFFSET, bytes)));
+    }
+    return {bank.data() + EPC_OFFSET, bits, pc, crc, 32U + bits + 16 * xpcWords};
 }
 
 bool truncate(const SELECT_OP_s& select, std::vector<std::uint8_t>* room, backscatter_s* reply) {
@@ -157,14 +167,17 @@ bool truncate(const SELECT_OP_s& select, std::vector<std::uint8_t>* room, backsc
         return false;
     }
     const std::size_t bits = end - begin;
+    // Five zero bits in front, no PC, and a CRC over just that.
+    std::uint16_t crc = crcAfter(CRC_PRESET, 0, 5);
     room->assign((bits + 7) / 8, 0);
     for (std::size_t bit = 0; bit < bits; ++bit) {
-        if (bitAt(reply->epc, begin - EPC_OFFSET * 8 + bit)) {
+        const bool isOne = bitAt(reply->epc, begin - EPC_OFFSET * 8 + bit);
+        crc = crcAfter(crc, isOne ? 1 : 0, 1);
+        if (isOne) {
             (*room)[bit / 8] = static_cast<std::uint8_t>((*room)[bit / 8] | 0x80 >> (bit % 8));
         }
     }
-    // Five zero bits in front, no PC.
-    *reply = {room->data(), static_cast<std::uint16_t>(bits), 0, reply->crc,
+    *reply = {room->data(), static_cast<std::uint16_t>(bits), 0, crcResult(crc),
               static_cast<unsigned>(5 + bits + 16)};
     return true;
 }

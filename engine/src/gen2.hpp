@@ -40,10 +40,9 @@ inline bool takesPart(const tag_s& tag, std::uint8_t sel, unsigned session, bool
 }
 
 void obeySelect(const SELECT_OP_s& select, std::int64_t now, tag_s* tag);
-bool matchesMask(const tag_s& tag, std::uint8_t bank, std::size_t pointer, std::span<const std::uint8_t> mask,
-                 std::size_t bits);
+bool matches(const SELECT_OP_s& select, const tag_s& tag);
 
-// What a tag backscatters: PC, EPC and CRC, XPC words between if it has them.
+// What a tag backscatters: PC, XPC words if it has them, EPC, and a CRC over all that.
 struct backscatter_s {
     const std::uint8_t* epc = nullptr;
     std::uint16_t epcBits = 0;

@@ -182,7 +182,7 @@ void finishTag(tag_s* tag) {
     const std::size_t words = (bank.size() - EPC_OFFSET) / 2;
     const unsigned userMemory = tag->banks[BANK_USER].empty() ? 0 : 0x0400;
     const unsigned extended = tag->xpc1 == 0 ? 0 : 0x0200;
-    putWord(static_cast<std::uint16_t>(words << 11 | userMemory | extended), &bank[2]);
+    putWord(static_cast<std::uint16_t>(words << 11 | userMemory | extended | tag->numbering), &bank[2]);
     putWord(crc16(std::span<const std::uint8_t>(bank).subspan(2)), bank.data());
 }
 

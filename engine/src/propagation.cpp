@@ -8,13 +8,12 @@
 namespace rxe {
 namespace {
 
-constexpr double TAG_GAIN = 2;               // dBi
-constexpr double POLARISATION = 3;           // dB between a circular antenna and a linear tag
-constexpr double MODULATION = 6;             // dB lost in the tag's modulation
-constexpr double ARRAY_GAIN = 6;             // dB that a beam has above one element
-constexpr double MID_BAND_METRES = 0.32764;  // wavelength at 915 MHz
-constexpr double LIGHT_KM = 299792.458;      // per second, so that kHz give metres
-constexpr double NEAR_FIELD = 0.1;           // metres; closer makes no difference
+constexpr double TAG_GAIN = 2;           // dBi
+constexpr double POLARISATION = 3;       // dB between a circular antenna and a linear tag
+constexpr double MODULATION = 6;         // dB lost in the tag's modulation
+constexpr double ARRAY_GAIN = 6;         // dB that a beam has above one element
+constexpr double LIGHT_KM = 299792.458;  // per second, so that kHz give metres
+constexpr double NEAR_FIELD = 0.1;       // metres; closer makes no difference
 
 // A number from the normal distribution that is the same for the same bits.
 double fixedNormal(std::uint64_t bits) {
@@ -32,12 +31,12 @@ struct way_s {
     double gain = 0;  // dB
 };
 
-way_s wayOf(const world_s& world, std::uint16_t port, std::uint16_t antenna, const tag_s& tag,
-            place_s place) {
+way_s wayOf(const world_s& world, std::uint32_t kilohertz, std::uint16_t port, std::uint16_t antenna,
+            const tag_s& tag, place_s place) {
     const place_s& from = world.antennas[port].place;
     way_s way;
     way.metres = std::hypot(place.x - from.x, place.y - from.y, place.z - from.z);
-    way.gain = world.antennas[port].gain + TAG_GAIN - pathLoss(way.metres, world.air.exponent) -
+    way.gain = world.antennas[port].gain + TAG_GAIN - pathLoss(way.metres, kilohertz, world.air.exponent) -
                shadow(world.air, antenna, tag);
     return way;
 }
@@ -48,17 +47,18 @@ double beamGain(const beam_s& beam, float loss, const tag_s& tag) {
 
 }  // namespace
 
-double pathLoss(double metres, double exponent) {
-    const double atOneMetre = 20 * std::log10(4 * std::numbers::pi / MID_BAND_METRES);
+double pathLoss(double metres, std::uint32_t kilohertz, double exponent) {
+    const double atOneMetre = 20 * std::log10(4 * std::numbers::pi * kilohertz / LIGHT_KM);
     return atOneMetre + (metres < 1 ? 20 : 10 * exponent) * std::log10(std::max(metres, NEAR_FIELD));
 }
 
 path_s pathOf(const world_s& world, const carrier_s& carrier, const tag_s& tag, std::int64_t now) {
     const place_s place = placeAt(tag, now);
     const std::uint16_t port = carrier.beam ? std::uint16_t{0} : carrier.antenna;
-    const way_s out = wayOf(world, port, carrier.antenna, tag, place);
+    const way_s out = wayOf(world, carrier.kilohertz, port, carrier.antenna, tag, place);
     const bool apart = !carrier.beam && carrier.receiver != 0;
-    const way_s back = apart ? wayOf(world, carrier.receiver, carrier.receiver, tag, place) : out;
+    const way_s back =
+        apart ? wayOf(world, carrier.kilohertz, carrier.receiver, carrier.receiver, tag, place) : out;
     path_s path;
     path.metres = (out.metres + back.metres) / 2;
     double outGain = out.gain - POLARISATION, backGain = back.gain - POLARISATION;

@@ -20,9 +20,10 @@ struct carrier_s {
     std::uint16_t receiver = 0;  // port that listens; 0: the one that transmits
     beam_s listening;            // the beam that listens
     bool allBeams = false;       // all of its polarisation do, and the best one counts
-    double power = 0;            // dBm at the reader's connector
-    double cableLoss = 0;        // dB
-    double receiveLoss = 0;      // dB, of the receiving cable
+    std::uint32_t kilohertz = 915000;
+    double power = 0;        // dBm at the reader's connector
+    double cableLoss = 0;    // dB
+    double receiveLoss = 0;  // dB, of the receiving cable
 };
 
 // One tag as one carrier meets it.
@@ -37,7 +38,7 @@ struct path_s {
 path_s pathOf(const world_s& world, const carrier_s& carrier, const tag_s& tag, std::int64_t now);
 
 // Loss at a distance, dB. `exponent` counts beyond one metre.
-double pathLoss(double metres, double exponent);
+double pathLoss(double metres, std::uint32_t kilohertz, double exponent);
 
 // Phase of the backscatter in radians, 0 to 2 pi, for a channel of `kilohertz`
 // at an antenna: cables and filters turn it by an amount of their own for each pair.

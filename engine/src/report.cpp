@@ -132,9 +132,11 @@ bool reportTag(run_s* run, std::size_t position, const sighting_s& sighting) {
     const tag_key_t key = keyOf({reply.epc, (reply.epcBits + 7U) / 8});
     const seen_e seen = noteSeen(key, radio.world.dbCapacity, &radio.reported);
     ++run->passReads;
-    if (seen != seen_e::KNOWN) {
+    if (seen == seen_e::NEW) {  // of a tag without room nobody knows whether it has been read before
         ++run->passUniques;
         run->lastUnique = radio.now;
+    }
+    if (seen != seen_e::KNOWN) {
         warnOfDatabase(run->engine, seen == seen_e::NO_ROOM);
     }
     if (!passesIdFilters(run->plan.idFilters, reply.epc, reply.epcBits)) {

@@ -16,12 +16,7 @@ namespace {
 
 constexpr std::int64_t POWER_UP = 1500;  // a tag is ready this long after its field rises
 constexpr std::int64_t TRIGGER_POLL = 10000;
-
-// How long a channel may be used: 0.4 s by 47 CFR 15.247 above 900 MHz, 4 s by
-// ETSI EN 302 208 below.
-constexpr std::uint32_t BAND_EDGE = 900000;  // kHz
-constexpr std::int64_t MAX_ON_HIGH_BAND = 400000, MAX_ON_LOW_BAND = 4000000;
-constexpr std::int64_t ONLY_CHANNEL_REST = 100000;  // by the same, when there is no other one
+constexpr std::int64_t REST_POLL = 10000;  // between two looks for a channel that may be used
 
 // Whether the level of a port has been as wanted for `hold` ms, counted from
 // `watched` at the earliest.
@@ -110,13 +105,30 @@ void sendAntennaInfo(run_s* run, std::uint16_t olioId, const OLIO_s& olio) {
     deliver(run->engine, TYPE_ANTENNA_INFO, writer.size);
 }
 
-void carrierOff(run_s* run, const planned_olio_s& planned) {
+// What the carrier has been on for counts against its channel.
+void endUse(run_s* run) {
+    const std::int64_t now = run->engine->radio.now;
+    if (run->carrierOn && now > run->carrierSince) {
+        noteUse({run->channel.frequency, run->carrierSince, now}, &run->engine->radio.channelUses);
+        run->carrierSince = now;
+    }
+}
+
+void carrierOff(run_s* run, std::size_t position) {
+    if (!run->carrierOn) {
+        return;
+    }
+    radio_s& radio = run->engine->radio;
+    const planned_olio_s& planned = run->plan.olios[position];
+    endUse(run);
+    run->carrierOn = false;
+    darken(radio.now, &radio.world, &run->olios[position].field);
     byte_writer_s writer = payloadWriter(run->engine);
     put(&writer, planned.id, 2);
     put(&writer, planned.olio.transmitAntenna, 2);
     put(&writer, run->channel.frequency, 4);
     deliver(run->engine, TYPE_CW_OFF, writer.size);
-    run->engine->radio.onAir = NOT_ON_AIR;
+    radio.onAir = NOT_ON_AIR;
 }
 
 void doOlio(run_s* run, std::size_t position) {
@@ -130,16 +142,15 @@ void doOlio(run_s* run, std::size_t position) {
     sendAntennaInfo(run, planned.id, planned.olio);
     std::uint32_t rounds = 0;
     do {
-        if (rounds == 0 || run->plan.hopPerRound || channelIsUsedUp(*run)) {
-            hop(run, position);
+        const bool hops = rounds == 0 || run->plan.hopPerRound || channelIsUsedUp(*run);
+        if (hops && !hop(run, position)) {
+            break;
         }
         doRound(run, position);
         ++rounds;
     } while (!mustStop(run) && !olioIsDone(*run, planned.olio, rounds));
-    carrierOff(run, planned);
-    darken(radio.now, &radio.world, &olio.field);
+    carrierOff(run, position);
     olio.field.lit.clear();
-    radio.onAir = NOT_ON_AIR;
 }
 
 // The radio rests between two passes when the last one brought nothing: type 1
@@ -268,8 +279,8 @@ void sendEnd(run_s* run, bool last) {
     flushLog(&engine->log);
 }
 
-// The power that the channel leaves of the olio's, in tenths of dBm.
-std::int16_t limitPower(run_s* run, const planned_olio_s& planned, field_s* field) {
+// Sets the field to the channel. The power that it leaves of the olio's, in tenths of dBm.
+std::int16_t tune(run_s* run, const planned_olio_s& planned, field_s* field) {
     const std::int16_t asked = planned.olio.transmitPower;
     const int most = run->channel.maxPower == 0 ? asked : run->channel.maxPower;
     const auto power = static_cast<std::int16_t>(std::min<int>(asked, most));
@@ -280,11 +291,32 @@ std::int16_t limitPower(run_s* run, const planned_olio_s& planned, field_s* fiel
         put(&writer, static_cast<std::uint16_t>(power), 2);
         deliver(run->engine, TYPE_CHAN_PWR_LMT, writer.size);
     }
-    if (field->carrier.power != power / 10.0) {
+    if (field->carrier.power != power / 10.0 || field->carrier.kilohertz != run->channel.frequency) {
         field->carrier.power = power / 10.0;
+        field->carrier.kilohertz = run->channel.frequency;
         field->changes = run->engine->radio.world.changes - 1;  // other tags are in reach
     }
     return power;
+}
+
+// Turns to the next channel that may be used, with the carrier off while there is none.
+bool takeChannel(run_s* run, std::size_t position) {
+    const radio_s& radio = run->engine->radio;
+    const std::vector<planned_channel_s>& channels = run->plan.channels;
+    for (;;) {
+        for (std::size_t i = 0; i < channels.size(); ++i) {
+            const planned_channel_s& channel = channels[run->nextChannel++ % channels.size()];
+            if (channelIsFree(radio.channelUses, channel.frequency, radio.now)) {
+                run->channel = channel;
+                return true;
+            }
+        }
+        if (mustStop(run) || radio.now >= run->olioEnd) {
+            return false;
+        }
+        carrierOff(run, position);
+        advance(run->engine, REST_POLL);
+    }
 }
 
 bool triggerFires(const run_s& run, std::int64_t watched) {
@@ -308,29 +340,31 @@ bool waitForTrigger(const run_s& run, bool again) {
 
 }  // namespace
 
-void hop(run_s* run, std::size_t position) {
+bool hop(run_s* run, std::size_t position) {
     radio_s& radio = run->engine->radio;
     const planned_olio_s& planned = run->plan.olios[position];
     if (planned.inventory.session == 0) {  // whose flags are all A again
         run->olios[position].wantsB = planned.inventory.target == 1;
     }
-    if (run->plan.channels.size() == 1 && channelIsUsedUp(*run)) {
-        carrierOff(run, planned);
-        advance(run->engine, ONLY_CHANNEL_REST);
+    endUse(run);
+    if (!takeChannel(run, position)) {
+        return false;
     }
-    run->channel = run->plan.channels[run->nextChannel++ % run->plan.channels.size()];
-    const std::int16_t power = limitPower(run, planned, &run->olios[position].field);
+    const std::int16_t power = tune(run, planned, &run->olios[position].field);
     byte_writer_s writer = payloadWriter(run->engine);
     put(&writer, planned.id, 2);
     put(&writer, planned.olio.transmitAntenna, 2);
     put(&writer, run->channel.frequency, 4);
     deliver(run->engine, TYPE_CW_ON, writer.size);
+    run->carrierOn = true;
     run->carrierSince = radio.now;
+    run->channelLimit = channelLimit(radio.channelUses, run->channel.frequency, radio.now);
     radio.onAir = power;
     if (planned.beam) {
         measureEcho(run->engine, run->channel.number, power);
     }
     advance(run->engine, POWER_UP);
+    return true;
 }
 
 bool mustStop(run_s* run) {
@@ -341,8 +375,7 @@ bool mustStop(run_s* run) {
 }
 
 bool channelIsUsedUp(const run_s& run) {
-    const std::int64_t most = run.channel.frequency < BAND_EDGE ? MAX_ON_LOW_BAND : MAX_ON_HIGH_BAND;
-    return run.engine->radio.now - run.carrierSince >= most;
+    return run.engine->radio.now >= run.channelLimit;
 }
 
 void runInventory(engine_s* engine, run_totals_s* totals) {

@@ -46,7 +46,9 @@ struct run_s {
     std::int64_t begin = 0;
     std::int64_t lastUnique = 0;  // when a tag was read for the first time
     std::int64_t lastRead = 0;
+    bool carrierOn = false;
     std::int64_t carrierSince = 0;
+    std::int64_t channelLimit = 0;  // when the channel has been used for as long as it may be
     std::int64_t olioBegin = 0;
     std::int64_t olioEnd = 0;
     planned_channel_s channel;  // on air
@@ -80,11 +82,34 @@ bool mustStop(run_s* run);
 // Whether the channel has been used for as long as it may be.
 bool channelIsUsedUp(const run_s& run);
 // The carrier goes off and comes again on another channel, and the tags wake up.
-void hop(run_s* run, std::size_t position);
+// While no channel may be used it stays off; false when the run or the olio is
+// over before one may.
+bool hop(run_s* run, std::size_t position);
 
 // --- round.cpp
 // One inventory round with the selects in front of it.
 void doRound(run_s* run, std::size_t position);
+
+enum class outcome_e : std::uint8_t { EMPTY, WHOLE_EPC, COLLIDED, BROKEN_EPC };
+
+// A round and the frame that it is at. doRound goes through these steps, a frame after the
+// other as Q adapts itself; gen2_rates_bench through one frame, for published ones end there.
+struct round_s {
+    run_s* run = nullptr;
+    const planned_olio_s* planned = nullptr;
+    active_olio_s* olio = nullptr;
+    std::size_t position = 0;
+    const SELECT_OP_s* truncating = nullptr;
+    frame_s frame;
+    unsigned q = 0;
+    double command = 0;  // what opens the next slot, microseconds
+};
+round_s beginRound(run_s* run, std::size_t position);
+// Finds the tags that the Query calls.
+void gather(round_s* round);
+// A frame for those that are left begins, by this command.
+void openFrame(round_s* round, double command);
+outcome_e doSlot(round_s* round);
 
 // --- report.cpp
 // Counts the read and reports it when no filter holds it back; says whether it was.
@@ -94,8 +119,10 @@ void reportFake(run_s* run, const tag_s& tag);
 
 // --- accesses.cpp
 // The accesses of the olio in id order on a tag that has been acknowledged.
-// The first that fails ends them.
-void doAccesses(run_s* run, std::size_t position, lit_tag_s lit);
+// The first that fails ends them. Whether the tag is still in the dialogue, and
+// so turns its flag at the next command: not without power, nor after a wrong
+// password.
+bool doAccesses(run_s* run, std::size_t position, lit_tag_s lit);
 
 // Lets a duration of the air, in microseconds with a fraction, pass.
 void pass(run_s* run, double microseconds);

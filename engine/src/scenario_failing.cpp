@@ -50,7 +50,8 @@ RXE_API_STATUS failureOf(std::string_view operation, int parameter, failures_s* 
         return RXE_OK;
     }
     const std::lock_guard lock(failures->mutex);
-    for (failing_s& row : failures->left) {
+    for (std::size_t i = 0; i < failures->left.size(); ++i) {
+        failing_s& row = failures->left[i];
         if (!concerns(row, operation, parameter)) {
             continue;
         }
@@ -60,7 +61,7 @@ RXE_API_STATUS failureOf(std::string_view operation, int parameter, failures_s* 
         }
         const auto status = static_cast<RXE_API_STATUS>(row.status);
         if (row.count == 1) {  // the last one; `row` is gone after this
-            failures->left.erase(failures->left.begin() + (&row - failures->left.data()));
+            failures->left.erase(failures->left.begin() + static_cast<std::ptrdiff_t>(i));
             failures->any.store(!failures->left.empty(), std::memory_order_relaxed);
         } else if (row.count > 1) {
             --row.count;

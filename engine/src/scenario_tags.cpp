@@ -74,6 +74,14 @@ refusal_s takeXpc(const json_t& value, tag_s* tag) {
     return refusal;
 }
 
+// An ISO tag: the toggle bit says so, and the AFI stands beside it.
+refusal_s takeAfi(const json_t& value, tag_s* tag) {
+    std::uint8_t afi = 0;
+    refusal_s refusal = takeInteger(value, 0, 255, &afi);
+    tag->numbering = static_cast<std::uint16_t>(0x100 | afi);
+    return refusal;
+}
+
 refusal_s takeSensitivity(const json_t& value, tag_s* tag) {
     double dbm = 0;
     refusal_s refusal = takeNumber(value, -40, 0, &dbm);
@@ -95,6 +103,7 @@ constexpr std::array memoryKeys{
                 [](const json_t& v, tag_group_s* g) { return takePassword(v, 4, &g->pattern); }},
     group_key_t{"locks", [](const json_t& v, tag_group_s* g) { return takeLocks(v, &g->pattern.locks); }},
     group_key_t{"xpc", [](const json_t& v, tag_group_s* g) { return takeXpc(v, &g->pattern); }},
+    group_key_t{"afi", [](const json_t& v, tag_group_s* g) { return takeAfi(v, &g->pattern); }},
     group_key_t{"sensitivity",
                 [](const json_t& v, tag_group_s* g) { return takeSensitivity(v, &g->pattern); }},
     group_key_t{"velocity",

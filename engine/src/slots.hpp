@@ -7,6 +7,7 @@
 #ifndef ENGINE_SLOTS_HPP
 #define ENGINE_SLOTS_HPP
 
+#include <cmath>
 #include <cstdint>
 
 #include "random.hpp"
@@ -28,7 +29,7 @@ std::uint32_t drawBinomial(std::uint32_t count, double probability, random_s* ra
 // some 3 slots for each step, so a wrong guess costs a few dozen short slots.
 struct adaptive_q_s {
     double value = 0;
-    unsigned q() const { return static_cast<unsigned>(value + 0.5); }
+    unsigned q() const { return static_cast<unsigned>(std::lround(value)); }
 };
 constexpr double Q_STEP = 0.3;
 inline void noteEmpty(adaptive_q_s* q) {

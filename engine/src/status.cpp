@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "status.hpp"
 
+#include <algorithm>
 #include <array>
 
 namespace rxe {
@@ -35,6 +36,20 @@ constexpr std::array statusTexts{
     status_text_s{STATUS_MISCONFIGURED, "an enabled olio lacks its inventory set or a channel"},
     status_text_s{RXE_NO_START_ONGOING, "no start is under way"},
 };
+
+constexpr bool hasText(int status) {
+    return std::ranges::count(statusTexts, status, &status_text_s::status) == 1;
+}
+// The engine's own statuses are numbered without a gap.
+constexpr bool allHaveTexts() {
+    for (int status = STATUS_NOT_CONNECTED; status <= STATUS_MISCONFIGURED; ++status) {
+        if (!hasText(status)) {
+            return false;
+        }
+    }
+    return hasText(RXE_OK) && hasText(RXE_NO_START_ONGOING);
+}
+static_assert(allHaveTexts());
 
 }  // namespace
 

@@ -62,11 +62,16 @@ command_s blockEraseCommand() {
     return {58, 25};
 }
 
+command_s withPointer(command_s command, std::size_t pointer) {
+    const int more = pointer < 128 ? 0 : pointer < 16384 ? 1 : 2;
+    return {command.bits + 8 * more, command.ones + 4.5 * more};
+}
+
 double commandTime(const link_s& link, const command_s& command) {
     return frameSync(link) + symbols(link, command);
 }
-double queryTime(const link_s& link, const command_s& query) {
-    return frameSync(link) + link.trcal + symbols(link, query);
+double queryTime(const link_s& link) {
+    return frameSync(link) + link.trcal + symbols(link, QUERY);
 }
 double replyTime(const link_s& link, unsigned bits) {
     return reply(link, bits, link.pilot);
@@ -84,24 +89,9 @@ double collidedSlot(const link_s& link) {
 double singleSlot(const link_s& link, unsigned replyBits) {
     return collidedSlot(link) + commandTime(link, ACK) + t1(link) + replyTime(link, replyBits) + t2(link);
 }
-double handleTime(const link_s& link) {
-    return commandTime(link, REQ_RN) + t1(link) + replyTime(link, HANDLE_BITS) + t2(link);
-}
-double readTime(const link_s& link, unsigned words) {
-    return commandTime(link, READ) + t1(link) + replyTime(link, readBits(words)) + t2(link);
-}
 
 double frameSuccess(double ber, unsigned bits) {
     return std::pow(1 - ber, bits);
-}
-double meanSingleSlot(const link_s& link, double ber, unsigned replyBits) {
-    const double heard = frameSuccess(ber, RN16_BITS);
-    return heard * singleSlot(link, replyBits) + (1 - heard) * collidedSlot(link);
-}
-double meanSingleSlotWithRead(const link_s& link, double ber, unsigned words) {
-    const double known = frameSuccess(ber, RN16_BITS) * frameSuccess(ber, EPC96_BITS);
-    return meanSingleSlot(link, ber) + known * handleTime(link) +
-           known * frameSuccess(ber, HANDLE_BITS) * readTime(link, words);
 }
 
 }  // namespace rxe

@@ -4,6 +4,7 @@
 #ifndef ENGINE_TIMING_HPP
 #define ENGINE_TIMING_HPP
 
+#include <cstddef>
 #include <cstdint>
 
 namespace rxe {
@@ -36,7 +37,6 @@ struct command_s {
     double ones;
 };
 
-constexpr command_s QUERY_REP{4, 2};
 constexpr command_s ACK{18, 9};
 constexpr command_s QUERY{22, 11};
 constexpr command_s QUERY_ADJUST{9, 4.5};
@@ -49,10 +49,17 @@ constexpr command_s KILL{59, 28};
 constexpr command_s LOCK{60, 28};
 constexpr command_s ACCESS{56, 27};
 
+// Its two bits of the session decide how long it takes.
+constexpr command_s queryRep(unsigned session) {
+    return {4, static_cast<double>((session & 1) + (session >> 1 & 1))};
+}
 // A Select and a block write of so many bits and words.
 command_s selectCommand(unsigned maskBits);
 command_s blockWriteCommand(unsigned words);
 command_s blockEraseCommand();
+// The command with an address that takes one byte more from 128 on and two from 16384 on
+// (extensible bit vectors, EPC Gen2 v2.0.1, annex A).
+command_s withPointer(command_s command, std::size_t pointer);
 
 // Replies in bits.
 constexpr unsigned RN16_BITS = 16;
@@ -65,7 +72,7 @@ constexpr unsigned readBits(unsigned words) {
 constexpr unsigned EPC96_BITS = 128;  // PC, EPC, CRC
 
 double commandTime(const link_s& link, const command_s& command);
-double queryTime(const link_s& link, const command_s& query = QUERY);  // with the longer preamble
+double queryTime(const link_s& link);  // with the longer preamble
 double replyTime(const link_s& link, unsigned bits);
 // Replies to writes and the like come with the long preamble, whatever the link's setting.
 double delayedReplyTime(const link_s& link, unsigned bits);
@@ -74,15 +81,8 @@ double delayedReplyTime(const link_s& link, unsigned bits);
 // frame, which the Query opens, and the others are told alike.
 double emptySlot(const link_s& link);
 double collidedSlot(const link_s& link);
-double singleSlot(const link_s& link, unsigned replyBits = EPC96_BITS);
-// A request for a handle and a read of so many words behind a single slot.
-double handleTime(const link_s& link);
-double readTime(const link_s& link, unsigned words);
-
-// Means over frames that arrive broken, each with (1 - ber) to the power of its
-// bits whole: a broken RN16 ends a slot as a collision does.
-double meanSingleSlot(const link_s& link, double ber, unsigned replyBits = EPC96_BITS);
-double meanSingleSlotWithRead(const link_s& link, double ber, unsigned words);
+double singleSlot(const link_s& link, unsigned replyBits);
+// The part of frames that arrive whole.
 double frameSuccess(double ber, unsigned bits);
 
 }  // namespace rxe

@@ -66,16 +66,14 @@ struct alignas(64) tag_s {
 
     std::int64_t enters = 0;  // in the field from this time
     std::int64_t leaves = FOR_EVER;
-    // Persistence of the flags, milliseconds (EPC Gen2 v2.0.1, table 6.20).
-    std::uint32_t s1Persistence = 2000;       // powered or not
-    std::uint32_t s2s3SlPersistence = 20000;  // unpowered
 
     std::array<std::vector<std::uint8_t>, BANK_COUNT> banks;
     std::uint16_t xpc1 = 0;  // XPC_W1 and XPC_W2, in the EPC bank at words 21h and 22h
     std::uint16_t xpc2 = 0;
+    // PC bits 17h to 1Fh: 0 for a GS1 EPC, 100h and the AFI for an ISO one.
+    std::uint16_t numbering = 0;
     std::uint16_t locks = 0;         // lock_e
     std::uint32_t lockedBlocks = 0;  // bit n: block n of USER, four words each, is locked for good
-    bool blockWrites = true;         // knows BlockWrite; without, answers "not supported"
     float sensitivity = -18;         // dBm at the tag that wake it; a write takes 4 dB more
 
     place_s place;     // at the time `placedAt`

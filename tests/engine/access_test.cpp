@@ -3,66 +3,28 @@
 // the database, the array.
 #include <cmath>
 #include <map>
-#include <set>
-#include <sstream>
 
 #include "radio.hpp"
 
 namespace {
 
-enum : std::uint16_t {
-    PARALLEL_RSSI = 0x0A8E,
-    CRITERIA_INFO = 0x0B0D,
-    TAG_CRC_ERROR = 0x0B10,
-    DB_WARNING = 0x0B8D,
-    DB_ERROR = 0x0B8E,
-    ACCESS_DSBL = 0x0B8F,
-};
-
 class Air : public Radio {
   protected:
-    static void access(std::uint8_t id, std::uint8_t type, std::uint8_t bank, std::uint16_t pointer,
-                       std::uint16_t count, std::vector<std::uint16_t> words = {},
-                       std::uint16_t stopCount = 0, std::uint8_t criteria = 0) {
-        ACCESS_OP_s record = {};
-        record.enable = 1;
-        record.type = type;
-        record.membank = bank;
-        record.wordPointer = pointer;
-        record.wordCount = count;
-        record.stopCount = stopCount;
-        record.criteriaIdx = criteria;
+    // `where`: a password or a lock word; for memory the bank, and the word in the upper half.
+    static void access(std::uint8_t id, std::uint8_t type, std::uint32_t where, std::uint16_t count = 0,
+                       std::vector<std::uint16_t> words = {}, std::uint16_t stopCount = 0,
+                       std::uint8_t criteria = 0) {
+        ACCESS_OP_s record{1, type, {}, {.payload = where}, count, {}, criteria, 0, stopCount};
         std::copy(words.begin(), words.end(), record.data);
         ASSERT_EQ(set(RXE_PARAM_ACCESS + id, record), RXE_OK);
-    }
-    static void password(std::uint8_t id, std::uint8_t type, std::uint32_t payload) {
-        ACCESS_OP_s record = {};
-        record.enable = 1;
-        record.type = type;
-        record.payload = payload;
-        ASSERT_EQ(set(RXE_PARAM_ACCESS + id, record), RXE_OK);
-    }
-    static void query(std::uint8_t sel, std::uint8_t session, std::uint8_t target, std::uint8_t q = 0) {
-        INVENTORY_OP_s inventory = {};
-        inventory.enable = inventory.protocol = 1;
-        inventory.sel = sel;
-        inventory.session = session;
-        inventory.target = target;
-        inventory.initialQ = q;
-        ASSERT_EQ(set(RXE_PARAM_INVENTORY + 1, inventory), RXE_OK);
-    }
-    static void loops(std::uint16_t count) {
-        ASSERT_EQ(set(RXE_PARAM_RADIO_STOP, stopRecord(0, count)), RXE_OK);
     }
     // One round over the field; "id:result" for each report, the tag's code behind it;
     // "id?met" for a criterion, "id." for an access that is over.
     static std::string accessesOf(std::uint64_t mask) {
         OLIO_s record = olio(1, 1, 1);
         record.accessBitMask = mask;
-        configure({record});
         enable({CRITERIA_INFO, ACCESS_DSBL});
-        loops(1);
-        run();
+        run({record}, stopRecord(0, 1));
         std::string text;
         for (const packet_s& packet : packets) {
             ACCESS_INFO_s info = {};
@@ -79,111 +41,95 @@ class Air : public Radio {
         }
         return text;
     }
-    static std::set<std::uint8_t> lastBytes() {
-        std::set<std::uint8_t> bytes;
-        for (const TAG_INFO_s& info : recordsOf<TAG_INFO_s>(TAG_CUSTOM)) {
-            bytes.insert(info.epc[info.epcLength / 8 - 1]);
-        }
-        return bytes;
-    }
 };
 
 TEST_F(Air, AccessesFollowPasswordsLocksAndMemory) {
-    ASSERT_EQ(connect(R"({"clock": "fast", "tags": [{"epc": "300000000000000000000001", "tid": "E2801160",
+    open(R"("tags": [{"epc": "300000000000000000000001", "tid": "E2801160",
         "user": "00000000000000000000000000000000", "accessPassword": "12345678", "killPassword": "00C0FFEE",
-        "locks": {"user": "locked", "kill": "locked"}, "position": [0, 0, 1]}]})"),
-              RXE_OK);
-    access(1, RXE_ACCESS_WRITE, 3, 1, 0xABCD);
-    password(2, RXE_ACCESS_ACCESS, 0x12345678);
-    password(3, RXE_ACCESS_ACCESS, 0x12345679);
-    access(4, RXE_ACCESS_READ, 3, 0, 4);
-    access(5, RXE_ACCESS_MULTIWORD_WRITE, 3, 0, 3, {1, 2, 3});
+        "locks": {"user": "locked", "kill": "locked"}, "position": [0, 0, 1]}])");
+    access(1, RXE_ACCESS_WRITE, 0x10003, 0xABCD);
+    access(2, RXE_ACCESS_ACCESS, 0x12345678);
+    access(3, RXE_ACCESS_ACCESS, 0x12345679);
+    access(4, RXE_ACCESS_READ, 3, 4);
+    access(5, RXE_ACCESS_MULTIWORD_WRITE, 3, 3, {1, 2, 3});
     ASSERT_EQ(set(RXE_PARAM_BLOCK_SIZE, std::uint8_t{2}), RXE_OK);
-    access(6, RXE_ACCESS_BLOCK_WRITE, 3, 0, 4, {5, 6, 7, 8});
-    access(7, RXE_ACCESS_READ, 0, 0, 2);
-    access(8, RXE_ACCESS_MULTIWORD_WRITE, 3, 7, 2, {9, 9});
-    access(9, RXE_ACCESS_BLOCK_PERMALOCK, 3, 0, 1, {0x8000});
-    access(13, RXE_ACCESS_BLOCK_PERMALOCK, 3, 0, 1, {0x2000});
-    access(14, RXE_ACCESS_BLOCK_ERASE, 3, 4, 4);
-    access(15, RXE_ACCESS_READ, 3, 0, 1, {}, 0, 6);
-    access(16, RXE_ACCESS_WRITE, 3, 7, 1);
-    password(10, RXE_ACCESS_LOCK, 0x802 | 0x401);
-    password(11, RXE_ACCESS_KILL, 0x00C0FFEE);
-    password(12, RXE_ACCESS_KILL, 1);
-    const auto bit = [](int id) { return std::uint64_t{1} << (id - 1); };
+    access(6, RXE_ACCESS_BLOCK_WRITE, 3, 4, {5, 6, 7, 8});
+    access(7, RXE_ACCESS_READ, 0, 2);
+    access(8, RXE_ACCESS_MULTIWORD_WRITE, 0x70003, 2, {9, 9});
+    access(9, RXE_ACCESS_BLOCK_PERMALOCK, 3, 1, {0x8000});
+    access(10, RXE_ACCESS_LOCK, 0x802 | 0x401);
+    access(11, RXE_ACCESS_KILL, 0x00C0FFEE);
+    access(12, RXE_ACCESS_KILL, 1);
+    access(13, RXE_ACCESS_BLOCK_PERMALOCK, 3, 1, {0x2000});
+    access(14, RXE_ACCESS_BLOCK_ERASE, 0x40003, 4);
+    access(15, RXE_ACCESS_READ, 3, 1, {}, 0, 6);
+    access(16, RXE_ACCESS_WRITE, 0x70003, 1);
     const struct {
         const char* legend;
-        std::uint64_t mask;
+        std::vector<int> accesses;
         const char* reports;
     } cases[] = {
-        {"locked without the password; the next is not tried", bit(1) | bit(4), "1:1/4"},
-        {"a wrong password has no answer", bit(3) | bit(4), "3:2"},
-        {"one report for each word, and each block", bit(2) | bit(5) | bit(6), "2:0 5:0 5:0 5:0 6:0 6:0"},
-        {"reading needs no password", bit(4), "4:0"},
-        {"but a kill password does", bit(7), "7:1/4"},
-        {"the second word is beyond the bank", bit(2) | bit(8), "2:0 8:0 8:1/3"},
-        {"a criterion that is met, and one that is not", bit(2) | bit(6) | bit(15), "2:0 6:0 6:0 15?1 15:0"},
-        {"the access it names was not tried", bit(2) | bit(15), "2:0 15?0"},
-        {"locking a block takes the password", bit(9), "9:1/2"},
-        {"the third block is beyond the bank", bit(2) | bit(13), "2:0 13:1/3"},
-        {"one block locked for good, the other not", bit(2) | bit(9) | bit(14) | bit(16),
-         "2:0 9:0 14:0 16:0"},
-        {"nothing is written into it", bit(2) | bit(6), "2:0 6:1/4"},
-        {"locking takes the password", bit(10), "10:1/2"},
-        {"locked for good, with the password too", bit(2) | bit(16) | bit(10), "2:0 10:0 16:1/4"},
-        {"a wrong kill password has no answer", bit(12), "12:2"},
-        {"a killed tag", bit(11), "11:0"},
-        {"is silent", bit(4), ""},
+        {"locked without the password; the next is not tried", {1, 4}, "1:1/4"},
+        {"a wrong password has no answer", {3, 4}, "3:2"},
+        {"one report for each word, and each block", {2, 5, 6}, "2:0 5:0 5:0 5:0 6:0 6:0"},
+        {"reading needs no password", {4}, "4:0"},
+        {"but a kill password does", {7}, "7:1/4"},
+        {"the second word is beyond the bank", {2, 8}, "2:0 8:0 8:1/3"},
+        {"a criterion that is met, and one that is not", {2, 6, 15}, "2:0 6:0 6:0 15?1 15:0"},
+        {"the access it names was not tried", {2, 15}, "2:0 15?0"},
+        {"locking a block takes the password", {9}, "9:1/2"},
+        {"the third block is beyond the bank", {2, 13}, "2:0 13:1/3"},
+        {"one block locked for good, the other not", {2, 9, 14, 16}, "2:0 9:0 14:0 16:0"},
+        {"nothing is written into it", {2, 6}, "2:0 6:1/4"},
+        {"locking takes the password", {10}, "10:1/2"},
+        {"locked for good, with the password too", {2, 16, 10}, "2:0 10:0 16:1/4"},
+        {"a wrong kill password has no answer", {12}, "12:2"},
+        {"a killed tag", {11}, "11:0"},
+        {"is silent", {4}, ""},
     };
     for (const auto& row : cases) {
-        EXPECT_EQ(accessesOf(row.mask), row.reports) << row.legend;
+        std::uint64_t mask = 0;
+        for (const int id : row.accesses) {
+            mask |= std::uint64_t{1} << (id - 1);
+        }
+        EXPECT_EQ(accessesOf(mask), row.reports) << row.legend;
     }
     EXPECT_EQ(count(TAG_CUSTOM), 0U);
-}
-
-TEST_F(Air, StopCountsEndAnAccess) {
-    ASSERT_EQ(connect(R"({"clock": "fast", "tags": {"count": 5}})"), RXE_OK);
-    access(1, RXE_ACCESS_READ, 2, 0, 1, {}, 3);
-    EXPECT_EQ(accessesOf(1), "1:0 1:0 1:0 1.");
+    open(R"("tags": {"count": 5})");
+    access(1, RXE_ACCESS_READ, 2, 1, {}, 3);
+    EXPECT_EQ(accessesOf(1), "1:0 1:0 1:0 1.") << "a stop count ends it";
     EXPECT_EQ(count(TAG_CUSTOM), 5U);
 }
 
 TEST_F(Air, ATagThatLeavesWithinAnAccessIsSilent) {
-    for (const char* leaving : {R"("leave": 0.4)", R"("velocity": [0, 60, 0])"}) {
-        ASSERT_EQ(connect(std::string(R"({"clock": "fast", "tags": [{"epc": "AA01",
-            "user": ")") + std::string(1000, '0') +
-                          R"(", "position": [-1.5, 0, 1.2], )" + leaving + "}]}"),
-                  RXE_OK);
-        access(1, RXE_ACCESS_MULTIWORD_WRITE, 3, 0, 250, std::vector<std::uint16_t>(250, 7));
-        access(2, RXE_ACCESS_READ, 3, 0, 1);
+    for (const std::string leaving : {R"("leave": 0.4)", R"("velocity": [0, 60, 0])"}) {
+        open(R"("tags": [{"epc": "AA01", "position": [-1.5, 0, 1.2], )" + leaving + R"(, "user": ")" +
+             std::string(1000, '0') + "\"}]");
+        access(1, RXE_ACCESS_MULTIWORD_WRITE, 3, 250, std::vector<std::uint16_t>(250, 7));
+        access(2, RXE_ACCESS_READ, 3, 1);
         const std::string reports = accessesOf(3);
         EXPECT_TRUE(reports.starts_with("1:0 1:0 ")) << reports;
         EXPECT_TRUE(reports.ends_with("1:0 1:2") || reports.ends_with("1:0 1:1/11")) << reports;
-        ASSERT_EQ(RXE_disconnect(), RXE_OK);
     }
 }
 
 // With FM0 the receiver decodes down to -75 dBm: 12 m are some 2 dB above that.
 TEST_F(Air, FramesGetLostNearTheEdge) {
     const struct {
-        const char *metres, *errors;
+        std::string metres, errors;
         double least, most;  // share of broken EPC and read frames
     } cases[] = {{"12", "true", 0.02, 0.5}, {"12", "false", 0, 0}, {"3", "true", 0, 0}};
     for (const auto& row : cases) {
-        SCOPED_TRACE(std::string(row.metres) + row.errors);
-        ASSERT_EQ(connect(std::string(R"({"clock": "fast", "air": {"errors": )") + row.errors +
-                          R"(}, "antennas": [{"port": 1, "position": [0, 0, 1]}],
-            "tags": [{"epc": "AA01", "user": "00000001", "sensitivity": -40, "position": [0, )" +
-                          row.metres + ", 1]}]}"),
-                  RXE_OK);
-        access(1, RXE_ACCESS_READ, 3, 0, 0);
+        SCOPED_TRACE(row.metres + row.errors);
+        open(R"("antennas": [{"port": 1, "position": [0, 0, 1]}], "air": {"errors": )" + row.errors +
+             R"(}, "tags": [{"epc": "AA01", "user": "00000001", "sensitivity": -40, "position": [0, )" +
+             row.metres + ", 1]}]");
+        access(1, RXE_ACCESS_READ, 3);
         OLIO_s record = olio(1, 1, 800);
         record.linkProfileIndex = 1519;
         record.accessBitMask = 1;
-        configure({record});
         enable({TAG_CRC_ERROR});
-        loops(1);
-        const double reads = run().tagReads;
+        const double reads = run({record}, stopRecord(0, 1)).tagReads;
         std::map<int, double> results;
         for (const packet_s& packet : packets) {
             results[packet.type == ACCESS_INFO ? packet.payload[1] : -1]++;
@@ -193,39 +139,39 @@ TEST_F(Air, FramesGetLostNearTheEdge) {
         EXPECT_TRUE(broken >= row.least && broken <= row.most) << broken;
         EXPECT_TRUE(results[3] / reads >= row.least && results[3] / reads <= row.most) << results[3];
         EXPECT_EQ(results[0] + results[3], reads);
-        ASSERT_EQ(RXE_disconnect(), RXE_OK);
     }
 }
 
 // Selects by an EPC's last byte, the flags they leave and the Query that asks for them.
 TEST_F(Air, SelectsAndQueriesChooseTheTags) {
-    ASSERT_EQ(connect(R"({"clock": "fast", "tags": {"count": 6, "scheme": "prefix", "epcPrefix": "AB",
-        "epcBits": 32, "firstSerial": 1}})"),
-              RXE_OK);
-    SELECT_OP_s select = {};
-    select.enable = 1;
-    select.membank = 1;
-    select.pointer = 0x20 + 30;  // the two lowest bits of the EPC are 01: serials 1 and 5
-    select.length = 2;
-    select.mask[0] = 0x40;
+    open(R"("tags": {"count": 6, "scheme": "prefix", "epcPrefix": "AB", "epcBits": 32, "firstSerial": 1})");
+    // The two lowest bits of the EPC are 01: serials 1 and 5.
+    SELECT_OP_s select{1, 0, 0, 1, 0x20 + 30, 2, 0, 0, {0x40}};
     const std::set<std::uint8_t> all{1, 2, 3, 4, 5, 6}, chosen{1, 5}, others{2, 3, 4, 6};
     const struct {
         const char* legend;
         std::uint8_t selectTarget, action, sel, session, target;
-        bool inMask;
+        std::uint32_t mask;
         std::set<std::uint8_t> read;
     } cases[] = {
-        {"SL asserted, asked for SL", 4, 0, 3, 0, 0, true, chosen},
-        {"SL asserted, asked for the others", 4, 0, 2, 0, 0, true, others},
-        {"the select is not in the olio's mask", 4, 0, 0, 0, 0, false, all},
-        {"session 2: matching A, others B", 2, 0, 0, 2, 0, true, chosen},
-        {"session 3: matching B, asked for B", 3, 4, 0, 3, 1, true, chosen},
-        {"session 3: matching B, asked for A", 3, 4, 0, 3, 0, true, others},
+        {"SL asserted, asked for the others", 4, 0, 2, 0, 0, 1, others},
+        {"the select is not in the olio's mask", 4, 0, 0, 0, 0, 0, all},
+        {"session 2: matching A, others B", 2, 0, 0, 2, 0, 1, chosen},
+        {"session 3: matching B, asked for B", 3, 4, 0, 3, 1, 1, chosen},
+        {"session 3: matching B, asked for A", 3, 4, 0, 3, 0, 1, others},
+        {"SL asserted, asked for SL", 4, 0, 3, 0, 0, 1, chosen},
     };
-    loops(1);
+    const auto lastBytes = [] {
+        std::set<std::uint8_t> bytes;
+        for (const TAG_INFO_s& info : recordsOf<TAG_INFO_s>(TAG_CUSTOM)) {
+            bytes.insert(info.epc[info.epcLength / 8 - 1]);
+        }
+        return bytes;
+    };
+    ASSERT_EQ(set(RXE_PARAM_RADIO_STOP, stopRecord(0, 1)), RXE_OK);
     for (const auto& row : cases) {
         OLIO_s record = olio(1, 1, 1);
-        record.selectBitMask = row.inMask ? 1 : 0;
+        record.selectBitMask = row.mask;
         configure({record});
         select.target = row.selectTarget;
         select.action = row.action;
@@ -234,16 +180,7 @@ TEST_F(Air, SelectsAndQueriesChooseTheTags) {
         run();
         EXPECT_EQ(lastBytes(), row.read) << row.legend;
     }
-    OLIO_s record = olio(1, 1, 1);
-    record.selectBitMask = 1;
-    configure({record});
-    select.target = 4;
-    select.action = 0;
-    select.pointer = 0x20;
-    select.length = 8;
-    select.mask[0] = 0xAB;
-    select.truncate = 24;
-    ASSERT_EQ(set(RXE_PARAM_SELECT + 1, select), RXE_OK);
+    ASSERT_EQ(set(RXE_PARAM_SELECT + 1, SELECT_OP_s{1, 4, 0, 1, 0x20, 8, 0, 24, {0xAB}}), RXE_OK);
     run();
     EXPECT_EQ(recordsOf<TAG_INFO_s>(TAG_CUSTOM).at(0).epcLength, 24) << "what follows the mask";
 }
@@ -251,43 +188,18 @@ TEST_F(Air, SelectsAndQueriesChooseTheTags) {
 // A tag in session 1 answers again when its flag has run down, in session 2
 // never while it has power, in session 0 whenever the carrier comes anew.
 TEST_F(Air, SessionsDecideHowOftenATagIsRead) {
-    ASSERT_EQ(connect(R"({"clock": "fast", "tags": {"count": 4}})"), RXE_OK);
+    open(R"("tags": {"count": 4})");
     const struct {
         std::uint8_t session, target;
         std::size_t least, most;
     } cases[] = {{0, 0, 4 * 20, 4 * 26}, {1, 0, 4 * 4, 4 * 5}, {2, 0, 4, 4}, {2, 2, 4 * 300, 4 * 600}};
+    ASSERT_EQ(set(RXE_PARAM_RADIO_STOP, stopRecord(0, 1)), RXE_OK);
     for (const auto& row : cases) {
         configure({olio(1, RXE_STOP_DWELL_TIME, 9000)});
-        loops(1);
         query(0, row.session, row.target, 2);
         const std::size_t reads = run().tagReads;
         EXPECT_TRUE(reads >= row.least && reads <= row.most) << int{row.session} << ": " << reads;
     }
-}
-
-TEST_F(Air, WritesThatRepeatAreAnsweredFromTheShadow) {
-    ASSERT_EQ(connect(R"({"clock": "fast", "model": "PN8200", "firmware": "2.1.47.0"})"), RXE_OK);
-    std::uint32_t mask = 0x3C01;
-    const auto write = [&](bool shadow) {
-        return RXE_setParam2(RXE_PARAM_CUSTOM_FIELDS, &mask, true, shadow);
-    };
-    EXPECT_EQ(write(true), RXE_OK);
-    EXPECT_EQ(write(true), RXE_OK);   // the one that repeats
-    EXPECT_EQ(write(false), RXE_OK);  // passed on, and not counted
-    ASSERT_EQ(RXE_enablePacketLogging((directory / "log").c_str()), RXE_OK);
-    EXPECT_EQ(RXE_start(), RXE_OK);
-    EXPECT_TRUE(waitFor([] { return count(END_OF_RUN) == 1; }));
-    EXPECT_EQ(RXE_stop(), RXE_OK);
-    ASSERT_EQ(RXE_disablePacketLogging(), RXE_OK);
-    std::ifstream file(directory / "log", std::ios::binary);
-    std::ostringstream content;
-    content << file.rdbuf();
-    const std::string bytes = content.str();
-    ASSERT_GE(bytes.size(), 28U);  // in front of the end of the run, which takes 16 bytes
-    EXPECT_EQ(bytes.substr(bytes.size() - 28, 12), std::string("\0\0\x08\0\0\0\0\x01\0\0\0\x01", 12));
-    PER_RADIO_STOP_s stop = {};
-    const RXE_API_STATUS status = RXE_setParam(RXE_PARAM_RADIO_STOP, &stop);
-    EXPECT_STREQ(RXE_strerror(status), "this reader or its firmware has no such parameter");
 }
 
 // Twelve tags, by themselves and behind an event; what an event fills is full for
@@ -295,70 +207,62 @@ TEST_F(Air, WritesThatRepeatAreAnsweredFromTheShadow) {
 TEST_F(Air, ATagDatabaseFillsUp) {
     const struct {
         const char* keys;
-        unsigned used, reads, againReads, againFull;
+        unsigned used, againReads, againFull;
     } cases[] = {
-        {R"("database": {"capacity": 10})", 9, 10 + 3 * 2, 10 + 3 * 2, 1},
+        {R"("database": {"capacity": 10})", 9, 10 + 3 * 2, 1},
         {R"("database": {"capacity": 100}, "events": [{"at": 0.001, "event": "database", "state": "warning"}])",
-         90, 10 + 3 * 2, 12, 0},
+         90, 12, 0},
     };
     for (const auto& row : cases) {
         SCOPED_TRACE(row.keys);
-        ASSERT_EQ(connect(std::string(R"({"clock": "fast", "tags": {"count": 12}, )") + row.keys + "}"),
-                  RXE_OK);
-        configure({olio(1, 1, 1)});
+        open(std::string(R"("tags": {"count": 12}, )") + row.keys);
         enable({DB_WARNING, DB_ERROR});
-        loops(3);
         ASSERT_EQ(set(RXE_PARAM_LAST_REPORT, REPORT_FILTER_LAST_REPORT_s{1, 0, {}, 0xFFFFFFFF}), RXE_OK);
-        EXPECT_EQ(run().tagReads, row.reads) << "what has no room is reported each time";
+        const unsigned reads = run({olio(1, 1, 1)}, stopRecord(0, 3)).tagReads;
+        EXPECT_EQ(reads, 10U + 3 * 2) << "what has no room is reported each time";
         EXPECT_TRUE(count(DB_WARNING) == 1 && count(DB_ERROR) == 1);
         EXPECT_EQ(recordsOf<DB_WARNING_s>(DB_WARNING).at(0).used, row.used);
         EXPECT_EQ(recordsOf<DB_WARNING_s>(DB_WARNING).at(0).free, (row.used + 8) / 9);
         ASSERT_EQ(RXE_resetDb(), RXE_OK);
         EXPECT_EQ(run().tagReads, row.againReads);
         EXPECT_EQ(count(DB_ERROR), row.againFull) << "after a reset it can fill up anew";
-        ASSERT_EQ(RXE_disconnect(), RXE_OK);
     }
 }
 
 TEST_F(Air, TheArrayFindsWhereATagIs) {
-    ASSERT_EQ(connect(R"({"clock": "fast", "model": "QDX4400", "maxTxPower": 36,
-        "tags": [{"epc": "300000000000000000000001", "position": [0, 3, 1]}]})"),
-              RXE_OK);
+    open(R"("model": "QDX4400", "maxTxPower": 36, "tags": [{"epc": "AA01", "position": [0, 3, 1]}])");
     OLIO_s beam = olio(5000 + 1 + 90 / 5 + 72 * 5, 1, 4);  // azimuth 90, elevation 45
     beam.receiveAntenna = 0xFFF5;
     beam.transmitPower = 360;
     OLIO_s away = beam;
     away.transmitAntenna = 5000 + 1 + 270 / 5;
     away.transmitPower = 150;
-    configure({beam, away});
     enable({PARALLEL_RSSI});
     ASSERT_EQ(set(RXE_PARAM_CUSTOM_FIELDS, std::uint32_t{RXE_FIELD_BEARING | RXE_FIELD_LOCATION}), RXE_OK);
-    loops(1);
-    EXPECT_EQ(run().tagReads, 4U) << "the beam that looks away does not reach it";
-    for (std::size_t i = 0; i < packets.size(); ++i) {
-        if (packets[i].type != TAG_CUSTOM) {
-            continue;
-        }
-        TAG_INFO_s info = {};
-        ASSERT_EQ(format(packets[i], &info), RXE_OK);
+    EXPECT_EQ(run({beam, away}, stopRecord(0, 1)).tagReads, 4U)
+        << "the beam that looks away does not reach it";
+    for (const TAG_INFO_s& info : recordsOf<TAG_INFO_s>(TAG_CUSTOM)) {
         EXPECT_NEAR(info.azimuth, 900, 80);
         EXPECT_NEAR(info.elevation, 450, 50);
         EXPECT_GT(info.azimuthConf, 50);
         EXPECT_NEAR(std::atan2(info.locationY, info.locationX), info.azimuth / 1800.0 * 3.14159, 0.05);
-        PARALLEL_RSSI_s levels = {};
-        ASSERT_EQ(packets.at(i + 1).type, PARALLEL_RSSI);
-        ASSERT_EQ(format(packets[i + 1], &levels), RXE_OK);
+    }
+    const auto all = recordsOf<PARALLEL_RSSI_s>(PARALLEL_RSSI);
+    EXPECT_EQ(all.size(), 4U);
+    for (const PARALLEL_RSSI_s& levels : all) {
         ASSERT_EQ(levels.count, 97U);
         const auto best = std::max_element(levels.rssi, levels.rssi + levels.count) - levels.rssi;
         EXPECT_EQ(levels.beam[best], beam.transmitAntenna);
     }
+    const auto tag =
+        std::find_if(packets.begin(), packets.end(), [](auto& p) { return p.type == TAG_CUSTOM; });
+    EXPECT_EQ((tag + 1)->type, PARALLEL_RSSI) << "behind the tag it belongs to";
 }
 
 // A tag beyond the outermost ring of beams, at 70 degrees and some -50 dBm.
 TEST_F(Air, TheArraysSettingsDecideOnTheBearing) {
-    ASSERT_EQ(connect(R"({"clock": "fast", "model": "QDX4400", "maxTxPower": 36,
-        "tags": [{"epc": "300000000000000000000001", "sensitivity": -40, "position": [0, 2.75, 3]}]})"),
-              RXE_OK);
+    open(R"("model": "QDX4400", "maxTxPower": 36,
+        "tags": [{"epc": "AA01", "sensitivity": -40, "position": [0, 2.75, 3]}])");
     const std::uint16_t up = 5000 + 1 + 90 / 5, down = 5897;  // 70 degrees up, and straight down
     const struct {
         const char* legend;
@@ -374,18 +278,16 @@ TEST_F(Air, TheArraysSettingsDecideOnTheBearing) {
         {"one beam alone has its own direction", up, down, 0, 0, 0, 0, 0, 25},
     };
     ASSERT_EQ(set(RXE_PARAM_CUSTOM_FIELDS, std::uint32_t{RXE_FIELD_BEARING | RXE_FIELD_RSSI}), RXE_OK);
-    loops(1);
     for (const auto& row : cases) {
         SCOPED_TRACE(row.legend);
         OLIO_s record = olio(row.sends, 1, 4);
         record.receiveAntenna = row.listens;
         record.transmitPower = row.sends == up ? 360 : 210;
         record.linkProfileIndex = 1519;
-        configure({record});
         ASSERT_EQ(set(RXE_PARAM_MONO_OR_COM, row.com), RXE_OK);
         ASSERT_EQ(set(RXE_PARAM_PEAK_THRESHOLD, row.peak), RXE_OK);
         ASSERT_EQ(set(RXE_PARAM_STATIC_V_DYNAMIC, row.isStatic), RXE_OK);
-        EXPECT_EQ(run().tagReads, 4U);
+        EXPECT_EQ(run({record}, stopRecord(0, 1)).tagReads, 4U);
         for (const TAG_INFO_s& info : recordsOf<TAG_INFO_s>(TAG_CUSTOM)) {
             EXPECT_NEAR(info.elevation, row.elevation, row.off) << int{info.rssi};
             EXPECT_TRUE(row.confidence == 25 ? info.azimuthConf == 25 : info.azimuthConf >= row.confidence);

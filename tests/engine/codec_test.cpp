@@ -21,7 +21,6 @@ const bytes_t crc = {0x8B, 0x34, 0x12};
 const bytes_t bearing = {0x03, 0x84, 0x11, 0x06, 0x0C, 0x1C, 0x01, 0xC2, 100, 99};
 
 TEST(Codec, TagPayloads) {
-    bytes_t longest(62, 0x5A);
     const struct {
         const char* legend;
         bytes_t payload;
@@ -30,14 +29,9 @@ TEST(Codec, TagPayloads) {
     } cases[] = {
         {"96 bits with PC, CRC and bearing", joined({epc96, pc, crc, bearing}), 0x22401, 96, 0x85},
         {"16 bits", joined({{0, 0xF1, 0, 2, 0, 16, 0xAB, 0xCD}, pc}), 0x401, 16, 0xCD},
-        {"100 bits in 13 bytes",
-         {0, 0xF1, 0, 13, 0, 100, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 0xF0},
-         1,
-         100,
-         0xF0},
-        {"496 bits", joined({{0, 0xF1, 0, 62, 1, 0xF0}, longest}), 1, 496, 0x5A},
-        {"an unknown field of the engine's own is stepped over",
-         joined({{0x03, 0x84, 0x7F, 0x02, 0xDE, 0xAD}, epc96}), 1, 96, 0x85},
+        {"100 bits", joined({{0, 0xF1, 0, 13, 0, 100}, bytes_t(12), {0xF0}}), 1, 100, 0xF0},
+        {"496 bits", joined({{0, 0xF1, 0, 62, 1, 0xF0}, bytes_t(62, 0x5A)}), 1, 496, 0x5A},
+        {"an unknown field", joined({{0x03, 0x84, 0x7F, 0x02, 0xDE, 0xAD}, epc96}), 1, 96, 0x85},
         {"nothing", {}, 0, 0, 0},
     };
     for (const auto& row : cases) {
@@ -53,29 +47,27 @@ TEST(Codec, TagPayloads) {
     EXPECT_EQ(info.epc[0], 0x30);
     EXPECT_EQ(info.pc, 0x3000);
     EXPECT_EQ(info.crc, 0x1234) << "low byte first, other than the rest";
-    EXPECT_EQ(info.azimuth, 3100);
-    EXPECT_EQ(info.elevation, 450);
-    EXPECT_EQ(info.azimuthConf, 100);
-    EXPECT_EQ(info.elevationConf, 99);
+    EXPECT_TRUE(info.azimuth == 3100 && info.elevation == 450);
+    EXPECT_TRUE(info.azimuthConf == 100 && info.elevationConf == 99);
 }
 
 // A cut between two fields is a shorter packet; every other cut is told.
 TEST(Codec, EveryCutIsNoticed) {
-    const bytes_t whole = joined({{0, 0xF1, 0, 3, 0, 24, 1, 2, 3},
-                                  pc,
-                                  crc,
-                                  bearing,
-                                  epc96,
-                                  {0x86, 0xC4},
-                                  {0x82, 1, 2, 3, 4, 5, 6, 7, 8},
-                                  {0x03, 0x84, 0x12, 4, 0, 0, 0, 0}});
-    const std::vector<std::size_t> boundaries{0, 9, 12, 15, 25, 38, 40, 49, 57};
+    const std::initializer_list<bytes_t> fields{{0, 0xF1, 0, 3, 0, 24, 1, 2, 3},
+                                                pc,
+                                                crc,
+                                                bearing,
+                                                epc96,
+                                                {0x86, 0xC4},
+                                                {0x82, 1, 2, 3, 4, 5, 6, 7, 8},
+                                                {0x03, 0x84, 0x12, 4, 0, 0, 0, 0}};
+    const bytes_t whole = joined(fields);
+    const std::set<std::size_t> boundaries{0, 9, 12, 15, 25, 38, 40, 49, 57};
     for (std::size_t length = 0; length <= whole.size(); ++length) {
         SCOPED_TRACE(length);
         TAG_INFO_s info;
         const bytes_t cut(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(length));
-        const bool atBoundary = std::find(boundaries.begin(), boundaries.end(), length) != boundaries.end();
-        EXPECT_EQ(format({TAG_CUSTOM, cut}, &info) == RXE_OK, atBoundary);
+        EXPECT_EQ(format({TAG_CUSTOM, cut}, &info) == RXE_OK, boundaries.contains(length));
     }
 }
 
@@ -92,10 +84,10 @@ TEST(Codec, RefusesWhatItCannotRead) {
         {"accessed data beyond the payload", {ACCESS_INFO, {1, 0, 0, 3, 0, 0}}},
         {"accessed data beyond the record", {ACCESS_INFO, joined({{1, 0, 0x10, 1}, bytes_t(4097)})}},
         {"an access without a head", {ACCESS_INFO, {1, 0, 0}}},
-        {"more beams than the record has", {0x0A8E, joined({{0, 161}, bytes_t(161 * 6)})}},
-        {"a beam that is cut", {0x0A8E, {0, 1, 0, 1, 0, 0, 0}}},
+        {"more beams than the record has", {PARALLEL_RSSI, joined({{0, 161}, bytes_t(161 * 6)})}},
+        {"a beam that is cut", {PARALLEL_RSSI, {0, 1, 0, 1, 0, 0, 0}}},
         {"a short end of run", {START_INFO3, bytes_t(15)}},
-        {"a short database warning", {0x0B8D, bytes_t(7)}},
+        {"a short database warning", {DB_WARNING, bytes_t(7)}},
         {"a packet without a record", {ANTENNA_INFO, bytes_t(8)}},
     };
     for (const auto& row : cases) {

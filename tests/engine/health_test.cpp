@@ -1,13 +1,12 @@
 // SPDX-License-Identifier: MIT
 // Temperatures that follow the radio's work, and the alarms they raise.
-#include "scenario_text.hpp"
+#include <nlohmann/json.hpp>
+
+#include "radio.hpp"
 
 namespace {
 
-constexpr std::uint16_t AMB_HI = 0x0B82, AMB_CRIT = 0x0B83, AMB_LO = 0x0B84, PA_HI = 0x0B85, PA_CRIT = 0x0B86,
-                        PA_LO = 0x0B87;
-
-class Health : public ScenarioRadio {
+class Health : public Radio {
   protected:
     static int degrees(unsigned id) {
         std::int16_t value = 0;
@@ -35,19 +34,15 @@ TEST_F(Health, TemperaturesFollowTheWork) {
     };
     for (const auto& row : cases) {
         SCOPED_TRACE(row.legend);
-        ASSERT_EQ(connect(R"({"clock": "fast", "tags": {"count": 1}, "temperatures": {
-            "pa": {"idle": 40, "rise": 40, "seconds": 10}, "ambient": {"idle": 25, "rise": 10, "seconds": 20}}})"),
-                  RXE_OK);
+        open(R"("tags": {"count": 1}, "temperatures": {"pa": {"idle": 40, "rise": 40, "seconds": 10},
+            "ambient": {"idle": 25, "rise": 10, "seconds": 20}})");
         EXPECT_EQ(degrees(RXE_PARAM_PA_TEMP), 40);
         EXPECT_EQ(degrees(RXE_PARAM_AMB_TEMP), 25);
         OLIO_s record = olio(1, RXE_STOP_DWELL_TIME, 100);
         record.transmitPower = row.power;
-        configure({record});
-        ASSERT_EQ(set(RXE_PARAM_RADIO_STOP, stopRecord(row.milliseconds, 0)), RXE_OK);
-        run();
+        run({record}, stopRecord(row.milliseconds, 0));
         EXPECT_NEAR(degrees(RXE_PARAM_PA_TEMP), row.pa, 1);
         EXPECT_NEAR(degrees(RXE_PARAM_AMB_TEMP), row.ambient, 1);
-        ASSERT_EQ(RXE_disconnect(), RXE_OK);
     }
 }
 
@@ -82,15 +77,14 @@ TEST_F(Health, AlarmsRepeatSlowlyWhileTheirReasonLasts) {
     };
     for (const auto& row : cases) {
         SCOPED_TRACE(row.legend);
-        const json heat{{"pa", {{"idle", row.pa}, {"rise", 0}, {"critical", 110}}},
-                        {"ambient", {{"idle", row.ambient}, {"rise", 0}, {"critical", 90}}}};
-        ASSERT_EQ(connect("{}"), RXE_OK);
+        const nlohmann::json heat{{"pa", {{"idle", row.pa}, {"rise", 0}, {"critical", 110}}},
+                                  {"ambient", {{"idle", row.ambient}, {"rise", 0}, {"critical", 90}}}};
+        open("");
         setLimit(RXE_NVM_PA_HI_TEMP, row.paLimit);
         setLimit(RXE_NVM_AMB_HI_TEMP, row.ambientLimit);
-        ASSERT_EQ(RXE_disconnect(), RXE_OK);  // which the limits outlive
-        ASSERT_EQ(connect(json{{"clock", "fast"}, {"temperatures", heat}}.dump()), RXE_OK);
+        open("\"temperatures\": " + heat.dump());  // which the limits outlive
         enable({PA_HI, PA_CRIT, PA_LO, AMB_HI, AMB_CRIT, AMB_LO});
-        epcsOfRun(18000);
+        run({olio(1, 2, 100)}, stopRecord(18000, 0));
         EXPECT_EQ((std::array{count(PA_HI), count(PA_CRIT), count(PA_LO), count(AMB_HI), count(AMB_CRIT),
                               count(AMB_LO)}),
                   row.alarms);
@@ -99,15 +93,13 @@ TEST_F(Health, AlarmsRepeatSlowlyWhileTheirReasonLasts) {
                 EXPECT_EQ(packet.payload, std::vector{static_cast<std::uint8_t>(row.pa)});
             }
         }
-        ASSERT_EQ(RXE_disconnect(), RXE_OK);
     }
 }
 
 // At the connection every channel at full power, then each as it was last sent on.
 TEST_F(Health, EchoesFollowWhatTheArraySends) {
-    ASSERT_EQ(connect(R"({"clock": "fast", "model": "QDX4400", "maxTxPower": 36,
-        "events": [{"at": 0.1, "event": "pa", "port": 3, "state": "low"}]})"),
-              RXE_OK);
+    open(R"("model": "QDX4400", "maxTxPower": 36,
+        "events": [{"at": 0.1, "event": "pa", "port": 3, "state": "low"}])");
     const auto expectEcho = [](int power, bool third) {
         AAREchoResults echo = {};
         ASSERT_EQ(RXE_getParam(RXE_PARAM_ECHO + 5, &echo), RXE_OK);
@@ -121,9 +113,7 @@ TEST_F(Health, EchoesFollowWhatTheArraySends) {
     expectEcho(360, false);
     OLIO_s record = olio(5897, RXE_STOP_INVENTORY_ROUNDS, 1);
     record.transmitPower = 250;
-    configure({record});
-    ASSERT_EQ(set(RXE_PARAM_RADIO_STOP, stopRecord(0, 60)), RXE_OK);
-    run();
+    run({record}, stopRecord(0, 60));
     expectEcho(250, true);
 }
 

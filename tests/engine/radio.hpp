@@ -5,36 +5,31 @@
 #define TESTS_ENGINE_RADIO_HPP
 
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
 #include <algorithm>
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <set>
 #include <string>
 #include <vector>
 
 #include "rxe.h"
+#include "support/temp_dir.hpp"
 
-enum : std::uint16_t {
-    END_OF_RUN = 0x0801,
-    TAG_CUSTOM = 0x0805,
-    TAG_COMPLETE = 0x0808,
-    ERROR_LOG = 0x0810,
-    START_INFO3 = 0x0A91,
-    CMD_ONGOING = 0x0B01,
-    ANTENNA_INFO = 0x0B03,
-    CW_ON = 0x0B04,
-    INV_BEGIN = 0x0B09,
-    INV_END = 0x0B0A,
-    ACCESS_INFO = 0x0B0C,
-};
+inline constexpr std::uint16_t END_OF_RUN = 0x0801, TAG_CUSTOM = 0x0805, ERROR_LOG = 0x0810,
+                               CHAN_PWR_LMT = 0x0B13, PARALLEL_RSSI = 0x0A8E, START_INFO3 = 0x0A91,
+                               CMD_ONGOING = 0x0B01, ANTENNA_INFO = 0x0B03, CW_ON = 0x0B04,
+                               GPIO_INFO = 0x0B08, INV_BEGIN = 0x0B09, INV_END = 0x0B0A, ACCESS_INFO = 0x0B0C,
+                               CRITERIA_INFO = 0x0B0D, TAG_CRC_ERROR = 0x0B10, ANT_DISCONNECT = 0x0B81,
+                               AMB_HI = 0x0B82, AMB_CRIT = 0x0B83, AMB_LO = 0x0B84, PA_HI = 0x0B85,
+                               PA_CRIT = 0x0B86, PA_LO = 0x0B87, FWD_HI = 0x0B88, FWD_LO = 0x0B89,
+                               DB_WARNING = 0x0B8D, DB_ERROR = 0x0B8E, ACCESS_DSBL = 0x0B8F,
+                               ANT_CONNECT = 0x0B91, RESTART = 0x0B98, API_ERROR = 0x0BFF;
 
 struct packet_s {
     std::uint16_t type;
@@ -68,17 +63,12 @@ class Radio : public testing::Test {
     static inline std::mutex mutex;
     static inline std::condition_variable arrived;
     static inline std::vector<packet_s> packets;
-    std::filesystem::path directory;
+    const temp_dir_s scratch;
+    const std::filesystem::path directory = scratch.path;
 
-    void SetUp() override {
-        char name[] = "/tmp/rxe-test-XXXXXX";
-        ASSERT_NE(mkdtemp(name), nullptr);
-        directory = name;
-        packets.clear();
-    }
     void TearDown() override {
         RXE_disconnect();
-        std::filesystem::remove_all(directory);
+        packets.clear();
     }
 
     static int keep(RXE_packet_s* packet) {
@@ -94,13 +84,17 @@ class Radio : public testing::Test {
             scenario.find("\"control\"") == std::string::npos) {
             scenario.insert(1, scenario == "{}" ? R"("control": "none")" : R"("control": "none",)");
         }
-        const std::string path = directory / "scenario.json";
-        std::ofstream(path) << scenario;
-        setenv("RXE_SCENARIO", path.c_str(), 1);
+        writeTextFile(directory / "scenario.json", scenario);
+        setenv("RXE_SCENARIO", (directory / "scenario.json").c_str(), 1);
         char device[] = "/dev/ttyS1";
         const RXE_API_STATUS status = RXE_connect(device, 460800);
         RXE_setCallback(keep);
         return status;
+    }
+    // Connects anew, with the fast clock and these keys.
+    void open(const std::string& keys) {
+        RXE_disconnect();
+        ASSERT_EQ(connect(R"({"clock": "fast")" + (keys.empty() ? "" : ", " + keys) + "}"), RXE_OK);
     }
 
     template <typename Record>
@@ -123,12 +117,12 @@ class Radio : public testing::Test {
         record.inventoryIndex = 1;
         return record;
     }
+    static void query(std::uint8_t sel, std::uint8_t session, std::uint8_t target, std::uint8_t q = 0) {
+        ASSERT_EQ(set(RXE_PARAM_INVENTORY + 1, INVENTORY_OP_s{1, 1, {{sel, session, target, q}}}), RXE_OK);
+    }
     // Inventory set 1, every packet that tells of a run, and these olios from id 1.
     static void configure(const std::vector<OLIO_s>& olios) {
-        INVENTORY_OP_s inventory = {};
-        inventory.enable = inventory.protocol = 1;
-        inventory.target = 2;  // A and B in turn, so that every round reads every tag
-        ASSERT_EQ(set(RXE_PARAM_INVENTORY + 1, inventory), RXE_OK);
+        query(0, 0, 2);  // A and B in turn, so that every round reads every tag
         enable({START_INFO3, CMD_ONGOING, ANTENNA_INFO, CW_ON, INV_BEGIN, INV_END, ACCESS_INFO});
         for (std::size_t i = 0; i < olios.size(); ++i) {
             ASSERT_EQ(set(static_cast<unsigned>(RXE_PARAM_OLIO + 1 + i), olios[i]), RXE_OK);
@@ -171,6 +165,11 @@ class Radio : public testing::Test {
         EXPECT_GE(packets.size(), 2U);
         EXPECT_EQ(format(packets.at(packets.size() - 2), &info), RXE_OK);
         return info;
+    }
+    static START_INFO_s run(const std::vector<OLIO_s>& olios, const PER_RADIO_STOP_s& stop) {
+        configure(olios);
+        EXPECT_EQ(set(RXE_PARAM_RADIO_STOP, stop), RXE_OK);
+        return run();
     }
 };
 

@@ -1,29 +1,23 @@
 // SPDX-License-Identifier: MIT
 // Packet logs played back in place of the radio.
-#include "scenario_text.hpp"
+#include <gmock/gmock.h>
+
+#include "radio.hpp"
 
 namespace {
 
-class Replay : public ScenarioRadio {
+class Replay : public Radio {
   protected:
-    std::string path;
+    const std::string path = directory / "packets.log";
 
-    void SetUp() override {
-        ScenarioRadio::SetUp();
-        path = directory / "packets.log";
-    }
-    void TearDown() override {
-        unsetenv("RXE_REPLAY");
-        unsetenv("RXE_REPLAY_SPEED");
-        ScenarioRadio::TearDown();
-    }
     // Two runs into the log; what they delivered, run by run.
-    std::vector<std::vector<packet_s>> record(const char* clock) {
-        EXPECT_EQ(connect(std::string(R"({"tags": {"count": 5}, "clock": ")") + clock + "\"}"), RXE_OK);
+    std::vector<std::vector<packet_s>> record(const std::string& clock) {
+        unsetenv("RXE_REPLAY");
+        EXPECT_EQ(connect(R"({"tags": {"count": 5}, "clock": ")" + clock + "\"}"), RXE_OK);
         EXPECT_EQ(RXE_enablePacketLogging(path.c_str()), RXE_OK);
         std::vector<std::vector<packet_s>> runs;
         for (const std::uint32_t milliseconds : {400, 200}) {
-            epcsOfRun(milliseconds);
+            run({olio(1, 2, 100)}, stopRecord(milliseconds, 0));
             runs.push_back(packets);
         }
         EXPECT_EQ(RXE_disconnect(), RXE_OK);
@@ -70,8 +64,7 @@ TEST_F(Replay, KeepsTheTimesOfTheLogAndStopsForTheHost) {
 
 TEST_F(Replay, BrokenFilesAreRefused) {
     record("fast");
-    std::string good(std::filesystem::file_size(path), '\0');
-    std::ifstream(path, std::ios::binary).read(good.data(), static_cast<std::streamsize>(good.size()));
+    const std::string good = readTextFile(path);
     const auto changed = [&](std::size_t at, const std::string& bytes) {
         std::string log = good;
         return log.replace(at, bytes.size(), bytes);
@@ -95,14 +88,13 @@ TEST_F(Replay, BrokenFilesAreRefused) {
     };
     for (const auto& row : cases) {
         SCOPED_TRACE(row.legend);
-        std::ofstream(path, std::ios::binary) << row.content;
+        writeTextFile(path, row.content);
         testing::internal::CaptureStderr();
         EXPECT_EQ(replay("fast"), 11);
         const std::string line = testing::internal::GetCapturedStderr();
-        EXPECT_NE(line.find(path + ": "), std::string::npos) << line;
-        EXPECT_NE(line.find(row.line), std::string::npos) << line;
+        EXPECT_THAT(line, testing::AllOf(testing::HasSubstr(path + ": "), testing::HasSubstr(row.line)));
     }
-    std::ofstream(path, std::ios::binary) << good;
+    writeTextFile(path, good);
     EXPECT_EQ(replay("slow"), 11);
     EXPECT_EQ(replay(""), RXE_OK);
 }

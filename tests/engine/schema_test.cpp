@@ -32,7 +32,6 @@ class Schema : public Radio {
     json root;
 
     void SetUp() override {
-        Radio::SetUp();
         std::ifstream(TARNWICK_SOURCE_DIR "/engine/scenario.schema.json") >> root;
         setenv("RXE_SCENARIO", (directory / "scenario.json").c_str(), 1);
     }
@@ -40,7 +39,7 @@ class Schema : public Radio {
     std::string refusalOf(const json::json_pointer& pointer, const json& value) const {
         json scenario = complete;
         scenario[pointer] = value;
-        std::ofstream(directory / "scenario.json") << scenario;
+        writeTextFile(directory / "scenario.json", scenario.dump());
         rxe::scenario_s loaded;
         std::string line;
         const bool taken = rxe::loadScenario(&loaded, &line);

@@ -15,7 +15,6 @@ using nlohmann::json;
 
 namespace {
 
-
 const mode_configuration_s& inForce = mode_configuration;
 
 std::string polarizationName(QDX_BEAM_POL_e polarization) {

@@ -1,0 +1,65 @@
+// SPDX-License-Identifier: MIT
+#include "channels.hpp"
+
+#include <algorithm>
+
+namespace rxe {
+namespace {
+
+constexpr std::uint32_t BAND_EDGE = 900000;  // kHz
+constexpr std::int64_t WINDOW = 20000000, MOST_IN_WINDOW = 400000;
+constexpr std::int64_t LEAST_USE = 10000;  // a shorter stay would be gone before it brought a read
+constexpr std::int64_t MOST_AT_ONCE = 4000000, REST = 100000;
+
+bool hasWindow(std::uint32_t kilohertz) {
+    return kilohertz >= BAND_EDGE;
+}
+
+// Time on the frequency within the window that ends now.
+std::int64_t usedInWindow(const channel_uses_t& uses, std::uint32_t kilohertz, std::int64_t now) {
+    std::int64_t used = 0;
+    for (const channel_use_s& use : uses) {
+        if (use.kilohertz == kilohertz) {
+            used += std::max<std::int64_t>(0, use.to - std::max(use.from, now - WINDOW));
+        }
+    }
+    return used;
+}
+
+}  // namespace
+
+void noteUse(const channel_use_s& use, channel_uses_t* uses) {
+    std::erase_if(*uses, [&](const channel_use_s& old) { return old.to <= use.to - WINDOW; });
+    uses->push_back(use);
+}
+
+bool channelIsFree(const channel_uses_t& uses, std::uint32_t kilohertz, std::int64_t now) {
+    if (hasWindow(kilohertz)) {
+        return usedInWindow(uses, kilohertz, now) <= MOST_IN_WINDOW - LEAST_USE;
+    }
+    return std::ranges::none_of(uses, [&](const channel_use_s& use) {
+        return use.kilohertz == kilohertz && use.to - use.from >= MOST_AT_ONCE && use.to + REST > now;
+    });
+}
+
+// While an earlier stay leaves the window the new one costs nothing on balance.
+std::int64_t channelLimit(const channel_uses_t& uses, std::uint32_t kilohertz, std::int64_t now) {
+    if (!hasWindow(kilohertz)) {
+        return now + MOST_AT_ONCE;
+    }
+    std::int64_t left = MOST_IN_WINDOW - usedInWindow(uses, kilohertz, now), at = now;
+    for (const channel_use_s& use : uses) {
+        if (use.kilohertz != kilohertz || use.to + WINDOW <= at) {
+            continue;
+        }
+        const std::int64_t untilItLeaves = std::max(use.from + WINDOW, at) - at;
+        if (untilItLeaves >= left) {
+            break;
+        }
+        left -= untilItLeaves;
+        at = use.to + WINDOW;
+    }
+    return at + left;
+}
+
+}  // namespace rxe

@@ -1,0 +1,155 @@
+// SPDX-License-Identifier: MIT
+// What a run shows of each parameter and of each rule of the air: one figure a row.
+#include <bit>
+#include <cmath>
+
+#include "radio.hpp"
+
+namespace {
+
+class Effects : public Radio {
+  protected:
+    // What a row changes: one round of antenna 1, in session 0 with target AB.
+    static inline OLIO_s o;
+    static inline INVENTORY_OP_s q;
+    static inline double milliseconds;
+
+    static void put(unsigned id, auto record) { EXPECT_EQ(set(id, record), RXE_OK); }
+    void begin(const std::string& keys) {
+        open(keys);
+        o = olio(1, 1, 1);
+        q = {1, 1, {{0, 0, 2, 0}}};
+        configure({}), enable({PA_CRIT, 0x0806, 0x0807, 0x0808});
+        put(RXE_PARAM_RADIO_STOP, stopRecord(0, 1));
+        put(RXE_PARAM_CUSTOM_FIELDS, std::uint32_t{0xFFFFF});
+    }
+    static void go() {
+        put(RXE_PARAM_OLIO + 1, o);
+        put(RXE_PARAM_INVENTORY + 1, q);
+        milliseconds = static_cast<double>(run().duration) / 1000;
+    }
+    static void dwell(std::uint16_t time) { o.stopType = RXE_STOP_DWELL_TIME, o.stopValue = time; }
+    static void rest(std::uint16_t typeAndTime) {
+        put(RXE_PARAM_TX_DELAY_INTERVAL, typeAndTime), put(RXE_PARAM_RADIO_STOP, stopRecord(0, 10));
+    }
+    static void range(std::uint8_t word) { put(RXE_PARAM_DYNAMIC_RANGE, word), o.linkProfileIndex = 1519; }
+    static void channels(unsigned count, std::uint32_t from) {
+        for (std::uint32_t n = 1; n <= 50; ++n) {
+            put(RXE_PARAM_CHANNEL + n, CHANNEL_s{n <= count, {}, from + 500 * (n - 1), 0, 0});
+        }
+    }
+    static void select(std::uint8_t sel, std::uint16_t truncated) {
+        put(RXE_PARAM_SELECT + 1, SELECT_OP_s{1, 4, 0, 1, 0x20, 8, 0, truncated, {0xAB}});
+        o.selectBitMask = 1, q.sel = sel, q.target = 0;
+    }
+    static void access(std::uint8_t type, std::uint32_t payload) {
+        put(RXE_PARAM_ACCESS + 1, ACCESS_OP_s{1, type, {}, {.payload = payload}, 1, {}, 0, 0, 0});
+        o.accessBitMask = 1;
+    }
+
+    static std::vector<TAG_INFO_s> tags() { return recordsOf<TAG_INFO_s>(TAG_CUSTOM); }
+    static double reads() { return static_cast<double>(count(TAG_CUSTOM)); }
+    static double ms() { return milliseconds; }
+    static double carriers() { return static_cast<double>(count(CW_ON)); }
+    static double level() { return 10 * std::log10(std::bit_cast<float>(tags().at(0).rssiLin)); }
+    // Tens: all reads; ones: those without their first byte.
+    static double cut() {
+        const auto isCut = [](const TAG_INFO_s& info) { return info.epcLength == 24; };
+        return 10 * reads() + static_cast<double>(std::ranges::count_if(tags(), isCut));
+    }
+    static double fields(std::uint16_t type) { return recordsOf<TAG_INFO_s>(type).at(0).fields; }
+};
+
+TEST_F(Effects, OfEachParameter) {
+    const std::string still = R"("air": {"fade": 0, "errors": false}, "antennas": [{"port": 1, "position":
+        [0, 0, 1]}], "tags": [{"sensitivity": -40, "epc": ")";
+    const std::string near = still + R"(AB000001", "position": [0, 1, 1])", one = near + "}]";
+    const std::string five = near + R"(}, {"count": 4, "epcPrefix": "CD", "epcBits": 32}])";
+    const std::string pair = near + R"(}, {"sensitivity": -40, "epc": "AA02", "position": [0, )";
+    const std::string far = still + R"(AA01", "position": [0, 15, 1]}, {"sensitivity": -40, "epc": "AA02",
+        "position": [0, 18, 1]}])";
+    // clang-format off
+    const auto nothing = [] {}; const auto ten = [] { o.stopValue = 10; };
+    const struct {
+        const char* legend; std::string keys;
+        void (*change)(); double (*figure)(); double expected, off;
+    } cases[] = {
+        {"no report is below the RSSI threshold", R"("air": {"fade": 4}, "tags": [{"epc": "AA01"}])",
+         [] { put(RXE_PARAM_RSSI_THRESHOLD, std::int8_t{-46}), o.stopValue = 200; },
+         []() -> double { return std::ranges::min(tags(), {}, &TAG_INFO_s::rssi).rssi; }, -46, 0},
+        {"flags fall back in the dark of a long olio", one + R"(, "events": [
+            {"at": 2, "event": "move", "epc": "AB000001", "position": [900, 900, 1]},
+            {"at": 50, "event": "move", "epc": "AB000001", "position": [0, 1, 1]}])",
+         [] { dwell(60000), q.session = 2, q.target = 0; }, reads, 2, 0},
+        {"asked for SL, what the Select matches is cut", five, [] { select(3, 24); }, cut, 11, 0},
+        {"with a CRC", five, [] { select(3, 24); }, []() -> double { return tags()[0].crc; }, 0xFF46, 0},
+        {"asked for the others, nobody is", five, [] { select(2, 24); }, cut, 40, 0},
+        {"nor asked for all", five, [] { select(0, 24); }, cut, 50, 0},
+        {"a wrong password turns no flag", near + R"(, "accessPassword": "00000007"}])",
+         [] { access(RXE_ACCESS_ACCESS, 1), o.stopValue = 3, q.session = 2, q.target = 0; }, reads, 3, 0},
+        {"no more unique tags, the database full", R"("database": {"capacity": 2}, "tags": {"count": 5})",
+         [] { dwell(60000), put(RXE_PARAM_RADIO_STOP, stopRecord(9000, 0, 0xF001)); }, ms, 1010, 60},
+        {"the level at 865.7 MHz", one, [] { channels(1, 865700); }, level, -28.4, 0.1},
+        {"ten channels, 0.4 s in 20 s", one, [] { channels(10, 902000), dwell(40000); }, carriers, 20, 0},
+        {"below 900 MHz 4 s, then a rest", one, [] { channels(1, 865700), dwell(8050); }, carriers, 2, 0},
+        {"a CRC over XPC words", near + R"(, "xpc": "80010002"}])", nothing,
+         [] { return tags()[0].crc + tags()[0].xpc1 * 65536.0 + tags()[0].xpc2 * 0x1p32; }, 0x28001B1F1, 0},
+        {"ISO", near + R"(, "afi": 161}])", nothing, []() -> double { return tags()[0].pc; }, 0x11A1, 0},
+        {"31 words of EPC", still + std::string(124, 'A') + R"(", "position": [0, 1, 1]}])", nothing,
+         []() -> double { return tags()[0].epcLength + tags()[0].epc[61]; }, 496 + 0xAA, 0},
+        {"a pointer of 16 bits", one, [] { access(RXE_ACCESS_READ, 3 | 128 << 16); }, ms, 9.44, 0.05},
+        {"8 more take 0.25 ms", one, [] { access(RXE_ACCESS_READ, 3 | 16384 << 16); }, ms, 9.69, 0.05},
+        {"an id filter", five,
+         [] { put(RXE_PARAM_ID_FILTER + 1, REPORT_FILTER_ID_s{1, 0, 8, 0, {0xCD}}); }, reads, 4, 0},
+        {"nine rests of 0.2 s without reads", R"("tags": [])", [] { rest(0xC801); }, ms, 1865, 5},
+        {"eight without new tags", one, [] { rest(0xC802); }, ms, 1646, 5},
+        {"ten delays of 50 ms after selects", one,
+         [] { put(RXE_PARAM_DELAY_AFTER_SELECTS, std::uint16_t{50000}), select(0, 0), o.stopValue = 10; },
+         ms, 560, 10},
+        {"a hop for each round", one,
+         [] { put(RXE_PARAM_HOP_PER_ROUND, std::uint8_t{1}), o.stopValue = 10; }, carriers, 10, 0},
+        {"a low dynamic range hears both", far, [] { range(0); }, reads, 2, 0},
+        {"a high one none", far, [] { range(2); }, reads, 0, 0},
+        {"a near tag drowns a far one", pair + "3, 1]}]", ten, ms, 55, 5},
+        {"but not one like it", pair + "1.1, 1]}]", ten, ms, 77, 5},
+        {"started by port 3, stopped by port 4, held for 0.1 and 0.2 s", R"("events": [
+            {"at": 0.5, "event": "gpi", "port": 3, "level": "high"},
+            {"at": 1, "event": "gpi", "port": 4, "level": "high"}])",
+         [] { put(RXE_PARAM_GPIO_START2, GPIO_START2_s{0x44, 0, 0, 0, 100, 0}), dwell(60000),
+              put(RXE_PARAM_RADIO_STOP2, PER_RADIO_STOP2_s{9000, 0, 0, 0x88, 0, 0, 0, 0, 200, 0}); },
+         ms, 500, 15},
+        {"the tags' plane 3 m below the array", R"("model": "QDX4400", "air": {"fade": 0}, "tags": [
+            {"epc": "AA01", "sensitivity": -40, "position": [0, 3, 1]}])",
+         [] { put(RXE_PARAM_AAR_HEIGHT, std::uint16_t{50}), put(RXE_PARAM_TAG_HEIGHT, std::uint16_t{20}),
+              o = olio(5000 + 1 + 90 / 5 + 72 * 5, 1, 1), o.receiveAntenna = 0xFFF5; },
+         []() -> double { return tags()[0].locationY; }, 30, 2},
+        {"TAG_INFO_SHORT", one, nothing, [] { return fields(0x0806); }, RXE_FIELD_EPC, 0},
+        {"TAG_INFO_LONG", one, nothing, [] { return fields(0x0807); }, 0x2671, 0},
+        {"TAG_INFO_COMPLETE", one, nothing, [] { return fields(0x0808); }, 0xFFFFF, 0},
+    };
+    // clang-format on
+    for (const auto& row : cases) {
+        SCOPED_TRACE(row.legend);
+        begin(row.keys);
+        row.change(), go();
+        EXPECT_NEAR(row.figure(), row.expected, row.off);
+    }
+}
+
+// What a scenario's events and heat brought when a log was written comes out of the log alone.
+TEST_F(Effects, APlayedLogHasNoEventsBesideIt) {
+    const char* const keys = R"("temperatures": {"pa": 120}, "events": [
+        {"at": 0.1, "event": "error", "text": "made up"}])";
+    begin(keys);
+    ASSERT_EQ(RXE_enablePacketLogging((directory / "log").c_str()), RXE_OK);
+    dwell(300), go();
+    const auto recorded = packets;
+    EXPECT_EQ(count(ERROR_LOG) + count(PA_CRIT), 2U);
+    setenv("RXE_REPLAY", (directory / "log").c_str(), 1);
+    begin(keys);
+    run();
+    unsetenv("RXE_REPLAY");
+    EXPECT_EQ(packets, recorded);
+}
+
+}  // namespace
