@@ -135,7 +135,8 @@ TEST_F(Radio, RealClockKeepsThePaceAndTellsThatItIsAlive) {
     const auto begin = std::chrono::steady_clock::now();
     const START_INFO_s info = run({fast}, stopRecord(1500, 0));
     const std::chrono::duration<double> real = std::chrono::steady_clock::now() - begin;
-    EXPECT_NEAR(real.count(), 1.5, 1.5 * 0.05);
+    EXPECT_GE(real.count(), 1.5 * 0.95);
+    EXPECT_LT(real.count(), 3) << "or this machine is very busy";
     EXPECT_NEAR(info.tagReads, 1.5 * 1280, 1.5 * 1280 * 0.05);
     EXPECT_GE(count(CMD_ONGOING), 6U);
 }
@@ -278,13 +279,10 @@ TEST_F(Radio, FakeTagsComeAtTheirRateUntilStopped) {
     ASSERT_EQ(connect("{}"), RXE_OK);
     enable({START_INFO3});
     EXPECT_NE(RXE_txFakeTags(0), RXE_OK);
-    const auto begin = std::chrono::steady_clock::now();
     ASSERT_EQ(RXE_txFakeTags(300), RXE_OK);
     EXPECT_NE(RXE_resume(), RXE_NO_START_ONGOING);
     EXPECT_NE(RXE_start(), RXE_OK);
-    ASSERT_TRUE(waitFor([] { return count(TAG_CUSTOM) == 150; }));
-    const std::chrono::duration<double> half = std::chrono::steady_clock::now() - begin;
-    EXPECT_NEAR(half.count(), 0.5, 0.2);
+    ASSERT_TRUE(waitFor([] { return count(TAG_CUSTOM) >= 150; }));
     EXPECT_EQ(RXE_stop(), RXE_OK);
     EXPECT_EQ(RXE_resume(), RXE_NO_START_ONGOING);
     std::set<std::vector<std::uint8_t>> different;
@@ -293,7 +291,9 @@ TEST_F(Radio, FakeTagsComeAtTheirRateUntilStopped) {
     }
     EXPECT_EQ(different.size(), packets.size()) << "each tag is another one";
     EXPECT_EQ(packets.back().type, END_OF_RUN);
-    EXPECT_EQ(recordsOf<START_INFO_s>(START_INFO3).at(0).stopCause, 1);
+    const START_INFO_s info = recordsOf<START_INFO_s>(START_INFO3).at(0);
+    EXPECT_EQ(info.stopCause, 1);
+    EXPECT_NEAR(1e6 * static_cast<double>(different.size()) / static_cast<double>(info.duration), 300, 60);
 }
 
 }  // namespace
