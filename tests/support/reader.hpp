@@ -20,7 +20,7 @@ inline constexpr const char* tcpDataEndpoint = "tcp://127.0.0.1:5160";
 // One ZeroMQ socket of the test, closed with the object.
 struct socket_s {
     explicit socket_s(int type);
-    ~socket_s();
+    virtual ~socket_s();
     socket_s(const socket_s&) = delete;
     socket_s& operator=(const socket_s&) = delete;
 

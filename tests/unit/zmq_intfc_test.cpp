@@ -53,7 +53,8 @@ TEST_F(ZmqIntfc, namesTheStepThatFailedAndGoesNoFurther) {
         {"", closeZMQSocketsForRadio, "radio_to_main_async close", nullptr},
         {"", closeZMQSocketForData, "tag_data close", nullptr},
     };
-    static std::vector<void*> contexts;  // each with the sockets that the failed step leaves open
+    // Each with the sockets that the failed step leaves open; in reach until the end.
+    static std::vector<void*>& contexts = *new std::vector<void*>;
     for (const auto& [taken, step, failed, notMade] : cases) {
         SCOPED_TRACE(failed);
         std::filesystem::remove_all("/tmp/tarnwick_rep");
