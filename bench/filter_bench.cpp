@@ -34,7 +34,7 @@ tagFilter_s expression(const char* text) {
     tagFilter_s filter;
     filter.enabled = 1;
     filter.match = filter_match_e::REGEX;
-    filter.regex = compileFilterExpression(text);
+    compileFilterExpression(text, &filter.regex);
     return filter;
 }
 

@@ -17,16 +17,23 @@ inline constexpr std::size_t maxMatchSteps = 200'000;
 // Bytes of the stack that a match may have taken when it looks at the text.
 inline constexpr std::size_t maxMatchStack = 1024 * 1024;
 
-// Characters of an expression times all its counts ("{3}", "{2,7}"), where it has a
-// back-reference or a part that can take no digit, such as "()" or "a{0}". For
+// Characters of an expression with its counts ("{3}", "{2,7}") written out, where it
+// has a back-reference or a part that can take no digit, such as "()" or "a{0}". For
 // those the library's time or stack would grow out of all bounds.
 inline constexpr std::size_t maxUnfoldedLength = 10'000;
 
-// The compiled expression, or null for a text that is none. An expression that
-// unfolds to more states than the library allows (100,000) is none either, nor is
-// one beyond maxUnfoldedLength. Takes at most some tens of milliseconds. Main thread.
-std::shared_ptr<const std::regex> compileFilterExpression(const std::string& text);
+// Digits of an EPC at most: 255 bytes.
+inline constexpr std::size_t maxEpcDigits = 510;
+
+// Null matches nothing.
+using expression_t = std::shared_ptr<const std::regex>;
+
+// Sets *expression to the compiled text, or to null where that would cost too much:
+// beyond maxUnfoldedLength, or more states than the library allows (100,000). Takes
+// some tens of milliseconds at most. False for a text that is no expression. Main
+// thread.
+bool compileFilterExpression(const std::string& text, expression_t* expression);
 
 // Whether the whole text matches; an expression that has not matched within
 // maxMatchSteps and maxMatchStack does not. Nothing is thrown. Engine thread.
-bool matchesFilterExpression(const std::regex& expression, std::string_view text);
+bool matchesFilterExpression(const expression_t& expression, std::string_view text);

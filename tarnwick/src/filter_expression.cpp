@@ -5,6 +5,8 @@
 #include <charconv>
 #include <cstdint>
 #include <iterator>
+#include <limits>
+#include <vector>
 
 namespace {
 
@@ -68,20 +70,71 @@ struct stepping_iterator_s {
     }
 };
 
-// An upper bound for the length of an expression whose counts ("{3}", "{2,7}") are
-// written out, or anything above `limit`.
-std::size_t unfoldedLength(std::string_view text, std::size_t limit) {
-    std::size_t length = text.size();
-    for (std::size_t at = text.find_first_of("{,"); at != text.npos && length <= limit;
-         at = text.find_first_of("{,", at + 1)) {
-        std::size_t count = 1;
-        const char* end = text.data() + text.size();
-        if (std::from_chars(text.data() + at + 1, end, count).ec == std::errc::result_out_of_range) {
-            return limit + 1;
-        }
-        length *= std::clamp<std::size_t>(count, 1, limit + 1);
+// Where the atom at `at` ends: an escape ("\{", "\c{"), a bracket expression
+// ("[^\]{9}]", "[[:alpha:]{9}]") or any one character.
+std::size_t endOfAtom(std::string_view text, std::size_t at) {
+    if (text[at] == '\\') {
+        return at + (text.substr(at, 2) == "\\c" ? 3 : 2);
     }
-    return length;
+    if (text[at] != '[') {
+        return at + 1;
+    }
+    for (++at; at < text.size() && text[at] != ']';) {
+        const bool named = text[at] == '[' && at + 1 < text.size() && text.find_first_of(":.=", at) == at + 1;
+        const std::size_t close = named ? text.find(std::string{text[at + 1], ']'}, at + 2) : text.npos;
+        at = close != text.npos ? close + 2 : text[at] == '\\' ? endOfAtom(text, at) : at + 1;
+    }
+    return at + 1;
+}
+
+std::size_t countOf(const std::csub_match& digits) {
+    std::size_t count = 0;
+    const bool tooLarge =
+        std::from_chars(digits.first, digits.second, count).ec == std::errc::result_out_of_range;
+    return tooLarge ? std::numeric_limits<std::size_t>::max() : count;
+}
+
+struct unfolding_s {
+    std::string text;
+    std::size_t length = 0;  // of the text with its counts written out; at most unfoldingLimit
+};
+constexpr std::size_t unfoldingLimit = maxUnfoldedLength + 1;
+
+// The expression with no count ("{3}", "{2,}", "{2,7}") above `most`. A wrong one
+// stays wrong.
+unfolding_s limitCounts(std::string_view text, std::size_t most) {
+    static const std::regex countSyntax(R"(\{(\d+)(,?)(\d*)\})");
+    unfolding_s limited;
+    std::vector<std::size_t> groups;  // the length in front of each open one
+    std::size_t front = 0;            // the length in front of what a count repeats
+    for (std::size_t at = 0; at < text.size();) {
+        std::cmatch count;
+        if (std::regex_search(text.data() + at, text.data() + text.size(), count, countSyntax,
+                              std::regex_constants::match_continuous)) {
+            const std::size_t least = countOf(count[1]);
+            const std::size_t last = count.length(3) != 0 ? countOf(count[3]) : least;
+            const std::string upper = count.length(3) != 0 ? std::to_string(std::min(last, most)) : "";
+            limited.text += least > last
+                                ? "{1,0}"
+                                : "{" + std::to_string(std::min(least, most)) + count.str(2) + upper + "}";
+            const std::size_t times = std::clamp<std::size_t>(last, 1, most);
+            limited.length = std::min(front + (limited.length - front) * times, unfoldingLimit);
+            at += static_cast<std::size_t>(count.length());
+            continue;
+        }
+        front = limited.length;
+        if (text[at] == '(') {
+            groups.push_back(front);
+        } else if (text[at] == ')' && !groups.empty()) {
+            front = groups.back();
+            groups.pop_back();
+        }
+        const std::string_view atom = text.substr(at, endOfAtom(text, at) - at);
+        limited.text += atom;
+        limited.length = std::min(limited.length + atom.size(), unfoldingLimit);
+        at += atom.size();
+    }
+    return limited;
 }
 
 // Whether a part of the expression can never take a digit: an empty group or a
@@ -90,6 +143,15 @@ std::size_t unfoldedLength(std::string_view text, std::size_t limit) {
 bool hasEmptyPart(const std::string& text) {
     static const std::regex emptyPart(R"(\(\)|\(\?:\)|\{0+(,0+)?\})");
     return std::regex_search(text, emptyPart);
+}
+
+// Null where the library throws.
+expression_t compiled(const std::string& text, std::regex::flag_type flags) {
+    try {
+        return std::make_shared<const std::regex>(text, flags);
+    } catch (const std::regex_error&) {
+        return nullptr;
+    }
 }
 
 }  // namespace
@@ -102,32 +164,36 @@ bool hasEmptyPart(const std::string& text) {
 // matcher goes one call deeper for each state on its way, some 100 bytes of the
 // engine thread's stack; between two looks at the text, where nothing can end it,
 // only the length of the expression bounds the way.
-std::shared_ptr<const std::regex> compileFilterExpression(const std::string& text) {
+//
+// A count above the digits of the longest EPC says the same as one just above them,
+// so that "a{99999}" stays small, and only counts of counts are left to be too many.
+bool compileFilterExpression(const std::string& text, expression_t* expression) {
     using namespace std::regex_constants;
-    const bool isLong = unfoldedLength(text, maxUnfoldedLength) > maxUnfoldedLength;
-    if (isLong && hasEmptyPart(text)) {
-        return nullptr;
+    expression->reset();
+    // With no count above 1 the grammar is the same and nothing is costly.
+    if (compiled(limitCounts(text, 1).text, ECMAScript) == nullptr) {
+        return false;
     }
-    for (const syntax_option_type flags : {ECMAScript | nosubs | __polynomial, ECMAScript}) {
-        try {
-            return std::make_shared<const std::regex>(text, flags);
-        } catch (const std::regex_error& error) {
-            if (error.code() != error_complexity && error.code() != error_backref) {
-                return nullptr;
-            }
-        }
-        if (isLong) {
-            return nullptr;
-        }
+    const unfolding_s unfolding = limitCounts(text, maxEpcDigits + 1);
+    const bool isLong = unfolding.length == unfoldingLimit;
+    if (isLong && hasEmptyPart(unfolding.text)) {
+        return true;
     }
-    return nullptr;
+    *expression = compiled(unfolding.text, ECMAScript | nosubs | __polynomial);
+    if (*expression == nullptr && !isLong) {
+        *expression = compiled(unfolding.text, ECMAScript);
+    }
+    return true;
 }
 
-bool matchesFilterExpression(const std::regex& expression, std::string_view text) {
+bool matchesFilterExpression(const expression_t& expression, std::string_view text) {
+    if (expression == nullptr) {
+        return false;
+    }
     match_budget_s budget;
     try {
         return std::regex_match(stepping_iterator_s{text.data(), &budget},
-                                stepping_iterator_s{text.data() + text.size(), &budget}, expression);
+                                stepping_iterator_s{text.data() + text.size(), &budget}, *expression);
     } catch (const out_of_budget_s&) {
         return false;
     } catch (const std::regex_error&) {

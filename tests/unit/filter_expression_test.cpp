@@ -16,23 +16,33 @@ TEST(FilterExpression, CostsAreBounded) {
     const std::pair<const char*, list_t> outcomes[] = {
         {"matches",
          {"a{124}", "(.?){124}", "(a|ab|b)+(?=)", "(aa)\\1*", "[^\\W_]+\\b", "()a(?:){9}.*",
-          ".{0,60}[0-9a-f]{0,60}a{0,40}"}},
+          ".{0,60}[0-9a-f]{0,60}a{0,40}", "(?:){40000}a*", "(a{0,0}){40000}a+", "a{0,99999999999999999999}",
+          "(a)\\1{60}a{0,9}\\1{60}a*", "()\\1(a?a?){1400}.*", "((a?){40}){9}"}},
         {"does not match",
          {"(a)\\1{122}b", "(a*)*b", "((((a|a)*)*)*)*b", "(.*)(.*)(.*)(.*)(.*)(.*)(.*)(.*)\\1b", "(a*)*\\1b",
-          "()\\1((z?){200}.)*", "a{9999}"}},
+          "()\\1((z?){200}.)*", "a{125}", "a{99999}", "a{99999,}"}},
+        // Expressions as well, of which some would match if that did not cost too much.
+        {"does not match",
+         {"()\\1((a?){99}){99}.*", "((((?:){99}){99}){99}a?){999}", "(((a{100}){100}){100}){100}"}},
         {"does not compile",
-         {"()\\1(a?){14000}", "(?:){40000}", "(a{0,0}){40000}", "(((a{100}){100}){100}){100}", "a{99999}",
-          "(a)\\2", "a{2,1}", "[z-a]", "*"}}};
+         {"(a)\\2", "a{2,1}", "a{999,998}", "(?:){40000}(", "((((?:){99}){99}){99}){999}{2,1}", "a{9",
+          "[z-a]", "*", "\\", "[", "[[:", "[[:a"}}};
     const auto begin = std::chrono::steady_clock::now();
     for (const auto& [outcome, expressions] : outcomes) {
         for (const char* text : expressions) {
-            const auto expression = compileFilterExpression(text);
-            const std::string seen = expression == nullptr ? "does not compile"
-                                     : matchesFilterExpression(*expression, std::string(124, 'a'))
+            expression_t expression;
+            const std::string seen = !compileFilterExpression(text, &expression) ? "does not compile"
+                                     : matchesFilterExpression(expression, std::string(124, 'a'))
                                          ? "matches"
                                          : "does not match";
             EXPECT_EQ(seen, outcome) << text;
         }
+    }
+    // What only looks like a count.
+    for (const auto& [text, match] : {std::pair{"[{999}]{3}\\c{?", "999"}, {"[[.a.]{999}]*", "a999"}}) {
+        expression_t expression;
+        EXPECT_TRUE(compileFilterExpression(text, &expression) && matchesFilterExpression(expression, match))
+            << text;
     }
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(60));
 }

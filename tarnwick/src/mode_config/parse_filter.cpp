@@ -90,8 +90,7 @@ int parsePattern(const std::string& digits, tagFilter_s* filter, std::string* re
 }
 
 int parseExpression(const std::string& text, tagFilter_s* filter, std::string* reply) {
-    filter->regex = compileFilterExpression(text);
-    if (filter->regex == nullptr) {
+    if (!compileFilterExpression(text, &filter->regex)) {
         sprintfStr(reply,
                    "Failure: mode json payload mode \"filter\"\\\"match\"\\\"regex\" value %s is not a valid "
                    "regex",

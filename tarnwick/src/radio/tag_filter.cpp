@@ -33,8 +33,7 @@ int compareTagFilter(const std::uint8_t* epc, unsigned byteCount, std::string* i
     const bool include = filter.operation == filter_operation_e::INCLUDE;
     if (filter.match == filter_match_e::REGEX) {
         appendHex(epc, byteCount, idHex);
-        const bool matched = filter.regex != nullptr && matchesFilterExpression(*filter.regex, *idHex);
-        return matched == include ? 1 : 0;
+        return matchesFilterExpression(filter.regex, *idHex) == include ? 1 : 0;
     }
     if (matchesPattern(filter, epc, byteCount) != include) {
         return 0;
