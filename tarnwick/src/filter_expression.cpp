@@ -106,7 +106,7 @@ unfolding_s limitCounts(std::string_view text, std::size_t most) {
     static const std::regex countSyntax(R"(\{(\d+)(,?)(\d*)\})");
     unfolding_s limited;
     std::vector<std::size_t> groups;  // the length in front of each open one
-    std::size_t front = 0;            // the length in front of what a count repeats
+    std::size_t front = 0;            // the length in front of what a count or "*" repeats
     for (std::size_t at = 0; at < text.size();) {
         std::cmatch count;
         if (std::regex_search(text.data() + at, text.data() + text.size(), count, countSyntax,
@@ -122,7 +122,9 @@ unfolding_s limitCounts(std::string_view text, std::size_t most) {
             at += static_cast<std::size_t>(count.length());
             continue;
         }
-        front = limited.length;
+        if (std::string_view("*+?").find(text[at]) == std::string_view::npos) {
+            front = limited.length;
+        }
         if (text[at] == '(') {
             groups.push_back(front);
         } else if (text[at] == ')' && !groups.empty()) {
