@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "one_antenna.hpp"
 #include "rxe.h"
 #include "verdict.hpp"
 
@@ -48,16 +49,8 @@ bool connect(std::int64_t count) {
 }
 
 bool configure(std::uint32_t fields) {
-    INVENTORY_OP_s inventory = {};
-    inventory.enable = inventory.protocol = 1;
-    inventory.session = inventory.target = 2;  // every tag in every round
-    OLIO_s olio = {};
-    olio.enable = olio.inventoryIndex = 1;
-    olio.transmitAntenna = olio.receiveAntenna = 1;
-    olio.stopType = RXE_STOP_INVENTORY_ROUNDS;
-    olio.stopValue = 1;
-    olio.transmitPower = 300;
-    olio.linkProfileIndex = 1519;
+    INVENTORY_OP_s inventory = everyTagInventory(0);
+    OLIO_s olio = firstAntennaOlio(RXE_STOP_INVENTORY_ROUNDS, 1, 1519);
     PER_RADIO_STOP_s stop = {};
     stop.tagCount = 50000;
     return RXE_setParam(RXE_PARAM_INVENTORY + 1, &inventory) == RXE_OK &&

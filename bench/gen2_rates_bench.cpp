@@ -12,6 +12,7 @@
 #include "delivery.hpp"
 #include "engine.hpp"
 #include "link_profiles.hpp"
+#include "one_antenna.hpp"
 #include "population.hpp"
 #include "run.hpp"
 #include "run_state.hpp"
@@ -184,17 +185,8 @@ void singleSlots() {
 // Tags a second that a whole run brings, asked in turn for both flags of session 2.
 double tagsPerSecond(std::uint16_t profile, unsigned count, std::uint8_t initialQ) {
     const auto engine = readerBefore(count, count * 977 + profile);
-    INVENTORY_OP_s inventory = {};
-    inventory.enable = inventory.protocol = 1;
-    inventory.session = inventory.target = 2;
-    inventory.initialQ = initialQ;
-    OLIO_s olio = {};
-    olio.enable = olio.inventoryIndex = 1;
-    olio.transmitAntenna = olio.receiveAntenna = 1;
-    olio.stopType = RXE_STOP_DWELL_TIME;
-    olio.stopValue = 60000;
-    olio.transmitPower = 300;
-    olio.linkProfileIndex = profile;
+    const INVENTORY_OP_s inventory = everyTagInventory(initialQ);
+    const OLIO_s olio = firstAntennaOlio(RXE_STOP_DWELL_TIME, 60000, profile);
     PER_RADIO_STOP_s stop = {};
     stop.duration = 60000;
     rxe::engine_s* const e = engine.get();

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <array>
 
+#include "table_names.hpp"
+
 namespace {
 
 struct fault_name_s {
@@ -38,11 +40,7 @@ bool findFault(std::string_view name, fault_e* kind) {
 }
 
 std::string faultNames() {
-    std::string names;
-    for (const auto& fault : faults) {
-        names += (names.empty() ? "" : ", ") + std::string(fault.name);
-    }
-    return names;
+    return tableNames(faults);
 }
 
 fault_e nextFault(fault_plan_s* plan, std::string_view command) {

@@ -8,6 +8,8 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
+#include "table_names.hpp"
+
 namespace {
 
 using nlohmann::json;
@@ -217,11 +219,7 @@ bool findBuiltInProfile(std::string_view name, profile_s* profile) {
 }
 
 std::string builtInProfileNames() {
-    std::string names;
-    for (const auto& builtIn : builtIns) {
-        names += (names.empty() ? "" : ", ") + std::string(builtIn.name);
-    }
-    return names;
+    return tableNames(builtIns);
 }
 
 bool parseProfile(std::string_view text, profile_s* profile, std::string* error) {

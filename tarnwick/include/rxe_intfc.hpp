@@ -32,8 +32,8 @@ extern bool use_rxe;
 extern bool RXE_connected_status;
 extern bool RXE_still_connected;
 
-// "PN5100", "PN5100-ASIC", "PN8200" or "QDX4400", compared exactly; empty
-// without a radio. Fixed.
+// "PN5100", "PN5100-ASIC", "PN8200", "QDX4400" or any other; empty without a radio.
+// What follows from it stands in reader_model.hpp. Fixed.
 extern std::string modelName;
 
 // Name of the active regulatory standard, such as "US FCC 15". Fixed.

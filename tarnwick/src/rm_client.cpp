@@ -25,6 +25,8 @@
 #include <sstream>
 #include <stdexcept>
 
+#include "util/descriptor.hpp"
+
 constinit std::string m_pXMLRequestString;
 
 namespace {
@@ -58,22 +60,6 @@ struct xml_deleter_s {
 };
 template <class Resource>
 using owner = std::unique_ptr<Resource, xml_deleter_s>;
-
-class socket_owner {
-  public:
-    explicit socket_owner(int descriptor) : descriptor_(descriptor) {}
-    ~socket_owner() {
-        if (descriptor_ >= 0) {
-            close(descriptor_);
-        }
-    }
-    socket_owner(const socket_owner&) = delete;
-    socket_owner& operator=(const socket_owner&) = delete;
-    int get() const { return descriptor_; }
-
-  private:
-    int descriptor_;
-};
 
 // The request in the making, and the last one until the next query. Written by
 // the Create functions, read by CreateRequestXML and the queries; one thread at
@@ -354,8 +340,8 @@ int getCableLossCompensation(int antenna, int* lossPerHundredFt, int* cableLengt
 
 int GetMacAddress(const char* ifname) {
     std::snprintf(m_strMACAddr, sizeof m_strMACAddr, "00:00:00:00:00:00");
-    const socket_owner descriptor(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-    if (descriptor.get() < 0) {
+    const descriptor probe(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    if (probe.get() < 0) {
         return -1;
     }
     const std::unique_ptr<struct if_nameindex[], xml_deleter_s> interfaces(if_nameindex());
@@ -366,7 +352,7 @@ int GetMacAddress(const char* ifname) {
         }
         ifreq request{};
         std::snprintf(request.ifr_name, sizeof request.ifr_name, "%s", ifname);
-        if (ioctl(descriptor.get(), SIOCGIFHWADDR, &request) != 0) {
+        if (ioctl(probe.get(), SIOCGIFHWADDR, &request) != 0) {
             return -1;
         }
         std::uint8_t mac[6];
@@ -414,7 +400,7 @@ int processRMRequest(const char* request, char* reply) {
     if (request == nullptr || *request == '\0') {
         return 0;
     }
-    const socket_owner server(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    const descriptor server(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
     if (server.get() < 0) {
         printLine("Failed to create socket for RM Server interface");
         return 1;

@@ -3,8 +3,8 @@
 // leaves it out, and a polarization may only be asked for on default antennas.
 #include <numeric>
 
-#include "mode_config/models.hpp"
 #include "mode_config/render.hpp"
+#include "reader_model.hpp"
 #include "rxe_intfc.hpp"
 
 namespace {

@@ -3,7 +3,7 @@
 #include <numeric>
 
 #include "mode_config.hpp"
-#include "mode_config/models.hpp"
+#include "reader_model.hpp"
 #include "rxe_intfc.hpp"
 
 namespace {

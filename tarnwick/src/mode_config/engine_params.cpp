@@ -6,51 +6,11 @@
 
 #include "logger.hpp"
 #include "mode_config.hpp"
+#include "reader_model.hpp"
 #include "rm_client.hpp"
 #include "rxe_intfc.hpp"
 
 namespace {
-// Link profiles by environment (rows in the order of ENVIRONMENT_PARAMS_e) and
-// channel width (columns: up to 500 kHz; 600; 1200; 1200 in Japan).
-using link_profiles_t = std::array<std::array<std::uint16_t, 4>, ENVIRONMENT_PARAMs.size()>;
-
-constexpr link_profiles_t env_to_lp_mapping_8200{{
-    {814, 814, 1617, 502},
-    {508, 914, 1717, 502},
-    {501, 908, 913, 502},
-    {3, 4, 5, 502},
-    {1519, 814, 1617, 502},
-    {201, 201, 201, 201},
-}};
-constexpr link_profiles_t env_to_lp_mapping_5100{{
-    {814, 814, 201, 202},
-    {508, 914, 201, 202},
-    {501, 908, 201, 202},
-    {3, 4, 201, 202},
-    {1519, 814, 201, 202},
-    {201, 201, 201, 201},
-}};
-constexpr link_profiles_t env_to_lp_mapping_QDX{{
-    {408, 201, 201, 201},
-    {501, 201, 201, 201},
-    {201, 201, 201, 201},
-    {3, 201, 201, 201},
-    {814, 201, 201, 201},
-    {201, 201, 201, 201},
-}};
-
-struct model_link_profiles_s {
-    std::string_view model;
-    const link_profiles_t* profiles;
-    bool needsAutoDetect;  // the table counts only for a radio that can choose a profile itself
-};
-constexpr std::array modelLinkProfiles{
-    model_link_profiles_s{"PN8200", &env_to_lp_mapping_8200, false},
-    model_link_profiles_s{"PN5100-ASIC", &env_to_lp_mapping_8200, false},
-    model_link_profiles_s{"PN5100", &env_to_lp_mapping_5100, false},
-    model_link_profiles_s{"QDX4400", &env_to_lp_mapping_QDX, true},
-};
-
 constexpr std::uint16_t otherModelLinkProfile = 202;
 
 // Replaces `out` by the list, or by one value for each antenna when it is empty.
@@ -223,7 +183,7 @@ std::uint16_t env_to_lP(std::uint8_t environment) {
         logCountedError("mode_config", " Cannot connect to RM to get region name and channel width");
         return DEFAULT_LINK_PROFILE;
     }
-    const bool autoDetect = modelName == "QDX4400" && isAutoDetectSupported();
+    const bool autoDetect = thisModel().linkProfilesNeedAutoDetect && isAutoDetectSupported();
     return linkProfileFor(modelName, environment, channelWidth, region, autoDetect);
 }
 
@@ -241,14 +201,14 @@ std::uint16_t linkProfileFor(std::string_view model, std::uint8_t environment, f
     } else {
         return DEFAULT_LINK_PROFILE;
     }
-    const auto* row = std::ranges::find(modelLinkProfiles, model, &model_link_profiles_s::model);
-    if (row == modelLinkProfiles.end()) {
+    const reader_model_s& row = readerModel(model);
+    if (row.linkProfiles == nullptr) {
         return otherModelLinkProfile;
     }
-    if (environment >= row->profiles->size() || (row->needsAutoDetect && !autoDetect)) {
+    if (environment >= row.linkProfiles->size() || (row.linkProfilesNeedAutoDetect && !autoDetect)) {
         return fallback;
     }
-    return (*row->profiles)[environment][column];
+    return (*row.linkProfiles)[environment][column];
 }
 
 // ---------------------------------------------------------------- selects, accesses

@@ -3,8 +3,8 @@
 // The engine has one pool of them and a mask over it for each antenna.
 #include <nlohmann/json.hpp>
 
-#include "mode_config/models.hpp"
 #include "mode_config/parser.hpp"
+#include "reader_model.hpp"
 #include "util.hpp"
 
 using nlohmann::json;
@@ -18,22 +18,19 @@ namespace {
 constexpr std::size_t maxWriteDigits = 510;
 constexpr std::size_t passwordDigits = 8;
 
-// Result of an accessor for a key that the config of an access must have: its
-// absence has a text of its own, with the access in it.
-bool required(int accessorResult, const char* key, const char* access, std::string* reply) {
-    if (accessorResult == -1) {
-        *reply = std::string("Failure: ") + key + " must be included in access-config object for " + access;
-    }
-    return accessorResult == 0;
+// The config of an access, as the texts on a missing key call it.
+std::string configOf(const char* access) {
+    return std::string("access-config object for ") + access;
 }
 
 int parseRead(const json* config, ACCESS_CMD_S* access, std::string* reply) {
+    const std::string place = configOf("read");
     const bool good = required(getJsonWord(config, "membank", membankWords, &access->readMembank, reply),
-                               "membank", "read", reply) &&
+                               "membank", place, reply) &&
                       required(getJsonValue(config, "wordPointer", &access->readWordPointer, reply, 0, 65535),
-                               "wordPointer", "read", reply) &&
+                               "wordPointer", place, reply) &&
                       required(getJsonValue(config, "wordCount", &access->readWordCount, reply, 0, 255),
-                               "wordCount", "read", reply);
+                               "wordCount", place, reply);
     return good ? keyParsed : keyRefused;
 }
 
@@ -82,13 +79,14 @@ int parseBlockSize(const json* config, std::uint8_t* blockSize, std::string* rep
 }
 
 int parseWrite(const json* config, ACCESS_CMD_S* access, std::string* reply) {
+    const std::string place = configOf("write");
     std::string digits;
     const bool good =
-        required(getJsonWord(config, "membank", membankWords, &access->writeMembank, reply), "membank",
-                 "write", reply) &&
+        required(getJsonWord(config, "membank", membankWords, &access->writeMembank, reply), "membank", place,
+                 reply) &&
         required(getJsonValue(config, "wordPointer", &access->writeWordPointer, reply, 0, 65535),
-                 "wordPointer", "write", reply) &&
-        required(getJsonValue(config, "data", &digits, reply, {}), "data", "write", reply);
+                 "wordPointer", place, reply) &&
+        required(getJsonValue(config, "data", &digits, reply, {}), "data", place, reply);
     if (!good || parseWriteData(digits, &access->writeData, reply) != keyParsed) {
         return keyRefused;
     }
@@ -98,7 +96,8 @@ int parseWrite(const json* config, ACCESS_CMD_S* access, std::string* reply) {
 // The password of an access or a kill.
 int parsePassword(const json* config, const char* access, std::uint32_t* password, std::string* reply) {
     std::string digits;
-    if (!required(getJsonValue(config, "password", &digits, reply, {}), "password", access, reply)) {
+    if (!required(getJsonValue(config, "password", &digits, reply, {}), "password", configOf(access),
+                  reply)) {
         return keyRefused;
     }
     if (digits.size() != passwordDigits) {
@@ -160,7 +159,8 @@ int addLockAction(const std::string& word, std::uint32_t* payload, std::string* 
 
 int parseLock(const json* config, ACCESS_CMD_S* access, std::string* reply) {
     json actions;
-    if (!required(getJsonValueArray(config, "actions", &actions, reply), "actions", "lock", reply)) {
+    if (!required(getJsonValueArray(config, "actions", &actions, reply), "actions", configOf("lock"),
+                  reply)) {
         return keyRefused;
     }
     for (const json& element : actions) {
@@ -251,18 +251,13 @@ int parseAccessSingleValue(const json* value, ACCESS_CMD_S* access, std::string*
     }
     ACCESS_CMD_S parsed;
     json config;
-    int result = getJsonWord(value, "type", accessTypeWords, &parsed.type, reply);
-    if (result == -1) {
-        return refuse(reply, "Failure: type must be included in accesses object");
-    }
-    if (result == 0) {
-        result = getJsonValueObject(value, "config", &config, reply);
-        if (result == -1) {
-            return refuse(reply, "Failure: config must be included in accesses object");
-        }
+    const std::string place = "accesses object";
+    if (!required(getJsonWord(value, "type", accessTypeWords, &parsed.type, reply), "type", place, reply) ||
+        !required(getJsonValueObject(value, "config", &config, reply), "config", place, reply)) {
+        return keyRefused;
     }
     const auto* parser = std::ranges::find(configParsers, parsed.type, &config_parser_s::type);
-    if (result != 0 || parser->parse(&config, &parsed, reply) != keyParsed) {
+    if (parser->parse(&config, &parsed, reply) != keyParsed) {
         return keyRefused;
     }
     *access = std::move(parsed);

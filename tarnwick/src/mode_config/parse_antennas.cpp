@@ -61,6 +61,26 @@ std::optional<std::uint16_t> narrowNumber(const json& element) {
     return element.get<std::uint16_t>();
 }
 
+// The value of a key that holds a number, or an array with one for each antenna:
+// *list is then that array, and not touched otherwise. A number is within its
+// bounds; the elements of the array are not looked at.
+template <class Number>
+int getNumberOrArray(const json* root, const char* key, Number* number, Number low, Number high, json* list,
+                     std::string* reply) {
+    constexpr int wrongType = -2;  // of the accessor
+    reply->clear();
+    const int result = getJsonValue(root, key, number, reply, low, high);
+    if (result != wrongType) {
+        return optionalKey(result, reply);
+    }
+    if (getJsonValueArray(root, key, list, reply) != 0) {
+        return refuse(reply, std::string("Failure: \"") + key +
+                                 "\" field must contain a number or an array of numbers");
+    }
+    reply->clear();
+    return keyParsed;
+}
+
 int parsePowerList(const json& list, mode_configuration_s* mode, std::string* reply) {
     const double ceiling = max_tx_pwr_x_10 / 10.0;
     mode->transmitPowerX10List.clear();
@@ -168,49 +188,33 @@ int getBeam(const json* object, std::uint16_t* beam, std::string* reply) {
 }
 
 int parseTransmitPower(const json* root, mode_configuration_s* mode, std::string* reply) {
-    reply->clear();
     double dBm = 0;
-    switch (getJsonValue(root, "transmitPower", &dBm, reply, antennaPowerMin, max_tx_pwr_x_10 / 10.0)) {
-        case 0:
-            mode->transmitPowerX10 = tenths(dBm);
-            return keyParsed;
-        case -1:
-            reply->clear();
-            return keyParsed;
-        case -2:
-            break;
-        default:
-            return keyRefused;
-    }
     json list;
-    if (getJsonValueArray(root, "transmitPower", &list, reply) != 0) {
-        return refuse(reply, "Failure: \"transmitPower\" field must contain a number or an array of numbers");
+    const int result =
+        getNumberOrArray(root, "transmitPower", &dBm, antennaPowerMin, max_tx_pwr_x_10 / 10.0, &list, reply);
+    if (result != keyParsed) {
+        return result == keyAbsent ? keyParsed : keyRefused;
     }
-    reply->clear();
-    return parsePowerList(list, mode, reply);
+    if (list.is_array()) {
+        return parsePowerList(list, mode, reply);
+    }
+    mode->transmitPowerX10 = tenths(dBm);
+    return keyParsed;
 }
 
 int parseLinkProfile(const json* root, mode_configuration_s* mode, std::string* reply) {
-    reply->clear();
     std::uint16_t linkProfile = 0;
-    switch (getJsonValue(root, "linkProfile", &linkProfile, reply, 0, 65535)) {
-        case 0:
-            mode->linkProfile = linkProfile;
-            return requireValidLP(linkProfile, reply);
-        case -1:
-            reply->clear();
-            return keyAbsent;
-        case -2:
-            break;
-        default:
-            return keyRefused;
-    }
     json list;
-    if (getJsonValueArray(root, "linkProfile", &list, reply) != 0) {
-        return refuse(reply, "Failure: \"linkProfile\" field must contain a number or an array of numbers");
+    const int result = getNumberOrArray(root, "linkProfile", &linkProfile, std::uint16_t{0},
+                                        std::numeric_limits<std::uint16_t>::max(), &list, reply);
+    if (result != keyParsed) {
+        return result;
     }
-    reply->clear();
-    return parseLinkProfileList(list, mode, reply);
+    if (list.is_array()) {
+        return parseLinkProfileList(list, mode, reply);
+    }
+    mode->linkProfile = linkProfile;
+    return requireValidLP(linkProfile, reply);
 }
 
 int parseEnvironmentParam(const json* root, mode_configuration_s* mode, std::string* reply) {

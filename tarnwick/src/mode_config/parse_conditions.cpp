@@ -6,8 +6,8 @@
 #include <limits>
 #include <nlohmann/json.hpp>
 
-#include "mode_config/models.hpp"
 #include "mode_config/parser.hpp"
+#include "reader_model.hpp"
 #include "util.hpp"
 
 using nlohmann::json;
@@ -62,7 +62,7 @@ int parseGPI(const json* value, gpi_s* gpi, std::string* reply) {
         return refuse(reply, "Failure: json payload \"gpi\" must have an object value");
     }
     gpi_s parsed;
-    if (getJsonValue(value, "port", &parsed.port, reply, std::uint8_t{1}, thisModel().gpiPorts) != 0 ||
+    if (getJsonValue(value, "port", &parsed.port, reply, std::uint8_t{1}, thisModel().gpis) != 0 ||
         getJsonWord(value, "signal", gpiSignalWords, &parsed.signal, reply) != 0 ||
         !goodOrAbsent(getJsonValue(value, "debounceTime", &parsed.debounceTime, reply, 0,
                                    std::numeric_limits<std::uint16_t>::max()),
@@ -78,20 +78,13 @@ int parseGPI(const json* value, gpi_s* gpi, std::string* reply) {
 int parseAntennaStopCondition(const json* root, mode_configuration_s* mode, std::string* reply) {
     reply->clear();
     json value;
-    switch (getJsonValueObject(root, "antennaStopCondition", &value, reply)) {
-        case 0:
-            return parseAntennaStopConditionSingleValue(&value, &mode->antennaStopCondition, reply);
-        case -1:
-            reply->clear();
-            return keyParsed;
-        default:
-            break;
+    if (const int result = getObjectOrArray(root, "antennaStopCondition", &value, reply);
+        result != keyParsed) {
+        return result == keyAbsent ? keyParsed : keyRefused;
     }
-    if (getJsonValueArray(root, "antennaStopCondition", &value, reply) != 0) {
-        return refuse(reply,
-                      "Failure: \"antennaStopCondition\" must be either a object or an array of objects");
+    if (value.is_object()) {
+        return parseAntennaStopConditionSingleValue(&value, &mode->antennaStopCondition, reply);
     }
-    reply->clear();
     std::vector<antennaStopCondition_s> conditions;
     for (const json& element : value) {
         antennaStopCondition_s condition;
@@ -233,7 +226,7 @@ int parseDelayAfterSelect(const json* root, mode_configuration_s* mode, std::str
         result != 0) {
         return optionalKey(result, reply);
     }
-    if (!thisModel().delayAfterSelects) {
+    if (!thisModel().setsDelayAfterSelects) {
         *reply = "Failure: delayAfterSelects is supported only on the PN8200";
         return -3;
     }

@@ -26,19 +26,12 @@ std::uint8_t inventoryParamIdOf(const query_s& query, std::vector<c1g2_info_s>* 
 int parseQuery(const json* root, mode_configuration_s* mode, std::string* reply) {
     reply->clear();
     json value;
-    switch (getJsonValueObject(root, "query", &value, reply)) {
-        case 0:
-            return parseQuerySingleValue(&value, &mode->query, reply);
-        case -1:
-            reply->clear();
-            return keyAbsent;
-        default:
-            break;
+    if (const int result = getObjectOrArray(root, "query", &value, reply); result != keyParsed) {
+        return result;
     }
-    if (getJsonValueArray(root, "query", &value, reply) != 0) {
-        return refuse(reply, "Failure: \"query\" must be either a object or an array of objects");
+    if (value.is_object()) {
+        return parseQuerySingleValue(&value, &mode->query, reply);
     }
-    reply->clear();
     for (const json& element : value) {
         query_s query;
         if (parseQuerySingleValue(&element, &query, reply) != keyParsed) {

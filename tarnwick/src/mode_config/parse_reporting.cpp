@@ -7,9 +7,9 @@
 #include <optional>
 
 #include "additional_config.hpp"
-#include "mode_config/models.hpp"
 #include "mode_config/parser.hpp"
 #include "mode_config/render.hpp"
+#include "reader_model.hpp"
 #include "rxe_intfc.hpp"
 #include "util.hpp"
 

@@ -14,14 +14,8 @@ using nlohmann::json;
 
 namespace {
 
-// Result of an accessor for a key that a select must have: its absence has a
-// text of its own.
-bool required(int accessorResult, const char* key, std::string* reply) {
-    if (accessorResult == -1) {
-        *reply = std::string("Failure: ") + key + " must be included in selects object";
-    }
-    return accessorResult == 0;
-}
+// As the texts on a missing key call it.
+constexpr const char* selectsObject = "selects object";
 
 // Whole bytes of a mask of `length` bits. A length that is no multiple of 8
 // counts one byte less than it fills, -1 below 8: clients have always had to
@@ -32,7 +26,7 @@ int maskBytes(std::uint32_t length) {
 
 bool parseMask(const json* value, select_s* select, std::string* reply) {
     std::string digits;
-    if (!required(getJsonValue(value, "mask", &digits, reply, {}), "mask", reply)) {
+    if (!required(getJsonValue(value, "mask", &digits, reply, {}), "mask", selectsObject, reply)) {
         return false;
     }
     if (!isAllHexDigits(digits)) {
@@ -133,10 +127,10 @@ int parseSelectSingleValue(const json* value, select_s* select, std::string* rep
     }
     select_s parsed;
     const auto word = [&](const char* key, const auto& table, std::uint8_t* out) {
-        return required(getJsonWord(value, key, table, out, reply), key, reply);
+        return required(getJsonWord(value, key, table, out, reply), key, selectsObject, reply);
     };
     const auto number = [&](const char* key, std::uint32_t* out, std::uint32_t max) {
-        return required(getJsonValue(value, key, out, reply, 0, max), key, reply);
+        return required(getJsonValue(value, key, out, reply, 0, max), key, selectsObject, reply);
     };
     if (!word("target", selectTargetWords, &parsed.target) ||
         !word("action", selectActionWords(parsed.target), &parsed.action) ||

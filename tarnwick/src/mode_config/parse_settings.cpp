@@ -4,9 +4,9 @@
 #include <limits>
 #include <nlohmann/json.hpp>
 
-#include "mode_config/models.hpp"
 #include "mode_config/parser.hpp"
 #include "mode_config/render.hpp"
+#include "reader_model.hpp"
 #include "util.hpp"
 
 using nlohmann::json;
@@ -30,14 +30,42 @@ constexpr std::array settingsRows{
     settings_row_s{MODE_TYPE_e::PORTAL_DIRECTIONALITY, parsePortalDirSettings, settingsPortalDir},
 };
 
-// A subkey that must be there: null, with the text, when it is not.
-const json* subkey(const json* object, const char* key, const char* refusal, std::string* reply) {
-    const auto entry = object->find(key);
-    if (entry == object->end()) {
-        *reply = refusal;
+// A subkey of the setting `name`, which must be there: null, with the text, when it
+// is not.
+const json* subkey(const json* setting, const char* name, const char* key, std::string* reply) {
+    const auto entry = setting->find(key);
+    if (entry == setting->end()) {
+        *reply = std::string("Failure: mode json payload mode \"") + name + "\" must have a subkey \"" + key +
+                 "\"";
         return nullptr;
     }
     return &*entry;
+}
+
+// The setting and the subkey as the texts name them: "interval"\"unit".
+std::string pathOf(const char* name, const char* key) {
+    return std::string("mode json payload mode \"") + name + "\"\\\"" + key + "\"";
+}
+
+// A subkey that must be a text, and one that must be an unsigned number.
+const json::string_t* wordSubkey(const json* setting, const char* name, const char* key, std::string* reply) {
+    const json* value = subkey(setting, name, key, reply);
+    const auto* word = value == nullptr ? nullptr : value->get_ptr<const json::string_t*>();
+    if (value != nullptr && word == nullptr) {
+        *reply = "Failure: Failure: " + pathOf(name, key) + " must be a string";
+    }
+    return word;
+}
+
+const json::number_unsigned_t* numberSubkey(const json* setting, const char* name, const char* key,
+                                            std::string* reply) {
+    const json* value = subkey(setting, name, key, reply);
+    const auto* number = value == nullptr ? nullptr : value->get_ptr<const json::number_unsigned_t*>();
+    if (value != nullptr && number == nullptr) {
+        *reply =
+            "Failure: " + pathOf(name, key) + " must have an number value (and must be an unsigned integer)";
+    }
+    return number;
 }
 
 // An optional key of the settings.
@@ -75,34 +103,18 @@ int parseInterval(const json* value, inventoryInterval_s* interval, std::string*
     if (!value->is_object()) {
         return refuse(reply, "Failure: mode json payload mode \"interval\" must have an object value");
     }
-    const json* unit = subkey(
-        value, "unit", "Failure: mode json payload mode \"interval\" must have a subkey \"unit\"", reply);
-    if (unit == nullptr) {
-        return keyRefused;
-    }
-    const auto* word = unit->get_ptr<const json::string_t*>();
+    const auto* word = wordSubkey(value, "interval", "unit", reply);
     if (word == nullptr) {
-        return refuse(reply,
-                      "Failure: Failure: mode json payload mode \"interval\"\\\"unit\" must be a string");
+        return keyRefused;
     }
     const interval_unit_e* parsedUnit = findValue(intervalUnitWords, *word);
     if (parsedUnit == nullptr) {
-        return refuse(reply,
-                      "Failure: Failure: mode json payload mode \"interval\"\\\"unit\" must be a seconds, "
-                      "minutes, hours or seconds: received: " +
-                          *word);
+        return refuse(reply, "Failure: Failure: " + pathOf("interval", "unit") +
+                                 " must be a seconds, minutes, hours or seconds: received: " + *word);
     }
-    const json* count = subkey(
-        value, "value", "Failure: mode json payload mode \"interval\" must have a subkey \"value\"", reply);
-    if (count == nullptr) {
-        return keyRefused;
-    }
-    const auto* number = count->get_ptr<const json::number_unsigned_t*>();
+    const auto* number = numberSubkey(value, "interval", "value", reply);
     if (number == nullptr) {
-        return refuse(
-            reply,
-            "Failure: mode json payload mode \"interval\"\\\"value\" must have an number value (and "
-            "must be an unsigned integer)");
+        return keyRefused;
     }
     // The low 32 bits count.
     const inventoryInterval_s parsed{*parsedUnit, static_cast<std::uint32_t>(*number)};
@@ -118,42 +130,25 @@ int parseStartTrigger(const json* value, gpi_s* trigger, std::string* reply) {
     if (!value->is_object()) {
         return refuse(reply, "Failure: mode json payload mode \"startTrigger\" must have an object value");
     }
-    const json* signal =
-        subkey(value, "signal",
-               "Failure: mode json payload mode \"startTrigger\" must have a subkey \"signal\"", reply);
-    if (signal == nullptr) {
-        return keyRefused;
-    }
-    const auto* word = signal->get_ptr<const json::string_t*>();
+    const auto* word = wordSubkey(value, "startTrigger", "signal", reply);
     if (word == nullptr) {
-        return refuse(
-            reply, "Failure: Failure: mode json payload mode \"startTrigger\"\\\"signal\" must be a string");
+        return keyRefused;
     }
     const std::uint8_t* level = findValue(gpiSignalWords, *word);
     if (level == nullptr) {
-        return refuse(reply,
-                      "Failure: Failure: mode json payload mode \"startTrigger\"\\\"signal\" must be HIGH or "
-                      "LOW: received: " +
-                          *word);
+        return refuse(reply, "Failure: Failure: " + pathOf("startTrigger", "signal") +
+                                 " must be HIGH or LOW: received: " + *word);
     }
-    const json* port = subkey(
-        value, "port", "Failure: mode json payload mode \"startTrigger\" must have a subkey \"port\"", reply);
-    if (port == nullptr) {
-        return keyRefused;
-    }
-    const auto* number = port->get_ptr<const json::number_unsigned_t*>();
+    const auto* number = numberSubkey(value, "startTrigger", "port", reply);
     if (number == nullptr) {
-        return refuse(reply,
-                      "Failure: mode json payload mode \"startTrigger\"\\\"port\" must have an number value "
-                      "(and must be an unsigned integer)");
+        return keyRefused;
     }
     // The low 8 bits count: 257 is port 1.
     const gpi_s parsed{.port = static_cast<std::uint8_t>(*number), .signal = *level};
     const std::uint8_t ports = thisModel().triggerPorts;
     if (ports != 0 && (parsed.port < 1 || parsed.port > ports)) {
-        return refuse(
-            reply, std::string("Failure: mode json payload mode \"startTrigger\"\\\"port\" must a value ") +
-                       (ports == 4 ? "between 1 and 4" : "be either 1 or 2"));
+        return refuse(reply, "Failure: " + pathOf("startTrigger", "port") + " must a value " +
+                                 (ports == 4 ? "between 1 and 4" : "be either 1 or 2"));
     }
     *trigger = parsed;
     return keyParsed;

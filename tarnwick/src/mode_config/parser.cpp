@@ -21,6 +21,26 @@ int optionalKey(int accessorResult, std::string* reply) {
     return accessorResult == 0 ? keyParsed : keyRefused;
 }
 
+bool required(int accessorResult, const char* key, const std::string& object, std::string* reply) {
+    if (accessorResult == -1) {
+        *reply = std::string("Failure: ") + key + " must be included in " + object;
+    }
+    return accessorResult == 0;
+}
+
+int getObjectOrArray(const json* root, const char* key, json* value, std::string* reply) {
+    const int result = optionalKey(getJsonValueObject(root, key, value, reply), reply);
+    if (result != keyRefused) {
+        return result;
+    }
+    if (getJsonValueArray(root, key, value, reply) != 0) {
+        return refuse(reply,
+                      std::string("Failure: \"") + key + "\" must be either a object or an array of objects");
+    }
+    reply->clear();
+    return keyParsed;
+}
+
 int parseOperations(const json* root, const char* key, value_parser_t parse, mode_configuration_s* mode,
                     std::string* reply) {
     reply->clear();

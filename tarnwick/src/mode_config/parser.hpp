@@ -123,6 +123,14 @@ int refuse(std::string* reply, std::string_view text);
 // an absent key is no failure, and its text goes.
 int optionalKey(int accessorResult, std::string* reply);
 
+// The same for a key that must be there: its absence has a text of its own, with
+// `object` in it, which says where the key belongs. True when it was there and good.
+bool required(int accessorResult, const char* key, const std::string& object, std::string* reply);
+
+// The value of a key that holds an object, or an array of objects with one for each
+// antenna; which of the two, the value itself says.
+int getObjectOrArray(const nlohmann::json* root, const char* key, nlohmann::json* value, std::string* reply);
+
 // A parser of a value that goes into the record.
 using value_parser_t = int (*)(const nlohmann::json* value, mode_configuration_s* mode, std::string* reply);
 

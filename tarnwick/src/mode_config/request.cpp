@@ -5,9 +5,9 @@
 #include <nlohmann/json.hpp>
 
 #include "logger.hpp"
-#include "mode_config/models.hpp"
 #include "mode_config/parser.hpp"
 #include "radio.hpp"
+#include "reader_model.hpp"
 #include "rxe_intfc.hpp"
 
 using nlohmann::json;

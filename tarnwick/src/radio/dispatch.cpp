@@ -11,6 +11,7 @@
 #include "logger.hpp"
 #include "radio.hpp"
 #include "radio_state.hpp"
+#include "reader_model.hpp"
 #include "rxe_intfc.hpp"
 #include "zmq_intfc.hpp"
 
@@ -75,7 +76,7 @@ void countOne(std::atomic<std::uint64_t>* counter) {
 
 void countTagRead() {
     countOne(&tagReadCount);
-    if (modelName == "QDX4400") {
+    if (thisModel().arrayReader) {
         countOne(&tagReadCountPerAntQDX[currentTxAntenna]);
     } else if (currentTxAntenna < countedAntennas) {
         countOne(&tagReadCountPerAnt[currentTxAntenna]);

@@ -16,6 +16,7 @@
 #include "radio.hpp"
 #include "radio_state.hpp"
 #include "rm_client.hpp"
+#include "util/descriptor.hpp"
 #include "zmq_intfc.hpp"
 
 namespace {
@@ -34,23 +35,6 @@ pthread_attr_t radio_attr;
 reader_names_s names;
 const reader_names_s unknownNames;
 std::atomic<const reader_names_s*> publishedNames{&unknownNames};
-
-// A descriptor that is closed with its scope, also when the thread is cancelled.
-class descriptor {
-  public:
-    explicit descriptor(int fd) : fd_(fd) {}
-    ~descriptor() {
-        if (fd_ >= 0) {
-            close(fd_);
-        }
-    }
-    descriptor(const descriptor&) = delete;
-    descriptor& operator=(const descriptor&) = delete;
-    [[nodiscard]] int get() const { return fd_; }
-
-  private:
-    int fd_;
-};
 
 bool armTimer(int timer) {
     itimerspec tick{};

@@ -2,6 +2,7 @@
 // Which antennas are lost and which power amplifiers have failed.
 #include <algorithm>
 
+#include "reader_model.hpp"
 #include "requests.hpp"
 #include "requests/report.hpp"
 #include "rxe_intfc.hpp"
@@ -20,7 +21,7 @@ std::array<bool, alarmPorts> problematic_PAs{};
 std::pair<unsigned, unsigned> reportedPorts() {
     const unsigned count = std::min<unsigned>(max_ants, alarmPorts - 1);
     // With no port at all the range is empty also where it begins with 0.
-    return isArrayReader() && count > 0 ? std::pair{0U, count - 1} : std::pair{1U, count};
+    return thisModel().arrayReader && count > 0 ? std::pair{0U, count - 1} : std::pair{1U, count};
 }
 
 void noteAntenna(unsigned port, bool disconnected) {

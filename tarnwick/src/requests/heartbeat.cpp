@@ -7,6 +7,7 @@
 
 #include "logger.hpp"
 #include "radio.hpp"
+#include "reader_model.hpp"
 #include "requests.hpp"
 #include "requests/report.hpp"
 #include "rxe_intfc.hpp"
@@ -60,7 +61,7 @@ void addStat(const std::string& name, bool active, json* data) {
         return;
     }
     const auto* stat = std::ranges::find(otherStats, name, &heartbeat_stat_s::name);
-    if (stat != std::end(otherStats) && (name != echoStat || isArrayReader())) {
+    if (stat != std::end(otherStats) && (name != echoStat || thisModel().arrayReader)) {
         stat->toJson(active, &(*data)[name]);
     }
 }
@@ -87,10 +88,6 @@ const counter_stat_s* findCounter(std::string_view name) {
     return counter == std::end(counters) ? nullptr : counter;
 }
 
-bool isArrayReader() {
-    return modelName == "QDX4400";
-}
-
 const char* connectionWord(bool connected) {
     return connected ? "connected" : "disconnected";
 }
@@ -107,7 +104,7 @@ clock_time_s getUptime() {
 
 std::map<unsigned, std::uint64_t> getTagReadsByPort() {
     std::map<unsigned, std::uint64_t> reads;
-    if (isArrayReader()) {
+    if (thisModel().arrayReader) {
         const auto beams = getTagReadCountPerAntQDX();
         reads.insert(beams.begin(), beams.end());
         return reads;
@@ -131,7 +128,7 @@ int getTemperatureJson(bool active, json* out) {
     const temperatures_s read =
         cached ? temperatures_s{current_amb_temp, current_pa_temp} : readTemperatures();
     *out = {{"ambient", read.ambient}};
-    if (!isArrayReader()) {
+    if (thisModel().amplifierTemperature) {
         (*out)["pa"] = read.pa;
     }
     return 0;

@@ -95,8 +95,6 @@ struct temperatures_s {
 };
 temperatures_s readTemperatures();
 
-bool isArrayReader();
-
 // The words of the two states of the connection, of an antenna and of the radio.
 const char* connectionWord(bool connected);
 const char* activityWord(bool active);

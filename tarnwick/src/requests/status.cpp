@@ -5,6 +5,7 @@
 #include <iterator>
 #include <nlohmann/json.hpp>
 
+#include "reader_model.hpp"
 #include "requests.hpp"
 #include "requests/report.hpp"
 #include "rxe_intfc.hpp"
@@ -55,7 +56,7 @@ void appendUptime(std::string* out) {
 void appendTemperature(std::string* out) {
     const temperatures_s read = readTemperatures();
     sprintfStrAppend(out, "\"temperature\": {\"ambient\":%d", read.ambient);
-    if (!isArrayReader()) {
+    if (thisModel().amplifierTemperature) {
         sprintfStrAppend(out, ",\"pa\":%d", read.pa);
     }
     *out += "}";
@@ -66,7 +67,7 @@ void appendWord(const char* name, const char* word, std::string* out) {
 }
 
 void appendEcho(std::string* out) {
-    if (isArrayReader()) {
+    if (thisModel().arrayReader) {
         nlohmann::json echo;
         getEchoStateJson(&echo);
         *out += "\"aarEcho\": " + echo.dump(4);

@@ -3,64 +3,23 @@
 // are written once and shared; what tells antennas apart are the masks on the
 // one olio that each of them gets.
 #include <algorithm>
-#include <string_view>
 
 #include "logger.hpp"
-#include "mode_config.hpp"
-#include "radio.hpp"
+#include "reader_model.hpp"
 #include "rxe_intfc.hpp"
+#include "rxe_intfc/apply_mode.hpp"
 #include "rxe_intfc/parameter_io.hpp"
 #include "util.hpp"
 
-// The accesses the engine was told. Written by the main thread under holdPackets,
-// read by the engine thread.
-constinit std::array<ACCESS_OP_s, accessTableSize> enabledAccessOps{};
-constinit std::array<std::uint64_t, olioTableSize> enabledAccessOpsPerOlio{};
-constinit std::uint32_t accessParamsEnabledCount = 0;
-
 namespace {
 
+using rxe_intfc::apply_context_s;
+using rxe_intfc::apply_step_t;
+using rxe_intfc::engineFailure;
+using rxe_intfc::fail;
 using rxe_intfc::unit;
-
-// What the steps below hand on to each other, for one call.
-struct apply_context_s {
-    std::string* reply = nullptr;
-    std::vector<std::uint32_t> antennas;
-    tagFilter_s tagFilter;
-    reportFilter_s reportFilter;
-    delay_between_antenna_cycles_s delayBetweenAntCycles;
-    std::vector<std::int16_t> powers;         // by antenna position, tenths of dBm
-    std::vector<std::uint16_t> linkProfiles;  // by antenna position
-    std::vector<c1g2_info_s> inventoryParams;
-    std::vector<std::uint8_t> inventoryIds;  // by antenna position
-    std::uint32_t delayAfterSelects = 0;     // ms
-    bool hasPrefix = false;
-    std::vector<std::uint8_t> prefix;
-    std::uint32_t selectMask = 0;  // of all antennas, unless they differ
-    std::vector<SELECT_OP_s> selects;
-    std::uint64_t accessMask = 0;  // the same
-    std::vector<ACCESS_OP_s> accesses;
-    bool hasPortalDir = false;
-    portalDirConfig_s portalDir;
-    radioStartConditions_s startConditions;
-};
-
-// A step returns 0, or the code of the whole function with the reply filled.
-using apply_step_t = int (*)(apply_context_s*);
-
-int fail(apply_context_s* my, int code, std::string text) {
-    *my->reply = std::move(text);
-    return code;
-}
-
-// The failure of an engine call; 0 for status 0.
-int engineFailure(apply_context_s* my, int code, RXE_API_STATUS status, const std::string& what) {
-    if (status == RXE_OK) {
-        return 0;
-    }
-    return fail(my, code,
-                "Failure: Failed to set " + what + sprintfStr(" 0x%04x", static_cast<unsigned>(status)));
-}
+using rxe_intfc::writeAccesses;
+using rxe_intfc::writeOlios;
 
 // ------------------------------------------------------------- what the mode asks
 
@@ -181,85 +140,7 @@ int writeInventoryParams(apply_context_s* my) {
     return 0;
 }
 
-// ------------------------------------------------------------------------ accesses
-
-struct access_writer_s {
-    std::uint8_t type;
-    std::string_view name;
-    RXE_API_STATUS (*write)(std::uint8_t id, const ACCESS_OP_s& op);
-};
-
-constexpr access_writer_s accessWriters[] = {
-    {RXE_ACCESS_READ, "read",
-     [](std::uint8_t id, const ACCESS_OP_s& op) {
-         return setAccessRead(id, op.enable, op.membank, op.wordPointer,
-                              static_cast<std::uint8_t>(op.wordCount & 0xFF));
-     }},
-    {RXE_ACCESS_WRITE, "write",
-     [](std::uint8_t id, const ACCESS_OP_s& op) {
-         return setAccessWrite(id, op.enable, op.membank, op.wordPointer, op.wordCount);
-     }},
-    {RXE_ACCESS_MULTIWORD_WRITE, "multiword write",
-     [](std::uint8_t id, const ACCESS_OP_s& op) {
-         return setAccessMultiWordWrite(id, op.enable, op.membank, op.wordPointer, op.wordCount, op.data);
-     }},
-    {RXE_ACCESS_BLOCK_WRITE, "block write",
-     [](std::uint8_t id, const ACCESS_OP_s& op) {
-         return setAccessBlockWrite(id, op.enable, op.membank, op.wordPointer, op.wordCount, op.data);
-     }},
-    {RXE_ACCESS_ACCESS, "access",
-     [](std::uint8_t id, const ACCESS_OP_s& op) { return setAccessAccess(id, op.enable, op.payload); }},
-    {RXE_ACCESS_LOCK, "lock",
-     [](std::uint8_t id, const ACCESS_OP_s& op) { return setAccessLock(id, op.enable, op.payload); }},
-    {RXE_ACCESS_KILL, "kill",
-     [](std::uint8_t id, const ACCESS_OP_s& op) { return setAccessKill(id, op.enable, op.payload); }},
-};
-
-// An access of a type without a writer is left out, here and in the table.
-int writeAccess(apply_context_s* my, std::size_t id, const ACCESS_OP_s& op) {
-    const auto* writer = std::ranges::find(accessWriters, op.type, &access_writer_s::type);
-    if (writer == std::end(accessWriters)) {
-        return 0;
-    }
-    const RXE_API_STATUS status = writer->write(static_cast<std::uint8_t>(id), op);
-    if (status != RXE_OK) {
-        return engineFailure(my, -5, status, "access " + std::string(writer->name) + " error");
-    }
-    const auto hold = holdPackets();
-    enabledAccessOps[id] = op;
-    return 0;
-}
-
-void forgetAccesses() {
-    const auto hold = holdPackets();
-    enabledAccessOps[0].enable = 0;
-    enabledAccessOpsPerOlio.fill(0);
-    accessParamsEnabledCount = 0;
-}
-
-void disableAccessesFrom(std::size_t id) {
-    const auto hold = holdPackets();
-    for (; id < enabledAccessOps.size(); ++id) {
-        enabledAccessOps[id].enable = 0;
-    }
-}
-
-int writeAccesses(apply_context_s* my) {
-    forgetAccesses();
-    std::size_t id = 1;
-    for (const ACCESS_OP_s& op : my->accesses) {
-        if (op.enable != 0) {
-            const auto hold = holdPackets();
-            ++accessParamsEnabledCount;
-        }
-        if (const int code = writeAccess(my, id, op); code != 0) {
-            return code;
-        }
-        ++id;
-    }
-    disableAccessesFrom(id);
-    return 0;
-}
+// ------------------------------------------------------------------- packet types
 
 constexpr std::uint16_t accessInfoPacket = 780;
 constexpr std::uint16_t cwOnPacket = 772;
@@ -271,107 +152,6 @@ RXE_API_STATUS switchPacketType(std::uint16_t id, bool enable) {
 
 int switchAccessReports(apply_context_s* my) {
     switchPacketType(accessInfoPacket, !my->accesses.empty());
-    return 0;
-}
-
-// --------------------------------------------------------------------------- olios
-
-// On a PoE supply the radio may not draw more; tenths of dBm.
-constexpr int poeCap = 300;
-constexpr int poeCapPN8200FCC = 315;
-constexpr std::uint16_t poweredByPoE = 2;
-
-std::int16_t olioPower(std::uint32_t antenna, std::int16_t requested) {
-    if (modelName == "QDX4400") {
-        return requested;
-    }
-    int power = requested;
-    if (antenna < cable_loss_compensation_x_10.size()) {
-        power += cable_loss_compensation_x_10[antenna];
-    }
-    if (power_source == poweredByPoE) {
-        const bool fcc = modelName == "PN8200" && regulatory_standard == "US FCC 15";
-        power = std::min(power, fcc ? poeCapPN8200FCC : poeCap);
-    }
-    return static_cast<std::int16_t>(std::clamp(power, -32768, 32767));
-}
-
-// With bearings the receive side is not an antenna but a pattern, chosen by the
-// thousands of the beam id, which are its polarization.
-int olioReceiveAntenna(apply_context_s* my, std::uint32_t antenna, std::uint16_t* receive) {
-    constexpr int monopulse = 0;
-    constexpr int peakThreshold = 6;
-    constexpr std::uint32_t firstPattern = 0xFFF0;
-    if (!isBearingEnabled() && !my->hasPortalDir) {
-        *receive = static_cast<std::uint16_t>(antenna);
-        return 0;
-    }
-    if (const RXE_API_STATUS status = setMonoOrCOM(monopulse); status != RXE_OK) {
-        return engineFailure(my, -13, status, "Mono or COM to " + std::to_string(monopulse) + " error");
-    }
-    if (const RXE_API_STATUS status = setPeakThreshold(peakThreshold); status != RXE_OK) {
-        return engineFailure(my, -14, status,
-                             "peak threshold to " + std::to_string(peakThreshold) + " error");
-    }
-    *receive = static_cast<std::uint16_t>(antenna / 1000 + firstPattern);
-    return 0;
-}
-
-int olioMasks(apply_context_s* my, std::size_t index, std::uint32_t* selectMask, std::uint64_t* accessMask) {
-    *selectMask = my->selectMask;
-    *accessMask = my->accessMask;
-    if (selectsPerAntenna() && getCurrentSelectBitMask(index, selectMask) != 0) {
-        return fail(my, -15,
-                    "Failure: Failed to get select bit mask for antenna idx: " + std::to_string(index));
-    }
-    if (accessesPerAntenna() && getCurrentAccessBitMask(index, accessMask) != 0) {
-        return fail(my, -15,
-                    "Failure: Failed to get access bit mask for antenna idx: " + std::to_string(index));
-    }
-    return 0;
-}
-
-int writeBlockSize(apply_context_s* my) {
-    std::uint8_t blockSize = 0;
-    getModeBlockSize(&blockSize);
-    return blockSize == 0 ? 0 : engineFailure(my, -16, setBlockSize(blockSize), "block size error");
-}
-
-int writeOlio(apply_context_s* my, std::size_t index) {
-    const std::uint32_t antenna = my->antennas[index];
-    const auto position = static_cast<std::uint16_t>(index);
-    const auto id = static_cast<std::uint16_t>(index + 1);
-    const std::uint8_t stopType = getOlioStopConditionType(position);
-    const std::uint16_t stopValue = getOlioStopConditionValue(position);
-    std::uint16_t receive = 0;
-    if (const int code = olioReceiveAntenna(my, antenna, &receive); code != 0) {
-        return code;
-    }
-    std::uint32_t selectMask = 0;
-    std::uint64_t accessMask = 0;
-    if (const int code = olioMasks(my, index, &selectMask, &accessMask); code != 0) {
-        return code;
-    }
-    if (const int code = writeBlockSize(my); code != 0) {
-        return code;
-    }
-    const RXE_API_STATUS status = setOlio(id, 1, static_cast<std::uint16_t>(antenna), receive, stopType,
-                                          stopValue, olioPower(antenna, my->powers[index]), selectMask,
-                                          my->inventoryIds[index], accessMask, my->linkProfiles[index]);
-    if (status != RXE_OK) {
-        return engineFailure(my, -5, status, "olio " + std::to_string(id) + " error");
-    }
-    const auto hold = holdPackets();
-    enabledAccessOpsPerOlio[id] = accessMask;
-    return 0;
-}
-
-int writeOlios(apply_context_s* my) {
-    for (std::size_t index = 0; index < my->antennas.size(); ++index) {
-        if (const int code = writeOlio(my, index); code != 0) {
-            return code;
-        }
-    }
     return 0;
 }
 
@@ -446,7 +226,7 @@ std::uint16_t unsignedTenths(double value) {
 }
 
 int writeArrayReader(apply_context_s* my) {
-    if (modelName != "QDX4400") {
+    if (!thisModel().arrayReader) {
         return 0;
     }
     const RXE_API_STATUS status = switchPacketType(parallelRssiPacket, isReportHeatmapEnabled());
@@ -493,6 +273,19 @@ constexpr apply_step_t applySteps[] = {
 };
 
 }  // namespace
+
+int rxe_intfc::fail(apply_context_s* my, int code, std::string text) {
+    *my->reply = std::move(text);
+    return code;
+}
+
+int rxe_intfc::engineFailure(apply_context_s* my, int code, RXE_API_STATUS status, const std::string& what) {
+    if (status == RXE_OK) {
+        return 0;
+    }
+    return fail(my, code,
+                "Failure: Failed to set " + what + sprintfStr(" 0x%04x", static_cast<unsigned>(status)));
+}
 
 int configureRXEForMode(std::string* reply) {
     logInfo(unit, " Configure RXE for mode");

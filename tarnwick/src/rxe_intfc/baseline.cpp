@@ -8,6 +8,7 @@
 #include "json_fields.hpp"
 #include "logger.hpp"
 #include "mode_config.hpp"
+#include "reader_model.hpp"
 #include "rxe_intfc.hpp"
 #include "rxe_intfc/parameter_io.hpp"
 
@@ -52,7 +53,7 @@ RXE_API_STATUS enableBasePackets() {
 }
 
 RXE_API_STATUS clearDelayAfterSelects() {
-    return modelName == "PN5100" ? RXE_OK : setDelayAfterSelectsInterval(0);
+    return thisModel().clearsDelayAfterSelects ? setDelayAfterSelectsInterval(0) : RXE_OK;
 }
 
 constexpr std::uint8_t normalDynamicRange = 1;
@@ -60,15 +61,16 @@ RXE_API_STATUS setBaseDynamicRange() {
     return dynamicRangeSupported ? setDynamicRange(normalDynamicRange) : RXE_OK;
 }
 
-// Some firmware of the PN5100 knows only the delay after rounds without reads.
+// Where the radio may know only the delay after rounds without reads, that is the
+// second choice.
 RXE_API_STATUS setBaseTxDelay() {
-    constexpr std::uint8_t noReads = 1;
-    constexpr std::uint8_t noUniqueReads = 2;
+    constexpr auto noReads = static_cast<std::uint8_t>(antenna_delay_type_e::NO_TAGS);
+    constexpr auto noUniqueReads = static_cast<std::uint8_t>(antenna_delay_type_e::NO_UNIQUE_TAGS);
     if (!txDelayIntervalSupported) {
         return RXE_OK;
     }
     const RXE_API_STATUS status = setTxDelayInterval(noUniqueReads, DEFAULT_DELAY_BETWEEN_ANT_CYCLES);
-    if (status != RXE_OK && modelName == "PN5100") {
+    if (status != RXE_OK && thisModel().antennaDelay == antenna_delay_type_e::NO_TAGS) {
         return setTxDelayInterval(noReads, DEFAULT_DELAY_BETWEEN_ANT_CYCLES);
     }
     return status;

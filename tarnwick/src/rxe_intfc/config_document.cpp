@@ -2,6 +2,7 @@
 // The document of the engine's state, and the single parameters in it.
 #include <nlohmann/json.hpp>
 
+#include "reader_model.hpp"
 #include "rxe_intfc.hpp"
 #include "rxe_intfc/config_json.hpp"
 #include "rxe_intfc/config_lists.hpp"
@@ -16,10 +17,6 @@ using rxe_intfc::hasFourGPIs;
 using rxe_intfc::readParameter;
 
 constexpr const char* notSupported = "not supported";
-
-bool isArrayReader() {
-    return modelName == "QDX4400";
-}
 
 // ------------------------------------------------------- start, stop and ports
 
@@ -58,7 +55,7 @@ int getGPIODir(std::string* reply, json* out) {
         return failWith(reply, "Failure: error getting gpioDirections");
     }
     json list = json::array();
-    const unsigned ports = hasFourGPIs() ? 4 : 2;
+    const unsigned ports = thisModel().gpis;
     for (unsigned port = 1; port <= ports; ++port) {
         const bool input = (mask & (1U << (port - 1))) != 0;
         list.push_back({{"port", port}, {"direction", input ? "in" : "out"}});
@@ -166,17 +163,16 @@ int getNumber(std::string* reply, json* out, bool supported, RXE_API_STATUS (*ge
 // The same for a parameter in tenths, shown in whole units.
 int getTenths(std::string* reply, json* out, RXE_API_STATUS (*get)(std::uint16_t*), const char* key,
               const char* failure) {
-    const int result = getNumber(reply, out, isArrayReader(), get, key, failure);
-    if (result == 0 && isArrayReader()) {
+    const int result = getNumber(reply, out, thisModel().arrayReader, get, key, failure);
+    if (result == 0 && thisModel().arrayReader) {
         (*out)[key] = (*out)[key].get<unsigned>() / 10.0;
     }
     return result;
 }
 
 int getDelayAfterSelectsJson(std::string* reply, json* out) {
-    return getNumber(reply, out, modelName == "PN8200" || modelName == "PN5100-ASIC",
-                     getDelayAfterSelectsInterval, "delayAfterSelects",
-                     "Failure: error getting delayAfterSelects");
+    return getNumber(reply, out, thisModel().showsDelayAfterSelects, getDelayAfterSelectsInterval,
+                     "delayAfterSelects", "Failure: error getting delayAfterSelects");
 }
 
 int getDynamicRangeJson(std::string* reply, json* out) {
@@ -217,7 +213,7 @@ int getTagHeightJson(std::string* reply, json* out) {
 }
 
 int getStaticVDynamicJson(std::string* reply, json* out) {
-    return getNumber(reply, out, isArrayReader(), getStaticVDynamic, "staticVDynamic",
+    return getNumber(reply, out, thisModel().arrayReader, getStaticVDynamic, "staticVDynamic",
                      "Failure: error getting static v dynamic");
 }
 

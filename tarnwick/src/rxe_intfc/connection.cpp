@@ -7,6 +7,7 @@
 
 #include "logger.hpp"
 #include "radio.hpp"
+#include "reader_model.hpp"
 #include "requests.hpp"
 #include "rm_client.hpp"
 #include "rxe_intfc.hpp"
@@ -120,8 +121,9 @@ RXE_API_STATUS learnModel(connect_context_s* my) {
     if (getModel(&modelName) != 0) {
         return fail(" Cannot connect to RM to get Model");
     }
-    if (modelName == "PN5100" && my->firmware.major == 2) {
-        modelName += "-ASIC";
+    const std::string_view asicName = thisModel().asicName;
+    if (my->firmware.major == 2 && !asicName.empty()) {
+        modelName = asicName;
     }
     logInfo(unit, " Reader is model: ", modelName);
     return RXE_OK;
@@ -187,7 +189,7 @@ RXE_API_STATUS learnReaderDetails(connect_context_s* my) {
 // ------------------------------------------------------------ the facts into the radio
 
 RXE_API_STATUS tellAntennaCount(connect_context_s*) {
-    if (modelName != "PN5100" || RXE_setParam(RXE_PARAM_NUM_ANTENNAS, &max_ants) == RXE_OK) {
+    if (!thisModel().takesAntennaCount || RXE_setParam(RXE_PARAM_NUM_ANTENNAS, &max_ants) == RXE_OK) {
         return RXE_OK;
     }
     if (rxeAntennaCheckSupported) {
@@ -254,7 +256,7 @@ RXE_API_STATUS tellAmbientWarning(connect_context_s*) {
 }
 
 RXE_API_STATUS tellAmplifierWarning(connect_context_s*) {
-    return modelName == "QDX4400" ? RXE_OK : tellTemperatureWarning(RXE_NVM_PA_HI_TEMP, "PA");
+    return thisModel().amplifierTemperature ? tellTemperatureWarning(RXE_NVM_PA_HI_TEMP, "PA") : RXE_OK;
 }
 
 // --------------------------------------------------------------- channels, callback, mode
@@ -303,7 +305,7 @@ constexpr step_s connectSteps[] = {
 };
 
 bool isForThisModel(models_e models) {
-    return models == models_e::all || (models == models_e::arrayReader) == (modelName == "QDX4400");
+    return models == models_e::all || (models == models_e::arrayReader) == thisModel().arrayReader;
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // What a firmware can do, by its version.
+#include "reader_model.hpp"
 #include "rxe_intfc.hpp"
 #include "rxe_intfc/parameter_io.hpp"
 
@@ -48,5 +49,5 @@ std::uint16_t getMaxAnts() {
 }
 
 bool isValidAntenna(std::uint32_t antenna) {
-    return modelName == "QDX4400" || antenna <= max_ants;
+    return thisModel().arrayReader || antenna <= max_ants;
 }

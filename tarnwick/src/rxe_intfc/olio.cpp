@@ -42,17 +42,18 @@ void logOlio(std::uint16_t id, const OLIO_s* olio) {
     }
 }
 
-RXE_API_STATUS writeStop(unsigned id, auto record) {
-    nlohmann::json rendered = nlohmann::json::object();
-    radioStopCondition_to_json(&record, &rendered);
-    logInfo(unit, " Setting Radio Stop Conditions ", rendered.dump());
-    return writeParameter(id, &record);
-}
+constexpr std::string_view stopLine = " Setting Radio Stop Conditions ";
+constexpr std::string_view startLine = " Setting GPIO Start ";
 
-RXE_API_STATUS writeStart(unsigned id, auto record, int (*toJson)(const decltype(record)*, nlohmann::json*)) {
+constexpr auto stopToJson = [](const auto* record, nlohmann::json* out) {
+    radioStopCondition_to_json(record, out);
+};
+
+// Writes a record of a start or stop rule; `line` and the record as JSON go to the log.
+RXE_API_STATUS writeRule(unsigned id, auto record, std::string_view line, auto toJson) {
     nlohmann::json rendered = nlohmann::json::object();
     toJson(&record, &rendered);
-    logInfo(unit, " Setting GPIO Start ", rendered.dump());
+    logInfo(unit, line, rendered.dump());
     return writeParameter(id, &record);
 }
 
@@ -101,12 +102,12 @@ RXE_API_STATUS setGlobalStopConditions(std::uint32_t duration, std::uint16_t oli
         return record;
     };
     if (!hasFourGPIs()) {
-        return writeStop(RXE_PARAM_RADIO_STOP, fill(PER_RADIO_STOP_s{}));
+        return writeRule(RXE_PARAM_RADIO_STOP, fill(PER_RADIO_STOP_s{}), stopLine, stopToJson);
     }
     PER_RADIO_STOP2_s record = fill(PER_RADIO_STOP2_s{});
     record.holdTime3 = hold3;
     record.holdTime4 = hold4;
-    return writeStop(RXE_PARAM_RADIO_STOP2, record);
+    return writeRule(RXE_PARAM_RADIO_STOP2, record, stopLine, stopToJson);
 }
 
 RXE_API_STATUS setRadioStopConditions(radioStopConditions_s* conditions) {
@@ -125,7 +126,7 @@ RXE_API_STATUS setGPIOStart(std::uint8_t gpiBitMask, std::uint16_t hold1, std::u
     if (!hasFourGPIs()) {
         const GPIO_START_s record{
             .gpiBitMask = gpiBitMask, .reserved1 = 0, .holdTime1 = hold1, .holdTime2 = hold2};
-        return writeStart(RXE_PARAM_GPIO_START, record, gpioStart_to_json);
+        return writeRule(RXE_PARAM_GPIO_START, record, startLine, gpioStart_to_json);
     }
     const GPIO_START2_s record{.gpiBitMask = gpiBitMask,
                                .reserved1 = 0,
@@ -133,7 +134,7 @@ RXE_API_STATUS setGPIOStart(std::uint8_t gpiBitMask, std::uint16_t hold1, std::u
                                .holdTime2 = hold2,
                                .holdTime3 = hold3,
                                .holdTime4 = hold4};
-    return writeStart(RXE_PARAM_GPIO_START2, record, gpioStart_to_json2);
+    return writeRule(RXE_PARAM_GPIO_START2, record, startLine, gpioStart_to_json2);
 }
 
 RXE_API_STATUS setCustomFields(std::uint32_t mask) {

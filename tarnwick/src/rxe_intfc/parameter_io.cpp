@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "logger.hpp"
+#include "reader_model.hpp"
 #include "rxe_intfc.hpp"
 
 // Written by the command "shadow" and read by every write, all on the main thread.
@@ -28,7 +29,7 @@ RXE_API_STATUS readParameter(unsigned id, void* record) {
 }
 
 bool hasFourGPIs() {
-    return modelName == "PN8200";
+    return thisModel().gpis == 4;
 }
 
 std::string tenthsText(int tenths) {
