@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What tags do on the air, through the library: accesses, selects, sessions,
-// the database, the array.
+// What tags do on the air, through the library: accesses, the database, the array.
 #include <cmath>
-#include <map>
 
 #include "radio.hpp"
 
@@ -110,95 +108,6 @@ TEST_F(Air, ATagThatLeavesWithinAnAccessIsSilent) {
         const std::string reports = accessesOf(3);
         EXPECT_TRUE(reports.starts_with("1:0 1:0 ")) << reports;
         EXPECT_TRUE(reports.ends_with("1:0 1:2") || reports.ends_with("1:0 1:1/11")) << reports;
-    }
-}
-
-// With FM0 the receiver decodes down to -75 dBm: 12 m are some 2 dB above that.
-TEST_F(Air, FramesGetLostNearTheEdge) {
-    const struct {
-        std::string metres, errors;
-        double least, most;  // share of broken EPC and read frames
-    } cases[] = {{"12", "true", 0.02, 0.5}, {"12", "false", 0, 0}, {"3", "true", 0, 0}};
-    for (const auto& row : cases) {
-        SCOPED_TRACE(row.metres + row.errors);
-        open(R"("antennas": [{"port": 1, "position": [0, 0, 1]}], "air": {"errors": )" + row.errors +
-             R"(}, "tags": [{"epc": "AA01", "user": "00000001", "sensitivity": -40, "position": [0, )" +
-             row.metres + ", 1]}]");
-        access(1, RXE_ACCESS_READ, 3);
-        OLIO_s record = olio(1, 1, 800);
-        record.linkProfileIndex = 1519;
-        record.accessBitMask = 1;
-        enable({TAG_CRC_ERROR});
-        const double reads = run({record}, stopRecord(0, 1)).tagReads;
-        std::map<int, double> results;
-        for (const packet_s& packet : packets) {
-            results[packet.type == ACCESS_INFO ? packet.payload[1] : -1]++;
-        }
-        ASSERT_GT(reads, 300);
-        const double broken = static_cast<double>(count(TAG_CRC_ERROR)) / reads;
-        EXPECT_TRUE(broken >= row.least && broken <= row.most) << broken;
-        EXPECT_TRUE(results[3] / reads >= row.least && results[3] / reads <= row.most) << results[3];
-        EXPECT_EQ(results[0] + results[3], reads);
-    }
-}
-
-// Selects by an EPC's last byte, the flags they leave and the Query that asks for them.
-TEST_F(Air, SelectsAndQueriesChooseTheTags) {
-    open(R"("tags": {"count": 6, "scheme": "prefix", "epcPrefix": "AB", "epcBits": 32, "firstSerial": 1})");
-    // The two lowest bits of the EPC are 01: serials 1 and 5.
-    SELECT_OP_s select{1, 0, 0, 1, 0x20 + 30, 2, 0, 0, {0x40}};
-    const std::set<std::uint8_t> all{1, 2, 3, 4, 5, 6}, chosen{1, 5}, others{2, 3, 4, 6};
-    const struct {
-        const char* legend;
-        std::uint8_t selectTarget, action, sel, session, target;
-        std::uint32_t mask;
-        std::set<std::uint8_t> read;
-    } cases[] = {
-        {"SL asserted, asked for the others", 4, 0, 2, 0, 0, 1, others},
-        {"the select is not in the olio's mask", 4, 0, 0, 0, 0, 0, all},
-        {"session 2: matching A, others B", 2, 0, 0, 2, 0, 1, chosen},
-        {"session 3: matching B, asked for B", 3, 4, 0, 3, 1, 1, chosen},
-        {"session 3: matching B, asked for A", 3, 4, 0, 3, 0, 1, others},
-        {"SL asserted, asked for SL", 4, 0, 3, 0, 0, 1, chosen},
-    };
-    const auto lastBytes = [] {
-        std::set<std::uint8_t> bytes;
-        for (const TAG_INFO_s& info : recordsOf<TAG_INFO_s>(TAG_CUSTOM)) {
-            bytes.insert(info.epc[info.epcLength / 8 - 1]);
-        }
-        return bytes;
-    };
-    ASSERT_EQ(set(RXE_PARAM_RADIO_STOP, stopRecord(0, 1)), RXE_OK);
-    for (const auto& row : cases) {
-        OLIO_s record = olio(1, 1, 1);
-        record.selectBitMask = row.mask;
-        configure({record});
-        select.target = row.selectTarget;
-        select.action = row.action;
-        ASSERT_EQ(set(RXE_PARAM_SELECT + 1, select), RXE_OK);
-        query(row.sel, row.session, row.target);
-        run();
-        EXPECT_EQ(lastBytes(), row.read) << row.legend;
-    }
-    ASSERT_EQ(set(RXE_PARAM_SELECT + 1, SELECT_OP_s{1, 4, 0, 1, 0x20, 8, 0, 24, {0xAB}}), RXE_OK);
-    run();
-    EXPECT_EQ(recordsOf<TAG_INFO_s>(TAG_CUSTOM).at(0).epcLength, 24) << "what follows the mask";
-}
-
-// A tag in session 1 answers again when its flag has run down, in session 2
-// never while it has power, in session 0 whenever the carrier comes anew.
-TEST_F(Air, SessionsDecideHowOftenATagIsRead) {
-    open(R"("tags": {"count": 4})");
-    const struct {
-        std::uint8_t session, target;
-        std::size_t least, most;
-    } cases[] = {{0, 0, 4 * 20, 4 * 26}, {1, 0, 4 * 4, 4 * 5}, {2, 0, 4, 4}, {2, 2, 4 * 300, 4 * 600}};
-    ASSERT_EQ(set(RXE_PARAM_RADIO_STOP, stopRecord(0, 1)), RXE_OK);
-    for (const auto& row : cases) {
-        configure({olio(1, RXE_STOP_DWELL_TIME, 9000)});
-        query(0, row.session, row.target, 2);
-        const std::size_t reads = run().tagReads;
-        EXPECT_TRUE(reads >= row.least && reads <= row.most) << int{row.session} << ": " << reads;
     }
 }
 

@@ -12,35 +12,58 @@ class Effects : public Radio {
     // What a row changes: one round of antenna 1, in session 0 with target AB.
     static inline OLIO_s o;
     static inline INVENTORY_OP_s q;
-    static inline double milliseconds;
+    static inline START_INFO_s info;
 
     static void put(unsigned id, auto record) { EXPECT_EQ(set(id, record), RXE_OK); }
     void begin(const std::string& keys) {
         open(keys);
         o = olio(1, 1, 1);
         q = {1, 1, {{0, 0, 2, 0}}};
-        configure({}), enable({PA_CRIT, 0x0806, 0x0807, 0x0808});
+        configure({}), enable({PA_CRIT, ANT_DISCONNECT, CHAN_PWR_LMT, TAG_CRC_ERROR, 0x0806, 0x0807, 0x0808});
         put(RXE_PARAM_RADIO_STOP, stopRecord(0, 1));
         put(RXE_PARAM_CUSTOM_FIELDS, std::uint32_t{0xFFFFF});
     }
     static void go() {
         put(RXE_PARAM_OLIO + 1, o);
         put(RXE_PARAM_INVENTORY + 1, q);
-        milliseconds = static_cast<double>(run().duration) / 1000;
+        info = run();
     }
     static void dwell(std::uint16_t time) { o.stopType = RXE_STOP_DWELL_TIME, o.stopValue = time; }
     static void rest(std::uint16_t typeAndTime) {
         put(RXE_PARAM_TX_DELAY_INTERVAL, typeAndTime), put(RXE_PARAM_RADIO_STOP, stopRecord(0, 10));
     }
     static void range(std::uint8_t word) { put(RXE_PARAM_DYNAMIC_RANGE, word), o.linkProfileIndex = 1519; }
-    static void channels(unsigned count, std::uint32_t from) {
+    static void channels(unsigned count, std::uint32_t from, std::uint8_t limit = 0) {
         for (std::uint32_t n = 1; n <= 50; ++n) {
-            put(RXE_PARAM_CHANNEL + n, CHANNEL_s{n <= count, {}, from + 500 * (n - 1), 0, 0});
+            put(RXE_PARAM_CHANNEL + n, CHANNEL_s{n <= count, {}, from + 500 * (n - 1), limit, 0});
         }
+    }
+    // Fast enough for one round on one channel.
+    static void hear(std::uint16_t sends, std::uint16_t listens, std::int16_t power) {
+        o.transmitAntenna = sends, o.receiveAntenna = listens, o.transmitPower = power;
+        o.linkProfileIndex = 1519;
+    }
+    // A second, unless the level of GPI 1 ends it.
+    static void watch(unsigned id, std::uint8_t value) {
+        put(id, value), put(RXE_PARAM_RADIO_STOP, stopRecord(1000, 0, 0, 0x11)), dwell(100);
+    }
+    // Four loops of two olios.
+    static void report(REPORT_FILTER_LAST_REPORT_s filter) {
+        put(RXE_PARAM_LAST_REPORT, filter), put(RXE_PARAM_OLIO + 2, olio(2, 1, 1));
+        put(RXE_PARAM_RADIO_STOP, stopRecord(0, 4));
+    }
+    static void session(std::uint8_t number, std::uint8_t target) {
+        q.session = number, q.target = target, q.initialQ = 2, dwell(9000);
     }
     static void select(std::uint8_t sel, std::uint16_t truncated) {
         put(RXE_PARAM_SELECT + 1, SELECT_OP_s{1, 4, 0, 1, 0x20, 8, 0, truncated, {0xAB}});
         o.selectBitMask = 1, q.sel = sel, q.target = 0;
+    }
+    // Serials 1 and 5 of six, whose EPCs end in the bits 01, by the flag that is `target`.
+    static void choose(std::uint8_t target, std::uint8_t action, std::uint8_t sel, std::uint8_t session,
+                       std::uint8_t asked) {
+        put(RXE_PARAM_SELECT + 1, SELECT_OP_s{1, target, action, 1, 0x20 + 30, 2, 0, 0, {0x40}});
+        o.selectBitMask = 1, q.sel = sel, q.session = session, q.target = asked;
     }
     static void access(std::uint8_t type, std::uint32_t payload) {
         put(RXE_PARAM_ACCESS + 1, ACCESS_OP_s{1, type, {}, {.payload = payload}, 1, {}, 0, 0, 0});
@@ -49,7 +72,11 @@ class Effects : public Radio {
 
     static std::vector<TAG_INFO_s> tags() { return recordsOf<TAG_INFO_s>(TAG_CUSTOM); }
     static double reads() { return static_cast<double>(count(TAG_CUSTOM)); }
-    static double ms() { return milliseconds; }
+    static double ms() { return static_cast<double>(info.duration) / 1000; }
+    static double cause() { return info.stopCause; }
+    static double alarms() { return static_cast<double>(count(ANT_DISCONNECT)); }
+    // Thousands: told limits of channels.
+    static double limited() { return reads() + 1000 * static_cast<double>(count(CHAN_PWR_LMT)); }
     static double carriers() { return static_cast<double>(count(CW_ON)); }
     static double level() { return 10 * std::log10(std::bit_cast<float>(tags().at(0).rssiLin)); }
     // Tens: all reads; ones: those without their first byte.
@@ -57,6 +84,26 @@ class Effects : public Radio {
         const auto isCut = [](const TAG_INFO_s& info) { return info.epcLength == 24; };
         return 10 * reads() + static_cast<double>(std::ranges::count_if(tags(), isCut));
     }
+    // One bit for each tag, by the last byte of its EPC.
+    static double who() {
+        unsigned bits = 0;
+        for (const TAG_INFO_s& tag : tags()) {
+            bits |= 1U << tag.epc[tag.epcLength / 8 - 1];
+        }
+        return bits;
+    }
+    // Shares of what was read.
+    static double brokenTags() { return static_cast<double>(count(TAG_CRC_ERROR)) / reads(); }
+    static double brokenAccesses() {
+        double broken = 0;
+        for (const ACCESS_INFO_s& access : recordsOf<ACCESS_INFO_s>(ACCESS_INFO)) {
+            EXPECT_TRUE(access.result == 0 || access.result == 3) << int{access.result};
+            broken += access.result == 3;
+        }
+        EXPECT_EQ(count(ACCESS_INFO), count(TAG_CUSTOM));
+        return broken / reads();
+    }
+    static double broken() { return brokenTags() + brokenAccesses(); }
     static double fields(std::uint16_t type) { return recordsOf<TAG_INFO_s>(type).at(0).fields; }
 };
 
@@ -68,8 +115,19 @@ TEST_F(Effects, OfEachParameter) {
     const std::string pair = near + R"(}, {"sensitivity": -40, "epc": "AA02", "position": [0, )";
     const std::string far = still + R"(AA01", "position": [0, 15, 1]}, {"sensitivity": -40, "epc": "AA02",
         "position": [0, 18, 1]}])";
+    const std::string four = R"("tags": {"count": 4})", field = R"("tags": {"count": 10})";
+    const std::string crowd = R"("tags": {"count": 200}, "antennas": [1, 2])";
+    const std::string halfway = R"("events": [{"at": 0.5, "event": )";
+    const std::string high = halfway + R"("gpi", "port": 1, "level": "high"}])";
+    const std::string lost = halfway + R"("antenna", "port": 1, "state": "lost"}])";
+    const std::string six = R"("tags": {"count": 6, "epcPrefix": "AB", "epcBits": 32, "firstSerial": 1})";
+    constexpr double all = 0x7E, chosen = 0x22, others = all - chosen;
+    const std::string readable = R"("antennas": [{"port": 1, "position": [0, 0, 1]}], "tags": [{"epc": "AA01",
+        "user": "00000001", "sensitivity": -40, "position": [0, )";
+    const auto often = [] { access(RXE_ACCESS_READ, 3), o.stopValue = 800, o.linkProfileIndex = 1519; };
+    const auto nothing = [] {};
+    const auto ten = [] { o.stopValue = 10; };
     // clang-format off
-    const auto nothing = [] {}; const auto ten = [] { o.stopValue = 10; };
     const struct {
         const char* legend; std::string keys;
         void (*change)(); double (*figure)(); double expected, off;
@@ -123,6 +181,56 @@ TEST_F(Effects, OfEachParameter) {
          [] { put(RXE_PARAM_AAR_HEIGHT, std::uint16_t{50}), put(RXE_PARAM_TAG_HEIGHT, std::uint16_t{20}),
               o = olio(5000 + 1 + 90 / 5 + 72 * 5, 1, 1), o.receiveAntenna = 0xFFF5; },
          []() -> double { return tags()[0].locationY; }, 30, 2},
+        {"a sole channel, 0.4 s in 20 s", one, [] { channels(1, 902750), dwell(25000); }, carriers, 2, 0},
+        // Nine seconds of four tags.
+        {"once a carrier in session 0", four, [] { session(0, 0); }, reads, 4 * 23, 4 * 3},
+        {"when the flag has run down in session 1", four, [] { session(1, 0); }, reads, 4 * 4.5, 4 * 0.5},
+        {"once in session 2", four, [] { session(2, 0); }, reads, 4, 0},
+        {"always, with A and B in turn", four, [] { session(2, 2); }, reads, 4 * 450, 4 * 150},
+        // What a Select leaves, and the Query that asks for it.
+        {"SL asserted, asked for SL", six, [] { choose(4, 0, 3, 0, 0); }, who, chosen, 0},
+        {"for the others", six, [] { choose(4, 0, 2, 0, 0); }, who, others, 0},
+        {"for SL, the select not in the olio's mask", six,
+         [] { choose(4, 0, 3, 0, 0), o.selectBitMask = 0; }, who, 0, 0},
+        {"for all", six, [] { choose(4, 0, 0, 0, 0); }, who, all, 0},
+        {"session 2: matching A, others B", six, [] { choose(2, 0, 0, 2, 0); }, who, chosen, 0},
+        {"session 3: matching B, asked for B", six, [] { choose(3, 4, 0, 3, 1); }, who, chosen, 0},
+        {"session 3: asked for A", six, [] { choose(3, 4, 0, 3, 0); }, who, others, 0},
+        // With FM0 the receiver decodes down to -75 dBm: 12 m are some 2 dB above that.
+        {"frames get lost near the edge", readable + "12, 1]}]", often, brokenTags, 0.26, 0.24},
+        {"those of accesses too", readable + "12, 1]}]", often, brokenAccesses, 0.26, 0.24},
+        {"without errors none", readable + R"(12, 1]}], "air": {"errors": false})", often, broken, 0, 0},
+        {"nor nearby", readable + "3, 1]}]", often, broken, 0, 0},
+        // Ten tags, read eight times.
+        {"no last-report filter", field, [] { report({0, 0, {}, 1}); }, reads, 80, 0},
+        {"of no duration", field, [] { report({1, 0, {}, 0}); }, reads, 80, 0},
+        {"radio wide, for ever", field, [] { report({1, 0, {}, 0xFFFFFFFF}); }, reads, 10, 0},
+        {"in the next run too", field, [] { report({1, 0, {}, 0xFFFFFFFF}), go(); }, reads, 0, 0},
+        {"per olio, for ever", field, [] { report({1, 1, {}, 0xFFFFFFFF}); }, reads, 20, 0},
+        // How many of 200 tags hear, and are heard.
+        {"full power", crowd, [] { hear(1, 1, 300); }, limited, 200, 0},
+        {"less", crowd, [] { hear(1, 1, 150); }, limited, 150, 30},
+        {"no more, by the channel's own limit", crowd,
+         [] { hear(1, 1, 300), channels(50, 902750, 150); }, limited, 1150, 30},
+        {"with a lossy cable", crowd,
+         [] { hear(1, 1, 150), put(RXE_PARAM_CABLE_LOSS + 1, std::uint16_t{30}); }, reads, 70, 49},
+        {"another antenna listens", crowd, [] { hear(1, 2, 300); }, reads, 200, 0},
+        {"through its own cable", crowd,
+         [] { hear(1, 2, 150), put(RXE_PARAM_CABLE_LOSS + 2, std::uint16_t{255}); }, reads, 60, 55},
+        {"one that is not connected does not send", crowd, [] { hear(3, 3, 300); }, reads, 0, 0},
+        {"nor listen", crowd, [] { hear(1, 3, 300); }, reads, 0, 0},
+        {"a port that the reader has not got", crowd,
+         [] { hear(2, 2, 300), put(RXE_PARAM_NUM_ANTENNAS, std::uint16_t{1}); }, reads, 0, 0},
+        {"too weak for the threshold", crowd,
+         [] { hear(1, 1, 300), put(RXE_PARAM_RSSI_THRESHOLD, std::int8_t{-40}); }, reads, 100, 80},
+        // A second with an event in its middle.
+        {"an input", high, [] { watch(RXE_PARAM_GPIO_DIR, 0x01); }, cause, 16, 0},
+        {"an output", high, [] { watch(RXE_PARAM_GPIO_DIR, 0xFE); }, cause, 4, 0},
+        {"antennas are checked", lost, [] { watch(RXE_PARAM_ANTENNA_CHECK, 2); }, alarms, 1, 0},
+        {"not that soon", lost, [] { watch(RXE_PARAM_ANTENNA_CHECK, 30); }, alarms, 0, 0},
+        {"never", lost, [] { watch(RXE_PARAM_ANTENNA_CHECK, 0); }, alarms, 0, 0},
+        {"a fault", halfway + "\"fault\"}]", [] { watch(RXE_PARAM_ANTENNA_CHECK, 0); }, cause, 32, 0},
+        // The other kinds of tag packets.
         {"TAG_INFO_SHORT", one, nothing, [] { return fields(0x0806); }, RXE_FIELD_EPC, 0},
         {"TAG_INFO_LONG", one, nothing, [] { return fields(0x0807); }, 0x2671, 0},
         {"TAG_INFO_COMPLETE", one, nothing, [] { return fields(0x0808); }, 0xFFFFF, 0},

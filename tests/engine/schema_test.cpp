@@ -1,170 +1,139 @@
 // SPDX-License-Identifier: MIT
-// The published schema against the engine's own words: what it says about each
-// value of a scenario that says every key, when that value is broken.
+// The published schema against the engine: each takes the scenarios that the other takes.
+#include <nlohmann/json.hpp>
 #include <regex>
 
+#include "radio.hpp"
 #include "scenario.hpp"
-#include "scenario_text.hpp"
+#include "support/json_schema.hpp"
 
 namespace {
 
+using json = nlohmann::json;
+using pointer_t = json::json_pointer;
 using names_t = std::set<std::string>;
 
-names_t quotedIn(const std::string& text) {
-    const std::regex quoted("\"([^\"]*)\"");
-    names_t names;
-    for (std::sregex_iterator match(text.begin(), text.end(), quoted), end; match != end; ++match) {
-        names.insert((*match)[1]);
+// Rules that no schema can tell.
+const std::regex betweenKeys(
+    "leaves no room|is longer than|later than|does not go with|names port|"
+    "digits with this|epcPrefix\" is missing");
+
+names_t matchesIn(const std::string& text, const char* expression) {
+    const std::regex regex(expression);
+    names_t found;
+    for (std::sregex_iterator match(text.begin(), text.end(), regex), end; match != end; ++match) {
+        found.insert((*match)[1]);
     }
-    return names;
+    return found;
 }
 
-names_t keysOf(const json& object) {
-    names_t keys;
-    for (const auto& [key, value] : object.items()) {
-        keys.insert(key);
+// Pointers to all values; "" is the whole.
+names_t placesIn(const json& document) {
+    names_t places{""};
+    const json leaves = document.flatten();
+    for (const auto& [leaf, value] : leaves.items()) {
+        for (pointer_t at(leaf); !at.empty(); at = at.parent_pointer()) {
+            places.insert(at.to_string());
+        }
     }
-    return keys;
+    return places;
 }
 
-class Schema : public Radio {
-  protected:
-    json root;
-
-    void SetUp() override {
-        std::ifstream(TARNWICK_SOURCE_DIR "/engine/scenario.schema.json") >> root;
-        setenv("RXE_SCENARIO", (directory / "scenario.json").c_str(), 1);
+// The bounds that the engine tells of a value, and what lies on both sides of them: as
+// numbers, and as the lengths of texts.
+void addAround(const std::string& told, std::vector<json>* values) {
+    for (const std::string& number : matchesIn(told, "(-?\\d+(\\.\\d+)?)")) {
+        const json bound = json::parse(number);
+        const double near = bound.get<double>();
+        values->insert(values->end(), {bound, near - 1e-6, near + 1e-6});
+        if (bound.is_number_integer()) {
+            values->insert(values->end(), {bound.get<std::int64_t>() - 1, bound.get<std::uint64_t>() + 1});
+        }
+        for (double length = near - 1; near > 0 && near < 20000 && length <= near + 2; ++length) {
+            values->push_back(std::string(static_cast<std::size_t>(length), '0'));
+        }
     }
-    // What the engine says against the complete scenario with this value in it.
-    std::string refusalOf(const json::json_pointer& pointer, const json& value) const {
-        json scenario = complete;
-        scenario[pointer] = value;
+}
+
+// Scenarios that together say every key, each value of them replaced: by wrong ones, by the
+// words of the schema, by what the engine tells of bounds, by itself with a key or an element
+// less and with each other key or an element more.
+TEST_F(Radio, TheSchemaTakesWhatTheEngineTakes) {
+    const std::string schemaFile = TARNWICK_SOURCE_DIR "/engine/scenario.schema.json";
+    const json schema = json::parse(readTextFile(schemaFile));
+    const json scenarios = json::parse(readTextFile(TARNWICK_SOURCE_DIR "/tests/engine/every_key.json"));
+    setenv("RXE_SCENARIO", (directory / "scenario.json").c_str(), 1);
+    const auto refusalOf = [&](const json& scenario) {
         writeTextFile(directory / "scenario.json", scenario.dump());
         rxe::scenario_s loaded;
         std::string line;
-        const bool taken = rxe::loadScenario(&loaded, &line);
-        EXPECT_EQ(taken, line.empty());
-        return line;
-    }
-    // The node behind references, and of several the one that is for this value.
-    const json& nodeFor(const json& reference, const json& value) const {
-        const json& node = reference.contains("$ref")
-                               ? root.at(json::json_pointer(reference["$ref"].get<std::string>().substr(1)))
-                               : reference;
-        if (!node.contains("anyOf") || node.contains("properties")) {
-            return node;
+        const bool isTaken = rxe::loadScenario(&loaded, &line);
+        EXPECT_EQ(isTaken, line.empty());
+        return line.substr(std::min(line.size(), line.find(".json: ") + 7));
+    };
+    names_t keys;  // of the schema, and those that the engine tells
+    std::set<json> words;
+    for (const std::string& place : placesIn(schema)) {
+        keys.merge(matchesIn(place, "/properties/([^/]+)"));
+        if (std::regex_search(place, std::regex("/(enum/.*|const)$"))) {
+            words.insert(schema[pointer_t(place)]);
         }
-        for (const json& each : node["anyOf"]) {
-            const json& branch = nodeFor(each, value);
-            const json keys = branch.value("properties", json::object());
-            const bool isOne =
-                value.is_object() ? std::ranges::includes(keysOf(keys), keysOf(value)) &&
-                                        (!value.contains("event") || keys["event"]["const"] == value["event"])
-                                  : branch["type"] == (value.is_number() ? "integer" : value.type_name());
-            if (isOne || (value.is_number() && branch["type"] == "number")) {
-                return branch;
+    }
+    std::map<std::string, json> members;  // and elements, whose numbers are keys that nobody knows
+    for (const std::string& place : placesIn(scenarios)) {
+        if (const pointer_t at(place); !at.empty()) {
+            members[at.back()] = scenarios[at];
+        }
+    }
+
+    std::vector<std::string> texts;
+    std::vector<bool> taken;
+    for (const json& scenario : scenarios) {
+        for (const std::string& place : placesIn(scenario)) {
+            json changed = scenario;
+            json& value = changed[pointer_t(place)];
+            std::vector<json> others{value, true, -1e9, "", "\x01", nullptr, {{"bogus", 1}}};
+            if (words.contains(value)) {
+                others.insert(others.end(), words.begin(), words.end());
+            }
+            if (value.is_array()) {
+                others.emplace_back(value).push_back(value[0]);
+                others.emplace_back(value).erase(0);
+            }
+            for (const auto& [key, member] : value.is_object() ? members : std::map<std::string, json>()) {
+                json& other = others.emplace_back(value);
+                if (other.erase(key) == 0) {
+                    other[key] = member;
+                }
+            }
+            value = nullptr;
+            const std::string told = refusalOf(changed);
+            // As the engine names it: "tags[2].epc"
+            std::string path = std::regex_replace(place, std::regex("/(\\d+)"), "[$1]");
+            std::ranges::replace(path, '/', '.');
+            EXPECT_TRUE(told.starts_with(path.replace(0, 1, place.empty() ? "must" : "\""))) << told;
+            addAround(told, &others);
+            for (const json& other : others) {
+                value = other;
+                const std::string line = refusalOf(changed);
+                keys.merge(
+                    matchesIn(line.substr(std::min(line.find("known are"), line.size())), "\"(.+?)\""));
+                texts.push_back(changed.dump());
+                taken.push_back(line.empty() || std::regex_search(line, betweenKeys));
             }
         }
-        ADD_FAILURE() << "no branch for " << value;
-        return node;
     }
-    const json& nodeAt(const json::json_pointer& pointer) const {
-        if (pointer.empty()) {
-            return root;
-        }
-        const json& parent = complete.at(pointer.parent_pointer());
-        const json& node = nodeAt(pointer.parent_pointer());
-        return nodeFor(parent.is_array() ? node.at("items") : node.at("properties").at(pointer.back()),
-                       complete.at(pointer));
+    const std::vector<bool> accepted = acceptedBySchema(schemaFile, texts);
+    for (std::size_t i = 0; i < texts.size(); ++i) {
+        EXPECT_EQ(accepted[i], taken[i]) << texts[i];
     }
-    // What the node makes the engine say about a value of no use.
-    static std::string wordsOf(const json& node) {
-        const auto number = [&](const char* key) {
-            std::array<char, 32> text{};
-            std::snprintf(text.data(), text.size(), "%.10g", node[key].get<double>());
-            return node[key].is_number_float() ? std::string(text.data()) : node[key].dump();
-        };
-        const std::string range =
-            node.contains("minimum") ? number("minimum") + " to " + number("maximum") : "";
-        std::smatch hex;
-        const std::string pattern = node.value("pattern", "");
-        if (std::regex_search(pattern, hex, std::regex(R"(Fa-f\]\{(\d)\}\)\{(\d+),(\d+)\})"))) {
-            const int unit = std::stoi(hex[1]), least = std::stoi(hex[2]) * unit,
-                      most = std::stoi(hex[3]) * unit;
-            return unit == 8 ? "8 hexadecimal digits"
-                             : "of " + std::to_string(least) + " to " + std::to_string(most) +
-                                   " hexadecimal digits, a multiple of " + std::to_string(unit);
-        }
-        if (std::regex_search(pattern, hex, std::regex(R"((\[.*\])\{(\d+),(\d+)\}\$)")) &&
-            pattern[1] == '[') {
-            return "of " + hex[2].str() + " to " + hex[3].str() +
-                   (hex[1] == "[0-9]" ? " digits" : " printable");
-        }
-        if (node.contains("maxItems")) {
-            return node.contains("minItems") ? "three numbers"
-                                             : "at most " + number("maxItems") + " elements";
-        }
-        return node.value("type", "") == "boolean"   ? "true or false"
-               : node.value("type", "") == "integer" ? "a whole number from " + range
-               : node.value("type", "") == "number"  ? "a number from " + range
-                                                     : "must be";
+    for (const std::string& key : keys) {
+        EXPECT_TRUE(members.contains(key)) << key << " stands in no scenario";
     }
-};
-
-TEST_F(Schema, SaysWhatTheEngineSays) {
-    ASSERT_EQ(refusalOf(json::json_pointer("/seed"), 1), "");
-    names_t events, eventsMet;
-    for (const auto& [name, node] : root["$defs"].items()) {
-        if (name.ends_with("Event")) {
-            events.insert(node["properties"]["event"]["const"]);
-        }
+    for (const char* const list : {"antennas", "gpi", "events", "failing"}) {
+        const std::string most = schema["properties"][list]["maxItems"].dump();
+        EXPECT_TRUE(refusalOf({{list, 0}}).ends_with("at most " + most + " elements")) << list;
     }
-    auto paths = pathsOf(complete);
-    paths.emplace_back(json::json_pointer(), "");
-    for (const auto& [pointer, path] : paths) {
-        SCOPED_TRACE(path);
-        const json& node = nodeAt(pointer);
-        const json& value = complete.at(pointer);
-        for (const json& broken : {json(-1e9), json("\x01"), json{{"bogus", 1}}, json(nullptr)}) {
-            const std::string line = refusalOf(pointer, broken);
-            EXPECT_NE(line.find(path.empty() ? "scenario.json: " : ": \"" + path), std::string::npos) << line;
-        }
-        const std::string line = refusalOf(pointer, nullptr);
-        if (node.contains("enum") || node.contains("const")) {
-            const names_t words =
-                pointer.back() == "operation"  // too many for a line
-                    ? names_t{rxe::failableOperations.begin(), rxe::failableOperations.end()}
-                    : quotedIn(line.substr(std::min(line.find("must be"), line.size())));
-            EXPECT_EQ(words, node.contains("enum") ? node["enum"].get<names_t>() : events);
-        } else if (!value.is_object() && pointer.back() != "parameter" && path != "tags") {
-            const std::string words = wordsOf(node);
-            const std::size_t at = line.find(words);
-            EXPECT_TRUE(at != std::string::npos &&
-                        std::isdigit(line[std::min(at + words.size(), line.size())]) == 0)
-                << line << " for " << node;
-        }
-        if (!value.is_object()) {
-            continue;
-        }
-        json more = value;
-        more["bogus"] = 1;
-        const std::string unknown = refusalOf(pointer, more);
-        names_t keys = quotedIn(unknown.substr(std::min(unknown.find("known are"), unknown.size())));
-        if (value.contains("event")) {
-            eventsMet.insert(value["event"]);
-            keys.insert({"at", "every", "event"});
-        }
-        EXPECT_EQ(keys, keysOf(node["properties"]));
-        for (const auto& [key, child] : value.items()) {
-            json less = value;
-            less.erase(key);
-            const auto required = node.value("required", names_t());
-            EXPECT_EQ(refusalOf(pointer, less).find("is missing") != std::string::npos && key != "epcPrefix",
-                      required.contains(key) && !(key == "epc" && path.starts_with("tags")))
-                << key;
-        }
-    }
-    EXPECT_EQ(eventsMet, events);
 }
 
 }  // namespace

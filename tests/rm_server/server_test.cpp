@@ -95,10 +95,11 @@ std::string element(const std::string& path, const std::string& content) {
            "</brixrm:" + name + ">";
 }
 
-std::optional<std::string> ask(const server_s& server, const std::string& text) {
+std::optional<std::string> ask(const server_s& server, const std::string& text,
+                               milliseconds patience = defaultPatience) {
     const client_s client(server.port);
     client.say(text);
-    return client.hear();
+    return client.hear(patience);
 }
 
 const std::string getModel = request("<brixrm:getModel/>");
@@ -134,10 +135,8 @@ TEST(RmServer, AnswersEveryQueryFromItsProfile) {
     const temp_dir_s directory;
     const server_s server({"--profile", write(directory, fullProfile)});
     const std::string cable = "antennaReadPoint/" + cableLoss;
-    struct case_s {
-        std::string request, path, content;
-    };
-    const case_s cases[] = {
+    // Request, path and content of the answer.
+    const std::array<std::string, 3> cases[] = {
         // the model, escaped
         {getModel, "readerDevice/getModel/returnValue", "A&amp;B &lt;1&gt;"},
         {query("getActiveRegion"), "readerDevice/getActiveRegion/returnValue",
@@ -156,8 +155,8 @@ TEST(RmServer, AnswersEveryQueryFromItsProfile) {
         {query(cableLoss, "Read Point 3"), cable,
          element("cableLossPerHundredFt", "0") + element("cableLength", "0")},
     };
-    for (const auto& row : cases) {
-        EXPECT_EQ(ask(server, row.request), goodReply(element(row.path, row.content)));
+    for (const auto& [request, path, content] : cases) {
+        EXPECT_EQ(ask(server, request), goodReply(element(path, content)));
     }
 }
 
@@ -169,10 +168,7 @@ TEST(RmServer, RefusesWhatItCannotAnswerAndLivesOn) {
     }
     const std::string unsupported = "2 ERROR_COMMAND_NOT_SUPPORTED", notFound = "3 ERROR_OBJECT_NOT_FOUND";
     const std::string malformed = "1 ERROR_MALFORMED_COMMAND";
-    struct case_s {
-        std::string request, error;
-    };
-    const case_s cases[] = {
+    const std::pair<std::string, std::string> cases[] = {
         // unknown command
         {query("reboot"), unsupported},
         // a command of the other device
@@ -202,12 +198,12 @@ TEST(RmServer, RefusesWhatItCannotAnswerAndLivesOn) {
         // too long
         {std::string(100000, 'x'), "1 ERROR_COMMAND_TOO_LONG"},
     };
-    for (const auto& row : cases) {
-        SCOPED_TRACE(row.request.substr(0, 400));
-        const auto answer = ask(server, row.request).value_or("nothing");
-        EXPECT_THAT(answer, HasSubstr("<rm:resultCode>" + row.error.substr(0, 1) +
-                                      "</rm:resultCode><rm:error><rm:name>" + row.error.substr(2) +
-                                      "</rm:name><rm:description>"));
+    for (const auto& [request, error] : cases) {
+        SCOPED_TRACE(request.substr(0, 400));
+        const auto answer = ask(server, request).value_or("nothing");
+        EXPECT_THAT(answer,
+                    HasSubstr("<rm:resultCode>" + error.substr(0, 1) + "</rm:resultCode><rm:error><rm:name>" +
+                              error.substr(2) + "</rm:name><rm:description>"));
         EXPECT_THAT(answer, HasSubstr("</rm:description><brixrm:customErrorCode>"));
         EXPECT_EQ(ask(server, getModel), modelReply);
     }
@@ -238,11 +234,7 @@ TEST(RmServer, Faults) {
     const std::string model = element("readerDevice/getModel/returnValue", "PN5100");
     const std::string twice =
         element("readerDevice/getModel", element("returnValue", "0") + element("returnValue", "PN5100"));
-    struct case_s {
-        const char* fault;
-        std::optional<std::string> answer;
-    };
-    const case_s cases[] = {
+    const std::pair<const char*, std::optional<std::string>> cases[] = {
         {"none", modelReply},
         {"silent", std::nullopt},
         {"close", ""},
@@ -257,12 +249,9 @@ TEST(RmServer, Faults) {
         {"missing-value", goodReply("<brixrm:readerDevice><brixrm:getModel/></brixrm:readerDevice>")},
         {"double-value", goodReply(twice)},
     };
-    for (const auto& row : cases) {
-        const server_s server({"--fault", row.fault});
-        const client_s client(server.port);
-        client.say(getModel);
-        EXPECT_EQ(client.hear(row.answer.has_value() ? defaultPatience : milliseconds(200)), row.answer)
-            << row.fault;
+    for (const auto& [fault, expected] : cases) {
+        const server_s server({"--fault", fault});
+        EXPECT_EQ(ask(server, getModel, expected ? defaultPatience : milliseconds(200)), expected) << fault;
     }
     const server_s garbage({"--fault", "garbage"});
     const auto answer = ask(garbage, getModel).value_or("");
@@ -284,10 +273,8 @@ TEST(RmServer, AFaultKeepsToItsQueryCountAndValue) {
 
 TEST(RmServer, RefusedProfilesNameTheirKey) {
     const temp_dir_s directory;
-    struct case_s {
-        const char *from, *to, *said;
-    };
-    const case_s cases[] = {
+    // What is changed in the full profile, into what, and what is said.
+    const std::array<std::string, 3> cases[] = {
         {"{", "", "not valid JSON"},
         {"\"ports\"", "\"port\"", "key \"port\" is not known"},
         {"\"ports\": 3,", "", "key \"ports\" is missing"},
@@ -300,11 +287,11 @@ TEST(RmServer, RefusedProfilesNameTheirKey) {
         {"\"length\": 30", "\"length\": 1e3", "key \"cables[1].length\""},
         {"\"length\": 30", "\"feet\": 30", "key \"cables[1].feet\" is not known"},
     };
-    for (const auto& row : cases) {
+    for (const auto& [from, to, said] : cases) {
         std::string text = fullProfile;
-        text.replace(text.find(row.from), std::string_view(row.from).size(), row.to);
+        text.replace(text.find(from), from.size(), to);
         const auto result = run({"--profile", write(directory, text)});
-        EXPECT_THAT(result, AllOf(StartsWith("1 "), HasSubstr(row.said)));
+        EXPECT_THAT(result, AllOf(StartsWith("1 "), HasSubstr(said)));
         EXPECT_EQ(result.find('\n'), result.size() - 1) << "one line: " << result;
     }
     EXPECT_THAT(run({"--profile", "PN9999"}), StartsWith("1 "));

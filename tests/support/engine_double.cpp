@@ -57,23 +57,22 @@ std::size_t recordSize(unsigned id) {
     return row == std::end(ranges) ? 1 : row->size;
 }
 
-RXE_API_STATUS note(const char* name, unsigned id = 0, bytes_t record = {}, bool shadow = false,
-                    const char* text = "") {
+RXE_API_STATUS note(const char* name, unsigned id = 0, bytes_t record = {}, const char* text = "") {
     const lock_t guard(mutex);
     RXE_API_STATUS status = RXE_OK;
     for (const int which : {-1, static_cast<int>(id)}) {
         const auto failure = my.failures.find({name, which});
         status = failure == my.failures.end() ? status : failure->second;
     }
-    my.calls.push_back({name, id, std::move(record), shadow, text});
+    my.calls.push_back({name, id, std::move(record), text});
     return status;
 }
 
-RXE_API_STATUS write(const char* name, unsigned short id, const void* record, bool shadow = false) {
+RXE_API_STATUS write(const char* name, unsigned short id, const void* record) {
     const lock_t guard(mutex);
     const auto* first = static_cast<const std::uint8_t*>(record);
     const bytes_t bytes(first, first + recordSize(id));
-    const RXE_API_STATUS status = note(name, id, bytes, shadow);
+    const RXE_API_STATUS status = note(name, id, bytes);
     if (status == RXE_OK) {
         my.records[id] = bytes;
     }
@@ -103,6 +102,11 @@ std::vector<call_s> calls() {
     return my.calls;
 }
 
+std::string lastCall() {
+    const std::vector<call_s> all = calls();
+    return all.empty() ? "none" : describe(all.back());
+}
+
 void reset() {
     const lock_t guard(mutex);
     my = {};
@@ -113,12 +117,12 @@ void clearCalls() {
     my.calls.clear();
 }
 
-void failOn(const std::string& name, int id, RXE_API_STATUS status) {
+void failOn(const std::string& name, int id, int status) {
     const lock_t guard(mutex);
-    my.failures[{name, id}] = status;
+    my.failures[{name, id}] = static_cast<RXE_API_STATUS>(status);
 }
 
-void setRecord(unsigned short id, const void* record, std::size_t size) {
+void setRecord(unsigned id, const void* record, std::size_t size) {
     const lock_t guard(mutex);
     const auto* first = static_cast<const std::uint8_t*>(record);
     my.records[id].assign(first, first + size);
@@ -133,9 +137,6 @@ int deliver(std::uint16_t rawType, std::span<const std::uint8_t> payload) {
     std::unique_lock<std::recursive_mutex> guard(mutex);
     const auto callback = my.callback;
     guard.unlock();
-    if (callback == nullptr) {
-        return -1;
-    }
     // Sixteen-bit words, so that the header stands aligned; nothing but the
     // rounding is readable beyond the payload.
     const auto storage = std::make_unique<std::uint16_t[]>((sizeof(RXE_packet_s) + payload.size() + 1) / 2);
@@ -163,7 +164,7 @@ RXE_API_STATUS RXE_getAPIVerNum(REL_VERSION_s* version, char**) {
 }
 
 RXE_API_STATUS RXE_connect(char* device, unsigned long baud) {
-    return note("RXE_connect", static_cast<unsigned>(baud), {}, false, device);
+    return note("RXE_connect", static_cast<unsigned>(baud), {}, device);
 }
 
 RXE_API_STATUS RXE_setCallback(int (*callback)(RXE_packet_s*)) {
@@ -189,9 +190,9 @@ RXE_API_STATUS RXE_setParam(unsigned short id, void* record) {
 }
 
 RXE_API_STATUS RXE_setParam2(unsigned short id, void* record, bool flag, bool useShadow) {
-    // A cleared first flag has no use here; the name tells it apart in `calls`.
-    return engine_double::write(flag ? "RXE_setParam2" : "RXE_setParam2 without its flag", id, record,
-                                useShadow);
+    // The name tells cleared flags apart in `calls`.
+    const char* const name = useShadow ? "RXE_setParam2" : "RXE_setParam2 without shadow";
+    return engine_double::write(flag ? name : "RXE_setParam2 without its flag", id, record);
 }
 
 // A memory of its own, which nothing here reads.
@@ -233,7 +234,7 @@ RXE_API_STATUS RXE_txFakeTags(unsigned short count) {
     return note("RXE_txFakeTags", count);
 }
 RXE_API_STATUS RXE_enablePacketLogging(const char* file) {
-    return note("RXE_enablePacketLogging", 0, {}, false, file);
+    return note("RXE_enablePacketLogging", 0, {}, file);
 }
 
 // The payload is the record itself, as far as it reaches.

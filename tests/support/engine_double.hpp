@@ -15,10 +15,9 @@
 namespace engine_double {
 
 struct call_s {
-    std::string name;                  // "RXE_setParam2"
+    std::string name;                  // "RXE_setParam2"; behind it which of its flags is cleared
     unsigned id = 0;                   // parameter id; RXE_txFakeTags: count; RXE_connect: baud
     std::vector<std::uint8_t> record;  // what a set call carried; empty for gets
-    bool shadow = false;               // last flag of RXE_setParam2
     std::string text;                  // RXE_connect: device; RXE_enablePacketLogging: file
 };
 
@@ -29,6 +28,7 @@ std::string describe(const call_s& call);
 
 // All calls since the start or the last reset, in order.
 std::vector<call_s> calls();
+std::string lastCall();  // described
 
 // Forgets calls, records, failures, the callback and a start under way.
 void reset();
@@ -38,19 +38,22 @@ void clearCalls();
 
 // Makes calls of `name` (with parameter `id`, or any with -1) return `status`. A
 // failing call is recorded but changes nothing and fills no record.
-void failOn(const std::string& name, int id, RXE_API_STATUS status);
+void failOn(const std::string& name, int id, int status = 77);
 
 // What RXE_getParam answers for `id` until that is set. Without it: a sound
 // default (firmware 2.1.50.0, maximum power 330, channels 1 to 4 enabled at 903000
 // to 904500 kHz), else zeros.
-void setRecord(unsigned short id, const void* record, std::size_t size);
+void setRecord(unsigned id, const void* record, std::size_t size);
+template <class Record>
+void setRecord(unsigned id, const Record& record) {
+    setRecord(id, &record, sizeof record);
+}
 
 // Whether a start is under way: RXE_resume answers 241 when not. RXE_start and
 // RXE_stop change it.
 void setOngoing(bool ongoing);
 
-// Calls the registered callback on the calling thread. Returns its result, or
-// -1 when none is registered.
+// Calls the registered callback on the calling thread. Returns its result.
 int deliver(std::uint16_t rawType, std::span<const std::uint8_t> payload);
 
 }  // namespace engine_double

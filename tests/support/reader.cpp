@@ -19,15 +19,6 @@ void check(int rc, const std::string& what) {
     }
 }
 
-process_options_s daemonOptions(const reader_options_s& options, const std::filesystem::path& directory) {
-    process_options_s daemon{options.arguments, {}, directory};
-    if (!options.scenario.empty()) {
-        daemon.environment.emplace_back("RXE_SCENARIO", directory / "scenario.json");
-        writeTextFile(directory / "scenario.json", options.scenario);
-    }
-    return daemon;
-}
-
 }  // namespace
 
 socket_s::socket_s(int type) : handle(zmq_socket(context(), type)) {
@@ -125,8 +116,12 @@ reader_s::reader_s(const reader_options_s& options) {
             throw std::runtime_error("rm_server does not listen: " + server->output());
         }
     }
-    daemon =
-        std::make_unique<process_s>(TARNWICK_BIN_DIR "/tarnwick", daemonOptions(options, directory.path));
+    process_options_s daemonOptions{options.arguments, {}, directory.path};
+    if (!options.scenario.empty()) {
+        writeTextFile(directory.path / "scenario.json", options.scenario);
+        daemonOptions.environment.emplace_back("RXE_SCENARIO", directory.path / "scenario.json");
+    }
+    daemon = std::make_unique<process_s>(TARNWICK_BIN_DIR "/tarnwick", daemonOptions);
     if (options.awaitReady) {
         try {
             ask("logging");

@@ -13,11 +13,9 @@
 // The frames of a subscriber's messages, one by one, without the empty ones
 // that end a batch.
 struct report_stream_s {
-    explicit report_stream_s(const socket_s& subscriber) : socket(&subscriber) {}
-
     std::string next() {
         while (waiting.empty()) {
-            const std::optional<frames_t> message = socket->receive();
+            const std::optional<frames_t> message = socket.receive();
             if (!message) {
                 throw std::runtime_error("no report came");
             }
@@ -28,8 +26,8 @@ struct report_stream_s {
         return frame;
     }
 
-    const socket_s* socket;
-    std::deque<std::string> waiting;
+    const socket_s& socket;
+    std::deque<std::string> waiting = {};
 };
 
 // All frames of the messages that come until none came for `silence`, without empty ones.

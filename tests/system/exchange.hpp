@@ -64,18 +64,16 @@ inline std::vector<example_s> examplesOf(const std::string& document) {
     return examples;
 }
 
+// The text as a regular expression, for itself alone.
+inline std::string literal(const std::string& text) {
+    return std::regex_replace(text, std::regex("[^\\w\\s]"), "\\$&");
+}
+
 // "*" stands for any text without a line end, "#" for a row of digits.
-inline bool textFits(std::string_view pattern, std::string_view text) {
-    if (pattern.empty() || text.empty()) {
-        return text.empty() && pattern.find_first_not_of('*') == pattern.npos;
-    }
-    const std::string_view rest = pattern.substr(1);
-    const bool any = pattern[0] == '*';
-    if (any ? text[0] == '\n' : pattern[0] == '#' ? isdigit(text[0]) == 0 : pattern[0] != text[0]) {
-        return any && textFits(rest, text);
-    }
-    return (any && textFits(rest, text)) || (pattern[0] == '#' && textFits(pattern, text.substr(1))) ||
-           textFits(any ? pattern : rest, text.substr(1));
+inline bool textFits(const std::string& pattern, const std::string& text) {
+    const std::string any = std::regex_replace(literal(pattern), std::regex(R"(\\\*)"), ".*");
+    const std::string expression = std::regex_replace(any, std::regex(R"(\\#)"), "[0-9]+");
+    return pattern == text || std::regex_match(text, std::regex(expression));
 }
 
 // What the pattern names is there: an object may have more members, null is a
@@ -113,21 +111,18 @@ struct play_s {
         lines.waitForPublisher();
     }
 
-    // JSON, or a line of twctl that ends in it. The members of "data" join the others.
-    void take(const std::string& text) {
-        nlohmann::json report = nlohmann::json::parse(text.substr(text.find('{')));
-        report.update(report.value("data", nlohmann::json::object()));
-        report["from"] = text.substr(0, text.find('{'));
-        reports.push_back(report);
-    }
-
+    // Reports are JSON, or lines of twctl that end in it. The members of "data" join the others.
     void takeAll() {
+        frames_t texts = framesOf(data, std::chrono::milliseconds(0));
         const std::string output = outside == nullptr ? "" : outside->output();
         for (std::size_t end; (end = output.find('\n', taken)) != std::string::npos; taken = end + 1) {
-            take(output.substr(taken, end - taken));
+            texts.push_back(output.substr(taken, end - taken));
         }
-        for (const std::string& frame : framesOf(data, std::chrono::milliseconds(0))) {
-            take(frame);
+        for (const std::string& text : texts) {
+            nlohmann::json report = nlohmann::json::parse(text.substr(text.find('{')));
+            report.update(report.value("data", nlohmann::json::object()));
+            report["from"] = text.substr(0, text.find('{'));
+            reports.push_back(report);
         }
     }
 
@@ -146,8 +141,8 @@ struct play_s {
             << got;
         if (text.starts_with("data_analytics ") && got == "Success") {
             const process_options_s options{{"watch", "tags", "--tcp"}, {}, {}};
-            outside = text.ends_with("OFF") ? nullptr
-                                            : std::make_unique<process_s>(TARNWICK_BIN_DIR "/twctl", options);
+            outside.reset(text.ends_with("OFF") ? nullptr
+                                                : new process_s(TARNWICK_BIN_DIR "/twctl", options));
             taken = 0;
         }
     }

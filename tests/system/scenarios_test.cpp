@@ -10,10 +10,7 @@ namespace {
 
 using nlohmann::json;
 
-struct tags_s {
-    const char* prefix;  // of their EPCs
-    long least, most;
-};
+using tags_t = std::tuple<const char*, long, long>;  // a prefix of EPCs, and how many at least and at most
 
 const std::string everyRead = R"({"type": "SIMPLE", "reportFilter": {}, "tagMetaData": ["ANTENNA"],
     "radioStopConditions": {"duration": 20}})";
@@ -26,7 +23,7 @@ const std::string byTrigger = R"({"type": "CUSTOM", "reportFilter": {}, "tagMeta
 const struct case_s {
     const char* name;
     const std::string& mode;
-    std::vector<tags_s> tags;
+    std::vector<tags_t> tags;
     std::set<int> antennas = {};
 } cases[] = {
     // those that lie about, and fifteen a second that pass by, in the second half too
@@ -69,7 +66,7 @@ TEST(Scenarios, bringWhatIsToldOfThem) {
         ASSERT_EQ(ask("mode " + row.mode), "Success");
         ASSERT_EQ(ask("start"), "Success");
         int runs = row.mode == byTrigger ? 3 : 1;  // that are still to end
-        for (report_stream_s stream(lines); runs > 0;) {
+        for (report_stream_s stream{lines}; runs > 0;) {
             runs -= stream.next().starts_with("RADIO_STOP,") ? 1 : 0;
         }
         ASSERT_EQ(ask("stop"), "Success");

@@ -26,11 +26,6 @@ bool isPolling(const process_s& process) {
     return call.starts_with(std::to_string(SYS_poll) + " ");
 }
 
-// The log without the time in front of each line.
-std::string withoutTimes(const std::string& log) {
-    return std::regex_replace(log, std::regex("(^|\n)[^ ]* "), "$1");
-}
-
 TEST(StartupShutdown, servesWithoutARadioUntilExit) {
     reader_s reader({.arguments = {"-v", "--no_rxex", "--no_rxe"}, .server = false});
     EXPECT_THAT(reader.daemon->output(),
@@ -40,7 +35,8 @@ TEST(StartupShutdown, servesWithoutARadioUntilExit) {
     EXPECT_EQ(reader.exit(), 0);
     EXPECT_FALSE(std::filesystem::exists(replyFile));
 
-    const std::string log = withoutTimes(reader.log());
+    // Without the time in front of each line.
+    const std::string log = std::regex_replace(reader.log(), std::regex("(^|\n)[^ ]* "), "$1");
     EXPECT_THAT(log, StartsWith("INFO tarnwick: 0.2.58.12\nINFO zmq_intfc zmq: "));
     EXPECT_THAT(log, HasSubstr("INFO requests Request: Exit\n"
                                "INFO requests Response: Failure: Command Not Found\n"));

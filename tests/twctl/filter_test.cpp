@@ -49,22 +49,20 @@ TEST(Filter, ShowsTheReportsThatAreAskedFor) {
     const std::string firstRow = "now,30a1,1,-52,3,902.75,1,SIMPLE\n";
     const std::string secondRow = "\"a,\"\"b\"\"\",30b2,2,,,,,x\n";
     const std::string binaryRow = "1970-01-01T00:00:01.000+0000,30a1,1,-52,2,902.75,9,\n";
-    struct case_s {
-        std::string options, output, complaint;
-        int status = 0;
-    };
-    const case_s cases[] = {
-        {"--epc 30B --count 1", second + "\n", leftOut},
-        {"--epc 30b2 --epc 30a --count 3", first + "\n" + second + "\n" + firstAgain, leftOut},
-        {"--antenna 2 --count 2", second + "\n" + last + "\n", leftOut + noAntenna},
+    // The options, the two outputs, and the status.
+    const std::tuple<std::string, std::string, std::string, int> cases[] = {
+        {"--epc 30B --count 1", second + "\n", leftOut, 0},
+        {"--epc 30b2 --epc 30a --count 3", first + "\n" + second + "\n" + firstAgain, leftOut, 0},
+        {"--antenna 2 --count 2", second + "\n" + last + "\n", leftOut + noAntenna, 0},
         {"--antenna 2 --epc 30a1 --seconds 1 --count 1", "", leftOut + noAntenna, 2},
         {"--csv --count 6",
-         header + firstRow + secondRow + firstRow + ",30a1,,,,,,\n" + binaryRow + ",30c3,2,,,,,\n", leftOut},
+         header + firstRow + secondRow + firstRow + ",30a1,,,,,,\n" + binaryRow + ",30c3,2,,,,,\n", leftOut,
+         0},
     };
-    for (const case_s& row : cases) {
-        SCOPED_TRACE(row.options);
-        EXPECT_EQ(outputOf("exec 2> /dev/null;", row.options, row.status), row.output);
-        EXPECT_EQ(outputOf("exec 2>&1 > /dev/null;", row.options, row.status), row.complaint);
+    for (const auto& [options, output, complaint, status] : cases) {
+        SCOPED_TRACE(options);
+        EXPECT_EQ(outputOf("exec 2> /dev/null;", options, status), output);
+        EXPECT_EQ(outputOf("exec 2>&1 > /dev/null;", options, status), complaint);
     }
 }
 

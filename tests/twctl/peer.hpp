@@ -6,6 +6,8 @@
 
 #include <string>
 
+#include <gtest/gtest.h>
+
 #include "support/reader.hpp"
 
 inline const std::string twctlProgram = TARNWICK_BIN_DIR "/twctl";
@@ -19,6 +21,12 @@ struct peer_s : socket_s {
     // One frame, or a text that no client sends when none came in time.
     std::string hear() const { return receive().value_or(frames_t{"nothing came"}).front(); }
 };
+
+inline std::string outputOf(const std::string& program, const std::vector<std::string>& arguments) {
+    process_s process(program, {arguments, {}, {}});
+    EXPECT_EQ(process.waitForExit(), 0) << process.output();
+    return process.output();
+}
 
 // "twctl" and what is typed behind it, with a shell's redirections in front or behind.
 inline process_options_s typed(const std::string& line, const std::string& inFront = "") {

@@ -21,15 +21,12 @@ process_options_s watchTags(const peer_s& peer, const std::string& more = "") {
 }  // namespace
 
 TEST(Watch, FramesOfAllThreeFormsBecomeLines) {
-    struct case_s {
-        const char* legend;
-        std::string frame, line;
-    };
     const std::string full =
         "\x0a\x02\x30\x34\x10\xe8\x07\x1a\x02\x30\x00\x35\x33\x33\x3d\xc2\x38\x5d\x50\xde\x8c\x37"
         "\x98\x01\x01\xa2\x01\x02"s +
         "ab\xba\x01\x03"s + "a\"\xff\xc0\x01\x07"s;
-    const case_s cases[] = {
+    // A legend, the frame, and its line.
+    const std::tuple<const char*, std::string, std::string> cases[] = {
         {"OFF: the text as it is", R"({"data":{"eventNum":1}})", R"({"data":{"eventNum":1}})"},
         {"STRING", "\x02\x01\0\0{\"data\":{}}"s, R"(subscriber=258 kind=json {"data":{}})"},
         {"a number whose first byte is a brace", "{\0\0\0{}"s, "subscriber=123 kind=json {}"},
@@ -46,29 +43,20 @@ TEST(Watch, FramesOfAllThreeFormsBecomeLines) {
         {"one frame stays one line", "{\"a\n\":\"\x7f\"}", R"({"a\u000a":"\u007f"})"},
     };
     const peer_s peer(ZMQ_XPUB);
-    process_s client("bash", watchTags(peer, "--count " + std::to_string(std::size(cases))));
+    process_s client("bash", watchTags(peer, "--count " + std::to_string(std::size(cases) + 3)));
     zmq_connect(peer.handle, peer.endpoint.c_str());
     ASSERT_EQ(peer.hear(), everything);
     std::string expected;
-    for (const case_s& row : cases) {
-        peer.send({row.frame});
-        expected += row.line + "\n";
+    for (const auto& [legend, frame, line] : cases) {
+        peer.send({frame});
+        expected += line + "\n";
+    }
+    // A batch counts by report, and its empty end is none.
+    for (const frames_t& batch : {frames_t{"{1}", "{2}", ""}, {""}, {"{3}"}, {"{4}"}}) {
+        peer.send(batch);
     }
     EXPECT_EQ(client.waitForExit(), 0);
-    EXPECT_EQ(client.output(), expected);
-}
-
-TEST(Watch, BatchesCountByReportAndTheirEmptyEndIsNone) {
-    const peer_s peer(ZMQ_XPUB);
-    process_s client("bash", watchTags(peer, "--count 3"));
-    zmq_connect(peer.handle, peer.endpoint.c_str());
-    ASSERT_EQ(peer.hear(), everything);
-    peer.send({"{\"n\":1}", "{\"n\":2}", ""});
-    peer.send({""});
-    peer.send({"{\"n\":3}"});
-    peer.send({"{\"n\":4}"});
-    EXPECT_EQ(client.waitForExit(), 0);
-    EXPECT_EQ(client.output(), "{\"n\":1}\n{\"n\":2}\n{\"n\":3}\n");
+    EXPECT_EQ(client.output(), expected + "{1}\n{2}\n{3}\n");
     EXPECT_FALSE(fs::exists(peer.file));
 }
 
@@ -84,23 +72,18 @@ TEST(Watch, ASubscriberTakesOnlyItsNumber) {
 }
 
 TEST(Watch, EndsWithItsSocketRemoved) {
-    struct case_s {
-        std::string more;
-        int signal, status;
-    };
-    const case_s cases[] = {
+    // Further options, the signal that ends it, and its status.
+    const std::tuple<std::string, int, int> cases[] = {
         {"", SIGINT, 0}, {"", SIGTERM, 0}, {"--seconds 0.2", 0, 0}, {"--seconds 0.2 --count 1", 0, 2}};
-    for (const case_s& row : cases) {
-        SCOPED_TRACE(row.more + std::to_string(row.signal));
+    for (const auto& [more, signal, status] : cases) {
+        SCOPED_TRACE(more + std::to_string(signal));
         const peer_s peer(ZMQ_XPUB);
         zmq_connect(peer.handle, peer.endpoint.c_str());
-        process_s client("bash", watchTags(peer, row.more));
+        process_s client("bash", watchTags(peer, more));
         ASSERT_EQ(peer.hear(), everything);
         ASSERT_TRUE(fs::exists(peer.file));
-        if (row.signal != 0) {
-            client.signal(row.signal);
-        }
-        EXPECT_EQ(client.waitForExit(), row.status);
+        client.signal(signal);  // 0 is none
+        EXPECT_EQ(client.waitForExit(), status);
         EXPECT_EQ(client.output(), "");
         EXPECT_FALSE(fs::exists(peer.file));
     }

@@ -12,28 +12,18 @@ namespace {
 
 using nlohmann::json;
 
-struct access_s {
-    std::uint8_t type = 0, bank = 0;
-    std::uint16_t pointer = 0, words = 0;
-};
-// Reads of TID, EPC (the high byte is none of its words) and USER; write, kill, lock,
-// access; blocks of 2 words; several words; an erase; and a lock in another olio.
-const std::map<char, access_s> accessLetters{
-    {'t', {1, 2, 0, 0}}, {'e', {1, 1, 2, 0x0202}}, {'u', {1, 3, 4, 1}},  {'w', {2}}, {'k', {3}}, {'l', {4}},
-    {'a', {5}},          {'b', {6, 3, 0, 8}},      {'m', {11, 3, 0, 3}}, {'x', {7}}, {'-', {4}}};
+// Type, bank, pointer and words of reads of TID, EPC (the high byte is none of its words)
+// and USER; write, kill, lock, access; blocks of 2 words; several words; an erase; and a
+// lock in another olio.
+const std::map<char, std::tuple<std::uint8_t, std::uint8_t, std::uint16_t, std::uint16_t>> accessLetters{
+    {'t', {1, 2, 0, 0}},  {'e', {1, 1, 2, 0x0202}}, {'u', {1, 3, 4, 1}}, {'w', {2, 0, 0, 0}},
+    {'k', {3, 0, 0, 0}},  {'l', {4, 0, 0, 0}},      {'a', {5, 0, 0, 0}}, {'b', {6, 3, 0, 8}},
+    {'m', {11, 3, 0, 3}}, {'x', {7, 0, 0, 0}},      {'-', {4, 0, 0, 0}}};
 
 struct packet_s {
     std::uint8_t id;
     std::uint8_t result = RXE_ACCESS_RESULT_OK;
     std::string data = {};
-};
-
-struct case_s {
-    const char* legend;
-    std::string accesses;           // letters, ids from 1; reads as metadata behind '='
-    std::vector<packet_s> packets;  // after the tag packet
-    std::size_t leavesAt;           // the packet, from 1; 0: with the next inventory
-    std::string joined;             // results, or keys and values of memory, each with its '|'
 };
 
 const std::string none = "not one report";
@@ -43,7 +33,10 @@ const std::string code = "tag returned error code";
 const std::string parts = " successful words written: ";
 const std::string mismatch = "Error: received number of words did not match expected number of words|";
 
-const case_s cases[] = {
+// A legend; letters of accesses, ids from 1, of reads as metadata behind '='; the packets
+// after the tag packet; with which of them, from 1, the report leaves, or 0 with the next
+// inventory; its results, or keys and values of memory, each with its '|'.
+const std::tuple<const char*, std::string, std::vector<packet_s>, std::size_t, std::string> cases[] = {
     {"all", "wekla", {{1}, {2, 0, "abcd"}, {3}, {4}, {5}}, 5, "SUCCESS|61626364|SUCCESS|SUCCESS|SUCCESS|"},
     {"second fails", "lll", {{1}, {2, 2}, {3}}, 2, "SUCCESS|Error: " + silence + "Not Attempted|"},
     {"cut off by an inventory", "lll", {{1}}, 0, "SUCCESS|Not Attempted|Not Attempted|"},
@@ -114,16 +107,16 @@ class AccessResults : public RadioTest {
 
 // The rows follow each other in one process: nothing of a report may reach the next.
 TEST_F(AccessResults, Sequences) {
-    for (const case_s& row : cases) {
-        SCOPED_TRACE(row.legend + row.accesses);
-        configure(row.accesses);
+    for (const auto& [legend, accesses, packets, leavesAt, expected] : cases) {
+        SCOPED_TRACE(legend + accesses);
+        configure(accesses);
         deliver(tagWithEpc("\x30\x31"));
-        for (std::size_t i = 1; i <= row.packets.size(); ++i) {
-            deliver(row.packets[i - 1]);
-            EXPECT_EQ(joined(), i == row.leavesAt ? row.joined : none) << "packet " << i;
+        for (std::size_t i = 1; i <= packets.size(); ++i) {
+            deliver(packets[i - 1]);
+            EXPECT_EQ(joined(), i == leavesAt ? expected : none) << "packet " << i;
         }
         deliver(0x0B09);
-        EXPECT_EQ(joined(), row.leavesAt == 0 ? row.joined : none);
+        EXPECT_EQ(joined(), leavesAt == 0 ? expected : none);
     }
 }
 
@@ -149,7 +142,7 @@ TEST_F(AccessResults, PacketsThatDoNotFit) {
     EXPECT_EQ(joined().size(), 2 * sizeof(ACCESS_INFO_s::data) + 1);
     deliver(0x0B03, std::string("\xFF\xFF\x00\x01", 4));  // an olio past the table expects nothing
     deliver(tagWithEpc("\x30"));
-    engine_double::failOn("RXE_formatPayloadToStruct", -1, static_cast<RXE_API_STATUS>(9));
+    engine_double::failOn("RXE_formatPayloadToStruct", -1, 9);
     deliver(packet_s{1});
     EXPECT_EQ(joined(), "") << "what cannot be decoded ends the report";
 }

@@ -32,15 +32,9 @@ class Alarms : public RadioTest {
     Alarms() {
         engine_double::reset();
         main_from_radio_async = news;
-        consumer = zmq_socket(context, ZMQ_PAIR);
-        events = zmq_socket(context, ZMQ_PAIR);
-        EXPECT_EQ(zmq_bind(consumer, "inproc://events") + zmq_connect(events, "inproc://events"), 0);
+        consumer = peerOf(&events, ZMQ_PAIR, ZMQ_PAIR);
         database_timer = timerfd_create(CLOCK_REALTIME, TFD_NONBLOCK);
         olios[5].transmitAntenna = 3;
-    }
-    ~Alarms() override {
-        zmq_close(events);
-        zmq_close(consumer);
     }
 
     // What came on `events` since: type, number and message of each.
@@ -178,7 +172,7 @@ TEST_F(Alarms, aResetStopsARunningRadioForItsTime) {
         SCOPED_TRACE(failing);
         engine_double::reset();
         engine_double::setOngoing(running);
-        engine_double::failOn(failing, -1, static_cast<RXE_API_STATUS>(7));
+        engine_double::failOn(failing, -1, 7);
         const itimerspec now{{0, 0}, {0, 1}};
         ASSERT_EQ(timerfd_settime(database_timer, 0, &now, nullptr), 0);
         usleep(1'000);

@@ -15,12 +15,11 @@ inline std::string ask(std::string request, int expected = 0) {
     return reply;
 }
 
-// The calls since the last look, by name without "RXE_".
+// The calls since the last look, described.
 inline std::string engineCalls() {
     std::string names;
     for (const engine_double::call_s& call : engine_double::calls()) {
-        names += (names.empty() ? "" : " ") + call.name.substr(4);
-        names += call.name == "RXE_txFakeTags" ? "(" + std::to_string(call.id) + ")" : "";
+        names += (names.empty() ? "" : " ") + describe(call);
     }
     engine_double::clearCalls();
     return names;

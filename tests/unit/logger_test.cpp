@@ -7,7 +7,7 @@
 #include <csignal>
 #include <thread>
 
-#include "ask.hpp"
+#include "requests.hpp"
 #include "support/temp_dir.hpp"
 
 namespace {
@@ -72,25 +72,6 @@ TEST(Logger, ComesBackWhenTheDiskHasRoomAgain) {
     ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &room), 0);
     writeLines("room again", 300);
     EXPECT_THAT(readTextFile("tarnwick.log"), HasSubstr(" INFO logger room again\n"));
-}
-
-// The replies are played from the command reference. To turn it on is to restart
-// it; what the engine refuses leaves the state as it was.
-TEST(Logger, LoggingCommand) {
-    const std::tuple<std::string, const char*, std::string> steps[] = {
-        {"x radioPacketLog=ON", "RXE_disablePacketLogging", "ON"},
-        {"radioPacketLog=OFF", "RXE_disablePacketLogging", "ON"},
-        {"radioPacketLog=OFF", "", "OFF"},
-        {"radioPacketLog=ON", "RXE_enablePacketLogging", "OFF"},
-    };
-    for (const auto& [word, failing, state] : steps) {
-        engine_double::reset();
-        engine_double::failOn(failing, -1, static_cast<RXE_API_STATUS>(1));
-        ask("logging " + word);
-        const bool on = word.ends_with("ON");
-        EXPECT_EQ(engineCalls(), on ? "disablePacketLogging enablePacketLogging" : "disablePacketLogging");
-        EXPECT_EQ(ask("logging"), "Success: radioPacketLog: " + state) << word << failing;
-    }
 }
 
 }  // namespace

@@ -37,23 +37,32 @@ class RadioTest : public testing::Test {
   protected:
     RadioTest() {
         context = zmq_ctx_new();
-        data = subscriberOf(&tag_data, "inproc://test_data");
-        lines = subscriberOf(&gpio_led, "inproc://test_lines");
-        radio_to_main_async.handle = zmq_socket(context, ZMQ_PAIR);
-        zmq_bind(radio_to_main_async.handle, "inproc://test_news");
-        news = zmq_socket(context, ZMQ_PAIR);
-        zmq_connect(news, "inproc://test_news");
+        data = peerOf(&tag_data.handle, ZMQ_PUB, ZMQ_SUB);
+        lines = peerOf(&gpio_led.handle, ZMQ_PUB, ZMQ_SUB);
+        news = peerOf(&radio_to_main_async.handle, ZMQ_PAIR, ZMQ_PAIR);
         RXE_setCallback(getPacket);
     }
 
     ~RadioTest() override {
-        for (shared_socket_s* shared : {&tag_data, &gpio_led, &radio_to_main_async}) {
-            zmq_close(std::exchange(shared->handle, nullptr));
-        }
-        for (void* socket : {data, lines, news}) {
-            zmq_close(socket);
+        for (const auto& [socket, peer] : sockets) {
+            zmq_close(std::exchange(*socket, nullptr));
+            zmq_close(peer);
         }
         zmq_ctx_destroy(context);
+    }
+
+    // Makes *socket and its peer, to which it can send at once.
+    void* peerOf(void** socket, int type, int peerType) {
+        const std::string endpoint = "inproc://test" + std::to_string(sockets.size());
+        void* peer = zmq_socket(context, peerType);
+        *socket = zmq_socket(context, type);
+        sockets.emplace_back(socket, peer);
+        EXPECT_EQ(zmq_bind(*socket, endpoint.c_str()) + zmq_connect(peer, endpoint.c_str()), 0);
+        zmq_setsockopt(peer, ZMQ_SUBSCRIBE, "", 0);
+        int state = 0;  // asking for it lets a publisher take in the subscription
+        std::size_t size = sizeof state;
+        zmq_getsockopt(*socket, ZMQ_EVENTS, &state, &size);
+        return peer;
     }
 
     // A packet from the engine. The double decodes a payload by copying it.
@@ -73,21 +82,9 @@ class RadioTest : public testing::Test {
         return tag;
     }
 
+    std::vector<std::pair<void**, void*>> sockets;
     // Readers of tag_data, gpio_led and radio_to_main_async.
     void* data = nullptr;
     void* lines = nullptr;
     void* news = nullptr;
-
-  private:
-    static void* subscriberOf(shared_socket_s* publisher, const char* endpoint) {
-        publisher->handle = zmq_socket(context, ZMQ_PUB);
-        zmq_bind(publisher->handle, endpoint);
-        void* subscriber = zmq_socket(context, ZMQ_SUB);
-        zmq_connect(subscriber, endpoint);
-        zmq_setsockopt(subscriber, ZMQ_SUBSCRIBE, "", 0);
-        int state = 0;  // asking for it lets the publisher take in the subscription
-        std::size_t size = sizeof state;
-        zmq_getsockopt(publisher->handle, ZMQ_EVENTS, &state, &size);
-        return subscriber;
-    }
 };

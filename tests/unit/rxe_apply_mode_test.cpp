@@ -216,21 +216,18 @@ TEST(RxeApplyMode, SettingsAreWrittenInOrder) {
                  "10ee 9b|10ef -|10ed 07|");
 }
 
-struct failure_case_s {
-    int id;            // the parameter whose write fails with 0x4D, 0 when the mode itself is wrong
-    int code;          // what configureRXEForMode returns
-    std::string what;  // the reply behind "Failure: "
-    std::function<void(mode_configuration_s&)> edit = [](auto&) {};
-};
-
 TEST(RxeApplyMode, EachFailureHasItsCodeAndText) {
     const auto filtered = [](filter_operation_e operation) {
         return [operation](auto& m) { m.selectListPerAntenna.clear(), prefix(m, operation, "30"); };
     };
-    const std::string set = "Failed to set ", status = " 0x004d", error = " error 0x004d";
+    const std::string set = "Failed to set ", error = " error 0x004d";
     const std::string all = " could not be applied to all antennas", get = "Failed to get ";
     const std::string atAntenna = " bit mask for antenna idx: 1";
-    std::vector<failure_case_s> cases = {
+    // The parameter whose write fails with 0x4D, or 0 when the mode itself is wrong; the result;
+    // the reply behind "Failure: "; what the mode has beside.
+    using edit_t = std::function<void(mode_configuration_s&)>;
+    const edit_t asItIs = [](auto&) {};
+    std::vector<std::tuple<int, int, std::string, edit_t>> cases = {
         {0, -1, "transmitPower" + all, [](auto& m) { m.transmitPowerX10List = {300}; }},
         {0, -1, "linkProfile" + all, [](auto& m) { m.linkProfileList = {201}; }},
         {0, -1, "inventory param ID" + all, [](auto& m) { m.queryList.resize(1); }},
@@ -246,7 +243,7 @@ TEST(RxeApplyMode, EachFailureHasItsCodeAndText) {
         {0x04, -12, set + "channel reporting" + error, [](auto& m) { m.reportChannel = true; }},
         {0x888, -14, set + "dynamic range" + error,
          [](auto& m) { m.environment = ENVIRONMENT_PARAMS_e::VERY_HIGH_INTERFERENCE; }},
-        {0x10FE, -12, set + "rssi detect threshold" + status}};
+        {0x10FE, -12, set + "rssi detect threshold 0x004d", asItIs}};
     // "id code what" of the writes that need no edit
     const std::string writes =
         "0x102 -1 select,0x10f5 -1 delayAfterSelects,0x201 -4 invParam,0x301 -5 access read,0x302 -5 "
@@ -258,10 +255,10 @@ TEST(RxeApplyMode, EachFailureHasItsCodeAndText) {
     for (const std::string& row : tokenizeCommaSeparatedString(&writes)) {
         int id = 0, code = 0, behind = 0;
         ASSERT_EQ(std::sscanf(row.c_str(), "%i %d %n", &id, &code, &behind), 2);
-        cases.push_back({id, code, set + row.substr(static_cast<std::size_t>(behind)) + error});
+        cases.emplace_back(id, code, set + row.substr(static_cast<std::size_t>(behind)) + error, asItIs);
     }
-    for (const failure_case_s& row : cases) {
-        SCOPED_TRACE(row.what + " by " + std::to_string(row.id));
+    for (const auto& [id, code, what, edit] : cases) {
+        SCOPED_TRACE(what + " by " + std::to_string(id));
         mode_configuration_s& m = fresh("QDX4400");  // and a mode that needs every call
         rssiFilterSupported = dynamicRangeSupported = txDelayIntervalSupported = true;
         m.antennas = {3000, 5897};
@@ -272,14 +269,14 @@ TEST(RxeApplyMode, EachFailureHasItsCodeAndText) {
         m.customFieldsBitMask = 0x3C41;
         m.reportHeatmap = true;
         giveAccesses(m);
-        row.edit(m);
+        edit(m);
         renewEngine();
-        engine_double::failOn("RXE_setParam2", row.id, static_cast<RXE_API_STATUS>(0x4D));
+        engine_double::failOn("RXE_setParam2", id, 0x4D);
         const auto errors = getErrorCount();
         std::string reply;
-        EXPECT_EQ(configureRXEForMode(&reply), row.code);
-        EXPECT_EQ(reply, "Failure: " + row.what);
-        EXPECT_EQ(getErrorCount() > errors, row.id != 0 || reply.ends_with("0x0001"));
+        EXPECT_EQ(configureRXEForMode(&reply), code);
+        EXPECT_EQ(reply, "Failure: " + what);
+        EXPECT_EQ(getErrorCount() > errors, id != 0 || reply.ends_with("0x0001"));
     }
 }
 

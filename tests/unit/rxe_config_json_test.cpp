@@ -15,8 +15,6 @@ namespace {
 
 using nlohmann::json;
 
-constexpr auto failing = static_cast<RXE_API_STATUS>(77);
-
 json document() {
     std::string reply;
     EXPECT_EQ(getFullCustomConfig(&reply), 0) << reply;
@@ -26,11 +24,6 @@ json document() {
 // What rxe_documents.json has under this key.
 json shown(const char* key) {
     return json::parse(readTextFile(TARNWICK_SOURCE_DIR "/tests/unit/rxe_documents.json")).at(key);
-}
-
-template <class Record>
-void hold(unsigned id, const Record& record) {
-    engine_double::setRecord(static_cast<unsigned short>(id), &record, sizeof(record));
 }
 
 void supportEverything() {
@@ -69,12 +62,12 @@ void writeEverything() {
     for (const std::uint8_t channel : {1, 2, 3}) {
         disableChannel(channel);
     }
-    hold(0x20, std::uint32_t{1U << 5});
-    hold(0x3F, std::uint32_t{1U << 30 | 1U << 31});
+    engine_double::setRecord(0x20, std::uint32_t{1U << 5});
+    engine_double::setRecord(0x3F, std::uint32_t{1U << 30 | 1U << 31});
     // enable 2, the length wanted, not at once, suite 3, 12 bits, and behind them
     // a byte that does not count.
-    hold(0x101,
-         std::array<std::uint8_t, sizeof(SELECT_OP_s)>{2, 1, 0, 3, 12, 0, 0, 0, 0, 0, 0xAB, 0xC0, 0xFF});
+    engine_double::setRecord(0x101, std::array<std::uint8_t, sizeof(SELECT_OP_s)>{2, 1, 0, 3, 12, 0, 0, 0, 0,
+                                                                                  0, 0xAB, 0xC0, 0xFF});
 }
 
 TEST(RxeConfigJson, TheDocumentShowsWhatWasWritten) {
@@ -122,7 +115,7 @@ TEST(RxeConfigJson, AFailedReadIsTheWholeReply) {
             std::size_t end = 0;
             const int id = std::stoi(read, &end, 16);
             engine_double::reset();
-            engine_double::failOn("RXE_getParam", id, failing);
+            engine_double::failOn("RXE_getParam", id);
             std::string reply;
             EXPECT_NE(getFullCustomConfig(&reply), 0);
             EXPECT_EQ(reply, "Failure: error getting" + read.substr(end));
@@ -148,7 +141,7 @@ TEST(RxeConfigJson, OneOlioAloneShowsWhatItsMasksStandFor) {
     for (const auto& [id, what] : failures) {
         engine_double::reset();
         setOlio(9, 1, 2, 2, 6, 250, 300, 5, 2, 2, 201);
-        engine_double::failOn("RXE_getParam", id, failing);
+        engine_double::failOn("RXE_getParam", id);
         EXPECT_NE(getEnabledOlio(&reply, &out, 9), 0);
         EXPECT_EQ(reply, "Failure: error getting " + what);
     }

@@ -6,7 +6,7 @@
 
 #include "mode_config.hpp"
 #include "radio_fixture.hpp"
-#include "support/process.hpp"
+#include "tw_msg.pb.h"
 #include "util.hpp"
 
 namespace {
@@ -28,22 +28,12 @@ class TagReport : public RadioTest {
     static TAG_INFO_s fullTag() {
         TAG_INFO_s tag = tagWithEpc(sgtin);
         tag.fields = 0xFFFFFFFF;
-        tag.azimuth = 3599;
-        tag.elevation = 40000;
-        tag.azimuthConf = 255;
-        tag.elevationConf = 7;
-        tag.locationX = -15;
-        tag.locationY = 32767;
-        tag.locConf = 200;
+        std::tie(tag.azimuth, tag.elevation, tag.azimuthConf, tag.elevationConf) =
+            std::tuple(3599, 40000, 255, 7);
+        std::tie(tag.locationX, tag.locationY, tag.locConf) = std::tuple(-15, 32767, 200);
+        std::tie(tag.pc, tag.xpc1, tag.xpc2, tag.crc) = std::tuple(0x31AB, 0x00C1, 0xFFFE, 0x0A0B);
+        std::tie(tag.rssi, tag.phase, tag.tagCount, tag.brandIdMatched) = std::tuple(-61, 1.5F, 65535, 2);
         tag.rssiLin = std::bit_cast<std::uint32_t>(0.25F);
-        tag.phase = 1.5F;
-        tag.tagCount = 65535;
-        tag.pc = 0x31AB;
-        tag.xpc1 = 0x00C1;
-        tag.xpc2 = 0xFFFE;
-        tag.crc = 0x0A0B;
-        tag.rssi = -61;
-        tag.brandIdMatched = 2;
         return tag;
     }
 
@@ -69,20 +59,14 @@ class TagReport : public RadioTest {
         return messages.size() == 1 && messages[0].size() == 1 ? messages[0][0] : "not one frame";
     }
 
-    // The only binary report as protoc reads it, behind its header in hex.
+    // The only binary report as text, behind its header in hex.
     std::string binary() const {
         const std::string frame = onlyFrame();
-        const std::string folder = TARNWICK_SOURCE_DIR "/tarnwick/proto";
-        process_s protoc("protoc",
-                         {{"--decode=velmo.tag_data_report", "-I" + folder, "tw_msg.proto"}, {}, {}});
-        protoc.write(frame.substr(4));
-        protoc.closeInput();
-        EXPECT_EQ(protoc.waitForExit(), 0);
+        velmo::tag_data_report report;
+        EXPECT_TRUE(report.ParseFromString(frame.substr(4)));
         std::string text;
         appendHex(reinterpret_cast<const std::uint8_t*>(frame.data()), 4, &text);
-        text += "\n" + protoc.output();
-        std::ranges::replace(text, '\n', ' ');
-        return text.substr(0, text.size() - 1);
+        return text + " " + report.ShortDebugString();
     }
 };
 
@@ -263,7 +247,7 @@ TEST_F(TagReport, HeatMapCompletesTheReport) {
 TEST_F(TagReport, UndecodablePackets) {
     read(fullTag());
     received(data);
-    engine_double::failOn("RXE_formatPayloadToStruct", -1, static_cast<RXE_API_STATUS>(9));
+    engine_double::failOn("RXE_formatPayloadToStruct", -1, 9);
     deliver(0x0A8E, "x");
     EXPECT_EQ(onlyFrame(), "{}");
     read(fullTag());

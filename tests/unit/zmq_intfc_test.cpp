@@ -11,6 +11,8 @@
 #include <thread>
 
 #include "logger.hpp"
+#include "radio.hpp"
+#include "support/engine_double.hpp"
 #include "support/process.hpp"
 #include "support/temp_dir.hpp"
 
@@ -35,10 +37,12 @@ TEST_F(ZmqIntfc, makesAndClosesEverySocketAndGivesTheReplyFileToTheReadersUser) 
     EXPECT_EQ(file.st_uid, getpwnam("trfidadm")->pw_uid);
     EXPECT_EQ(file.st_gid, getgrnam("appsadms")->gr_gid);
 
+    EXPECT_EQ(getErrorCount(), 0U);
+    EXPECT_EQ(startRadioThread() + stopRadioThread(), 0);
+    EXPECT_EQ(engine_double::lastCall(), "stop") << "with the thread the radio ends";
     EXPECT_EQ(closeZMQSocketsForRadio() + closeZMQSocketsForMain(), 0);
     EXPECT_FALSE(std::filesystem::exists("/tmp/tarnwick_rep"));
     EXPECT_EQ(closeZMQ(), 0);  // returns at all only when no socket was left
-    EXPECT_EQ(getErrorCount(), 0U);
 }
 
 TEST_F(ZmqIntfc, namesTheStepThatFailedAndGoesNoFurther) {
