@@ -9,11 +9,17 @@
 #include "zmq_intfc.hpp"
 
 #include <google/protobuf/stubs/common.h>
+#include <malloc.h>
 
 #include <iostream>
 #include <string_view>
 
 namespace {
+
+// Bytes from which on a block of memory goes back to the system as soon as it is freed.
+// Without a fixed number the C library takes the largest block so far for its measure,
+// and after a request of 10 MB keeps some 30 MB for good. No report comes near it.
+constexpr int ownMappingFrom = 1024 * 1024;
 
 struct options_s {
     bool cli = false;      // the console gives requests, and shows the log
@@ -55,6 +61,7 @@ int failed(const Parts&... parts) {
 
 int main(int argc, char** argv) {
     GOOGLE_PROTOBUF_VERIFY_VERSION;
+    mallopt(M_MMAP_THRESHOLD, ownMappingFrom);
     say("Welcome to tarnwick");
     setup_syslog();
     const options_s options = scanArguments(argc, argv);

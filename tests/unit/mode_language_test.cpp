@@ -8,76 +8,139 @@
 #include <regex>
 
 #include "mode_request_fixture.hpp"
+#include "requests.hpp"
 
 namespace {
 
 using nlohmann::json;
 
-struct refusal_s {
-    std::string model, request, reply;
-    bool bySchema;  // the schema refuses it as well
-};
-
-std::vector<refusal_s> refusals() {
-    std::vector<refusal_s> rows;
+TEST_F(ModeRequestTest, RefusalsAreToldAndLeaveNoTrace) {
     std::ifstream file(TARNWICK_SOURCE_DIR "/tests/unit/mode_refusals.txt");
-    std::string model, frame;
+    std::vector<std::string> requests;
+    std::vector<bool> bySchema;  // the schema refuses it as well
+    std::string frame, mode, saved;
     for (std::string line; std::getline(file, line);) {
         if (line.starts_with("= ")) {
             frame = line.substr(line.find(' ', 2) + 1);
-            model = line.substr(2, line.find(' ', 2) - 2);
+            become(line.substr(2, line.find(' ', 2) - 2));
+            mode = ask("verbose");
+            saved = savedRequest();
         } else if (!line.empty() && line[0] != '#') {
             const std::size_t arrow = std::min(line.find(" => "), line.find(" -> "));
             const std::string reply = std::regex_replace(line.substr(arrow + 4), std::regex(R"(\\n)"), "\n");
-            rows.push_back({model, quoted(framed(frame, unfolded(line.substr(0, arrow)))), quoted(reply),
-                            line[arrow + 1] == '='});
+            requests.push_back(quoted(framed(frame, unfolded(line.substr(0, arrow)))));
+            bySchema.push_back(line[arrow + 1] == '=');
+            SCOPED_TRACE(requests.back().substr(0, 500) + " on " + modelName);
+            EXPECT_EQ(ask(requests.back()), "Failure: " + quoted(reply));
+            EXPECT_EQ(ask("verbose"), mode);
+            EXPECT_EQ(savedRequest(), saved);
+            EXPECT_EQ(engine_double::calls().size(), 0U);
         }
     }
-    return rows;
-}
-
-TEST_F(ModeRequestTest, RefusalsAreToldAndLeaveNoTrace) {
-    const std::vector<refusal_s> rows = refusals();
-    ASSERT_GT(rows.size(), 300U);
-    std::vector<std::string> requests;
-    std::string mode, saved;
-    for (const refusal_s& row : rows) {
-        SCOPED_TRACE(row.request.substr(0, 500) + " on " + row.model);
-        if (row.model != modelName) {
-            become(row.model);
-            mode = ask("verbose");
-            saved = savedRequest();
-        }
-        EXPECT_EQ(ask(row.request), "Failure: " + row.reply);
-        EXPECT_EQ(ask("verbose"), mode);
-        EXPECT_EQ(savedRequest(), saved);
-        EXPECT_EQ(engine_double::calls().size(), 0U);
-        requests.push_back(row.request);
-    }
+    ASSERT_GT(requests.size(), 300U);
     const std::vector<bool> accepted = acceptedBySchema(modeSchema, requests);
-    for (std::size_t i = 0; i < rows.size(); ++i) {
-        EXPECT_NE(accepted[i], rows[i].bySchema) << requests[i] << " on " << rows[i].model;
+    for (std::size_t i = 0; i < requests.size(); ++i) {
+        EXPECT_NE(accepted[i], bySchema[i]) << requests[i];
     }
 }
 
-// Good requests with each of their values taken away or made another, one at a time.
-// The fixture holds what is taken against the schema.
-TEST_F(ModeRequestTest, NothingTakenIsRefusedByTheSchema) {
+class ModeRenderTest : public ModeRequestTest {
+  protected:
+    // As a client asks, whose words are joined.
+    static std::string client(const std::string& words) {
+        std::string request = "mode " + words, reply;
+        ProcessRequest(&request, &reply);
+        return reply;
+    }
+    // "verbose", or with an empty text only what is special.
+    static std::string render(const std::string& how) {
+        const std::string reply = client(how);
+        EXPECT_THAT(reply, testing::StartsWith("Success: "));
+        return reply.substr(std::min<std::size_t>(reply.size(), 9));
+    }
+
+    // Sends a request and, when it is taken, the verbose rendering. Whether it was taken.
+    bool thereAndBack(const json& request) {
+        if (ask(request.dump()) != "Success") {
+            return false;
+        }
+        SCOPED_TRACE(request.dump() + " on " + modelName);
+        const std::string special = render("");
+        std::string expected = render("verbose") + "\n" + special;
+        json sent = json::parse(render("verbose"));
+        const std::string words = std::string(rssiFilterSupported ? "" : "poor;") +
+                                  (isTagDataMemoryEnabled(nullptr) ? "memory;" : "") +
+                                  (json::parse(special).contains("tagMetaData") ? "" : "usual;");
+        for (section_s& loss : losses) {
+            const std::string shown = words + sent.dump() + "\n" + special;
+            const auto shows = [&](const std::string& text) { return shown.find(text) != std::string::npos; };
+            if (!std::ranges::all_of(loss.lines['?'], shows) || std::ranges::any_of(loss.lines['^'], shows)) {
+                continue;
+            }
+            ++loss.met;
+            for (const std::string& change : loss.lines['~']) {
+                const std::size_t arrow = change.find(" => ");
+                expected = std::regex_replace(expected, std::regex(change.substr(0, arrow)),
+                                              change.substr(arrow + 4));
+            }
+            if (loss.lines.contains('!')) {
+                EXPECT_EQ(client(sent.dump()), "Failure: " + loss.line('!'));
+                if (sent.erase(loss.line('-')) == 0) {
+                    return true;
+                }
+            }
+        }
+        EXPECT_EQ(client(sent.dump()), "Success") << sent;
+        if (isForSchema) {
+            taken.insert(sent.dump());
+        }
+        EXPECT_EQ(render("verbose") + "\n" + render(""), expected);
+        return true;
+    }
+
+    std::vector<section_s> losses = sectionsOf("mode_losses.txt");
+};
+
+// Good requests; each of their values taken away or made another, one at a time; and
+// two keys of the others on that model. The fixture holds what is taken against the schema.
+TEST_F(ModeRenderTest, WhatIsTakenIsShownAndComesBack) {
     const json others = json::parse(R"([null,true,-1,0,0.5,300,1e12,"","x","12",[],[[]],[1],{},{"x":1}])");
     std::vector<std::string> refused;
     const auto change = [&](const json& request) {
-        if (ask(request.dump()) != "Success") {
+        if (!thereAndBack(request)) {
             refused.push_back(request.dump());
         }
     };
-    for (const rendering_s& row : renderings()) {
-        become(row.model, 360);  // the array reader's default
-        const json request = json::parse(quoted(typed(row.type, row.keys)));
+    std::map<std::string, std::vector<json>> requestsOf;  // of the model
+    std::map<std::string, std::vector<std::pair<std::string, json>>> keysOf;
+    for (const section_s& row : sectionsOf("mode_renderings.txt")) {
+        SCOPED_TRACE(row.head);
+        const auto object = [&](char sign) { return json::parse("{" + row.line(sign) + "}"); };
+        const json keys = object(' '), shown = object('+');
+        std::string model, type;
+        std::istringstream(row.head) >> model >> type;
+        json request = {{"linkProfile", 201}, {"type", type}};
+        json special = request;
+        special["query"]["session"] = "S1";
+        request.update(keys);
+        special.update(keys);
+        special.merge_patch(object('~'));
+
+        become(model, 260);
+        rssiFilterSupported = false;
+        change(request);
+        become(model, 360);  // the array reader's default
         take(request.dump());
+        EXPECT_EQ(json::parse(render("")), special);
+        const json everything = json::parse(render("verbose"));
+        for (const auto& item : shown.items()) {
+            EXPECT_EQ(everything.value(item.key(), json()), item.value()) << item.key();
+        }
+        EXPECT_TRUE(thereAndBack(request));
         std::vector<std::string> places{""};  // of all values; the first stands for no change
         for (std::size_t i = 0; i < places.size(); ++i) {
             const json::json_pointer place(places[i]);
-            if (const json& node = request.at(place); node.is_structured()) {
+            if (const json& node = request.at(place); node.is_structured() && node.size() < 20) {
                 for (const auto& item : node.items()) {
                     places.push_back(places[i] + "/" + item.key());
                 }
@@ -89,46 +152,37 @@ TEST_F(ModeRequestTest, NothingTakenIsRefusedByTheSchema) {
             }
             change(i == 0 ? json() : request.patch({{{"op", "remove"}, {"path", places[i]}}}));
         }
+        requestsOf[model].push_back(request);
+        for (const auto& item : keys.items()) {
+            keysOf[model].emplace_back(item.key(), item.value());
+        }
+    }
+    isForSchema = false;
+    std::size_t skipped = 0, good = 0;
+    for (const auto& [model, keys] : keysOf) {
+        become(model, 360);
+        for (const json& request : requestsOf[model]) {
+            skipped = (skipped + 1) % 7;  // a seventh of the pairs, with each request others
+            for (std::size_t i = 0; i < keys.size(); ++i) {
+                for (std::size_t j = i + 1 + skipped; j < keys.size(); j += 7) {
+                    json changed = request;
+                    changed[keys[i].first] = keys[i].second;
+                    changed[keys[j].first] = keys[j].second;
+                    good += thereAndBack(changed) ? 1 : 0;
+                }
+            }
+        }
+    }
+    EXPECT_GT(good, 1000U);
+    const std::string docs = std::regex_replace(readTextFile(TARNWICK_SOURCE_DIR "/docs/mode-language.md"),
+                                                std::regex("\\s+"), " ");
+    for (const section_s& loss : losses) {
+        EXPECT_GT(loss.met, 0) << loss.head;
+        EXPECT_NE(docs.find(loss.head), std::string::npos) << loss.head;
     }
     const std::vector<bool> accepted = acceptedBySchema(modeSchema, refused);
     EXPECT_GT(refused.size(), 1000U);
     EXPECT_LT(std::count(accepted.begin(), accepted.end(), true) * 20, std::ssize(refused)) << "says little";
-}
-
-class ModeRenderTest : public ModeRequestTest {
-  protected:
-    // "verbose", or with an empty text only what is special.
-    static std::string render(const std::string& how) {
-        std::vector<std::string> tokens{"mode"};
-        tokens.resize(how.empty() ? 1 : 2, how);
-        std::string reply;
-        handleModeRequest(&tokens, &reply);
-        EXPECT_THAT(reply, testing::StartsWith("Success: "));
-        return reply.substr(std::min<std::size_t>(reply.size(), 9));
-    }
-};
-
-TEST_F(ModeRenderTest, OnlyWhatIsSpecialIsShownAndTheRestLeadsBack) {
-    for (const rendering_s& row : renderings()) {
-        SCOPED_TRACE(row.legend);
-        if (modelName != row.model) {
-            become(row.model, 360);  // the array reader's default
-        }
-        take(typed(row.type, row.keys));
-        const auto object = [](const std::string& keys) { return json::parse(quoted("{" + keys + "}")); };
-        json expected = object("'linkProfile':201,'type':'" + row.type + "','query':{'session':'S1'}");
-        expected.update(object(row.keys));
-        expected.merge_patch(object(row.changes));
-        const std::string special = render("");
-        const std::string everything = render("verbose");
-        EXPECT_EQ(json::parse(special), expected);
-        expected = json::parse(everything);
-        expected.update(object(row.verbose));
-        EXPECT_EQ(json::parse(everything), expected);
-        EXPECT_EQ(ask(everything), row.refusal.empty() ? "Success" : quoted("Failure: " + row.refusal));
-        EXPECT_EQ(render("verbose"), everything);
-        EXPECT_EQ(render(""), special);
-    }
 }
 
 TEST_F(ModeRenderTest, AsSetIsTheRequest) {
@@ -146,27 +200,6 @@ TEST_F(ModeRenderTest, AsSetIsTheRequest) {
         writeTextFile("mode_config.json", quoted(content));
         EXPECT_EQ(ask("as_set"), quoted(reply)) << content;
     }
-}
-
-// What only one of the renderings shows, what none can say: half a second; and what
-// no request can say.
-TEST_F(ModeRenderTest, WhatIsLostOnTheWay) {
-    become(pn51);
-    take(typed("SIMPLE", "'radioStopConditions':{'duration':0.5}"));
-    EXPECT_EQ(json::parse(render(""))["radioStopConditions"], (json{{"duration", 0}}));
-    EXPECT_EQ(json::parse(render("verbose"))["reportFilter"],
-              (json{{"type", "RADIO_WIDE"}, {"duration", 4294967295}}));
-    // The defaults of BEARING hold a field that no word of the metadata sets.
-    become(qdx, 360);
-    take(typed("PORTAL_DIRECTIONALITY"));
-    EXPECT_FALSE(json::parse(render("verbose")).contains("modeSpecificSettings"));
-    take(typed("BEARING", "'modeSpecificSettings':{'primaryBeamPolarization':'THETA'}"));
-    EXPECT_EQ(render(""), quoted("{'linkProfile':201,'modeSpecificSettings':{'primaryBeamPolarization':"
-                                 "'THETA'},'query':{'session':'S0'},'type':'BEARING'}"));
-    const std::string everything = render("verbose");
-    take(everything);
-    EXPECT_EQ(render("verbose"), everything);
-    EXPECT_EQ(json::parse(render(""))["tagMetaData"], (json{"ANTENNA", "RSSI", "BEARING"}));
 }
 
 }  // namespace

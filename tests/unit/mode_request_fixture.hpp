@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <map>
 #include <regex>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -53,26 +54,26 @@ inline std::string simple(const std::string& keys) {
     return "{'type':'SIMPLE'," + keys + "}";
 }
 
-// mode_renderings.txt, which tells what stands in it.
-struct rendering_s {
-    std::string model, type, legend, keys, changes, verbose, refusal;
+// A part of a file of rows: "= head", and lines that begin with a sign and a blank.
+struct section_s {
+    std::string head;
+    std::map<char, std::vector<std::string>> lines;
+    int met = 0;
+
+    std::string line(char sign) const { return lines.contains(sign) ? lines.at(sign).front() : ""; }
 };
-inline std::vector<rendering_s> renderings() {
-    std::vector<rendering_s> rows;
-    const std::map<char, std::string rendering_s::*> parts{{' ', &rendering_s::keys},
-                                                           {'~', &rendering_s::changes},
-                                                           {'+', &rendering_s::verbose},
-                                                           {'!', &rendering_s::refusal}};
-    std::ifstream file(TARNWICK_SOURCE_DIR "/tests/unit/mode_renderings.txt");
+// The file tells what stands in it.
+inline std::vector<section_s> sectionsOf(const std::string& name) {
+    std::vector<section_s> sections;
+    std::ifstream file(TARNWICK_SOURCE_DIR "/tests/unit/" + name);
     for (std::string line; std::getline(file, line);) {
         if (line.starts_with("= ")) {
-            rendering_s& row = rows.emplace_back();
-            std::getline(std::istringstream(line.substr(2)) >> row.model >> row.type >> std::ws, row.legend);
-        } else if (!rows.empty() && !line.empty()) {
-            rows.back().*parts.at(line[0]) = line.substr(2);
+            sections.emplace_back().head = line.substr(2);
+        } else if (!line.empty() && line[0] != '#') {
+            sections.back().lines[line[0]].push_back(quoted(unfolded(line.substr(2))));
         }
     }
-    return rows;
+    return sections;
 }
 
 class ModeRequestTest : public testing::Test {
@@ -80,9 +81,10 @@ class ModeRequestTest : public testing::Test {
     ModeRequestTest() { EXPECT_EQ(chdir(directory.path.c_str()), 0); }
     ~ModeRequestTest() override {
         EXPECT_EQ(chdir("/"), 0);
-        const std::vector<bool> accepted = acceptedBySchema(modeSchema, taken);
-        for (std::size_t i = 0; i < taken.size(); ++i) {
-            EXPECT_TRUE(accepted[i]) << "taken, and not of the schema: " << taken[i];
+        const std::vector<std::string> texts(taken.begin(), taken.end());
+        const std::vector<bool> accepted = acceptedBySchema(modeSchema, texts);
+        for (std::size_t i = 0; i < texts.size(); ++i) {
+            EXPECT_TRUE(accepted[i]) << "taken, and not of the schema: " << texts[i];
         }
     }
 
@@ -95,8 +97,8 @@ class ModeRequestTest : public testing::Test {
         std::vector<std::string> tokens{"mode", quoted(request)};
         std::string reply = "untouched";
         EXPECT_EQ(handleModeRequest(&tokens, &reply), 0);
-        if (reply == "Success" && tokens[1].size() < 1'000'000) {
-            taken.push_back(tokens[1]);
+        if (reply == "Success" && isForSchema && tokens[1].size() < 1'000'000) {
+            taken.insert(tokens[1]);
         }
         return reply;
     }
@@ -119,8 +121,9 @@ class ModeRequestTest : public testing::Test {
     }
 
     const mode_configuration_s& m = mode_configuration;
+    std::set<std::string> taken;
+    bool isForSchema = true;  // what is taken from now on
 
   private:
     temp_dir_s directory;
-    std::vector<std::string> taken;
 };

@@ -185,9 +185,10 @@ int processRequests(bool cli) {
     }
 
     MSG_BUF msg{responderSource};
-    std::string request;
-    std::string reply;
     for (int rc = 0; rc != -1;) {
+        // Afresh for each request: these would keep the memory of the longest one.
+        std::string request;
+        std::string reply;
         GetNextRequest(&msg, &request, cli);
         logInfo("requests", " Request: ", request);
         rc = ProcessRequest(&request, &reply);
