@@ -146,7 +146,7 @@ bool readCable(const json& value, const std::string& name, cable_s* cable, std::
     }
     for (const auto& item : value.items()) {
         if (std::ranges::none_of(cableKeys, [&item](const auto& row) { return item.key() == row.name; })) {
-            *error = "key \"" + name + "." + item.key() + "\" is not known";
+            *error = "key " + json(name + "." + item.key()).dump() + " is not known";
             return false;
         }
     }
@@ -191,7 +191,7 @@ bool checkKeys(const json& root, std::string* error) {
     }
     for (const auto& item : root.items()) {
         if (!isKnownKey(item.key())) {
-            *error = "key \"" + item.key() + "\" is not known";
+            *error = "key " + json(item.key()).dump() + " is not known";
             return false;
         }
     }

@@ -150,6 +150,10 @@ bool isObject(const std::string& text, json* root, std::string* reason) {
         *reason = "nested deeper than " + std::to_string(deepestNesting) + " levels";
         return false;
     }
+    if (text.find('\0') != text.npos) {  // the end of the text, for the parser
+        *reason = "no JSON: it holds a NUL";
+        return false;
+    }
     try {
         *root = json::parse(text);
     } catch (const json::exception& error) {
@@ -182,7 +186,7 @@ std::vector<std::string> findModeFaults(const json& mode) {
         faults.push_back("\"type\" is missing");
     }
     for (const auto& [key, value] : mode.items()) {
-        const auto* row = std::ranges::find_if(modeKeys, [&](const mode_key_s& k) { return key == k.name; });
+        const auto* row = std::ranges::find(modeKeys, key, &mode_key_s::name);
         if (row == std::end(modeKeys)) {
             faults.push_back("\"" + key + "\" is no key of a mode; the daemon would pass it over");
         } else if ((kindOf(value) & row->kinds) == 0) {

@@ -70,9 +70,22 @@ struct stepping_iterator_s {
     }
 };
 
-// Where the atom at `at` ends: an escape ("\{", "\c{"), a bracket expression
+constexpr std::string_view decimalDigits = "0123456789";
+
+bool isReference(std::string_view text) {
+    return text.size() > 1 && text[0] == '\\' && text[1] != '0' && decimalDigits.find(text[1]) != text.npos;
+}
+
+// The library keeps the number of a back-reference in an int, and takes "\4294967297"
+// for "\1". No expression has so many groups, nor as many as this one says.
+constexpr std::string_view noGroup = "\\999999999";
+
+// Where the atom at `at` ends: an escape ("\{", "\c{", "\12"), a bracket expression
 // ("[^\]{9}]", "[[:alpha:]{9}]") or any one character.
 std::size_t endOfAtom(std::string_view text, std::size_t at) {
+    if (isReference(text.substr(at))) {
+        return std::min(text.find_first_not_of(decimalDigits, at + 1), text.size());
+    }
     if (text[at] == '\\') {
         return at + (text.substr(at, 2) == "\\c" ? 3 : 2);
     }
@@ -122,6 +135,10 @@ unfolding_s limitCounts(std::string_view text, std::size_t most) {
             at += static_cast<std::size_t>(count.length());
             continue;
         }
+        if (text[at] == '{') {  // no count; the library would add up its digits beyond a long
+            limited.text += '{';
+            return limited;
+        }
         if (std::string_view("*+?").find(text[at]) == std::string_view::npos) {
             front = limited.length;
         }
@@ -132,7 +149,7 @@ unfolding_s limitCounts(std::string_view text, std::size_t most) {
             groups.pop_back();
         }
         const std::string_view atom = text.substr(at, endOfAtom(text, at) - at);
-        limited.text += atom;
+        limited.text += isReference(atom) && atom.size() > noGroup.size() ? noGroup : atom;
         limited.length = std::min(limited.length + atom.size(), unfoldingLimit);
         at += atom.size();
     }

@@ -149,14 +149,14 @@ int readFile(const std::string& path, const std::string& kind, const Store& stor
     std::ostringstream text;
     // Not parsed from the stream itself, whose buffer throws at a directory.
     text << file.rdbuf();
-    const json document = json::parse(text.str(), nullptr, false);
-    if (!file.is_open() || document.is_discarded()) {
+    json document;
+    std::string reply;
+    if (!file.is_open() || !parseJsonText(text.str(), &document, &reply)) {
         say("loading ", kind, " json file failed, Invalid config file");
         return -1;
     }
     const std::string key = kind + "_info";
     json elements;
-    std::string reply;
     if (getJsonValueArray(&document, key, &elements, &reply) != 0) {
         say(reply);
         return -1;
