@@ -264,9 +264,9 @@ int listTags(simulation_s* simulation, std::size_t aar) {
 }
 
 // A random tag in the reader's range; null when there is none to send now, because
-// the file holds more tags than the tables or the run ends.
+// the file holds more tags than the tables or another simulation takes over.
 target_s* chooseTag(simulation_s* simulation, int aar) {
-    while (keepRunning()) {
+    while (!simulationSuperseded.load(relaxed)) {
         const auto tag = static_cast<std::size_t>(std::rand() % simulation->tagCount);
         if (tag >= maxSimulatedTags) {
             say("tag_idx: ", tag, ", aar_idx: ", aar, " (tag_count: ", simulation->tagCount, ")");
@@ -294,26 +294,29 @@ void sendPacket(simulation_s* simulation, const sim_data_s& data) {
     }
 }
 
-// The only place where the thread can be cancelled: no half-done packet and no
-// held lock is lost with it.
+// The only place where the thread can be cancelled, between two packets and behind
+// a slice: no half-done packet and no held lock is lost with it.
 void sleepFor(std::chrono::microseconds duration) {
     pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, nullptr);
-    usleep(static_cast<useconds_t>(duration.count()));
+    if (duration.count() > 0) {
+        usleep(static_cast<useconds_t>(duration.count()));
+    } else {
+        pthread_testcancel();
+    }
     pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
 }
 
-// A late slice is not made up for. Below 4 tags a second nothing is sent.
+// A late slice is not made up for. Below 4 tags a second nothing is sent. A stop
+// waits for the end of the slice, and cancels one that takes too long.
 void runSlice(simulation_s* simulation, const sim_data_s& data) {
     using std::chrono::steady_clock;
     const auto start = steady_clock::now();
     const int packets = data.tps / slicesPerSecond;
-    for (int i = 0; i < packets && keepRunning(); ++i) {
+    for (int i = 0; i < packets && !simulationSuperseded.load(relaxed); ++i) {
         sendPacket(simulation, data);
+        sleepFor({});
     }
-    const auto elapsed = std::chrono::duration_cast<std::chrono::microseconds>(steady_clock::now() - start);
-    if (elapsed < slice) {
-        sleepFor(slice - elapsed);
-    }
+    sleepFor(slice - std::chrono::duration_cast<std::chrono::microseconds>(steady_clock::now() - start));
 }
 
 // Reads the files and fills the tables. Returns whether there is a tag to send.
