@@ -66,13 +66,11 @@ bool validOlio(const params_s& params, const std::byte* bytes) {
         olio.stopType > RXE_STOP_ROUNDS_AND_DWELL;
     const bool linkKnown = olio.linkProfileIndex == 0 || isLinkProfile(olio.linkProfileIndex);
     const bool powerKnown = olio.transmitPower >= 0 && olio.transmitPower <= params.maxTxPower;
-    const bool accessesKnown = olio.accessBitMask >> RXE_MAX_ACCESSES == 0;
     const bool antennasKnown =
         isAntenna(params.reader, olio.transmitAntenna) &&
         (isPattern(olio.receiveAntenna) ? olio.receiveAntenna <= LAST_PATTERN
                                         : isAntenna(params.reader, olio.receiveAntenna));
-    return olio.enable == 0 ||
-           (olio.enable == 1 && stopKnown && linkKnown && powerKnown && accessesKnown && antennasKnown);
+    return olio.enable == 0 || (olio.enable == 1 && stopKnown && linkKnown && powerKnown && antennasKnown);
 }
 
 // A slot that is neither disabled nor a Select holds another command in a form

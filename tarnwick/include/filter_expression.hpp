@@ -25,8 +25,18 @@ inline constexpr std::size_t maxUnfoldedLength = 10'000;
 // Digits of an EPC at most: 255 bytes.
 inline constexpr std::size_t maxEpcDigits = 510;
 
+// Where an expression looks ahead ("(?=", "(?!"): marks that all its looks may set up.
+// The library sets one up for each of its states each time it begins to look ahead.
+inline constexpr std::size_t maxLookaheadMarks = 20'000'000;
+
+// Never written once it is made.
+struct filter_expression_s {
+    std::regex regex;
+    std::size_t steps;  // that a match may take, at most maxMatchSteps
+};
+
 // Null matches nothing.
-using expression_t = std::shared_ptr<const std::regex>;
+using expression_t = std::shared_ptr<const filter_expression_s>;
 
 // Sets *expression to the compiled text, or to null where that would cost too much:
 // beyond maxUnfoldedLength, or more states than the library allows (100,000). Takes

@@ -18,12 +18,13 @@
 #include <cstdint>
 #include <memory>
 #include <nlohmann/json_fwd.hpp>
-#include <regex>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "rxe.h"
+
+struct filter_expression_s;  // filter_expression.hpp
 
 // --- Enums. The values stand in the record and go to the engine as they are.
 
@@ -187,10 +188,10 @@ struct tagFilter_s {
     std::uint8_t enabled = 0;
     filter_match_e match{};
     filter_operation_e operation{};
-    std::string value;                        // the client's text
-    std::shared_ptr<const std::regex> regex;  // type REGEX; ECMAScript, shared by copies, never written
-    std::array<std::uint8_t, 64> pattern{};   // prefix or suffix
-    std::uint8_t patternLength = 0;           // bytes of `pattern` that count
+    std::string value;                                 // the client's text
+    std::shared_ptr<const filter_expression_s> regex;  // of type REGEX, shared by copies
+    std::array<std::uint8_t, 64> pattern{};            // prefix or suffix
+    std::uint8_t patternLength = 0;                    // bytes of `pattern` that count
 };
 
 struct rssiFilter_s {

@@ -21,7 +21,7 @@ std::uintptr_t stackPlace() {
 
 // What is left to one match. The stack grows down.
 struct match_budget_s {
-    std::size_t steps = maxMatchSteps;
+    std::size_t steps;
     std::uintptr_t lowestStack = stackPlace() - maxMatchStack;
 };
 
@@ -107,19 +107,34 @@ std::size_t countOf(const std::csub_match& digits) {
     return tooLarge ? std::numeric_limits<std::size_t>::max() : count;
 }
 
+constexpr std::size_t unfoldingLimit = maxUnfoldedLength + 1;
+
+// What an expression has with its counts written out, each at most unfoldingLimit.
+struct size_s {
+    std::size_t characters = 0;
+    std::size_t lookaheads = 0;
+};
+
+// `size`, of which what is beyond `front` stands there so many times.
+size_s repeated(const size_s& size, const size_s& front, std::size_t times) {
+    const auto repeat = [times](std::size_t all, std::size_t unrepeated) {
+        return std::min(unrepeated + (all - unrepeated) * times, unfoldingLimit);
+    };
+    return {repeat(size.characters, front.characters), repeat(size.lookaheads, front.lookaheads)};
+}
+
 struct unfolding_s {
     std::string text;
-    std::size_t length = 0;  // of the text with its counts written out; at most unfoldingLimit
+    size_s size;
 };
-constexpr std::size_t unfoldingLimit = maxUnfoldedLength + 1;
 
 // The expression with no count ("{3}", "{2,}", "{2,7}") above `most`. A wrong one
 // stays wrong.
 unfolding_s limitCounts(std::string_view text, std::size_t most) {
     static const std::regex countSyntax(R"(\{(\d+)(,?)(\d*)\})");
     unfolding_s limited;
-    std::vector<std::size_t> groups;  // the length in front of each open one
-    std::size_t front = 0;            // the length in front of what a count or "*" repeats
+    std::vector<size_s> groups;  // what stands in front of each open one
+    size_s front;                // what stands in front of what a count or "*" repeats
     for (std::size_t at = 0; at < text.size();) {
         std::cmatch count;
         if (std::regex_search(text.data() + at, text.data() + text.size(), count, countSyntax,
@@ -130,8 +145,7 @@ unfolding_s limitCounts(std::string_view text, std::size_t most) {
             limited.text += least > last
                                 ? "{1,0}"
                                 : "{" + std::to_string(std::min(least, most)) + count.str(2) + upper + "}";
-            const std::size_t times = std::clamp<std::size_t>(last, 1, most);
-            limited.length = std::min(front + (limited.length - front) * times, unfoldingLimit);
+            limited.size = repeated(limited.size, front, std::clamp<std::size_t>(last, 1, most));
             at += static_cast<std::size_t>(count.length());
             continue;
         }
@@ -140,17 +154,18 @@ unfolding_s limitCounts(std::string_view text, std::size_t most) {
             return limited;
         }
         if (std::string_view("*+?").find(text[at]) == std::string_view::npos) {
-            front = limited.length;
+            front = limited.size;
         }
         if (text[at] == '(') {
             groups.push_back(front);
+            limited.size.lookaheads += text.substr(at, 3) == "(?=" || text.substr(at, 3) == "(?!" ? 1 : 0;
         } else if (text[at] == ')' && !groups.empty()) {
             front = groups.back();
             groups.pop_back();
         }
         const std::string_view atom = text.substr(at, endOfAtom(text, at) - at);
         limited.text += isReference(atom) && atom.size() > noGroup.size() ? noGroup : atom;
-        limited.length = std::min(limited.length + atom.size(), unfoldingLimit);
+        limited.size.characters = std::min(limited.size.characters + atom.size(), unfoldingLimit);
         at += atom.size();
     }
     return limited;
@@ -164,10 +179,17 @@ bool hasEmptyPart(const std::string& text) {
     return std::regex_search(text, emptyPart);
 }
 
+// Steps of a match. Between two of them it may begin to look ahead in each place once.
+std::size_t stepsFor(const size_s& size) {
+    const std::size_t marks = std::max<std::size_t>(size.lookaheads * size.characters, 1);
+    return size.lookaheads == 0 ? maxMatchSteps : std::min(maxMatchSteps, maxLookaheadMarks / marks);
+}
+
 // Null where the library throws.
-expression_t compiled(const std::string& text, std::regex::flag_type flags) {
+expression_t compiled(const unfolding_s& unfolding, std::regex::flag_type flags) {
     try {
-        return std::make_shared<const std::regex>(text, flags);
+        return std::make_shared<const filter_expression_s>(std::regex(unfolding.text, flags),
+                                                           stepsFor(unfolding.size));
     } catch (const std::regex_error&) {
         return nullptr;
     }
@@ -190,17 +212,17 @@ bool compileFilterExpression(const std::string& text, expression_t* expression) 
     using namespace std::regex_constants;
     expression->reset();
     // With no count above 1 the grammar is the same and nothing is costly.
-    if (compiled(limitCounts(text, 1).text, ECMAScript) == nullptr) {
+    if (compiled(limitCounts(text, 1), ECMAScript) == nullptr) {
         return false;
     }
     const unfolding_s unfolding = limitCounts(text, maxEpcDigits + 1);
-    const bool isLong = unfolding.length == unfoldingLimit;
-    if (isLong && hasEmptyPart(unfolding.text)) {
+    const bool isLong = unfolding.size.characters == unfoldingLimit;
+    if (isLong && (unfolding.size.lookaheads != 0 || hasEmptyPart(unfolding.text))) {
         return true;
     }
-    *expression = compiled(unfolding.text, ECMAScript | nosubs | __polynomial);
+    *expression = compiled(unfolding, ECMAScript | nosubs | __polynomial);
     if (*expression == nullptr && !isLong) {
-        *expression = compiled(unfolding.text, ECMAScript);
+        *expression = compiled(unfolding, ECMAScript);
     }
     return true;
 }
@@ -209,10 +231,10 @@ bool matchesFilterExpression(const expression_t& expression, std::string_view te
     if (expression == nullptr) {
         return false;
     }
-    match_budget_s budget;
+    match_budget_s budget{expression->steps};
     try {
         return std::regex_match(stepping_iterator_s{text.data(), &budget},
-                                stepping_iterator_s{text.data() + text.size(), &budget}, *expression);
+                                stepping_iterator_s{text.data() + text.size(), &budget}, expression->regex);
     } catch (const out_of_budget_s&) {
         return false;
     } catch (const std::regex_error&) {

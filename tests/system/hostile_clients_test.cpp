@@ -113,6 +113,7 @@ TEST(HostileClients, harmNoModeAndLeaveNoMemoryBehind) {
         }
         EXPECT_EQ(ask(request(R"("query":{},"x":)" + megabytes + '"')), "Success");
     }
+    EXPECT_EQ(ask(request(R"("accesses":)" + list(33, kill))), "Success");
     EXPECT_EQ(ask(request(R"("antennas":)" + list(1023, "2"))), "Success");
 #if !defined __SANITIZE_ADDRESS__ && !defined __SANITIZE_THREAD__  // which keep what was freed
     EXPECT_LT(memory(), before + 16'000) << "the log alone keeps the 10 MB of its longest line";

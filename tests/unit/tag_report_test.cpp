@@ -4,6 +4,7 @@
 #include <bit>
 #include <nlohmann/json.hpp>
 
+#include "filter_expression.hpp"
 #include "mode_config.hpp"
 #include "radio_fixture.hpp"
 #include "tw_msg.pb.h"
@@ -183,7 +184,7 @@ TEST_F(TagReport, Filter) {
             filter.patternLength = static_cast<std::uint8_t>(pattern.size());
             std::ranges::copy(pattern, filter.pattern.begin());
             if (match == REGEX && !pattern.empty()) {
-                filter.regex = std::make_shared<const std::regex>(pattern.begin(), pattern.end());
+                EXPECT_TRUE(compileFilterExpression({pattern.begin(), pattern.end()}, &filter.regex));
             }
             read(tagWithEpc("0t%{"));
             const std::size_t expected = includePasses == include ? 1 : 0;

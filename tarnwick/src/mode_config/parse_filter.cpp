@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 
 #include "filter_expression.hpp"
+#include "logger.hpp"
 #include "mode_config/parser.hpp"
 #include "util.hpp"
 
@@ -96,6 +97,9 @@ int parseExpression(const std::string& text, tagFilter_s* filter, std::string* r
                    "regex",
                    text.c_str());
         return keyRefused;
+    }
+    if (filter->regex == nullptr) {
+        logCountedWarning("mode_config", " the regex ", text, " costs too much and matches nothing");
     }
     return keyParsed;
 }
