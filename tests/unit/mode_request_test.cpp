@@ -45,13 +45,23 @@ TEST_F(ModeRequestTest, GoodRulesBetweenKeys) {
 }
 
 TEST_F(ModeRequestTest, AModeThatTheEngineRefusesLeavesTheOldOne) {
+    const auto callsOf = [this](const std::string& mode) {
+        engine_double::clearCalls();
+        take(mode);
+        std::vector<std::string> calls;
+        std::ranges::transform(engine_double::calls(), std::back_inserter(calls), engine_double::describe);
+        return calls;
+    };
     become(pn51);
+    const std::vector<std::string> calls = callsOf(goodRequest);
     const std::string mode = ask("verbose");
     const std::string saved = savedRequest();
     engine_double::failOn("RXE_setParam2", 0x402, static_cast<RXE_API_STATUS>(0x4D));
     EXPECT_EQ(ask(simple("'linkProfile':201")), "Failure: Failed to set olio 2 error 0x004d");
     EXPECT_EQ(ask("verbose"), mode);
     EXPECT_EQ(savedRequest(), saved);
+    engine_double::failOn("RXE_setParam2", 0x402, RXE_OK);
+    EXPECT_EQ(callsOf(goodRequest), calls) << "from the baseline again";
 }
 
 TEST_F(ModeRequestTest, TheRequestIsSavedSortedAndIndented) {
@@ -78,6 +88,7 @@ TEST_F(ModeRequestTest, StartingModeComesFromTheFile) {
     const std::tuple<std::string, const char*, unsigned, std::string> files[] = {
         {"{'mode':{'type':'CUSTOM','linkProfile':201}}", "CUSTOM", 0, " Initial Config: "},
         {"{'mode':{'type'", "SIMPLE", 0, noJsonLine},
+        {"", "SIMPLE", 0, noJsonLine},
         {"{'mode':{'type':'CUSTOM','x':'\xFF'}}", "SIMPLE", 0, noJsonLine},
         {"{'mode':" + nested(100'000) + "}", "SIMPLE", 0, noJsonLine},
         {"[1]", "SIMPLE", 0, defaultLine},
