@@ -63,7 +63,14 @@ int main(int argc, char** argv) {
     CLI::App app{"Stand-in for a reader's Reader Management server"};
     options_s options;
     addOptions(&app, &options);
-    CLI11_PARSE(app, argc, argv);
+    app.failure_message([](const CLI::App*, const CLI::Error& error) {
+        return "rm_server: " + std::string(error.what()) + "; --help tells more\n";
+    });
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? 0 : 1;
+    }
     server_s server{};
     if (!prepareServer(options, &server)) {
         return 1;

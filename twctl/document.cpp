@@ -27,67 +27,6 @@ struct file_closer_s {
     }
 };
 
-// The kinds of value that a key takes, as bits.
-enum kind_e : unsigned { text = 1, number = 2, object = 4, array = 8 };
-
-struct mode_key_s {
-    const char* name;
-    unsigned kinds;
-};
-constexpr mode_key_s modeKeys[] = {
-    {"type", text},
-    {"mode", text},
-    {"antennas", array},
-    {"beams", array},
-    {"transmitPower", number | array},
-    {"environment", text},
-    {"linkProfile", number | array},
-    {"antennaStopCondition", object | array},
-    {"query", object | array},
-    {"delayAfterSelects", number},
-    {"selects", array},
-    {"accesses", array},
-    {"filter", object},
-    {"radioStopConditions", object},
-    {"radioStartConditions", object},
-    {"reportFilter", object},
-    {"modeSpecificSettings", object},
-    {"interval", object},
-    {"startTrigger", object},
-    {"stopInterval", number},
-    {"tagMetaData", array},
-    {"rssiFilter", object},
-    {"delayBetweenAntennaCycles", object},
-};
-
-// No mode may hold both.
-constexpr const char* exclusiveKeys[][2] = {
-    {"type", "mode"},
-    {"antennas", "beams"},
-    {"environment", "linkProfile"},
-    {"accesses", "reportFilter"},
-};
-
-unsigned kindOf(const json& value) {
-    return value.is_string()   ? text
-           : value.is_number() ? number
-           : value.is_object() ? object
-           : value.is_array()  ? array
-                               : 0U;
-}
-
-std::string namesOf(unsigned kinds) {
-    constexpr std::pair<kind_e, const char*> names[] = {
-        {text, "a string"}, {number, "a number"}, {object, "an object"}, {array, "an array"}};
-    std::string all;
-    for (const auto& [kind, name] : names) {
-        if ((kinds & kind) != 0) {
-            all += (all.empty() ? "" : " or ") + std::string(name);
-        }
-    }
-    return all;
-}
-
 bool isBlank(char c) {
     return c == ' ' || c == '\t' || c == '\n' || c == '\r';
 }
@@ -178,37 +117,4 @@ std::string packed(const std::string& text) {
         }
     });
     return word;
-}
-
-std::vector<std::string> findModeFaults(const json& mode) {
-    std::vector<std::string> faults;
-    if (!mode.contains("type") && !mode.contains("mode")) {
-        faults.push_back("\"type\" is missing");
-    }
-    for (const auto& [key, value] : mode.items()) {
-        const auto* row = std::ranges::find(modeKeys, key, &mode_key_s::name);
-        if (row == std::end(modeKeys)) {
-            faults.push_back("\"" + key + "\" is no key of a mode; the daemon would pass it over");
-        } else if ((kindOf(value) & row->kinds) == 0) {
-            faults.push_back("\"" + key + "\" must be " + namesOf(row->kinds));
-        }
-    }
-    for (const auto& [first, second] : exclusiveKeys) {
-        if (mode.contains(first) && mode.contains(second)) {
-            faults.push_back("\"" + std::string(first) + "\" and \"" + second + "\" exclude each other");
-        }
-    }
-    return faults;
-}
-
-std::vector<std::string> findEventsFaults(const json& settings) {
-    const json::json_pointer path("/heartbeat/stats");
-    if (!settings.contains(path) || !settings.at(path).is_array()) {
-        return {};
-    }
-    const bool allText =
-        std::ranges::all_of(settings.at(path), [](const json& name) { return name.is_string(); });
-    return allText
-               ? std::vector<std::string>{}
-               : std::vector<std::string>{"\"stats\" holds what is no string, which would end the daemon"};
 }

@@ -24,10 +24,14 @@ bool isObject(const std::string& text, nlohmann::json* root, std::string* reason
 // again without any.
 std::string packed(const std::string& text);
 
-// What is wrong with a mode as far as its top level tells, a sentence each: no
-// type, keys that the daemon would pass over, values of the wrong kind, keys that
-// exclude each other.
+// What is wrong with a mode as far as it shows without a reader, a sentence each: no
+// type, keys that the daemon would pass over, values of the wrong kind at the top
+// level, words that are none, keys that exclude each other.
 std::vector<std::string> findModeFaults(const nlohmann::json& mode);
 
-// What is wrong with an object for "events" that would end the daemon.
+// What the daemon would take for "events" in silence and to no effect: keys and
+// statistics that are none.
 std::vector<std::string> findEventsFaults(const nlohmann::json& settings);
+
+// Whether an object for "events" would end the daemon. If so, `reason` is a sentence.
+bool wouldEndDaemon(const nlohmann::json& settings, std::string* reason);

@@ -10,9 +10,10 @@
 namespace {
 
 void explainSilence(const std::string& endpoint, double timeoutSeconds) {
-    const bool nobody = ipcFile(endpoint) && !hasLiveListener(endpoint);
+    const std::string hint = whySilent(endpoint, "is the daemon running with the software engine?",
+                                       "root and the user that runs the daemon have");
     std::fprintf(stderr, "twctl: no answer within %g s on %s%s\n", timeoutSeconds, endpoint.c_str(),
-                 nobody ? ": nothing listens there, is the daemon running with the software engine?" : "");
+                 hint.c_str());
 }
 
 }  // namespace

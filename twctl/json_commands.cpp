@@ -13,10 +13,10 @@ namespace {
 struct settings_s {
     const char* request;
     std::vector<std::string> (*findFaults)(const nlohmann::json& document);
-    bool faultsForbid;  // "set" does not send a document with faults
+    bool (*isDangerous)(const nlohmann::json& document, std::string* reason);  // null: none is
 };
-constexpr settings_s modeSettings{"mode", findModeFaults, false};
-constexpr settings_s eventsSettings{"events", findEventsFaults, true};
+constexpr settings_s modeSettings{"mode", findModeFaults, nullptr};
+constexpr settings_s eventsSettings{"events", findEventsFaults, wouldEndDaemon};
 
 // What "show" and its like ask.
 struct question_s {
@@ -64,9 +64,11 @@ int set(const daemon_s& daemon, const settings_s& settings, const std::string& s
     if (!loadObject(source, &document, &root)) {
         return exitTrouble;
     }
-    if (tellFaults(settings, document, root) != 0 && settings.faultsForbid) {
+    if (std::string reason; settings.isDangerous != nullptr && settings.isDangerous(root, &reason)) {
+        std::fprintf(stderr, "twctl: %s: %s\n", document.name.c_str(), reason.c_str());
         return exitTrouble;
     }
+    tellFaults(settings, document, root);
     std::string reply;
     const std::string request = std::string(settings.request) + " " + packed(document.text);
     const int status = askDaemon(daemon, request, &reply);

@@ -3,6 +3,7 @@
 #include <signal.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cstdio>
 #include <string>
 
@@ -35,6 +36,23 @@ void addHelp(CLI::App* app, int* status) {
     });
 }
 
+// What stands first and is no subcommand, which the parser would not name. Its own
+// options are left to it.
+void refuseFirstWord(const CLI::App& app, const std::string& word) {
+    const auto subs = app.get_subcommands(nullptr);
+    const std::string name = word.substr(0, word.find('='));
+    if (!word.starts_with('-')) {
+        if (std::ranges::none_of(subs, [&](const CLI::App* sub) { return sub->get_name() == word; })) {
+            throw CLI::ValidationError(word, "there is no such subcommand");
+        }
+    } else if (app.get_option_no_throw(name) == nullptr) {
+        const bool known = std::ranges::any_of(
+            subs, [&](const CLI::App* sub) { return sub->get_option_no_throw(name) != nullptr; });
+        throw CLI::ValidationError(name, known ? "an option stands behind the subcommand"
+                                               : "there is no such option, and no subcommand");
+    }
+}
+
 std::string failureText(const CLI::App*, const CLI::Error& error) {
     return "twctl: " + std::string(error.what()) + "; --help tells more\n";
 }
@@ -55,7 +73,11 @@ int main(int argc, char** argv) {
     addHelp(&app, &status);
     addCompletion(&app, &status);
     app.failure_message(failureText);
+    app.set_version_flag("--version", "twctl " TARNWICK_VERSION, "Print the version and exit");
     try {
+        if (argc > 1) {
+            refuseFirstWord(app, argv[1]);
+        }
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? exitSuccess : exitTrouble;

@@ -14,20 +14,25 @@
 namespace {
 
 void explainSilence(const daemon_s& daemon, const std::string& endpoint) {
-    const std::optional<std::string> file = ipcFile(endpoint);
-    const char* hint = "";
-    if (file && access(file->c_str(), F_OK) != 0) {
-        hint = ": nothing listens there, is the daemon running?";
-    } else if (file && access(file->c_str(), W_OK) != 0) {
-        hint = ": no right to write to it, which root, trfidadm and the group appsadms have";
-    } else if (file && !hasLiveListener(endpoint)) {
-        hint = ": a daemon that is gone has left the file there";
-    }
+    const std::string hint =
+        whySilent(endpoint, "is the daemon running?", "root, trfidadm and the group appsadms have");
     std::fprintf(stderr, "twctl: no reply within %g s on %s%s\n", daemon.timeoutSeconds, endpoint.c_str(),
-                 hint);
+                 hint.c_str());
 }
 
 }  // namespace
+
+std::string whySilent(const std::string& endpoint, const std::string& running, const std::string& rightful) {
+    const std::optional<std::string> file = ipcFile(endpoint);
+    if (!file) {
+        return "";
+    }
+    if (access(file->c_str(), W_OK) == 0) {
+        return hasLiveListener(endpoint) ? "" : ": a daemon that is gone has left the file there";
+    }
+    return errno == EACCES ? ": no right to write to it, which " + rightful
+                           : ": nothing listens there, " + running;
+}
 
 int askDaemon(const daemon_s& daemon, const std::string& text, std::string* reply) {
     const std::string endpoint = endpointOf(daemon.endpoint);

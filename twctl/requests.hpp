@@ -17,6 +17,11 @@ struct daemon_s {
 // whatever it is.
 int askDaemon(const daemon_s& daemon, const std::string& text, std::string* reply);
 
+// Why nobody may have answered at an ipc endpoint: a text to stand behind what has
+// not come, empty when the file does not tell. `running` is asked when nothing
+// listens, `rightful` are those who may write to the file.
+std::string whySilent(const std::string& endpoint, const std::string& running, const std::string& rightful);
+
 // A reply that begins with "Failure".
 bool isFailure(std::string_view reply);
 

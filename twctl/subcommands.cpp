@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "subcommands.hpp"
 
+#include <algorithm>
 #include <memory>
 #include <string>
 #include <vector>
@@ -32,6 +33,18 @@ std::vector<std::string> wordsOf(const CLI::App& sub) {
         throw CLI::ExtrasError("twctl " + sub.get_name(), {words.front()});
     }
     return words;
+}
+
+// Behind the first word all are words, and what looks like an option is none. A
+// number may begin with "-".
+void refuseOptions(const std::vector<std::string>& words) {
+    const auto found = std::find_if(words.begin(), words.end(), [](const std::string& word) {
+        return word.starts_with("--") || word == "-h";
+    });
+    if (found != words.end()) {
+        throw CLI::ValidationError(*found, found == words.begin() ? "there is no such option"
+                                                                  : "options stand in front of the words");
+    }
 }
 
 void addConnection(CLI::App* sub, const std::string& peer, std::string* endpoint, double* timeoutSeconds) {
@@ -74,6 +87,7 @@ void addCommand(CLI::App* app, const command_s& command, int* status) {
     addDaemon(sub, daemon.get());
     sub->callback([sub, daemon, status] {
         std::vector<std::string> words = sub->remaining();
+        refuseOptions(words);
         words.insert(words.begin(), sub->get_name());
         *status = runCommand(*daemon, words);
     });
@@ -115,8 +129,8 @@ constexpr const char* modeActions =
     "  as-set   the mode that was accepted last, as it was sent\n"
     "  set      sends a mode; the radio should be stopped\n"
     "  check    looks at a mode without a daemon: that it is JSON, an object that the\n"
-    "           daemon can take, its keys, the kinds of their values. What stands\n"
-    "           inside them, and what this reader can do, only \"set\" tells";
+    "           daemon can take, its keys and words at any depth. Missing keys, numbers\n"
+    "           and what this reader can do, only \"set\" tells";
 
 constexpr const char* eventsActions =
     "Actions:\n"
@@ -153,6 +167,7 @@ void addEngine(CLI::App* app, int* status) {
     addConnection(sub, "The engine's control socket", &event->endpoint, &event->timeoutSeconds);
     sub->callback([sub, event, status] {
         event->words = wordsOf(*sub);
+        refuseOptions(event->words);
         *status = runEngineEvent(*event);
     });
 }
@@ -160,8 +175,15 @@ void addEngine(CLI::App* app, int* status) {
 }  // namespace
 
 CLI::Validator secondsRange() {
-    constexpr double longestSeconds = 86400.0;
-    return CLI::Range(0.001, longestSeconds);
+    return CLI::Validator(
+        [](std::string& text) {
+            constexpr double shortest = 0.001, longest = 86400.0;
+            double seconds = 0;
+            const bool isGood =
+                CLI::detail::lexical_cast(text, seconds) && seconds >= shortest && seconds <= longest;
+            return isGood ? std::string() : "\"" + text + "\" is no number of seconds from 0.001 to 86400";
+        },
+        "SECONDS");
 }
 
 void addRequests(CLI::App* app, int* status) {

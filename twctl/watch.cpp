@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <cinttypes>
 #include <cstdio>
 #include <cstring>
 
@@ -247,5 +248,9 @@ int runWatch(const watch_s& watch) {
         return exitTrouble;
     }
     tellLeftOut(&display);
+    if (status == exitNoAnswer) {
+        std::fprintf(stderr, "twctl: %" PRIu64 " of %" PRIu64 " frames within %g s\n", display.shown,
+                     watch.count, watch.seconds);
+    }
     return status;
 }

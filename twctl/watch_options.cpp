@@ -36,6 +36,18 @@ CLI::Validator hexDigits() {
         "HEX");
 }
 
+CLI::Validator frameCount() {
+    return CLI::Validator(
+        [](std::string& text) {
+            constexpr std::size_t mostDigits = 19;  // of what 64 bits hold for certain
+            const bool isCount = text.size() <= mostDigits &&
+                                 text.find_first_not_of("0123456789") == text.npos &&
+                                 text.find_first_not_of('0') != text.npos;
+            return isCount ? std::string() : "\"" + text + "\" is no whole number from 1 on";
+        },
+        "COUNT");
+}
+
 int startWatch(watch_options_s* options) {
     watch_s* watch = &options->watch;
     watch->channel = std::find_if(channels.begin(), channels.end(),
@@ -93,7 +105,7 @@ void addWhatAndHow(CLI::App* sub, watch_options_s* options) {
                   "A table of the tags, drawn twice a second on a terminal; elsewhere\nonce, at the end")
         ->excludes(csv);
     sub->add_option("--count", watch->count, "End after this many frames have been shown")
-        ->check(CLI::PositiveNumber);
+        ->check(frameCount());
     sub->add_option("--seconds", watch->seconds, "End after this time")->check(secondsRange());
 }
 

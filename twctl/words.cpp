@@ -48,9 +48,9 @@ std::vector<word_rule_s> makeRules() {
     }
     return {
         {"start", "doNotPersistState sim sim_bearing"},
-        {"start sim", "N"},
-        {"start sim_bearing", "N"},
-        {"start sim_bearing N", "N"},
+        {"start sim", "N", false, "reads per second"},
+        {"start sim_bearing", "N", false, "tags per second"},
+        {"start sim_bearing N", "N", false, "number of the array reader, from 0"},
         {"start sim_bearing N N", "std_az=N std_el=N", true},
         {"data_analytics", "OFF STRING BINARY"},
         {"database_reset", "time=HH:MM"},
@@ -104,6 +104,14 @@ std::vector<word_rule_s> makeRules() {
         {"status", statusNames(), true},
         {"watch", channelNames},
         {"engine", "gpi antenna pa temperature fail enter move leave database error apiError fault"},
+        {"engine gpi", "N"},
+        {"engine gpi N", "low high"},
+        {"engine antenna", "N"},
+        {"engine antenna N", "lost back"},
+        {"engine pa", "N"},
+        {"engine pa N", "low high good"},
+        {"engine temperature", "pa ambient"},
+        {"engine database", "warning full"},
     };
 }
 
@@ -225,7 +233,7 @@ std::string describeWords(std::string_view command) {
             }
             line += " " + word;
         }
-        text += line + "\n";
+        text += line + (rule.meaning.empty() ? "" : ", " + rule.meaning) + "\n";
     }
     return text;
 }

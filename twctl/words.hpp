@@ -26,6 +26,7 @@ struct word_rule_s {
     std::string path;
     std::string next;
     bool repeated = false;  // any number of them, in any order
+    std::string meaning{};  // of a number, for the help; empty where the path tells
 };
 const std::vector<word_rule_s>& wordRules();
 

@@ -296,6 +296,7 @@ TEST(RmServer, RefusedProfilesNameTheirKey) {
     }
     EXPECT_THAT(run({"--profile", "PN9999"}), StartsWith("1 "));
     EXPECT_THAT(run({"--fault", "sulking"}), StartsWith("1 "));
+    EXPECT_THAT(run({"--port", "99999"}), StartsWith("1 rm_server: "));
 }
 
 TEST(RmServer, BuiltInProfilesAreProfileFiles) {
