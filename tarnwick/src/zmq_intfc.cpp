@@ -277,8 +277,6 @@ void sendNews(std::string_view topic, const void* payload, std::size_t size) {
     void* handle = radio_to_main_async.handle;
     if (sendLocked(handle, topic.data(), topic.size(), ZMQ_SNDMORE) >= 0) {
         sendLocked(handle, payload, size, 0);
-    } else if (handle != nullptr) {
-        incrementErrorCount();  // the main thread is far behind, and the queue full
     }
 }
 

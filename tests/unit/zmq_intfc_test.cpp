@@ -136,6 +136,7 @@ TEST_F(ZmqIntfc, sharedSocketsNeitherBlockNorMixTheirUsers) {
     }
     EXPECT_GT(messages, 0);
     EXPECT_LT(messages, 2 * rounds);
+    EXPECT_EQ(getErrorCount(), 0U);
 }
 
 }  // namespace
