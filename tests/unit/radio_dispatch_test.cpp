@@ -34,7 +34,8 @@ class RadioDispatch : public RadioTest {
 };
 
 // Steps: a number is a message of so many bytes, "i" and a number an immediate one,
-// "13x" 13 messages of one byte, "t" a tick, "f" a flush.
+// "13x" 13 messages of one byte, "t" a tick, "f" a flush, "s" the radio's start and "e"
+// its stop as lines.
 void run(const char* steps) {
     std::istringstream words(steps);
     for (std::string word; words >> word;) {
@@ -42,6 +43,10 @@ void run(const char* steps) {
             do_background_activity_radio_thread();
         } else if (word == "f") {
             flush_zmq_sockets();
+        } else if (word == "s") {
+            send_radio_start_message();
+        } else if (word == "e") {
+            send_radio_stop_message();
         } else if (word[0] == 'i') {
             send_tag_data_message(std::string(std::stoul(word.substr(1)), 'm'), true);
         } else {
@@ -177,6 +182,7 @@ const std::tuple<const char*, const char*, const char*, const char*> cases[] = {
     {"1500 bytes take one more frame", "13x t 1500 9 8 f", "1500+9+8 ", "1500+9+8 "},
     {"1501 bytes end with the next frame", "13x t 1501 9 f", "1501+9 ", "1501+9 "},
     {"a lower rate ends the batch; only tag_data has an empty message", "13x t 9 t 8 f", "9+8 0 ", "9+8 "},
+    {"a start joins a batch, a stop ends it", "13x t 9 s 8 e 7 f", "9+8+7+0 ", "9+40+8+39+0 7+0 "},
     {"an immediate message closes the batch, stands alone", "13x t 9 i7 8 f", "9+0 7 8+0 ", "9+8+0 "},
 };
 

@@ -6,7 +6,6 @@
 #include <zmq.h>
 
 #include <mutex>
-#include <utility>
 
 #include "mode_config.hpp"
 #include "radio.hpp"
@@ -66,13 +65,6 @@ void closeGpioLedBatch() {
         zmq_send(gpio_led.handle, "", 0, ZMQ_DONTWAIT);
     }
     current_gpio_led_msg_size = 0;
-}
-
-// The start or the end of a run. At a high rate the line would open a batch, or
-// join one, that no status packet may come to end; so it ends the batch itself.
-void sendRunLine(std::string line) {
-    sendTimedLine(std::move(line));
-    closeGpioLedBatch();
 }
 
 // Takes the rate of one channel: the count of half a second, doubled.
@@ -167,9 +159,12 @@ void send_GPI_message(int port, int state) {
 }
 
 void send_radio_start_message() {
-    sendRunLine("RADIO_START,");
+    sendTimedLine("RADIO_START,");
 }
 
+// No status packet follows a stop and no batch may stay open behind it, so the line
+// that it would open or join one with ends it too.
 void send_radio_stop_message() {
-    sendRunLine("RADIO_STOP,");
+    sendTimedLine("RADIO_STOP,");
+    closeGpioLedBatch();
 }
