@@ -4,7 +4,7 @@
 // handed in by themselves, as report_path_bench does. No subscriber, so that
 // nothing but the daemon's own work is in either. Both run in turn; the verdict is
 // the median of the ratios, without noise as a request has it that asks for none;
-// what noise costs, two draws, a logarithm and a sine, is printed beside.
+// what noise costs, a logarithm and a sine, is printed beside.
 //
 // Exit status 1 when an aim is missed.
 #include <stdlib.h>

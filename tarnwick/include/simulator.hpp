@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The array reader simulator: bearing traffic without a radio. Two files in the
 // working directory, aar.json and tag.json, place array readers (AAR) and tags
-// in a room. A thread of its own plays one of the readers and hands noisy
+// in a room. A thread for each simulation plays one of the readers and hands noisy
 // bearings of the tags in its range to getPacket, in place of the engine thread.
 //
 // Lengths are in one unit of the user's choice, angles in degrees. All output
@@ -18,18 +18,24 @@
 
 // ---- start and stop. Main thread -------------------------------------------
 
-// Starts the simulation of array reader `aar` (an index into aar.json) at `tps`
-// tags a second with the given standard deviations of the noise. A simulation
-// that is still there is ended first, so that never two feed getPacket. Returns
-// 0, or -1 if the thread could not be created. What the thread finds wrong with
-// its files or with `aar` it prints, and ends.
+// Starts a simulation of array reader `aar` (an index into aar.json) at `tps` tags a
+// second with the given standard deviations of the noise. It runs beside those that
+// run already; getPacket takes their packets one at a time. Returns 0, or -1 if the
+// thread could not be created. What the thread finds wrong with its files or with
+// `aar` it prints, and ends.
 int startSimulationThread(int aar, int tps, float stdAz, float stdEl);
 
-// Ends a running simulation. Returns the result of joining its thread, 0 on
-// success, and 0 if none runs. One that still loads its files does not run yet:
-// it is not ended.
+// While at least one simulation runs, ends them all, those that still load their files
+// too: each at the end of its slice of 250 ms, or between two packets when that takes
+// more than a second. Returns the result of joining the threads, 0 on success. While
+// none runs it returns 0, and those that load their files go on and run later.
 int stopSimulationThread();
 
+// Ends all simulations at once, those that load too, and joins their threads. For the end
+// of the process. Returns the result of joining, 0 on success and without a simulation.
+int endSimulations();
+
+// Whether a simulation has loaded its files and sends.
 // Any thread.
 bool isSimulationRunning();
 
@@ -98,6 +104,3 @@ inline constexpr std::size_t maxSimulatedPayload = 6 + maxSimulatedEpcBytes + 16
 // count). Of an id with an odd number of digits the last is dropped; one too long
 // is cut; a pair that is no hexadecimal number becomes 0.
 void buildTagPacket(const std::string& tagId, int azimuthX10, int elevationX10, RXE_packet_s* packet);
-
-// The body of the thread.
-void* sim_main(void* arg);

@@ -93,6 +93,8 @@ int main(int argc, char** argv) {
     processRequests(options.cli);
 
     logDebug("main", " stopping radio thread");
+    // They send as the radio does, and would log behind the last line.
+    endSimulations();
     if (stopRadioThread() != 0) {
         return failed(" Failed to stop radio thread");
     }
@@ -101,7 +103,5 @@ int main(int argc, char** argv) {
     closeZMQSocketsForMain();
     closeZMQ();
     logInfo("main", " goodbye");
-    // A simulation that still runs must end before the state that it uses goes.
-    stopSimulationThread();
     return 0;
 }

@@ -1,21 +1,26 @@
 // SPDX-License-Identifier: MIT
 #include "simulator.hpp"
 
-#include <pthread.h>
 #include <sys/prctl.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cmath>
+#include <condition_variable>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
+#include <list>
 #include <memory>
+#include <mutex>
 #include <nlohmann/json.hpp>
 #include <sstream>
+#include <stop_token>
+#include <system_error>
+#include <thread>
 
 #include "json_fields.hpp"
 #include "radio.hpp"
@@ -25,28 +30,28 @@ using nlohmann::json;
 
 namespace {
 
-// What the thread is to do. Written by the main thread while there is no
-// simulator thread, read by that thread.
+// What one simulation is to do.
 struct sim_data_s {
     std::int32_t aar;     // index into aar.json
     std::int32_t tps;     // tags per second
     double stdAz, stdEl;  // standard deviations of the noise, degrees
 };
-sim_data_s sim_data;
 
-// The thread and its attributes, and whether they wait to be joined; the thread
-// itself may have ended. Main thread.
-pthread_t simulation_thread;
-pthread_attr_t simulation_attr;
-bool simulationJoinable = false;
+// The thread of one simulation. A request to stop ends it between two packets.
+struct simulation_thread_s {
+    std::atomic<bool> ended{
+        false};  // it only waits to be joined; written by the thread, read by the main thread
+    std::jthread thread;
+};
+// All that have not been joined, in the order of their starts. Main thread.
+std::list<simulation_thread_s> simulations;
 
-// Packets are being sent. Set by the simulator thread once its tables stand,
-// cleared by the main thread to end it; read by any.
-std::atomic<bool> runSimulation{false};
-// The thread has left its loop. Written by the simulator thread, read by the main thread.
-std::atomic<bool> simulationStopped{true};
-// Ends the thread also before it runs. Written by the main thread, read by the simulator thread.
-std::atomic<bool> simulationSuperseded{false};
+// Simulations that send packets: their tables stand and they have not been
+// stopped. Written by their threads, read by any.
+std::atomic<int> runningSimulations{0};
+// Tells the simulations to end with the slice that they are in. Written by the
+// main thread, read by the simulations' threads.
+std::atomic<bool> endAfterSlice{false};
 
 constexpr auto relaxed = std::memory_order_relaxed;
 
@@ -59,7 +64,7 @@ constexpr std::chrono::microseconds slice{1'000'000 / slicesPerSecond};
 constexpr unsigned packetsPerMessage = 1000;
 
 constexpr int stopChecks = 45;
-constexpr useconds_t stopCheckMicroseconds = 25'000;
+constexpr std::chrono::microseconds stopCheckInterval{25'000};
 
 // A tag as the one reader sees it, which is all that a packet of it takes.
 struct target_s {
@@ -67,25 +72,29 @@ struct target_s {
     std::vector<std::uint8_t> packet;  // made once; only its bearing is written again
 };
 
-// All that one run works with. Too large for a thread's stack.
-struct simulation_s {
+// What the files tell, for one run. Too large for a thread's stack.
+struct room_s {
     aar_table_t aars{};
     tag_id_table_t tagIds;
     tag_table_t tags{};
     angle_table_t azimuths;
     angle_table_t elevations;
-    int tagCount = 0;
-    unsigned packetCount = 0;
-    std::array<target_s, maxSimulatedTags> targets;
 
     // No tag is in the range of a reader that the file does not hold.
-    simulation_s() {
+    room_s() {
         for (angle_table_t* angles : {&azimuths, &elevations}) {
             for (auto& ofTag : *angles) {
                 ofTag.fill(outOfRange);
             }
         }
     }
+};
+
+// What one run sends.
+struct simulation_s {
+    int tagCount = 0;  // of the file; only the first maxSimulatedTags of them are targets
+    unsigned packetCount = 0;
+    std::array<target_s, maxSimulatedTags> targets;
 };
 
 // One line on standard output, at once: people watch it.
@@ -145,9 +154,13 @@ bool readElement(const json& element, tag_s* tag, std::string* reply) {
 // Returns the number of elements, or -1 after printing what is wrong.
 template <class Element, class Store>
 int readFile(const std::string& path, const std::string& kind, const Store& store) {
-    std::ifstream file(path);
+    // Opening a pipe would wait for its writer, and nothing could end the thread.
+    std::error_code ignored;
+    std::ifstream file;
+    if (std::filesystem::is_regular_file(path, ignored)) {
+        file.open(path);
+    }
     std::ostringstream text;
-    // Not parsed from the stream itself, whose buffer throws at a directory.
     text << file.rdbuf();
     json document;
     std::string reply;
@@ -205,12 +218,6 @@ double turnOnce(double angle) {
     return angle > 360.0 ? angle - 360.0 : angle;
 }
 
-// Evenly distributed over (0, 1]: the noise takes its logarithm.
-double randomFraction() {
-    constexpr double perStep = 4.656612875245797e-10;  // 1 / 2147483647
-    return std::min(std::max(std::rand(), 1) * perStep, 1.0);
-}
-
 // Cut towards zero. What no int can hold becomes the nearest, no number 0.
 int toTenths(double degrees) {
     constexpr double lowest = std::numeric_limits<int>::min();
@@ -232,10 +239,6 @@ void setBearing(int azimuthX10, int elevationX10, RXE_packet_s* packet) {
 
 // ---- the run
 
-bool keepRunning() {
-    return runSimulation.load(relaxed) && !simulationSuperseded.load(relaxed);
-}
-
 // A packet of exactly the size that it needs.
 std::vector<std::uint8_t> packetOf(const std::string& tagId) {
     std::vector<std::uint8_t> packet(sizeof(RXE_packet_s) + maxSimulatedPayload);
@@ -247,15 +250,15 @@ std::vector<std::uint8_t> packetOf(const std::string& tagId) {
 }
 
 // Prints the tags that this reader sees and makes their packets. Returns their number.
-int listTags(simulation_s* simulation, std::size_t aar) {
+int listTags(const room_s& room, std::size_t aar, simulation_s* simulation) {
     int count = 0;
     for (std::size_t tag = 0; tag < maxSimulatedTags; ++tag) {
-        const double azimuth = simulation->azimuths[tag][aar];
-        if (azimuth != outOfRange) {
-            const std::string& tagId = simulation->tagIds[tag];
-            say("AAR: ", aar, ", Tag: ", tagId, " (", tag, ") , az: ", azimuth,
-                ", el: ", simulation->elevations[tag][aar]);
-            simulation->targets[tag] = {{azimuth, simulation->elevations[tag][aar]}, packetOf(tagId)};
+        const bearing_s bearing{room.azimuths[tag][aar], room.elevations[tag][aar]};
+        if (bearing.azimuth != outOfRange) {
+            const std::string& tagId = room.tagIds[tag];
+            say("AAR: ", aar, ", Tag: ", tagId, " (", tag, ") , az: ", bearing.azimuth,
+                ", el: ", bearing.elevation);
+            simulation->targets[tag] = {bearing, packetOf(tagId)};
             ++count;
         }
     }
@@ -263,20 +266,19 @@ int listTags(simulation_s* simulation, std::size_t aar) {
     return count;
 }
 
-// A random tag in the reader's range; null when there is none to send now, because
-// the file holds more tags than the tables or another simulation takes over.
+// A random tag in the reader's range, of which there is one at least; null where the
+// file holds more tags than the tables and the draw falls on one of those.
 target_s* chooseTag(simulation_s* simulation, int aar) {
-    while (!simulationSuperseded.load(relaxed)) {
+    for (;;) {
         const auto tag = static_cast<std::size_t>(std::rand() % simulation->tagCount);
         if (tag >= maxSimulatedTags) {
             say("tag_idx: ", tag, ", aar_idx: ", aar, " (tag_count: ", simulation->tagCount, ")");
-            break;
+            return nullptr;
         }
         if (target_s& target = simulation->targets[tag]; target.bearing.azimuth != outOfRange) {
             return &target;
         }
     }
-    return nullptr;
 }
 
 void sendPacket(simulation_s* simulation, const sim_data_s& data) {
@@ -294,112 +296,126 @@ void sendPacket(simulation_s* simulation, const sim_data_s& data) {
     }
 }
 
-// The only place where the thread can be cancelled, between two packets and behind
-// a slice: no half-done packet and no held lock is lost with it.
-void sleepFor(std::chrono::microseconds duration) {
-    pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, nullptr);
-    if (duration.count() > 0) {
-        usleep(static_cast<useconds_t>(duration.count()));
-    } else {
-        pthread_testcancel();
-    }
-    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
+// Sleeps until `end`, or until the thread is to stop.
+void sleepUntil(std::chrono::steady_clock::time_point end, const std::stop_token& stop) {
+    std::mutex mutex;
+    std::unique_lock lock(mutex);
+    std::condition_variable_any().wait_until(lock, stop, end, [] { return false; });
 }
 
-// A late slice is not made up for. Below 4 tags a second nothing is sent. A stop
-// waits for the end of the slice, and cancels one that takes too long.
-void runSlice(simulation_s* simulation, const sim_data_s& data) {
-    using std::chrono::steady_clock;
-    const auto start = steady_clock::now();
+// A late slice is not made up for. Below 4 tags a second nothing is sent.
+void runSlice(simulation_s* simulation, const sim_data_s& data, const std::stop_token& stop) {
+    const auto end = std::chrono::steady_clock::now() + slice;
     const int packets = data.tps / slicesPerSecond;
-    for (int i = 0; i < packets && !simulationSuperseded.load(relaxed); ++i) {
+    for (int i = 0; i < packets && !stop.stop_requested(); ++i) {
         sendPacket(simulation, data);
-        sleepFor({});
     }
-    sleepFor(slice - std::chrono::duration_cast<std::chrono::microseconds>(steady_clock::now() - start));
+    sleepUntil(end, stop);
 }
 
-// Reads the files and fills the tables. Returns whether there is a tag to send.
+// Reads the files and makes the packets. Returns whether there is a tag to send.
 bool prepare(simulation_s* simulation, const sim_data_s& data) {
-    const int aarCount = get_aar_info("aar.json", &simulation->aars);
-    simulation->tagCount = get_tag_info("tag.json", &simulation->tagIds, &simulation->tags);
+    const auto room = std::make_unique<room_s>();
+    const int aarCount = get_aar_info("aar.json", &room->aars);
+    simulation->tagCount = get_tag_info("tag.json", &room->tagIds, &room->tags);
     if (data.aar < 0 || data.aar >= static_cast<int>(maxAars)) {
         say("AAR Idx requested (", data.aar, ") is invalid");
         say("exiting");
         return false;
     }
     const auto aar = static_cast<std::size_t>(data.aar);
-    const aar_position_s& at = simulation->aars[aar];
+    const aar_position_s& at = room->aars[aar];
     say("AAR ", aar, ",", at.x, ",", at.y, ",", at.z, ",", at.orientation);
     say("standard deviation:");
     say(" azimuth: ", data.stdAz);
     say(" elevation: ", data.stdEl);
-    get_az(simulation->aars, simulation->tags, &simulation->azimuths, aarCount, simulation->tagCount);
-    get_el(simulation->aars, simulation->tags, &simulation->elevations, aarCount, simulation->tagCount);
-    if (listTags(simulation, aar) == 0) {
+    get_az(room->aars, room->tags, &room->azimuths, aarCount, simulation->tagCount);
+    get_el(room->aars, room->tags, &room->elevations, aarCount, simulation->tagCount);
+    if (listTags(*room, aar, simulation) == 0) {
         say("stopping simulation");
         return false;
     }
     return true;
 }
 
-// Waits for the end of the thread, which has been told. Returns pthread_join's result.
-int joinSimulation() {
-    pthread_attr_destroy(&simulation_attr);
-    const int rc = pthread_join(simulation_thread, nullptr);
-    simulationJoinable = false;
-    return rc;
-}
-
-// Ends what an earlier start has left: nothing, a thread that has ended by
-// itself, or one that still loads or runs.
-void endEarlierSimulation() {
-    if (!simulationJoinable) {
+// The body of a simulation's thread.
+void sim_main(const sim_data_s& data, const std::stop_token& stop) {
+    prctl(PR_SET_NAME, "simulator");
+    // A rate of 0 has no time for each tag.
+    say("Simulating AAR: ", data.aar, " TPS: ", data.tps, " (", data.tps == 0 ? 0 : 1'000'000 / data.tps,
+        " uS per tag)");
+    simulation_s simulation;
+    if (!prepare(&simulation, data) || stop.stop_requested()) {
         return;
     }
-    simulationSuperseded.store(true, relaxed);
-    joinSimulation();
-    simulationSuperseded.store(false, relaxed);
-    runSimulation.store(false, relaxed);
+    runningSimulations.fetch_add(1, relaxed);
+    while (!endAfterSlice.load(relaxed) && !stop.stop_requested()) {
+        runSlice(&simulation, data, stop);
+    }
+    if (!stop.stop_requested()) {
+        say("stopping simulation");
+    }
+    runningSimulations.fetch_sub(1, relaxed);
+}
+
+// Joins the threads of the simulations that have ended by themselves.
+void joinEnded() {
+    simulations.remove_if(
+        [](const simulation_thread_s& simulation) { return simulation.ended.load(relaxed); });
 }
 
 }  // namespace
 
 int startSimulationThread(int aar, int tps, float stdAz, float stdEl) {
-    endEarlierSimulation();
-    pthread_attr_init(&simulation_attr);
-    pthread_attr_setdetachstate(&simulation_attr, PTHREAD_CREATE_JOINABLE);
-    sim_data = {.aar = aar, .tps = tps, .stdAz = stdAz, .stdEl = stdEl};
+    joinEnded();
+    const sim_data_s data{.aar = aar, .tps = tps, .stdAz = stdAz, .stdEl = stdEl};
     say("starting with params: ", aar, " and ", tps, " (std az: ", stdAz, ", std el: ", stdEl, ")");
-    if (pthread_create(&simulation_thread, &simulation_attr, sim_main, &sim_data) != 0) {
-        pthread_attr_destroy(&simulation_attr);
+    simulation_thread_s& simulation = simulations.emplace_back();
+    try {
+        simulation.thread = std::jthread([data, &ended = simulation.ended](const std::stop_token& stop) {
+            sim_main(data, stop);
+            ended.store(true, relaxed);
+        });
+    } catch (const std::system_error&) {
+        simulations.pop_back();
         return -1;
     }
-    simulationJoinable = true;
     return 0;
 }
 
 int stopSimulationThread() {
-    if (!runSimulation.load(relaxed)) {
-        // One that has ended by itself is only waiting for this.
-        if (simulationJoinable && pthread_tryjoin_np(simulation_thread, nullptr) == 0) {
-            pthread_attr_destroy(&simulation_attr);
-            simulationJoinable = false;
-        }
+    joinEnded();
+    if (!isSimulationRunning()) {
         return 0;
     }
-    runSimulation.store(false, relaxed);
-    for (int i = 0; i < stopChecks && !simulationStopped.load(relaxed); ++i) {
-        usleep(stopCheckMicroseconds);
+    endAfterSlice.store(true, relaxed);
+    for (int i = 0; i < stopChecks && isSimulationRunning(); ++i) {
+        std::this_thread::sleep_for(stopCheckInterval);
     }
-    pthread_cancel(simulation_thread);
-    const int rc = joinSimulation();
+    const int rc = endSimulations();
+    endAfterSlice.store(false, relaxed);
     say("stopping ... ", rc);
     return rc;
 }
 
+int endSimulations() {
+    for (simulation_thread_s& simulation : simulations) {
+        simulation.thread.request_stop();
+    }
+    int rc = 0;
+    for (simulation_thread_s& simulation : simulations) {
+        try {
+            simulation.thread.join();
+        } catch (const std::system_error& failure) {
+            rc = failure.code().value();
+        }
+    }
+    simulations.clear();
+    return rc;
+}
+
 bool isSimulationRunning() {
-    return runSimulation.load(relaxed);
+    return runningSimulations.load(relaxed) > 0;
 }
 
 double get_std_az(const std::vector<std::string>* tokens) {
@@ -448,12 +464,15 @@ void get_el(const aar_table_t& aars, const tag_table_t& tags, angle_table_t* ele
                });
 }
 
-// Box-Muller: two even draws give two normal ones. Without a spread there is nothing
-// to draw: the angles are only brought into range.
+// Box-Muller: two even draws give two normal ones. They are drawn without a spread
+// too, so that the tags come in the same order with noise and without.
 void add_noise(bearing_s* pair, double stdAz, double stdEl) {
+    constexpr double perStep = 4.656612875245797e-10;         // 1 / 2147483647
+    const double first = std::max(std::rand(), 1) * perStep;  // above 0, for its logarithm
+    const double second = std::rand() * perStep;
     if (stdAz != 0 || stdEl != 0) {
-        const double radius = std::sqrt(-2.0 * std::log(randomFraction()));
-        const double angle = 2.0 * randomFraction() * pi;
+        const double radius = std::sqrt(-2.0 * std::log(first));
+        const double angle = 2.0 * second * pi;
         pair->azimuth += std::cos(angle) * radius * stdAz;
         pair->elevation += std::sin(angle) * radius * stdEl;
     }
@@ -503,26 +522,4 @@ void buildTagPacket(const std::string& tagId, int azimuthX10, int elevationX10, 
     packet->type = 0x0805;  // TAG_INFO_CUSTOM
     packet->length = static_cast<std::uint16_t>(end - packet->payload);
     setBearing(azimuthX10, elevationX10, packet);
-}
-
-void* sim_main(void* arg) {
-    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
-    prctl(PR_SET_NAME, "simulator");
-    const sim_data_s data = *static_cast<const sim_data_s*>(arg);
-    // A rate of 0 has no time for each tag.
-    say("Simulating AAR: ", data.aar, " TPS: ", data.tps, " (", data.tps == 0 ? 0 : 1'000'000 / data.tps,
-        " uS per tag)");
-    const auto simulation = std::make_unique<simulation_s>();
-    if (!prepare(simulation.get(), data)) {
-        return nullptr;
-    }
-    // In this order, so that a stop that sees it run does not take it for stopped.
-    simulationStopped.store(false);
-    runSimulation.store(true);
-    while (keepRunning()) {
-        runSlice(simulation.get(), data);
-    }
-    simulationStopped.store(true, relaxed);
-    say("stopping simulation");
-    return nullptr;
 }

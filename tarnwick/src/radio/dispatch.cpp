@@ -28,8 +28,8 @@ namespace {
 constexpr auto relaxed = std::memory_order_relaxed;
 
 // Held over one packet, and by the main thread over one exchange of memory that
-// packets are read with. It also keeps the engine and the simulator, which nothing
-// else keeps from running at once, out of each other's report.
+// packets are read with. Also serialises the engine and the simulations, which may
+// run at the same time.
 std::mutex packetGate;
 
 // Tag packets by beam of the array reader. Beam numbers are sparse, but any
