@@ -19,33 +19,48 @@ std::size_t countOf(std::string_view part, std::string_view text) {
     return at == text.npos ? 0 : 1 + countOf(part, text.substr(at + 1));
 }
 
-// Whether the program's first thread is blocked in poll(), as in its wait for
-// requests: then, and not in any other sleep, a signal interrupts the wait.
-bool isPolling(const process_s& process) {
-    const std::string call = readTextFile("/proc/" + std::to_string(process.pid) + "/syscall");
-    return call.starts_with(std::to_string(SYS_poll) + " ");
+// Whether the thread of this name is blocked in this system call.
+bool isBlocked(const process_s& process, const std::string& thread, long call) {
+    const std::filesystem::path tasks = "/proc/" + std::to_string(process.pid) + "/task";
+    return std::ranges::any_of(std::filesystem::directory_iterator(tasks), [&](const auto& task) {
+        return readTextFile(task.path() / "comm") == thread + "\n" &&
+               readTextFile(task.path() / "syscall").starts_with(std::to_string(call) + " ");
+    });
 }
 
 TEST(StartupShutdown, servesWithoutARadioUntilExit) {
-    reader_s reader({.arguments = {"-v", "--no_rxex", "--no_rxe"}, .server = false});
+    const auto writeRoom = [](const auto& directory) {
+        writeTextFile(directory / "aar.json", R"({"aar_info": [{"x":0,"y":0,"z":0,"orientation":0}]})");
+        const std::string tag = R"({"tag_id":"E2801160","x":3,"y":0,"z":0})";
+        writeTextFile(directory / "tag.json", R"({"tag_info": [)" + tag + "," + tag + "]}");
+    };
+    reader_s reader({.arguments = {"-v", "--no_rxex", "--no_rxe"}, .server = false, .prepare = writeRoom});
     EXPECT_THAT(reader.daemon->output(),
                 StartsWith("Welcome to tarnwick\n-v\n--no_rxex\n--no_rxe\nnot using rxe \n"));
     EXPECT_EQ(ask("Exit"), "Failure: Command Not Found");
     EXPECT_EQ(ask(" data_analytics \n"), "Success: data_analytics OFF");
+    // Simulations that send without a pause, and log each report, end with the daemon.
+    for (int i = 0; i < 2; ++i) {
+        ask("start sim_bearing 2000000000 0");
+    }
+    EXPECT_TRUE(reader.daemon->waitForOutput("simulated 1000 packets\n"));
     EXPECT_EQ(reader.exit(), 0);
     EXPECT_FALSE(std::filesystem::exists(replyFile));
 
-    // Without the time in front of each line.
-    const std::string log = std::regex_replace(reader.log(), std::regex("(^|\n)[^ ]* "), "$1");
+    // Without the time in front of each line, and without the reports until the radio's end.
+    std::string log = std::regex_replace(reader.log(), std::regex("(^|\n)[^ ]* "), "$1");
+    const std::size_t closed = log.find("DEBUG main RXE connection closed\n");
+    ASSERT_NE(closed, std::string::npos);
+    log = std::regex_replace(log.substr(0, closed), std::regex("DEBUG radio .*\n"), "") + log.substr(closed);
     EXPECT_THAT(log, StartsWith("INFO tarnwick: 0.2.58.12\nINFO zmq_intfc zmq: "));
     EXPECT_THAT(log, HasSubstr("INFO requests Request: Exit\n"
                                "INFO requests Response: Failure: Command Not Found\n"));
     const std::size_t end = log.find("INFO requests Request: exit\n");
     ASSERT_NE(end, std::string::npos);
     // No more than what the heartbeat has asked for: temperatures of a radio that is not there.
-    EXPECT_THAT(
-        log.substr(0, end),
-        testing::Not(testing::ContainsRegex("ERROR (main|radio|requests|zmq_intfc) |Antenna|onnect")));
+    EXPECT_THAT(log.substr(0, end),
+                testing::Not(testing::ContainsRegex(
+                    "ERROR (main|radio|requests|zmq_intfc) |DEBUG requests|Antenna|onnect")));
     // The engine is disconnected in any case, and says so when it never was connected.
     EXPECT_THAT(log.substr(end), testing::MatchesRegex("INFO requests Request: exit\n"
                                                        "INFO requests Response: Success\n"
@@ -66,12 +81,15 @@ TEST(StartupShutdown, theConsoleGivesRequestsAndASignalEndsItAfterOneFailedWait)
         EXPECT_TRUE(reader.daemon->waitForOutput("\nFailure: Command Not Found\n"));
         EXPECT_TRUE(reader.daemon->waitForOutput("\nSuccess\n"));
         EXPECT_THAT(ask("subscribers"), StartsWith("Success: subscribers 12 "));
-        // Ten messages of news come after the start, and the client that saw the
-        // daemon answer leaves; from then on nothing but the signal wakes the wait.
+        // The radio thread sends some news before it waits, and the client that saw the
+        // daemon answer leaves; from then on nothing but the signal wakes the wait for
+        // requests. It interrupts that wait, and not any other sleep.
+        reader.daemon->write("version");
         int looks = 0;
         ASSERT_TRUE(eventually([&] {
-            const bool quiet = countOf("radio news: init\n", reader.daemon->output()) == 10;
-            looks = quiet && isPolling(*reader.daemon) ? looks + 1 : 0;
+            const bool quiet = isBlocked(*reader.daemon, "radio", SYS_epoll_wait) &&
+                               isBlocked(*reader.daemon, "tarnwick", SYS_poll);
+            looks = quiet ? looks + 1 : 0;
             return looks == 10;
         }));
         const auto sent = std::chrono::steady_clock::now();
@@ -82,6 +100,7 @@ TEST(StartupShutdown, theConsoleGivesRequestsAndASignalEndsItAfterOneFailedWait)
         EXPECT_EQ(countOf("ERROR requests zmq polling error failed: Interrupted system call\n", output), 1U)
             << output;
         EXPECT_THAT(output.substr(output.find("Interrupted")), HasSubstr("\nSuccess\n"));
+        EXPECT_EQ(output.find("Request: version"), output.npos) << "it was not finished";
         EXPECT_THAT(output, testing::EndsWith("INFO main goodbye\n"));
         EXPECT_FALSE(std::filesystem::exists(replyFile));
     }

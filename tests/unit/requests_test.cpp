@@ -126,10 +126,13 @@ class RequestLoop : public RadioTest {
 };
 
 TEST_F(RequestLoop, takesConsoleLinesOneByOneAndEmptyOnesAtTheEnd) {
-    type("start\nstop now\n\nunfinished");
+    type("start\nstop now\n\nunfin");
     for (const char* line : {"0 start", "0 stop now", "0 "}) {
         EXPECT_EQ(next(), line);
     }
+    zmq_send(client, "status", 6, 0);
+    EXPECT_EQ(next(), "1 status") << "half a line keeps nobody waiting";
+    type("ished");
     close(console);
     for (const char* line : {"0 unfinished", "0 ", "0 "}) {
         EXPECT_EQ(next(), line);

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The main thread's one wait, and the way of a request through it.
+#include <poll.h>
 #include <signal.h>
 #include <sys/timerfd.h>
 #include <unistd.h>
@@ -12,6 +13,7 @@
 #include <chrono>
 #include <cstring>
 #include <iostream>
+#include <utility>
 
 #include "logger.hpp"
 #include "requests.hpp"
@@ -36,6 +38,9 @@ using std::chrono::system_clock;
 
 // When the next heartbeat is due; at the first idle wait after start. Main thread.
 system_clock::time_point heartbeat_timeout{};
+
+// What has come of the console's next line. Main thread.
+std::string unfinishedLine;
 
 constexpr std::int32_t consoleSource = 0;
 constexpr std::int32_t responderSource = 1;
@@ -83,15 +88,24 @@ void discardFurtherFrames() {
     }
 }
 
-// Reads one line without its newline. Byte by byte, since a line held back in a
-// buffer of ours would not wake the next wait. At the end of the input the line
-// is empty.
-void readConsoleLine(std::string* line) {
-    line->clear();
+// Takes one line without its newline from the console, which must be ready. False while
+// the line is unfinished: what has come of it is kept, so that a signal or another
+// request need not wait for the rest. Byte by byte, since a next line in a buffer of ours
+// would not wake the next wait. At the end of the input its last line counts as finished,
+// and after it empty lines come, one for each call.
+bool takeConsoleLine(std::string* line) {
+    pollfd console{STDIN_FILENO, POLLIN, 0};
     char next = 0;
-    while (read(STDIN_FILENO, &next, 1) == 1 && next != '\n') {
-        line->push_back(next);
-    }
+    do {
+        if (const ssize_t count = read(STDIN_FILENO, &next, 1); count < 0 && errno == EINTR) {
+            return false;
+        } else if (count != 1 || next == '\n') {
+            *line = std::exchange(unfinishedLine, {});
+            return true;
+        }
+        unfinishedLine.push_back(next);
+    } while (s_interrupted.load(std::memory_order_relaxed) == 0 && poll(&console, 1, 0) == 1);
+    return false;
 }
 
 // When an idle wait that begins now ends, with a heartbeat. The time of day counts
@@ -158,8 +172,7 @@ int GetNextRequest(MSG_BUF* msg, std::string* request, bool cli) {
             handleDatabaseTimer();
         }
         // A console that was closed may show as an error instead of as input.
-        if (cli && items[consoleItem].revents != 0) {
-            readConsoleLine(request);
+        if (cli && items[consoleItem].revents != 0 && takeConsoleLine(request)) {
             msg->source = consoleSource;
             received = true;
         }

@@ -181,7 +181,6 @@ void handleRadioNews() {
     if (frames.empty()) {
         return;
     }
-    logDebug("requests", " radio news: ", frames[0]);
     const auto* row = std::ranges::find(news, frames[0], &news_s::topic);
     if (frames.size() > 1 && row != std::end(news) && frames[1].size() >= row->minLength) {
         row->handler(frames[1]);
