@@ -35,12 +35,11 @@ int storeAntennas(const char* key, std::vector<std::uint32_t>&& list, std::vecto
     return keyParsed;
 }
 
-// An antenna number; 0, which is none, for what is no unsigned number. One past
-// 32 bits becomes the last that fits and not another antenna.
+// An antenna number, of which the low 32 bits count; 0, which is not an antenna, for
+// what is not an unsigned number.
 std::uint32_t antennaNumber(const json& element) {
     const auto* number = element.get_ptr<const json::number_unsigned_t*>();
-    constexpr std::uint64_t last = std::numeric_limits<std::uint32_t>::max();
-    return number == nullptr ? 0 : static_cast<std::uint32_t>(std::min<std::uint64_t>(*number, last));
+    return number == nullptr ? 0 : static_cast<std::uint32_t>(*number);
 }
 
 // dBm as the record holds it.
