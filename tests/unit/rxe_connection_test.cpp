@@ -142,6 +142,8 @@ TEST_F(RxeConnectionTest, EachFailureEndsItWithItsStatusAndItsLine) {
         EXPECT_EQ(initRXEConnection(), row.result);
         const std::string log = testing::internal::GetCapturedStdout();
         EXPECT_NE(log.find(" rxe_intfc" + row.log + "\n"), std::string::npos) << log;
+        EXPECT_EQ(log.find("rxe_intfc Response: "), log.rfind("rxe_intfc Response: "))
+            << "of the stored mode alone";
         EXPECT_EQ(RXE_connected_status, row.result == 0);
         const bool wasOpen = row.call != "RXE_getAPIVerNum" && row.call != "RXE_connect";
         EXPECT_EQ(engine_double::lastCall() == "disconnect", row.result != 0 && wasOpen);

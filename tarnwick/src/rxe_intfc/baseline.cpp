@@ -116,7 +116,6 @@ std::string requestMode(const std::string& request) {
     std::vector<std::string> tokens{"mode", request};
     std::string reply;
     handleModeRequest(&tokens, &reply);
-    logInfo(unit, " Response: ", reply);
     return reply;
 }
 
@@ -137,6 +136,7 @@ RXE_API_STATUS initialRXEConfiguration() {
     const std::string request = startingRequest();
     logInfo(unit, " Initial Config: ", request);
     const std::string reply = requestMode(request);
+    logInfo(unit, " Response: ", reply);
     if (reply.find("Success") == std::string::npos) {
         logCountedWarning(unit, " Error with mode_config.json file. Using Default configuration (", reply,
                           ")");
