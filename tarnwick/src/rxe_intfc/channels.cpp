@@ -91,17 +91,6 @@ RXE_API_STATUS resetInitialChannels() {
     return RXE_OK;
 }
 
-// Where the snapshot has the channel. The engine refuses a channel 0, so that it
-// never gets to be remembered.
-RXE_API_STATUS rxe_intfc::sendChannel(unsigned channel, CHANNEL_s record) {
-    const RXE_API_STATUS status = writeParameter(RXE_PARAM_CHANNEL + channel, &record);
-    if (status == RXE_OK && channel >= 1 && channel <= RXE_MAX_CHANNELS) {
-        initial_channel_state = false;
-        noteChannel(channel - 1, record);
-    }
-    return status;
-}
-
 RXE_API_STATUS enableChannel(std::uint8_t channel, std::uint32_t frequency) {
     logInfo(unit, " Enabling Channel ", channel);
     return changeChannel(channel, true, frequency);

@@ -89,10 +89,8 @@ int serveWithId(const section_s& section, const std::vector<std::string>& tokens
         *reply = "Failure: need more parameters";
         return 0;
     }
-    const std::int64_t id = numberOf(tokens[index + 1], hexIds);
-    section_request_s request{
-        .id = static_cast<int>(
-            std::clamp<std::int64_t>(id, std::numeric_limits<int>::min(), std::numeric_limits<int>::max())),
+    const section_request_s request{
+        .id = static_cast<int>(numberOf(tokens[index + 1], hexIds)),
         .words = {tokens.begin() + static_cast<std::ptrdiff_t>(index) + 2, tokens.end()},
         .reply = reply};
     const bool wholeRange = request.id == 0 && saysDisable(request);
@@ -100,7 +98,7 @@ int serveWithId(const section_s& section, const std::vector<std::string>& tokens
         *reply = section.ids->unsupported;
         return 0;
     }
-    run(section, request, " " + std::to_string(request.id));
+    run(section, request, sprintfStr(" %d", request.id));
     return 0;
 }
 
@@ -128,13 +126,10 @@ std::int64_t numberOf(const std::string& text, bool hex) {
     return std::strtoll(text.c_str(), nullptr, hex && prefixed ? 16 : 10);
 }
 
-std::int64_t parameterIn(const section_request_s& request, const char* name, std::int64_t lowest,
-                         std::int64_t highest, std::int64_t absent, bool hex) {
+std::int64_t wholeParameter(const section_request_s& request, const char* name, std::int64_t absent,
+                            bool hex) {
     std::string value;
-    if (getParamValue(name, &request.words, &value) != 0) {
-        return absent;
-    }
-    return std::clamp(numberOf(value, hex), lowest, highest);
+    return getParamValue(name, &request.words, &value) == 0 ? numberOf(value, hex) : absent;
 }
 
 bool hasParameter(const section_request_s& request, const char* name) {

@@ -8,7 +8,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <limits>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -47,18 +46,17 @@ int serveWithoutId(const section_s& section, const std::vector<std::string>& tok
 bool saysDisable(const section_request_s& request);
 bool hasWord(const section_request_s& request, std::string_view word);
 
-// As strtol: decimal, or with `hex` also hexadecimal behind "0x"; 0 for a text
-// that is no number.
+// As strtol with a long of 64 bits: decimal, or with `hex` also hexadecimal behind
+// "0x"; 0 for a text that is no number, the nearest number where 64 bits are too few.
 std::int64_t numberOf(const std::string& text, bool hex = false);
 
-// The value of name=value as a number that fits in `Number`, the nearest one
-// where it does not; `absent` without the parameter.
-std::int64_t parameterIn(const section_request_s& request, const char* name, std::int64_t lowest,
-                         std::int64_t highest, std::int64_t absent, bool hex);
+// The value of name=value, of which a field keeps the low bits: 65537 is 1 in 16 bits,
+// and -1 is 4294967295 in 32. `absent` without the parameter.
+std::int64_t wholeParameter(const section_request_s& request, const char* name, std::int64_t absent,
+                            bool hex);
 template <class Number>
 Number parameter(const section_request_s& request, const char* name, Number absent = 0, bool hex = false) {
-    return static_cast<Number>(parameterIn(request, name, std::numeric_limits<Number>::min(),
-                                           std::numeric_limits<Number>::max(), absent, hex));
+    return static_cast<Number>(wholeParameter(request, name, absent, hex));
 }
 
 // Whether there is a name=value, also one without a text behind the "=".

@@ -293,11 +293,9 @@ std::uint8_t stopTypeOf(const std::string& word) {
     return valueOf(words, word);
 }
 
-// Whole dBm as tenths, within what 16 bits hold.
+// Whole dBm as tenths.
 std::int16_t powerX10(const section_request_s& request) {
-    constexpr int most = std::numeric_limits<std::int16_t>::max() / 10;
-    return static_cast<std::int16_t>(
-        std::clamp<int>(parameter<std::int16_t>(request, "tx_pwr"), -most, most) * 10);
+    return static_cast<std::int16_t>(parameter<std::int16_t>(request, "tx_pwr") * 10);
 }
 
 void disableOlio(const section_request_s& request) {

@@ -44,11 +44,11 @@ void readChannel(const section_request_s& request) {
                      channel.maxPower % 10);
 }
 
-// A decimal number of dBm as tenths; 0 for a text that is no number.
+// A decimal number of dBm as tenths, of which the low 16 bits count; 0 for a text that
+// is no number, and where the tenths are none or beyond a 64-bit integer.
 std::uint16_t tenthsOf(const std::string& text) {
     const double tenths = std::strtod(text.c_str(), nullptr) * 10;
-    constexpr double most = std::numeric_limits<std::uint16_t>::max();
-    return tenths >= 0 ? static_cast<std::uint16_t>(std::lround(std::fmin(tenths, most))) : std::uint16_t{0};
+    return std::fabs(tenths) < 0x1p63 ? static_cast<std::uint16_t>(std::llround(tenths)) : std::uint16_t{0};
 }
 
 void writeChannel(const section_request_s& request) {
@@ -62,7 +62,8 @@ void writeChannel(const section_request_s& request) {
     if (channel.enable != 0 && !hasParameter(request, "max_pwr")) {
         return fail(request, "Failure: setting channel must include max_pwr");
     }
-    const RXE_API_STATUS status = rxe_intfc::sendChannel(static_cast<unsigned>(request.id), channel);
+    const unsigned id = RXE_PARAM_CHANNEL + static_cast<unsigned>(request.id);
+    const RXE_API_STATUS status = rxe_intfc::writeParameter(id, &channel);
     answerWrite(request, status, named("channel", request));
     if (status != RXE_OK) {
         *request.reply += std::string(" (error ") + RXE_strerror(status) + ")";
@@ -71,20 +72,14 @@ void writeChannel(const section_request_s& request) {
 
 // ----------------------------------------------------------------------- packets
 
-constexpr int lastPacket = RXE_PACKET_BIT_WORDS * 32 - 1;
-
 std::string packetText(const section_request_s& request) {
     return sprintfStr("packet %d (0x%04x)", request.id, static_cast<unsigned>(request.id));
-}
-
-bool isPacket(int id) {
-    return id >= 0 && id <= lastPacket;
 }
 
 void readPacket(const section_request_s& request) {
     std::uint32_t bits = 0;
     const auto id = static_cast<unsigned>(request.id);
-    if (!isPacket(request.id)) {
+    if (request.id < 0 || request.id / 32 >= RXE_PACKET_BIT_WORDS) {
         *request.reply = "Failure: getting " + packetText(request);
         return;
     }
@@ -95,18 +90,13 @@ void readPacket(const section_request_s& request) {
     *request.reply += (bits >> (id & 31) & 1) != 0 ? "enabled" : "disabled";
 }
 
-// Id 0 with "disable" is every packet: the memory of what is enabled goes with it.
 void writePacket(const section_request_s& request) {
     const bool enable = !saysDisable(request);
     if (enable && !hasWord(request, "enable")) {
         return fail(request, "Failure: configrxe packet must include enable or disable");
     }
     const auto id = static_cast<std::uint16_t>(request.id);
-    RXE_API_STATUS status = rxe_intfc::refused;
-    if (isPacket(request.id)) {
-        status = enable ? enablePacketType(id) : id == 0 ? disableAllPackets() : disablePacketType(id);
-    }
-    answerWrite(request, status, packetText(request));
+    answerWrite(request, enable ? enablePacketType(id) : disablePacketType(id), packetText(request));
 }
 
 // -------------------------------------------------------- numbers stored in tenths
@@ -314,13 +304,12 @@ void readTagInfoFields(const section_request_s& request) {
     }
 }
 
-// With the memory of the mask on which the next mode relies.
 void writeTagInfoFields(const section_request_s& request) {
     std::uint32_t mask = 0;
     for (const field_word_s& field : fieldWords) {
         mask |= hasWord(request, field.word) ? field.bit : 0;
     }
-    answerWrite(request, rxe_intfc::sendCustomFields(mask), "taginfofields");
+    answerWrite(request, rxe_intfc::writeParameter(RXE_PARAM_CUSTOM_FIELDS, &mask), "taginfofields");
 }
 
 constexpr section_s channelSection{"channel", &rxe_intfc::channelIds, readChannel, writeChannel};

@@ -14,9 +14,6 @@ constinit std::array<OLIO_s, olioTableSize> olios{};
 
 namespace {
 
-// The mask of tag fields that the engine last accepted. Main thread.
-std::uint32_t lastCustomFields = 0;
-
 using rxe_intfc::hasFourGPIs;
 using rxe_intfc::tenthsText;
 using rxe_intfc::unit;
@@ -138,14 +135,15 @@ RXE_API_STATUS setGPIOStart(std::uint8_t gpiBitMask, std::uint16_t hold1, std::u
 }
 
 RXE_API_STATUS setCustomFields(std::uint32_t mask) {
-    return mask == lastCustomFields ? RXE_OK : rxe_intfc::sendCustomFields(mask);
-}
-
-RXE_API_STATUS rxe_intfc::sendCustomFields(std::uint32_t mask) {
+    // The mask that the engine last accepted from here. Main thread.
+    static std::uint32_t lastMask = 0;
+    if (mask == lastMask) {
+        return RXE_OK;
+    }
     logInfo(unit, " Setting Custom Fields ", nlohmann::json(getCustomFieldNames(mask)).dump());
     const RXE_API_STATUS status = writeParameter(RXE_PARAM_CUSTOM_FIELDS, &mask);
     if (status == RXE_OK) {
-        lastCustomFields = mask;
+        lastMask = mask;
     }
     return status;
 }

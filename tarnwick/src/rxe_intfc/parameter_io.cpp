@@ -7,6 +7,7 @@
 #include "logger.hpp"
 #include "reader_model.hpp"
 #include "rxe_intfc.hpp"
+#include "util.hpp"
 
 // Written by the command "shadow" and read by every write, all on the main thread.
 constinit bool useRXEShadow = true;
@@ -33,8 +34,7 @@ bool hasFourGPIs() {
 }
 
 std::string tenthsText(int tenths) {
-    return (tenths < 0 ? "-" : "") + std::to_string(std::abs(tenths / 10)) + "." +
-           std::to_string(std::abs(tenths % 10));
+    return sprintfStr("%s%d.%d", tenths < 0 ? "-" : "", std::abs(tenths / 10), std::abs(tenths % 10));
 }
 
 }  // namespace rxe_intfc

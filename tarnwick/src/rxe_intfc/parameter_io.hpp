@@ -26,13 +26,6 @@ RXE_API_STATUS noteFailure(RXE_API_STATUS status, std::string_view detail = "");
 RXE_API_STATUS writeParameter(unsigned id, void* record);
 RXE_API_STATUS readParameter(unsigned id, void* record);
 
-// setCustomFields for a mask that the engine is to get in any case.
-RXE_API_STATUS sendCustomFields(std::uint32_t mask);
-
-// Writes one channel record, id 1 to 127 in `channel`, whatever the hopping table
-// held, and remembers it as part of that table.
-RXE_API_STATUS sendChannel(unsigned channel, CHANNEL_s record);
-
 // Whether this reader has four GPIs, and the records that know them, or two.
 bool hasFourGPIs();
 
