@@ -150,7 +150,8 @@ void filter(std::string_view input) {
     const std::string expression(takeUntil('\n', &input));
     expression_t compiled;
     if (compileFilterExpression(expression, &compiled)) {
-        matchesFilterExpression(compiled, input.substr(0, maxEpcDigits));
+        constexpr std::size_t mostDigits = 510;  // of an EPC of 255 bytes
+        matchesFilterExpression(compiled, input.substr(0, mostDigits));
     }
 }
 

@@ -2,196 +2,160 @@
 #include "filter_expression.hpp"
 
 #include <algorithm>
-#include <charconv>
 #include <cstdint>
 #include <iterator>
-#include <limits>
-#include <vector>
+#include <optional>
+#include <regex>
+#include <utility>
+
+// ------------------------------------------------------------- the bound on a match
+//
+// Nothing stops the library's matcher from outside. But it works with places of a
+// type of ours, and so calls us for what it does with one.
 
 namespace {
-
-// Thrown by stepping_iterator_s through the library's matcher and caught by
-// matchesFilterExpression.
-struct out_of_budget_s {};
 
 // Where the stack stands, in the caller's frame or just below it.
 std::uintptr_t stackPlace() {
     return reinterpret_cast<std::uintptr_t>(__builtin_frame_address(0));
 }
 
+// Thrown through the matcher, and caught by matchesFilterExpression.
+struct out_of_budget_s {};
+
 // What is left to one match. The stack grows down.
 struct match_budget_s {
-    std::size_t steps;
-    std::uintptr_t lowestStack = stackPlace() - maxMatchStack;
+    std::size_t steps = 0;
+    std::uintptr_t lowestStack = 0;
+
+    void take() {
+        if (steps == 0 || stackPlace() < lowestStack) {
+            throw out_of_budget_s{};
+        }
+        --steps;
+    }
 };
 
-// A place in the text that counts each look at it.
-struct stepping_iterator_s {
+// Of the match that this thread is at: a place is also made out of nothing.
+constinit thread_local match_budget_s budget;
+
+// A place in the text. The library makes one for each state of the expression when a
+// match or a look ahead begins, moves one for each group and each repetition that it
+// enters, and compares or reads one for all else, but for an alternative.
+struct place_s {
     using iterator_category = std::bidirectional_iterator_tag;
     using value_type = char;
     using difference_type = std::ptrdiff_t;
     using pointer = const char*;
     using reference = const char&;
 
-    const char* place = nullptr;
-    match_budget_s* budget = nullptr;
-
-    void step() const {
-        if (budget->steps == 0 || stackPlace() < budget->lowestStack) {
-            throw out_of_budget_s{};
-        }
-        --budget->steps;
+    place_s() { budget.take(); }
+    explicit place_s(const char* character) : at(character) {}
+    place_s(const place_s&) = default;
+    place_s& operator=(const place_s& other) {
+        budget.take();
+        at = other.at;
+        return *this;
     }
     reference operator*() const {
-        step();
-        return *place;
+        budget.take();
+        return *at;
     }
-    bool operator==(const stepping_iterator_s& other) const {
-        step();
-        return place == other.place;
+    bool operator==(const place_s& other) const {
+        budget.take();
+        return at == other.at;
     }
-    stepping_iterator_s& operator++() {
-        ++place;
+    place_s& operator++() {
+        ++at;
         return *this;
     }
-    stepping_iterator_s operator++(int) {
-        const stepping_iterator_s before = *this;
-        ++place;
+    place_s operator++(int) {
+        const place_s before = *this;
+        ++at;
         return before;
     }
-    stepping_iterator_s& operator--() {
-        --place;
+    place_s& operator--() {
+        --at;
         return *this;
     }
-    stepping_iterator_s operator--(int) {
-        const stepping_iterator_s before = *this;
-        --place;
+    place_s operator--(int) {
+        const place_s before = *this;
+        --at;
         return before;
     }
+
+    const char* at = nullptr;
 };
 
-constexpr std::string_view decimalDigits = "0123456789";
-
-bool isReference(std::string_view text) {
-    return text.size() > 1 && text[0] == '\\' && text[1] != '0' && decimalDigits.find(text[1]) != text.npos;
-}
-
-// The library keeps the number of a back-reference in an int, and takes "\4294967297"
-// for "\1". No expression has so many groups, nor as many as this one says.
-constexpr std::string_view noGroup = "\\999999999";
-
-// Where the atom at `at` ends: an escape ("\{", "\c{", "\12"), a bracket expression
-// ("[^\]{9}]", "[[:alpha:]{9}]") or any one character.
-std::size_t endOfAtom(std::string_view text, std::size_t at) {
-    if (isReference(text.substr(at))) {
-        return std::min(text.find_first_not_of(decimalDigits, at + 1), text.size());
+// Whether a group has matched: all that the library asks at a back-reference to one
+// that has not. "(b)?(?:|){40}\1" ends there 2^40 times.
+struct matched_s {
+    matched_s() = default;
+    matched_s(bool matched) : value(matched) {}
+    operator bool() const {
+        budget.take();
+        return value;
     }
-    if (text[at] == '\\') {
-        return at + (text.substr(at, 2) == "\\c" ? 3 : 2);
-    }
-    if (text[at] != '[') {
-        return at + 1;
-    }
-    for (++at; at < text.size() && text[at] != ']';) {
-        const bool named = text[at] == '[' && at + 1 < text.size() && text.find_first_of(":.=", at) == at + 1;
-        const std::size_t close = named ? text.find(std::string{text[at + 1], ']'}, at + 2) : text.npos;
-        at = close != text.npos ? close + 2 : text[at] == '\\' ? endOfAtom(text, at) : at + 1;
-    }
-    return at + 1;
-}
 
-std::size_t countOf(const std::csub_match& digits) {
-    std::size_t count = 0;
-    const bool tooLarge =
-        std::from_chars(digits.first, digits.second, count).ec == std::errc::result_out_of_range;
-    return tooLarge ? std::numeric_limits<std::size_t>::max() : count;
-}
-
-constexpr std::size_t unfoldingLimit = maxUnfoldedLength + 1;
-
-// What an expression has with its counts written out, each at most unfoldingLimit.
-struct size_s {
-    std::size_t characters = 0;
-    std::size_t lookaheads = 0;
+    bool value = false;
 };
 
-// `size`, of which what is beyond `front` stands there so many times.
-size_s repeated(const size_s& size, const size_s& front, std::size_t times) {
-    const auto repeat = [times](std::size_t all, std::size_t unrepeated) {
-        return std::min(unrepeated + (all - unrepeated) * times, unfoldingLimit);
-    };
-    return {repeat(size.characters, front.characters), repeat(size.lookaheads, front.lookaheads)};
-}
+}  // namespace
 
-struct unfolding_s {
-    std::string text;
-    size_s size;
+// What the matcher needs of a group.
+template <>
+class std::sub_match<place_s> : public std::pair<place_s, place_s> {
+  public:
+    matched_s matched;
 };
 
-// The expression with no count ("{3}", "{2,}", "{2,7}") above `most`. A wrong one
-// stays wrong.
-unfolding_s limitCounts(std::string_view text, std::size_t most) {
+// ------------------------------------------------------------------ the expressions
+
+struct filter_expression_s {
+    std::regex regex;
+};
+
+namespace {
+
+// As the library narrows it.
+int countOf(const std::ssub_match& digits) {
+    return static_cast<int>(std::stoll(digits.str()));
+}
+
+// Whether the library may be asked about the text. It adds up the digits of a number
+// beyond what a long holds, and it goes from each empty state to the end of the run
+// that it stands in: "(?:){33000}" would take 6 s, where a thousand take 6 ms.
+bool isBearable(const std::string& text) {
+    static const std::regex longNumber(R"([{,\\]\d{19})");
     static const std::regex countSyntax(R"(\{(\d+)(,?)(\d*)\})");
-    unfolding_s limited;
-    std::vector<size_s> groups;  // what stands in front of each open one
-    size_s front;                // what stands in front of what a count or "*" repeats
-    for (std::size_t at = 0; at < text.size();) {
-        std::cmatch count;
-        if (std::regex_search(text.data() + at, text.data() + text.size(), count, countSyntax,
-                              std::regex_constants::match_continuous)) {
-            const std::size_t least = countOf(count[1]);
-            const std::size_t last = count.length(3) != 0 ? countOf(count[3]) : least;
-            const std::string upper = count.length(3) != 0 ? std::to_string(std::min(last, most)) : "";
-            limited.text += least > last
-                                ? "{1,0}"
-                                : "{" + std::to_string(std::min(least, most)) + count.str(2) + upper + "}";
-            limited.size = repeated(limited.size, front, std::clamp<std::size_t>(last, 1, most));
-            at += static_cast<std::size_t>(count.length());
-            continue;
-        }
-        if (text[at] == '{') {  // no count; the library would add up its digits beyond a long
-            limited.text += '{';
-            return limited;
-        }
-        if (std::string_view("*+?").find(text[at]) == std::string_view::npos) {
-            front = limited.size;
-        }
-        if (text[at] == '(') {
-            groups.push_back(front);
-            limited.size.lookaheads += text.substr(at, 3) == "(?=" || text.substr(at, 3) == "(?!" ? 1 : 0;
-        } else if (text[at] == ')' && !groups.empty()) {
-            front = groups.back();
-            groups.pop_back();
-        }
-        const std::string_view atom = text.substr(at, endOfAtom(text, at) - at);
-        limited.text += isReference(atom) && atom.size() > noGroup.size() ? noGroup : atom;
-        limited.size.characters = std::min(limited.size.characters + atom.size(), unfoldingLimit);
-        at += atom.size();
+    if (text.size() > maxExpressionLength || std::regex_search(text, longNumber)) {
+        return false;
     }
-    return limited;
+    constexpr std::uint64_t mostEmptyParts = 1'000;
+    std::uint64_t emptyParts = 0;
+    for (std::size_t at = text.find("(?:)"); at != text.npos; at = text.find("(?:)", at + 1)) {
+        ++emptyParts;
+    }
+    std::uint64_t repetitions = 1;
+    for (std::sregex_iterator count(text.begin(), text.end(), countSyntax), end; count != end; ++count) {
+        const int least = countOf((*count)[1]);
+        const int most = count->length(3) != 0 ? countOf((*count)[3]) : least;
+        const bool endless = count->length(2) != 0 && count->length(3) == 0;
+        emptyParts += most <= 0 && !endless ? 1 : 0;
+        repetitions *= static_cast<std::uint64_t>(std::max({least, most, 1}));
+        repetitions = std::min(repetitions, mostEmptyParts + 1);
+    }
+    return emptyParts * repetitions <= mostEmptyParts;
 }
 
-// Whether a part of the expression can never take a digit: an empty group or a
-// count of 0. The library follows a run of such parts from each of them to its end:
-// 20,000 of them, "(?:){20000}", would keep the main thread for seconds.
-bool hasEmptyPart(const std::string& text) {
-    static const std::regex emptyPart(R"(\(\)|\(\?:\)|\{0+(,0+)?\})");
-    return std::regex_search(text, emptyPart);
-}
-
-// Steps of a match. Between two of them it may begin to look ahead in each place once.
-std::size_t stepsFor(const size_s& size) {
-    const std::size_t marks = std::max<std::size_t>(size.lookaheads * size.characters, 1);
-    return size.lookaheads == 0 ? maxMatchSteps : std::min(maxMatchSteps, maxLookaheadMarks / marks);
-}
-
-// Null where the library throws.
-expression_t compiled(const unfolding_s& unfolding, std::regex::flag_type flags) {
+// What the library says against the text.
+std::optional<std::regex_constants::error_type> compile(const std::string& text, std::regex::flag_type flags,
+                                                        std::regex* regex) {
     try {
-        return std::make_shared<const filter_expression_s>(std::regex(unfolding.text, flags),
-                                                           stepsFor(unfolding.size));
-    } catch (const std::regex_error&) {
-        return nullptr;
+        regex->assign(text, flags);
+        return std::nullopt;
+    } catch (const std::regex_error& error) {
+        return error.code();
     }
 }
 
@@ -199,45 +163,35 @@ expression_t compiled(const unfolding_s& unfolding, std::regex::flag_type flags)
 
 // The library has two matchers. The default one tries one way after the other: on
 // 30 digits and "(a*)*b" it would be at work for hours. __polynomial asks for the
-// one that follows all ways at once, at a cost of states times digits, and drops
-// the groups, whose places nobody asks for. It knows no back-references, so an
-// expression with one takes the default matcher, and the budget ends it. That
-// matcher goes one call deeper for each state on its way, some 100 bytes of the
-// engine thread's stack; between two looks at the text, where nothing can end it,
-// only the length of the expression bounds the way.
-//
-// A count above the digits of the longest EPC says the same as one just above them,
-// so that "a{99999}" stays small, and only counts of counts are left to be too many.
+// one that follows all ways at once, at a cost of states times digits. It knows no
+// back-references, which are too complex for it: an expression with one takes the
+// default matcher, and the budget ends it.
 bool compileFilterExpression(const std::string& text, expression_t* expression) {
     using namespace std::regex_constants;
     expression->reset();
-    // With no count above 1 the grammar is the same and nothing is costly.
-    if (compiled(limitCounts(text, 1), ECMAScript) == nullptr) {
+    if (!isBearable(text)) {
         return false;
     }
-    const unfolding_s unfolding = limitCounts(text, maxEpcDigits + 1);
-    const bool isLong = unfolding.size.characters == unfoldingLimit;
-    if (isLong && (unfolding.size.lookaheads != 0 || hasEmptyPart(unfolding.text))) {
-        return true;
+    filter_expression_s compiled;
+    auto error = compile(text, ECMAScript | __polynomial, &compiled.regex);
+    if (error == error_complexity) {
+        error = compile(text, ECMAScript, &compiled.regex);
     }
-    *expression = compiled(unfolding, ECMAScript | nosubs | __polynomial);
-    if (*expression == nullptr && !isLong) {
-        *expression = compiled(unfolding, ECMAScript);
+    if (error) {
+        return false;
     }
+    *expression = std::make_shared<const filter_expression_s>(std::move(compiled));
     return true;
 }
 
+// Between two steps the matcher may go deeper by the alternatives of the expression
+// without one, of which there are fewer than maxMatchSteps / 5.
 bool matchesFilterExpression(const expression_t& expression, std::string_view text) {
-    if (expression == nullptr) {
-        return false;
-    }
-    match_budget_s budget{expression->steps};
+    budget = {.steps = maxMatchSteps, .lowestStack = stackPlace() - maxMatchStack};
     try {
-        return std::regex_match(stepping_iterator_s{text.data(), &budget},
-                                stepping_iterator_s{text.data() + text.size(), &budget}, expression->regex);
+        return expression != nullptr &&
+               std::regex_match(place_s{text.data()}, place_s{text.data() + text.size()}, expression->regex);
     } catch (const out_of_budget_s&) {
-        return false;
-    } catch (const std::regex_error&) {
         return false;
     }
 }

@@ -4,7 +4,6 @@
 #include <nlohmann/json.hpp>
 
 #include "filter_expression.hpp"
-#include "logger.hpp"
 #include "mode_config/parser.hpp"
 #include "util.hpp"
 
@@ -12,7 +11,7 @@ using nlohmann::json;
 
 namespace {
 
-constexpr std::size_t maxFilterText = 133;
+constexpr std::size_t maxFilterText = maxExpressionLength;
 constexpr std::size_t maxPatternDigits = 128;
 static_assert(maxPatternDigits / 2 <= std::tuple_size_v<decltype(tagFilter_s::pattern)>);
 
@@ -97,9 +96,6 @@ int parseExpression(const std::string& text, tagFilter_s* filter, std::string* r
                    "regex",
                    text.c_str());
         return keyRefused;
-    }
-    if (filter->regex == nullptr) {
-        logCountedWarning("mode_config", " the regex ", text, " costs too much and matches nothing");
     }
     return keyParsed;
 }
