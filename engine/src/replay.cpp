@@ -4,16 +4,16 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
-#include <sstream>
 
 #include "delivery.hpp"
 #include "engine.hpp"
+#include "files.hpp"
 
 namespace rxe {
 namespace {
 
 constexpr std::size_t HEADER_SIZE = 24, RECORD_SIZE = 12;  // as packet_log.hpp draws them
+constexpr std::size_t MAX_LOG = 1U << 30;                  // bytes; some hours of a busy radio
 constexpr std::uint32_t LOG_VERSION = 1;
 constexpr std::uint16_t CAUSE_HOST = 1;
 constexpr std::string_view MAGIC = "RXEPKLOG";
@@ -119,16 +119,10 @@ bool loadReplay(replay_s* replay, std::string* error) {
         return false;
     }
     replay->fast = pace == "fast";
-    std::ifstream file(path, std::ios::binary);
-    if (!file) {
-        *error = who + "cannot be opened";
-        return false;
+    std::string fault = readFile(path, MAX_LOG, &replay->bytes);
+    if (fault.empty()) {
+        fault = checkHeader(replay->bytes);
     }
-    std::ostringstream content;
-    content << file.rdbuf();
-    const std::string bytes = std::move(content).str();
-    replay->bytes.assign(bytes.begin(), bytes.end());
-    std::string fault = checkHeader(replay->bytes);
     if (fault.empty()) {
         fault = indexPackets(replay);
     }

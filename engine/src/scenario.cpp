@@ -3,7 +3,9 @@
 
 #include <cmath>
 #include <cstdlib>
-#include <fstream>
+#include <utility>
+
+#include "files.hpp"
 
 namespace rxe {
 namespace {
@@ -12,7 +14,8 @@ using top_key_t = key_s<scenario_s>;
 
 constexpr std::size_t MAX_GROUPS = 1000, MAX_EVENTS = 100000, MAX_FAILING = 1000;
 constexpr std::int64_t MAX_COUNT = 1000000;
-constexpr std::size_t MAX_ENDPOINT = 100;  // a socket's file name has 107 bytes
+constexpr std::size_t MAX_FILE = 32U << 20;  // bytes, more than the longest lists of tags and events take
+constexpr std::size_t MAX_ENDPOINT = 100;    // a socket's file name has 107 bytes
 
 constexpr std::array clockWords{word_s<bool>{"real", false}, word_s<bool>{"fast", true}};
 constexpr std::array levelWords{word_s<bool>{"low", false}, word_s<bool>{"high", true}};
@@ -236,12 +239,12 @@ bool loadScenario(scenario_s* scenario, std::string* error) {
         return true;
     }
     const std::string who = std::string("RXE_SCENARIO: ") + path + ": ";
-    std::ifstream file(path);
-    if (!file) {
-        *error = who + "cannot be opened";
+    std::string text;
+    if (const std::string fault = readFile(path, MAX_FILE, &text); !fault.empty()) {
+        *error = who + fault;
         return false;
     }
-    const json_t document = json_t::parse(file, nullptr, false);
+    const json_t document = json_t::parse(text, nullptr, false);
     if (document.is_discarded()) {
         *error = who + "is not valid JSON";
         return false;

@@ -283,7 +283,7 @@ refusal_s objectOf(std::string_view text, json_t* object) {
             text = {};
         }
         if (key.empty()) {
-            return {"\"" + std::string(word) + "\" is one word too many", {}};
+            return {quote(word) + " is one word too many", {}};
         }
         (*object)[std::string(key)] = valueOf(key, value);
     }

@@ -44,8 +44,12 @@ refusal_s unknownKey(std::string_view name, std::span<const std::string_view> kn
     return under(name, {text, {}});
 }
 
+std::string quote(std::string_view text) {
+    return json_t(text).dump(-1, ' ', true, json_t::error_handler_t::replace);
+}
+
 std::string lineOf(const refusal_s& refusal) {
-    return refusal.path.empty() ? refusal.text : '"' + refusal.path + "\" " + refusal.text;
+    return refusal.path.empty() ? refusal.text : quote(refusal.path) + ' ' + refusal.text;
 }
 
 refusal_s takeWhole(const json_t& value, std::int64_t low, std::int64_t high, std::int64_t* out) {

@@ -32,6 +32,9 @@ struct refusal_s {
 
 // The path with one more step in front of it.
 refusal_s under(std::string_view step, refusal_s refusal);
+// A text of somebody else's for a line that a person reads: between quotation marks, what is not
+// printable ASCII escaped as in JSON.
+std::string quote(std::string_view text);
 // The one line that a person reads: "tags[2].epc" must be ...
 std::string lineOf(const refusal_s& refusal);
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // What a scenario may say, and how each mistake in one is told.
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 
 #include <iomanip>
 
@@ -35,6 +36,7 @@ TEST_F(Scenario, RulesBetweenKeysAndMissingOnes) {
         {R"({"seed": 9223372036854775808})", "\"seed\" must be a whole number"},
         {R"({"tags": {"epcBits": 100}})", "\"tags.epcBits\" must be a multiple of 16"},
         {R"({"Seed": 1})", "\"Seed\" is not a known key"},
+        {R"({"a\nb\u001b": 1})", "\"a\\nb\\u001b\" is not a known key"},
         {R"({"antennas": [3, {"port": 3}]})", "\"antennas[1]\" names port 3 again"},
         {R"({"tags": {"itemReference": "12345"}})", "\"tags.itemReference\" must have 6 digits"},
         {R"({"tags": {"scheme": "grai-96", "itemReference": "123456"}})",
@@ -54,6 +56,30 @@ TEST_F(Scenario, RulesBetweenKeysAndMissingOnes) {
         const std::string line = testing::internal::GetCapturedStderr();
         EXPECT_THAT(line, testing::HasSubstr(std::string("scenario.json: ") + row.line));
         EXPECT_EQ(line.find('\n'), line.size() - 1) << line;
+    }
+}
+
+// A folder, a device without an end, a pipe that nobody writes to, a file that is too long.
+TEST_F(Scenario, OnlyRegularFilesOfSomeLengthAreRead) {
+    ASSERT_EQ(mkfifo((directory / "pipe").c_str(), 0600), 0);
+    writeTextFile(directory / "long", "{}");
+    std::filesystem::resize_file(directory / "long", std::uintmax_t{1} << 30);
+    const std::pair<std::filesystem::path, const char*> cases[] = {
+        {directory, "is not a regular file"},
+        {"/dev/zero", "is not a regular file"},
+        {directory / "pipe", "is not a regular file"},
+        {directory / "long", "has more than 32 MiB"},
+        {directory / "absent", "cannot be opened: No such file or directory"},
+    };
+    for (const auto& [path, fault] : cases) {
+        setenv("RXE_SCENARIO", path.c_str(), 1);
+        REL_VERSION_s version = {};
+        EXPECT_EQ(RXE_getAPIVerNum(&version, nullptr), RXE_OK) << path;
+        char device[] = "/dev/ttyS1";
+        testing::internal::CaptureStderr();
+        EXPECT_EQ(RXE_connect(device, 460800), 11) << path;
+        EXPECT_EQ(testing::internal::GetCapturedStderr(),
+                  "RXE_SCENARIO: " + path.string() + ": " + fault + '\n');
     }
 }
 
