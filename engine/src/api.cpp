@@ -114,16 +114,21 @@ void powerUp(engine_s* e) {
 }
 
 // Control thread. What is to fail fails from the answer on; all else is the
-// radio's to apply, which is woken for it.
-void takeControlEvent(event_s event) {
+// radio's to apply, which is woken for it. An antenna that the reader has not got is refused.
+std::string takeControlEvent(event_s event) {
     engine_s& e = engine();
+    const bool isOfPort = event.kind == event_e::ANTENNA || event.kind == event_e::PA_FAILURE;
+    if (const unsigned ports = antennaPorts(e.params); isOfPort && event.port > ports) {
+        return lineOf({"must be from 1 to " + std::to_string(ports) + ", as the reader has no more", "port"});
+    }
     if (event.kind == event_e::FAIL) {
         addFailure({event.operation, event.parameter, event.value, event.after, event.count}, &e.failures);
-        return;
+        return {};
     }
     postEvent(std::move(event), &e.events);
     { const std::lock_guard lock(e.mutex); }  // so that the radio is not between its look and its sleep
     e.wake.notify_all();
+    return {};
 }
 
 }  // namespace

@@ -66,10 +66,8 @@ void answer(control_s* control, const take_event_f& take) {
     while (receiveOne(control->socket, &text)) {
         event_s event;
         const refusal_s refusal = readEvent(text, &event);
-        if (!refusal) {
-            take(std::move(event));
-        }
-        const std::string reply = refusal ? lineOf(refusal) : "ok";
+        const std::string wrong = refusal ? lineOf(refusal) : take(std::move(event));
+        const std::string reply = wrong.empty() ? "ok" : wrong;
         zmq_send(control->socket, reply.data(), reply.size(), ZMQ_DONTWAIT);
     }
 }

@@ -25,8 +25,9 @@ struct control_s {
     ino_t inode = 0;
 };
 
-// Takes an event that came in; called on the control thread.
-using take_event_f = std::function<void(event_s event)>;
+// Takes an event that came in, or says in one line what is wrong with it; called on the control
+// thread.
+using take_event_f = std::function<std::string(event_s event)>;
 
 // Opens the socket at an "ipc://" endpoint and starts the thread; "none" does
 // nothing. A socket that another process listens on is left alone. What goes

@@ -14,7 +14,9 @@ bool moves(const tag_s& tag) {
 
 bool radiates(const world_s& world, const carrier_s& carrier) {
     if (carrier.beam) {
-        return carrier.direction.valid() && !world.antennas[0].paFailed;
+        const bool hears = carrier.allBeams || carrier.listening.valid();
+        return carrier.direction.valid() && hears && world.antennas[0].connected &&
+               !world.antennas[0].paFailed;
     }
     const bool isPort = carrier.antenna >= 1 && carrier.antenna <= MAX_PORTS;
     const bool hears = carrier.receiver == 0 || world.antennas[carrier.receiver].connected;

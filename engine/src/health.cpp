@@ -16,7 +16,6 @@ namespace {
 constexpr std::int64_t STEP = 250000;             // microseconds between two looks at the temperatures
 constexpr std::int64_t ALARM_INTERVAL = 5000000;  // an alarm repeats at this rate while its reason lasts
 constexpr std::int64_t CHECK_UNIT = 100000;       // of the antenna check's interval
-constexpr unsigned ELEMENTS = 14;                 // of the array
 constexpr int LOW = -20;                          // degrees that raise the low alarm
 
 struct sensor_s {
@@ -74,11 +73,13 @@ void sendAlarm(engine_s* engine, const sensor_s& sensor, std::int64_t* next) {
     deliver(engine, critical ? sensor.criticalAlarm : high ? sensor.highAlarm : sensor.lowAlarm, writer.size);
 }
 
+// Of an array the elements, counted from bit 0, when the array itself is there.
 std::uint16_t connectedBits(const world_s& world) {
+    const bool isArray = world.model == reader_model_e::QDX4400;
     std::uint16_t bits = 0;
-    for (unsigned port = 1; port <= MAX_PORTS; ++port) {
-        const unsigned bit = world.antennas[port].connected ? 1U << (port - 1) : 0U;
-        bits = static_cast<std::uint16_t>(bits | bit);
+    for (unsigned port = 1; port <= (isArray ? ELEMENTS : MAX_PORTS); ++port) {
+        const bool connected = world.antennas[port].connected && (!isArray || world.antennas[0].connected);
+        bits = static_cast<std::uint16_t>(bits | (connected ? 1U << (port - 1) : 0U));
     }
     return bits;
 }

@@ -55,8 +55,9 @@ bool upTo(const params_s&, const std::byte* record) {
 constexpr std::uint8_t PARALLEL_ENCODE = 3;
 constexpr std::uint16_t LAST_PATTERN = PATTERN_BASE + 5;  // 5 polarisations
 
+// A host makes beam ids that lie outside the grids; the radio takes them and hears nothing there.
 bool isAntenna(const reader_s& reader, std::uint16_t id) {
-    return isBeam(reader.model, id) ? beamOf(id).valid() : id >= 1 && id <= MAX_PORTS;
+    return isBeam(reader.model, id) ? id != 0 : id >= 1 && id <= MAX_PORTS;
 }
 
 bool validOlio(const params_s& params, const std::byte* bytes) {
@@ -378,6 +379,19 @@ RXE_API_STATUS store(params_s* params, const range_s& range, std::uint16_t id, c
     return status;
 }
 
+// A host tells the number of antennas, or, when it connects, the loss of the cable of each.
+void noteAntennas(params_s* params, std::uint16_t id, const void* record) {
+    std::uint16_t told = 0;
+    if (id == RXE_PARAM_NUM_ANTENNAS) {
+        std::memcpy(&told, record, sizeof told);
+        params->toldAntennas.store(told, std::memory_order_relaxed);
+    } else if (findRange(id, false)->base == RXE_PARAM_CABLE_LOSS) {
+        told = std::max<std::uint16_t>(id - RXE_PARAM_CABLE_LOSS,
+                                       params->toldAntennas.load(std::memory_order_relaxed));
+        params->toldAntennas.store(told, std::memory_order_relaxed);
+    }
+}
+
 constexpr std::array<std::uint16_t, 2> nvmIds{RXE_NVM_PA_HI_TEMP, RXE_NVM_AMB_HI_TEMP};
 
 template <typename Record>
@@ -412,6 +426,7 @@ void resetParams(const scenario_s& scenario, params_s* params) {
         *recordIn(params, *findRange(nvmIds[i], true), nvmIds[i]) = kept[i];
     }
     params->maxTxPower = scenario.maxTxPower;
+    params->toldAntennas.store(0, std::memory_order_relaxed);
     params->reader = {scenario.world.model, scenario.firmware, scenario.library};
     preset(params, RXE_PARAM_FW_VERSION, scenario.firmware);
     preset(params, RXE_PARAM_CUSTOM_FIELDS, std::uint32_t{RXE_FIELD_EPC});
@@ -443,6 +458,14 @@ std::uint8_t nvmByte(params_s* params, std::uint16_t id) {
     const range_s& range = *findRange(id, true);
     const std::lock_guard lock(params->mutex);
     return std::to_integer<std::uint8_t>(*recordIn(params, range, id));
+}
+
+unsigned antennaPorts(const params_s& params) {
+    if (params.reader.model == reader_model_e::QDX4400) {
+        return ELEMENTS;
+    }
+    const unsigned told = params.toldAntennas.load(std::memory_order_relaxed);
+    return told == 0 ? MAX_PORTS : std::min<unsigned>(told, MAX_PORTS);
 }
 
 RXE_API_STATUS getParam(params_s* params, std::uint16_t id, void* record) {
@@ -478,7 +501,12 @@ RXE_API_STATUS setParam(params_s* params, std::uint16_t id, const void* record, 
     if ((range->access & SET) == 0) {
         return toApi(STATUS_NOT_WRITABLE);
     }
-    return store(params, *range, id, static_cast<const std::byte*>(record), shadowed, answered);
+    const RXE_API_STATUS status =
+        store(params, *range, id, static_cast<const std::byte*>(record), shadowed, answered);
+    if (status == RXE_OK) {
+        noteAntennas(params, id, record);
+    }
+    return status;
 }
 
 RXE_API_STATUS setNvmParam(params_s* params, std::uint16_t id, const void* record) {

@@ -29,6 +29,9 @@ struct params_s {
     // Tenths of dBm, the most that an olio may ask for. Written at connection.
     std::int16_t maxTxPower = 0;
     reader_s reader;  // which parameters there are. Written at connection
+    // The highest antenna that the host has told of, by their number or by the loss of a cable;
+    // 0 before it has. Written by the host's threads, read by the control thread.
+    std::atomic<std::uint16_t> toldAntennas{0};
     // One bit for each packet id. Written by the host's threads, read by the
     // radio thread in front of every packet.
     std::array<std::atomic<std::uint32_t>, RXE_PACKET_BIT_WORDS> packetBits{};
@@ -51,6 +54,10 @@ RXE_API_STATUS setNvmParam(params_s* params, std::uint16_t id, const void* recor
 void publishRecord(params_s* params, std::uint16_t id, const void* record);
 // A byte that the host has written with RXE_setNVMParam, 0 before it has.
 std::uint8_t nvmByte(params_s* params, std::uint16_t id);
+
+// How many antenna ports the reader has, or elements of its array; MAX_PORTS where the host has
+// not told. Any thread.
+unsigned antennaPorts(const params_s& params);
 
 // A record by id, for the radio's own use; `id` must be one the table has.
 // The caller holds `params->mutex`.

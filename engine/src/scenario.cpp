@@ -64,10 +64,7 @@ refusal_s takeAntennas(const json_t& value, scenario_s* scenario) {
     if (refusal_s refusal = takeElements(value, MAX_PORTS + 1, takeAntenna, &list)) {
         return refusal;
     }
-    std::array<bool, MAX_PORTS + 1> met{};
-    for (std::size_t port = 1; port <= MAX_PORTS; ++port) {
-        scenario->world.antennas[port].connected = false;
-    }
+    std::array<bool, MAX_PORTS + 1>& met = scenario->listedAntennas.emplace();
     for (std::size_t i = 0; i < list.size(); ++i) {
         const std::uint16_t port = list[i].port;
         if (std::exchange(met[port], true)) {
@@ -80,6 +77,18 @@ refusal_s takeAntennas(const json_t& value, scenario_s* scenario) {
         }
     }
     return {};
+}
+
+// Of ports only those of the list are connected; of an array's elements all are that the list
+// does not take away.
+void settleAntennas(scenario_s* scenario) {
+    if (!scenario->listedAntennas || scenario->world.model == reader_model_e::QDX4400) {
+        return;
+    }
+    for (std::size_t port = 1; port <= MAX_PORTS; ++port) {
+        antenna_s& antenna = scenario->world.antennas[port];
+        antenna.connected = antenna.connected && (*scenario->listedAntennas)[port];
+    }
 }
 
 refusal_s takeGpi(const json_t& value, scenario_s* scenario) {
@@ -255,6 +264,7 @@ bool loadScenario(scenario_s* scenario, std::string* error) {
         *error = who + lineOf(refusal);
         return false;
     }
+    settleAntennas(&loaded);
     *scenario = std::move(loaded);
     return true;
 }

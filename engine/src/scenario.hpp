@@ -6,6 +6,7 @@
 
 #include <array>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -101,6 +102,7 @@ struct scenario_s {
     std::vector<failing_s> failing;
     std::vector<timed_event_s> events;
     std::vector<tag_group_s> groups;
+    std::optional<std::array<bool, MAX_PORTS + 1>> listedAntennas;  // by port; none: all
     // Antennas, inputs, air and database as they are at RXE_connect; without tags.
     world_s world;
 

@@ -24,6 +24,7 @@ namespace rxe {
 
 constexpr std::int64_t FOR_EVER = std::numeric_limits<std::int64_t>::max();
 constexpr std::uint16_t MAX_PORTS = 16;  // antenna ports, numbered from 1
+constexpr std::uint16_t ELEMENTS = 14;   // of the array; element n has the settings of port n + 1
 constexpr std::size_t MAX_GPIS = 4;
 
 // What the reader is. ANY has every port, beam and parameter of all of them:

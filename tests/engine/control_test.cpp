@@ -103,6 +103,10 @@ TEST_F(Control, MalformedMessagesChangeNothing) {
     for (const auto& row : cases) {
         EXPECT_EQ(ask(row.message), row.answer) << row.message;
     }
+    for (unsigned antenna = 1; antenna <= 4; ++antenna) {  // so the host tells how many there are
+        ASSERT_EQ(set(RXE_PARAM_CABLE_LOSS + antenna, std::uint8_t{0}), RXE_OK);
+    }
+    EXPECT_EQ(ask("antenna 5 lost"), "\"port\" must be from 1 to 4, as the reader has no more");
     EXPECT_EQ(ask(frames_t{"gpi 1 high", "gpi 1 high"}), "an empty message") << "two frames";
     EXPECT_EQ(get(RXE_PARAM_ANTENNA_STATE), 0xFFFF);
     EXPECT_EQ(get(RXE_PARAM_PA_TEMP), 41);

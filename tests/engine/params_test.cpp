@@ -49,6 +49,8 @@ TEST_F(Radio, FactsOfTheScenario) {
     EXPECT_EQ(RXE_setNVMParam(RXE_PARAM_OLIO + 4, &degrees), 5);
     EXPECT_STREQ(RXE_strerror(set(RXE_PARAM_RADIO_STOP, stopRecord(0, 1))),
                  "this reader or its firmware has no such parameter");
+    open(R"("model": "QDX4400", "antennas": [{"port": 0}, {"port": 3, "connected": false}])");
+    EXPECT_EQ(facts(RXE_PARAM_ANTENNA_STATE), 0x3FFB) << "elements of an array";
 }
 
 // A good record for each id, one field of it changed at a time.
@@ -68,8 +70,8 @@ TEST_F(Radio, RefusesBadRecordsAndKeepsTheOldOnes) {
         std::vector<std::uint64_t> good, bad, unmodelled;
     } cases[] = {
         {0x0401, offsetof(OLIO_s, enable), 1, {1}, {2, 255}, {}},
-        {0x0401, offsetof(OLIO_s, transmitAntenna), 2, {1, 16, 17, 5897}, {0, 100, 498, 5898, 0xFFFF}, {}},
-        {0x0401, offsetof(OLIO_s, receiveAntenna), 2, {16, 5897, 0xFFF0, 0xFFF5}, {0, 5898, 0xFFF6}, {}},
+        {0x0401, offsetof(OLIO_s, transmitAntenna), 2, {1, 16, 17, 5897, 5937}, {0}, {}},
+        {0x0401, offsetof(OLIO_s, receiveAntenna), 2, {16, 5897, 5937, 0xFFF0, 0xFFF5}, {0, 0xFFF6}, {}},
         {0x0401, offsetof(OLIO_s, stopType), 1, {1, 10, 0x81, 0xFF}, {0, 11, 0x7F, 0x80}, {}},
         {0x0401, offsetof(OLIO_s, transmitPower), 2, {0, 330}, {331, 0x7FFF, 0x8000, 0xFFFF}, {}},
         {0x0401, offsetof(OLIO_s, accessBitMask), 8, {~0ULL}, {}, {}},
