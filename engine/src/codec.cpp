@@ -358,7 +358,7 @@ void putBytes(byte_writer_s* writer, std::span<const std::uint8_t> bytes) {
 }
 
 std::size_t encodeTag(const tag_read_s& read, std::uint32_t fields, std::span<std::uint8_t> out) {
-    if (read.epcBits < MIN_EPC_BITS || read.epcBits > MAX_EPC_BITS) {
+    if (read.epcBits > MAX_EPC_BITS) {
         return 0;
     }
     byte_writer_s writer{.out = out};

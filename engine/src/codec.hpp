@@ -67,7 +67,6 @@ constexpr std::uint16_t idOf(std::uint16_t rawType) {
 }
 
 constexpr std::uint32_t ALL_FIELDS = 0xFFFFF;
-constexpr std::uint16_t MIN_EPC_BITS = 16;
 constexpr std::uint16_t MAX_EPC_BITS = 496;  // 31 words, the most that a PC word can tell
 constexpr std::size_t MAX_PAYLOAD = 4352;    // an ACCESS_INFO with 4,096 bytes of data and room to spare
 
@@ -102,7 +101,7 @@ struct tag_read_s {
 };
 
 // Bytes written into `out` by an encoder; 0 when they do not fit or when a
-// value cannot be encoded (an EPC outside MIN_EPC_BITS to MAX_EPC_BITS).
+// value cannot be encoded (an EPC of more than MAX_EPC_BITS). A PC of 0000h has an EPC of no bits.
 std::size_t encodeTag(const tag_read_s& read, std::uint32_t fields, std::span<std::uint8_t> out);
 std::size_t encodeAccess(std::uint8_t accessId, std::uint8_t result, std::span<const std::uint8_t> data,
                          std::span<std::uint8_t> out);

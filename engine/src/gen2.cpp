@@ -9,8 +9,6 @@
 namespace rxe {
 namespace {
 
-constexpr unsigned TARGET_SL = 4;
-constexpr std::size_t EPC_OFFSET = 4;    // bytes of CRC and PC in the EPC bank
 constexpr std::size_t XPC_WORD = 0x21;   // XPC_W1 at 210h
 constexpr std::uint16_t PC_XI = 0x0200;  // XPC_W1 is there and not zero
 constexpr std::uint16_t XPC1_XEB = 0x8000;
@@ -40,8 +38,7 @@ void refreshCrc(tag_s* tag) {
     if (bank.size() < EPC_OFFSET) {
         return;
     }
-    const std::size_t bytes = std::min<std::size_t>(bank.size() - 2, 2 + (bank[2] >> 3) * std::size_t{2});
-    const std::uint16_t crc = crc16(std::span(bank).subspan(2, bytes));
+    const std::uint16_t crc = crc16(std::span(bank).subspan(2, 2 + epcBytes(*tag)));
     bank[0] = static_cast<std::uint8_t>(crc >> 8);
     bank[1] = static_cast<std::uint8_t>(crc);
 }
@@ -145,19 +142,20 @@ backscatter_s backscatterOf(const tag_s& tag) {
     if (bank.size() < EPC_OFFSET) {
         return {};
     }
-    const std::size_t bytes =
-        std::min<std::size_t>(bank.size() - EPC_OFFSET, (bank[2] >> 3) * std::size_t{2});
+    const std::size_t bytes = epcBytes(tag);
     const std::uint16_t pc = wordAt(bank, 1);
     const unsigned xpcWords = (pc & PC_XI) == 0 ? 0U : (tag.xpc1 & XPC1_XEB) == 0 ? 1U : 2U;
+    const std::uint16_t xpc1 = xpcWords > 0 ? tag.xpc1 : std::uint16_t{0};
+    const std::uint16_t xpc2 = xpcWords > 1 ? tag.xpc2 : std::uint16_t{0};
     const auto bits = static_cast<std::uint16_t>(8 * bytes);
     // The stored CRC is over PC and EPC; with XPC words between them it is another one.
     std::uint16_t crc = wordAt(bank, 0);
     if (xpcWords != 0) {
-        crc = crcAfter(crcAfter(CRC_PRESET, pc, 16), tag.xpc1, 16);
-        crc = xpcWords == 2 ? crcAfter(crc, tag.xpc2, 16) : crc;
+        crc = crcAfter(crcAfter(CRC_PRESET, pc, 16), xpc1, 16);
+        crc = xpcWords == 2 ? crcAfter(crc, xpc2, 16) : crc;
         crc = crcResult(crcAfter(crc, std::span(bank).subspan(EPC_OFFSET, bytes)));
     }
-    return {bank.data() + EPC_OFFSET, bits, pc, crc, 32U + bits + 16 * xpcWords};
+    return {bank.data() + EPC_OFFSET, bits, pc, xpc1, xpc2, crc, 32U + bits + 16 * xpcWords};
 }
 
 bool truncate(const SELECT_OP_s& select, std::vector<std::uint8_t>* room, backscatter_s* reply) {
@@ -167,7 +165,7 @@ bool truncate(const SELECT_OP_s& select, std::vector<std::uint8_t>* room, backsc
         return false;
     }
     const std::size_t bits = end - begin;
-    // Five zero bits in front, no PC, and a CRC over just that.
+    // Five zero bits in front, neither PC nor XPC, and a CRC over just that.
     std::uint16_t crc = crcAfter(CRC_PRESET, 0, 5);
     room->assign((bits + 7) / 8, 0);
     for (std::size_t bit = 0; bit < bits; ++bit) {
@@ -177,8 +175,10 @@ bool truncate(const SELECT_OP_s& select, std::vector<std::uint8_t>* room, backsc
             (*room)[bit / 8] = static_cast<std::uint8_t>((*room)[bit / 8] | 0x80 >> (bit % 8));
         }
     }
-    *reply = {room->data(), static_cast<std::uint16_t>(bits), 0, crcResult(crc),
-              static_cast<unsigned>(5 + bits + 16)};
+    *reply = {.epc = room->data(),
+              .epcBits = static_cast<std::uint16_t>(bits),
+              .crc = crcResult(crc),
+              .replyBits = static_cast<unsigned>(5 + bits + 16)};
     return true;
 }
 
@@ -208,7 +208,11 @@ tag_error_e readMemory(const tag_s& tag, std::uint8_t bank, std::size_t pointer,
     if (pointer >= size || pointer + words > size) {
         return TAG_OVERRUN;
     }
-    const std::size_t end = words == 0 ? size : pointer + words;
+    // A whole read of the EPC bank ends with the EPC, when it begins in front of that
+    // end (EPC Gen2 v2.0.1, 6.3.2.12.3.2).
+    const std::size_t epcEnd = (EPC_OFFSET + epcBytes(tag)) / 2;
+    const std::size_t bankEnd = bank == BANK_EPC && pointer < epcEnd ? epcEnd : size;
+    const std::size_t end = words == 0 ? bankEnd : pointer + words;
     for (std::size_t word = pointer; word < end; ++word) {
         const guard_s guard = guardOf(bank, word);
         if (guard.reads && isClosed(tag, guard, secured)) {

@@ -14,6 +14,8 @@
 
 namespace rxe {
 
+constexpr std::uint8_t TARGET_SL = 4;  // of a Select; 0 to 3 are the sessions
+
 // What a tag's memory answers; the codes are those of annex I.
 enum tag_error_e : std::uint8_t {
     TAG_OK = 0xFF,  // no error: not a code of the standard
@@ -42,11 +44,14 @@ inline bool takesPart(const tag_s& tag, std::uint8_t sel, unsigned session, bool
 void obeySelect(const SELECT_OP_s& select, std::int64_t now, tag_s* tag);
 bool matches(const SELECT_OP_s& select, const tag_s& tag);
 
-// What a tag backscatters: PC, XPC words if it has them, EPC, and a CRC over all that.
+// What a tag backscatters: PC, XPC words, EPC, and a CRC over all that. Words that are not sent
+// are 0: XPC_W1 without the XI bit of the PC, XPC_W2 without the XEB bit of XPC_W1.
 struct backscatter_s {
     const std::uint8_t* epc = nullptr;
     std::uint16_t epcBits = 0;
     std::uint16_t pc = 0;
+    std::uint16_t xpc1 = 0;
+    std::uint16_t xpc2 = 0;
     std::uint16_t crc = 0;
     unsigned replyBits = 0;
 };

@@ -11,7 +11,6 @@
 namespace rxe {
 namespace {
 
-constexpr std::size_t EPC_OFFSET = 4;  // CRC and PC stand in front
 constexpr std::size_t TID_SERIAL_BYTES = 6;
 constexpr unsigned SERIAL_BITS = 38;
 
@@ -172,18 +171,13 @@ std::size_t referenceDigits(const naming_s& naming) {
 
 void setEpc(std::span<const std::uint8_t> epc, tag_s* tag) {
     std::vector<std::uint8_t>& bank = tag->banks[BANK_EPC];
-    bank.assign(EPC_OFFSET, 0);
-    bank.insert(bank.end(), epc.begin(), epc.end());
-    finishTag(tag);
-}
-
-void finishTag(tag_s* tag) {
-    std::vector<std::uint8_t>& bank = tag->banks[BANK_EPC];
-    const std::size_t words = (bank.size() - EPC_OFFSET) / 2;
+    bank.assign(EPC_BANK_BYTES, 0);
+    std::ranges::copy(epc, bank.begin() + EPC_OFFSET);
     const unsigned userMemory = tag->banks[BANK_USER].empty() ? 0 : 0x0400;
     const unsigned extended = tag->xpc1 == 0 ? 0 : 0x0200;
-    putWord(static_cast<std::uint16_t>(words << 11 | userMemory | extended | tag->numbering), &bank[2]);
-    putWord(crc16(std::span<const std::uint8_t>(bank).subspan(2)), bank.data());
+    putWord(static_cast<std::uint16_t>(epc.size() / 2 << 11 | userMemory | extended | tag->numbering),
+            &bank[2]);
+    putWord(crc16(std::span<const std::uint8_t>(bank).subspan(2, 2 + epc.size())), bank.data());
 }
 
 tag_s makeTag(const scenario_s& scenario, std::size_t groupIndex, std::uint64_t number, std::int64_t enters) {

@@ -24,10 +24,9 @@ std::uint64_t serialEnd(const naming_s& naming);
 // Digits of the item reference or asset type by scheme; 0 where there is none.
 std::size_t referenceDigits(const naming_s& naming);
 
-// Gives the tag this EPC, whole words, with PC and CRC to it.
+// Gives the tag this EPC, 1 to 31 whole words, with the PC word (EPC Gen2 v2.0.1, table 6.16)
+// and CRC that go with it and with the tag's USER bank, XPC and numbering.
 void setEpc(std::span<const std::uint8_t> epc, tag_s* tag);
-// PC word (EPC Gen2 v2.0.1, table 6.16) and CRC for what stands in the tag's banks.
-void finishTag(tag_s* tag);
 
 // Tag `number` of a group, counted from 0 through all arrivals, as it comes at
 // `enters`, for a group that is the `groupIndex`th of the scenario.

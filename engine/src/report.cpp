@@ -147,7 +147,6 @@ bool reportTag(run_s* run, std::size_t position, const sighting_s& sighting) {
     if (state == nullptr) {
         return false;
     }
-    const tag_s& tag = radio.world.tags[sighting.lit.index];
     const auto rssi = static_cast<std::int8_t>(std::clamp(std::lround(sighting.level), -128L, 127L));
     tag_read_s read{.epc = reply.epc,
                     .epcBits = reply.epcBits,
@@ -163,8 +162,8 @@ bool reportTag(run_s* run, std::size_t position, const sighting_s& sighting) {
                                               planned.olio.transmitAntenna),
                     .tagCount = static_cast<std::uint16_t>(std::min(state->merged, 0xFFFFU)),
                     .pc = reply.pc,
-                    .xpc1 = tag.xpc1,
-                    .xpc2 = tag.xpc2,
+                    .xpc1 = reply.xpc1,
+                    .xpc2 = reply.xpc2,
                     .crc = reply.crc,
                     .rssi = rssi};
     if (olio.field.carrier.beam) {

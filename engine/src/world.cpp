@@ -7,19 +7,17 @@
 namespace rxe {
 namespace {
 
-constexpr std::size_t EPC_OFFSET = 4;  // bytes of CRC and PC in front of it
-
-std::size_t epcBytes(const tag_s& tag) {
-    const auto& bank = tag.banks[BANK_EPC];
-    return bank.size() < EPC_OFFSET ? 0 : std::min(bank.size() - EPC_OFFSET, (bank[2] >> 3) * std::size_t{2});
-}
-
 bool holdsEpc(const tag_s& tag, const std::vector<std::uint8_t>& epc) {
     return epcBytes(tag) == epc.size() &&
            std::equal(epc.begin(), epc.end(), tag.banks[BANK_EPC].begin() + EPC_OFFSET);
 }
 
 }  // namespace
+
+std::size_t epcBytes(const tag_s& tag) {
+    const auto& bank = tag.banks[BANK_EPC];
+    return bank.size() < EPC_OFFSET ? 0 : std::min(bank.size() - EPC_OFFSET, (bank[2] >> 3) * std::size_t{2});
+}
 
 std::uint32_t addTag(tag_s tag, std::int64_t now, world_s* world) {
     tag.id = ++world->tagsMade;

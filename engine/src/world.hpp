@@ -37,6 +37,10 @@ struct place_s {
     float z = 0;
 };
 
+// Bytes of CRC and PC in front of the EPC in its bank, and of the whole bank: 31 words of EPC are
+// the most that the PC's length field tells.
+constexpr std::size_t EPC_OFFSET = 4, EPC_BANK_BYTES = EPC_OFFSET + 62;
+
 enum bank_e : std::uint8_t { BANK_RESERVED, BANK_EPC, BANK_TID, BANK_USER, BANK_COUNT };
 
 // Ten lock bits in the order of the Lock command's action field (EPC Gen2
@@ -52,7 +56,7 @@ enum lock_e : std::uint16_t {
 
 // One tag. Memories hold words most significant byte first:
 //   RESERVED: kill password 4, access password 4   EPC: CRC 2, PC 2, EPC
-// The EPC bank may be longer than the EPC that the PC's length field tells.
+// The EPC bank has room for the longest EPC; the PC's length field tells how much of it is one.
 // What a round looks at for every tag stands in front, in one line of the cache.
 struct alignas(64) tag_s {
     // Tells tags apart for ever, counted from 1 by addTag: a tag that has left
@@ -126,6 +130,8 @@ struct world_s {
 std::uint32_t addTag(tag_s tag, std::int64_t now, world_s* world);
 void moveTag(std::uint32_t tag, place_s place, place_s velocity, std::int64_t now, world_s* world);
 void removeTag(std::uint32_t tag, std::int64_t now, world_s* world);
+// Bytes of the EPC, as the PC's length field tells; 0 for a tag without a bank.
+std::size_t epcBytes(const tag_s& tag);
 // Index of the tag in the field with this EPC, or -1.
 std::int64_t findTag(const world_s& world, const std::vector<std::uint8_t>& epc, std::int64_t now);
 

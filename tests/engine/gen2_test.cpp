@@ -135,10 +135,18 @@ TEST(Gen2, MemoryEndsWhereItEndsAndTheCrcFollows) {
     const backscatter_s whole = backscatterOf(tag);
     EXPECT_EQ(whole.crc, 0x1835);
     EXPECT_EQ(whole.replyBits, 128U);
-    const std::uint16_t shorter[] = {0x1000};
-    EXPECT_EQ(writeMemory(BANK_EPC, 1, shorter, false, &tag), TAG_OK);
-    EXPECT_EQ(backscatterOf(tag).epcBits, 32);
-    EXPECT_EQ(backscatterOf(tag).crc, 0x968F);
+    // What the PC says is sent and read, also beyond the EPC that the tag came with.
+    const struct {
+        std::uint16_t pc, crc;
+        unsigned bits;
+    } lengths[] = {{0x1000, 0x968F, 32}, {0, 0xE2F0, 0}, {0xF800, 0x39E3, 496}};
+    for (const auto& [pc, crc, bits] : lengths) {
+        EXPECT_EQ(writeMemory(BANK_EPC, 1, {&pc, 1}, false, &tag), TAG_OK);
+        EXPECT_EQ(backscatterOf(tag).epcBits, bits);
+        EXPECT_EQ(backscatterOf(tag).crc, crc);
+        EXPECT_EQ(readMemory(tag, BANK_EPC, 0, 0, false, &data), TAG_OK);
+        EXPECT_EQ(data.size(), 4 + bits / 8);
+    }
 }
 
 TEST(Air, EveryProfileKeepsToTheStandard) {
