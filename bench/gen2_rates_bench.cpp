@@ -121,7 +121,7 @@ double roundTime(int tags, double ber, bool tid) {
             rxe::setInventoried(2, false, radio.now, &tag);
         }
         rxe::round_s round = rxe::beginRound(&run, 0);
-        lookAround(radio.now, radio.now, &radio.world, &round.olio->field);
+        lookAround(radio.now, radio.now, &radio.world, &round.olio->field, &radio.random);
         if (tags != 0) {
             round.olio->sensitivity = round.olio->field.lit.at(0).path.atReader - margin;
         }

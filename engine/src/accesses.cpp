@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: MIT
 // Access commands on one tag, from its handle to the last operation: how long
 // they take, what the tag answers, and what gets lost on the way.
+//
+// An operation is not begun on a channel whose time it would outlast. The radio takes another
+// channel in front of it: the tag loses power there, and with it its handle and the access
+// password that it was given, so it is selected, singulated and opened again.
 #include <algorithm>
 #include <array>
 #include <span>
@@ -14,12 +18,17 @@ namespace {
 constexpr float WRITE_MARGIN = 4;    // dB above the sensitivity that a write takes
 constexpr double WRITE_TIME = 2000;  // microseconds that a tag needs for a word or a lock; 20 ms at most
 constexpr std::uint8_t ERROR_HEADER = 0x01;
+constexpr std::uint8_t RESULT_TOO_LONG =
+    4;  // the host's record has no room for all words; the first are there
+constexpr std::uint8_t RESULT_NO_TIME = 5;  // no channel may be used for as long as it takes
 
 struct session_s {
     run_s* run;
     std::size_t position;
     lit_tag_s lit;
+    bool open = false;  // the tag has given its handle
     bool secured = false;
+    const ACCESS_OP_s* password = nullptr;  // the access that has secured it
     bool there = true;            // the tag is in the dialogue: it has power and was given no wrong password
     std::uint64_t succeeded = 0;  // bit id-1: this access has, on this tag
 };
@@ -37,11 +46,14 @@ tag_s* tagOf(const session_s& session) {
     return &session.run->engine->radio.world.tags[session.lit.index];
 }
 
+double exchangeTime(const link_s& link, const command_s& command, double reply) {
+    return commandTime(link, command) + t1(link) + reply + t2(link);
+}
+
 // A command and its reply pass; false when the tag is not there to answer.
 bool exchange(session_s* session, const command_s& command, double reply) {
     run_s* const run = session->run;
-    const link_s& link = linkOf(*session);
-    pass(run, commandTime(link, command) + t1(link) + reply + t2(link));
+    pass(run, exchangeTime(linkOf(*session), command, reply));
     const radio_s& radio = run->engine->radio;
     session->there =
         stillLit(radio.world, run->olios[session->position].field.carrier, radio.now, &session->lit);
@@ -56,54 +68,36 @@ bool replyIsBroken(session_s* session, unsigned bits) {
            unitInterval(nextRandom(&run->engine->radio.random)) > frameSuccess(bitErrorRate(margin), bits);
 }
 
+// How long an operation takes with all that belongs to it.
+double handleTime(const link_s& link) {
+    return exchangeTime(link, REQ_RN, replyTime(link, HANDLE_BITS));
+}
+double readTime(const link_s& link, std::size_t pointer, unsigned bits) {
+    return exchangeTime(link, withPointer(READ, pointer), replyTime(link, bits));
+}
+double alterTime(const link_s& link, const command_s& command, bool covered) {
+    return (covered ? handleTime(link) : 0) +
+           exchangeTime(link, command, WRITE_TIME + delayedReplyTime(link, DONE_BITS));
+}
+double passwordTime(const link_s& link, const command_s& command, double lastReply) {
+    return 2 * handleTime(link) + exchangeTime(link, command, replyTime(link, HANDLE_BITS)) +
+           exchangeTime(link, command, lastReply);
+}
+double accessCommandTime(const link_s& link) {
+    return passwordTime(link, ACCESS, replyTime(link, HANDLE_BITS));
+}
+double killTime(const link_s& link) {
+    return passwordTime(link, KILL, WRITE_TIME + delayedReplyTime(link, DONE_BITS));
+}
+
 std::uint8_t openHandle(session_s* session) {
     if (!exchange(session, REQ_RN, replyTime(linkOf(*session), HANDLE_BITS))) {
         return RXE_ACCESS_RESULT_NO_RESPONSE;
     }
+    session->open = true;
     session->secured = accessPassword(*tagOf(*session)) == 0;
     return replyIsBroken(session, HANDLE_BITS) ? std::uint8_t{RXE_ACCESS_RESULT_CRC_ERROR}
                                                : std::uint8_t{RXE_ACCESS_RESULT_OK};
-}
-
-result_s tagError(session_s* session, tag_error_e error) {
-    std::vector<std::uint8_t>& room = session->run->scratch;
-    room.assign({ERROR_HEADER, error});
-    return {RXE_ACCESS_RESULT_TAG_ERROR, room};
-}
-
-// A write, lock or erase: a fresh RN16 to cover it, the command, the delayed
-// reply. `change` alters the tag and says how it took it.
-template <typename Change>
-result_s alter(session_s* session, const command_s& command, bool covered, Change change) {
-    const link_s& link = linkOf(*session);
-    if (covered && !exchange(session, REQ_RN, replyTime(link, HANDLE_BITS))) {
-        return {RXE_ACCESS_RESULT_NO_RESPONSE, {}};
-    }
-    if (!exchange(session, command, WRITE_TIME + delayedReplyTime(link, DONE_BITS))) {
-        return {RXE_ACCESS_RESULT_NO_RESPONSE, {}};
-    }
-    const tag_error_e error = session->lit.margin < WRITE_MARGIN ? TAG_WEAK_POWER : change(tagOf(*session));
-    if (replyIsBroken(session, error == TAG_OK ? DONE_BITS : ERROR_BITS)) {
-        return {RXE_ACCESS_RESULT_CRC_ERROR, {}};
-    }
-    return error == TAG_OK ? result_s{} : tagError(session, error);
-}
-
-result_s read(session_s* session, const ACCESS_OP_s& access) {
-    const std::size_t words = access.wordCount & 0xFFU;
-    const link_s& link = linkOf(*session);
-    // The length of the reply is the tag's, when it goes to the end of the bank.
-    std::vector<std::uint8_t>& data = session->run->scratch;
-    const tag_error_e error =
-        readMemory(*tagOf(*session), access.membank, access.wordPointer, words, session->secured, &data);
-    const unsigned bits = error == TAG_OK ? readBits(static_cast<unsigned>(data.size() / 2)) : ERROR_BITS;
-    if (!exchange(session, withPointer(READ, access.wordPointer), replyTime(link, bits))) {
-        return {RXE_ACCESS_RESULT_NO_RESPONSE, {}};
-    }
-    if (replyIsBroken(session, bits)) {
-        return {RXE_ACCESS_RESULT_CRC_ERROR, {}};
-    }
-    return error == TAG_OK ? result_s{RXE_ACCESS_RESULT_OK, data} : tagError(session, error);
 }
 
 // Both halves of a password, each under a fresh RN16. A wrong one gets no
@@ -119,27 +113,162 @@ bool presentPassword(session_s* session, const command_s& command, double lastRe
     return right;
 }
 
-result_s access(session_s* session, const ACCESS_OP_s& operation) {
+std::uint8_t presentAccessPassword(session_s* session, const ACCESS_OP_s& operation) {
     const bool right = operation.payload == accessPassword(*tagOf(*session));
     if (!presentPassword(session, ACCESS, replyTime(linkOf(*session), HANDLE_BITS), right)) {
-        return {RXE_ACCESS_RESULT_NO_RESPONSE, {}};
+        return RXE_ACCESS_RESULT_NO_RESPONSE;
     }
     session->secured = true;
-    return {replyIsBroken(session, HANDLE_BITS) ? std::uint8_t{RXE_ACCESS_RESULT_CRC_ERROR}
-                                                : std::uint8_t{RXE_ACCESS_RESULT_OK},
-            {}};
+    session->password = &operation;
+    return replyIsBroken(session, HANDLE_BITS) ? std::uint8_t{RXE_ACCESS_RESULT_CRC_ERROR}
+                                               : std::uint8_t{RXE_ACCESS_RESULT_OK};
+}
+
+// The Select that the tag alone matches, for SL, as far as one mask reaches into a long EPC.
+SELECT_OP_s selectOf(const tag_s& tag) {
+    constexpr std::size_t longest = 31;  // bytes, of a length in 8 bits
+    SELECT_OP_s select{};
+    select.enable = 1;
+    select.target = TARGET_SL;  // action 0: asserted where it matches, deasserted elsewhere
+    select.membank = BANK_EPC;
+    select.pointer = EPC_OFFSET * 8;
+    const std::size_t bytes = std::min(epcBytes(tag), longest);
+    select.length = static_cast<std::uint8_t>(8 * bytes);
+    std::copy_n(tag.banks[BANK_EPC].begin() + EPC_OFFSET, bytes, select.mask);
+    return select;
+}
+
+double timeToFindAgain(const session_s& session) {
+    const link_s& link = linkOf(session);
+    const tag_s& tag = *tagOf(session);
+    return selectTime(link, selectOf(tag)) + queryTime(link) +
+           singleSlot(link, backscatterOf(tag).replyBits) + handleTime(link) +
+           (session.password == nullptr ? 0 : accessCommandTime(link));
+}
+
+// On a new channel: Select, a Query with one slot, handle, password.
+std::uint8_t findAgain(session_s* session) {
+    run_s* const run = session->run;
+    radio_s& radio = run->engine->radio;
+    const link_s& link = linkOf(*session);
+    const field_s& field = run->olios[session->position].field;
+    const SELECT_OP_s select = selectOf(*tagOf(*session));
+    pass(run, selectTime(link, select));
+    session->there = litAnew(radio.world, field.carrier, radio.now, &session->lit);
+    if (!session->there) {
+        return RXE_ACCESS_RESULT_NO_RESPONSE;
+    }
+    for (const lit_tag_s& lit : field.lit) {
+        obeySelect(select, radio.now, &radio.world.tags[lit.index]);
+    }
+    setInventoried(0, false, radio.now, tagOf(*session));
+    pass(run, queryTime(link) + singleSlot(link, backscatterOf(*tagOf(*session)).replyBits));
+    tagOf(*session)->poweredUntil = radio.now;
+    const std::uint8_t handle = openHandle(session);
+    return handle != RXE_ACCESS_RESULT_OK || session->password == nullptr
+               ? handle
+               : presentAccessPassword(session, *session->password);
+}
+
+// The tag stands ready, its handle given, for an operation of so many microseconds, and the
+// channel's time is long enough; on another channel when it has to be.
+std::uint8_t makeReady(session_s* session, double microseconds) {
+    run_s* const run = session->run;
+    const double opening = session->open ? 0 : handleTime(linkOf(*session));
+    if (fits(*run, opening + microseconds)) {
+        return session->open ? std::uint8_t{RXE_ACCESS_RESULT_OK} : openHandle(session);
+    }
+    const double again = timeToFindAgain(*session) + microseconds;
+    if (!everFits(*run, again)) {
+        return RESULT_NO_TIME;
+    }
+    run->hopped = true;
+    session->there = hop(run, session->position, again);
+    return session->there ? findAgain(session) : RESULT_NO_TIME;
+}
+
+// Too weak for a write.
+bool isWeak(const session_s& session) {
+    return session.lit.margin + session.lit.fade < WRITE_MARGIN;
+}
+
+result_s tagError(session_s* session, tag_error_e error) {
+    std::vector<std::uint8_t>& room = session->run->scratch;
+    room.assign({ERROR_HEADER, error});
+    return {RXE_ACCESS_RESULT_TAG_ERROR, room};
+}
+
+// A write, lock or erase: a fresh RN16 to cover it, the command, the delayed
+// reply. `change` alters the tag and says how it took it.
+template <typename Change>
+result_s alter(session_s* session, const command_s& command, bool covered, Change change) {
+    const link_s& link = linkOf(*session);
+    if (const std::uint8_t ready = makeReady(session, alterTime(link, command, covered));
+        ready != RXE_ACCESS_RESULT_OK) {
+        return {ready, {}};
+    }
+    if (covered && !exchange(session, REQ_RN, replyTime(link, HANDLE_BITS))) {
+        return {RXE_ACCESS_RESULT_NO_RESPONSE, {}};
+    }
+    if (!exchange(session, command, WRITE_TIME + delayedReplyTime(link, DONE_BITS))) {
+        return {RXE_ACCESS_RESULT_NO_RESPONSE, {}};
+    }
+    const tag_error_e error = isWeak(*session) ? TAG_WEAK_POWER : change(tagOf(*session));
+    if (replyIsBroken(session, error == TAG_OK ? DONE_BITS : ERROR_BITS)) {
+        return {RXE_ACCESS_RESULT_CRC_ERROR, {}};
+    }
+    return error == TAG_OK ? result_s{} : tagError(session, error);
+}
+
+result_s read(session_s* session, const ACCESS_OP_s& access) {
+    const std::size_t words = access.wordCount & 0xFFU;
+    const link_s& link = linkOf(*session);
+    std::vector<std::uint8_t>& data = session->run->scratch;
+    tag_error_e error = TAG_OK;
+    // The length of the reply is the tag's, when it goes to the end of the bank.
+    const auto replyBits = [&] {
+        error =
+            readMemory(*tagOf(*session), access.membank, access.wordPointer, words, session->secured, &data);
+        return error == TAG_OK ? readBits(static_cast<unsigned>(data.size() / 2)) : ERROR_BITS;
+    };
+    if (const std::uint8_t ready = makeReady(session, readTime(link, access.wordPointer, replyBits()));
+        ready != RXE_ACCESS_RESULT_OK) {
+        return {ready, {}};
+    }
+    const unsigned bits = replyBits();  // the handle tells whether the tag is secured
+    if (!exchange(session, withPointer(READ, access.wordPointer), replyTime(link, bits))) {
+        return {RXE_ACCESS_RESULT_NO_RESPONSE, {}};
+    }
+    if (replyIsBroken(session, bits)) {
+        return {RXE_ACCESS_RESULT_CRC_ERROR, {}};
+    }
+    if (error != TAG_OK) {
+        return tagError(session, error);
+    }
+    constexpr std::size_t room = sizeof(ACCESS_INFO_s::data);
+    return data.size() <= room ? result_s{RXE_ACCESS_RESULT_OK, data}
+                               : result_s{RESULT_TOO_LONG, std::span(data).first(room)};
+}
+
+result_s access(session_s* session, const ACCESS_OP_s& operation) {
+    const std::uint8_t ready = makeReady(session, accessCommandTime(linkOf(*session)));
+    return {ready == RXE_ACCESS_RESULT_OK ? presentAccessPassword(session, operation) : ready, {}};
 }
 
 result_s kill(session_s* session, const ACCESS_OP_s& operation) {
     const std::uint32_t password = killPassword(*tagOf(*session));
     const double reply = WRITE_TIME + delayedReplyTime(linkOf(*session), DONE_BITS);
+    if (const std::uint8_t ready = makeReady(session, killTime(linkOf(*session)));
+        ready != RXE_ACCESS_RESULT_OK) {
+        return {ready, {}};
+    }
     if (!presentPassword(session, KILL, reply, password == 0 || operation.payload == password)) {
         return {RXE_ACCESS_RESULT_NO_RESPONSE, {}};
     }
     if (password == 0) {  // such a tag cannot be killed
         return tagError(session, TAG_NO_PRIVILEGE);
     }
-    if (session->lit.margin < WRITE_MARGIN) {
+    if (isWeak(*session)) {
         return tagError(session, TAG_WEAK_POWER);
     }
     tagOf(*session)->killed = true;
@@ -263,10 +392,13 @@ bool meetsCriteria(session_s* session, const planned_access_s& planned) {
     return met;
 }
 
+bool isAsked(const planned_olio_s& planned, const planned_access_s& access) {
+    return ((planned.olio.accessBitMask >> (access.id - 1)) & 1) != 0;
+}
+
 bool isDue(session_s* session, const planned_access_s& planned) {
-    const std::uint64_t mask = session->run->plan.olios[session->position].olio.accessBitMask;
     const std::uint16_t most = planned.access.stopCount;
-    return ((mask >> (planned.id - 1)) & 1) != 0 &&
+    return isAsked(session->run->plan.olios[session->position], planned) &&
            (most == 0 || session->run->accessDone[planned.id] < most) && meetsCriteria(session, planned);
 }
 
@@ -283,20 +415,53 @@ void noteDone(session_s* session, const planned_access_s& planned) {
 
 }  // namespace
 
+double accessTime(const plan_s& plan, const planned_olio_s& planned) {
+    const link_s& link = planned.link;
+    double time = 0;
+    for (const planned_access_s& each : plan.accesses) {
+        if (!isAsked(planned, each)) {
+            continue;
+        }
+        const ACCESS_OP_s& access = each.access;
+        const std::size_t words = std::min<std::size_t>(access.wordCount, std::size(access.data));
+        switch (access.type) {
+            case RXE_ACCESS_READ:
+                time += readTime(link, access.wordPointer, readBits(std::max(access.wordCount & 0xFFU, 1U)));
+                break;
+            case RXE_ACCESS_MULTIWORD_WRITE:
+                time += static_cast<double>(words) *
+                        alterTime(link, withPointer(WRITE, access.wordPointer + words), true);
+                break;
+            case RXE_ACCESS_BLOCK_WRITE:
+                time += static_cast<double>((words + plan.blockSize - 1) / plan.blockSize) *
+                        alterTime(link,
+                                  withPointer(blockWriteCommand(plan.blockSize), access.wordPointer + words),
+                                  false);
+                break;
+            case RXE_ACCESS_KILL:
+                time += killTime(link);
+                break;
+            case RXE_ACCESS_ACCESS:
+                time += accessCommandTime(link);
+                break;
+            case RXE_ACCESS_BLOCK_PERMALOCK:
+                time += alterTime(
+                    link, withPointer(blockWriteCommand(static_cast<unsigned>(words)), access.wordPointer),
+                    false);
+                break;
+            default:  // one command at most as long as this
+                time += alterTime(link, withPointer(WRITE, access.wordPointer), true);
+        }
+    }
+    return time == 0 ? 0 : handleTime(link) + time;
+}
+
 bool doAccesses(run_s* run, std::size_t position, lit_tag_s lit) {
     session_s session{run, position, lit};
-    bool open = false;
+    beginAccesses(run);
     for (const planned_access_s& planned : run->plan.accesses) {
         if (!isDue(&session, planned)) {
             continue;
-        }
-        if (!open) {
-            const std::uint8_t handle = openHandle(&session);
-            if (handle != RXE_ACCESS_RESULT_OK) {
-                report(&session, planned.id, {handle, {}});
-                break;
-            }
-            open = true;
         }
         if (!perform(&session, planned)) {
             break;
@@ -306,6 +471,7 @@ bool doAccesses(run_s* run, std::size_t position, lit_tag_s lit) {
             break;
         }
     }
+    endAccesses(run, position);
     return session.there;
 }
 

@@ -26,6 +26,15 @@ std::int64_t usedInWindow(const channel_uses_t& uses, std::uint32_t kilohertz, s
     return used;
 }
 
+// When the stay began that would go on now: stays with less than a rest between them are one.
+std::int64_t beginWithoutRest(const channel_uses_t& uses, std::uint32_t kilohertz, std::int64_t now) {
+    std::int64_t begin = now;
+    for (auto use = uses.rbegin(); use != uses.rend() && use->to + REST > begin; ++use) {
+        begin = use->kilohertz == kilohertz ? use->from : begin;
+    }
+    return begin;
+}
+
 }  // namespace
 
 void noteUse(const channel_use_s& use, channel_uses_t* uses) {
@@ -33,19 +42,21 @@ void noteUse(const channel_use_s& use, channel_uses_t* uses) {
     uses->push_back(use);
 }
 
-bool channelIsFree(const channel_uses_t& uses, std::uint32_t kilohertz, std::int64_t now) {
-    if (hasWindow(kilohertz)) {
-        return usedInWindow(uses, kilohertz, now) <= MOST_IN_WINDOW - LEAST_USE;
-    }
-    return std::ranges::none_of(uses, [&](const channel_use_s& use) {
-        return use.kilohertz == kilohertz && use.to - use.from >= MOST_AT_ONCE && use.to + REST > now;
-    });
+bool channelIsFree(const channel_uses_t& uses, std::uint32_t kilohertz, std::int64_t now,
+                   std::int64_t least) {
+    const bool isOfUse =
+        !hasWindow(kilohertz) || usedInWindow(uses, kilohertz, now) <= MOST_IN_WINDOW - LEAST_USE;
+    return isOfUse && channelLimit(uses, kilohertz, now) - now >= std::max(LEAST_USE, least);
+}
+
+std::int64_t longestStay(std::uint32_t kilohertz) {
+    return hasWindow(kilohertz) ? MOST_IN_WINDOW : MOST_AT_ONCE;
 }
 
 // While an earlier stay leaves the window the new one costs nothing on balance.
 std::int64_t channelLimit(const channel_uses_t& uses, std::uint32_t kilohertz, std::int64_t now) {
     if (!hasWindow(kilohertz)) {
-        return now + MOST_AT_ONCE;
+        return beginWithoutRest(uses, kilohertz, now) + MOST_AT_ONCE;
     }
     std::int64_t left = MOST_IN_WINDOW - usedInWindow(uses, kilohertz, now), at = now;
     for (const channel_use_s& use : uses) {

@@ -24,8 +24,10 @@ using channel_uses_t = std::vector<channel_use_s>;
 // Adds a stay that has just ended and forgets those that no longer count.
 void noteUse(const channel_use_s& use, channel_uses_t* uses);
 
-// Whether the frequency may be used now, for long enough to be of use.
-bool channelIsFree(const channel_uses_t& uses, std::uint32_t kilohertz, std::int64_t now);
+// Whether the frequency may be used now, for `least` microseconds and long enough to be of use.
+bool channelIsFree(const channel_uses_t& uses, std::uint32_t kilohertz, std::int64_t now, std::int64_t least);
+// The longest stay on a frequency that has rested.
+std::int64_t longestStay(std::uint32_t kilohertz);
 // When a stay that begins now has to end.
 std::int64_t channelLimit(const channel_uses_t& uses, std::uint32_t kilohertz, std::int64_t now);
 

@@ -36,7 +36,12 @@ lit_tag_s lightOn(const world_s& world, const carrier_s& carrier, std::uint32_t 
     return lit;
 }
 
+bool hasPower(const air_s& air, const lit_tag_s& lit) {
+    return lit.margin + (air.errors ? lit.fade : 0) >= 0;
+}
+
 void sortTags(std::int64_t now, const world_s& world, field_s* field) {
+    const float reach = fadeReach(world.air);
     field->still.clear();
     field->movers.clear();
     field->changes = world.changes;
@@ -50,16 +55,22 @@ void sortTags(std::int64_t now, const world_s& world, field_s* field) {
         }
         if (moves(tag)) {
             field->movers.push_back(index);
-        } else if (const lit_tag_s lit = lightOn(world, field->carrier, index, now); lit.margin >= 0) {
+        } else if (const lit_tag_s lit = lightOn(world, field->carrier, index, now); lit.margin >= -reach) {
             field->still.push_back(lit);
         }
     }
 }
 
-void light(const lit_tag_s& lit, std::int64_t carrierSince, std::int64_t now, world_s* world,
-           field_s* field) {
+void light(lit_tag_s lit, std::int64_t carrierSince, std::int64_t now, world_s* world, field_s* field,
+           random_s* random) {
     tag_s& tag = world->tags[lit.index];
-    if (!isPresent(tag, now)) {
+    const float reach = fadeReach(world->air);
+    if (lit.margin < -reach || !isPresent(tag, now)) {
+        return;
+    }
+    lit.atEdge = lit.margin < reach;
+    lit.fade = lit.atEdge ? static_cast<float>(world->air.fadeDb * normal(random)) : 0;
+    if (!hasPower(world->air, lit)) {
         return;
     }
     if (tag.poweredUntil <= field->since || tag.poweredUntil < field->lookedAt) {
@@ -73,19 +84,21 @@ void light(const lit_tag_s& lit, std::int64_t carrierSince, std::int64_t now, wo
 
 }  // namespace
 
-void lookAround(std::int64_t carrierSince, std::int64_t now, world_s* world, field_s* field) {
+float fadeReach(const air_s& air) {
+    return air.errors ? NORMAL_ENDS * static_cast<float>(air.fadeDb) : 0;
+}
+
+void lookAround(std::int64_t carrierSince, std::int64_t now, world_s* world, field_s* field,
+                random_s* random) {
     if (field->changes != world->changes) {
         sortTags(now, *world, field);
     }
     field->lit.clear();
     for (const lit_tag_s& lit : field->still) {
-        light(lit, carrierSince, now, world, field);
+        light(lit, carrierSince, now, world, field, random);
     }
     for (const std::uint32_t index : field->movers) {
-        const lit_tag_s lit = lightOn(*world, field->carrier, index, now);
-        if (lit.margin >= 0) {
-            light(lit, carrierSince, now, world, field);
-        }
+        light(lightOn(*world, field->carrier, index, now), carrierSince, now, world, field, random);
     }
     field->lookedAt = now;
 }
@@ -104,9 +117,21 @@ bool stillLit(const world_s& world, const carrier_s& carrier, std::int64_t now, 
         return false;
     }
     if (lit->moving) {
-        *lit = lightOn(world, carrier, lit->index, now);
+        return litAnew(world, carrier, now, lit);
     }
-    return lit->margin >= 0 && radiates(world, carrier);
+    return hasPower(world.air, *lit) && radiates(world, carrier);
+}
+
+bool litAnew(const world_s& world, const carrier_s& carrier, std::int64_t now, lit_tag_s* lit) {
+    const tag_s& tag = world.tags[lit->index];
+    if (tag.id != lit->id || !isPresent(tag, now)) {
+        return false;
+    }
+    lit_tag_s anew = lightOn(world, carrier, lit->index, now);
+    anew.fade = lit->fade;
+    anew.atEdge = lit->atEdge;
+    *lit = anew;
+    return hasPower(world.air, *lit) && radiates(world, carrier);
 }
 
 }  // namespace rxe

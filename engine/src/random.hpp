@@ -38,7 +38,9 @@ constexpr double unitInterval(std::uint64_t bits) {
 }
 
 // A draw from the normal distribution with mean 0 and deviation 1, by twelve
-// uniform numbers: good within three deviations, and the same on every machine.
+// uniform numbers: good within three deviations, never beyond NORMAL_ENDS, and the same on every
+// machine.
+constexpr float NORMAL_ENDS = 6;
 inline double normal(random_s* random) {
     double sum = -6;
     for (int i = 0; i < 12; ++i) {

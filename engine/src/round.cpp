@@ -15,6 +15,7 @@ constexpr float CAPTURE = 3.1623F;             // a reply drowns others whose su
 constexpr std::uint32_t MOST_CAPTURED_OF = 8;  // with more at once the sum always wins
 constexpr std::uint32_t PATIENCE = 256;        // slots in a row without a read, then the reader gives up
 constexpr std::uint8_t TARGET_AB = 2;
+constexpr float NOISE_MARGIN = 3;  // dB below the sensitivity
 // A round with nobody there takes 0.25 to 1.4 ms of air by the link. A radio that asked
 // again at once would send its host up to 8,000 INV_BEGIN and INV_END packets a second
 // that say nothing; 200 rounds a second, whatever the link, find a tag that comes soon enough.
@@ -27,31 +28,36 @@ void sendRoundPacket(run_s* run, std::uint16_t rawType, std::uint16_t olioId) {
     deliver(run->engine, rawType, writer.size);
 }
 
-void sendSelects(round_s* round) {
+// Sends the olio's Selects; false when the run or the olio is over before all are sent.
+bool sendSelects(round_s* round) {
     run_s* const run = round->run;
     bool any = false;
     for (const planned_select_s& planned : run->plan.selects) {
-        if (((round->planned->olio.selectBitMask >> (planned.id - 1)) & 1) == 0) {
+        if (!sendsSelect(*round->planned, planned)) {
             continue;
         }
         any = true;
-        const link_s& link = round->planned->link;
+        const double time = selectTime(round->planned->link, planned.select);
+        if (!fits(*run, time) && !hop(run, round->position, time)) {
+            return false;
+        }
+        pass(run, time);
         if (planned.select.enable != 1) {  // a Challenge, which no tag of this field knows
-            pass(run, commandTime(link, CHALLENGE) + t4(link));
             continue;
         }
-        pass(run, commandTime(link, selectCommand(planned.select.length)) + t4(link));
         world_s& world = run->engine->radio.world;
         for (const lit_tag_s& lit : round->olio->field.lit) {
             obeySelect(planned.select, run->engine->radio.now, &world.tags[lit.index]);
         }
         // A tag truncates its reply when the last Select said so, for SL alone.
         round->truncating =
-            planned.select.truncate != 0 && planned.select.target == 4 ? &planned.select : nullptr;
+            planned.select.truncate != 0 && planned.select.target == TARGET_SL ? &planned.select : nullptr;
     }
     if (any) {
-        pass(run, run->plan.delayAfterSelects);
+        waitOnAir(run, round->position, run->engine->radio.now + run->plan.delayAfterSelects);
+        run->hopped = false;  // the Query is still to come
     }
+    return !any || run->carrierOn;
 }
 
 // Brings `count` tags, drawn from those that still wait, to the front of the
@@ -78,21 +84,30 @@ bool lost(run_s* run, double ber, unsigned bits) {
 bool listen(round_s* round, std::uint32_t at, sighting_s* sighting) {
     run_s* const run = round->run;
     radio_s& radio = run->engine->radio;
-    sighting->lit = round->olio->field.lit[run->left[at]];
+    lit_tag_s& lit = sighting->lit;
+    lit = round->olio->field.lit[run->left[at]];
     // With many tags none is in the cache: both lines are fetched at once.
-    __builtin_prefetch(&radio.world.tags[sighting->lit.index].banks);
-    if (!stillLit(radio.world, round->olio->field.carrier, radio.now, &sighting->lit)) {
+    __builtin_prefetch(&radio.world.tags[lit.index].banks);
+    const air_s& air = radio.world.air;
+    if (!lit.atEdge && air.fadeDb > 0) {
+        lit.fade = static_cast<float>(air.fadeDb * normal(&radio.random));
+    }
+    if (!stillLit(radio.world, round->olio->field.carrier, radio.now, &lit)) {
         return false;
     }
-    const air_s& air = radio.world.air;
-    const float fade = air.fadeDb > 0 ? static_cast<float>(air.fadeDb * normal(&radio.random)) : 0;
-    sighting->level = sighting->lit.path.atReader + 2 * fade;
-    return !air.errors || sighting->lit.margin + fade >= 0;
+    sighting->level = lit.path.atReader + 2 * lit.fade;
+    return true;
+}
+
+// A level so weak that the decoder takes it for noise.
+bool isNoise(const round_s& round, float level) {
+    return level < static_cast<float>(round.olio->sensitivity) - NOISE_MARGIN;
 }
 
 // The host's threshold holds for the level that it would be told of.
-bool isNoticed(const run_s& run, const sighting_s& sighting) {
-    return sighting.level >= static_cast<float>(run.plan.rssiThreshold);
+bool isNoticed(const round_s& round, const sighting_s& sighting) {
+    return sighting.level >= static_cast<float>(round.run->plan.rssiThreshold) &&
+           !isNoise(round, sighting.level);
 }
 
 // The one of several replies that drowns the others, or `left.size()`.
@@ -110,13 +125,11 @@ std::uint32_t captured(const round_s& round, std::uint32_t count) {
 }
 
 // The carrier's owner may say how many tags a second come at most.
-void keepPaceOfRadio(run_s* run) {
+void keepPaceOfRadio(run_s* run, std::size_t position) {
     const double most = run->engine->scenario.tagsPerSecond;
     if (most > 0) {
         const auto due = run->lastRead + static_cast<std::int64_t>(static_cast<double>(SECOND) / most);
-        if (due > run->engine->radio.now) {
-            advance(run->engine, due - run->engine->radio.now);
-        }
+        waitOnAir(run, position, due);
     }
     run->lastRead = run->engine->radio.now;
 }
@@ -137,7 +150,7 @@ outcome_e acknowledge(round_s* round, std::uint32_t at) {
     radio_s& radio = run->engine->radio;
     const link_s& link = round->planned->link;
     sighting_s sighting;
-    if (!listen(round, at, &sighting) || !isNoticed(*run, sighting)) {
+    if (!listen(round, at, &sighting) || !isNoticed(*round, sighting)) {
         pass(run, emptySlot(link));
         return outcome_e::EMPTY;
     }
@@ -149,6 +162,10 @@ outcome_e acknowledge(round_s* round, std::uint32_t at) {
     }
     takeReply(*round, &sighting);
     const unsigned bits = sighting.reply.replyBits;
+    if (!fits(*run, singleSlot(link, bits) + round->olio->accessTime)) {
+        pass(run, collidedSlot(link));
+        return outcome_e::POSTPONED;
+    }
     pass(run, singleSlot(link, bits));
     if (lost(run, ber, bits) ||
         !stillLit(radio.world, round->olio->field.carrier, radio.now, &sighting.lit)) {
@@ -165,7 +182,7 @@ outcome_e acknowledge(round_s* round, std::uint32_t at) {
         setInventoried(round->planned->inventory.session, !round->olio->wantsB, radio.now,
                        &radio.world.tags[sighting.lit.index]);
     }
-    keepPaceOfRadio(run);
+    keepPaceOfRadio(run, round->position);
     return outcome_e::WHOLE_EPC;
 }
 
@@ -179,13 +196,18 @@ bool goesOn(const round_s& round, outcome_e last, std::uint32_t slotsWithoutRead
     return !(last == outcome_e::EMPTY && round.q == 0) && slotsWithoutRead < PATIENCE;
 }
 
-enum class ending_e : std::uint8_t { WHOLE, CUT, CHANNEL };
+// CUT: the run or the olio has ended it before its time. CHANNEL: another channel has to be taken.
+// HOPPED: it has been, in the middle of an access.
+enum class ending_e : std::uint8_t { WHOLE, CUT, CHANNEL, HOPPED };
 
-// CUT: the run or the olio has ended it before its time.
 ending_e doSlots(round_s* round) {
     run_s* const run = round->run;
     adaptive_q_s* const adaptive = &round->olio->q;
     for (std::uint32_t withoutRead = 0;;) {
+        run->channelOver = !fits(*run, round->olio->slotTime);
+        if (run->channelOver) {
+            return ending_e::CHANNEL;
+        }
         const outcome_e outcome = doSlot(round);
         withoutRead = outcome == outcome_e::WHOLE_EPC ? 0 : withoutRead + 1;
         if (outcome == outcome_e::EMPTY) {
@@ -193,14 +215,21 @@ ending_e doSlots(round_s* round) {
         } else if (outcome == outcome_e::COLLIDED) {
             noteCollision(adaptive);
         }
-        if (mustStop(run) || run->engine->radio.now > run->olioEnd) {
+        if (mustStop(run) || run->engine->radio.now > run->olioEnd || !run->carrierOn) {
             return ending_e::CUT;
+        }
+        run->channelOver = outcome == outcome_e::POSTPONED;
+        if (run->channelOver) {
+            return ending_e::CHANNEL;
+        }
+        // The last tag of a session that outlives the dark ends the round all the same.
+        if (std::exchange(run->hopped, false) &&
+            (round->planned->inventory.session == 0 || !run->left.empty())) {
+            round->truncating = nullptr;
+            return ending_e::HOPPED;
         }
         if (!goesOn(*round, outcome, withoutRead)) {
             return ending_e::WHOLE;
-        }
-        if (channelIsUsedUp(*run)) {
-            return ending_e::CHANNEL;
         }
         if (adaptive->q() != round->q || round->frame.next == round->frame.slots) {
             openFrame(round, commandTime(round->planned->link, QUERY_ADJUST));
@@ -217,6 +246,14 @@ void pass(run_s* run, double microseconds) {
     advance(run->engine, nanos / 1000);
 }
 
+bool sendsSelect(const planned_olio_s& planned, const planned_select_s& select) {
+    return ((planned.olio.selectBitMask >> (select.id - 1)) & 1) != 0;
+}
+
+double selectTime(const link_s& link, const SELECT_OP_s& select) {
+    return commandTime(link, select.enable == 1 ? selectCommand(select.length) : CHALLENGE) + t4(link);
+}
+
 round_s beginRound(run_s* run, std::size_t position) {
     round_s round;
     round.run = run;
@@ -231,11 +268,11 @@ void gather(round_s* round) {
     run_s* const run = round->run;
     const radio_s& radio = run->engine->radio;
     const INVENTORY_OP_s& set = round->planned->inventory;
-    const float weakest = static_cast<float>(round->olio->sensitivity) - 3;
+    const float lift = 2 * fadeReach(radio.world.air);
     const std::vector<lit_tag_s>& lit = round->olio->field.lit;
     run->left.clear();
     for (std::uint32_t i = 0; i < lit.size(); ++i) {
-        if (lit[i].path.atReader >= weakest &&
+        if (!isNoise(*round, lit[i].path.atReader + lift) &&
             takesPart(radio.world.tags[lit[i].index], set.sel, set.session, round->olio->wantsB, radio.now)) {
             run->left.push_back(i);
         }
@@ -283,8 +320,8 @@ void doRound(run_s* run, std::size_t position) {
     const INVENTORY_OP_s& set = round.planned->inventory;
     ++run->rounds;
     sendRoundPacket(run, TYPE_INV_BEGIN, round.planned->id);
-    lookAround(run->carrierSince, radio.now, &radio.world, &round.olio->field);
-    sendSelects(&round);
+    lookAround(run->carrierSince, radio.now, &radio.world, &round.olio->field, &radio.random);
+    const bool selected = sendSelects(&round);
     gather(&round);
     if (!round.olio->qKnown) {
         round.olio->q.value = set.initialQ;
@@ -292,11 +329,14 @@ void doRound(run_s* run, std::size_t position) {
     }
     const std::int64_t begin = radio.now;
     const bool anyone = !run->left.empty();
-    ending_e ending = ending_e::CHANNEL;
+    ending_e ending = ending_e::CUT;
     // On a new channel the reader asks again for those that are left; tags of
     // session 0 have forgotten that they were read, and so the round is over.
-    for (bool again = false; ending == ending_e::CHANNEL && (!again || set.session != 0); again = true) {
-        if (again && !hop(run, position)) {
+    const auto goesOnAnew = [&] {
+        return set.session != 0 && (ending == ending_e::CHANNEL || ending == ending_e::HOPPED);
+    };
+    for (bool first = true; selected && (first || goesOnAnew()); first = false) {
+        if (!first && ending == ending_e::CHANNEL && !hop(run, position, timeOfOneTag(*round.olio))) {
             ending = ending_e::CUT;
             break;
         }
@@ -309,8 +349,9 @@ void doRound(run_s* run, std::size_t position) {
     }
     sendRoundPacket(run, TYPE_INV_END, round.planned->id);
     // With nobody there the radio takes its time before it asks again.
-    if (!anyone && radio.now < begin + EMPTY_ROUND && !mustStop(run)) {
-        advance(run->engine, begin + EMPTY_ROUND - radio.now);
+    const std::int64_t end = std::min(begin + EMPTY_ROUND, run->channelLimit);
+    if (!anyone && radio.now < end && !mustStop(run)) {
+        advance(run->engine, end - radio.now);
     }
 }
 

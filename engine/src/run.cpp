@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <limits>
+#include <utility>
 
 #include "delivery.hpp"
 #include "link_profiles.hpp"
@@ -17,6 +18,7 @@ namespace {
 constexpr std::int64_t POWER_UP = 1500;  // a tag is ready this long after its field rises
 constexpr std::int64_t TRIGGER_POLL = 10000;
 constexpr std::int64_t REST_POLL = 10000;  // between two looks for a channel that may be used
+constexpr unsigned LONGEST_REPLY = 32 + 32 + MAX_EPC_BITS;  // PC, CRC, XPC words and EPC
 
 // Whether the level of a port has been as wanted for `hold` ms, counted from
 // `watched` at the earliest.
@@ -114,6 +116,18 @@ void endUse(run_s* run) {
     }
 }
 
+// CW_ON or CW_OFF; those with a time have the engine's clock behind them.
+void sendCarrier(const run_s& run, const planned_olio_s& planned, std::uint16_t rawType) {
+    byte_writer_s writer = payloadWriter(run.engine);
+    put(&writer, planned.id, 2);
+    put(&writer, planned.olio.transmitAntenna, 2);
+    put(&writer, run.channel.frequency, 4);
+    if (rawType == TYPE_CW_ON_TIMED || rawType == TYPE_CW_OFF_TIMED) {
+        put(&writer, static_cast<std::uint64_t>(run.engine->radio.now), 8);
+    }
+    deliver(run.engine, rawType, writer.size);
+}
+
 void carrierOff(run_s* run, std::size_t position) {
     if (!run->carrierOn) {
         return;
@@ -123,11 +137,10 @@ void carrierOff(run_s* run, std::size_t position) {
     endUse(run);
     run->carrierOn = false;
     darken(radio.now, &radio.world, &run->olios[position].field);
-    byte_writer_s writer = payloadWriter(run->engine);
-    put(&writer, planned.id, 2);
-    put(&writer, planned.olio.transmitAntenna, 2);
-    put(&writer, run->channel.frequency, 4);
-    deliver(run->engine, TYPE_CW_OFF, writer.size);
+    if (!run->carrierUntold) {
+        sendCarrier(*run, planned, TYPE_CW_OFF);
+    }
+    sendCarrier(*run, planned, TYPE_CW_OFF_TIMED);
     radio.onAir = NOT_ON_AIR;
 }
 
@@ -142,8 +155,9 @@ void doOlio(run_s* run, std::size_t position) {
     sendAntennaInfo(run, planned.id, planned.olio);
     std::uint32_t rounds = 0;
     do {
-        const bool hops = rounds == 0 || run->plan.hopPerRound || channelIsUsedUp(*run);
-        if (hops && !hop(run, position)) {
+        const bool hops = rounds == 0 || run->plan.hopPerRound || run->channelOver ||
+                          !fits(*run, olio.selectsTime + olio.slotTime);
+        if (hops && !hop(run, position, olio.selectsTime + timeOfOneTag(olio))) {
             break;
         }
         doRound(run, position);
@@ -182,6 +196,21 @@ void listenWith(const planned_olio_s& planned, carrier_s* carrier) {
     }
 }
 
+// What does not fit into any channel's time is done all the same, with hops in between.
+void planTimes(const run_s& run, const planned_olio_s& planned, active_olio_s* olio) {
+    const link_s& link = planned.link;
+    olio->slotTime = queryTime(link) + collidedSlot(link) + commandTime(link, NAK);
+    olio->replyTime = singleSlot(link, LONGEST_REPLY);
+    const double slot = olio->slotTime + olio->replyTime;
+    double selects = run.plan.delayAfterSelects;
+    for (const planned_select_s& select : run.plan.selects) {
+        selects += sendsSelect(planned, select) ? selectTime(link, select.select) : 0;
+    }
+    olio->selectsTime = everFits(run, selects + slot) ? selects : 0;
+    const double accesses = accessTime(run.plan, planned);
+    olio->accessTime = everFits(run, olio->selectsTime + slot + accesses) ? accesses : 0;
+}
+
 active_olio_s activate(const world_s& world, const plan_s& plan, const planned_olio_s& planned) {
     active_olio_s olio;
     carrier_s& carrier = olio.field.carrier;
@@ -216,6 +245,7 @@ void takePlan(run_s* run) {
     run->olios.clear();
     for (const planned_olio_s& planned : run->plan.olios) {
         run->olios.push_back(activate(world, run->plan, planned));
+        planTimes(*run, planned, &run->olios.back());
     }
 }
 
@@ -299,14 +329,15 @@ std::int16_t tune(run_s* run, const planned_olio_s& planned, field_s* field) {
     return power;
 }
 
-// Turns to the next channel that may be used, with the carrier off while there is none.
-bool takeChannel(run_s* run, std::size_t position) {
+// Turns to the next channel that may be used for `least` microseconds, with the carrier off
+// while there is none.
+bool takeChannel(run_s* run, std::size_t position, std::int64_t least) {
     const radio_s& radio = run->engine->radio;
     const std::vector<planned_channel_s>& channels = run->plan.channels;
     for (;;) {
         for (std::size_t i = 0; i < channels.size(); ++i) {
             const planned_channel_s& channel = channels[run->nextChannel++ % channels.size()];
-            if (channelIsFree(radio.channelUses, channel.frequency, radio.now)) {
+            if (channelIsFree(radio.channelUses, channel.frequency, radio.now, least)) {
                 run->channel = channel;
                 return true;
             }
@@ -340,22 +371,37 @@ bool waitForTrigger(const run_s& run, bool again) {
 
 }  // namespace
 
-bool hop(run_s* run, std::size_t position) {
+bool fits(const run_s& run, double microseconds) {
+    // Parts of a microsecond add up to one more at the most.
+    return run.engine->radio.now + static_cast<std::int64_t>(microseconds) + 2 <= run.channelLimit;
+}
+
+bool everFits(const run_s& run, double microseconds) {
+    return std::ranges::all_of(run.plan.channels, [&](const planned_channel_s& channel) {
+        return static_cast<double>(longestStay(channel.frequency) - POWER_UP) > microseconds + 2;
+    });
+}
+
+bool hop(run_s* run, std::size_t position, double least) {
     radio_s& radio = run->engine->radio;
     const planned_olio_s& planned = run->plan.olios[position];
     if (planned.inventory.session == 0) {  // whose flags are all A again
         run->olios[position].wantsB = planned.inventory.target == 1;
     }
+    run->channelOver = false;
+    if (run->accessing && run->carrierOn) {
+        carrierOff(run, position);
+    }
+    run->carrierUntold = run->accessing;
     endUse(run);
-    if (!takeChannel(run, position)) {
+    if (!takeChannel(run, position, POWER_UP + static_cast<std::int64_t>(least) + 2)) {
         return false;
     }
     const std::int16_t power = tune(run, planned, &run->olios[position].field);
-    byte_writer_s writer = payloadWriter(run->engine);
-    put(&writer, planned.id, 2);
-    put(&writer, planned.olio.transmitAntenna, 2);
-    put(&writer, run->channel.frequency, 4);
-    deliver(run->engine, TYPE_CW_ON, writer.size);
+    if (!run->carrierUntold) {
+        sendCarrier(*run, planned, TYPE_CW_ON);
+    }
+    sendCarrier(*run, planned, TYPE_CW_ON_TIMED);
     run->carrierOn = true;
     run->carrierSince = radio.now;
     run->channelLimit = channelLimit(radio.channelUses, run->channel.frequency, radio.now);
@@ -374,8 +420,28 @@ bool mustStop(run_s* run) {
     return run->cause != RUNNING;
 }
 
-bool channelIsUsedUp(const run_s& run) {
-    return run.engine->radio.now >= run.channelLimit;
+void waitOnAir(run_s* run, std::size_t position, std::int64_t end) {
+    const radio_s& radio = run->engine->radio;
+    while (radio.now < end && !stopRequested(*run->engine)) {
+        if (radio.now >= run->channelLimit) {
+            run->hopped = true;
+            if (!hop(run, position, timeOfOneTag(run->olios[position]))) {
+                return;
+            }
+        }
+        advance(run->engine, std::min(end, run->channelLimit) - radio.now);
+    }
+}
+
+void beginAccesses(run_s* run) {
+    run->accessing = true;
+}
+
+void endAccesses(run_s* run, std::size_t position) {
+    run->accessing = false;
+    if (std::exchange(run->carrierUntold, false) && run->carrierOn) {
+        sendCarrier(*run, run->plan.olios[position], TYPE_CW_ON);
+    }
 }
 
 void runInventory(engine_s* engine, run_totals_s* totals) {

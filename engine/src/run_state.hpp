@@ -37,7 +37,17 @@ struct active_olio_s {
     adaptive_q_s q;            // where the last round left it
     bool qKnown = false;
     bool wantsB = false;  // the flag that the next round asks for
+    // What has to fit into a channel's time before it is begun, microseconds.
+    double selectsTime = 0;  // the Selects in front of a round; as accessTime
+    double slotTime = 0;     // the longest slot that acknowledges nobody
+    double replyTime = 0;    // what the longest EPC takes beyond that
+    double accessTime = 0;   // the accesses of one tag; 0 when no channel may be used for that long
 };
+
+// How long a channel has to last so that one tag can be read there.
+inline double timeOfOneTag(const active_olio_s& olio) {
+    return olio.slotTime + olio.replyTime + olio.accessTime;
+}
 
 struct run_s {
     engine_s* engine = nullptr;
@@ -48,7 +58,12 @@ struct run_s {
     std::int64_t lastRead = 0;
     bool carrierOn = false;
     std::int64_t carrierSince = 0;
-    std::int64_t channelLimit = 0;  // when the channel has been used for as long as it may be
+    std::int64_t channelLimit = FOR_EVER;  // when the channel has been used for as long as it may be
+    bool channelOver = false;  // what comes next does not fit into what is left of the channel's time
+    bool hopped = false;       // since the frame began; its tags have to be asked anew
+    // The accesses of a tag are under way: no CW_ON stands between them, and one is owed behind them.
+    bool accessing = false;
+    bool carrierUntold = false;
     std::int64_t olioBegin = 0;
     std::int64_t olioEnd = 0;
     planned_channel_s channel;  // on air
@@ -79,18 +94,30 @@ constexpr std::int64_t SECOND = 1000000;
 // --- run.cpp
 // Whether a rule ends the run now; the first one that fires stays the cause.
 bool mustStop(run_s* run);
-// Whether the channel has been used for as long as it may be.
-bool channelIsUsedUp(const run_s& run);
-// The carrier goes off and comes again on another channel, and the tags wake up.
-// While no channel may be used it stays off; false when the run or the olio is
-// over before one may.
-bool hop(run_s* run, std::size_t position);
+// Whether something that takes so many microseconds fits into what is left of the channel's time.
+bool fits(const run_s& run, double microseconds);
+// Whether each of the channels may be used for that long once it has rested, the tags' waking included.
+bool everFits(const run_s& run, double microseconds);
+// The carrier goes off and comes again on another channel that may be used for `least`
+// microseconds, and the tags wake up. While there is none it stays off; false when the run or
+// the olio is over before one may.
+bool hop(run_s* run, std::size_t position, double least);
+// Lets the time pass until `end` with the carrier on, by hops when the channel is used up before.
+void waitOnAir(run_s* run, std::size_t position, std::int64_t end);
+// The accesses of a tag begin, with CW_ON held back, and are over.
+void beginAccesses(run_s* run);
+void endAccesses(run_s* run, std::size_t position);
 
 // --- round.cpp
 // One inventory round with the selects in front of it.
 void doRound(run_s* run, std::size_t position);
 
-enum class outcome_e : std::uint8_t { EMPTY, WHOLE_EPC, COLLIDED, BROKEN_EPC };
+// POSTPONED: the reader has heard a tag and leaves it for a channel with more time.
+enum class outcome_e : std::uint8_t { EMPTY, WHOLE_EPC, COLLIDED, BROKEN_EPC, POSTPONED };
+
+// Whether the olio sends this Select or Challenge, and how long that takes, microseconds.
+bool sendsSelect(const planned_olio_s& planned, const planned_select_s& select);
+double selectTime(const link_s& link, const SELECT_OP_s& select);
 
 // A round and the frame that it is at. doRound goes through these steps, a frame after the
 // other as Q adapts itself; gen2_rates_bench through one frame, for published ones end there.
@@ -118,6 +145,9 @@ bool reportTag(run_s* run, std::size_t position, const sighting_s& sighting);
 void reportFake(run_s* run, const tag_s& tag);
 
 // --- accesses.cpp
+// How long the accesses of the olio on one tag take at most, microseconds. Of a read to the end
+// of a bank only a word counts, for nobody knows its length.
+double accessTime(const plan_s& plan, const planned_olio_s& planned);
 // The accesses of the olio in id order on a tag that has been acknowledged.
 // The first that fails ends them. Whether the tag is still in the dialogue, and
 // so turns its flag at the next command: not without power, nor after a wrong

@@ -19,7 +19,8 @@ class Effects : public Radio {
         open(keys);
         o = olio(1, 1, 1);
         q = {1, 1, {{0, 0, 2, 0}}};
-        configure({}), enable({PA_CRIT, ANT_DISCONNECT, CHAN_PWR_LMT, TAG_CRC_ERROR, 0x0806, 0x0807, 0x0808});
+        configure({}), enable({PA_CRIT, ANT_DISCONNECT, CHAN_PWR_LMT, TAG_CRC_ERROR, 0x0806, 0x0807, 0x0808,
+                               CW_ON_TIMED, CW_OFF_TIMED});
         put(RXE_PARAM_RADIO_STOP, stopRecord(0, 1));
         put(RXE_PARAM_CUSTOM_FIELDS, std::uint32_t{0xFFFFF});
     }
@@ -70,6 +71,12 @@ class Effects : public Radio {
         o.accessBitMask = 1;
     }
 
+    // Words of value 0 into bank and, in the upper half, from word; one word is the PC's value.
+    static void write(std::uint8_t type, std::uint32_t where, std::uint16_t count) {
+        put(RXE_PARAM_ACCESS + 1, ACCESS_OP_s{1, type, {}, {.payload = where}, count, {}, 0, 0, 0});
+        o.accessBitMask = 1;
+    }
+
     static std::vector<TAG_INFO_s> tags() { return recordsOf<TAG_INFO_s>(TAG_CUSTOM); }
     static double reads() { return static_cast<double>(count(TAG_CUSTOM)); }
     static double ms() { return static_cast<double>(info.duration) / 1000; }
@@ -104,6 +111,45 @@ class Effects : public Radio {
         return broken / reads();
     }
     static double broken() { return brokenTags() + brokenAccesses(); }
+    // Milliseconds on a channel within 20 s, where they are most.
+    static double busiest() {
+        struct stay_s {
+            std::uint64_t channel, from, to;
+        };
+        std::vector<stay_s> stays;
+        for (const packet_s& packet : packets) {
+            if (packet.type == CW_ON_TIMED || packet.type == CW_OFF_TIMED) {
+                const std::uint64_t time = bigEndian(packet, 8, 8);
+                if (!stays.empty() && stays.back().to == 0) {
+                    stays.back().to = time;
+                }
+                if (packet.type == CW_ON_TIMED) {
+                    stays.push_back({bigEndian(packet, 4, 4), time, 0});
+                }
+            }
+        }
+        std::uint64_t most = 0;
+        for (const stay_s& last : stays) {
+            std::uint64_t used = 0;
+            for (const stay_s& stay : stays) {
+                const std::uint64_t from = std::max(stay.from + 20000000, last.to) - 20000000;
+                used += stay.channel == last.channel && stay.from <= last.from && stay.to > from
+                            ? stay.to - from
+                            : 0;
+            }
+            most = std::max(most, used);
+        }
+        return static_cast<double>(most) / 1000;
+    }
+    // Hundreds of thousands: the result of the first access; the rest its bytes.
+    static double accessed() {
+        const ACCESS_INFO_s access = recordsOf<ACCESS_INFO_s>(ACCESS_INFO).at(0);
+        return access.result * 1e5 + access.dataLength;
+    }
+    static double written() {
+        const auto isDone = [](const ACCESS_INFO_s& access) { return access.result == 0; };
+        return static_cast<double>(std::ranges::count_if(recordsOf<ACCESS_INFO_s>(ACCESS_INFO), isDone));
+    }
     static double fields(std::uint16_t type) { return recordsOf<TAG_INFO_s>(type).at(0).fields; }
 };
 
@@ -126,6 +172,16 @@ TEST_F(Effects, OfEachParameter) {
         "user": "00000001", "sensitivity": -40, "position": [0, )";
     const auto often = [] { access(RXE_ACCESS_READ, 3), o.stopValue = 800, o.linkProfileIndex = 1519; };
     const auto nothing = [] {};
+    const std::string memory =
+        R"("tags": [{"epc": "AA01", "position": [0, 1, 1], "accessPassword": "00000007",
+        "user": ")" +
+        std::string(4 * 2049, '0') + "\"}]";
+    const auto words = [] { write(RXE_ACCESS_MULTIWORD_WRITE, 3, 200); };
+    const std::string edge = R"("antennas": [{"port": 1, "position": [0, 0, 1]}], "tags": [{"epc": "AA01",
+        "sensitivity": -10, "position": [0, )";
+    const auto rounds = [] {
+        channels(1, 865700), put(RXE_PARAM_HOP_PER_ROUND, std::uint8_t{1}), q.target = 0, o.stopValue = 400;
+    };
     const auto ten = [] { o.stopValue = 10; };
     // clang-format off
     const struct {
@@ -152,6 +208,31 @@ TEST_F(Effects, OfEachParameter) {
         {"below 900 MHz 4 s, then a rest", one, [] { channels(1, 865700), dwell(8050); }, carriers, 2, 0},
         {"a CRC over XPC words", near + R"(, "xpc": "80010002"}])", nothing,
          [] { return tags()[0].crc + tags()[0].xpc1 * 65536.0 + tags()[0].xpc2 * 0x1p32; }, 0x28001B1F1, 0},
+        {"the second only with the XEB bit", near + R"(, "xpc": "00010002"}])", nothing,
+         [] { return tags()[0].xpc1 + tags()[0].xpc2 * 65536.0; }, 1, 0},
+        {"none in a reply that is cut", near + R"(, "xpc": "80010002"}])", [] { select(3, 24); },
+         [] { return tags()[0].xpc1 + tags()[0].xpc2 * 65536.0; }, 0, 0},
+        {"no EPC with a PC of 0000h", one, [] { write(RXE_ACCESS_WRITE, 0x10001, 0), o.stopValue = 2; },
+         []() -> double { return tags().at(1).crc + 65536.0 * tags()[1].epcLength; }, 0xE2F0, 0},
+        {"a bank of more than 2,048 words", memory,
+         [] { access(RXE_ACCESS_READ, 3), put(RXE_PARAM_ACCESS + 1, ACCESS_OP_s{1, 1, {}, {.payload = 3}, 0,
+              {}, 0, 0, 0}), o.linkProfileIndex = 1519; }, accessed, 404096, 0},
+        {"one that no channel has time for", memory,
+         [] { write(RXE_ACCESS_READ, 3, 0), o.linkProfileIndex = 101; }, accessed, 500000, 0},
+        // 0.4 s within 20 s, whatever is done to tags: 200 words take 1.4 s.
+        {"every word is written", memory, words, written, 200, 0},
+        {"over several channels", memory, words, busiest, 397, 3},
+        {"behind the password too", memory, [] {
+             write(RXE_ACCESS_MULTIWORD_WRITE, 3, 200), o.accessBitMask = 3;
+             put(RXE_PARAM_ACCESS + 2, ACCESS_OP_s{1, RXE_ACCESS_LOCK, {}, {.payload = 0}, 0, {}, 0, 0, 0});
+             put(RXE_PARAM_ACCESS + 1, ACCESS_OP_s{1, RXE_ACCESS_ACCESS, {}, {.payload = 7}, 0, {}, 0, 0, 0});
+         }, written, 2, 0},
+        {"many short reads", field, [] { access(RXE_ACCESS_READ, 2), dwell(30000); }, busiest, 394, 6},
+        {"blocks on two channels", memory, [] { channels(2, 902750), dwell(45000), write(RXE_ACCESS_BLOCK_WRITE, 3, 200),
+              put(RXE_PARAM_BLOCK_SIZE, std::uint8_t{50}), o.linkProfileIndex = 101; }, busiest, 350, 50},
+        {"0.2 dB within the mean range", edge + "4.792, 1]}]", rounds, reads, 400 * 0.66, 40},
+        {"0.2 dB beyond it", edge + "5.018, 1]}]", rounds, reads, 400 * 0.34, 40},
+        {"a beam outside the grids", R"("model": "QDX4400")", [] { o = olio(5937, 1, 1); }, reads, 0, 0},
         {"ISO", near + R"(, "afi": 161}])", nothing, []() -> double { return tags()[0].pc; }, 0x11A1, 0},
         {"31 words of EPC", still + std::string(124, 'A') + R"(", "position": [0, 1, 1]}])", nothing,
          []() -> double { return tags()[0].epcLength + tags()[0].epc[61]; }, 496 + 0xAA, 0},

@@ -25,11 +25,12 @@ inline constexpr std::uint16_t END_OF_RUN = 0x0801, TAG_CUSTOM = 0x0805, ERROR_L
                                CHAN_PWR_LMT = 0x0B13, PARALLEL_RSSI = 0x0A8E, START_INFO3 = 0x0A91,
                                CMD_ONGOING = 0x0B01, ANTENNA_INFO = 0x0B03, CW_ON = 0x0B04,
                                GPIO_INFO = 0x0B08, INV_BEGIN = 0x0B09, INV_END = 0x0B0A, ACCESS_INFO = 0x0B0C,
-                               CRITERIA_INFO = 0x0B0D, TAG_CRC_ERROR = 0x0B10, ANT_DISCONNECT = 0x0B81,
-                               AMB_HI = 0x0B82, AMB_CRIT = 0x0B83, AMB_LO = 0x0B84, PA_HI = 0x0B85,
-                               PA_CRIT = 0x0B86, PA_LO = 0x0B87, FWD_HI = 0x0B88, FWD_LO = 0x0B89,
-                               DB_WARNING = 0x0B8D, DB_ERROR = 0x0B8E, ACCESS_DSBL = 0x0B8F,
-                               ANT_CONNECT = 0x0B91, RESTART = 0x0B98, API_ERROR = 0x0BFF;
+                               CRITERIA_INFO = 0x0B0D, CW_ON_TIMED = 0x0B0F, CW_OFF_TIMED = 0x0B06,
+                               TAG_CRC_ERROR = 0x0B10, ANT_DISCONNECT = 0x0B81, AMB_HI = 0x0B82,
+                               AMB_CRIT = 0x0B83, AMB_LO = 0x0B84, PA_HI = 0x0B85, PA_CRIT = 0x0B86,
+                               PA_LO = 0x0B87, FWD_HI = 0x0B88, FWD_LO = 0x0B89, DB_WARNING = 0x0B8D,
+                               DB_ERROR = 0x0B8E, ACCESS_DSBL = 0x0B8F, ANT_CONNECT = 0x0B91,
+                               RESTART = 0x0B98, API_ERROR = 0x0BFF;
 
 struct packet_s {
     std::uint16_t type;
