@@ -24,7 +24,7 @@ int configureLogs(bool cli, bool verbose);
 // filename to ".1", ".1" to ".2" and so on; ".5" is the oldest kept.
 void RotationHandler(const char* filename, unsigned size);
 
-// Error and warning lines written since start. Any thread.
+// Error and warning lines written since start, but for the uncounted ones. Any thread.
 void incrementErrorCount();
 void incrementWarningCount();
 std::uint64_t getErrorCount();
@@ -37,10 +37,22 @@ int loggingHandler(std::vector<std::string>* tokens, std::string* reply);
 bool isLogLevelEnabled(log_level_e level);
 
 // Writes one line: the bare name of the unit, then the text, which by custom
-// begins with a blank. Any thread.
+// begins with a blank. Of a text beyond 16 KiB the rest is left out, and its length
+// told. The file gets a warning or an error at once, other lines when a hundred of
+// a level or some kilobytes have come together. What a full disk did not take is
+// told by a warning as soon as there is room. Any thread.
 void logLine(log_level_e level, std::string_view unit, std::string_view text);
 
+// A part of a line that somebody outside chose, such as a client: the log shows it
+// as appendPrintable (util.hpp) does, with at most 4 KiB, so that it can neither forge
+// a line nor fill the disk.
+struct escaped_s {
+    std::string_view text;
+};
+
 namespace logger_detail {
+void append(std::string& line, escaped_s part);
+
 template <class Part>
 void append(std::string& line, const Part& part) {
     if constexpr (std::convertible_to<const Part&, std::string_view>) {
@@ -77,6 +89,16 @@ void logDebug(std::string_view unit, const Parts&... parts) {
 template <class... Parts>
 void logInfo(std::string_view unit, const Parts&... parts) {
     logger_detail::write(log_level_e::info, unit, parts...);
+}
+// What the counted line before it leaves open, such as its true cause, or a failure
+// that status and heartbeats have never counted. Any thread.
+template <class... Parts>
+void logUncountedError(std::string_view unit, const Parts&... parts) {
+    logger_detail::write(log_level_e::error, unit, parts...);
+}
+template <class... Parts>
+void logUncountedWarning(std::string_view unit, const Parts&... parts) {
+    logger_detail::write(log_level_e::warning, unit, parts...);
 }
 // Counts an error, then writes the line. Any thread.
 template <class... Parts>

@@ -57,6 +57,16 @@ int getParamValue(const std::string& name, const std::vector<std::string>* token
 [[gnu::format(printf, 2, 3)]] void sprintfStr(std::string* out, const char* format, ...);
 [[gnu::format(printf, 2, 3)]] void sprintfStrAppend(std::string* out, const char* format, ...);
 
+// Appends a text so that it stays on one line and moves no terminal: control
+// characters, also those above 127, and bytes that are not UTF-8 become \n, \r, \t or
+// \x and two hexadecimal digits; all else, a backslash too, stays as it is. No more
+// than `limit` bytes are appended; of a longer text the beginning, then a note with
+// its length.
+void appendPrintable(std::string_view text, std::size_t limit, std::string* out);
+
+// The note alone, for a text of this size that has been cut.
+void appendCutNote(std::size_t size, std::string* out);
+
 // ---------------------------------------------------------------- numbers
 
 // Error bits of the conversions below. They accumulate: a caller clears its
@@ -167,6 +177,32 @@ timeval doubleSecToTimeval(double seconds);
 bool oldEnough(const timeval* start, const timeval* now, const timeval* age);
 
 // ---------------------------------------------------------------- files
+// Where a path is a symbolic link, the file that it leads to is meant, and its folder.
+
+// Bytes of the largest file that is read, and so of the largest that is written.
+inline constexpr std::size_t maxFileSize = 16 * 1024 * 1024;
+
+enum class file_read_e : std::uint8_t {
+    done,
+    notOpened,  // there is none, or no right to it
+    refused,    // it is larger than maxFileSize, no regular file, or a read fails
+};
+
+// Reads a whole regular file. Never waits, whatever else stands there. Unless it is
+// done, `*content` is as it was, and `*cause` one sentence without a full stop, or
+// empty when there is no such file.
+file_read_e readRegularFile(const std::string& path, std::string* content, std::string* cause);
+
+// Replaces a regular file, or makes it: at any moment, also after a crash or a power
+// cut, it has the old content or the new one, whole. An old file's owner and rights
+// pass to the new one. Writes to the path with ".new" behind it and renames that.
+// Returns whether it worked; if not, `*cause` tells the path and why, and the old
+// file stands (unless only the last step failed, the write of its folder).
+bool replaceFile(const std::string& path, std::string_view content, std::string* cause);
+
+// Renames a regular file so that `suffix` stands behind its name, in the place of what
+// has that name. `*kept` is the new path. Returns whether it worked, with `*cause` as above.
+bool keepFileAs(const std::string& path, const std::string& suffix, std::string* kept, std::string* cause);
 
 // Gives the file to `user` and `group` and sets its mode to 0771. Returns 0, or
 // -1 at the first step that fails. Main thread: the look-up of names is not

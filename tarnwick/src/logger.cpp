@@ -7,6 +7,9 @@
 
 #include <atomic>
 #include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
 
 #include "requests.hpp"
 #include "rxe.h"
@@ -30,18 +33,87 @@ std::atomic<std::uint64_t> warningCount{0};
 constexpr int noLevel = static_cast<int>(log_level_e::error) + 1;
 std::atomic<int> lowestLevel{noLevel};
 
-// Runs beside the library's own writer, one line at a time under the library's
-// lock. A stream that once failed to write refuses everything after it; taking
-// the mark away lets the log go on as soon as the disk has room again.
-class stream_revival : public el::LogDispatchCallback {
-  protected:
-    void handle(const el::LogDispatchData* data) override {
-        const el::LogMessage* const message = data->logMessage();
-        auto* const stream = message->logger()->typedConfigurations()->fileStream(message->level());
-        if (stream != nullptr && stream->fail()) {
-            stream->clear();
+// Of a line: room for each line that the daemon makes itself. Bytes.
+constexpr std::size_t longestLine = 16 * 1024;
+constexpr std::size_t longestEscapedText = 4 * 1024;
+
+// Lines that a full disk did not take and that no line has told of yet. Written by
+// the writer below when there is room again, taken by logLine. Any thread.
+std::atomic<std::uint64_t> missingLines{0};
+
+// Writes in place of the library's own writer, one line at a time under the library's
+// lock. That one takes the position of a stream that failed, -1, for a size beyond
+// the limit: on a full disk each flush would turn the log, until all that led to
+// the full disk is gone. And it would hold back warnings like any line.
+class line_writer : public el::LogDispatchCallback {
+  public:
+    line_writer() = default;
+    line_writer(const line_writer&) = delete;
+    line_writer& operator=(const line_writer&) = delete;
+    // At the end of the process, when the library's stream has gone.
+    ~line_writer() override {
+        if (!waiting_.empty()) {
+            std::ofstream(logFileName, std::ios::app) << waiting_;
         }
     }
+
+  protected:
+    void handle(const el::LogDispatchData* data) override {
+        const el::LogMessage& message = *data->logMessage();
+        const el::Level level = message.level();
+        el::base::TypedConfigurations& settings = *message.logger()->typedConfigurations();
+        const std::string line = message.logger()->logBuilder()->build(&message, true);
+        if (settings.toFile(level)) {
+            const bool isUrgent = level == el::Level::Warning || level == el::Level::Error;
+            keep(line, isUrgent);
+            // The library counts the lines of each level.
+            if (message.logger()->isFlushNeeded(level) || isUrgent || waiting_.size() >= mostWaiting) {
+                write(settings.fileStream(level), *message.logger(), level);
+            }
+        }
+        if (settings.toStandardOutput(level)) {
+            std::cout << line << std::flush;
+        }
+    }
+
+  private:
+    // Without room on the disk the first lines wait, and warnings for longer than others.
+    void keep(const std::string& line, bool isUrgent) {
+        if (waiting_.size() < (isUrgent ? 2 * mostWaiting : mostWaiting)) {
+            waiting_ += line;
+        } else {
+            ++lost_;
+        }
+    }
+
+    // Either all lines that wait get to the file, or none.
+    void write(std::fstream* file, el::Logger& logger, el::Level level) {
+        if (!file->is_open()) {
+            file->open(logFileName, std::ios::app);
+        }
+        std::error_code none;
+        const std::uintmax_t size = std::filesystem::file_size(logFileName, none);
+        file->write(waiting_.data(), static_cast<std::streamsize>(waiting_.size()));
+        file->flush();
+        if (file->fail()) {
+            file->close();
+            if (!none && std::filesystem::file_size(logFileName, none) > size && !none) {
+                std::filesystem::resize_file(logFileName, size, none);
+            }
+            return;
+        }
+        waiting_.clear();
+        missingLines.fetch_add(lost_, std::memory_order_relaxed);
+        lost_ = 0;
+        // What has no position, such as a pipe, is never full.
+        if (file->tellp() >= 0) {
+            logger.flush(level, file);  // turns a full file, and counts this level's lines anew
+        }
+    }
+
+    static constexpr std::size_t mostWaiting = 8 * 1024;  // bytes
+    std::string waiting_;                                 // whole lines, in their order
+    std::uint64_t lost_ = 0;                              // lines since the disk is full
 };
 
 el::Configurations makeConfiguration(bool cli, bool verbose) {
@@ -95,7 +167,9 @@ int configureLogs(bool cli, bool verbose) {
     el::Helpers::installPreRollOutCallback([](const char* filename, std::size_t size) {
         RotationHandler(filename, static_cast<unsigned>(size));
     });
-    el::Helpers::installLogDispatchCallback<stream_revival>("stream_revival");
+    el::Helpers::installLogDispatchCallback<line_writer>("line_writer");
+    el::Helpers::uninstallLogDispatchCallback<el::base::DefaultLogDispatchCallback>(
+        "DefaultLogDispatchCallback");
     el::Loggers::reconfigureLogger(el::base::consts::kDefaultLoggerId, configuration);
     lowestLevel.store(static_cast<int>(verbose ? log_level_e::debug : log_level_e::info),
                       std::memory_order_relaxed);
@@ -128,12 +202,19 @@ bool isLogLevelEnabled(log_level_e level) {
     return static_cast<int>(level) >= lowestLevel.load(std::memory_order_relaxed);
 }
 
+void logger_detail::append(std::string& line, escaped_s part) {
+    appendPrintable(part.text, longestEscapedText, &line);
+}
+
 void logLine(log_level_e level, std::string_view unit, std::string_view text) {
     if (!isLogLevelEnabled(level)) {
         return;
     }
+    std::string joined = std::string(unit).append(text.substr(0, longestLine));
+    if (text.size() > longestLine) {
+        appendCutNote(text.size(), &joined);
+    }
     // A view, since of a string the library takes no more than up to the first NUL.
-    const std::string joined = std::string(unit).append(text);
     const std::string_view line = joined;
     switch (level) {
         case log_level_e::debug:
@@ -148,6 +229,9 @@ void logLine(log_level_e level, std::string_view unit, std::string_view text) {
         case log_level_e::error:
             LOG(ERROR) << line;
             break;
+    }
+    if (const std::uint64_t missing = missingLines.exchange(0, std::memory_order_relaxed); missing != 0) {
+        logUncountedWarning("logger", " the log file could not be written: ", missing, " lines are missing");
     }
 }
 

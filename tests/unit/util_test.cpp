@@ -2,6 +2,11 @@
 #include "util.hpp"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <tuple>
+
+#include "support/temp_dir.hpp"
 
 namespace {
 
@@ -65,6 +70,75 @@ TEST(Util, FormattedTextIsCutAt999Characters) {
     sprintfStrAppend(&text, "%s%d", text.c_str(), 7);
     EXPECT_EQ(text, std::string(2 * 999, 'x')) << "cut at 999 each";
     EXPECT_EQ(sprintfStr("%lc", static_cast<wint_t>(0x20AC)), "\nERROR: vsnprintf() problem.\n");
+}
+
+TEST(Util, PrintableTextStaysOnItsLineAndWithinItsLimit) {
+    const std::tuple<std::string, std::size_t, std::string> cases[] = {
+        {"a\\n\xC3\xA9\xE2\x82\xAC\xF0\x9F\x93\xA1", 99, "a\\n\xC3\xA9\xE2\x82\xAC\xF0\x9F\x93\xA1"},
+        {std::string("\n\r\t\0\x1B\x7F", 6), 99, R"(\n\r\t\x00\x1b\x7f)"},
+        // a control character above 127, a lone byte, an overlong form, a surrogate, the end within one
+        {"\xC2\x9B\x83\xC0\xAF\xED\xA0\x80\xE2\x82", 99, R"(\xc2\x9b\x83\xc0\xaf\xed\xa0\x80\xe2\x82)"},
+        {"1234", 4, "1234"},
+        {"12345", 4, "1234... (cut, 5 bytes in all)"},
+        {"123\xC3\xA9", 4, "123... (cut, 5 bytes in all)"},
+        {"123\n", 4, "123... (cut, 4 bytes in all)"}};
+    for (const auto& [text, limit, printable] : cases) {
+        std::string out = "> ";
+        appendPrintable(text, limit, &out);
+        EXPECT_EQ(out, "> " + printable);
+    }
+}
+
+TEST(Util, FilesAreReadAndReplacedWhole) {
+    namespace fs = std::filesystem;
+    const temp_dir_s directory;
+    fs::current_path(directory.path);
+    writeTextFile("old", "old");
+    permissions("old", fs::perms(0640));
+    fs::create_symlink("old", "link");
+    fs::create_symlink("missing", "dangling");
+    fs::create_directories("blocked.new/within");
+    writeTextFile("blocked", "kept");
+    writeTextFile("large", "");
+    fs::resize_file("large", maxFileSize + 1);
+    fs::create_symlink("/dev/zero", "endless");
+    ASSERT_EQ(mkfifo("pipe", 0600), 0);
+    fs::create_symlink("ring", "ring");
+    using enum file_read_e;
+    // The file; how it is read, and what is told of it, or is in it; what is told when it is
+    // replaced, or nothing.
+    const std::tuple<const char*, file_read_e, std::string, std::string> cases[] = {
+        {"new", notOpened, "", ""},
+        {"old", done, "old", ""},
+        {"link", done, "new", ""},
+        {"dangling", notOpened, "", ""},
+        {"blocked", done, "kept", "blocked.new: File exists"},
+        {"large", refused, "large: larger than 16 MiB", ""},
+        {"endless", refused, "endless: not a regular file", "/dev/zero: not a regular file"},
+        {"pipe", refused, "pipe: not a regular file", "pipe: not a regular file"},
+        {".", refused, ".: not a regular file", ".: not a regular file"},
+        {"ring", notOpened, "ring: Too many levels of symbolic links",
+         "ring: Too many levels of symbolic links"},
+        {"none/file", notOpened, "", "none/file.new: No such file or directory"}};
+    for (const auto& [path, result, told, refusal] : cases) {
+        SCOPED_TRACE(path);
+        std::string content, cause;
+        EXPECT_EQ(readRegularFile(path, &content, &cause), result);
+        EXPECT_EQ(content + cause, told);
+        EXPECT_EQ(replaceFile(path, "new", &(cause = "")), refusal.empty());
+        EXPECT_EQ(cause, refusal);
+        if (result == done || refusal.empty()) {
+            EXPECT_EQ(readTextFile(path), refusal.empty() ? "new" : "kept");
+        }
+    }
+    EXPECT_EQ(fs::status("old").permissions(), fs::perms(0640));
+    EXPECT_TRUE(fs::is_symlink("link") && fs::is_symlink("dangling") && !fs::exists("old.new"));
+    std::string kept, cause;
+    EXPECT_TRUE(keepFileAs("link", ".refused", &kept, &cause));
+    EXPECT_EQ(kept + " " + readTextFile(kept), "old.refused new");
+    EXPECT_FALSE(keepFileAs("link", ".refused", &kept, &cause));
+    std::string tooLarge(maxFileSize + 1, 'x');
+    EXPECT_FALSE(replaceFile("old", tooLarge, &cause)) << "nothing would read it again";
 }
 
 TEST(Util, TimeStringsFollowZoneAndSecond) {

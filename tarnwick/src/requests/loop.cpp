@@ -203,9 +203,9 @@ int processRequests(bool cli) {
         std::string request;
         std::string reply;
         GetNextRequest(&msg, &request, cli);
-        logInfo("requests", " Request: ", request);
+        logInfo("requests", " Request: ", escaped_s{request});
         rc = ProcessRequest(&request, &reply);
-        logInfo("requests", " Response: ", reply);
+        logInfo("requests", " Response: ", escaped_s{reply});
         SendReply(msg, &reply);
     }
     close(database_timer);

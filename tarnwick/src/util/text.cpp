@@ -34,7 +34,64 @@ std::vector<std::string> splitOnRuns(std::string_view text, IsDelimiter isDelimi
     *out += length < 0 ? "\nERROR: vsnprintf() problem.\n" : buffer;
 }
 
+// Bytes of the printable character that a text begins with, in UTF-8 (RFC 3629); 0 for
+// a control character and for what is no UTF-8.
+std::size_t printableLength(std::string_view text) {
+    const auto byteAt = [text](std::size_t i) { return static_cast<unsigned char>(text[i]); };
+    const unsigned char first = byteAt(0);
+    if (first < 0x80) {
+        return first >= ' ' && first != 0x7F ? 1 : 0;
+    }
+    const std::size_t size = first < 0xE0 ? 2 : first < 0xF0 ? 3 : 4;
+    if (first < 0xC0 || first > 0xF7 || text.size() < size) {
+        return 0;
+    }
+    std::uint32_t code = first & (0x7FU >> size);
+    for (std::size_t i = 1; i < size; ++i) {
+        if ((byteAt(i) & 0xC0) != 0x80) {
+            return 0;
+        }
+        code = code << 6 | (byteAt(i) & 0x3FU);
+    }
+    // By size. Up to U+009F stand control characters; less than the others is an overlong form.
+    constexpr std::uint32_t lowest[] = {0, 0, 0xA0, 0x800, 0x10000};
+    const bool isSurrogate = code >= 0xD800 && code <= 0xDFFF;
+    return code < lowest[size] || isSurrogate || code > 0x10FFFF ? 0 : size;
+}
+
+std::string escapeOf(char byte) {
+    switch (byte) {
+        case '\n':
+            return "\\n";
+        case '\r':
+            return "\\r";
+        case '\t':
+            return "\\t";
+        default:
+            return "\\x" + hexStr({static_cast<std::uint8_t>(byte)}, 1);
+    }
+}
+
 }  // namespace
+
+void appendPrintable(std::string_view text, std::size_t limit, std::string* out) {
+    const std::size_t end = out->size() + limit;
+    for (std::size_t at = 0; at < text.size();) {
+        const std::size_t length = printableLength(text.substr(at));
+        const std::string escape = length == 0 ? escapeOf(text[at]) : "";
+        const std::string_view next = length == 0 ? escape : text.substr(at, length);
+        if (out->size() + next.size() > end) {
+            appendCutNote(text.size(), out);
+            return;
+        }
+        *out += next;
+        at += std::max<std::size_t>(length, 1);
+    }
+}
+
+void appendCutNote(std::size_t size, std::string* out) {
+    *out += "... (cut, " + std::to_string(size) + " bytes in all)";
+}
 
 std::vector<std::string> tokenizeRequestByWhitespace(const std::string* request) {
     return splitOnRuns(*request, isSpace);
