@@ -478,8 +478,16 @@ int handleModeRequest(std::vector<std::string>* tokens, std::string* reply);
 int parseModeRequest(const std::string& request, nlohmann::json* root, mode_configuration_s* mode,
                      std::string* reply);
 
-// Makes a request the mode in force, on the engine and in mode_config.json, or
-// leaves all as it was. Returns 0, or a negative number with the failure text.
+// Makes a request the mode in force, on the engine too, or leaves all as it was.
+// Fills `root` with the request as JSON. Returns 0 with the reply "Success", or a
+// negative number with the failure text.
+int applyModeRequest(const std::string& request, nlohmann::json* root, std::string* reply);
+
+// Writes an accepted request to mode_config.json, for the next start and for
+// "as_set". Until it is written whole the old file stands; a failure is logged.
+void storeModeRequest(nlohmann::json&& root);
+
+// Both. Returns what applyModeRequest returns; an unwritable file changes nothing.
 int configMode(const std::string* request, std::string* reply);
 
 // The mode in force as "Success: " and one line of JSON. Returns 0.

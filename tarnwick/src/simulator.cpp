@@ -11,8 +11,6 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <list>
 #include <memory>
 #include <mutex>
@@ -154,17 +152,11 @@ bool readElement(const json& element, tag_s* tag, std::string* reply) {
 // Returns the number of elements, or -1 after printing what is wrong.
 template <class Element, class Store>
 int readFile(const std::string& path, const std::string& kind, const Store& store) {
-    // Opening a pipe would wait for its writer, and nothing could end the thread.
-    std::error_code ignored;
-    std::ifstream file;
-    if (std::filesystem::is_regular_file(path, ignored)) {
-        file.open(path);
-    }
-    std::ostringstream text;
-    text << file.rdbuf();
+    std::string text;
     json document;
     std::string reply;
-    if (!file.is_open() || !parseJsonText(text.str(), &document, &reply)) {
+    if (readRegularFile(path, &text, &reply) != file_read_e::done ||
+        !parseJsonText(text, &document, &reply)) {
         say("loading ", kind, " json file failed, Invalid config file");
         return -1;
     }

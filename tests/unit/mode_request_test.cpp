@@ -80,7 +80,7 @@ TEST_F(ModeRequestTest, TheRequestIsSavedSortedAndIndented) {
 }
 
 // A file that does not hold a mode of this reader costs a warning, one that is no
-// JSON a log line; the reader then starts with the default.
+// JSON a log line; the reader then starts with the default, and keeps the file.
 TEST_F(ModeRequestTest, StartingModeComesFromTheFile) {
     const std::string noJsonLine = " Error parsing mode_config.json. Using Default configuration (";
     const std::string badLine = " Error with mode_config.json file. Using Default configuration (Failure: ";
@@ -101,6 +101,7 @@ TEST_F(ModeRequestTest, StartingModeComesFromTheFile) {
     for (const auto& [content, type, newWarnings, line] : files) {
         SCOPED_TRACE(content.substr(0, 100));
         writeTextFile("mode_config.json", quoted(content));
+        std::filesystem::remove("mode_config.json.refused");
         mode_configuration.modeTypeName = "none";
         const auto warnings = getWarningCount();
         testing::internal::CaptureStdout();
@@ -108,7 +109,16 @@ TEST_F(ModeRequestTest, StartingModeComesFromTheFile) {
         EXPECT_THAT(testing::internal::GetCapturedStdout(), testing::HasSubstr(quoted(line)));
         EXPECT_EQ(m.modeTypeName, type);
         EXPECT_EQ(getWarningCount() - warnings, newWarnings);
+        const bool isUsed = content.find("link") != content.npos;
+        EXPECT_EQ(readTextFile("mode_config.json.refused"), isUsed ? "" : quoted(content));
     }
+    // An engine that refuses the default too leaves the file to the next start.
+    take(goodRequest);
+    const std::string stored = savedRequest();
+    engine_double::failOn("RXE_setParam2", 0x401, 77);
+    EXPECT_EQ(initialRXEConfiguration(), RXE_OK);
+    EXPECT_EQ(savedRequest(), stored);
+    engine_double::failOn("RXE_setParam2", 0x401, RXE_OK);
     std::filesystem::remove("mode_config.json");
     EXPECT_EQ(initialRXEConfiguration(), RXE_OK);
     EXPECT_EQ(savedRequest(), quoted("{\n    'mode': {\n        'type': 'SIMPLE'\n    }\n}"));

@@ -61,6 +61,10 @@ TEST(Requests, startStopAndLogging) {
         timerfd_gettime(database_timer, &left);
         EXPECT_EQ(left.it_value.tv_sec == 0, called == "resume resetDb start") << "a start disarms the timer";
     }
+    std::filesystem::remove("autoStart.txt");
+    std::filesystem::create_directory("autoStart.txt");
+    EXPECT_EQ(ask("stop"), "Success");
+    EXPECT_EQ(getErrorCount(), 0U);
 }
 
 // Parameters that no sound client sends. The right ones are played from the command

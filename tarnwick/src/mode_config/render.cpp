@@ -3,13 +3,12 @@
 // made it.
 #include "mode_config/render.hpp"
 
-#include <fstream>
 #include <nlohmann/json.hpp>
-#include <sstream>
 
 #include "json_fields.hpp"
 #include "mode_config/parser.hpp"
 #include "mode_config/words.hpp"
+#include "util.hpp"
 
 using nlohmann::json;
 
@@ -219,16 +218,15 @@ json renderMode(method_t method) {
 
 // The request that made the mode in force, from the file that keeps it.
 void readRequest(std::string* reply) {
-    std::ifstream file(modeFile);
-    if (!file.is_open()) {
+    std::string text;
+    json document;
+    std::string reason;
+    const file_read_e result = readRegularFile(modeFile, &text, &reason);
+    if (result == file_read_e::notOpened) {
         *reply = "Failure: could not open mode_config.json";
         return;
     }
-    std::ostringstream text;
-    text << file.rdbuf();
-    json document;
-    std::string reason;
-    if (!parseJsonText(text.str(), &document, &reason)) {
+    if (result == file_read_e::refused || !parseJsonText(text, &document, &reason)) {
         *reply = "Failure: Unable to get mode as_set";
         return;
     }

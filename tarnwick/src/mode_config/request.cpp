@@ -1,14 +1,18 @@
 // SPDX-License-Identifier: MIT
 // A mode request: the keys in their order, the rules between them, and the
 // moment in which the new mode takes the place of the old.
-#include <fstream>
+#include <iomanip>
 #include <nlohmann/json.hpp>
+#include <ostream>
+#include <stdexcept>
+#include <streambuf>
 
 #include "logger.hpp"
 #include "mode_config/parser.hpp"
 #include "radio.hpp"
 #include "reader_model.hpp"
 #include "rxe_intfc.hpp"
+#include "util.hpp"
 
 using nlohmann::json;
 
@@ -412,12 +416,37 @@ int commit(const mode_configuration_s& mode, std::string* reply) {
     return 0;
 }
 
-// The request for the next start and for "as_set". A file that cannot be written
-// costs the client nothing but these.
-void saveRequest(json&& root) {
-    json document = json::object();
-    document["mode"] = std::move(root);
-    std::ofstream(modeFile) << document.dump(4);
+// Takes text up to the size that the next start reads, and throws beyond it: the
+// indentation of a few megabytes, deeply nested, would be gigabytes.
+class bounded_text : public std::streambuf {
+  public:
+    std::string text;
+
+  private:
+    std::streamsize xsputn(const char* more, std::streamsize count) override {
+        if (text.size() + static_cast<std::size_t>(count) > maxFileSize) {
+            throw std::length_error("too large");
+        }
+        text.append(more, static_cast<std::size_t>(count));
+        return count;
+    }
+    int_type overflow(int_type next) override {
+        const char character = traits_type::to_char_type(next);
+        return xsputn(&character, 1) == 1 ? next : traits_type::eof();
+    }
+};
+
+// Indented by 4 for people to read, or on one line where that would be too large.
+std::string fileText(const json& document) {
+    bounded_text out;
+    std::ostream stream(&out);
+    stream.exceptions(std::ios::badbit);  // lets the exception through
+    try {
+        stream << std::setw(4) << document;
+    } catch (const std::length_error&) {
+        return document.dump();
+    }
+    return std::move(out.text);
 }
 
 }  // namespace
@@ -438,18 +467,30 @@ int parseModeRequest(const std::string& request, json* root, mode_configuration_
     return 0;
 }
 
-int configMode(const std::string* request, std::string* reply) {
-    logInfo(unit, " Reading in Mode Request ", *request);
+int applyModeRequest(const std::string& request, json* root, std::string* reply) {
+    logInfo(unit, " Reading in Mode Request ", escaped_s{request});
     mode_configuration_s mode;
+    const int refused = parseModeRequest(request, root, &mode, reply);
+    return refused != 0 ? refused : commit(mode, reply);
+}
+
+// The client is not told of a failure, and the counters are as they were.
+void storeModeRequest(json&& root) {
+    json document = json::object();
+    document["mode"] = std::move(root);
+    std::string cause;
+    if (!replaceFile(modeFile, fileText(document), &cause)) {
+        logUncountedError(unit, " the mode is in force, but not stored for the next start: ", cause);
+    }
+}
+
+int configMode(const std::string* request, std::string* reply) {
     json root;
-    if (const int refused = parseModeRequest(*request, &root, &mode, reply); refused != 0) {
-        return refused;
+    const int refused = applyModeRequest(*request, &root, reply);
+    if (refused == 0) {
+        storeModeRequest(std::move(root));
     }
-    if (const int refused = commit(mode, reply); refused != 0) {
-        return refused;
-    }
-    saveRequest(std::move(root));
-    return 0;
+    return refused;
 }
 
 int handleModeRequest(std::vector<std::string>* tokens, std::string* reply) {

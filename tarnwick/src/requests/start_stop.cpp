@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The commands "start" and "stop". Whether the radio runs is the engine's
 // knowledge: it is asked each time and nothing is remembered here.
+#include "logger.hpp"
 #include "radio.hpp"
 #include "requests.hpp"
 #include "rxe.h"
@@ -13,20 +14,22 @@
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
 
 namespace {
 
 // Read by the software that starts this process: whether the radio is to be
-// started too. In the working directory, without a newline. An unwritable file
-// is not noticed.
+// started too. In the working directory, without a newline.
 constexpr const char* autoStartFile = "autoStart.txt";
 
 constexpr const char* startOngoing =
     "Failure: Start currently ongoing. Issue a stop prior to issuing a start.";
 
+// A failure shows in the log alone: neither the reply nor the counters tell of it.
 void recordAutoStart(std::string_view wanted) {
-    std::ofstream(autoStartFile, std::ios::trunc) << wanted;
+    std::string cause;
+    if (!replaceFile(autoStartFile, wanted, &cause)) {
+        logUncountedError("requests", " autoStart.txt does not tell the last start or stop: ", cause);
+    }
 }
 
 // Fills the reply when the engine refused. Returns whether it did.

@@ -1,9 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The known state that every mode starts from, and the starting mode.
 #include <algorithm>
-#include <fstream>
 #include <nlohmann/json.hpp>
-#include <sstream>
 
 #include "json_fields.hpp"
 #include "logger.hpp"
@@ -11,6 +9,7 @@
 #include "reader_model.hpp"
 #include "rxe_intfc.hpp"
 #include "rxe_intfc/parameter_io.hpp"
+#include "util.hpp"
 
 namespace {
 
@@ -93,29 +92,74 @@ RXE_API_STATUS runAll(RXE_API_STATUS (*const (&steps)[size])()) {
 
 constexpr const char* defaultRequest = R"({"type":"SIMPLE"})";
 
-// The mode request of the last run; the default when there is none to be had.
-std::string startingRequest() {
-    std::ifstream file(modeFile);
-    if (!file) {
-        return defaultRequest;
-    }
-    std::ostringstream text;
-    text << file.rdbuf();
-    nlohmann::json document;
-    std::string reason;
-    if (!parseJsonText(text.str(), &document, &reason)) {
-        logInfo(unit, " Error parsing mode_config.json. Using Default configuration (", reason, ")");
-        return defaultRequest;
-    }
-    const auto mode = document.find("mode");
-    return mode == document.end() ? defaultRequest : mode->dump();
+bool isSuccess(const std::string& reply) {
+    return reply.find("Success") != std::string::npos;
 }
 
-// Has a mode request carried out as if a client had sent it. Returns the reply.
+// What the last run has left. A file that cannot be used is still worth keeping,
+// unless it tells nothing but the default.
+struct starting_mode_s {
+    std::string request = defaultRequest;
+    bool isFromFile = false;
+    bool isWorthKeeping = false;
+};
+
+starting_mode_s startingMode() {
+    std::string text;
+    std::string reason;
+    if (readRegularFile(modeFile, &text, &reason) != file_read_e::done) {
+        if (reason.empty()) {
+            return {};  // the first start
+        }
+        logUncountedWarning(unit, " The stored mode is not used: ", reason);
+        return {.isWorthKeeping = true};
+    }
+    nlohmann::json document;
+    if (!parseJsonText(text, &document, &reason)) {
+        logInfo(unit, " Error parsing mode_config.json. Using Default configuration (", escaped_s{reason},
+                ")");
+        return {.isWorthKeeping = !text.empty()};
+    }
+    const auto mode = document.find("mode");
+    if (mode == document.end()) {
+        return {.isWorthKeeping = true};
+    }
+    const std::string request = mode->dump();
+    return {request, true, request != defaultRequest};
+}
+
+// Moves the stored mode out of the way of the default. Returns whether it is safe.
+bool keepStoredMode() {
+    std::string kept;
+    std::string cause;
+    if (!keepFileAs(modeFile, ".refused", &kept, &cause)) {
+        logUncountedError(unit, " The default mode is not stored, since the stored mode cannot be kept as ",
+                          kept, ": ", cause);
+        return false;
+    }
+    logUncountedWarning(unit, " The stored mode could not be applied. It is kept as ", kept);
+    return true;
+}
+
+// Has a mode request carried out as if a client had sent it.
 std::string requestMode(const std::string& request) {
     std::vector<std::string> tokens{"mode", request};
     std::string reply;
     handleModeRequest(&tokens, &reply);
+    return reply;
+}
+
+// The same with the default in the place of a stored mode. When that fails as well,
+// the next start finds the stored mode where it was.
+std::string requestDefault(bool isStoredWorthKeeping) {
+    if (!isStoredWorthKeeping) {
+        return requestMode(defaultRequest);
+    }
+    nlohmann::json root;
+    std::string reply;
+    if (applyModeRequest(defaultRequest, &root, &reply) == 0 && keepStoredMode()) {
+        storeModeRequest(std::move(root));
+    }
     return reply;
 }
 
@@ -133,14 +177,15 @@ RXE_API_STATUS baselineRXEConfiguration(bool full) {
 
 RXE_API_STATUS initialRXEConfiguration() {
     const RXE_API_STATUS status = baselineRXEConfiguration(true);
-    const std::string request = startingRequest();
-    logInfo(unit, " Initial Config: ", request);
-    const std::string reply = requestMode(request);
-    logInfo(unit, " Response: ", reply);
-    if (reply.find("Success") == std::string::npos) {
-        logCountedWarning(unit, " Error with mode_config.json file. Using Default configuration (", reply,
-                          ")");
-        requestMode(defaultRequest);
+    const starting_mode_s start = startingMode();
+    logInfo(unit, " Initial Config: ", escaped_s{start.request});
+    const std::string reply =
+        start.isFromFile ? requestMode(start.request) : requestDefault(start.isWorthKeeping);
+    logInfo(unit, " Response: ", escaped_s{reply});
+    if (!isSuccess(reply)) {
+        logCountedWarning(unit, " Error with mode_config.json file. Using Default configuration (",
+                          escaped_s{reply}, ")");
+        requestDefault(start.isWorthKeeping);
     }
     return status;
 }
