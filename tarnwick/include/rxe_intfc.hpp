@@ -134,6 +134,9 @@ std::vector<std::string_view> getCustomFieldNames(std::uint32_t mask);
 // the status to report; the radio is then closed. Once, at start-up.
 RXE_API_STATUS initRXEConnection();
 
+// Why that failed, as one clause for the log.
+const std::string& connectionFailureCause();
+
 // Closes the radio's sockets and disconnects the engine.
 void closeRXEConnection();
 

@@ -75,6 +75,8 @@ int main(int argc, char** argv) {
         if (const int rc = initRXEConnection(); rc != 0) {
             failed(" Failed to initiazlize rxe: ", rc,
                    " - is another application connected to RXE (LLRP, TW)?");
+            // The line has always asked that, whatever the cause is.
+            logUncountedError("main", " the cause: ", escaped_s{connectionFailureCause()});
             closeZMQ();
             return 0;
         }

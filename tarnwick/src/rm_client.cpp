@@ -74,6 +74,22 @@ char custom_sessionID[128] = "";
 
 constexpr std::size_t macTextLength = 17;
 
+// What managementFailure gives, NUL-terminated.
+char m_failure[256] = "";
+
+// Leaves errno as it is, for the line that follows.
+void noteFailure(const char* what, const char* detail = "") {
+    const int error = errno;
+    std::snprintf(m_failure, sizeof m_failure, "the Reader Management server at 127.0.0.1:%d %s%s",
+                  int{serverPort}, what, detail);
+    errno = error;
+}
+
+// The text of an error of the connection; one of time says how long.
+const char* reasonOf(int error) {
+    return error == EAGAIN || error == EINPROGRESS ? "nothing came within 5 s" : std::strerror(error);
+}
+
 // One line on standard output, where the person who starts the reader looks.
 [[gnu::format(printf, 1, 2)]] void printLine(const char* format, ...) {
     va_list arguments;
@@ -195,6 +211,7 @@ int readFloat(const std::string& reply, const char* xpath, float* out) {
 // is well-formed.
 void printError(const std::string& reply, unsigned long code, int* customError) {
     std::printf("error code: %d, ", static_cast<int>(code));
+    noteFailure("answered with error code ", std::to_string(static_cast<int>(code)).c_str());
     std::string text;
     if (readText(reply, "/g1:reply/g1:error/g1:name", &text) == 0) {
         std::printf("name: %s, ", text.c_str());
@@ -237,8 +254,11 @@ int exchange(std::string* reply) {
 xmlNodePtr beginQuery(int id, const char* command, const char* targetName = nullptr,
                       bool antennaReadPoint = false) {
     if (GetMacAddress("eth0") != 0) {
+        std::snprintf(m_failure, sizeof m_failure, "the hardware address of eth0 cannot be read: %s",
+                      std::strerror(errno));
         return nullptr;
     }
+    noteFailure("sent a reply without what it was asked for");  // unless a step below knows better
     clearXMLvariables();
     CreateBrixRMHeader(id, false, targetName, antennaReadPoint, true);
     return addElement(m_pBrixRMRDNode, command);
@@ -254,6 +274,10 @@ int askReaderForText(int id, const char* command, const char* xpath, std::string
 }
 
 }  // namespace
+
+const char* managementFailure() {
+    return m_failure;
+}
 
 int getReaderDetails(std::string* mac, std::string* hostName) {
     if (askReaderForText(detailsAndCableId, "brixrm:getReaderDetails",
@@ -402,6 +426,7 @@ int processRMRequest(const char* request, char* reply) {
     }
     const descriptor server(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
     if (server.get() < 0) {
+        noteFailure("cannot be reached: ", std::strerror(errno));
         printLine("Failed to create socket for RM Server interface");
         return 1;
     }
@@ -413,10 +438,12 @@ int processRMRequest(const char* request, char* reply) {
     address.sin_port = htons(serverPort);
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     if (connect(server.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+        noteFailure("cannot be reached: ", reasonOf(errno));
         printLine("Error in RM Server socket connection:%s", std::strerror(errno));
         return 2;
     }
     if (send(server.get(), request, std::strlen(request), MSG_NOSIGNAL) < 0) {
+        noteFailure("takes no request: ", reasonOf(errno));
         printLine("RM Server request error:%s", std::strerror(errno));
         int pending = 0;
         socklen_t size = sizeof pending;
@@ -427,10 +454,12 @@ int processRMRequest(const char* request, char* reply) {
     errno = 0;  // for the text of a close, which is no error
     const ssize_t received = recv(server.get(), reply, rmReplyBufferSize - 1, 0);
     if (received < 0) {
+        noteFailure("gave no answer: ", reasonOf(errno));
         printLine("RM socket read error:%s", std::strerror(errno));
         return 3;
     }
     if (received == 0) {
+        noteFailure("gave no answer: it closed the connection");
         printLine("RM socket closed by server:%s", std::strerror(errno));
         return 4;
     }
@@ -447,6 +476,7 @@ int processRMRequest(const char* request, char* reply) {
 int ProcessRMResponse(const std::string& reply, int* result, int* customError) {
     std::string text;
     if (readText(reply, "/g1:reply/g1:resultCode", &text) != 0) {
+        noteFailure("sent something else than a reply");
         printLine("Invalid RM Response no response code tag in response");
         return 1;
     }

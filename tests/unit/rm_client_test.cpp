@@ -83,23 +83,27 @@ TEST(RmClient, AnswersOfManyKinds) {
     const std::string all =
         "<rm:error><rm:name>N</rm:name><rm:description>D</rm:description>"
         "<v:customErrorCode>42</v:customErrorCode></rm:error>";
-    // The answer, the result, and a part of what stands on standard output.
-    const std::tuple<std::string, int, const char*> cases[] = {
-        {"", -1, "RM socket closed by server:"},
+    const char* const noReply = "something else than a reply";
+    // The answer, the result, a part of what stands on standard output, and the cause.
+    const std::tuple<std::string, int, const char*, std::string> cases[] = {
+        {"", -1, "RM socket closed by server:", "closed the connection"},
         // a value in spite of an error, an error with all its parts, no value
         {managementReply("<rm:error><rm:name>BUSY</rm:name></rm:error>" + device, "5"), -1,
-         "error code: 5, name: BUSY, Invalid RM Response: no error description tag in response\n"},
-        {managementReply(all, "1"), -1, "error code: 1, name: N, desc: D, custom error code: 42\n"},
-        {reader(""), -1, ""},
-        {open, -1, "Invalid RM Response no response code tag in response\n"},
+         "error code: 5, name: BUSY, Invalid RM Response: no error description tag in response\n",
+         "answered with error code 5"},
+        {managementReply(all, "1"), -1, "error code: 1, name: N, desc: D, custom error code: 42\n",
+         "error code 1"},
+        {reader(""), -1, "", "without what it was asked for"},
+        {open, -1, "Invalid RM Response no response code tag in response\n", noReply},
         // without the mark "reply>"; then too long, and ending with the buffer
-        {open + "</rm:reply >", 0, ""},
-        {good + "<rest", 0, ""},
-        {std::string(4096, 'x'), -1, "Invalid RM Response"},
-        {open + std::string(4096 - good.size(), ' ') + "</rm:reply>", 0, ""},
-        {"<!DOCTYPE r [<!ENTITY e 'x'>]>" + reader(value("getModel", "&e;")), -1, "Invalid RM Response"},
+        {open + "</rm:reply >", 0, "", ""},
+        {good + "<rest", 0, "", ""},
+        {std::string(4096, 'x'), -1, "Invalid RM Response", noReply},
+        {open + std::string(4096 - good.size(), ' ') + "</rm:reply>", 0, "", ""},
+        {"<!DOCTYPE r [<!ENTITY e 'x'>]>" + reader(value("getModel", "&e;")), -1, "Invalid RM Response",
+         noReply},
     };
-    for (const auto& [answer, result, printed] : cases) {
+    for (const auto& [answer, result, printed, cause] : cases) {
         SCOPED_TRACE(answer);
         const ManagementDouble server({answer});
         std::string text = "untouched";
@@ -109,6 +113,7 @@ TEST(RmClient, AnswersOfManyKinds) {
         EXPECT_NE(testing::internal::GetCapturedStdout().find(printed), std::string::npos);
         EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
         EXPECT_EQ(text, result == 0 ? "PN5100" : "untouched");
+        EXPECT_NE(std::string(managementFailure()).find(cause), std::string::npos) << managementFailure();
     }
 }
 
@@ -118,6 +123,8 @@ TEST(RmClient, ResultsOfOneExchange) {
     EXPECT_EQ(processRMRequest("", answer), 0);
     EXPECT_STREQ(answer, "untouched");
     EXPECT_EQ(processRMRequest("<x/>", answer), 2) << "nobody listens";
+    EXPECT_STREQ(managementFailure(),
+                 "the Reader Management server at 127.0.0.1:50009 cannot be reached: Connection refused");
 
     const ManagementDouble server({"", "", "<r>"});
     sendFails = true;

@@ -140,6 +140,8 @@ TEST_F(RxeConnectionTest, EachFailureEndsItWithItsStatusAndItsLine) {
         const auto complaints = getErrorCount() + getWarningCount();
         testing::internal::CaptureStdout();
         EXPECT_EQ(initRXEConnection(), row.result);
+        const char* const cause = row.id < 0 ? "error code 5" : row.call.empty() ? " ports" : "status 77 (";
+        EXPECT_TRUE(row.result == 0 || connectionFailureCause().find(cause) != std::string::npos);
         const std::string log = testing::internal::GetCapturedStdout();
         EXPECT_NE(log.find(" rxe_intfc" + row.log + "\n"), std::string::npos) << log;
         EXPECT_EQ(log.find("rxe_intfc Response: "), log.rfind("rxe_intfc Response: "))

@@ -181,6 +181,8 @@ std::uint16_t env_to_lP(std::uint8_t environment) {
     float channelWidth = 0;
     if (getActiveRegionNameAndChannelWidth(&region, &channelWidth) != 0) {
         logCountedError("mode_config", " Cannot connect to RM to get region name and channel width");
+        logUncountedError("mode_config", " the cause: ", managementFailure(), "; link profile ",
+                          DEFAULT_LINK_PROFILE, " is taken");
         return DEFAULT_LINK_PROFILE;
     }
     const bool autoDetect = thisModel().linkProfilesNeedAutoDetect && isAutoDetectSupported();

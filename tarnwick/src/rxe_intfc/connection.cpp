@@ -52,9 +52,27 @@ struct connect_context_s {
 // A step returns 0 or the status that ends the connection.
 using connect_step_t = RXE_API_STATUS (*)(connect_context_s*);
 
+// Why the connection failed, as one clause. Main thread.
+std::string failureCause;
+
 // A failure with a text of its own: counted, logged, and the status passed on.
 RXE_API_STATUS fail(std::string_view text, RXE_API_STATUS status = connectFailure) {
     logCountedError(unit, text);
+    return status;
+}
+
+// A failure of the management server, which has its cause ready.
+RXE_API_STATUS failManagement(std::string_view text) {
+    failureCause = managementFailure();
+    return fail(text);
+}
+
+// Remembers what the engine refused, if it did. Returns the status.
+RXE_API_STATUS note(const char* what, RXE_API_STATUS status) {
+    if (status != RXE_OK) {
+        failureCause = std::string("the radio engine refused ") + what + ": status " +
+                       std::to_string(static_cast<int>(status)) + " (" + RXE_strerror(status) + ")";
+    }
     return status;
 }
 
@@ -63,7 +81,7 @@ RXE_API_STATUS fail(std::string_view text, RXE_API_STATUS status = connectFailur
 RXE_API_STATUS learnLibraryVersion(connect_context_s* my) {
     logInfo(unit, " initializing RXE Connection");
     char* text = nullptr;
-    const RXE_API_STATUS status = RXE_getAPIVerNum(&my->library, &text);
+    const RXE_API_STATUS status = note("RXE_getAPIVerNum", RXE_getAPIVerNum(&my->library, &text));
     if (status == RXE_OK) {
         const REL_VERSION_s& version = my->library;
         set_radio_api_version_string(version.major, version.minor, version.patch, version.build);
@@ -75,11 +93,12 @@ RXE_API_STATUS learnLibraryVersion(connect_context_s* my) {
 RXE_API_STATUS openLink(connect_context_s*) {
     char device[] = "/dev/ttyS1";
     constexpr unsigned long baud = 460800;
-    return noteFailure(RXE_connect(device, baud));
+    return noteFailure(note("RXE_connect for /dev/ttyS1", RXE_connect(device, baud)));
 }
 
 RXE_API_STATUS learnFirmwareVersion(connect_context_s* my) {
-    const RXE_API_STATUS status = rxe_intfc::readParameter(RXE_PARAM_FW_VERSION, &my->firmware);
+    const RXE_API_STATUS status =
+        note("a read of its version", rxe_intfc::readParameter(RXE_PARAM_FW_VERSION, &my->firmware));
     if (status == RXE_OK) {
         const REL_VERSION_s& version = my->firmware;
         set_radio_fw_version_string(version.major, version.minor, version.patch, version.build);
@@ -119,21 +138,21 @@ RXE_API_STATUS waitForManagement(connect_context_s*) {
 
 RXE_API_STATUS learnModel(connect_context_s* my) {
     if (getModel(&modelName) != 0) {
-        return fail(" Cannot connect to RM to get Model");
+        return failManagement(" Cannot connect to RM to get Model");
     }
     const std::string_view asicName = thisModel().asicName;
     if (my->firmware.major == 2 && !asicName.empty()) {
         modelName = asicName;
     }
-    logInfo(unit, " Reader is model: ", modelName);
+    logInfo(unit, " Reader is model: ", escaped_s{modelName});
     return RXE_OK;
 }
 
 RXE_API_STATUS learnStandard(connect_context_s*) {
     if (getActiveStandardName(&regulatory_standard) != 0) {
-        return fail(" Cannot connect to RM to get regulatory standard");
+        return failManagement(" Cannot connect to RM to get regulatory standard");
     }
-    logInfo(unit, " Reader is using ", regulatory_standard, " regulatory standard");
+    logInfo(unit, " Reader is using ", escaped_s{regulatory_standard}, " regulatory standard");
     return RXE_OK;
 }
 
@@ -169,9 +188,10 @@ RXE_API_STATUS learnReaderDetails(connect_context_s* my) {
     int ports = 0;
     int source = 0;
     if (getReaderDetails(&ports, &my->reportedPower, &source) != 0) {
-        return fail(" Cannot connect to RM to get Reader Details");
+        return failManagement(" Cannot connect to RM to get Reader Details");
     }
     if (ports < 0 || ports > maxPorts) {
+        failureCause = "the Reader Management server gives this reader " + std::to_string(ports) + " ports";
         return fail(" Reader claims to have " + std::to_string(ports) +
                     " antennas but we only expect up to " + std::to_string(maxPorts));
     }
@@ -189,7 +209,8 @@ RXE_API_STATUS learnReaderDetails(connect_context_s* my) {
 // ------------------------------------------------------------ the facts into the radio
 
 RXE_API_STATUS tellAntennaCount(connect_context_s*) {
-    if (!thisModel().takesAntennaCount || RXE_setParam(RXE_PARAM_NUM_ANTENNAS, &max_ants) == RXE_OK) {
+    if (!thisModel().takesAntennaCount ||
+        note("the number of antennas", RXE_setParam(RXE_PARAM_NUM_ANTENNAS, &max_ants)) == RXE_OK) {
         return RXE_OK;
     }
     if (rxeAntennaCheckSupported) {
@@ -203,7 +224,8 @@ RXE_API_STATUS tellAntennaCount(connect_context_s*) {
 // this ends the connection although it is only a warning.
 RXE_API_STATUS tellAntennaCheck(connect_context_s*) {
     std::uint8_t interval = 5;
-    if (!rxeAntennaCheckSupported || RXE_setParam(RXE_PARAM_ANTENNA_CHECK, &interval) == RXE_OK) {
+    if (!rxeAntennaCheckSupported || note("the interval of the antenna check",
+                                          RXE_setParam(RXE_PARAM_ANTENNA_CHECK, &interval)) == RXE_OK) {
         return RXE_OK;
     }
     logCountedWarning(unit, " Failed to set the antennaCheckInterval, could be old RXE FW");
@@ -217,7 +239,7 @@ RXE_API_STATUS tellCableLosses(connect_context_s* my) {
         int lossPerHundredFt = 0;
         int cableLength = 0;
         if (getCableLossCompensation(antenna, &lossPerHundredFt, &cableLength) != 0) {
-            return fail(" Cannot connect to RM to get Cable Loss Compensation");
+            return failManagement(" Cannot connect to RM to get Cable Loss Compensation");
         }
         std::int16_t& loss = cable_loss_compensation_x_10[static_cast<std::size_t>(antenna)];
         const long long tenths = static_cast<long long>(cableLength) * lossPerHundredFt / 10;
@@ -231,7 +253,8 @@ RXE_API_STATUS tellCableLosses(connect_context_s* my) {
 
 RXE_API_STATUS learnRadioPower(connect_context_s*) {
     std::uint32_t power = 0;
-    const RXE_API_STATUS status = RXE_getParam(RXE_PARAM_MAX_TX_POWER, &power);
+    const RXE_API_STATUS status =
+        note("a read of its largest power", RXE_getParam(RXE_PARAM_MAX_TX_POWER, &power));
     if (status != RXE_OK) {
         return fail(" Failed to get the maximum RXE transmit power", status);
     }
@@ -243,7 +266,7 @@ RXE_API_STATUS learnRadioPower(connect_context_s*) {
 // The line shows the byte as the radio gets it, as a character.
 RXE_API_STATUS tellTemperatureWarning(unsigned short id, const std::string& name) {
     std::uint8_t limit = 131;
-    const RXE_API_STATUS status = RXE_setNVMParam(id, &limit);
+    const RXE_API_STATUS status = note("the limit of a temperature warning", RXE_setNVMParam(id, &limit));
     if (status != RXE_OK) {
         return fail(" Failed to set " + name + " Hi Temperature warning", status);
     }
@@ -262,17 +285,19 @@ RXE_API_STATUS tellAmplifierWarning(connect_context_s*) {
 // --------------------------------------------------------------- channels, callback, mode
 
 RXE_API_STATUS snapshotChannels(connect_context_s*) {
-    return getInitialChannels() == RXE_OK ? RXE_OK : connectFailure;
+    return note("a read of its channels", getInitialChannels()) == RXE_OK ? RXE_OK : connectFailure;
 }
 
 RXE_API_STATUS registerCallback(connect_context_s*) {
     initial_channel_state = true;
     packetRxCount.store(0, std::memory_order_relaxed);
-    return noteFailure(RXE_setCallback(getPacket)) == RXE_OK ? RXE_OK : connectFailure;
+    const RXE_API_STATUS status = note("RXE_setCallback", RXE_setCallback(getPacket));
+    return noteFailure(status) == RXE_OK ? RXE_OK : connectFailure;
 }
 
 RXE_API_STATUS applyStartingMode(connect_context_s*) {
-    return initialRXEConfiguration() == RXE_OK ? RXE_OK : connectFailure;
+    const RXE_API_STATUS status = note("its first configuration", initialRXEConfiguration());
+    return status == RXE_OK ? RXE_OK : connectFailure;
 }
 
 // A step that fails while the link is open closes it. The array reader has its
@@ -326,6 +351,10 @@ RXE_API_STATUS initRXEConnection() {
     RXE_connected_status = true;
     RXE_still_connected = true;
     return RXE_OK;
+}
+
+const std::string& connectionFailureCause() {
+    return failureCause;
 }
 
 void closeRXEConnection() {
