@@ -108,12 +108,13 @@ std::optional<tag_frame_s> splitTagFrame(std::string_view frame) {
 }
 
 std::string decodeTextFrame(std::string_view frame) {
-    constexpr char firstPrintable = 0x20;
-    constexpr char del = 0x7f;
+    constexpr unsigned char firstPrintable = 0x20;
+    constexpr unsigned char del = 0x7f;
     std::string line;
     line.reserve(frame.size());
     for (const char c : frame) {
-        if ((c >= 0 && c < firstPrintable) || c == del) {
+        const auto byte = static_cast<unsigned char>(c);  // char has a sign on some machines only
+        if (byte < firstPrintable || byte == del) {
             line += "\\u00" + hexText(std::string_view(&c, 1));
         } else {
             line += c;

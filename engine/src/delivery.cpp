@@ -21,7 +21,7 @@ void deliver(engine_s* engine, std::uint16_t rawType, std::size_t length) {
 }
 
 void deliverAsIs(engine_s* engine, std::uint16_t rawType, std::size_t length) {
-    auto* const packet = reinterpret_cast<RXE_packet_s*>(engine->radio.packet.data());
+    RXE_packet_s* const packet = nextPacket(engine);
     packet->type = rawType;
     packet->length = static_cast<std::uint16_t>(length);
     logPacket(engine->radio.now, *packet, &engine->log);

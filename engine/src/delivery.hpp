@@ -15,6 +15,10 @@ namespace rxe {
 inline std::span<std::uint8_t> payloadRoom(engine_s* engine) {
     return std::span(engine->radio.packet).subspan(sizeof(RXE_packet_s));
 }
+// Its head, in front of that room. The array is aligned for it.
+inline RXE_packet_s* nextPacket(engine_s* engine) {
+    return static_cast<RXE_packet_s*>(static_cast<void*>(engine->radio.packet.data()));
+}
 inline byte_writer_s payloadWriter(engine_s* engine) {
     return {.out = payloadRoom(engine)};
 }

@@ -45,7 +45,7 @@ void scheduleChange(std::int64_t due, timeline_s* timeline) {
 void scheduleArrival(const scenario_s& scenario, std::size_t group, std::uint64_t number,
                      timeline_s* timeline) {
     const arrivals_s& arrivals = scenario.groups[group].arrivals;
-    const std::uint64_t draw = mix64(scenario.seed ^ mix64(group << 40 ^ ~number));
+    const std::uint64_t draw = mix64(scenario.seed ^ mix64(std::uint64_t{group} << 40 ^ ~number));
     const auto late = static_cast<std::int64_t>(unitInterval(draw) * static_cast<double>(arrivals.jitter));
     schedule({.due = arrivals.first + static_cast<std::int64_t>(number) * arrivals.every + late,
               .kind = moment_e::ARRIVAL,

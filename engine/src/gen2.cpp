@@ -200,8 +200,8 @@ tag_error_e readMemory(const tag_s& tag, std::uint8_t bank, std::size_t pointer,
         const std::size_t end = words == 0 ? XPC_WORD + 2 : pointer + words;
         for (std::size_t word = pointer; word < end; ++word) {
             const std::uint16_t value = word == XPC_WORD ? tag.xpc1 : tag.xpc2;
-            data->insert(data->end(),
-                         {static_cast<std::uint8_t>(value >> 8), static_cast<std::uint8_t>(value)});
+            data->push_back(static_cast<std::uint8_t>(value >> 8));
+            data->push_back(static_cast<std::uint8_t>(value));
         }
         return TAG_OK;
     }

@@ -191,7 +191,7 @@ tag_s makeTag(const scenario_s& scenario, std::size_t groupIndex, std::uint64_t 
         putSerial(std::span(tag.banks[BANK_TID]).last(TID_SERIAL_BYTES), serial);
     }
     setEpc(group.epc.empty() ? epcOf(group.naming, serial) : group.epc, &tag);
-    const std::uint64_t random = mix64(scenario.seed ^ mix64(groupIndex << 40 ^ (number + 1)));
+    const std::uint64_t random = mix64(scenario.seed ^ mix64(std::uint64_t{groupIndex} << 40 ^ (number + 1)));
     tag.place = placeIn(group.placement, number % group.count, group.count, random);
     tag.placedAt = tag.enters = enters;
     tag.leaves = group.arrivals.stay > FOR_EVER - enters ? FOR_EVER : enters + group.arrivals.stay;

@@ -282,7 +282,7 @@ void logShadow(engine_s* engine) {
     byte_writer_s writer = payloadWriter(engine);
     put(&writer, engine->shadowAnswered.load(std::memory_order_relaxed), 4);
     put(&writer, engine->shadowWritten.load(std::memory_order_relaxed), 4);
-    auto* const record = reinterpret_cast<RXE_packet_s*>(engine->radio.packet.data());
+    RXE_packet_s* const record = nextPacket(engine);
     record->type = TYPE_SHADOW_COUNTS;
     record->length = static_cast<std::uint16_t>(writer.size);
     logPacket(engine->radio.now, *record, &engine->log);

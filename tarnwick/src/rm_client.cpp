@@ -27,7 +27,7 @@
 
 #include "util/descriptor.hpp"
 
-constinit std::string m_pXMLRequestString;
+std::string m_pXMLRequestString;
 
 namespace {
 

@@ -231,10 +231,15 @@ void setBearing(int azimuthX10, int elevationX10, RXE_packet_s* packet) {
 
 // ---- the run
 
+// The packet that stands in a vector, which the heap has aligned for it.
+RXE_packet_s* headOf(std::vector<std::uint8_t>* packet) {
+    return static_cast<RXE_packet_s*>(static_cast<void*>(packet->data()));
+}
+
 // A packet of exactly the size that it needs.
 std::vector<std::uint8_t> packetOf(const std::string& tagId) {
     std::vector<std::uint8_t> packet(sizeof(RXE_packet_s) + maxSimulatedPayload);
-    auto* head = reinterpret_cast<RXE_packet_s*>(packet.data());
+    RXE_packet_s* head = headOf(&packet);
     buildTagPacket(tagId, 0, 0, head);
     packet.resize(sizeof(RXE_packet_s) + head->length);
     packet.shrink_to_fit();
@@ -280,7 +285,7 @@ void sendPacket(simulation_s* simulation, const sim_data_s& data) {
     }
     bearing_s bearing = target->bearing;
     add_noise(&bearing, data.stdAz, data.stdEl);
-    auto* packet = reinterpret_cast<RXE_packet_s*>(target->packet.data());
+    RXE_packet_s* packet = headOf(&target->packet);
     setBearing(toTenths(bearing.azimuth), toTenths(bearing.elevation), packet);
     getPacket(packet);
     if (++simulation->packetCount % packetsPerMessage == 0) {

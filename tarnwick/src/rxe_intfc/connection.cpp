@@ -17,8 +17,8 @@
 // Reader facts. Written here by the main thread while the engine connects, and
 // use_rxe by main() before; read by every thread afterwards.
 constinit bool use_rxe = true;
-constinit std::string modelName;
-constinit std::string regulatory_standard;
+std::string modelName;
+std::string regulatory_standard;
 constinit std::uint16_t max_ants = 14;
 constinit std::int16_t max_tx_pwr_x_10 = 270;
 constinit std::int16_t rxe_max_tx_pwr_x_10 = 270;
