@@ -63,6 +63,7 @@ int main(int argc, char** argv) {
     CLI::App app{"Stand-in for a reader's Reader Management server"};
     options_s options;
     addOptions(&app, &options);
+    app.set_version_flag("--version", "rm_server " TARNWICK_VERSION, "print the version and end");
     app.failure_message([](const CLI::App*, const CLI::Error& error) {
         return "rm_server: " + std::string(error.what()) + "; --help tells more\n";
     });

@@ -15,7 +15,7 @@ std::string zmqVersion;
 }  // namespace
 
 std::string init_app_version_string() {
-    sprintfStr(&appVersion, "tarnwick: %u.%u.%u.%u", 0U, 2U, 58U, 12U);
+    appVersion = "tarnwick: " TARNWICK_VERSION;
     return appVersion;
 }
 
