@@ -1,0 +1,5 @@
+# SPDX-License-Identifier: MIT
+set(architecture arm64)
+set(triple aarch64-linux-gnu)
+set(CMAKE_SYSTEM_PROCESSOR aarch64)
+include(${CMAKE_CURRENT_LIST_DIR}/cross.cmake)
