@@ -1,0 +1,27 @@
+# SPDX-License-Identifier: MIT
+# Target "uninstall": removes what was installed last from the directory `build`, each
+# component by its manifest, and the folders of its own that this leaves empty.
+# DESTDIR counts as it does for the installation.
+file(GLOB manifests ${build}/install_manifest*.txt)
+if(NOT manifests)
+  message(FATAL_ERROR "nothing is installed from ${build}")
+endif()
+foreach(manifest IN LISTS manifests)
+  file(STRINGS ${manifest} installed)
+  foreach(path IN LISTS installed)
+    set(path $ENV{DESTDIR}${path})
+    message(STATUS "Removing: ${path}")
+    file(REMOVE ${path})
+    cmake_path(GET path PARENT_PATH folder)
+    while(folder MATCHES "/tarnwick(/|$)")
+      file(GLOB left ${folder}/* ${folder}/.*)
+      list(FILTER left EXCLUDE REGEX "/\\.\\.?$")
+      if(left)
+        break()
+      endif()
+      file(REMOVE_RECURSE ${folder})
+      cmake_path(GET folder PARENT_PATH folder)
+    endwhile()
+  endforeach()
+  file(REMOVE ${manifest})
+endforeach()
