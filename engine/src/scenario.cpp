@@ -13,7 +13,6 @@ namespace {
 using top_key_t = key_s<scenario_s>;
 
 constexpr std::size_t MAX_GROUPS = 1000, MAX_EVENTS = 100000, MAX_FAILING = 1000;
-constexpr std::int64_t MAX_COUNT = 1000000;
 constexpr std::size_t MAX_FILE = 32U << 20;  // bytes, more than the longest lists of tags and events take
 constexpr std::size_t MAX_ENDPOINT = 100;    // a socket's file name has 107 bytes
 
