@@ -16,9 +16,14 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <mutex>
 #include <string>
 #include <string_view>
+
+// The file of the responder, and the port of tag_data when it is bound.
+inline constexpr const char* replySocketFile = "/tmp/tarnwick_rep";
+inline constexpr std::uint16_t dataPort = 5160;
 
 extern void* context;
 
@@ -38,13 +43,23 @@ struct shared_socket_s {
     void* handle = nullptr;  // null while the socket is not there; sends are then dropped
 };
 
-extern shared_socket_s tag_data;
+// tag_data, the one socket that is made anew while reports leave.
+struct data_socket_s : shared_socket_s {
+    bool outside = false;  // bound for outside subscribers (forms STRING and BINARY), or connected (OFF)
+};
+
+extern data_socket_s tag_data;
 extern shared_socket_s gpio_led;
 extern shared_socket_s radio_to_main_async;
 
 // Sends one frame without blocking. `flags` is 0 or ZMQ_SNDMORE. Returns what
 // zmq_send returns, or -1 when the socket is not there. Any thread.
 int sendShared(shared_socket_s* socket, const void* data, std::size_t size, int flags);
+
+// The same on tag_data, for a frame of the forms STRING and BINARY (`outside`) or of
+// the form OFF. A frame that the present socket is not for is dropped, and the result
+// is -1: the form may have changed since the frame was made. Any thread.
+int sendTagData(bool outside, const void* data, std::size_t size, int flags);
 
 // News for the main thread: a message of two frames, topic then payload, on
 // radio_to_main_async. Never waits: when the main thread is too far behind, the
@@ -61,12 +76,14 @@ int createZMQSocketsForMain();
 int createZMQSocketsForRadio();
 
 // Makes tag_data: bound to tcp://*:5160 for outside subscribers, or connected
-// to the local data consumer. 0 or -1. Main thread at start-up, then radio thread.
+// to the local data consumer. 0 or -1. Waits for the port, up to a second, where this
+// process has just closed it. Main thread at start-up, then radio thread.
 int createZMQSocketForData(bool bind);
 int closeZMQSocketForData();
 
 // Close in the fixed order; the first failure ends the function with -1 and
-// leaves the rest open. Main thread.
+// leaves the rest open. The reply socket's file goes only where it is still the one
+// that this process made. Main thread.
 int closeZMQSocketsForRadio();
 int closeZMQSocketsForMain();
 

@@ -4,14 +4,21 @@
 #include "logger.hpp"
 #include "requests.hpp"
 #include "util.hpp"
+#include "util/descriptor.hpp"
 
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
 #include <zmq.h>
 
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <cstdint>
-#include <cstdio>
 #include <cstring>
+#include <memory>
 #include <utility>
 
 // A socket that cannot be made ends the process in every build.
@@ -31,47 +38,119 @@ void* main_from_radio = nullptr;
 void* radio_from_main = nullptr;
 void* radio_to_main = nullptr;
 
-shared_socket_s tag_data;
+data_socket_s tag_data;
 shared_socket_s gpio_led;
 shared_socket_s radio_to_main_async;
 
 namespace {
 
-// The reply socket's file, and who may write to it.
-constexpr const char* replyFile = "/tmp/tarnwick_rep";
+// Who may write to the reply socket's file.
 constexpr const char* replyUser = "trfidadm";
 constexpr const char* replyGroup = "appsadms";
 
 // Messages that tag_data keeps for a slow subscriber before it drops new ones.
 constexpr int tagDataHighWaterMark = 2048;
 
-enum class attach_e : std::uint8_t { bind, connect };
+// The file that this process made for the reply socket. Held open, so that its number
+// goes to no other file. Main thread.
+std::unique_ptr<descriptor> ownReplyFile;
+
+// When tag_data last gave its port up. Radio thread.
+std::chrono::steady_clock::time_point portLeft;
 
 struct socket_s {
     const char* name;
     void** handle;
     std::mutex* lock;  // null for a socket that one thread uses
     int type;
-    attach_e attach;
+    int (*attach)(void* socket, const char* endpoint);  // 0, or not 0 and errno
     const char* endpoint;
     const char* failureText;  // the error text of a failed bind or connect follows
 };
 
+// Tells who listens on the reply socket's file already, if anybody does. EAGAIN: the
+// queue of callers is full.
+void tellPresentListener(const sockaddr_un& address) {
+    const descriptor probe(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    const int rc = connect(probe.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address);
+    if (rc != 0 && errno != EAGAIN) {
+        return;
+    }
+    ucred peer{};
+    socklen_t size = sizeof peer;
+    getsockopt(probe.get(), SOL_SOCKET, SO_PEERCRED, &peer, &size);
+    logCountedWarning("zmq_intfc", " ", replySocketFile,
+                      " is taken over from a process that still listens (pid ", peer.pid,
+                      "); new clients come to this one");
+}
+
+// Makes the reply socket's file in the place of whatever stands there, and its listening
+// end, which the library then owns. The library would make both itself, but would also
+// remove the file at its end, whoever had made it.
+int bindReplySocket(void* responderHandle, const char* endpoint) {
+    constexpr int waitingCallers = 100;  // as the library has it
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::strcpy(address.sun_path, replySocketFile);
+    tellPresentListener(address);
+    unlink(replySocketFile);
+    const int listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    if (listener < 0) {
+        return -1;
+    }
+    if (bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
+        listen(listener, waitingCallers) != 0) {
+        const int cause = errno;
+        close(listener);
+        errno = cause;
+        return -1;
+    }
+    ownReplyFile = std::make_unique<descriptor>(open(replySocketFile, O_PATH | O_NOFOLLOW | O_CLOEXEC));
+    zmq_setsockopt(responderHandle, ZMQ_USE_FD, &listener, sizeof listener);
+    return zmq_bind(responderHandle, endpoint);
+}
+
+// Removes the reply socket's file, unless another daemon has put its own there.
+void removeReplyFile() {
+    struct stat own {};
+    struct stat present {};
+    if (ownReplyFile != nullptr && fstat(ownReplyFile->get(), &own) == 0 &&
+        lstat(replySocketFile, &present) == 0 && own.st_dev == present.st_dev &&
+        own.st_ino == present.st_ino) {
+        unlink(replySocketFile);
+    }
+    ownReplyFile.reset();
+}
+
+// The library gives a port up on a thread of its own, some time after the socket was
+// closed; until then it is in use.
+int bindDataPort(void* socket, const char* endpoint) {
+    constexpr std::chrono::seconds patience{1};
+    constexpr useconds_t pause = 5'000;  // microseconds
+    const auto deadline = portLeft + patience;
+    int rc = zmq_bind(socket, endpoint);
+    while (rc != 0 && errno == EADDRINUSE && std::chrono::steady_clock::now() < deadline) {
+        usleep(pause);
+        rc = zmq_bind(socket, endpoint);
+    }
+    return rc;
+}
+
 // clang-format off
 constexpr socket_s responderSocket{
-    "responder", &responder, nullptr, ZMQ_REP, attach_e::bind, "ipc:///tmp/tarnwick_rep",
+    "responder", &responder, nullptr, ZMQ_REP, bindReplySocket, "ipc:///tmp/tarnwick_rep",
     " responder bind failed: "};
 
 // The other sockets of the main thread, in the order in which they are made and
 // closed. The inproc endpoints are bound here, before the radio side connects.
 constexpr std::array mainSockets{
-    socket_s{"events", &events, nullptr, ZMQ_PUB, attach_e::connect, "ipc:///tmp/events",
+    socket_s{"events", &events, nullptr, ZMQ_PUB, zmq_connect, "ipc:///tmp/events",
              " events connect failed: "},
-    socket_s{"main_from_radio_async", &main_from_radio_async, nullptr, ZMQ_PAIR, attach_e::bind,
+    socket_s{"main_from_radio_async", &main_from_radio_async, nullptr, ZMQ_PAIR, zmq_bind,
              "inproc://radio_2_main_async", " main_from_radio_async bind failed: "},
-    socket_s{"main_to_radio", &main_to_radio, nullptr, ZMQ_PAIR, attach_e::bind,
+    socket_s{"main_to_radio", &main_to_radio, nullptr, ZMQ_PAIR, zmq_bind,
              "inproc://main_2_radio", " main_to_radio bind failed: "},
-    socket_s{"main_from_radio", &main_from_radio, nullptr, ZMQ_PAIR, attach_e::bind,
+    socket_s{"main_from_radio", &main_from_radio, nullptr, ZMQ_PAIR, zmq_bind,
              "inproc://radio_2_main", " main_from_radio bind failed: "},
 };
 
@@ -80,21 +159,21 @@ constexpr std::array mainSockets{
 // whoever greps the log knows them so.
 constexpr std::array radioSockets{
     socket_s{"radio_to_main_async", &radio_to_main_async.handle, &radio_to_main_async.lock, ZMQ_PAIR,
-             attach_e::connect, "inproc://radio_2_main_async", " radio_to_main_async bind failed: "},
+             zmq_connect, "inproc://radio_2_main_async", " radio_to_main_async bind failed: "},
     socket_s{"radio_from_main", &radio_from_main, nullptr, ZMQ_PAIR,
-             attach_e::connect, "inproc://main_2_radio", " radio_from_main bind failed: "},
+             zmq_connect, "inproc://main_2_radio", " radio_from_main bind failed: "},
     socket_s{"radio_to_main", &radio_to_main, nullptr, ZMQ_PAIR,
-             attach_e::connect, "inproc://radio_2_main", " radio_to_main bind failed: "},
+             zmq_connect, "inproc://radio_2_main", " radio_to_main bind failed: "},
     socket_s{"gpio_led", &gpio_led.handle, &gpio_led.lock, ZMQ_PUB,
-             attach_e::connect, "ipc:///tmp/gpio_led_controller", " gpio_led connect failed: "},
+             zmq_connect, "ipc:///tmp/gpio_led_controller", " gpio_led connect failed: "},
 };
 
 // tag_data towards the local data consumer, and towards outside subscribers.
 constexpr socket_s tagDataConnected{
-    "tag_data", &tag_data.handle, &tag_data.lock, ZMQ_PUB, attach_e::connect, "ipc:///tmp/data",
+    "tag_data", &tag_data.handle, &tag_data.lock, ZMQ_PUB, zmq_connect, "ipc:///tmp/data",
     " tag_data connect failed: "};
 constexpr socket_s tagDataBound{
-    "tag_data", &tag_data.handle, &tag_data.lock, ZMQ_PUB, attach_e::bind, "tcp://*:5160",
+    "tag_data", &tag_data.handle, &tag_data.lock, ZMQ_PUB, bindDataPort, "tcp://*:5160",
     " tag_data bind failed: "};
 // clang-format on
 
@@ -131,9 +210,7 @@ void* newSocket(const socket_s& row) {
 }
 
 int attachSocket(const socket_s& row, void* socket) {
-    const int rc =
-        row.attach == attach_e::bind ? zmq_bind(socket, row.endpoint) : zmq_connect(socket, row.endpoint);
-    if (rc != 0) {
+    if (row.attach(socket, row.endpoint) != 0) {
         logCountedError("zmq_intfc", row.failureText, std::strerror(errno));
         return -1;
     }
@@ -194,7 +271,7 @@ int createZMQSocketsForMain() {
     if (openSocket(responderSocket) != 0) {
         return -1;
     }
-    if (changeFileOwnerAndGroup(replyUser, replyGroup, replyFile) != 0) {
+    if (changeFileOwnerAndGroup(replyUser, replyGroup, replySocketFile) != 0) {
         logCountedError("zmq_intfc", "Changing permissions on reply socket failed.");
         return -1;
     }
@@ -210,7 +287,9 @@ int createZMQSocketForData(bool bind) {
     const socket_s& row = bind ? tagDataBound : tagDataConnected;
     void* socket = newSocket(row);
     const int rc = setHighWaterMarks(socket) == 0 ? attachSocket(row, socket) : -1;
-    exchangeHandle(row, socket);
+    const std::scoped_lock hold(tag_data.lock);
+    tag_data.handle = socket;
+    tag_data.outside = bind;
     return rc;
 }
 
@@ -227,7 +306,11 @@ int createZMQSocketsForRadio() {
 }
 
 int closeZMQSocketForData() {
-    return closeSocket(tagDataConnected);
+    const int rc = closeSocket(tagDataConnected);
+    if (rc == 0 && tag_data.outside) {
+        portLeft = std::chrono::steady_clock::now();
+    }
+    return rc;
 }
 
 int closeZMQSocketsForRadio() {
@@ -244,7 +327,7 @@ int closeZMQSocketsForMain() {
     if (closeSocket(responderSocket) != 0) {
         return -1;
     }
-    std::remove(replyFile);
+    removeReplyFile();
     for (const socket_s& row : mainSockets) {
         if (closeSocket(row) != 0) {
             return -1;
@@ -267,6 +350,11 @@ int closeZMQ() {
 int sendShared(shared_socket_s* socket, const void* data, std::size_t size, int flags) {
     const std::scoped_lock hold(socket->lock);
     return sendLocked(socket->handle, data, size, flags);
+}
+
+int sendTagData(bool outside, const void* data, std::size_t size, int flags) {
+    const std::scoped_lock hold(tag_data.lock);
+    return tag_data.outside == outside ? sendLocked(tag_data.handle, data, size, flags) : -1;
 }
 
 void sendNews(std::string_view topic, const void* payload, std::size_t size) {

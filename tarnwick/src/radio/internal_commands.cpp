@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 
+#include "logger.hpp"
 #include "radio.hpp"
 #include "requests.hpp"
 #include "util.hpp"
@@ -30,8 +31,7 @@ constexpr std::array dataAnalyticsWords{
 };
 
 // Makes tag_data anew, for outside subscribers or for the local consumer. False,
-// with the reply filled, when that fails; the socket may then be gone while the
-// form stays as it was.
+// with the reply filled, when that fails; then reports go on where they went.
 bool recreateDataSocket(bool forOutside, std::string* response) {
     if (closeZMQSocketForData() != 0) {
         *response = "Failure: Failed to close ZMQ socket for data";
@@ -39,6 +39,10 @@ bool recreateDataSocket(bool forOutside, std::string* response) {
     }
     if (createZMQSocketForData(forOutside) != 0) {
         *response = "Failure: Failed to open ZMQ socket for data";
+        if (closeZMQSocketForData() == 0 && createZMQSocketForData(!forOutside) == 0) {
+            logInfo("radio", " data_analytics stays as it was, and reports go on to ",
+                    forOutside ? "the local consumer" : "tcp port 5160");
+        }
         return false;
     }
     return true;
