@@ -182,6 +182,7 @@ double timeBurst(lane_e reports, bool lines, bool followed, auto&& work) {
 // line, is shown against one send too.
 bool measure(const form_s& form, const sizes_s& sizes, bool followed, std::vector<std::uint8_t>* packet) {
     data_analytics_type = form.type;
+    tag_data.outside = form.type != DATA_ANALYTICS_OFF;
     const auto report = [&] { sendReports(packet, burst); };
     timeBurst(reportLane, form.hasLine, followed, report);  // to the steady state
     std::vector<double> ratios;
@@ -210,6 +211,7 @@ bool measure(const form_s& form, const sizes_s& sizes, bool followed, std::vecto
 // What one report sends, seen by the readers.
 sizes_s sizesOf(const form_s& form, std::vector<std::uint8_t>* packet) {
     data_analytics_type = form.type;
+    tag_data.outside = form.type != DATA_ANALYTICS_OFF;
     sendReports(packet, 1);
     std::array<char, 4096> buffer;
     sizes_s sizes{.report = 0, .line = lineBytes};
@@ -290,6 +292,7 @@ int main(int argc, char** argv) {
             status = 2;
         } else {
             data_analytics_type = form->type;
+            tag_data.outside = form->type != DATA_ANALYTICS_OFF;
             sendReports(&packet, std::atoi(argv[3]));
         }
     } else {

@@ -75,6 +75,7 @@ void newReader(std::string_view* input) {
     initMode();
     setDefaultMode(&mode_configuration);
     data_analytics_type = DATA_ANALYTICS_OFF;
+    tag_data.outside = false;
     resetTagInfoDB();
 }
 
@@ -216,6 +217,7 @@ void packets(std::string_view input) {
     newReader(&input);
     std::string_view setting = takeUntil('\n', &input);
     data_analytics_type = setting.empty() ? 0 : static_cast<std::uint8_t>(setting.front()) % 3;
+    tag_data.outside = data_analytics_type != DATA_ANALYTICS_OFF;
     askMode(setting.substr(setting.empty() ? 0 : 1));
     for (std::size_t row = 0; input.size() >= 3;) {
         const auto at = [&input](std::size_t i) { return static_cast<std::uint8_t>(input[i]); };

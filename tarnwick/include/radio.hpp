@@ -85,8 +85,9 @@ void do_background_activity_rxe_thread();
 // Sends one report on tag_data, never waiting. With `immediate` it leaves as a
 // frame of its own, after any open batch is closed. Otherwise, while more than
 // 25 messages a second were measured, reports are gathered into multipart
-// messages of some 1500 bytes. Engine thread.
-void send_tag_data_message(std::string_view message, bool immediate);
+// messages of some 1500 bytes. `outside` says that the report has the form STRING or
+// BINARY; it is dropped when tag_data is for the other form by now. Engine thread.
+void send_tag_data_message(std::string_view message, bool immediate, bool outside);
 
 // Sends one line on gpio_led, never waiting, batched in the same way. Engine and
 // main threads. Returns 0.

@@ -48,14 +48,14 @@ void run(const char* steps) {
         } else if (word == "e") {
             send_radio_stop_message();
         } else if (word[0] == 'i') {
-            send_tag_data_message(std::string(std::stoul(word.substr(1)), 'm'), true);
+            send_tag_data_message(std::string(std::stoul(word.substr(1)), 'm'), true, false);
         } else {
             const bool many = word.back() == 'x';
             const unsigned long number = std::stoul(word);
             for (unsigned long i = 0; i < (many ? number : 1); ++i) {
                 const std::string message(many ? 1 : number, 'm');
                 send_gpio_led_message(message);
-                send_tag_data_message(message, false);
+                send_tag_data_message(message, false, false);
             }
         }
     }
@@ -100,7 +100,7 @@ TEST_F(RadioDispatch, EndOfRunFlushesAndTellsTheStop) {
     run("13x t");
     received(data);
     received(lines);
-    send_tag_data_message("open", false);
+    send_tag_data_message("open", false, false);
     deliver(0x0B08, bytes({2}));  // too short to be read
     deliver(0x0B08, bytes({2, 7}));
     deliver(0x0B08, bytes({255, 0}));

@@ -132,6 +132,7 @@ TEST_F(TagReport, TextThatIsNoUtf8DropsTheReport) {
 
 TEST_F(TagReport, BinaryReports) {
     data_analytics_type = DATA_ANALYTICS_BINARY;
+    tag_data.outside = true;
     switchAllOn();
     read(fullTag());
     EXPECT_EQ(
@@ -199,6 +200,7 @@ TEST_F(TagReport, Filter) {
 // bits, and other lengths of the EPC, do not.
 TEST_F(TagReport, SubscriberOfMultiPartItems) {
     data_analytics_type = DATA_ANALYTICS_STRING;
+    tag_data.outside = true;
     subscribers = 1024;
     const auto subscriberOf = [this](const TAG_INFO_s& tag) { return read(tag), onlyFrame().substr(0, 2); };
     // The first byte, the place of the one that tells the parts apart, its bits that do not count.

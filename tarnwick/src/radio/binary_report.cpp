@@ -146,10 +146,10 @@ void sendBinaryReport(const tag_read_s& read) {
     message.assign(header.data(), header.size());
     tag_report.AppendToString(&message);
     if (subscribers.load(std::memory_order_relaxed) < 2) {
-        send_tag_data_message(message, false);
+        send_tag_data_message(message, false, true);
     } else {
         // A frame of its own, past the count and the batch, so that each
         // subscriber's prefix filter sees the header.
-        sendShared(&tag_data, message.data(), message.size(), 0);
+        sendTagData(true, message.data(), message.size(), 0);
     }
 }

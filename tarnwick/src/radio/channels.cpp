@@ -29,6 +29,8 @@ std::uint32_t tag_data_prev_msg_count = 0;
 std::atomic<std::int32_t> tag_data_msg_count_last_second{0};
 // Bytes in the open multipart message on tag_data, 0 when none is. Engine thread.
 std::int32_t current_tag_data_msg_size = 0;
+// Whether that message is for outside subscribers. Engine thread.
+bool current_tag_data_msg_outside = false;
 
 // The same for gpio_led. The main thread writes here too, so the count and the
 // size change only under the socket's lock.
@@ -67,6 +69,13 @@ void closeGpioLedBatch() {
     current_gpio_led_msg_size = 0;
 }
 
+// Ends an open batch on tag_data in the same way; one that went with its socket has no
+// end. Engine thread.
+void closeTagDataBatch() {
+    sendTagData(current_tag_data_msg_outside, "", 0, 0);
+    current_tag_data_msg_size = 0;
+}
+
 // Takes the rate of one channel: the count of half a second, doubled.
 void measureRate(const std::atomic<std::uint32_t>& count, std::uint32_t* previous,
                  std::atomic<std::int32_t>* rate) {
@@ -77,26 +86,26 @@ void measureRate(const std::atomic<std::uint32_t>& count, std::uint32_t* previou
 
 }  // namespace
 
-void send_tag_data_message(std::string_view message, bool immediate) {
+void send_tag_data_message(std::string_view message, bool immediate, bool outside) {
     if (immediate) {
         if (current_tag_data_msg_size != 0) {
-            sendShared(&tag_data, "", 0, 0);
-            current_tag_data_msg_size = 0;
+            closeTagDataBatch();
         }
-        sendShared(&tag_data, message.data(), message.size(), 0);
+        sendTagData(outside, message.data(), message.size(), 0);
         tag_data_msg_count.fetch_add(1, relaxed);
         return;
     }
     if (!tag_data_slow_down()) {
         // The size stays as it is: a batch that was open ends with this frame, and
         // the next flush sends one empty message, which readers skip.
-        sendShared(&tag_data, message.data(), message.size(), 0);
+        sendTagData(outside, message.data(), message.size(), 0);
         tag_data_msg_count.fetch_add(1, relaxed);
     } else if (current_tag_data_msg_size <= maxBatchBytes) {
-        sendShared(&tag_data, message.data(), message.size(), ZMQ_SNDMORE);
+        sendTagData(outside, message.data(), message.size(), ZMQ_SNDMORE);
+        current_tag_data_msg_outside = outside;
         current_tag_data_msg_size += static_cast<std::int32_t>(message.size());
     } else {
-        sendShared(&tag_data, message.data(), message.size(), 0);
+        sendTagData(outside, message.data(), message.size(), 0);
         current_tag_data_msg_size = 0;
         tag_data_msg_count.fetch_add(1, relaxed);
     }
@@ -122,8 +131,7 @@ int send_gpio_led_message(std::string_view message) {
 void flush_zmq_sockets() {
     closeGpioLedBatch();
     if (current_tag_data_msg_size > 0) {
-        sendShared(&tag_data, "", 0, 0);
-        current_tag_data_msg_size = 0;
+        closeTagDataBatch();
     }
 }
 

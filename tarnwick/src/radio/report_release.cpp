@@ -107,7 +107,7 @@ int send_out_tag_data() {
         logDebug("radio", " ", message.substr(headerBytes));
         msgTxCount.fetch_add(1, std::memory_order_relaxed);
         const bool spread = form == DATA_ANALYTICS_STRING && subscribers.load(std::memory_order_relaxed) > 1;
-        send_tag_data_message(message, spread);
+        send_tag_data_message(message, spread, form != DATA_ANALYTICS_OFF);
     }
     tagMemoryCount = 0;
     clearReport();
