@@ -61,6 +61,10 @@ int sendShared(shared_socket_s* socket, const void* data, std::size_t size, int 
 // is -1: the form may have changed since the frame was made. Any thread.
 int sendTagData(bool outside, const void* data, std::size_t size, int flags);
 
+// Lets tag_data take in what its subscribers have sent, which else waits for the next
+// report. Radio thread, at each tick.
+void takeSubscriptions();
+
 // News for the main thread: a message of two frames, topic then payload, on
 // radio_to_main_async. Never waits: when the main thread is too far behind, the
 // message is dropped. Any thread.

@@ -2,6 +2,7 @@
 // Start-up and shutdown of the daemon, each a straight list.
 #include "logger.hpp"
 #include "mode_config.hpp"
+#include "peer_limit.hpp"
 #include "radio.hpp"
 #include "requests.hpp"
 #include "rxe_intfc.hpp"
@@ -62,6 +63,7 @@ int failed(const Parts&... parts) {
 int main(int argc, char** argv) {
     GOOGLE_PROTOBUF_VERIFY_VERSION;
     mallopt(M_MMAP_THRESHOLD, ownMappingFrom);
+    raiseDescriptorLimit();
     say("Welcome to tarnwick");
     setup_syslog();
     const options_s options = scanArguments(argc, argv);

@@ -2,7 +2,9 @@
 #include "zmq_intfc.hpp"
 
 #include "logger.hpp"
+#include "peer_limit.hpp"
 #include "requests.hpp"
+#include "subscription_stream.hpp"
 #include "util.hpp"
 #include "util/descriptor.hpp"
 
@@ -89,6 +91,8 @@ void tellPresentListener(const sockaddr_un& address) {
 // remove the file at its end, whoever had made it.
 int bindReplySocket(void* responderHandle, const char* endpoint) {
     constexpr int waitingCallers = 100;  // as the library has it
+    constexpr std::int64_t maxRequestBytes = 16 << 20;
+    zmq_setsockopt(responderHandle, ZMQ_MAXMSGSIZE, &maxRequestBytes, sizeof maxRequestBytes);
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     std::strcpy(address.sun_path, replySocketFile);
@@ -122,9 +126,22 @@ void removeReplyFile() {
     ownReplyFile.reset();
 }
 
+// A subscriber whose machine has gone without a word is found out within two minutes, or
+// it would have its place for good.
+constexpr std::array<std::pair<int, int>, 4> keepAlive{{
+    {ZMQ_TCP_KEEPALIVE, 1},
+    {ZMQ_TCP_KEEPALIVE_IDLE, 60},   // seconds
+    {ZMQ_TCP_KEEPALIVE_INTVL, 15},  // seconds
+    {ZMQ_TCP_KEEPALIVE_CNT, 4},
+}};
+
 // The library gives a port up on a thread of its own, some time after the socket was
 // closed; until then it is in use.
 int bindDataPort(void* socket, const char* endpoint) {
+    zmq_setsockopt(socket, ZMQ_MAXMSGSIZE, &maxSubscriberFrameBytes, sizeof maxSubscriberFrameBytes);
+    for (const auto& [option, value] : keepAlive) {
+        zmq_setsockopt(socket, option, &value, sizeof value);
+    }
     constexpr std::chrono::seconds patience{1};
     constexpr useconds_t pause = 5'000;  // microseconds
     const auto deadline = portLeft + patience;
@@ -355,6 +372,15 @@ int sendShared(shared_socket_s* socket, const void* data, std::size_t size, int 
 int sendTagData(bool outside, const void* data, std::size_t size, int flags) {
     const std::scoped_lock hold(tag_data.lock);
     return tag_data.outside == outside ? sendLocked(tag_data.handle, data, size, flags) : -1;
+}
+
+void takeSubscriptions() {
+    const std::scoped_lock hold(tag_data.lock);
+    int state = 0;
+    std::size_t size = sizeof state;
+    if (tag_data.handle != nullptr && zmq_getsockopt(tag_data.handle, ZMQ_EVENTS, &state, &size) == 0) {
+        subscriptionsTaken();
+    }
 }
 
 void sendNews(std::string_view topic, const void* payload, std::size_t size) {

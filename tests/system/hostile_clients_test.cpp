@@ -1,29 +1,53 @@
 // SPDX-License-Identifier: MIT
 // Clients that misuse the reply socket. Each has its answer, where one is due,
 // and none keeps the next client from its own.
-#include <gtest/gtest.h>
+#include <arpa/inet.h>
+#include <gmock/gmock.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
 #include <zmq.h>
 
 #include <cstring>
+#include <list>
 #include <numeric>
 
 #include "support/reader.hpp"
 
 namespace {
 
-// A client that speaks no ZeroMQ at all.
-void sendRaw(std::string_view bytes) {
-    sockaddr_un address = {};
-    address.sun_family = AF_UNIX;
-    std::strcpy(address.sun_path, replyFile);
-    const int fd = socket(AF_UNIX, SOCK_STREAM, 0);
-    ASSERT_EQ(connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
-    // The other side may hang up before it has read all.
-    EXPECT_GT(send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL), 0);
-    close(fd);
+using testing::ContainsRegex;
+
+// A peer that speaks no ZeroMQ by itself; nothing keeps it from doing so by hand.
+struct raw_peer_s {
+    explicit raw_peer_s(int family) : fd(socket(family, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+        const sockaddr_in port{AF_INET, htons(5160), {htonl(INADDR_LOOPBACK)}, {}};
+        sockaddr_un file{AF_UNIX, {}};
+        std::strcpy(file.sun_path, replyFile);
+        EXPECT_EQ(family == AF_UNIX ? connect(fd, reinterpret_cast<const sockaddr*>(&file), sizeof file)
+                                    : connect(fd, reinterpret_cast<const sockaddr*>(&port), sizeof port),
+                  0);
+    }
+    ~raw_peer_s() { close(fd); }
+    raw_peer_s(const raw_peer_s&) = delete;
+
+    // False when the other side hangs up before it has read all.
+    [[nodiscard]] bool send(std::string_view bytes) const {
+        ssize_t sent = 1;
+        for (; !bytes.empty() && sent > 0;
+             bytes.remove_prefix(static_cast<std::size_t>(std::max<ssize_t>(sent, 0)))) {
+            sent = ::send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+        }
+        return sent > 0;
+    }
+
+    int fd;
+};
+
+long memory(const reader_s& reader) {
+    const std::string status = readTextFile("/proc/" + std::to_string(reader.daemon->pid) + "/status");
+    return std::stol(status.substr(status.find("VmRSS:") + 6));  // KiB
 }
 
 TEST(HostileClients, getAnAnswerAndLeaveTheLoopToTheNext) {
@@ -65,7 +89,7 @@ TEST(HostileClients, getAnAnswerAndLeaveTheLoopToTheNext) {
     }
     for (const std::string& bytes :
          {everyByte, std::string(100'000, '\xff'), std::string("GET / HTTP/1.1\r\n\r\n")}) {
-        sendRaw(bytes);
+        EXPECT_TRUE(raw_peer_s(AF_UNIX).send(bytes));
         EXPECT_EQ(ask("data_analytics"), off);
     }
     EXPECT_EQ(reader.exit(), 0);
@@ -81,10 +105,6 @@ TEST(HostileClients, harmNoModeAndLeaveNoMemoryBehind) {
             all += "," + element;
         }
         return all + "]";
-    };
-    const auto memory = [&] {
-        const std::string status = readTextFile("/proc/" + std::to_string(reader.daemon->pid) + "/status");
-        return std::stol(status.substr(status.find("VmRSS:") + 6));  // KiB
     };
     const std::string megabytes = '"' + std::string(10'000'000, 'x');
     const std::string select =
@@ -102,7 +122,7 @@ TEST(HostileClients, harmNoModeAndLeaveNoMemoryBehind) {
         {R"("antennas":[1],"selects":[)" + list(33, select) + "]", R"(Number of unique "selects" objects)"},
         {R"("accesses":)" + list(65, kill), R"(Number of unique "accesses" objects must be less than (64))"},
     };
-    [[maybe_unused]] const long before = memory();
+    [[maybe_unused]] const long before = memory(reader);
     const std::string mode = ask("mode verbose");
     for (int round = 0; round < 3; ++round) {
         for (const auto& [keys, told] : cases) {
@@ -116,7 +136,55 @@ TEST(HostileClients, harmNoModeAndLeaveNoMemoryBehind) {
     EXPECT_EQ(ask(request(R"("accesses":)" + list(33, kill))), "Success");
     EXPECT_EQ(ask(request(R"("antennas":)" + list(1023, "2"))), "Success");
 #if !defined __SANITIZE_ADDRESS__ && !defined __SANITIZE_THREAD__  // which keep what was freed
-    EXPECT_LT(memory(), before + 16'000) << "the log alone keeps the 10 MB of its longest line";
+    EXPECT_LT(memory(reader), before + 16'000) << "the log alone keeps the 10 MB of its longest line";
+#endif
+    EXPECT_EQ(reader.exit(), 0);
+}
+
+// Each of the two doors is full, and the next client has its answer all the same.
+TEST(HostileClients, takeNoPlaceFromTheNextClient) {
+    reader_s reader({.arguments = {"--no_rxe"}, .server = false, .awaitReady = false});
+    const rlimit few{256, 256};
+    ASSERT_EQ(prlimit(reader.daemon->pid, RLIMIT_NOFILE, &few, nullptr), 0);
+    ASSERT_EQ(ask("data_analytics STRING"), "Success");
+    std::list<raw_peer_s> peers;
+    for (const int family : {AF_INET, AF_UNIX}) {
+        for (int i = 0; i < 300; ++i) {
+            peers.emplace_back(family);
+        }
+        EXPECT_EQ(ask("data_analytics"), "Success: data_analytics STRING");
+    }
+    peers.clear();
+    EXPECT_EQ(reader.exit(), 0);
+    EXPECT_THAT(reader.log(),
+                ContainsRegex("WARNING peer_limit [0-9]+ connections to tcp port 5160 refused"));
+}
+
+TEST(HostileClients, subscribeToNoMoreThanThereIsRoomFor) {
+    rlimit limit{};
+    getrlimit(RLIMIT_NOFILE, &limit);
+    limit.rlim_cur = 512;
+    setrlimit(RLIMIT_NOFILE, &limit);
+    reader_s reader({.arguments = {"--no_rxe"}, .server = false});
+    prlimit(reader.daemon->pid, RLIMIT_NOFILE, nullptr, &limit);
+    EXPECT_EQ(limit.rlim_cur, limit.rlim_max) << "as many subscribers as the system allows";
+    ASSERT_EQ(ask("data_analytics STRING"), "Success");
+    // ZMTP 3.0, mechanism NULL
+    const std::string greeting =
+        "\xFF" + std::string(8, '\0') + "\x7F\3" + '\0' + "NULL" + std::string(48, '\0');
+    const std::string ready("\4\x19\5READY\13Socket-Type\0\0\0\3SUB", 27);
+    std::string many;
+    for (int i = 0; i < 1'000'000; ++i) {
+        many += std::string("\0\x0A\1", 3) + std::to_string(100'000'000 + i);
+    }
+    const std::string tooMuch[] = {many, std::string("\2\0\0\0\0\2\0\0\0", 9) + std::string(0x2000000, '\1')};
+    [[maybe_unused]] const long before = memory(reader);
+    for (const std::string& bytes : tooMuch) {
+        EXPECT_FALSE(raw_peer_s(AF_INET).send(greeting + ready + bytes));
+    }
+    EXPECT_TRUE(raw_peer_s(AF_INET).send(greeting + ready + many.substr(0, 1'000)));
+#if !defined __SANITIZE_ADDRESS__ && !defined __SANITIZE_THREAD__  // which keep what was freed
+    EXPECT_LT(memory(reader), before + 16'000);
 #endif
     EXPECT_EQ(reader.exit(), 0);
 }

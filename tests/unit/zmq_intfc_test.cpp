@@ -14,6 +14,7 @@
 
 #include "logger.hpp"
 #include "radio.hpp"
+#include "subscription_stream.hpp"
 #include "support/engine_double.hpp"
 #include "support/process.hpp"
 #include "support/temp_dir.hpp"
@@ -136,6 +137,40 @@ TEST_F(ZmqIntfc, aChangeOfTheFormWorksOrLeavesTheOldForm) {
 TEST_F(ZmqIntfc, endsTheProcessWithTheHandlesNameWhenThereIsNoSocket) {
     testing::FLAGS_gtest_death_test_style = "threadsafe";
     EXPECT_DEATH(createZMQSocketsForMain(), "Assertion `responder' failed");
+}
+
+// What a subscriber sends in each version of the protocol, at once and byte by byte.
+TEST(SubscriptionStream, weighsTheSubscriptionsOfEachProtocol) {
+    using namespace std::string_literals;
+    const std::string signature = "\xFF"s + std::string(8, '\0') + "\x7F";
+    const std::string zmtp1 = "\1\0"s;                        // an identity without bytes
+    const std::string zmtp2 = signature + "\1\2"s + "\0\0"s;  // the same behind a greeting
+    const std::string zmtp3 = signature + "\3" + std::string(53, 'x') + "\4\6\5READY"s;
+    constexpr int refused = -1;
+    const std::tuple<const char*, std::string, int> cases[] = {
+        {"ZMTP 1.0: two topics, one cancelled", zmtp1 + "\4\0\1ab\4\0\1cd\4\0\0ab"s, 1},
+        {"ZMTP 1.0, long length", zmtp1 + "\xFF\0\0\0\0\0\0\0\6\0\1abcd"s, 3},
+        {"ZMTP 1.0, no room for the flags", zmtp1 + "\0"s, refused},
+        {"ZMTP 2.0: the same topic twice", zmtp2 + "\0\3\1ab\0\3\1ab"s, 1},
+        {"ZMTP 3.0: all topics, one of four bytes", zmtp3 + "\0\1\1\0\5\1abcd"s, 4},
+        {"ZMTP 3.0: cancelled without having been there", zmtp3 + "\0\3\1ab\0\3\0cd"s, 1},
+        {"ZMTP 3.1: commands, one of them unknown",
+         zmtp3 + "\4\14\11SUBSCRIBEab\4\14\11SUBSCRIBEcd\4\11\6CANCELab\4\7\4PING\0\0"s, 1},
+        {"the longest topic", zmtp3 + "\0\x40\1"s + std::string(63, 'x'), 62},
+        {"longer", zmtp3 + "\0\x41\1"s + std::string(64, 'x'), refused},
+        {"longer, as a command", zmtp3 + "\4\x4A\11SUBSCRIBE" + std::string(64, 'x'), refused},
+        {"a length that no frame may have", zmtp3 + "\2\x80\0\0\0\0\0\0\0"s, refused},
+    };
+    for (const auto& [legend, bytes, weight] : cases) {
+        for (const std::size_t step : {bytes.size(), std::size_t{1}}) {
+            subscription_stream stream;
+            bool taken = true;
+            for (std::size_t at = 0; taken && at < bytes.size(); at += step) {
+                taken = stream.take(std::string_view(bytes).substr(at, step)).has_value();
+            }
+            EXPECT_EQ(taken ? static_cast<int>(stream.weight()) : refused, weight) << legend << step;
+        }
+    }
 }
 
 // Two threads publish news much faster than the main thread takes it, while the

@@ -13,6 +13,7 @@
 #include <cstring>
 
 #include "logger.hpp"
+#include "peer_limit.hpp"
 #include "radio.hpp"
 #include "radio_state.hpp"
 #include "rm_client.hpp"
@@ -73,6 +74,8 @@ void onTimer(int timer) {
         return;
     }
     do_background_activity_radio_thread();
+    takeSubscriptions();
+    tellRefusedPeers();
 }
 
 // One request and its reply; a request that was not there after all has none.

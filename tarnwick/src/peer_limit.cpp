@@ -1,0 +1,354 @@
+// SPDX-License-Identifier: MIT
+// This file puts itself between the ZeroMQ library and the system: the program's accept4,
+// accept and recv come first in the loader's order, so the library calls these. For all
+// but the two doors they only hand on. Both doors are served by the one I/O thread of the
+// daemon's context, which alone accepts, reads and closes their connections.
+#include "peer_limit.hpp"
+
+#include <dlfcn.h>
+#include <netinet/in.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <map>
+#include <numeric>
+#include <unordered_map>
+#include <vector>
+
+#include "logger.hpp"
+#include "subscription_stream.hpp"
+#include "zmq_intfc.hpp"
+
+namespace {
+
+constexpr auto relaxed = std::memory_order_relaxed;
+
+// Descriptors that peers share when the system allows more: 1,024 subscribers, and as
+// many again that look on or come back.
+constexpr rlim_t mostDescriptors = 2048;
+
+// What subscribers may take, all together and each of them in any case. Of subscriptions,
+// their weight: the library has 50 bytes of memory, and up to 2 KiB, for each, and walks
+// through all of them when a subscriber goes.
+constexpr std::size_t maxWeight = 16'384;
+constexpr std::size_t ownWeight = 16;
+// Of messages that the publisher has not taken yet, bytes of memory: the library keeps each
+// apart, and when one is long the whole buffer in which it came.
+constexpr std::size_t maxUntaken = 8 << 20;
+constexpr std::size_t ownUntaken = 16'384;
+constexpr std::size_t messageMemory = 64;
+constexpr std::size_t longMessage = 33;  // a longer one stays in its buffer
+constexpr std::size_t bufferMemory = 8'192;
+
+// Looks of the publisher until it has forgotten a subscriber that went.
+constexpr unsigned looksToForget = 4;
+
+// The marks of the picture in the header.
+struct marks_s {
+    int subscribers;
+    int clients;
+    std::size_t clientPlaces;
+};
+
+// Looks of the publisher so far. Written by the radio thread, read by the I/O thread.
+std::atomic<unsigned> looks{0};
+
+// What was refused and is not told yet. Written by the I/O thread, taken by the radio thread.
+enum refusal_e : std::size_t {
+    subscriberRefused,
+    clientRefused,
+    clientEnded,
+    subscriptionTooLong,
+    subscriberEnded,
+    refusalCount
+};
+std::array<std::atomic<unsigned>, refusalCount> refusals{};
+constexpr std::array<const char*, refusalCount> refusalTexts{
+    " connections to tcp port 5160 refused: all places are taken",
+    " clients of the reply socket refused: all descriptors are taken",
+    " clients of the reply socket disconnected: all places are taken, and a new one came",
+    " subscribers of tcp port 5160 disconnected: a subscription was too long",
+    " subscribers of tcp port 5160 disconnected: all together send or subscribe too much",
+};
+
+void count(refusal_e refusal) {
+    refusals[refusal].fetch_add(1, relaxed);
+}
+
+// A connection by its number in the system, since the library closes a descriptor without
+// a word and the number goes to the next.
+struct connection_s {
+    int fd;
+    dev_t device;
+    ino_t inode;
+};
+
+connection_s connectionOf(int fd) {
+    struct stat status {};
+    fstat(fd, &status);
+    return {fd, status.st_dev, status.st_ino};
+}
+
+bool isOpen(const connection_s& connection) {
+    const connection_s present = connectionOf(connection.fd);
+    return present.device == connection.device && present.inode == connection.inode;
+}
+
+struct client_s {
+    connection_s connection;
+    pid_t process;
+};
+
+struct subscriber_s {
+    connection_s connection;
+    subscription_stream stream;
+    std::size_t untaken = 0;  // memory of its messages since the publisher's last look
+    bool ended = false;       // the library will close it
+};
+
+// The peers of this thread's doors; empty in all threads but the I/O thread.
+struct peers_s {
+    std::vector<client_s> clients;  // by age, oldest first
+    std::unordered_map<int, subscriber_s> subscribers;
+    std::size_t weight = 0;  // of all subscriptions
+    std::size_t untaken = 0;
+    std::array<std::size_t, looksToForget> forgotten{};  // weight of those that went, by look
+    unsigned look = 0;                                   // the publisher's last look that is seen
+};
+thread_local peers_s* peers = nullptr;
+
+peers_s& peersOfThisThread() {
+    thread_local peers_s own;
+    peers = &own;
+    return own;
+}
+
+const marks_s& marks() {
+    static const marks_s theMarks = [] {
+        rlimit limit{};
+        getrlimit(RLIMIT_NOFILE, &limit);
+        const int all = static_cast<int>(std::min(limit.rlim_cur, mostDescriptors));
+        const int own = all / 32;
+        const int overlap = all / 32;  // closed already, but not yet by the library
+        const int clients = all / 8;
+        return marks_s{all - own - overlap - clients, all - own, static_cast<std::size_t>(clients)};
+    }();
+    return theMarks;
+}
+
+// The system's function behind ours.
+template <class Function>
+Function* systems(const char* name) {
+    return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+}
+
+// ---- clients of the reply socket -------------------------------------------
+
+// Ends the oldest connection of the process that has the most, so that one process
+// cannot push out the others. A ZeroMQ client connects anew by itself.
+void endOneClient(std::vector<client_s>* clients) {
+    std::map<pid_t, std::size_t> places;
+    for (const client_s& client : *clients) {
+        ++places[client.process];
+    }
+    const auto victim =
+        std::ranges::max_element(*clients, {}, [&](const client_s& c) { return places[c.process]; });
+    shutdown(victim->connection.fd, SHUT_RDWR);
+    clients->erase(victim);
+    count(clientEnded);
+}
+
+bool admitClient(int fd) {
+    if (fd >= marks().clients) {
+        count(clientRefused);
+        return false;
+    }
+    std::vector<client_s>& clients = peersOfThisThread().clients;
+    if (clients.size() >= marks().clientPlaces) {
+        std::erase_if(clients, [](const client_s& client) { return !isOpen(client.connection); });
+    }
+    if (clients.size() >= marks().clientPlaces) {
+        endOneClient(&clients);
+    }
+    ucred peer{};
+    socklen_t size = sizeof peer;
+    getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &size);
+    clients.push_back({connectionOf(fd), peer.pid});
+    return true;
+}
+
+// ---- subscribers of tcp port 5160 ------------------------------------------
+
+// Takes a subscriber that has gone off the table; what it had subscribed to counts on for a
+// while.
+template <class Entry>
+auto forget(peers_s* all, Entry entry) {
+    const std::size_t weight = entry->second.stream.weight();
+    all->weight -= weight;
+    all->forgotten[all->look % looksToForget] += weight;
+    return all->subscribers.erase(entry);
+}
+
+bool admitSubscriber(int fd) {
+    if (fd >= marks().subscribers) {
+        count(subscriberRefused);
+        return false;
+    }
+    peers_s& all = peersOfThisThread();
+    if (const auto gone = all.subscribers.find(fd); gone != all.subscribers.end()) {
+        forget(&all, gone);
+    }
+    all.subscribers.emplace(fd, subscriber_s{connectionOf(fd), {}});
+    return true;
+}
+
+// The publisher has looked since the last message.
+void beginLook(peers_s* all, unsigned now) {
+    for (unsigned passed = std::min(now - all->look, looksToForget); passed > 0; --passed) {
+        all->forgotten[(now - passed + 1) % looksToForget] = 0;
+    }
+    all->look = now;
+    all->untaken = 0;
+    for (auto entry = all->subscribers.begin(); entry != all->subscribers.end();) {
+        entry->second.untaken = 0;
+        entry = isOpen(entry->second.connection) ? std::next(entry) : forget(all, entry);
+    }
+}
+
+// Whether a subscriber that has sent this may go on.
+bool takeFrom(peers_s* all, subscriber_s* subscriber, std::string_view bytes) {
+    if (subscriber->ended) {
+        return false;
+    }
+    const std::size_t weightBefore = subscriber->stream.weight();
+    const std::optional<subscriber_messages_s> messages = subscriber->stream.take(bytes);
+    const std::size_t weight = subscriber->stream.weight();
+    all->weight += weight - weightBefore;
+    if (!messages) {
+        count(subscriptionTooLong);
+        subscriber->ended = true;
+        return false;
+    }
+    const std::size_t memory =
+        messages->count * messageMemory + (messages->longest > longMessage ? bufferMemory : 0);
+    subscriber->untaken += memory;
+    all->untaken += memory;
+    const std::size_t weightOfAll =
+        std::accumulate(all->forgotten.begin(), all->forgotten.end(), all->weight);
+    if ((weightOfAll > maxWeight && weight > ownWeight) ||
+        (all->untaken > maxUntaken && subscriber->untaken > ownUntaken)) {
+        count(subscriberEnded);
+        subscriber->ended = true;
+    }
+    return !subscriber->ended;
+}
+
+// ---- the doors -------------------------------------------------------------
+
+// Whether a peer that has come to this listener may stay. Other listeners of the process
+// take whom they like.
+bool isAdmitted(int listener, int fd) {
+    sockaddr_storage address{};
+    socklen_t size = sizeof address;
+    if (getsockname(listener, reinterpret_cast<sockaddr*>(&address), &size) != 0) {
+        return true;
+    }
+    switch (address.ss_family) {
+        case AF_INET:
+            return reinterpret_cast<const sockaddr_in&>(address).sin_port != htons(dataPort) ||
+                   admitSubscriber(fd);
+        case AF_INET6:
+            return reinterpret_cast<const sockaddr_in6&>(address).sin6_port != htons(dataPort) ||
+                   admitSubscriber(fd);
+        case AF_UNIX:
+            return std::strcmp(reinterpret_cast<const sockaddr_un&>(address).sun_path, replySocketFile) !=
+                       0 ||
+                   admitClient(fd);
+        default:
+            return true;
+    }
+}
+
+}  // namespace
+
+// A failure that the library takes as a passing one: ENFILE, where EMFILE would end the
+// process, and ECONNABORTED for a peer that was not admitted.
+extern "C" int accept4(int listener, sockaddr* address, socklen_t* size, int flags) {
+    static auto* const systemAccept4 = systems<decltype(::accept4)>("accept4");
+    const int fd = systemAccept4(listener, address, size, flags);
+    if (fd < 0) {
+        errno = errno == EMFILE ? ENFILE : errno;
+        return fd;
+    }
+    if (isAdmitted(listener, fd)) {
+        return fd;
+    }
+    close(fd);
+    errno = ECONNABORTED;
+    return -1;
+}
+
+extern "C" int accept(int listener, sockaddr* address, socklen_t* size) {
+    return accept4(listener, address, size, 0);
+}
+
+extern "C" ssize_t recv(int fd, void* buffer, size_t size, int flags) {
+    static auto* const systemRecv = systems<decltype(::recv)>("recv");
+    const ssize_t received = systemRecv(fd, buffer, size, flags);
+    if (received <= 0 || peers == nullptr) {
+        return received;
+    }
+    if (const unsigned now = looks.load(relaxed); now != peers->look) {
+        beginLook(peers, now);
+    }
+    const auto entry = peers->subscribers.find(fd);
+    if (entry == peers->subscribers.end()) {
+        return received;
+    }
+    if (!isOpen(entry->second.connection)) {
+        forget(peers, entry);
+        return received;
+    }
+    const std::string_view bytes(static_cast<const char*>(buffer), static_cast<std::size_t>(received));
+    if (takeFrom(peers, &entry->second, bytes)) {
+        return received;
+    }
+    errno = ECONNRESET;
+    return -1;
+}
+
+void raiseDescriptorLimit() {
+    rlimit limit{};
+    if (getrlimit(RLIMIT_NOFILE, &limit) == 0) {
+        limit.rlim_cur = limit.rlim_max;
+        setrlimit(RLIMIT_NOFILE, &limit);
+    }
+}
+
+void tellRefusedPeers() {
+    using clock = std::chrono::steady_clock;
+    constexpr std::chrono::minutes pause{1};
+    static clock::time_point nextTime{};
+    if (clock::now() < nextTime) {
+        return;
+    }
+    for (std::size_t i = 0; i < refusalCount; ++i) {
+        if (const unsigned number = refusals[i].exchange(0, relaxed); number != 0) {
+            logCountedWarning("peer_limit", " ", number, refusalTexts[i]);
+            nextTime = clock::now() + pause;
+        }
+    }
+}
+
+void subscriptionsTaken() {
+    looks.fetch_add(1, relaxed);
+}
