@@ -4,12 +4,14 @@
 #include <gmock/gmock.h>
 
 #include <limits>
+#include <regex>
 #include <set>
 #include <tuple>
 
 #include "logger.hpp"
 #include "mode_config.hpp"
 #include "rxe_intfc.hpp"
+#include "support/temp_dir.hpp"
 
 TEST(ModeDefaults, WhatNoRenderingShows) {
     modelName = "PN8200";
@@ -187,6 +189,24 @@ TEST(Beams, FineGridRoundTrip) {
         EXPECT_TRUE(ids.contains(polarization + 1) && ids.contains(polarization + 897));
     }
     EXPECT_EQ(ids.size(), 5U * 897);
+}
+
+// Every row of the tables in docs/beams.md, whose second table is the coarse grid.
+TEST(Beams, AreThoseOfTheDocument) {
+    const std::string text = readTextFile(TARNWICK_SOURCE_DIR "/docs/beams.md");
+    const std::regex row(R"(\| (\d+) to (\d+) \| (\d+) \| 0 to (\d+) by (\d+) \|)");
+    int beams = 0;
+    for (std::sregex_iterator match(text.begin(), text.end(), row), end; match != end; ++match) {
+        const auto number = [&](int group) { return std::stoi((*match)[group]); };
+        const bool coarse = static_cast<std::size_t>(match->position()) > text.find("## Coarse");
+        for (int offset = number(1); offset <= number(2); ++offset, ++beams) {
+            const auto id = static_cast<short>((coarse ? 300 : 5000) + offset);
+            EXPECT_EQ(beam_to_el(id), number(3)) << id;
+            EXPECT_EQ(beam_to_az(id), (offset - number(1)) * number(5)) << id;
+        }
+        EXPECT_EQ((number(2) - number(1)) * number(5), number(4));
+    }
+    EXPECT_EQ(beams, 896 + 96);
 }
 
 TEST(Beams, OddIdsAndDirections) {

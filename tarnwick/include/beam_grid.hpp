@@ -1,0 +1,112 @@
+// SPDX-License-Identifier: MIT
+// The numbers of the array reader's beams and their directions, as arithmetic alone:
+// the daemon reads modes with it, the client explains numbers with it.
+//
+//   coarse   number = hundreds | 1 to 97     polarization (hundreds + 1) * 1000
+//            every 15 degrees round, elevations 60, 45, 30, 15; 97 is the boresight
+//   fine     number = polarization + offset  polarization 1000 to 5000
+//            1 to 864    every 5 degrees round, elevations 70 down to 15
+//            865 to 888  every 15 degrees round, elevation 10
+//            889 to 896  every 45 degrees round, elevation 5
+//            897         the boresight
+//
+// Azimuth and elevation are whole degrees. The elevation is the angle from the
+// boresight, which points straight down from a reader on the ceiling.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string_view>
+
+namespace beam_grid {
+
+// By thousands: TOTAL is 1000, LHCP 5000.
+inline constexpr std::array<std::string_view, 5> polarizationNames{"TOTAL", "THETA", "PHI", "RHCP", "LHCP"};
+
+inline constexpr int lastCoarseBeam = 1000;
+inline constexpr int fineBoresight = 897;
+inline constexpr int highestElevation = 70;
+
+struct direction_s {
+    int azimuth;    // 0 to 359; -1: not a beam
+    int elevation;  // 0 to 70; -1: not a beam
+};
+inline constexpr direction_s noDirection{-1, -1};
+
+// A run of offsets of one grid: from `first` to `last`, azimuth by azimuth, each
+// full turn `elevationStep` degrees below the one before.
+struct ring_s {
+    int first;
+    int last;
+    int azimuthStep;
+    int turn;  // beams of one turn
+    int elevation;
+    int elevationStep;
+};
+inline constexpr std::array coarseRings{
+    ring_s{1, 96, 15, 24, 60, 15},
+    ring_s{97, 97, 0, 1, 0, 0},
+};
+inline constexpr std::array fineRings{
+    ring_s{1, 864, 5, 72, highestElevation, 5},
+    ring_s{865, 888, 15, 24, 10, 0},
+    ring_s{889, 896, 45, 8, 5, 0},
+    ring_s{fineBoresight, fineBoresight, 0, 1, 0, 0},
+};
+
+template <class Rings>
+constexpr direction_s directionIn(const Rings& rings, int offset) {
+    for (const ring_s& ring : rings) {
+        if (offset >= ring.first && offset <= ring.last) {
+            const int place = offset - ring.first;
+            return {(place % ring.turn) * ring.azimuthStep,
+                    ring.elevation - (place / ring.turn) * ring.elevationStep};
+        }
+    }
+    return noDirection;
+}
+
+// Offset 0 of the fine grid is not a beam, and yet its elevation reads as that of
+// the top ring.
+constexpr direction_s directionOf(int beam) {
+    if (beam <= lastCoarseBeam) {
+        return directionIn(coarseRings, beam % 100);
+    }
+    const int offset = beam % 1000;
+    return offset == 0 ? direction_s{-1, highestElevation} : directionIn(fineRings, offset);
+}
+
+// 1000 to 5000, or 0 for a number outside the grids.
+constexpr int polarizationOf(int beam) {
+    const int thousands = beam <= lastCoarseBeam ? beam / 100 + 1 : beam / 1000;
+    const bool known = beam >= 0 && (beam <= lastCoarseBeam ? thousands <= 4 : beam <= 5999);
+    return known ? thousands * 1000 : 0;
+}
+
+// The fine number of a direction, or 0 when there is not such a beam. Elevation 0 is
+// the boresight whatever the azimuth. Elevations between the steps are not refused:
+// 11 to 14 are those of 15, and 1 to 4 and 6 to 9 give numbers without a direction.
+constexpr std::uint16_t beamOf(int azimuth, int elevation, std::uint32_t polarization) {
+    if (polarization < 1000 || polarization > 5000 || polarization % 1000 != 0 ||
+        elevation > highestElevation || azimuth % 5 != 0) {
+        return 0;
+    }
+    const auto beam = [&](int offset) {
+        return static_cast<std::uint16_t>(static_cast<int>(polarization) + offset);
+    };
+    if (elevation == 0) {
+        return beam(fineBoresight);
+    }
+    if (azimuth >= 356) {
+        return 0;
+    }
+    if (elevation == 5) {
+        return azimuth % 45 == 0 ? beam(889 + azimuth / 45) : std::uint16_t{0};
+    }
+    if (elevation == 10) {
+        return azimuth % 15 == 0 ? beam(865 + azimuth / 15) : std::uint16_t{0};
+    }
+    return beam(1 + azimuth / 5 + 72 * ((highestElevation - elevation) / 5));
+}
+
+}  // namespace beam_grid
