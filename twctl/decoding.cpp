@@ -64,20 +64,26 @@ nlohmann::ordered_json fieldValue(const Message& message, const FieldDescriptor*
     }
 }
 
-// An empty result says that the bytes are no tag report.
-std::string binaryReportText(std::string_view bytes) {
+// In the order of their numbers; nothing for bytes that are no tag report.
+std::optional<nlohmann::ordered_json> fieldsOf(std::string_view bytes) {
     velmo::tag_data_report report;
     if (!report.ParseFromArray(bytes.data(), static_cast<int>(bytes.size()))) {
-        return {};
+        return std::nullopt;
     }
     std::vector<const FieldDescriptor*> fields;
     report.GetReflection()->ListFields(report, &fields);
-    nlohmann::ordered_json text = nlohmann::ordered_json::object();
+    nlohmann::ordered_json values = nlohmann::ordered_json::object();
     for (const FieldDescriptor* field : fields) {
-        text[field->name()] = fieldValue(report, field);
+        values[field->name()] = fieldValue(report, field);
     }
+    return values;
+}
+
+// An empty result says that the bytes are no tag report.
+std::string binaryReportText(std::string_view bytes) {
+    const std::optional<nlohmann::ordered_json> fields = fieldsOf(bytes);
     // Text that is not valid UTF-8 gets replacement characters.
-    return text.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+    return fields ? fields->dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) : "";
 }
 
 std::string unreadableLine(std::string_view frame) {
@@ -95,6 +101,11 @@ std::string hexText(std::string_view bytes) {
         text += digits[byte & 15];
     }
     return text;
+}
+
+std::optional<nlohmann::json> binaryFields(std::string_view bytes) {
+    const std::optional<nlohmann::ordered_json> fields = fieldsOf(bytes);
+    return fields ? std::optional<nlohmann::json>(*fields) : std::nullopt;
 }
 
 std::optional<tag_frame_s> splitTagFrame(std::string_view frame) {

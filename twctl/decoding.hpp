@@ -11,6 +11,7 @@
 #pragma once
 
 #include <cstdint>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -27,6 +28,10 @@ std::optional<tag_frame_s> splitTagFrame(std::string_view frame);
 
 // Two lower-case digits for each byte.
 std::string hexText(std::string_view bytes);
+
+// The fields of a serialised velmo::tag_data_report by their names, those that it does not
+// carry left out; bytes that are not text in hex. Nothing when the bytes are not one.
+std::optional<nlohmann::json> binaryFields(std::string_view bytes);
 
 // The line of a frame of the tag channel, without a newline:
 //

@@ -58,9 +58,9 @@ int nestingOf(std::string_view source) {
 
 }  // namespace
 
-bool readDocument(const std::string& source, document_s* document) {
+bool readDocument(const std::string& source, const char* inlineName, document_s* document) {
     if (source.starts_with('{')) {
-        *document = {"the text", source};
+        *document = {inlineName, source};
         return true;
     }
     const bool standardInput = source == "-";
@@ -90,18 +90,18 @@ bool isObject(const std::string& text, json* root, std::string* reason) {
         return false;
     }
     if (text.find('\0') != text.npos) {  // the end of the text, for the parser
-        *reason = "no JSON: it holds a NUL";
+        *reason = "not JSON: it holds a NUL";
         return false;
     }
     try {
         *root = json::parse(text);
     } catch (const json::exception& error) {
         const std::string_view what = error.what();  // "[json.exception.parse_error.101] parse error at ..."
-        *reason = "no JSON: " + std::string(what.substr(std::min(what.find("] ") + 2, what.size())));
+        *reason = "not JSON: " + std::string(what.substr(std::min(what.find("] ") + 2, what.size())));
         return false;
     }
     if (!root->is_object()) {
-        *reason = "JSON, but no object";
+        *reason = "JSON, but not an object";
         return false;
     }
     return true;

@@ -7,13 +7,14 @@
 #include <vector>
 
 struct document_s {
-    std::string name;  // for messages: the file, "standard input" or "the text"
+    std::string name;  // for messages: the file, "standard input", or what an inline text is
     std::string text;
 };
 
 // `source` is a file, "-" for standard input, or the document itself when it
-// begins with "{". Tells on standard error why it cannot be read.
-bool readDocument(const std::string& source, document_s* document);
+// begins with "{", which is then called `inlineName`. Tells on standard error why it
+// cannot be read.
+bool readDocument(const std::string& source, const char* inlineName, document_s* document);
 
 // Whether the daemon can take it at all: JSON, an object, neither too large nor
 // too deep. If not, `reason` is a sentence.
@@ -24,13 +25,14 @@ bool isObject(const std::string& text, nlohmann::json* root, std::string* reason
 // again without any.
 std::string packed(const std::string& text);
 
-// What is wrong with a mode as far as it shows without a reader, a sentence each: no
-// type, keys that the daemon would pass over, values of the wrong kind at the top
-// level, words that are none, keys that exclude each other.
+// What every reader refuses in a mode, as the published schema says it and the grid of
+// beams, and the keys that the daemon would ignore: a line each.
 std::vector<std::string> findModeFaults(const nlohmann::json& mode);
 
-// What the daemon would take for "events" in silence and to no effect: keys and
-// statistics that are none.
+// What the daemon takes, and is hardly meant so.
+std::vector<std::string> findModeWarnings(const nlohmann::json& mode);
+
+// The same for "events", where names of statistics that do not exist have no effect.
 std::vector<std::string> findEventsFaults(const nlohmann::json& settings);
 
 // Whether an object for "events" would end the daemon. If so, `reason` is a sentence.

@@ -11,7 +11,7 @@ namespace {
 
 void explainSilence(const std::string& endpoint, double timeoutSeconds) {
     const std::string hint = whySilent(endpoint, "is the daemon running with the software engine?",
-                                       "root and the user that runs the daemon have");
+                                       "run as root or as the user of the daemon");
     std::fprintf(stderr, "twctl: no answer within %g s on %s%s\n", timeoutSeconds, endpoint.c_str(),
                  hint.c_str());
 }

@@ -9,21 +9,27 @@
 
 namespace {
 
+std::vector<std::string> noWarnings(const nlohmann::json&) {
+    return {};
+}
+
 // What tells the two subcommands apart.
 struct settings_s {
-    const char* request;
+    const char* request;  // also what an inline document is called
     std::vector<std::string> (*findFaults)(const nlohmann::json& document);
+    std::vector<std::string> (*findWarnings)(const nlohmann::json& document);
     bool (*isDangerous)(const nlohmann::json& document, std::string* reason);  // null: none is
 };
-constexpr settings_s modeSettings{"mode", findModeFaults, nullptr};
-constexpr settings_s eventsSettings{"events", findEventsFaults, wouldEndDaemon};
+constexpr settings_s modeSettings{"mode", findModeFaults, findModeWarnings, nullptr};
+constexpr settings_s eventsSettings{"events", findEventsFaults, noWarnings, wouldEndDaemon};
 
 // What "show" and its like ask.
 struct question_s {
     const char* action;
     const char* words;
 };
-constexpr question_s questions[] = {{"show", ""}, {"verbose", " verbose"}, {"as-set", " as_set"}};
+constexpr question_s questions[] = {
+    {"show", ""}, {"verbose", " verbose"}, {"as-set", " as_set"}, {"as_set", " as_set"}};
 
 // The reply's object over several lines.
 int show(const daemon_s& daemon, const std::string& request) {
@@ -38,58 +44,68 @@ int show(const daemon_s& daemon, const std::string& request) {
     return printText(object.dump(4));
 }
 
-bool loadObject(const std::string& source, document_s* document, nlohmann::json* root) {
-    std::string reason;
-    if (!readDocument(source, document)) {
-        return false;
-    }
-    if (!isObject(document->text, root, &reason)) {
-        std::fprintf(stderr, "twctl: %s: %s\n", document->name.c_str(), reason.c_str());
-        return false;
-    }
-    return true;
+void tell(const document_s& document, const std::string& what) {
+    std::fprintf(stderr, "twctl: %s: %s\n", document.name.c_str(), what.c_str());
 }
 
-std::size_t tellFaults(const settings_s& settings, const document_s& document, const nlohmann::json& root) {
+// Reads a document into `root`. What is wrong is told, with the status of a file that
+// cannot be read or `badStatus` for one that is not a JSON object.
+int load(const settings_s& settings, const std::string& source, int badStatus, document_s* document,
+         nlohmann::json* root) {
+    std::string reason;
+    if (!readDocument(source, settings.request, document)) {
+        return exitTrouble;
+    }
+    if (!isObject(document->text, root, &reason)) {
+        tell(*document, reason);
+        return badStatus;
+    }
+    return exitSuccess;
+}
+
+// Faults and warnings, each a line. Returns the number of faults.
+std::size_t tellFindings(const settings_s& settings, const document_s& document, const nlohmann::json& root) {
     const std::vector<std::string> faults = settings.findFaults(root);
     for (const std::string& fault : faults) {
-        std::fprintf(stderr, "twctl: %s: %s\n", document.name.c_str(), fault.c_str());
+        tell(document, fault);
+    }
+    for (const std::string& warning : settings.findWarnings(root)) {
+        tell(document, "warning: " + warning);
     }
     return faults.size();
 }
 
+// The findings follow the reply, where they may explain a refusal.
 int set(const daemon_s& daemon, const settings_s& settings, const std::string& source) {
     document_s document;
     nlohmann::json root;
-    if (!loadObject(source, &document, &root)) {
-        return exitTrouble;
+    if (const int status = load(settings, source, exitTrouble, &document, &root); status != exitSuccess) {
+        return status;
     }
     if (std::string reason; settings.isDangerous != nullptr && settings.isDangerous(root, &reason)) {
-        std::fprintf(stderr, "twctl: %s: %s\n", document.name.c_str(), reason.c_str());
+        tell(document, reason);
         return exitTrouble;
     }
-    tellFaults(settings, document, root);
     std::string reply;
     const std::string request = std::string(settings.request) + " " + packed(document.text);
-    const int status = askDaemon(daemon, request, &reply);
-    return status == exitSuccess ? printReply(reply) : status;
+    int status = askDaemon(daemon, request, &reply);
+    status = status == exitSuccess ? printReply(reply) : status;
+    tellFindings(settings, document, root);
+    return status;
 }
 
 int check(const settings_s& settings, const std::string& source) {
     document_s document;
     nlohmann::json root;
-    if (!readDocument(source, &document)) {
-        return exitTrouble;
+    if (const int status = load(settings, source, exitFailure, &document, &root); status != exitSuccess) {
+        return status;
     }
-    std::string reason;
-    if (!isObject(document.text, &root, &reason)) {
-        std::fprintf(stderr, "twctl: %s: %s\n", document.name.c_str(), reason.c_str());
+    if (tellFindings(settings, document, root) != 0) {
         return exitFailure;
     }
-    if (tellFaults(settings, document, root) != 0) {
-        return exitFailure;
-    }
-    return printText(document.name + ": no fault found");
+    return printText(document.name +
+                     ": no errors found (what depends on the reader, such as its ports, its power and its "
+                     "firmware, is not checked)");
 }
 
 int run(const daemon_s& daemon, const settings_s& settings, const json_command_s& command) {

@@ -9,6 +9,8 @@
 #include <cstdio>
 #include <tuple>
 
+#include "decoding.hpp"
+
 namespace {
 
 constexpr std::size_t mostTags = 20'000;
@@ -52,10 +54,6 @@ void forgetOldest(live_table_s* table) {
     std::erase_if(table->tags, [&](const auto& entry) { return entry.second.lastSeen < *middle; });
 }
 
-std::string numberText(const std::optional<std::int64_t>& value) {
-    return value ? std::to_string(*value) : "-";
-}
-
 // "0.3 s", "47 s", "12 min"
 std::string ageText(std::chrono::duration<double> age) {
     char text[32];
@@ -70,12 +68,37 @@ std::string ageText(std::chrono::duration<double> age) {
     return text;
 }
 
-std::string rowText(int epcWidth, const char* epc, const std::string& reads, const std::string& antenna,
-                    const std::string& rssi, const std::string& seen, const std::string& rate) {
-    char text[320];
-    std::snprintf(text, sizeof text, "%-*.*s %8s %8s %6s %10s %9s", epcWidth, 160, epc, reads.c_str(),
-                  antenna.c_str(), rssi.c_str(), seen.c_str(), rate.c_str());
-    return text;
+constexpr std::size_t widestCell = 40, widestTag = 160;
+
+// A cell of the table, filled up in front; a text that is too wide is cut.
+std::string cell(const std::string& text, std::size_t width) {
+    return " " + std::string(width - std::min(width, text.size()), ' ') + text.substr(0, width);
+}
+
+// The cells of a row but for those of its columns.
+struct row_s {
+    std::string tag, reads, seen, rate;
+    const std::vector<std::string>& cells;
+};
+
+std::string rowText(const live_table_s& table, const std::vector<std::size_t>& widths, const row_s& row) {
+    const std::string tag = row.tag.substr(0, widths.front());
+    std::string text = tag + std::string(widths.front() - tag.size(), ' ') + cell(row.reads, 8);
+    for (std::size_t i = 0; i < table.columns.size(); ++i) {
+        if (table.columns[i].shown) {
+            text += cell(i < row.cells.size() && !row.cells[i].empty() ? row.cells[i] : "-", widths[i + 1]);
+        }
+    }
+    return text + cell(row.seen, 10) + cell(row.rate, 9);
+}
+
+// "RSSI" is written as people write it.
+std::vector<std::string> headings(const live_table_s& table) {
+    std::vector<std::string> names;
+    for (const live_column_s& column : table.columns) {
+        names.push_back(column.name == "rssi" ? "RSSI" : column.name);
+    }
+    return names;
 }
 
 std::string rateText(double rate) {
@@ -98,15 +121,27 @@ terminal_size_s terminalSize() {
 
 }  // namespace
 
+std::vector<live_column_s> usualLiveColumns() {
+    std::vector<live_column_s> columns{{"antenna", true}, {"rssi", true}};
+    const columns_t& usual = usualColumns();
+    for (auto name = std::ranges::find(usual, "azimuth"); name != usual.end(); ++name) {
+        columns.push_back({*name, false});
+    }
+    return columns;
+}
+
 void countReport(live_table_s* table, const tag_record_s& record, clock_point now) {
     const std::uint64_t reads =
         record.reads && *record.reads > 0 ? static_cast<std::uint64_t>(*record.reads) : 1;
     const std::int64_t second = secondOf(*table, now);
     live_tag_s& tag = table->tags[record.epc];
     tag.reads += reads;
-    tag.antenna = record.antenna;
-    tag.rssi = record.rssi;
     tag.lastSeen = now;
+    tag.texts.clear();
+    for (live_column_s& column : table->columns) {
+        tag.texts.push_back(decodeTextFrame(columnText(record, column.name)));
+        column.shown |= !tag.texts.back().empty();
+    }
     count(&tag.rate, second, reads);
     table->reads += reads;
     count(&table->rate, second, reads);
@@ -117,11 +152,18 @@ void countReport(live_table_s* table, const tag_record_s& record, clock_point no
 
 std::vector<std::string> tableLines(const live_table_s& table, clock_point now, std::size_t most) {
     using entry_t = std::unordered_map<std::string, live_tag_s>::value_type;
+    const std::vector<std::string> names = headings(table);
     std::vector<const entry_t*> entries;
-    std::size_t epcWidth = 24;
+    std::vector<std::size_t> widths{24};  // of the tag, then of each column
+    for (const std::string& name : names) {
+        widths.push_back(std::max<std::size_t>(name.size(), 6));
+    }
     for (const entry_t& entry : table.tags) {
         entries.push_back(&entry);
-        epcWidth = std::max(epcWidth, entry.first.size());
+        widths[0] = std::clamp(entry.first.size(), widths[0], widestTag);
+        for (std::size_t i = 0; i < entry.second.texts.size(); ++i) {
+            widths[i + 1] = std::max(widths[i + 1], std::min(entry.second.texts[i].size(), widestCell));
+        }
     }
     const auto shown = std::min(most, entries.size());
     const auto isBefore = [](const entry_t* a, const entry_t* b) {
@@ -130,16 +172,15 @@ std::vector<std::string> tableLines(const live_table_s& table, clock_point now, 
     };
     std::ranges::partial_sort(entries, entries.begin() + static_cast<std::ptrdiff_t>(shown), isBefore);
 
-    const int width = static_cast<int>(std::min<std::size_t>(epcWidth, 160));
     std::vector<std::string> lines;
     lines.push_back(std::to_string(table.tags.size()) + " tags, " + std::to_string(table.reads) + " reads, " +
                     rateText(perSecond(table.rate, table, now)) + " reads/s");
-    lines.push_back(rowText(width, "tag", "reads", "antenna", "RSSI", "last seen", "reads/s"));
+    lines.push_back(rowText(table, widths, {"tag", "reads", "last seen", "reads/s", names}));
     for (std::size_t i = 0; i < shown; ++i) {
         const auto& [epc, tag] = *entries[i];
-        lines.push_back(rowText(width, epc.c_str(), std::to_string(tag.reads), numberText(tag.antenna),
-                                numberText(tag.rssi), ageText(now - tag.lastSeen),
-                                rateText(perSecond(tag.rate, table, now))));
+        lines.push_back(rowText(table, widths,
+                                {epc, std::to_string(tag.reads), ageText(now - tag.lastSeen),
+                                 rateText(perSecond(tag.rate, table, now)), tag.texts}));
     }
     return lines;
 }

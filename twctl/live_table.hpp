@@ -5,7 +5,6 @@
 #include <array>
 #include <chrono>
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -23,13 +22,20 @@ struct rate_s {
 
 struct live_tag_s {
     std::uint64_t reads = 0;
-    std::optional<std::int64_t> antenna;  // of its last report
-    std::optional<std::int64_t> rssi;     // dBm, of its last report
+    std::vector<std::string> texts;  // of its last report, in the order of the table's columns
     clock_point lastSeen;
     rate_s rate;
 };
 
+// A column whose cells are those of the last report of a tag.
+struct live_column_s {
+    std::string name;
+    bool shown;  // a column that nobody has chosen shows once a report has something for it
+};
+std::vector<live_column_s> usualLiveColumns();
+
 struct live_table_s {
+    std::vector<live_column_s> columns = usualLiveColumns();
     clock_point began = std::chrono::steady_clock::now();
     std::unordered_map<std::string, live_tag_s> tags;  // by EPC
     std::uint64_t reads = 0;

@@ -5,10 +5,14 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdio>
+#include <memory>
 #include <string>
+#include <vector>
 
+#include "arguments.hpp"
 #include "completion.hpp"
 #include "exit_status.hpp"
+#include "help.hpp"
 #include "requests.hpp"
 #include "subcommands.hpp"
 
@@ -16,7 +20,7 @@ namespace {
 
 void addCompletion(CLI::App* app, int* status) {
     static std::string line;  // read by the callback
-    CLI::App* sub = app->add_subcommand("complete", "Prints what may come next on a line");
+    CLI::App* sub = app->add_subcommand("complete", "Print what may come next on a line");
     sub->group("");  // for the completion script alone
     sub->add_option("LINE", line)->required();
     sub->callback([app, status] {
@@ -28,7 +32,7 @@ void addCompletion(CLI::App* app, int* status) {
 
 // "twctl help", which many try first.
 void addHelp(CLI::App* app, int* status) {
-    CLI::App* sub = app->add_subcommand("help", "Shows this help");
+    CLI::App* sub = app->add_subcommand("help", "Show this help");
     sub->callback([app, status] {  // app->help() would be that of the subcommand
         const std::string text =
             app->get_formatter()->make_help(app, app->get_name(), CLI::AppFormatMode::Normal);
@@ -36,25 +40,8 @@ void addHelp(CLI::App* app, int* status) {
     });
 }
 
-// What stands first and is no subcommand, which the parser would not name. Its own
-// options are left to it.
-void refuseFirstWord(const CLI::App& app, const std::string& word) {
-    const auto subs = app.get_subcommands(nullptr);
-    const std::string name = word.substr(0, word.find('='));
-    if (!word.starts_with('-')) {
-        if (std::ranges::none_of(subs, [&](const CLI::App* sub) { return sub->get_name() == word; })) {
-            throw CLI::ValidationError(word, "there is no such subcommand");
-        }
-    } else if (app.get_option_no_throw(name) == nullptr) {
-        const bool known = std::ranges::any_of(
-            subs, [&](const CLI::App* sub) { return sub->get_option_no_throw(name) != nullptr; });
-        throw CLI::ValidationError(name, known ? "an option stands behind the subcommand"
-                                               : "there is no such option, and no subcommand");
-    }
-}
-
 std::string failureText(const CLI::App*, const CLI::Error& error) {
-    return "twctl: " + std::string(error.what()) + "; --help tells more\n";
+    return "twctl: " + std::string(error.what()) + "; see --help\n";
 }
 
 }  // namespace
@@ -65,20 +52,21 @@ int main(int argc, char** argv) {
     // Whoever reads through a pipe gets whole lines, and each at once.
     std::setvbuf(stdout, nullptr, _IOLBF, 1U << 16);
     CLI::App app{"Talks to the tarnwick daemon", "twctl"};
+    app.formatter(std::make_shared<help_formatter_c>());  // for each subcommand as well
     app.require_subcommand(1);
     app.footer(exitStatusHelp);
     int status = exitSuccess;
-    addRequests(&app, &status);
+    std::vector<std::string> words;  // of the one subcommand that is run
+    addRequests(&app, &words, &status);
     addWatch(&app, &status);
     addHelp(&app, &status);
     addCompletion(&app, &status);
     app.failure_message(failureText);
     app.set_version_flag("--version", "twctl " TARNWICK_VERSION, "Print the version and exit");
     try {
-        if (argc > 1) {
-            refuseFirstWord(app, argv[1]);
-        }
-        app.parse(argc, argv);
+        std::vector<std::string> arguments = arrangeArguments(app, {argv + 1, argv + argc}, &words);
+        std::ranges::reverse(arguments);  // as the parser takes a list
+        app.parse(arguments);
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? exitSuccess : exitTrouble;
     }

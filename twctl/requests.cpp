@@ -15,23 +15,22 @@ namespace {
 
 void explainSilence(const daemon_s& daemon, const std::string& endpoint) {
     const std::string hint =
-        whySilent(endpoint, "is the daemon running?", "root, trfidadm and the group appsadms have");
+        whySilent(endpoint, "is the daemon running?", "run as root or trfidadm, or join group appsadms");
     std::fprintf(stderr, "twctl: no reply within %g s on %s%s\n", daemon.timeoutSeconds, endpoint.c_str(),
                  hint.c_str());
 }
 
 }  // namespace
 
-std::string whySilent(const std::string& endpoint, const std::string& running, const std::string& rightful) {
+std::string whySilent(const std::string& endpoint, const std::string& running, const std::string& remedy) {
     const std::optional<std::string> file = ipcFile(endpoint);
     if (!file) {
         return "";
     }
     if (access(file->c_str(), W_OK) == 0) {
-        return hasLiveListener(endpoint) ? "" : ": a daemon that is gone has left the file there";
+        return hasLiveListener(endpoint) ? "" : ": a daemon that has ended left the file behind";
     }
-    return errno == EACCES ? ": no right to write to it, which " + rightful
-                           : ": nothing listens there, " + running;
+    return errno == EACCES ? ": permission denied; " + remedy : ": nothing listens there; " + running;
 }
 
 int askDaemon(const daemon_s& daemon, const std::string& text, std::string* reply) {

@@ -19,8 +19,8 @@ int askDaemon(const daemon_s& daemon, const std::string& text, std::string* repl
 
 // Why nobody may have answered at an ipc endpoint: a text to stand behind what has
 // not come, empty when the file does not tell. `running` is asked when nothing
-// listens, `rightful` are those who may write to the file.
-std::string whySilent(const std::string& endpoint, const std::string& running, const std::string& rightful);
+// listens, `remedy` says how to get the right to write to the file.
+std::string whySilent(const std::string& endpoint, const std::string& running, const std::string& remedy);
 
 // A reply that begins with "Failure".
 bool isFailure(std::string_view reply);

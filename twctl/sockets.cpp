@@ -61,25 +61,54 @@ bound_file_c::~bound_file_c() {
     }
 }
 
-// ZeroMQ takes an ipc file over without asking who holds it, so that a second
-// listener would silently cut the first one off. A plain connect tells.
+namespace {
+
+// A plain connection, which tells more than ZeroMQ does: that takes an ipc file over
+// without asking who holds it, so that a second listener would silently cut the first
+// one off.
+class probe_c {
+  public:
+    explicit probe_c(const std::string& endpoint) {
+        const std::optional<std::string> file = ipcFile(endpoint);
+        sockaddr_un address{};
+        if (!file || file->size() >= sizeof address.sun_path) {
+            return;
+        }
+        address.sun_family = AF_UNIX;
+        std::memcpy(address.sun_path, file->data(), file->size());
+        descriptor = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+        if (descriptor >= 0) {
+            connected = connect(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+            busy = !connected && errno == EAGAIN;
+        }
+    }
+    ~probe_c() {
+        if (descriptor >= 0) {
+            close(descriptor);
+        }
+    }
+    probe_c(const probe_c&) = delete;
+    probe_c& operator=(const probe_c&) = delete;
+
+    int descriptor = -1;
+    bool connected = false;
+    bool busy = false;  // somebody listens, and its queue of callers is full
+};
+
+}  // namespace
+
 bool hasLiveListener(const std::string& endpoint) {
-    const std::optional<std::string> file = ipcFile(endpoint);
-    sockaddr_un address{};
-    if (!file || file->size() >= sizeof address.sun_path) {
-        return false;
-    }
-    address.sun_family = AF_UNIX;
-    std::memcpy(address.sun_path, file->data(), file->size());
-    const int probe = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    if (probe < 0) {
-        return false;
-    }
-    const int result = connect(probe, reinterpret_cast<const sockaddr*>(&address), sizeof address);
-    // EAGAIN: somebody listens, and its queue of callers is full.
-    const bool alive = result == 0 || errno == EAGAIN;
-    close(probe);
-    return alive;
+    const probe_c probe(endpoint);
+    return probe.connected || probe.busy;
+}
+
+pid_t listenerOf(const std::string& endpoint) {
+    const probe_c probe(endpoint);
+    ucred peer{};
+    socklen_t size = sizeof peer;
+    const bool known =
+        probe.connected && getsockopt(probe.descriptor, SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0;
+    return known ? peer.pid : 0;
 }
 
 long millisecondsLeft(const deadline_t& deadline) {

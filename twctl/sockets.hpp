@@ -55,6 +55,9 @@ class bound_file_c {
 // a killed process left behind does not count, nor does any other transport.
 bool hasLiveListener(const std::string& endpoint);
 
+// The id of that process; 0 when there is none, or it is of another machine.
+pid_t listenerOf(const std::string& endpoint);
+
 // Milliseconds from now until `deadline`, rounded up, never negative; -1, which
 // is ZeroMQ's "for ever", without a deadline.
 using deadline_t = std::optional<std::chrono::steady_clock::time_point>;

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
+#include "alarms.hpp"
 #include "exit_status.hpp"
 #include "sockets.hpp"
 
@@ -110,6 +111,18 @@ std::string table(const ordered_json& status) {
     return text;
 }
 
+std::string alarmRows(const daemon_s& daemon, int count) {
+    const alarms_s alarms = lastAlarms(endpointOf(daemon.endpoint), static_cast<std::size_t>(count));
+    if (alarms.lines.empty()) {
+        return "\n" + lineOf("last alarms", alarms.trouble.empty() ? "none" : alarms.trouble);
+    }
+    std::string text;
+    for (const std::string& line : alarms.lines) {
+        text += "\n" + lineOf(text.empty() ? "last alarms" : "", line);
+    }
+    return text;
+}
+
 }  // namespace
 
 std::string statusNames() {
@@ -120,9 +133,9 @@ std::string statusNames() {
     return names;
 }
 
-int runStatus(const daemon_s& daemon, const std::vector<std::string>& names, bool json) {
+int runStatus(const daemon_s& daemon, const status_request_s& request) {
     std::vector<std::string> words{"status"};
-    words.insert(words.end(), names.begin(), names.end());
+    words.insert(words.end(), request.names.begin(), request.names.end());
     std::string reply;
     if (const int status = askDaemon(daemon, joinWords(words), &reply); status != exitSuccess) {
         return status;
@@ -132,8 +145,12 @@ int runStatus(const daemon_s& daemon, const std::vector<std::string>& names, boo
     }
     const ordered_json status = ordered_json::parse(withoutGaps(bodyOf(reply)), nullptr, false);
     if (!status.is_object()) {
-        std::fprintf(stderr, "twctl: the reply is no JSON object: %s\n", reply.c_str());
+        std::fprintf(stderr, "twctl: the reply is not a JSON object: %s\n", reply.c_str());
         return exitTrouble;
     }
-    return printText(json ? status.dump() : table(status));
+    if (request.json) {
+        return printText(status.dump());
+    }
+    const bool withAlarms = request.names.empty() && request.alarms > 0;
+    return printText(table(status) + (withAlarms ? alarmRows(daemon, request.alarms) : ""));
 }

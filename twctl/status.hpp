@@ -10,6 +10,13 @@
 // The members that can be asked for by name, with blanks between.
 std::string statusNames();
 
-// Prints a table for people or, with `json`, one line for programs. `names` are
-// the members to ask for, all when it is empty. Returns an exit_status_e.
-int runStatus(const daemon_s& daemon, const std::vector<std::string>& names, bool json);
+inline constexpr int mostAlarms = 1000;
+
+struct status_request_s {
+    std::vector<std::string> names;  // the members to ask for; empty: all, and the alarms
+    bool json = false;               // one line for programs, in place of the table for people
+    int alarms = 5;                  // how many of the last ones stand below the whole table
+};
+
+// Prints the status. Returns an exit_status_e.
+int runStatus(const daemon_s& daemon, const status_request_s& request);

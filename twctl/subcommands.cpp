@@ -1,13 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include "subcommands.hpp"
 
-#include <algorithm>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "beams.hpp"
 #include "engine.hpp"
 #include "exit_status.hpp"
+#include "help.hpp"
 #include "json_commands.hpp"
 #include "requests.hpp"
 #include "status.hpp"
@@ -15,42 +16,29 @@
 
 namespace {
 
-// The words of a request are no option and no positional to the parser, which
-// would leave them out of the usage line.
-class words_formatter_c : public CLI::Formatter {
-    std::string make_usage(const CLI::App* app, std::string) const override {
-        return "Usage: twctl " + app->get_name() + " [OPTIONS] [WORDS...]\n";
-    }
-};
+using words_t = std::vector<std::string>;
 
-// The words behind the options of a subcommand that takes any.
-std::vector<std::string> wordsOf(const CLI::App& sub) {
-    std::vector<std::string> words = sub.remaining();
+// The words of a subcommand that needs one at least.
+const words_t& needed(const words_t& words) {
     if (words.empty()) {
         throw CLI::RequiredError("WORDS");
-    }
-    if (words.front().starts_with("-")) {  // none begins so; a mistyped option
-        throw CLI::ExtrasError("twctl " + sub.get_name(), {words.front()});
     }
     return words;
 }
 
-// Behind the first word all are words, and what looks like an option is none. A
-// number may begin with "-".
-void refuseOptions(const std::vector<std::string>& words) {
-    const auto found = std::find_if(words.begin(), words.end(), [](const std::string& word) {
-        return word.starts_with("--") || word == "-h";
-    });
-    if (found != words.end()) {
-        throw CLI::ValidationError(*found, found == words.begin() ? "there is no such option"
-                                                                  : "options stand in front of the words");
-    }
+words_t behind(const std::string& name, const words_t& words) {
+    words_t request{name};
+    request.insert(request.end(), words.begin(), words.end());
+    return request;
 }
 
 void addConnection(CLI::App* sub, const std::string& peer, std::string* endpoint, double* timeoutSeconds) {
-    sub->add_option("--socket,--endpoint", *endpoint, peer + ": a ZeroMQ endpoint, or an ipc file's path")
+    sub->add_option("--socket,--endpoint", *endpoint,
+                    peer + ": a ZeroMQ endpoint, or the path of an ipc file")
+        ->type_name("ENDPOINT")
         ->capture_default_str();
-    sub->add_option("--timeout", *timeoutSeconds, "Seconds to wait for the answer")
+    sub->add_option("--timeout", *timeoutSeconds, "How many seconds to wait for the answer")
+        ->type_name("SECONDS")
         ->check(secondsRange())
         ->capture_default_str();
 }
@@ -59,38 +47,29 @@ void addDaemon(CLI::App* sub, daemon_s* daemon) {
     addConnection(sub, "The daemon's reply socket", &daemon->endpoint, &daemon->timeoutSeconds);
 }
 
-void addRawRequest(CLI::App* app, int* status) {
+void addRawRequest(CLI::App* app, const words_t* words, int* status) {
     auto daemon = std::make_shared<daemon_s>();
-    CLI::App* sub = app->add_subcommand("request", "Sends any request and prints the reply as it is");
+    CLI::App* sub = app->add_subcommand("request", "Send any request and print the reply as it is");
     sub->footer(
-        std::string("All that stands behind the options is the request, its words joined by single blanks:\n"
-                    "  twctl request start\n"
-                    "  twctl request --timeout 1 data_analytics STRING\n\n") +
-        exitStatusHelp);
-    sub->formatter(std::make_shared<words_formatter_c>());
-    sub->prefix_command();  // a word of the request may begin with "-"
+        "The words are joined by single blanks. Behind \"--\" they may begin with \"-\":\n"
+        "  twctl request data_analytics STRING --timeout 1\n"
+        "  twctl request -- start --now");
+    sub->prefix_command();
     addDaemon(sub, daemon.get());
-    sub->callback([sub, daemon, status] { *status = runRequest(*daemon, wordsOf(*sub)); });
+    sub->callback([daemon, words, status] { *status = runRequest(*daemon, needed(*words)); });
 }
 
-void addCommand(CLI::App* app, const command_s& command, int* status) {
+void addCommand(CLI::App* app, const command_s& command, const words_t* words, int* status) {
     auto daemon = std::make_shared<daemon_s>();
     CLI::App* sub = app->add_subcommand(command.name, command.help);
     const std::string rules = describeWords(command.name);
     if (!rules.empty()) {
-        sub->formatter(std::make_shared<words_formatter_c>());
-        sub->prefix_command();  // a number may begin with "-"
+        sub->prefix_command();
+        sub->footer("Words, of which N, BYTE, HEX and HH:MM stand for a value:\n" + rules);
     }
-    sub->footer(
-        (rules.empty() ? "" : "Words, of which N, BYTE, HEX and HH:MM stand for a value:\n" + rules + "\n") +
-        exitStatusHelp);
     addDaemon(sub, daemon.get());
-    sub->callback([sub, daemon, status] {
-        std::vector<std::string> words = sub->remaining();
-        refuseOptions(words);
-        words.insert(words.begin(), sub->get_name());
-        *status = runCommand(*daemon, words);
-    });
+    sub->callback(
+        [sub, daemon, words, status] { *status = runCommand(*daemon, behind(sub->get_name(), *words)); });
 }
 
 using run_function = int (*)(const daemon_s& daemon, const json_command_s& command);
@@ -103,9 +82,13 @@ void addJsonCommand(CLI::App* app, const char* name, const char* help, const cha
     };
     auto options = std::make_shared<options_s>();
     CLI::App* sub = app->add_subcommand(name, help);
-    sub->footer(std::string(actions) + "\n\n" + exitStatusHelp);
-    sub->add_option("ACTION", options->command.action, "What to do")
-        ->check(CLI::IsMember(wordsAfter({name})))
+    sub->footer(actions);
+    words_t known = wordsAfter({name});
+    if (std::string(name) == "mode") {
+        known.emplace_back("as_set");  // the daemon's own spelling
+    }
+    sub->add_option("ACTION", options->command.action, "What to do, below")
+        ->check(oneOf(known))
         ->capture_default_str();
     CLI::Option* source =
         sub->add_option("FILE", options->command.source, "A JSON file, - for standard input, or {...}");
@@ -124,50 +107,65 @@ void addJsonCommand(CLI::App* app, const char* name, const char* help, const cha
 
 constexpr const char* modeActions =
     "Actions:\n"
-    "  show     the mode in force, without what is at the defaults of its type\n"
+    "  show     the mode in force, without what has the default value of its type\n"
     "  verbose  the same with nearly everything\n"
-    "  as-set   the mode that was accepted last, as it was sent\n"
+    "  as-set   the last accepted mode, as it was sent\n"
     "  set      sends a mode; the radio should be stopped\n"
-    "  check    looks at a mode without a daemon: that it is JSON, an object that the\n"
-    "           daemon can take, its keys and words at any depth. Missing keys, numbers\n"
-    "           and what this reader can do, only \"set\" tells";
+    "  check    checks a mode against the rules that hold for every reader, without a\n"
+    "           daemon; only \"set\" finds what this reader cannot do";
 
 constexpr const char* eventsActions =
     "Actions:\n"
     "  show     what is sent on the event channel\n"
-    "  set      changes it: any of the groups errors, warnings and heartbeat, each whole";
+    "  set      changes it: any of the groups errors, warnings and heartbeat, each\n"
+    "           complete\n"
+    "  check    checks such settings without a daemon";
 
 void addStatus(CLI::App* app, int* status) {
     struct options_s {
         daemon_s daemon;
-        std::vector<std::string> names;
-        bool json = false;
+        status_request_s request;
     };
     auto options = std::make_shared<options_s>();
-    CLI::App* sub = app->add_subcommand("status", "Shows how the daemon and the radio are");
-    sub->footer(exitStatusHelp);
-    sub->add_option("NAME", options->names, "Only these")->check(CLI::IsMember(splitWords(statusNames())));
-    sub->add_flag("--json", options->json, "One line of JSON, with the daemon's names, for programs");
+    CLI::App* sub = app->add_subcommand("status", "Show how the daemon and the radio are");
+    sub->footer("Names: " + statusNames());
+    sub->add_option("NAME", options->request.names, "Show only these, below")
+        ->check(oneOf(splitWords(statusNames())));
+    sub->add_flag("--json", options->request.json, "One line of JSON, with the daemon's names, for programs");
+    sub->add_option("--alarms", options->request.alarms,
+                    "How many errors and warnings of the daemon's log to show\n"
+                    "below the table")
+        ->type_name("N")
+        ->check(CLI::Range(0, mostAlarms))
+        ->capture_default_str();
     addDaemon(sub, &options->daemon);
-    sub->callback([options, status] { *status = runStatus(options->daemon, options->names, options->json); });
+    sub->callback([options, status] { *status = runStatus(options->daemon, options->request); });
 }
 
-void addEngine(CLI::App* app, int* status) {
-    auto event = std::make_shared<engine_event_s>();
-    CLI::App* sub = app->add_subcommand("engine", "Makes something happen to the software radio engine");
+void addBeam(CLI::App* app, const words_t* words, int* status) {
+    CLI::App* sub = app->add_subcommand("beam", "Explain a beam number of the array reader, or find it");
     sub->footer(
-        std::string("Words or one JSON object, as tarnwick-scenario(5) tells:\n"
-                    "  twctl engine gpi 1 high\n"
-                    "  twctl engine antenna 2 lost\n"
-                    "  twctl engine fail RXE_start 77 count=2\n"
-                    "  twctl engine '{\"event\": \"leave\", \"epc\": \"3034257bf7194e4000000001\"}'\n\n") +
-        exitStatusHelp);
-    sub->formatter(std::make_shared<words_formatter_c>());
+        "A number, or azimuth and elevation in degrees and perhaps a polarization\n"
+        "(TOTAL, THETA, PHI, RHCP or LHCP, the default):\n"
+        "  twctl beam 5361\n"
+        "  twctl beam 90 45 RHCP");
+    sub->prefix_command();
+    sub->callback([words, status] { *status = runBeam(behind("beam", *words)); });
+}
+
+void addEngine(CLI::App* app, const words_t* words, int* status) {
+    auto event = std::make_shared<engine_event_s>();
+    CLI::App* sub = app->add_subcommand("engine", "Make something happen to the software radio engine");
+    sub->footer(
+        "Words or one JSON object, see tarnwick-scenario(5):\n"
+        "  twctl engine gpi 1 high\n"
+        "  twctl engine antenna 2 lost\n"
+        "  twctl engine fail RXE_start 77 count=2\n"
+        "  twctl engine '{\"event\": \"leave\", \"epc\": \"3034257bf7194e4000000001\"}'");
     sub->prefix_command();
     addConnection(sub, "The engine's control socket", &event->endpoint, &event->timeoutSeconds);
-    sub->callback([sub, event, status] {
-        event->words = wordsOf(*sub);
-        refuseOptions(event->words);
+    sub->callback([words, event, status] {
+        event->words = needed(*words);
         *status = runEngineEvent(*event);
     });
 }
@@ -181,19 +179,20 @@ CLI::Validator secondsRange() {
             double seconds = 0;
             const bool isGood =
                 CLI::detail::lexical_cast(text, seconds) && seconds >= shortest && seconds <= longest;
-            return isGood ? std::string() : "\"" + text + "\" is no number of seconds from 0.001 to 86400";
+            return isGood ? std::string() : "\"" + text + "\" is not a number of seconds from 0.001 to 86400";
         },
-        "SECONDS");
+        "");
 }
 
-void addRequests(CLI::App* app, int* status) {
+void addRequests(CLI::App* app, const words_t* words, int* status) {
     addStatus(app, status);
-    addJsonCommand(app, "mode", "Shows, sets or checks what the radio does", modeActions, runMode, status);
-    addJsonCommand(app, "events", "Shows or sets what is sent on the event channel", eventsActions, runEvents,
-                   status);
+    addJsonCommand(app, "mode", "Show, set or check what the radio does", modeActions, runMode, status);
+    addJsonCommand(app, "events", "Show, set or check what is sent on the event channel", eventsActions,
+                   runEvents, status);
     for (const command_s& command : commands) {
-        addCommand(app, command, status);
+        addCommand(app, command, words, status);
     }
-    addRawRequest(app, status);
-    addEngine(app, status);
+    addRawRequest(app, words, status);
+    addBeam(app, words, status);
+    addEngine(app, words, status);
 }

@@ -5,9 +5,12 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <string>
+#include <vector>
 
-// All but "watch": requests, settings, the engine's events.
-void addRequests(CLI::App* app, int* status);
+// All but "watch": requests, settings, beams, the engine's events. `words` are those of
+// the subcommand that is run, as arrangeArguments() leaves them.
+void addRequests(CLI::App* app, const std::vector<std::string>* words, int* status);
 
 void addWatch(CLI::App* app, int* status);
 

@@ -5,30 +5,23 @@
 #include <cctype>
 #include <cstdio>
 #include <ctime>
-#include <nlohmann/json.hpp>
 
 #include "decoding.hpp"
-#include "tw_msg.pb.h"
 
 namespace {
 
 using nlohmann::json;
 
-// Reads the member when it is there and of that type.
-template <class Value>
-void take(const json& object, const char* key, Value* out) {
+// A member that is a text, or nothing.
+std::string textAt(const json& object, const char* key) {
     const auto member = object.find(key);
-    if (member == object.end()) {
-        return;
-    }
-    if constexpr (std::is_same_v<Value, std::string>) {
-        if (member->is_string()) {
-            *out = member->template get<std::string>();
-        }
-    } else if (std::is_floating_point_v<typename Value::value_type> ? member->is_number()
-                                                                    : member->is_number_integer()) {
-        *out = member->template get<typename Value::value_type>();
-    }
+    return member != object.end() && member->is_string() ? member->get<std::string>() : "";
+}
+
+std::optional<std::int64_t> integerAt(const json& object, const char* key) {
+    const auto member = object.find(key);
+    return member != object.end() && member->is_number_integer() ? std::optional(member->get<std::int64_t>())
+                                                                 : std::nullopt;
 }
 
 bool readJson(std::string_view text, tag_record_s* record) {
@@ -36,15 +29,10 @@ bool readJson(std::string_view text, tag_record_s* record) {
     if (!root.is_object() || !root.contains("data") || !root["data"].is_object()) {
         return false;
     }
-    const json& data = root["data"];
-    take(root, "timestamp", &record->time);
-    take(root, "type", &record->type);
-    take(data, "idHex", &record->epc);
-    take(data, "antenna", &record->antenna);
-    take(data, "peakRssi", &record->rssi);
-    take(data, "reads", &record->reads);
-    take(data, "channel", &record->channel);
-    take(data, "eventNum", &record->eventNum);
+    record->members = root["data"];
+    record->time = textAt(root, "timestamp");
+    record->type = textAt(root, "type");
+    record->epc = textAt(record->members, "idHex");
     return !record->epc.empty();
 }
 
@@ -60,31 +48,73 @@ std::string localTime(std::uint64_t milliseconds) {
     return text;
 }
 
-bool readBinary(std::string_view bytes, tag_record_s* record) {
-    constexpr double kilohertz = 1000.0;  // to a MHz
-    velmo::tag_data_report report;
-    if (!report.ParseFromArray(bytes.data(), static_cast<int>(bytes.size())) || !report.has_tag_id()) {
+// The numbers of a binary report under their names in the JSON form, with what divides
+// them; fields of 32 and 64 bits alike.
+struct number_field_s {
+    const char* field;
+    const char* member;
+    double divisor = 1;  // 1: a whole number
+};
+constexpr number_field_s numberFields[] = {
+    {"rssi_int", "peakRssi"},
+    {"antenna", "antenna"},
+    {"tag_count", "reads"},
+    {"event_num", "eventNum"},
+    {"channel", "channel", 1000},
+    {"azimuthx10", "azimuth", 10},
+    {"elevationx10", "elevation", 10},
+    {"azimuth_confidence", "azimuthConf"},
+    {"elevation_confidence", "elevationConf"},
+    {"xx10", "x", 10},
+    {"yx10", "y", 10},
+    {"location_confidence", "locConf"},
+    {"phase", "phase"},
+};
+
+void takeNumbers(const json& fields, json* members) {
+    for (const number_field_s& row : numberFields) {
+        const auto value = fields.find(row.field);
+        if (value != fields.end()) {
+            (*members)[row.member] = row.divisor == 1 ? *value : json(value->get<double>() / row.divisor);
+        }
+    }
+}
+
+// The texts, and words of memory in hex: "3000", or two words in eight digits.
+void takeTexts(const json& fields, bool reduced, json* members) {
+    constexpr std::pair<const char*, const char*> texts[] = {{"mac", "MAC"},
+                                                             {"host_name", "hostName"},
+                                                             {"antenna_port_name", "antennaPortName"},
+                                                             {"user_defined", "userDefined"},
+                                                             {"tag_id", "idHex"},
+                                                             {"crc", "CRC"}};
+    for (const auto& [field, member] : texts) {
+        if (fields.contains(field)) {
+            (*members)[member] = fields[field];
+        }
+    }
+    if (const std::string pc = textAt(fields, "pc"); pc.size() == 4) {  // reduced: low byte first
+        (*members)["PC"] = reduced ? pc.substr(2) + pc.substr(0, 2) : pc;
+    }
+    if (const std::string xpc = textAt(fields, "xpc"); xpc.size() >= 4) {
+        (*members)["XPC1"] = xpc.substr(0, 4);
+        if (xpc.size() > 4) {
+            (*members)["XPC2"] = xpc.substr(4);
+        }
+    }
+}
+
+bool readBinary(std::string_view bytes, bool reduced, tag_record_s* record) {
+    const std::optional<json> fields = binaryFields(bytes);
+    if (!fields || !fields->contains("tag_id")) {
         return false;
     }
-    record->epc = hexText(report.tag_id());
-    if (report.has_timestamp_millis()) {
-        record->time = localTime(report.timestamp_millis());
+    if (const auto time = integerAt(*fields, "timestamp_millis")) {
+        record->time = localTime(static_cast<std::uint64_t>(*time));
     }
-    if (report.has_antenna()) {
-        record->antenna = report.antenna();
-    }
-    if (report.has_rssi_int()) {
-        record->rssi = report.rssi_int();
-    }
-    if (report.has_tag_count()) {
-        record->reads = report.tag_count();
-    }
-    if (report.has_channel()) {
-        record->channel = report.channel() / kilohertz;
-    }
-    if (report.has_event_num()) {
-        record->eventNum = report.event_num();
-    }
+    takeNumbers(*fields, &record->members);
+    takeTexts(*fields, reduced, &record->members);
+    record->epc = textAt(record->members, "idHex");
     return true;
 }
 
@@ -105,22 +135,88 @@ std::string csvField(const std::string& text) {
     return quoted + "\"";
 }
 
-template <class Value>
-std::string csvNumber(const std::optional<Value>& value) {
-    return value ? json(*value).dump() : "";  // the shortest text that reads back as the number
+bool isMemory(std::string_view name) {
+    constexpr std::string_view banks[] = {"RESERVED", "EPC", "TID", "USER"};
+    const std::string_view words = name.substr(std::min(name.find('['), name.size()));
+    const std::string_view bank = name.substr(0, name.size() - words.size());
+    return std::ranges::find(banks, bank) != std::end(banks) &&
+           (words.empty() || (words.ends_with(']') && words.find(',') == words.npos));
+}
+
+// A text as it is, the elements of a list with "; " between, all else as JSON.
+std::string plain(const json& value) {
+    if (value.is_string()) {
+        return value.get<std::string>();
+    }
+    if (!value.is_array()) {
+        return value.is_null() ? "" : value.dump(-1, ' ', false, json::error_handler_t::replace);
+    }
+    std::string text;
+    for (const json& element : value) {
+        text += (text.empty() ? "" : "; ") + plain(element);
+    }
+    return text;
+}
+
+std::string memoryText(const json& members) {
+    std::string text;
+    for (const auto& [name, value] : members.items()) {
+        if (isMemory(name)) {
+            text += (text.empty() ? "" : "; ") + name + "=" + plain(value);
+        }
+    }
+    return text;
 }
 
 }  // namespace
 
-const char* const csvHeader = "time,epc,antenna,rssi,reads,channel,eventNum,type";
+const columns_t& usualColumns() {
+    static const columns_t columns{
+        "time",     "epc",  "antenna", "rssi",      "reads",       "channel",
+        "eventNum", "type", "azimuth", "elevation", "azimuthConf", "elevationConf",
+        "x",        "y",    "locConf", "phase",     "memory",      "accessResults"};
+    return columns;
+}
+
+const columns_t& knownColumns() {
+    static const columns_t columns = [] {
+        columns_t all = usualColumns();
+        for (const char* more :
+             {"antennaPortName", "CRC", "PC", "XPC1", "XPC2", "MAC", "hostName", "tagUri", "epcUri",
+              "userDefined", "format", "HEATMAP", "RESERVED", "EPC", "TID", "USER"}) {
+            all.emplace_back(more);
+        }
+        return all;
+    }();
+    return columns;
+}
+
+bool isColumn(const std::string& name) {
+    return isMemory(name) || std::ranges::find(knownColumns(), name) != knownColumns().end();
+}
+
+std::string columnText(const tag_record_s& record, const std::string& column) {
+    if (column == "time" || column == "type" || column == "epc") {
+        return column == "time" ? record.time : column == "type" ? record.type : record.epc;
+    }
+    if (column == "memory") {
+        return memoryText(record.members);
+    }
+    const auto member = record.members.find(column == "rssi" ? "peakRssi" : column);
+    return member == record.members.end() ? "" : plain(*member);
+}
 
 bool readTagFrame(std::string_view frame, tag_record_s* record) {
+    constexpr std::uint8_t jsonKind = 0, reducedKind = 2;
     *record = {};
     const std::optional<tag_frame_s> parts = splitTagFrame(frame);
-    if (!parts) {
-        return readJson(frame, record);
-    }
-    return parts->kind == 0 ? readJson(parts->body, record) : readBinary(parts->body, record);
+    const bool isReport = !parts ? readJson(frame, record)
+                          : parts->kind == jsonKind
+                              ? readJson(parts->body, record)
+                              : readBinary(parts->body, parts->kind == reducedKind, record);
+    record->antenna = integerAt(record->members, "antenna");
+    record->reads = integerAt(record->members, "reads");
+    return isReport;
 }
 
 bool wantsAll(const tag_filter_s& filter) {
@@ -138,14 +234,18 @@ bool isWanted(const tag_filter_s& filter, const tag_record_s& record) {
     return epc && antenna;
 }
 
-std::string csvLine(const tag_record_s& record) {
-    const std::string fields[] = {csvField(record.time),      csvField(record.epc),
-                                  csvNumber(record.antenna),  csvNumber(record.rssi),
-                                  csvNumber(record.reads),    csvNumber(record.channel),
-                                  csvNumber(record.eventNum), csvField(record.type)};
+std::string csvHeader(const columns_t& columns) {
     std::string line;
-    for (const std::string& field : fields) {
-        line += (&field == fields ? "" : ",") + field;
+    for (const std::string& column : columns) {
+        line += (line.empty() ? "" : ",") + column;
+    }
+    return line;
+}
+
+std::string csvLine(const tag_record_s& record, const columns_t& columns) {
+    std::string line;
+    for (const std::string& column : columns) {
+        line += (&column == &columns.front() ? "" : ",") + csvField(columnText(record, column));
     }
     return line;
 }

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -12,12 +13,11 @@
 struct tag_record_s {
     std::string time;  // local time, as "2026-03-02T10:15:30.123+0000"
     std::string epc;   // lower-case hex digits
-    std::optional<std::int64_t> antenna;
-    std::optional<std::int64_t> rssi;   // dBm
-    std::optional<std::int64_t> reads;  // since the tag's last report
-    std::optional<double> channel;      // MHz
-    std::optional<std::uint64_t> eventNum;
     std::string type;  // of the mode; empty in the binary forms
+    std::optional<std::int64_t> antenna;
+    std::optional<std::int64_t> reads;  // since the tag's last report
+    // All that stands in "data", by the names there, those of a binary report too.
+    nlohmann::json members = nlohmann::json::object();
 };
 
 // False for a frame that is no tag report in any of the three forms.
@@ -31,7 +31,22 @@ struct tag_filter_s {
 bool wantsAll(const tag_filter_s& filter);
 bool isWanted(const tag_filter_s& filter, const tag_record_s& record);
 
-// The columns of the CSV form, and a report in them. A member that the report
-// does not carry is an empty field; texts are quoted where RFC 4180 asks for it.
-extern const char* const csvHeader;
-std::string csvLine(const tag_record_s& record);
+// A column shows one member of a report by its name, but for these: "time", "type",
+// "epc", "rssi" (dBm), and "memory", which is all tag memory as "TID=e280...; USER[0-1]=...".
+using columns_t = std::vector<std::string>;
+
+// Those of the CSV form when none are chosen.
+const columns_t& usualColumns();
+
+// Every name that can be chosen, but for memory keys such as "USER[0-1]".
+const columns_t& knownColumns();
+bool isColumn(const std::string& name);
+
+// What a report says in a column, as text; the elements of lists with "; " between.
+// Empty when the report does not carry it.
+std::string columnText(const tag_record_s& record, const std::string& column);
+
+// A report, or the names themselves, as comma-separated values: an empty field for what
+// the report does not carry, texts quoted where RFC 4180 asks for it.
+std::string csvHeader(const columns_t& columns = usualColumns());
+std::string csvLine(const tag_record_s& record, const columns_t& columns = usualColumns());

@@ -126,7 +126,7 @@ progress_e showFrame(const watch_s& watch, std::string_view frame, display_s* di
             progress = afterWriting(writeLine(watch.channel->decode(frame), false));
             break;
         case form_e::csv:
-            progress = afterWriting(writeLine(csvLine(record), false));
+            progress = afterWriting(writeLine(csvLine(record, watch.columns), false));
             break;
         case form_e::live:
             countReport(&display->table, record, std::chrono::steady_clock::now());
@@ -154,6 +154,15 @@ progress_e showFrames(const watch_s& watch, void* socket, display_s* display) {
     zmq_msg_close(&message);
     const progress_e flushed = afterWriting(std::fflush(stdout) == 0 ? 0 : errno);
     return flushed == goOn ? progress : flushed;
+}
+
+void chooseColumns(const watch_s& watch, live_table_s* table) {
+    if (watch.form == form_e::live && !watch.columns.empty()) {
+        table->columns.clear();
+        for (const std::string& column : watch.columns) {
+            table->columns.push_back({column, true});
+        }
+    }
 }
 
 bool drawsLive(const watch_s& watch, const display_s& display) {
@@ -191,7 +200,7 @@ void tellOnce(bool happened, bool* told, const char* what) {
 
 // What a person should know who wonders where the reports are.
 void tellLeftOut(display_s* display) {
-    tellOnce(display->unreadable, &display->toldUnreadable, "frames that are no tag reports are left out");
+    tellOnce(display->unreadable, &display->toldUnreadable, "frames that are not tag reports are left out");
     tellOnce(display->withoutAntenna, &display->toldWithoutAntenna,
              "reports without an antenna are left out; the mode's \"tagMetaData\" must hold \"ANTENNA\"");
 }
@@ -240,7 +249,8 @@ int runWatch(const watch_s& watch) {
     }
     const bound_file_c file(watch.bind ? watch.endpoint : "");
     display_s display;
-    if (watch.form == form_e::csv && afterWriting(writeLine(csvHeader, true)) == trouble) {
+    chooseColumns(watch, &display.table);
+    if (watch.form == form_e::csv && afterWriting(writeLine(csvHeader(watch.columns), true)) == trouble) {
         return exitTrouble;
     }
     const int status = watchUntilDone(watch, connection.socket.get(), signals.fd, &display);

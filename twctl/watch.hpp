@@ -33,6 +33,7 @@ struct watch_s {
     std::optional<std::uint16_t> subscriber;  // only frames that begin with this number
     tag_filter_s filter;
     form_e form = form_e::lines;
+    columns_t columns;        // of the forms csv and live; empty: the usual ones
     std::uint64_t count = 0;  // frames to show; 0 is no limit
     double seconds = 0.0;     // how long to watch; 0 is no limit
 };

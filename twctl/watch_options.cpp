@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "exit_status.hpp"
+#include "help.hpp"
 #include "sockets.hpp"
 #include "subcommands.hpp"
 #include "watch.hpp"
@@ -24,6 +25,7 @@ struct watch_options_s {
     int subscriber = -1;  // -1: not given
     bool csv = false;
     bool live = false;
+    std::string columns;  // empty: the usual ones
     watch_s watch;
 };
 
@@ -31,9 +33,30 @@ CLI::Validator hexDigits() {
     return CLI::Validator(
         [](std::string& text) {
             const bool isHex = !text.empty() && text.find_first_not_of("0123456789abcdefABCDEF") == text.npos;
-            return isHex ? std::string() : "\"" + text + "\" is no row of hex digits";
+            return isHex ? std::string() : "\"" + text + "\" is not a hex string";
         },
-        "HEX");
+        "");
+}
+
+// "epc,azimuth,USER[0-1]" as a list.
+columns_t splitColumns(const std::string& text) {
+    columns_t columns(1);
+    for (const char c : text) {
+        c == ',' ? void(columns.emplace_back()) : columns.back().push_back(c);
+    }
+    return columns;
+}
+
+CLI::Validator columnNames() {
+    return CLI::Validator(
+        [](std::string& text) {
+            const columns_t columns = splitColumns(text);
+            const auto wrong = std::ranges::find_if_not(columns, isColumn);
+            return wrong == columns.end()
+                       ? std::string()
+                       : "\"" + *wrong + "\" is not a column; use " + joinWords(knownColumns());
+        },
+        "");
 }
 
 CLI::Validator frameCount() {
@@ -43,9 +66,9 @@ CLI::Validator frameCount() {
             const bool isCount = text.size() <= mostDigits &&
                                  text.find_first_not_of("0123456789") == text.npos &&
                                  text.find_first_not_of('0') != text.npos;
-            return isCount ? std::string() : "\"" + text + "\" is no whole number from 1 on";
+            return isCount ? std::string() : "\"" + text + "\" is not a whole number from 1 up";
         },
-        "COUNT");
+        "");
 }
 
 int startWatch(watch_options_s* options) {
@@ -61,6 +84,12 @@ int startWatch(watch_options_s* options) {
         throw CLI::ValidationError("--tcp, --subscriber, --epc, --antenna, --csv and --live",
                                    "only for tags");
     }
+    if (!options->columns.empty() && !options->csv && !options->live) {
+        throw CLI::ValidationError("--columns", "only with --csv or --live");
+    }
+    watch->columns = !options->columns.empty() ? splitColumns(options->columns)
+                     : options->csv            ? usualColumns()
+                                               : columns_t();
     watch->form = options->csv ? form_e::csv : options->live ? form_e::live : form_e::lines;
     watch->bind = !overTcp && options->connectEndpoint.empty();
     watch->endpoint = endpointOf(!options->connectEndpoint.empty() ? options->connectEndpoint
@@ -74,54 +103,72 @@ void addWhere(CLI::App* sub, watch_options_s* options) {
     CLI::Option* tcp = sub->add_flag("--tcp", options->tcp,
                                      "Connect to the daemon's tcp port 5160, where tag reports go while\n"
                                      "data_analytics is STRING or BINARY");
-    CLI::Option* subscriber = sub->add_option("--subscriber", options->subscriber,
-                                              "Of the reports on tcp port 5160 only those of this number;\n"
-                                              "0 is for tags that were read without a CRC")
-                                  ->check(CLI::Range(0, highestSubscriber));
+    CLI::Option* subscriber =
+        sub->add_option("--subscriber", options->subscriber,
+                        "Of the reports on tcp port 5160 only those of this number, 0 to 1024;\n"
+                        "0 is for tags that were read without a CRC")
+            ->type_name("N")
+            ->check(CLI::Range(0, highestSubscriber));
     CLI::Option* connect =
-        sub->add_option("--connect", options->connectEndpoint, "Connect to this endpoint instead");
-    sub->add_option("--bind,--socket", options->bindEndpoint, "Bind this endpoint instead")
+        sub->add_option("--connect", options->connectEndpoint, "Connect to this endpoint instead")
+            ->type_name("ENDPOINT");
+    sub->add_option("--bind,--socket", options->bindEndpoint,
+                    "Bind this endpoint instead; not with the three above")
+        ->type_name("ENDPOINT")
         ->excludes(tcp)
         ->excludes(subscriber)
         ->excludes(connect);
     connect->excludes(tcp);
 }
 
-void addWhatAndHow(CLI::App* sub, watch_options_s* options) {
-    watch_s* watch = &options->watch;
-    sub->add_option("--epc", watch->filter.epcPrefixes,
+void addFilter(CLI::App* sub, tag_filter_s* filter) {
+    sub->add_option("--epc", filter->epcPrefixes,
                     "Only tags whose EPC begins with these hex digits;\n"
-                    "may stand more than once")
+                    "may be given more than once")
+        ->type_name("HEX")
         ->check(hexDigits())
         ->take_all()
         ->expected(1);
-    sub->add_option("--antenna", watch->filter.antennas,
-                    "Only reads by this antenna; may stand more than once")
+    sub->add_option("--antenna", filter->antennas, "Only reads by this antenna; may be given more than once")
+        ->type_name("N")
         ->check(CLI::Range(0, 65535))
         ->take_all()
         ->expected(1);
-    CLI::Option* csv = sub->add_flag("--csv", options->csv, "Comma-separated values under a line of names");
+}
+
+void addForm(CLI::App* sub, watch_options_s* options) {
+    watch_s* watch = &options->watch;
+    CLI::Option* csv = sub->add_flag("--csv", options->csv, "Comma-separated values below a line of names");
     sub->add_flag("--live", options->live,
                   "A table of the tags, drawn twice a second on a terminal; elsewhere\nonce, at the end")
         ->excludes(csv);
+    sub->add_option("--columns", options->columns, "Which columns --csv or --live shows, with commas between")
+        ->type_name("NAME,...")
+        ->check(columnNames());
     sub->add_option("--count", watch->count, "End after this many frames have been shown")
+        ->type_name("N")
         ->check(frameCount());
-    sub->add_option("--seconds", watch->seconds, "End after this time")->check(secondsRange());
+    sub->add_option("--seconds", watch->seconds, "End after this time")
+        ->type_name("SECONDS")
+        ->check(secondsRange());
 }
 
 }  // namespace
 
 void addWatch(CLI::App* app, int* status) {
     auto options = std::make_shared<watch_options_s>();
-    CLI::App* sub = app->add_subcommand("watch", "Prints what the daemon sends, one line for each frame");
-    sub->footer(std::string("Without --tcp, --subscriber or --connect the endpoint is bound: the daemon\n"
-                            "connects to ipc:///tmp/data (tags), ipc:///tmp/events (events) or\n"
-                            "ipc:///tmp/gpio_led_controller (gpio).\n\n") +
-                exitStatusHelp);
-    sub->add_option("channel", options->channel, "What to watch")
+    CLI::App* sub = app->add_subcommand("watch", "Print what the daemon sends, one line for each frame");
+    sub->footer(
+        "Without --tcp, --subscriber or --connect the endpoint is bound: the daemon\n"
+        "connects to ipc:///tmp/data (tags), ipc:///tmp/events (events) or\n"
+        "ipc:///tmp/gpio_led_controller (gpio).\n\n"
+        "Columns: " +
+        joinWords(knownColumns()) + "\nand memory keys such as USER[0-1]");
+    sub->add_option("CHANNEL", options->channel, "What to watch: tags, events or gpio")
         ->required()
-        ->check(CLI::IsMember(wordsAfter({"watch"})));
-    addWhatAndHow(sub, options.get());
+        ->check(oneOf(wordsAfter({"watch"})));
+    addFilter(sub, &options->watch.filter);
+    addForm(sub, options.get());
     addWhere(sub, options.get());
     sub->callback([options, status] { *status = startWatch(options.get()); });
 }

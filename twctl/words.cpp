@@ -10,18 +10,19 @@
 #include "watch.hpp"
 
 const std::vector<command_s> commands{
-    {"start", "Starts the radio, or one of the simulators"},
-    {"stop", "Stops the radio and the simulator"},
-    {"configrxe", "Shows and sets single parameters of the radio engine"},
-    {"data_analytics", "Shows and sets the form of tag reports and where they go"},
-    {"database_reset", "Shows and sets when the radio's tag database is emptied"},
-    {"error", "Has the radio send its error log, as an alarm"},
-    {"exit", "Ends the daemon"},
-    {"logging", "Shows and switches the engine's packet log"},
-    {"peak_threshold", "Shows and sets the engine's peak threshold"},
-    {"subscribers", "Shows and sets among how many subscribers reports are spread"},
-    {"tag_info", "Shows the tags that the report filter's keys hold back"},
-    {"version", "Shows the versions of daemon, radio and sockets"},
+    {"start", "Start the radio, or one of the simulators"},
+    {"stop", "Stop the radio and the simulator"},
+    {"configrxe", "Show or set single parameters of the radio engine"},
+    {"data_analytics", "Show or set the form of tag reports and where they go"},
+    {"database_reset", "Show or set when the radio's tag database is emptied"},
+    {"error", "Have the radio send its error log, as an alarm"},
+    {"exit", "End the daemon"},
+    {"logging", "Show or switch the engine's packet log"},
+    {"peak_threshold", "Show or set the engine's peak threshold"},
+    {"subscribers", "Show or set among how many subscribers reports are spread"},
+    {"tag_info", "Show the tags that the report filter's keys hold back"},
+    {"test", "Ask whether the daemon answers"},
+    {"version", "Show the versions of daemon, radio and sockets"},
 };
 
 namespace {
@@ -100,9 +101,12 @@ std::vector<word_rule_s> makeRules() {
         {"configrxe custom tagHeight", "N"},
         {"configrxe custom staticVDynamic", "BYTE"},
         {"mode", "show verbose as-set set check"},
-        {"events", "show set"},
+        {"events", "show set check"},
         {"status", statusNames(), true},
         {"watch", channelNames},
+        {"beam", "N"},
+        {"beam N", "N"},
+        {"beam N N", "TOTAL THETA PHI RHCP LHCP"},
         {"engine", "gpi antenna pa temperature fail enter move leave database error apiError fault"},
         {"engine gpi", "N"},
         {"engine gpi N", "low high"},
@@ -191,9 +195,8 @@ bool areWordsGood(const std::vector<std::string>& words, std::string* reason) {
         const std::vector<std::string> expected = wordsAfter(before);
         const auto fits = [&](const std::string& word) { return matches(word, words[i]); };
         if (!std::ranges::any_of(expected, fits)) {
-            *reason =
-                "\"" + words[i] + "\" may not stand behind \"" + joinWords(before) + "\"" +
-                (expected.empty() ? ", which is complete" : "; there may stand: " + joinWords(expected));
+            *reason = "unexpected argument \"" + words[i] + "\" after \"" + joinWords(before) + "\"" +
+                      (expected.empty() ? ", which is complete" : "; expected " + joinWords(expected));
             return false;
         }
     }

@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: MIT
+// Documents against the published JSON Schemas, which are compiled in. The library
+// valijson judges; here its verdicts become sentences for people, each with the
+// place that it is about.
+#pragma once
+
+#include <nlohmann/json_fwd.hpp>
+#include <string>
+#include <vector>
+
+// docs/mode.schema.json and docs/events.schema.json.
+extern const char* const modeSchemaText;
+extern const char* const eventsSchemaText;
+
+// What the schema refuses in the document, and the keys that it does not know, which
+// the daemon would ignore. A line each, the first 20 and how many more there are:
+//
+//   accesses[0].type: "read" is not valid; use READ, WRITE, ACCESS, LOCK or KILL
+//   unknown key "antenas"; the daemon ignores it
+//
+// What a pattern, an "if" or a "not" asks for is told in the words of the "description"
+// beside it. `schemaText` is one of the texts above.
+std::vector<std::string> findSchemaFaults(const char* schemaText, const nlohmann::json& document);
