@@ -31,7 +31,8 @@ TEST(DocumentsTogether, haveAnExampleOfEachCommandAndRecipesWithReports) {
     const std::vector<example_s> recipes = examplesOf("cookbook.md");
     EXPECT_GE(recipes.size(), 12U);
     for (const example_s& recipe : recipes) {
-        EXPECT_TRUE(nlohmann::json::accept(recipe.mode)) << recipe;
+        EXPECT_EQ(recipe.mode, recipe.modeFile) << recipe;
+        EXPECT_TRUE(nlohmann::json::accept(recipe.mode) && nlohmann::json::accept(recipe.radio)) << recipe;
         EXPECT_NE(std::ranges::find(recipe.lines, "> start"), recipe.lines.end()) << recipe;
     }
 }

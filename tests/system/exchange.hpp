@@ -2,8 +2,8 @@
 // The examples of a document, played with a real reader. A fenced block with the
 // word "exchange" is one example; further words are the reader's model and
 // arguments of the daemon. "json mode" and "json radio" blocks before it, below
-// the same heading, are the mode and the software radio's scenario. The documents
-// themselves tell the rest of the notation.
+// the same heading, are the mode and the software radio's scenario; so are the files
+// that a line "Files: " links to. The documents themselves tell the rest of the notation.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -18,6 +18,7 @@ struct example_s {
     std::string place;  // document and line
     std::string name;   // from the heading
     std::string mode, radio;
+    std::string modeFile;  // what the linked file holds
     std::string model = "PN5100";
     std::vector<std::string> arguments;
     std::vector<std::string> lines;
@@ -56,6 +57,12 @@ inline std::vector<example_s> examplesOf(const std::string& document) {
             examples.back().lines.push_back(readable(line));
         } else if (fence.starts_with("json ")) {
             (fence == "json mode " ? next.mode : next.radio) += line + "\n";
+        } else if (line.starts_with("Files: ")) {
+            const std::regex link(R"(\.\./(examples/(modes|scenarios)/[\w/-]+\.json))");
+            for (std::sregex_iterator match(line.begin(), line.end(), link), end; match != end; ++match) {
+                const std::string content = readTextFile(TARNWICK_SOURCE_DIR "/" + (*match)[1].str());
+                ((*match)[2] == "modes" ? next.modeFile : next.radio) = content;
+            }
         } else if (line.starts_with("##")) {
             next = {};
             std::ranges::copy_if(line, std::back_inserter(next.name), isalnum);
