@@ -74,6 +74,10 @@ TEST(SimBearing, arrivesAtItsRateInEachFormAndEvenlySpread) {
             const long before = tagReads();
             ASSERT_EQ(ask("start sim_bearing " + std::to_string(rate) + " 0 std_az=1"), "Success");
             std::ranges::fill(counts, 0);
+            ASSERT_TRUE(eventually([&] {  // until its files are read a stop would pass it by
+                countReports(subscribers, 5ms, &counts);
+                return tagReads() > before;
+            }));
             countReports(subscribers, 850ms, &counts);
             const auto asked = steady_clock::now();
             ASSERT_EQ(ask("stop"), "Success");
