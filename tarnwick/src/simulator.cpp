@@ -37,8 +37,8 @@ struct sim_data_s {
 
 // The thread of one simulation. A request to stop ends it between two packets.
 struct simulation_thread_s {
-    std::atomic<bool> ended{
-        false};  // it only waits to be joined; written by the thread, read by the main thread
+    // It only waits to be joined. Written by the thread, read by the main thread.
+    std::atomic<bool> ended{false};
     std::jthread thread;
 };
 // All that have not been joined, in the order of their starts. Main thread.
