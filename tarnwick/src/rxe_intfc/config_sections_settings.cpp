@@ -3,6 +3,7 @@
 #include <array>
 #include <cmath>
 #include <cstdlib>
+#include <limits>
 
 #include "rxe_intfc.hpp"
 #include "rxe_intfc/config_sections.hpp"

@@ -3,7 +3,6 @@
 // Private to rxe_intfc.
 #pragma once
 
-#include <cstdint>
 #include <string>
 #include <string_view>
 
