@@ -122,10 +122,10 @@ int countOf(const std::ssub_match& digits) {
     return static_cast<int>(std::stoll(digits.str()));
 }
 
-// Whether the library may be asked about the text. It adds up the digits of a number
+// Whether it is safe to ask the library about the text. It adds up the digits of a number
 // beyond what a long holds, and it goes from each empty state to the end of the run
 // that it stands in: "(?:){33000}" would take 6 s, where a thousand take 6 ms.
-bool isBearable(const std::string& text) {
+bool libraryCopesWith(const std::string& text) {
     static const std::regex longNumber(R"([{,\\]\d{19})");
     static const std::regex countSyntax(R"(\{(\d+)(,?)(\d*)\})");
     if (text.size() > maxExpressionLength || std::regex_search(text, longNumber)) {
@@ -169,7 +169,7 @@ std::optional<std::regex_constants::error_type> compile(const std::string& text,
 bool compileFilterExpression(const std::string& text, expression_t* expression) {
     using namespace std::regex_constants;
     expression->reset();
-    if (!isBearable(text)) {
+    if (!libraryCopesWith(text)) {
         return false;
     }
     filter_expression_s compiled;
@@ -184,8 +184,8 @@ bool compileFilterExpression(const std::string& text, expression_t* expression) 
     return true;
 }
 
-// Between two steps the matcher may go deeper by the alternatives of the expression
-// without one, of which there are fewer than maxMatchSteps / 5.
+// An alternative is not a step. So between two steps the matcher may go deeper by as
+// many as the expression has: fewer than maxMatchSteps / 5, of some 300 bytes each.
 bool matchesFilterExpression(const expression_t& expression, std::string_view text) {
     budget = {.steps = maxMatchSteps, .lowestStack = stackPlace() - maxMatchStack};
     try {
