@@ -18,9 +18,9 @@ namespace {
 constexpr float WRITE_MARGIN = 4;    // dB above the sensitivity that a write takes
 constexpr double WRITE_TIME = 2000;  // microseconds that a tag needs for a word or a lock; 20 ms at most
 constexpr std::uint8_t ERROR_HEADER = 0x01;
-constexpr std::uint8_t RESULT_TOO_LONG =
-    4;  // the host's record has no room for all words; the first are there
-constexpr std::uint8_t RESULT_NO_TIME = 5;  // no channel may be used for as long as it takes
+// Results beyond those of rxe.h, which a host takes for general errors: the host's record has no
+// room for all words read and holds the first; no channel may be used for as long as it takes.
+constexpr std::uint8_t RESULT_TOO_LONG = 4, RESULT_NO_TIME = 5;
 
 struct session_s {
     run_s* run;

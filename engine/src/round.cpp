@@ -55,7 +55,6 @@ bool sendSelects(round_s* round) {
     }
     if (any) {
         waitOnAir(run, round->position, run->engine->radio.now + run->plan.delayAfterSelects);
-        run->hopped = false;  // the Query is still to come
     }
     return !any || run->carrierOn;
 }
@@ -341,6 +340,7 @@ void doRound(run_s* run, std::size_t position) {
             break;
         }
         openFrame(&round, queryTime(round.planned->link));
+        run->hopped = false;
         ending = doSlots(&round);
     }
     if (ending == ending_e::WHOLE) {
