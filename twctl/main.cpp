@@ -52,7 +52,9 @@ int main(int argc, char** argv) {
     // Whoever reads through a pipe gets whole lines, and each at once.
     std::setvbuf(stdout, nullptr, _IOLBF, 1U << 16);
     CLI::App app{"Talks to the tarnwick daemon", "twctl"};
-    app.formatter(std::make_shared<help_formatter_c>());  // for each subcommand as well
+    const auto formatter = std::make_shared<help_formatter_c>();
+    formatter->label("Positionals", "Arguments");
+    app.formatter(formatter);  // for each subcommand as well
     app.require_subcommand(1);
     app.footer(exitStatusHelp);
     int status = exitSuccess;

@@ -22,7 +22,8 @@ using names_t = std::vector<std::string>;
 // No text of a mode or of its rules is longer, and the library's expressions take
 // stack for each character: longer texts are judged by their first bytes.
 constexpr std::size_t longestText = 1024;
-constexpr std::size_t mostFaults = 20;
+constexpr std::size_t mostFaults = 20;     // that are told
+constexpr std::size_t enoughFaults = 200;  // that are looked for in one part of a document
 
 // Under which condition a rule holds: the "description" beside its "if".
 struct reason_s {
@@ -280,7 +281,7 @@ void lookAtParts(judge_c* judge, const look_s& at, findings_s* found) {
         }
     }
     if (at.schema.contains("items") && at.value.is_array()) {
-        for (std::size_t i = 0; i < at.value.size(); ++i) {
+        for (std::size_t i = 0; i < at.value.size() && found->faults.size() < enoughFaults; ++i) {
             const std::string place = at.place + "[" + std::to_string(i) + "]";
             look(judge, {at.schema["items"], at.value[i], place, at.reason}, found);
         }
@@ -406,9 +407,8 @@ std::vector<std::string> findSchemaFaults(const char* schemaText, const json& do
     }
     findUnknownKeys(found, value, "", &sentences);
     if (sentences.size() > mostFaults) {
-        const std::string more = std::to_string(sentences.size() - mostFaults);
         sentences.resize(mostFaults);
-        sentences.push_back("and " + more + " more");
+        sentences.emplace_back("and more");
     }
     return sentences;
 }

@@ -13,7 +13,7 @@ extern const char* const modeSchemaText;
 extern const char* const eventsSchemaText;
 
 // What the schema refuses in the document, and the keys that it does not know, which
-// the daemon would ignore. A line each, the first 20 and how many more there are:
+// the daemon would ignore. A line each, the first 20 and "and more":
 //
 //   accesses[0].type: "read" is not valid; use READ, WRITE, ACCESS, LOCK or KILL
 //   unknown key "antenas"; the daemon ignores it

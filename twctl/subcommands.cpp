@@ -34,7 +34,7 @@ words_t behind(const std::string& name, const words_t& words) {
 
 void addConnection(CLI::App* sub, const std::string& peer, std::string* endpoint, double* timeoutSeconds) {
     sub->add_option("--socket,--endpoint", *endpoint,
-                    peer + ": a ZeroMQ endpoint, or the path of an ipc file")
+                    peer + ": a ZeroMQ endpoint,\nor the path of an ipc file")
         ->type_name("ENDPOINT")
         ->capture_default_str();
     sub->add_option("--timeout", *timeoutSeconds, "How many seconds to wait for the answer")
@@ -128,7 +128,7 @@ void addStatus(CLI::App* app, int* status) {
     };
     auto options = std::make_shared<options_s>();
     CLI::App* sub = app->add_subcommand("status", "Show how the daemon and the radio are");
-    sub->footer("Names: " + statusNames());
+    sub->footer(foldWords("Names:", splitWords(statusNames()), " "));
     sub->add_option("NAME", options->request.names, "Show only these, below")
         ->check(oneOf(splitWords(statusNames())));
     sub->add_flag("--json", options->request.json, "One line of JSON, with the daemon's names, for programs");

@@ -161,9 +161,8 @@ void addWatch(CLI::App* app, int* status) {
     sub->footer(
         "Without --tcp, --subscriber or --connect the endpoint is bound: the daemon\n"
         "connects to ipc:///tmp/data (tags), ipc:///tmp/events (events) or\n"
-        "ipc:///tmp/gpio_led_controller (gpio).\n\n"
-        "Columns: " +
-        joinWords(knownColumns()) + "\nand memory keys such as USER[0-1]");
+        "ipc:///tmp/gpio_led_controller (gpio).\n\n" +
+        foldWords("Columns:", knownColumns(), " ") + "\nand memory keys such as USER[0-1]");
     sub->add_option("CHANNEL", options->channel, "What to watch: tags, events or gpio")
         ->required()
         ->check(oneOf(wordsAfter({"watch"})));

@@ -220,23 +220,27 @@ std::vector<std::string> completionsAfter(const std::vector<std::string>& words)
     return texts;
 }
 
-std::string describeWords(std::string_view command) {
+std::string foldWords(std::string line, const std::vector<std::string>& words, const char* indent) {
     constexpr std::size_t width = 78;
-    constexpr const char* further = "        ";
+    std::string text;
+    for (const std::string& word : words) {
+        if (line.size() + 1 + word.size() > width) {
+            text += line + "\n";
+            line = indent;
+        }
+        line += " " + word;
+    }
+    return text + line;
+}
+
+std::string describeWords(std::string_view command) {
     std::string text;
     for (const word_rule_s& rule : wordRules()) {
-        if (splitWords(rule.path).front() != command) {
-            continue;
+        if (splitWords(rule.path).front() == command) {
+            const std::string path = "  " + rule.path + (rule.repeated ? " any of:" : " one of:");
+            text += foldWords(path, splitWords(rule.next), "        ") +
+                    (rule.meaning.empty() ? "" : ", " + rule.meaning) + "\n";
         }
-        std::string line = "  " + rule.path + (rule.repeated ? " any of:" : " one of:");
-        for (const std::string& word : splitWords(rule.next)) {
-            if (line.size() + 1 + word.size() > width) {
-                text += line + "\n";
-                line = further;
-            }
-            line += " " + word;
-        }
-        text += line + (rule.meaning.empty() ? "" : ", " + rule.meaning) + "\n";
     }
     return text;
 }

@@ -40,6 +40,9 @@ bool areWordsGood(const std::vector<std::string>& words, std::string* reason);
 // What a person may type behind `words`: each word as far as it is fixed.
 std::vector<std::string> completionsAfter(const std::vector<std::string>& words);
 
+// The words behind `line`, in lines that fit a terminal, the further ones behind `indent`.
+std::string foldWords(std::string line, const std::vector<std::string>& words, const char* indent);
+
 // The rules of a subcommand, a line each, for its help.
 std::string describeWords(std::string_view command);
 

@@ -82,5 +82,10 @@ TEST(ReadmeTranscript, TheClientKnowsTheDaemonsWords) {
     // What the daemon tells of itself, its names of statistics too, is without a fault.
     const std::string events = outputOf(twctlProgram, {"events"});
     EXPECT_EQ(outputOf(twctlProgram, {"events", "set", events}), "Success\n");
+    ask("error radioErrorLog");
+    EXPECT_TRUE(eventually([] {
+        const std::string status = outputOf(twctlProgram, {"status"});
+        return std::regex_search(status, std::regex("\nlast alarms    [0-9T:.-]+Z ERROR RXE Error: "));
+    }));
     EXPECT_EQ(reader.exit(), 0);
 }
