@@ -16,8 +16,8 @@
 // output and the results are as they were.
 
 // Why the last query that failed did, as one clause for the log, such as "the Reader
-// Management server at 127.0.0.1:50009 cannot be reached: Connection refused". Part of
-// it may be the server's own text. Written by the queries.
+// Management server at 127.0.0.1:50009 cannot be reached: Connection refused". Written
+// by the queries.
 const char* managementFailure();
 
 // Hardware address of eth0 ("00:00:00:00:00:00" without one) and host name.
