@@ -80,8 +80,8 @@ TEST(Scenarios, bringWhatIsToldOfThem) {
         }
         const std::set<std::string> tags(ids.begin(), ids.end());
         for (const auto& [prefix, least, most] : row.tags) {
-            const auto count =
-                std::ranges::count_if(tags, [&](const std::string& id) { return id.starts_with(prefix); });
+            const auto count = std::ranges::count_if(
+                tags, [&start = prefix](const std::string& id) { return id.starts_with(start); });
             EXPECT_GE(count, least) << prefix;
             EXPECT_LE(count, most) << prefix;
         }
