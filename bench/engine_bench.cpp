@@ -110,8 +110,8 @@ BENCHMARK(decode);
 int main(int argc, char** argv) {
     counters_reporter_s reporter;
     bool allMet = reporter.run(argc, argv);
-    const auto packets = [&](const char* tags) {
-        const std::string name = std::string("fastTime/fields:15361/tags:") + tags + "/real_time";
+    const auto packets = [&](const char* number) {
+        const std::string name = std::string("fastTime/fields:15361/tags:") + number + "/real_time";
         const auto found = reporter.counters.find(name);
         return found == reporter.counters.end() ? 0.0 : found->second.at("items_per_second");
     };
