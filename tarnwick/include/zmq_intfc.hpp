@@ -36,8 +36,9 @@ extern void* main_from_radio;
 extern void* radio_from_main;
 extern void* radio_to_main;
 
-// A socket that more than one thread uses. The lock is held for one
-// non-blocking send, or for the exchange of the handle, and never longer.
+// A socket that more than one thread uses. The lock is held for one non-blocking
+// send, for the exchange of the handle, or while a publisher takes in what its
+// subscribers have sent, as each send does too, and never longer.
 struct shared_socket_s {
     std::mutex lock;
     void* handle = nullptr;  // null while the socket is not there; sends are then dropped
