@@ -12,7 +12,7 @@ install(FILES docs/man/tarnwick.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8 COMPO
 install(FILES packaging/tarnwick.service DESTINATION lib/systemd/system COMPONENT reader)
 install(FILES packaging/sysusers.conf RENAME tarnwick.conf DESTINATION lib/sysusers.d COMPONENT reader)
 # What a client is made from.
-install(FILES docs/mode.schema.json DESTINATION ${share}/schema COMPONENT reader)
+install(FILES docs/mode.schema.json docs/events.schema.json DESTINATION ${share}/schema COMPONENT reader)
 install(DIRECTORY tarnwick/proto DESTINATION ${share} COMPONENT reader FILES_MATCHING PATTERN *.proto)
 # The documents lie to each other as they do here, so that their links hold.
 install(FILES LICENSE README.md CHANGELOG.md DESTINATION ${doc} COMPONENT reader)

@@ -39,6 +39,7 @@ share/man/man1/twctl.1
 share/man/man8/tarnwick.8
 share/tarnwick/proto/la_msgs.proto
 share/tarnwick/proto/tw_msg.proto
+share/tarnwick/schema/events.schema.json
 share/tarnwick/schema/mode.schema.json
 $doc/LICENSE
 $(cd "$root" && find README.md CHANGELOG.md docs examples \( -name man -o -name scenarios \) -prune \
