@@ -42,7 +42,7 @@ share/tarnwick/proto/tw_msg.proto
 share/tarnwick/schema/events.schema.json
 share/tarnwick/schema/mode.schema.json
 $doc/LICENSE
-$(cd "$root" && find README.md CHANGELOG.md docs examples \( -name man -o -name scenarios \) -prune \
+$(cd "$root" && find README.md CHANGELOG.md docs examples \( -name man -o -name scenarios -o -name node_modules \) -prune \
     -o -type f -printf "$doc/%p\n")
 END
 [ ! -e "$prefix/bin/rm_server" ] || fail "component reader has a stand-in"
