@@ -3,11 +3,17 @@
 // payloads that it decodes, and the records that the host gives it.
 #include "targets.hpp"
 
+#include <dlfcn.h>
+#include <pthread.h>
+
 #include <atomic>
+#include <cerrno>
 #include <chrono>
+#include <condition_variable>
 #include <cstring>
+#include <ctime>
 #include <memory>
-#include <thread>
+#include <mutex>
 
 #include "codec.hpp"
 #include "replay.hpp"
@@ -30,17 +36,6 @@ void scenario(std::string_view input) {
 void controlEvent(std::string_view input) {
     rxe::event_s event;
     readEvent(input, &event);
-}
-
-void packetLog(std::string_view input) {
-    setenv("RXE_REPLAY", fileOf(input), 1);
-    rxe::replay_s replay;
-    std::string error;
-    require(loadReplay(&replay, &error) || isLine(error), "what is wrong is one line");
-    for (const rxe::replay_packet_s& packet : replay.packets) {
-        require(packet.offset + packet.length <= replay.bytes.size(), "a packet lies within its file");
-    }
-    unsetenv("RXE_REPLAY");
 }
 
 // The raw type in two bytes, low byte first, and a payload. The record stands in a
@@ -68,15 +63,37 @@ void payload(std::string_view input) {
     }
 }
 
-// ---- records
+// ---- runs
 
-// Packets of the run under way. Written by the radio thread, read by the host's.
+// The host's clock, which runs ahead: where the radio waits, the wait is over at once and
+// the clock has moved on. Nanoseconds; written by the radio thread.
+std::atomic<std::int64_t> ahead{0};
+pthread_t host;
+
+// The run under way. Written by the radio thread; `over` wakes the host.
+constexpr unsigned enoughPackets = 40;
+constexpr unsigned enoughWaits = 8;
+std::mutex mutex;
+std::condition_variable over;
 std::atomic<unsigned> delivered{0};
-constexpr unsigned enough = 300;
-constexpr std::chrono::milliseconds patience{4};
+std::atomic<unsigned> waited{0};
+std::atomic<unsigned> ended{0};
 
-int count(RXE_packet_s*) {
-    delivered.fetch_add(1, std::memory_order_relaxed);
+bool isOver() {
+    return delivered >= enoughPackets || waited >= enoughWaits || ended > 0;
+}
+
+void tellHost() {
+    if (isOver()) {
+        const std::lock_guard lock(mutex);
+        over.notify_one();
+    }
+}
+
+int count(RXE_packet_s* packet) {
+    ++delivered;
+    ended += packet->type == rxe::TYPE_END_OF_RUN ? 1 : 0;
+    tellHost();
     return 0;
 }
 
@@ -84,22 +101,45 @@ bool connect(char model) {
     constexpr const char* models[] = {"any", "PN5100", "PN8200", "QDX4400"};
     const std::string text =
         R"({"control": "none", "clock": "fast", "model": ")" + std::string(models[model & 3]) + R"("})";
-    setenv("RXE_SCENARIO", fileOf(text), 1);
+    setenv("RXE_SCENARIO", fileOf(text, 1), 1);
+    host = pthread_self();
     char device[] = "/dev/ttyS1";
     return RXE_connect(device, 460800) == RXE_OK && RXE_setCallback(count) == RXE_OK;
 }
 
-// A run with whatever was set. A plan may well have nothing to send, so that time
-// ends it too.
-void run() {
-    delivered = 0;
-    if (RXE_start() == RXE_OK) {
-        const auto end = std::chrono::steady_clock::now() + patience;
-        while (delivered.load(std::memory_order_relaxed) < enough && std::chrono::steady_clock::now() < end) {
-            std::this_thread::sleep_for(std::chrono::microseconds(50));
-        }
-        require(RXE_stop() == RXE_OK, "a run can be stopped");
+// A run until it ends, waits for the host, or has sent enough. A plan may well have nothing
+// to send and never wait, so that time ends it too.
+bool run() {
+    constexpr std::chrono::microseconds patience{600};
+    delivered = waited = ended = 0;
+    if (RXE_start() != RXE_OK) {
+        return false;
     }
+    std::unique_lock lock(mutex);
+    over.wait_for(lock, patience, isOver);
+    lock.unlock();
+    require(RXE_stop() == RXE_OK, "a run can be stopped");
+    return true;
+}
+
+// A log, which is read, and played back as far as four runs when it holds a packet.
+void packetLog(std::string_view input) {
+    setenv("RXE_REPLAY_SPEED", "fast", 1);
+    setenv("RXE_REPLAY", fileOf(input), 1);
+    rxe::replay_s replay;
+    std::string error;
+    require(loadReplay(&replay, &error) || isLine(error), "what is wrong is one line");
+    for (const rxe::replay_packet_s& packet : replay.packets) {
+        require(packet.offset + packet.length <= replay.bytes.size(), "a packet lies within its file");
+    }
+    if (!replay.packets.empty()) {
+        require(connect('0'), "the engine connects with a log that can be read");
+        for (std::size_t i = 0; i < 4; ++i) {
+            run();
+        }
+        RXE_disconnect();
+    }
+    unsetenv("RXE_REPLAY");
 }
 
 // The reader's model, then records, of which what lies behind the last byte that is
@@ -123,7 +163,7 @@ void parameters(std::string_view input) {
         }
         input.remove_prefix(3 + length);
     }
-    run();
+    require(!run() || ended == 1, "a run says once that it has ended");
     RXE_disconnect();
 }
 
@@ -135,3 +175,29 @@ constexpr target_s table[] = {
 }  // namespace
 
 const std::span<const target_s> targets = table;
+
+// The engine's library calls these in the place of the system's.
+std::chrono::steady_clock::time_point std::chrono::steady_clock::now() noexcept {
+    timespec real{};
+    clock_gettime(CLOCK_MONOTONIC, &real);
+    return time_point(seconds(real.tv_sec) + nanoseconds(real.tv_nsec) + nanoseconds(ahead.load()));
+}
+extern "C" int pthread_cond_clockwait(pthread_cond_t* condition, pthread_mutex_t* lock, clockid_t clock,
+                                      const timespec* end) {
+    using namespace std::chrono;
+    static auto* const systems =
+        reinterpret_cast<decltype(&pthread_cond_clockwait)>(dlsym(RTLD_NEXT, "pthread_cond_clockwait"));
+    const nanoseconds due = seconds(end->tv_sec) + nanoseconds(end->tv_nsec);
+    if (pthread_equal(pthread_self(), host) != 0) {
+        const std::int64_t real = (due - nanoseconds(ahead.load())).count();
+        const timespec when{real / 1'000'000'000, real % 1'000'000'000};
+        return systems(condition, lock, clock, &when);
+    }
+    const nanoseconds rest = due - steady_clock::now().time_since_epoch();
+    ahead += std::max<std::int64_t>(rest.count(), 0);
+    pthread_mutex_unlock(lock);
+    ++waited;
+    tellHost();
+    pthread_mutex_lock(lock);
+    return ETIMEDOUT;
+}

@@ -45,13 +45,14 @@ bool chooseTarget(std::span<char*> arguments) {
 
 }  // namespace
 
-const char* fileOf(std::string_view content) {
-    static const int file = memfd_create("input", MFD_CLOEXEC);
-    static const std::string name = "/proc/self/fd/" + std::to_string(file);
-    require(ftruncate(file, 0) == 0 &&
-                pwrite(file, content.data(), content.size(), 0) == static_cast<ssize_t>(content.size()),
+const char* fileOf(std::string_view content, std::size_t number) {
+    static const int files[] = {memfd_create("input", MFD_CLOEXEC), memfd_create("input", MFD_CLOEXEC)};
+    static const std::string names[] = {"/proc/self/fd/" + std::to_string(files[0]),
+                                        "/proc/self/fd/" + std::to_string(files[1])};
+    require(ftruncate(files[number], 0) == 0 && pwrite(files[number], content.data(), content.size(), 0) ==
+                                                    static_cast<ssize_t>(content.size()),
             "a file in memory can be written");
-    return name.c_str();
+    return names[number].c_str();
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The mouths of the programs, each as a function that swallows whatever comes in
-// there. Sanitizers watch over memory; what else is promised is said by require().
+// The inputs of the programs, each as a function that takes whatever bytes come. The
+// sanitizers check memory; require() checks everything else that is promised.
 #pragma once
 
 #include <cstdio>
@@ -33,5 +33,6 @@ inline std::string_view takeUntil(char separator, std::string_view* rest) {
     return part;
 }
 
-// A file in memory, for what is read from a file: its name, good until the next call.
-const char* fileOf(std::string_view content);
+// A file in memory, for what is read from a file: its name, good until the next call with
+// the same number, which is 0 or 1.
+const char* fileOf(std::string_view content, std::size_t number = 0);

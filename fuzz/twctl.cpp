@@ -1,16 +1,79 @@
 // SPDX-License-Identifier: MIT
-// The mouths of the client: what the daemon publishes, and a person's documents.
+// The inputs of the client: replies and frames of the daemon, a person's documents and words.
+//
+// Nothing here opens a socket: the calls of ZeroMQ go to the functions at the end.
 #include "targets.hpp"
 
+#include <signal.h>
+#include <zmq.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
 #include <nlohmann/json.hpp>
+#include <optional>
+#include <string>
+#include <vector>
 
 #include "twctl/decoding.hpp"
 #include "twctl/document.hpp"
+#include "twctl/exit_status.hpp"
+#include "twctl/json_commands.hpp"
 #include "twctl/live_table.hpp"
+#include "twctl/requests.hpp"
+#include "twctl/status.hpp"
 #include "twctl/tag_record.hpp"
+#include "twctl/watch.hpp"
 #include "twctl/words.hpp"
 
 namespace {
+
+// What is still to come from the daemon, the next first.
+std::vector<std::string_view> frames;
+
+// What a subcommand did.
+struct outcome_s {
+    int status;
+    std::string output;
+    std::string errors;
+};
+
+class captured_c {
+  public:
+    explicit captured_c(FILE** stream)
+        : stream_(stream), own_(*stream), file_(open_memstream(&text_, &size_)) {
+        *stream = file_;
+    }
+    captured_c(const captured_c&) = delete;
+    captured_c& operator=(const captured_c&) = delete;
+    ~captured_c() { std::free(text_); }
+
+    // Ends it.
+    std::string take() {
+        *stream_ = own_;
+        std::fclose(file_);
+        return {text_, size_};
+    }
+
+  private:
+    FILE** stream_;
+    FILE* own_;
+    char* text_ = nullptr;
+    std::size_t size_ = 0;
+    FILE* file_;
+};
+
+template <class Command>
+outcome_s outcomeOf(Command command) {
+    sigset_t signals;
+    pthread_sigmask(SIG_SETMASK, nullptr, &signals);  // a subcommand blocks some
+    captured_c output(&stdout);
+    captured_c errors(&stderr);
+    const int status = command();
+    pthread_sigmask(SIG_SETMASK, &signals, nullptr);
+    std::string printed = output.take();
+    return {status, std::move(printed), errors.take()};
+}
 
 bool isLine(std::string_view text) {
     return text.find_first_of(std::string_view("\n\0", 2)) == std::string_view::npos;
@@ -56,8 +119,153 @@ void words(std::string_view input) {
     completionsAfter(typed);
 }
 
-constexpr target_s table[] = {{"tag_frame", tagFrame}, {"document", document}, {"words", words}};
+// The first character chooses a question, the rest is the daemon's reply to it.
+void reply(std::string_view input) {
+    const daemon_s daemon{"tcp://127.0.0.1:1", 1};
+    const char question = input.empty() ? '0' : input.front();
+    input.remove_prefix(input.empty() ? 0 : 1);
+    frames = {input};
+    const outcome_s outcome = outcomeOf([&] {
+        switch (question & 7) {
+            case 0:
+                return runStatus(daemon, {});
+            case 1:
+                return runStatus(daemon, {{"antennas", "temperature"}, true});
+            case 2:
+                return runMode(daemon, {});
+            case 3:
+                return runMode(daemon, {"set", R"({"type": "SIMPLE"})"});
+            case 4:
+                return runEvents(daemon, {});
+            case 5:
+                return runCommand(daemon, {"version"});
+            default:
+                return runRequest(daemon, {"any", "words"});
+        }
+    });
+    require(frames.empty(), "a reply is read");
+    const bool isRequest = (question & 7) > 5;
+    if (isFailure(input)) {
+        require(outcome.status == exitFailure, "a failure shows as the exit status");
+        require((isRequest ? outcome.output : outcome.errors).starts_with("Failure"), "a failure is told");
+    } else {
+        require(outcome.status == exitSuccess || outcome.status == exitTrouble, "a reply is no refusal");
+        require(outcome.status != exitSuccess || outcome.output.ends_with('\n'),
+                "what is printed ends in a line");
+        require(outcome.status == exitSuccess || outcome.errors.starts_with("twctl: "), "trouble is told");
+    }
+}
+
+// How to watch, one byte each, and frames, each with its length in front:
+//
+//   | channel, form: 1 | filter, how many: 1 | bytes: 1, from 128 on in steps of 16 | frame | ...
+void watch(std::string_view input) {
+    if (input.size() < 2) {
+        return;
+    }
+    const auto how = static_cast<std::uint8_t>(input[0]);
+    const auto which = static_cast<std::uint8_t>(input[1]);
+    input.remove_prefix(2);
+    watch_s watch;
+    watch.channel = &channels[how % channels.size()];
+    watch.endpoint = "tcp://127.0.0.1:1";
+    watch.bind = false;
+    const bool isTags = watch.channel == channels.data();
+    watch.form = isTags ? static_cast<form_e>(how / 8 % 3) : form_e::lines;
+    watch.columns =
+        (how & 0x80) != 0 ? columns_t{"time", "memory", "accessResults", "USER[0-1]"} : usualColumns();
+    if (isTags && (which & 1) != 0) {
+        watch.filter.epcPrefixes = {"3034"};
+    }
+    if (isTags && (which & 2) != 0) {
+        watch.filter.antennas = {1, 2};
+    }
+    watch.count = which / 8;
+    std::size_t expected = 0;
+    frames.clear();
+    while (!input.empty()) {
+        const auto head = static_cast<std::uint8_t>(input.front());
+        const std::size_t length = head < 128 ? head : 128 + std::size_t{head - 128U} * 16;
+        frames.push_back(input.substr(1, length));
+        expected += frames.back().empty() ? 0 : 1;  // an empty frame ends a batch
+        input.remove_prefix(1 + frames.back().size());
+    }
+    expected = watch.count == 0 ? expected : std::min<std::size_t>(expected, watch.count);
+    const outcome_s outcome = outcomeOf([&] { return runWatch(watch); });
+    require(outcome.status == exitSuccess, "a watch ends well, whatever comes");
+    const auto lines = std::ranges::count(outcome.output, '\n');
+    if (watch.form == form_e::lines && wantsAll(watch.filter)) {
+        require(lines == static_cast<std::ptrdiff_t>(expected), "each frame is one line");
+    }
+    require(watch.form == form_e::lines || lines >= 1, "a table has a heading");
+    frames.clear();
+}
+
+constexpr target_s table[] = {
+    {"tag_frame", tagFrame}, {"document", document}, {"words", words}, {"reply", reply}, {"watch", watch},
+};
 
 }  // namespace
 
 const std::span<const target_s> targets = table;
+
+// The linker puts these in the place of the library's.
+namespace {
+
+std::optional<std::string_view> takeFrame() {
+    if (frames.empty()) {
+        return std::nullopt;
+    }
+    const std::string_view frame = frames.front();
+    frames.erase(frames.begin());
+    return frame;
+}
+
+}  // namespace
+
+extern "C" {
+int handle;
+
+void* __wrap_zmq_ctx_new() {
+    return &handle;
+}
+int __wrap_zmq_ctx_term(void*) {
+    return 0;
+}
+void* __wrap_zmq_socket(void*, int) {
+    return &handle;
+}
+int __wrap_zmq_close(void*) {
+    return 0;
+}
+int __wrap_zmq_setsockopt(void*, int, const void*, std::size_t) {
+    return 0;
+}
+int __wrap_zmq_connect(void*, const char*) {
+    return 0;
+}
+int __wrap_zmq_bind(void*, const char*) {
+    return 0;
+}
+int __wrap_zmq_send(void*, const void*, std::size_t size, int) {
+    return static_cast<int>(size);
+}
+// When no more frames come, a signal does.
+int __wrap_zmq_poll(zmq_pollitem_t* items, int count, long) {
+    items[0].revents = frames.empty() ? 0 : ZMQ_POLLIN;
+    if (count > 1) {
+        items[1].revents = frames.empty() ? ZMQ_POLLIN : 0;
+    }
+    return 1;
+}
+int __wrap_zmq_msg_recv(zmq_msg_t* message, void*, int) {
+    const auto frame = takeFrame();
+    if (!frame) {
+        return -1;
+    }
+    zmq_msg_close(message);
+    zmq_msg_init_size(message, frame->size());
+    std::memcpy(zmq_msg_data(message), frame->data(), frame->size());
+    return static_cast<int>(frame->size());
+}
+}

@@ -333,7 +333,7 @@ void lookAtChoices(judge_c* judge, const look_s& at, findings_s* found) {
     if (fits) {
         return;
     }
-    const auto nearest = std::ranges::min_element(std::ranges::reverse_view(others), {}, distanceOf);
+    const auto nearest = std::ranges::min_element(others.rbegin(), others.rend(), {}, distanceOf);
     findings_s best = *nearest;
     addAlternatives(others, &best);
     std::ranges::copy(best.faults, std::back_inserter(found->faults));

@@ -1,0 +1,104 @@
+// SPDX-License-Identifier: MIT
+#include "reader.hpp"
+
+#include <sys/timerfd.h>
+#include <zmq.h>
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+#include <vector>
+
+#include "../targets.hpp"
+#include "additional_config.hpp"
+#include "mode_config.hpp"
+#include "radio.hpp"
+#include "requests.hpp"
+#include "requests/news.hpp"
+#include "rxe_intfc.hpp"
+#include "support/engine_double.hpp"
+#include "zmq_intfc.hpp"
+
+namespace {
+
+// Where tag reports arrive. Made once.
+void* reports = nullptr;
+
+void openPair(void** one, void** other, const char* endpoint) {
+    *one = zmq_socket(context, ZMQ_PAIR);
+    *other = zmq_socket(context, ZMQ_PAIR);
+    zmq_bind(*one, endpoint);
+    zmq_connect(*other, endpoint);
+}
+
+// What a process has once.
+void openProcess() {
+    if (context == nullptr) {
+        context = zmq_ctx_new();
+        openPair(&main_from_radio_async, &radio_to_main_async.handle, "inproc://news");
+        openPair(&reports, &tag_data.handle, "inproc://reports");
+        database_timer = timerfd_create(CLOCK_REALTIME, TFD_NONBLOCK);
+    }
+}
+
+}  // namespace
+
+void newReader(std::string_view* input) {
+    constexpr const char* models[] = {"PN5100", "PN8200", "QDX4400", "PN5100-ASIC"};
+    const char choice = input->empty() ? '0' : input->front();
+    input->remove_prefix(input->empty() ? 0 : 1);
+    engine_double::reset();
+    if (isAddlKeysEnabled.exchange(false)) {  // a database is 3 MiB, and is made anew
+        resetTagInfoDB();
+    }
+    RXE_setCallback(getPacket);
+    openProcess();
+    modelName = models[choice & 3];
+    max_ants = modelName == models[2] ? 14 : 4;
+    max_tx_pwr_x_10 = rxe_max_tx_pwr_x_10 = 300;
+    rssiFilterSupported = initial_channel_state = true;
+    mode_configuration = {};
+    initMode();
+    setDefaultMode(&mode_configuration);
+    data_analytics_type = DATA_ANALYTICS_OFF;
+    tag_data.outside = false;
+}
+
+std::string askMode(std::string_view word) {
+    std::vector<std::string> tokens{"mode"};
+    if (!word.empty()) {
+        tokens.emplace_back(word);
+    }
+    std::string reply;
+    handleModeRequest(&tokens, &reply);
+    return reply;
+}
+
+std::string modeInForce() {
+    constexpr std::string_view success = "Success: ";
+    const std::string reply = askMode("as_set");
+    require(reply.starts_with(success) && nlohmann::json::accept(reply.substr(success.size())),
+            "a mode is in force, and is JSON");
+    return reply.substr(success.size());
+}
+
+void takeNews() {
+    int ready = 0;
+    std::size_t size = sizeof ready;
+    while (zmq_getsockopt(main_from_radio_async, ZMQ_EVENTS, &ready, &size) == 0 &&
+           (ready & ZMQ_POLLIN) != 0) {
+        handleRadioNews();
+    }
+}
+
+void takeReports() {
+    zmq_msg_t frame;
+    zmq_msg_init(&frame);
+    while (zmq_msg_recv(&frame, reports, ZMQ_DONTWAIT) >= 0) {
+        std::string_view text(static_cast<const char*>(zmq_msg_data(&frame)), zmq_msg_size(&frame));
+        text.remove_prefix(
+            data_analytics_type == DATA_ANALYTICS_STRING ? std::min<std::size_t>(4, text.size()) : 0);
+        require(data_analytics_type == DATA_ANALYTICS_BINARY || text.empty() || nlohmann::json::accept(text),
+                "a report is JSON");
+    }
+    zmq_msg_close(&frame);
+}

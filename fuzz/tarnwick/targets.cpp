@@ -1,0 +1,72 @@
+// SPDX-License-Identifier: MIT
+// The targets of the daemon, and the small ones: what it hands EPCs to, and the texts of
+// others in its log.
+#include "../targets.hpp"
+
+#include <algorithm>
+#include <cstring>
+#include <memory>
+#include <string>
+
+#include "logger.hpp"
+#include "reader.hpp"
+#include "tuvr.h"
+
+// The room for the URI in one byte, and the digits.
+void epcUri(std::string_view input) {
+    const std::size_t room = input.empty() ? 0 : static_cast<std::uint8_t>(input.front());
+    const std::string digits(input.substr(input.empty() ? 0 : 1));
+    for (const auto convert : {tuvr_hexToEpcTagUri, tuvr_hexToEpcUri}) {
+        const auto buffer = std::make_unique<char[]>(room);
+        std::memset(buffer.get(), '?', room);
+        const int rc = convert(digits.c_str(), static_cast<int>(room), buffer.get());
+        const std::string_view written(buffer.get(), room);
+        require(rc != 0 || (written.starts_with("urn:epc:") && written.find('\0') != written.npos),
+                "a URI ends within its buffer");
+        require(rc == 0 || written.find_first_not_of('?') == written.npos,
+                "a failure leaves the buffer alone");
+    }
+}
+
+// A text of somebody outside, as a part of a line of the log.
+void logText(std::string_view input) {
+    std::string line = "before ";
+    logger_detail::append(line, escaped_s{input});
+    require(std::ranges::none_of(line, [](unsigned char byte) { return byte < ' ' || byte == 0x7F; }),
+            "a text of others cannot end a line");
+    require(line.size() < 4 * 1024 + 100, "a text of others is cut");
+}
+
+namespace {
+
+constexpr target_s table[] = {
+    {"requests", requests},
+    {"mode", mode},
+    {"mode_file", storedMode},
+    {"filter", filter},
+    {"packets", packets},
+    {"additional_keys", additionalKeys},
+    {"simulator_files", simulatorFiles},
+    {"simulation", simulation},
+    {"server_reply", serverReply},
+    {"envelopes", envelopes},
+    {"subscription_stream", subscriptionStream},
+    {"peers", peers},
+    {"epc_uri", epcUri},
+    {"log_text", logText},
+};
+
+}  // namespace
+
+const std::span<const target_s> targets = table;
+
+// The linker puts these in the place of the system's for the daemon's own code: a target
+// neither waits for the disk nor for time.
+extern "C" {
+int __wrap_fsync(int) {
+    return 0;
+}
+int __wrap_usleep(useconds_t) {
+    return 0;
+}
+}
