@@ -18,6 +18,10 @@ constexpr std::uint32_t LOG_VERSION = 1;
 constexpr std::uint16_t CAUSE_HOST = 1;
 constexpr std::string_view MAGIC = "RXEPKLOG";
 
+// Microseconds, 100 years. The engine's clock goes on from run to run, so that a log with
+// much later times would take it past its end.
+constexpr std::int64_t MAX_TIME = std::int64_t{100} * 366 * 24 * 3600 * 1'000'000;
+
 template <typename Number>
 Number numberAt(const std::vector<std::uint8_t>& bytes, std::size_t offset) {
     Number number;
@@ -69,6 +73,9 @@ std::string indexPackets(replay_s* replay) {
             replay->runs.push_back(replay->packets.size());
         }
         replay->packets.push_back(packet);
+    }
+    if (latest > MAX_TIME) {
+        return "holds times of more than 100 years";
     }
     replay->runs.push_back(replay->packets.size());
     return replay->packets.empty() ? "holds no packets" : "";

@@ -32,9 +32,12 @@ void openReplySocket() {
     if (responder == nullptr) {
         constexpr const char* endpoint = "inproc://requests";
         responder = zmq_socket(context, ZMQ_REP);
+        constexpr int noLimit = 0;  // of messages, since the same thread writes and reads
+        zmq_setsockopt(responder, ZMQ_RCVHWM, &noLimit, sizeof noLimit);
         zmq_bind(responder, endpoint);
         for (void** peer : {&stranger, &client}) {
             *peer = zmq_socket(context, ZMQ_DEALER);
+            zmq_setsockopt(*peer, ZMQ_SNDHWM, &noLimit, sizeof noLimit);
             zmq_connect(*peer, endpoint);
         }
     }
@@ -91,6 +94,8 @@ void envelopes(std::string_view input) {
         }
     }
     sendMessage(client, {"", "are you there?"});
+    sendMessage(stranger, {"", "the last"});  // so that all before it are taken
+    awaited.push_back({"", std::string("the last", 9)});
     for (std::size_t i = 0; i <= awaited.size(); ++i) {
         MSG_BUF source{};
         std::string request;
