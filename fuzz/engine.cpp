@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The mouths of the software radio engine: its two files, its control socket, the
+// The inputs of the software radio engine: its two files, its control socket, the
 // payloads that it decodes, and the records that the host gives it.
 #include "targets.hpp"
 
