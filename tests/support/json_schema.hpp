@@ -3,6 +3,7 @@
 #pragma once
 
 #include <algorithm>
+#include <chrono>
 #include <stdexcept>
 
 #include "support/process.hpp"
@@ -20,7 +21,8 @@ inline std::vector<bool> acceptedBySchema(const std::string& schemaFile,
     writeTextFile(directory.path / "texts", lines);
     const std::string script = TARNWICK_SOURCE_DIR "/tests/support/json_schema.py";
     process_s judge("/usr/bin/python3", {{script, schemaFile, directory.path / "texts"}, {}, {}});
-    if (judge.waitForExit() != 0 || judge.output().size() != texts.size()) {
+    constexpr std::chrono::seconds patience{110};  // on a busy machine; ctest ends a test at 120 s
+    if (judge.waitForExit(patience) != 0 || judge.output().size() != texts.size()) {
         throw std::runtime_error("no verdict on " + schemaFile + ": " + judge.output());
     }
     std::vector<bool> accepted;
