@@ -2,6 +2,8 @@
 // Bringing the radio up, on each model and with each call failing in turn.
 #include <gtest/gtest.h>
 
+#include <mutex>
+
 #include "logger.hpp"
 #include "radio.hpp"
 #include "rxe_intfc.hpp"
@@ -17,7 +19,11 @@ class RxeConnectionTest : public testing::Test {
 
     temp_dir_s directory;  // of the saved mode and the log file
     reader_facts_s facts;  // changed between connections only
-    ManagementDouble server{[this](const std::string& request) { return answerFromFacts(facts, request); }};
+    std::mutex factsLock;  // for the thread sanitizer, which does not see the order that connections make
+    ManagementDouble server{[this](const std::string& request) {
+        const std::lock_guard hold(factsLock);
+        return answerFromFacts(facts, request);
+    }};
 };
 
 // All calls, each with a bar behind it. A write of RXE_setParam2 is only its id
@@ -70,7 +76,10 @@ TEST_F(RxeConnectionTest, EngineSeesTheStartUpOfEachModelInOrder) {
         SCOPED_TRACE(name + " firmware patch " + std::to_string(firmware.patch));
         renewEngine();
         engine_double::setRecord(1, firmware);
-        facts.model = model;
+        {
+            const std::lock_guard hold(factsLock);
+            facts.model = model;
+        }
         max_ants = 0;
         ASSERT_EQ(initRXEConnection(), RXE_OK);
         EXPECT_EQ(modelName, name);
@@ -133,8 +142,11 @@ TEST_F(RxeConnectionTest, EachFailureEndsItWithItsStatusAndItsLine) {
         SCOPED_TRACE(row.call + row.log);
         renewEngine();
         engine_double::setRecord(1, REL_VERSION_s{1, 4, row.patch, 0});
-        facts.ports = row.ports;
-        facts.refused = row.id < 0 ? row.call : "";
+        {
+            const std::lock_guard hold(factsLock);
+            facts.ports = row.ports;
+            facts.refused = row.id < 0 ? row.call : "";
+        }
         engine_double::failOn(row.call, row.id);
         RXE_connected_status = false;
         const auto complaints = getErrorCount() + getWarningCount();
