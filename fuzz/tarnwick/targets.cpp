@@ -60,9 +60,27 @@ constexpr target_s table[] = {
 
 const std::span<const target_s> targets = table;
 
-// The linker puts these in the place of the system's for the daemon's own code: a target
-// neither waits for the disk nor for time.
+// The linker puts these in the place of the system's and of libzmq's for the daemon's own
+// code: a target neither waits for the disk nor for time, and opens no endpoint that a daemon
+// or another target would share.
+namespace {
+
+bool isWithinProcess(const char* endpoint) {
+    return std::string_view(endpoint).starts_with("inproc://");
+}
+
+}  // namespace
+
 extern "C" {
+int __real_zmq_bind(void* socket, const char* endpoint);
+int __real_zmq_connect(void* socket, const char* endpoint);
+
+int __wrap_zmq_bind(void* socket, const char* endpoint) {
+    return isWithinProcess(endpoint) ? __real_zmq_bind(socket, endpoint) : 0;
+}
+int __wrap_zmq_connect(void* socket, const char* endpoint) {
+    return isWithinProcess(endpoint) ? __real_zmq_connect(socket, endpoint) : 0;
+}
 int __wrap_fsync(int) {
     return 0;
 }
