@@ -292,19 +292,20 @@ constexpr bool holdsId(const range_s& range, std::uint16_t id) {
     return (offset >= range.first && offset <= range.last) || (range.whole && offset == 0);
 }
 
-constexpr bool ordinaryRangesAreDisjoint() {
-    for (std::size_t i = 0; i < ranges.size(); ++i) {
-        for (std::size_t j = i + 1; j < ranges.size(); ++j) {
-            const range_s &a = ranges[i], &b = ranges[j];
-            if (((a.access ^ b.access) & NVM) == 0 && a.base + a.last >= b.base &&
-                b.base + b.last >= a.base) {
-                return false;
-            }
-        }
-    }
-    return true;
+// The place of an id among all: those of the NVM stand behind the others.
+constexpr std::uint32_t placeOf(std::uint16_t id, bool nvm) {
+    return id + (nvm ? 0x10000U : 0);
 }
-static_assert(ordinaryRangesAreDisjoint());
+constexpr std::uint32_t placeOf(const range_s& range) {
+    return placeOf(range.base, (range.access & NVM) != 0);
+}
+
+constexpr bool eachEndsBeforeTheNext() {
+    return std::ranges::adjacent_find(ranges, [](const range_s& range, const range_s& next) {
+               return placeOf(range) + range.last >= placeOf(next);
+           }) == ranges.end();
+}
+static_assert(eachEndsBeforeTheNext(), "findRange searches by halves");
 
 // Where each range's first record lies in params_s::records, and after the
 // last range the size of them all.
@@ -318,10 +319,13 @@ constexpr auto layOut() {
 constexpr auto offsets = layOut();
 
 const range_s* findRange(std::uint16_t id, bool nvm) {
-    const auto found = std::find_if(ranges.begin(), ranges.end(), [&](const range_s& range) {
-        return ((range.access & NVM) != 0) == nvm && holdsId(range, id);
-    });
-    return found == ranges.end() ? nullptr : found;
+    const auto* const next = std::ranges::upper_bound(ranges, placeOf(id, nvm), {},
+                                                      [](const range_s& range) { return placeOf(range); });
+    if (next == ranges.begin()) {
+        return nullptr;
+    }
+    const range_s& range = *std::prev(next);
+    return placeOf(range) + range.last >= placeOf(id, nvm) && holdsId(range, id) ? &range : nullptr;
 }
 
 bool addressesWhole(const range_s& range, std::uint16_t id) {
@@ -365,7 +369,8 @@ RXE_API_STATUS store(params_s* params, const range_s& range, std::uint16_t id, c
         if (std::to_integer<int>(*record) != 0) {
             return toApi(STATUS_BAD_RECORD);
         }
-        std::ranges::fill(recordsOf(params, range), std::byte{});
+        const std::span<std::byte> records = recordsOf(params, range);
+        std::memset(records.data(), 0, records.size());
     } else if (range.valid != nullptr && !range.valid(*params, record)) {
         return toApi(STATUS_BAD_RECORD);
     } else if (range.modelled != nullptr && !range.modelled(record)) {
@@ -443,9 +448,10 @@ void resetParams(const scenario_s& scenario, params_s* params) {
     params->generation.fetch_add(1, std::memory_order_relaxed);
 }
 
-void readRecord(const params_s& params, std::uint16_t id, void* record) {
+std::span<const std::byte> recordsFrom(const params_s& params, std::uint16_t id) {
     const range_s& range = *findRange(id, false);
-    std::memcpy(record, recordIn(const_cast<params_s*>(&params), range, id), range.size);
+    return recordsOf(const_cast<params_s*>(&params), range)
+        .subspan(static_cast<std::size_t>(id - range.base - range.first) * range.size);
 }
 
 void publishRecord(params_s* params, std::uint16_t id, const void* record) {

@@ -11,7 +11,9 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <mutex>
+#include <span>
 #include <vector>
 
 #include "features.hpp"
@@ -59,14 +61,27 @@ std::uint8_t nvmByte(params_s* params, std::uint16_t id);
 // not told. Any thread.
 unsigned antennaPorts(const params_s& params);
 
-// A record by id, for the radio's own use; `id` must be one the table has.
-// The caller holds `params->mutex`.
-void readRecord(const params_s& params, std::uint16_t id, void* record);
+// The record of `id`, which must be one the table has, and those behind it in its range, for the
+// radio's own use. The caller holds `params->mutex`.
+std::span<const std::byte> recordsFrom(const params_s& params, std::uint16_t id);
 template <typename Record>
 Record recordOf(const params_s& params, unsigned id) {
-    Record record{};
-    readRecord(params, static_cast<std::uint16_t>(id), &record);
+    Record record;
+    std::memcpy(&record, recordsFrom(params, static_cast<std::uint16_t>(id)).data(), sizeof record);
     return record;
+}
+// Calls take(n, record) for each record of the range behind `base` that is enabled, n from 1. There
+// are a thousand olios alone, so the range is looked up once. The caller holds `params->mutex`.
+template <typename Record, typename Take>
+void forEachEnabled(const params_s& params, unsigned base, Take take) {
+    auto records = recordsFrom(params, static_cast<std::uint16_t>(base + 1));
+    for (unsigned n = 1; !records.empty(); ++n, records = records.subspan(sizeof(Record))) {
+        Record record;
+        std::memcpy(&record, records.data(), sizeof record);
+        if (record.enable != 0) {
+            take(n, record);
+        }
+    }
 }
 
 // Whether packets of this id are to be reported. Ids without a bit always are.

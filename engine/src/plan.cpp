@@ -8,14 +8,8 @@
 namespace rxe {
 namespace {
 
-constexpr unsigned MAX_ID_FILTERS = RXE_PARAM_AUTORESTART - RXE_PARAM_ID_FILTER - 1;
-
 void gatherOlios(const world_s& world, const params_s& params, plan_s* plan) {
-    for (unsigned id = 1; id <= RXE_MAX_OLIOS; ++id) {
-        const auto olio = recordOf<OLIO_s>(params, RXE_PARAM_OLIO + id);
-        if (olio.enable == 0) {
-            continue;
-        }
+    forEachEnabled<OLIO_s>(params, RXE_PARAM_OLIO, [&](unsigned id, const OLIO_s& olio) {
         const unsigned antenna = olio.transmitAntenna;
         planned_olio_s planned{.id = static_cast<std::uint16_t>(id),
                                .olio = olio,
@@ -33,34 +27,22 @@ void gatherOlios(const world_s& world, const params_s& params, plan_s* plan) {
         }
         plan->inventoryMissing = plan->inventoryMissing || planned.inventory.enable == 0;
         plan->olios.push_back(planned);
-    }
+    });
 }
 
 void gatherLists(const params_s& params, plan_s* plan) {
-    for (unsigned n = 1; n <= RXE_MAX_CHANNELS; ++n) {
-        const auto channel = recordOf<CHANNEL_s>(params, RXE_PARAM_CHANNEL + n);
-        if (channel.enable != 0) {
-            plan->channels.push_back({static_cast<std::uint16_t>(n), channel.frequency, channel.maxPower});
-        }
-    }
-    for (unsigned id = 1; id <= RXE_MAX_SELECTS; ++id) {
-        const auto select = recordOf<SELECT_OP_s>(params, RXE_PARAM_SELECT + id);
-        if (select.enable != 0) {
-            plan->selects.push_back({static_cast<std::uint8_t>(id), select});
-        }
-    }
-    for (unsigned id = 1; id <= RXE_MAX_ACCESSES; ++id) {
-        const auto access = recordOf<ACCESS_OP_s>(params, RXE_PARAM_ACCESS + id);
-        if (access.enable != 0) {
-            plan->accesses.push_back({static_cast<std::uint8_t>(id), access});
-        }
-    }
-    for (unsigned id = 1; id <= MAX_ID_FILTERS; ++id) {
-        const auto filter = recordOf<REPORT_FILTER_ID_s>(params, RXE_PARAM_ID_FILTER + id);
-        if (filter.enable != 0) {
-            plan->idFilters.push_back(filter);
-        }
-    }
+    forEachEnabled<CHANNEL_s>(params, RXE_PARAM_CHANNEL, [&](unsigned n, const CHANNEL_s& channel) {
+        plan->channels.push_back({static_cast<std::uint16_t>(n), channel.frequency, channel.maxPower});
+    });
+    forEachEnabled<SELECT_OP_s>(params, RXE_PARAM_SELECT, [&](unsigned id, const SELECT_OP_s& select) {
+        plan->selects.push_back({static_cast<std::uint8_t>(id), select});
+    });
+    forEachEnabled<ACCESS_OP_s>(params, RXE_PARAM_ACCESS, [&](unsigned id, const ACCESS_OP_s& access) {
+        plan->accesses.push_back({static_cast<std::uint8_t>(id), access});
+    });
+    forEachEnabled<REPORT_FILTER_ID_s>(
+        params, RXE_PARAM_ID_FILTER,
+        [&](unsigned, const REPORT_FILTER_ID_s& filter) { plan->idFilters.push_back(filter); });
 }
 
 }  // namespace
