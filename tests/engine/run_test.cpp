@@ -175,9 +175,9 @@ TEST_F(Radio, FakeTagsComeAtTheirRateUntilStopped) {
     ASSERT_TRUE(waitFor([] { return count(TAG_CUSTOM) >= 150; }));
     EXPECT_EQ(RXE_stop(), RXE_OK);
     EXPECT_EQ(RXE_resume(), RXE_NO_START_ONGOING);
-    std::set<std::vector<std::uint8_t>> different;
+    std::set<std::string> different;
     for (const packet_s& packet : packets) {
-        different.insert(packet.payload);
+        different.emplace(packet.payload.begin(), packet.payload.end());
     }
     EXPECT_EQ(different.size(), packets.size()) << "each tag is another one";
     EXPECT_EQ(packets.back().type, END_OF_RUN);

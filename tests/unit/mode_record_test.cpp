@@ -117,7 +117,7 @@ TEST(ModeForEngine, StopRules) {
         EXPECT_EQ(getOlioStopConditionType(1000), type);
         EXPECT_EQ(getOlioStopConditionValue(1000), value);
     }
-    mode_configuration.antennaStopConditionList.resize(2);
+    mode_configuration.antennaStopConditionList.assign(2, {});
     EXPECT_EQ(getOlioStopConditionType(2), 255);
     EXPECT_EQ(getOlioStopConditionValue(2), 65535);
 }
