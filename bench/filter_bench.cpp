@@ -45,6 +45,8 @@ struct kind_s {
 
 double nanosecondsForEachTag(const tagFilter_s& filter) {
     mode_configuration.tagFilter = filter;
+    publishReportPlan();
+    takeReportPlan();
     std::string idHex;
     int passed = 0;
     const auto start = std::chrono::steady_clock::now();

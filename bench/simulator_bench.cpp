@@ -171,6 +171,7 @@ int main() {
     initMode();
     setDefaultMode(&mode_configuration);
     setDefaultInventoryMode(&mode_configuration);
+    publishReportPlan();
     std::freopen("output", "w", stdout);  // the simulator's own
     std::vector<double> ratios;
     std::vector<double> noisyRatios;

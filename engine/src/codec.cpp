@@ -109,8 +109,13 @@ constexpr auto ownIndex = indexByCode(ownFields);
 // on every board this runs on.
 static_assert(std::endian::native == std::endian::little);
 
-void copyNumber(std::uint8_t* to, const std::uint8_t* from, std::size_t bytes, order_e order) {
-    if (order == HIGH_FIRST) {
+inline void copyNumber(std::uint8_t* to, const std::uint8_t* from, std::size_t bytes, order_e order) {
+    if (bytes == 1) {  // the two commonest without a call
+        *to = *from;
+    } else if (bytes == 2 && order == HIGH_FIRST) {
+        to[0] = from[1];
+        to[1] = from[0];
+    } else if (order == HIGH_FIRST) {
         std::reverse_copy(from, from + bytes, to);
     } else {
         std::copy_n(from, bytes, to);
@@ -137,8 +142,7 @@ void encodeField(const field_s& field, const tag_read_s& read, byte_writer_s* wr
 
 void decodeField(const field_s& field, const std::uint8_t* value, TAG_INFO_s* info) {
     auto* base = reinterpret_cast<std::uint8_t*>(info);
-    for (std::size_t i = 0; i < field.count; ++i) {
-        const element_s& element = field.elements[i];
+    for (const element_s& element : std::span(field.elements).first(field.count)) {
         if (element.infoOffset != NO_MEMBER) {
             copyNumber(base + element.infoOffset, value, element.bytes, field.order);
         }

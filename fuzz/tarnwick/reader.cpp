@@ -16,6 +16,7 @@
 #include "requests/news.hpp"
 #include "rxe_intfc.hpp"
 #include "support/engine_double.hpp"
+#include "tw_msg.pb.h"
 #include "zmq_intfc.hpp"
 
 namespace {
@@ -59,6 +60,7 @@ void newReader(std::string_view* input) {
     mode_configuration = {};
     initMode();
     setDefaultMode(&mode_configuration);
+    publishReportPlan();
     data_analytics_type = DATA_ANALYTICS_OFF;
     tag_data.outside = false;
 }
@@ -90,15 +92,28 @@ void takeNews() {
     }
 }
 
+namespace {
+
+std::string asALibraryWritesIt(std::string_view report) {
+    if (data_analytics_type == DATA_ANALYTICS_BINARY) {
+        velmo::tag_data_report message;
+        message.ParseFromArray(report.data(), static_cast<int>(report.size()));
+        return message.SerializeAsString();
+    }
+    return nlohmann::json::parse(report, nullptr, false).dump();
+}
+
+}  // namespace
+
 void takeReports() {
     zmq_msg_t frame;
     zmq_msg_init(&frame);
     while (zmq_msg_recv(&frame, reports, ZMQ_DONTWAIT) >= 0) {
         std::string_view text(static_cast<const char*>(zmq_msg_data(&frame)), zmq_msg_size(&frame));
-        text.remove_prefix(
-            data_analytics_type == DATA_ANALYTICS_STRING ? std::min<std::size_t>(4, text.size()) : 0);
-        require(data_analytics_type == DATA_ANALYTICS_BINARY || text.empty() || nlohmann::json::accept(text),
-                "a report is JSON");
+        text.remove_prefix(data_analytics_type != DATA_ANALYTICS_OFF ? std::min<std::size_t>(4, text.size())
+                                                                     : 0);
+        // An empty frame ends a batch.
+        require(text.empty() || text == asALibraryWritesIt(text), "a report is what a library writes of it");
     }
     zmq_msg_close(&frame);
 }

@@ -14,10 +14,12 @@
 // formats or frees; and it lets a waiting engine thread in before it locks again.
 #pragma once
 
+#include <array>
 #include <atomic>
 #include <cstdint>
 #include <nlohmann/json_fwd.hpp>
 #include <string>
+#include <string_view>
 
 // A time, or a difference of two: seconds and, from 0 to 999999, microseconds.
 // A negative difference has negative seconds: -3.25 s is -4 and 750000.
@@ -40,11 +42,20 @@ inline constexpr std::uint32_t maxAddlKeysDBSize = 19999;
 // maxSize is above maxAddlKeysDBSize: the size is then as before, all else is set.
 int setAddlKeysFilterConfig(bool useAntenna, float seconds, std::uint32_t maxSize);
 
-// Makes the key of a JSON report: the texts "PC", "idHex", "CRC" and "TID" of its
-// "data" joined, and "_" with the number of "antenna" where that counts. Returns
-// 0; -1 while the filter is off; or, with one error counted and logged, the
-// negative result of the accessor that failed, and *key holds nothing of use.
+// What a report's key is made of; what the report lacks has no data.
+struct addl_key_parts_s {
+    bool isReport = false;                    // false: there is no "data" at all
+    std::array<std::string_view, 4> texts{};  // "PC", "idHex", "CRC" and "TID"
+    std::string_view antenna{};               // in decimal
+};
+
+// Makes the key of a report: its texts joined, and "_" with the antenna where that counts.
+// Returns 0; -1 while the filter is off; or, with one error counted and logged, the
+// negative result of the accessor that would have failed, and *key holds nothing of use.
 // Engine thread.
+int makeAddlKey(const addl_key_parts_s& parts, std::string* key);
+
+// The same of a report as JSON, which may hold values of another kind. Any thread.
 int parse_json_for_addl_key(const nlohmann::json* report, std::string* key);
 
 // Whether a report with this key may leave: 1, and the time is noted, or 0 when

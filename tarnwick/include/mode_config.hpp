@@ -4,9 +4,8 @@
 // fills a local record (defaults first, then the client's keys) and replaces the
 // global one only when every rule has passed.
 //
-// Threads: the record is written by the main thread alone, under holdPackets. The
-// accessors take no lock: the main thread calls them when it sets up the engine,
-// the engine thread while it holds a packet.
+// Threads: the record and its accessors belong to the main thread. What the engine thread
+// needs of the mode is the report plan (radio.hpp).
 //
 // Units, throughout: power in tenths of dBm (names that end in X10), antennas
 // and ports count from 1, positions in a per-antenna list count from 0.
@@ -323,8 +322,7 @@ struct mode_configuration_s {
     delay_between_antenna_cycles_s delayBetweenAntennaCycles;
 };
 
-// The mode in force. Written by the main thread under holdPackets; read by the
-// main and the engine thread. All zero until the first mode request has passed.
+// The mode in force. Main thread. All zero until the first mode request has passed.
 extern mode_configuration_s mode_configuration;
 
 // The last accepted request, in the working directory: {"mode": {...}}.
@@ -494,7 +492,7 @@ int configMode(const std::string* request, std::string* reply);
 int getCurrentMode(std::string* reply, GET_CURRENT_MODE_METHOD_e method);
 
 // --- Accessors. They read `mode_configuration`, unless they take a record; a
-// null record means the global one. Main or engine thread. Those that return an
+// null record means the global one. Main thread. Those that return an
 // int return 0 unless another result is told.
 
 MODE_TYPE_e getModeType();

@@ -15,7 +15,6 @@
 #include <atomic>
 #include <cstdint>
 #include <map>
-#include <mutex>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -112,15 +111,17 @@ void send_radio_stop_message();
 
 // ---- packets and tag reports -----------------------------------------------
 
-// The engine's callback: counts the packet and handles it. Waits for nothing but
-// holdPackets, and never throws. Returns 0. Engine thread.
+// The engine's callback: counts the packet and handles it. Waits for nothing but a packet of
+// a simulation, and never throws. Returns 0. Engine thread.
 int getPacket(RXE_packet_s* packet);
 
-// Keeps packets out until the lock that it returns goes. What packets are read
-// with, the mode and the accesses, is replaced under it, so that a mode may be set
-// while the radio runs. Main thread. The engine thread waits meanwhile: hold it
-// for a move of memory, never over a call of the engine.
-[[nodiscard]] std::unique_lock<std::mutex> holdPackets();
+// Makes the reports' plan of the mode in force and of the accesses that the engine was told,
+// and puts it in force between two packets: a mode may be set while the radio reads.
+// Nobody waits. Main thread.
+void publishReportPlan();
+
+// Takes the newest plan, if there is a new one. Engine thread, between two packets.
+void takeReportPlan();
 
 // Acts on one packet by its type. The result has no meaning. Engine thread.
 int processMessage(RXE_packet_s* packet);

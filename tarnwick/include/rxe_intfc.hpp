@@ -78,13 +78,11 @@ extern bool initial_channel_state;
 
 // ------------------------------------------------- what the engine was told
 
-// Written by the main thread. All but `olios` is read by the engine thread too, and
-// is written under holdPackets.
+// Main thread. What the engine thread needs of the accesses is in the report plan (radio.hpp).
 inline constexpr std::size_t olioTableSize = RXE_MAX_OLIOS + 1;
 inline constexpr std::size_t accessTableSize = RXE_MAX_ACCESSES + 2;
 
 // By olio id: the record last written; all zero after a write with `enable` 0.
-// Main thread only.
 extern std::array<OLIO_s, olioTableSize> olios;
 
 // By access id, entry 0 unused: the accesses of the mode in force.

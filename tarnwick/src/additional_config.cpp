@@ -347,9 +347,20 @@ void appendKey(std::string_view tagId, const time_value_s& timestamp, const time
     *text += " seconds";
 }
 
+// Members of "data" that a key is made of, in the order in which they are asked for.
+constexpr std::array keyTexts{"PC", "idHex", "CRC", "TID"};
+
 int refuseReport(int result, const std::string& reason) {
     logCountedError("additional_config", " Error parsing JSON: ", reason);
     return result;
+}
+
+// As the accessor refuses an object without this member.
+int refuseMissing(const char* member) {
+    std::string unused;
+    std::string reason;
+    const json nothing = json::object();
+    return refuseReport(getJsonValue(&nothing, member, &unused, &reason, {}), reason);
 }
 
 }  // namespace
@@ -371,28 +382,47 @@ int setAddlKeysFilterConfig(bool useAntenna, float seconds, std::uint32_t maxSiz
     return 0;
 }
 
-int parse_json_for_addl_key(const json* report, std::string* key) {
-    // Reused from report to report, as the caller reuses *key. Engine thread.
-    static std::string text;
-    static std::string reason;
-
+int makeAddlKey(const addl_key_parts_s& parts, std::string* key) {
     if (!isAddlKeysEnabled.load(std::memory_order_relaxed)) {
         return -1;
     }
+    if (!parts.isReport) {
+        return refuseMissing("data");
+    }
     key->clear();
-    const auto entry = report->find("data");
-    if (entry == report->end() || !entry->is_object()) {
-        json unused;
-        const int result = getJsonValueObject(report, "data", &unused, &reason);
+    for (std::size_t i = 0; i < keyTexts.size(); ++i) {
+        if (parts.texts[i].data() == nullptr) {
+            return refuseMissing(keyTexts[i]);
+        }
+        *key += parts.texts[i];
+    }
+    if (UseAntenna.load(std::memory_order_relaxed)) {
+        if (parts.antenna.data() == nullptr) {
+            return refuseMissing("antenna");
+        }
+        key->append("_").append(parts.antenna);
+    }
+    return 0;
+}
+
+int parse_json_for_addl_key(const json* report, std::string* key) {
+    if (!isAddlKeysEnabled.load(std::memory_order_relaxed)) {
+        return -1;
+    }
+    std::string reason;
+    json data;
+    if (const int result = getJsonValueObject(report, "data", &data, &reason); result != 0) {
         return refuseReport(result, reason);
     }
-    const json& data = *entry;
-    for (const char* member : {"PC", "idHex", "CRC", "TID"}) {
-        if (const int result = getJsonValue(&data, member, &text, &reason, {}); result != 0) {
+    std::array<std::string, keyTexts.size()> texts;
+    addl_key_parts_s parts{.isReport = true, .texts = {}, .antenna = {}};
+    for (std::size_t i = 0; i < keyTexts.size(); ++i) {
+        if (const int result = getJsonValue(&data, keyTexts[i], &texts[i], &reason, {}); result != 0) {
             return refuseReport(result, reason);
         }
-        *key += text;
+        parts.texts[i] = texts[i];
     }
+    std::string antennaText;
     if (UseAntenna.load(std::memory_order_relaxed)) {
         using limits = std::numeric_limits<std::int32_t>;
         std::int32_t antenna = 0;
@@ -401,10 +431,10 @@ int parse_json_for_addl_key(const json* report, std::string* key) {
             result != 0) {
             return refuseReport(result, reason);
         }
-        *key += '_';
-        *key += std::to_string(antenna);
+        antennaText = std::to_string(antenna);
+        parts.antenna = antennaText;
     }
-    return 0;
+    return makeAddlKey(parts, key);
 }
 
 int report_line(const std::string& key) {

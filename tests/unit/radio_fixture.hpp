@@ -65,8 +65,10 @@ class RadioTest : public testing::Test {
         return peer;
     }
 
-    // A packet from the engine. The double decodes a payload by copying it.
+    // A packet from the engine, of the mode as it stands. The double decodes a payload by
+    // copying it.
     static void deliver(std::uint16_t type, const void* payload, std::size_t size) {
+        publishReportPlan();
         ASSERT_EQ(engine_double::deliver(type, {static_cast<const std::uint8_t*>(payload), size}), 0);
     }
     static void deliver(std::uint16_t type, const std::string& payload = {}) {

@@ -52,6 +52,8 @@ class TagReport : public RadioTest {
         const RXE_packet_s head{.type = 0x0805, .length = size};
         std::string packet(reinterpret_cast<const char*>(&head), sizeof head);
         packet.append(reinterpret_cast<const char*>(&tag), size);
+        publishReportPlan();
+        takeReportPlan();
         process_tag_info_packet(reinterpret_cast<RXE_packet_s*>(packet.data()), {1700000000, 987654});
     }
 
@@ -65,6 +67,7 @@ class TagReport : public RadioTest {
         const std::string frame = onlyFrame();
         velmo::tag_data_report report;
         EXPECT_TRUE(report.ParseFromString(frame.substr(4)));
+        EXPECT_EQ(report.SerializeAsString(), frame.substr(4));
         std::string text;
         appendHex(reinterpret_cast<const std::uint8_t*>(frame.data()), 4, &text);
         return text + " " + report.ShortDebugString();

@@ -2,8 +2,7 @@
 // The mode in force, and copies of it.
 #include "mode_config.hpp"
 
-// The mode in force. Written by the main thread under holdPackets; read by the main
-// thread (engine set-up, rendering) and the engine thread (reports).
+// The mode in force. Main thread.
 mode_configuration_s mode_configuration;
 
 void initMode() {

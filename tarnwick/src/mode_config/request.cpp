@@ -395,23 +395,18 @@ constexpr int (*keyParsers[])(request_s& request) = {
     plainKey<parseDelayBetweenAntCycles>,  // "delayBetweenAntennaCycles"
 };
 
-// Exchanges the mode in force with another record. A client may send a mode while
-// the radio runs: packets are read with the old record or with the new one.
-void exchangeMode(mode_configuration_s* other) {
-    const auto hold = holdPackets();
-    std::swap(mode_configuration, *other);
-}
-
-// Makes `mode` the mode in force, on the engine too. When the engine refuses it
-// the old record is back; the engine itself starts afresh with the next mode.
+// Makes `mode` the mode in force, on the engine too, and then the one that reports are made
+// by. When the engine refuses it the old record is back; the engine itself starts afresh
+// with the next mode.
 int commit(const mode_configuration_s& mode, std::string* reply) {
     mode_configuration_s other;
     copyModeConfiguration(&mode, &other);
-    exchangeMode(&other);
+    std::swap(mode_configuration, other);
     if (configureRXEForMode(reply) != 0) {
-        exchangeMode(&other);
+        std::swap(mode_configuration, other);
         return -5;
     }
+    publishReportPlan();
     *reply = "Success";
     return 0;
 }

@@ -8,18 +8,15 @@
 // each of them in the array "accessResults", in their order.
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstdio>
-#include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
 
-#include "mode_config.hpp"
 #include "radio.hpp"
+#include "radio/report_plan.hpp"
 #include "radio_state.hpp"
-#include "rxe_intfc.hpp"
 #include "util.hpp"
-
-using nlohmann::json;
 
 std::uint8_t prev_access_idx = noAccessYet;
 std::uint8_t current_access_idx = 0;
@@ -31,7 +28,7 @@ std::uint8_t multi_part_access_count = 0;
 
 // Reports are prepared for the ids up to 63. An access with the last id, 64, has
 // no slot of its own and always ends the report.
-constexpr std::size_t preparedAccesses = 63;
+constexpr std::uint64_t preparedAccesses = (std::uint64_t{1} << 63) - 1;  // a mask, as of an olio
 constexpr std::uint8_t lastAccess = 64;
 
 constexpr std::string_view notAttempted = "Not Attempted";
@@ -79,50 +76,16 @@ std::string_view textOf(const std::array<code_text_s, rows>& table, std::uint8_t
 // An outcome that has come, and what was asked for.
 struct outcome_s {
     const ACCESS_INFO_s* info;
-    const ACCESS_OP_s* op;
+    const planned_access_s* access;
     std::size_t dataLength;  // bytes of info->data that are there
-    bool asMetadata;         // the mode reads tag memory as metadata
-    std::string key;         // memory key of a read in such a mode, otherwise empty
+    std::string_view key;    // memory key of a read as metadata, otherwise empty
 };
 
-// Words to read or write, 0 to 255. The high byte of a read is another count.
-unsigned wordCountOf(const ACCESS_OP_s& op) {
-    return op.wordCount & 0xFF;
-}
-
-// "USER", "USER[4]" or "EPC[2-7]".
-std::string memoryKey(const ACCESS_OP_s& op) {
-    std::string key;
-    if (op.membank < EPC_GEN2_MB_strings.size()) {
-        key = EPC_GEN2_MB_strings[op.membank];
-    }
-    const unsigned count = wordCountOf(op);
-    if (count != 0 || op.wordPointer != 0) {
-        key += '[' + std::to_string(op.wordPointer);
-        if (count > 1) {
-            key += '-' + std::to_string(op.wordPointer + count - 1);
-        }
-        key += ']';
-    }
-    return key;
-}
-
-// Writes a slot of "accessResults"; slots fill without gaps. Returns -1 if refused,
-// 1 if this was the last slot of the array, 0 otherwise.
-int add_to_access_results(std::string_view text, std::size_t index) {
-    json& data = reportData();
-    auto results = data.find("accessResults");
-    if (results == data.end()) {
-        if (index != 0) {
-            return -1;
-        }
-        results = data.emplace("accessResults", json::array()).first;
-    }
-    if (!results->is_array() || index > results->size()) {
-        return -1;
-    }
-    (*results)[index] = text;
-    return index + 1 == results->size() ? 1 : 0;
+// A member of "data" that is a text without need of escaping.
+void setLateText(std::string_view key, std::string_view text) {
+    static std::string value;  // kept for its memory; engine thread
+    value.assign("\"").append(text).append("\"");
+    setLateMember(key, value);
 }
 
 // Fills the next slot. True when the report has to leave: the slot was the last
@@ -133,8 +96,8 @@ bool storeInNextSlot(std::string_view text) {
 
 // A failure of an access other than a read has the empty key among the metadata.
 bool store(const outcome_s& outcome, std::string_view text) {
-    if (outcome.asMetadata) {
-        reportData()[outcome.key] = text;
+    if (reportPlan().readsAsMetadata) {
+        setLateText(outcome.key, text);
         return false;
     }
     return storeInNextSlot(text);
@@ -143,30 +106,25 @@ bool store(const outcome_s& outcome, std::string_view text) {
 // ---- success: each returns true when the report is complete ------------------
 
 bool onRead(const outcome_s& outcome) {
-    const unsigned expected = wordCountOf(*outcome.op);
+    static std::string words;  // kept for its memory; engine thread
+    const unsigned expected = outcome.access->words;
     if (expected != 0 && expected != outcome.dataLength / 2) {
         store(outcome, wordsMismatch);
         return true;
     }
-    std::string words;
+    words.clear();
     appendHex(outcome.info->data, outcome.dataLength, &words);
     const bool full = store(outcome, words);
-    return outcome.asMetadata ? ++tagMemoryCount == accessParamsEnabledCount : full;
+    const report_plan_s& plan = reportPlan();
+    return plan.readsAsMetadata ? ++tagMemoryCount == plan.enabledAccesses : full;
 }
 
 bool onSingleOperation(const outcome_s&) {
     return storeInNextSlot(succeeded);
 }
 
-// Radio operations that a write takes.
-unsigned partsOfBlockWrite(const ACCESS_OP_s& op) {
-    std::uint8_t blockSize = 0;
-    getModeBlockSize(&blockSize);
-    return wordCountOf(op) / std::max<unsigned>(blockSize, 1);
-}
-
-bool onPart(unsigned parts) {
-    if (++multi_part_access_count != parts) {
+bool onPart(const outcome_s& outcome) {
+    if (++multi_part_access_count != outcome.access->parts) {
         return false;
     }
     prev_access_idx = noAccessYet;  // the next packet begins to count anew
@@ -184,10 +142,8 @@ constexpr std::array accessRows{
     access_row_s{RXE_ACCESS_KILL, false, onSingleOperation},
     access_row_s{RXE_ACCESS_LOCK, false, onSingleOperation},
     access_row_s{RXE_ACCESS_ACCESS, false, onSingleOperation},
-    access_row_s{RXE_ACCESS_BLOCK_WRITE, true,
-                 [](const outcome_s& outcome) { return onPart(partsOfBlockWrite(*outcome.op)); }},
-    access_row_s{RXE_ACCESS_MULTIWORD_WRITE, true,
-                 [](const outcome_s& outcome) { return onPart(wordCountOf(*outcome.op)); }},
+    access_row_s{RXE_ACCESS_BLOCK_WRITE, true, onPart},
+    access_row_s{RXE_ACCESS_MULTIWORD_WRITE, true, onPart},
 };
 
 // ---- failure -----------------------------------------------------------------
@@ -219,8 +175,9 @@ std::string failureText(const outcome_s& outcome, bool multiPart) {
 }
 
 // The access of an id that a packet names, or null when there is none.
-const ACCESS_OP_s* enabledAccess(std::uint8_t id) {
-    return id < enabledAccessOps.size() && enabledAccessOps[id].enable != 0 ? &enabledAccessOps[id] : nullptr;
+const planned_access_s* enabledAccess(std::uint8_t id) {
+    const auto& access = reportPlan().access;
+    return id < access.size() && access[id].enable != 0 ? &access[id] : nullptr;
 }
 
 void noteAccess(std::uint8_t id) {
@@ -233,19 +190,16 @@ void noteAccess(std::uint8_t id) {
 // Puts the outcome into the report. True when the report is complete.
 bool takeOutcome(const ACCESS_INFO_s& info) {
     noteAccess(info.accessId);
-    const ACCESS_OP_s* op = enabledAccess(info.accessId);
-    if (op == nullptr) {
+    const planned_access_s* access = enabledAccess(info.accessId);
+    if (access == nullptr) {
         return true;
     }
-    outcome_s outcome{.info = &info,
-                      .op = op,
-                      .dataLength = std::min<std::size_t>(info.dataLength, sizeof info.data),
-                      .asMetadata = isTagDataMemoryEnabled(nullptr),
-                      .key = {}};
-    if (outcome.asMetadata && op->type == RXE_ACCESS_READ) {
-        outcome.key = memoryKey(*op);
-    }
-    const auto* row = std::ranges::find(accessRows, op->type, &access_row_s::type);
+    const outcome_s outcome{
+        .info = &info,
+        .access = access,
+        .dataLength = std::min<std::size_t>(info.dataLength, sizeof info.data),
+        .key = access->type == RXE_ACCESS_READ ? std::string_view(access->memoryKey) : std::string_view()};
+    const auto* row = std::ranges::find(accessRows, access->type, &access_row_s::type);
     const bool known = row != accessRows.end();
     if (info.result != RXE_ACCESS_RESULT_OK) {
         store(outcome, failureText(outcome, known && row->multiPart));
@@ -257,18 +211,15 @@ bool takeOutcome(const ACCESS_INFO_s& info) {
 }  // namespace
 
 void prepare_access_results(std::uint16_t olio) {
-    const std::uint64_t mask = olio < enabledAccessOpsPerOlio.size() ? enabledAccessOpsPerOlio[olio] : 0;
-    const bool asMetadata = isTagDataMemoryEnabled(nullptr);
+    const report_plan_s& plan = reportPlan();
+    const std::uint64_t ofOlio = olio < plan.accessesOfOlio.size() ? plan.accessesOfOlio[olio] : 0;
     std::size_t slot = 0;
-    for (std::size_t id = 1; id <= preparedAccesses; ++id) {
-        const ACCESS_OP_s& op = enabledAccessOps[id];
-        if (op.enable == 0 || (mask >> (id - 1) & 1) == 0) {
-            continue;
-        }
-        if (!asMetadata) {
+    for (std::uint64_t rest = ofOlio & plan.accessMask & preparedAccesses; rest != 0; rest &= rest - 1) {
+        const planned_access_s& access = plan.access[static_cast<std::size_t>(std::countr_zero(rest)) + 1];
+        if (!plan.readsAsMetadata) {
             add_to_access_results(notAttempted, slot++);
-        } else if (op.enable == 1) {
-            reportData()[memoryKey(op)] = notAttempted;
+        } else if (access.enable == 1) {
+            setLateText(access.memoryKey, notAttempted);
         } else {
             break;
         }

@@ -1,150 +1,196 @@
 // SPDX-License-Identifier: MIT
-// The binary forms of a tag report.
+// The binary forms of a tag report: the message velmo::tag_data_report (tw_msg.proto) on the
+// wire, written field by field in the order of their numbers as the protobuf library does.
+#include <algorithm>
+#include <array>
 #include <bit>
+#include <cstring>
+#include <vector>
 
-#include "mode_config.hpp"
 #include "radio.hpp"
+#include "radio/report_plan.hpp"
 #include "radio_state.hpp"
 #include "tw_msg.pb.h"
 #include "zmq_intfc.hpp"
 
 namespace {
 
-// Fields are written through the mutable_ accessors, which keep the memory of
-// the report before.
+using message_t = velmo::tag_data_report;
+
+// Types of a field on the wire (Protocol Buffers, encoding).
+enum wire_type_e : std::uint32_t { VARINT = 0, LENGTH_DELIMITED = 2, FIXED_32 = 5 };
+
+// Writes fields one behind the other from `out` on.
+class wire_writer {
+  public:
+    explicit wire_writer(char* out) : out_(out) {}
+
+    // A field of type uint32, uint64, bool, or int32 when it is not negative.
+    void number(int field, std::uint64_t value) {
+        start(field, VARINT);
+        varint(value);
+    }
+    // A field of type int32: a negative number takes ten bytes.
+    void int32(int field, std::int32_t value) {
+        number(field, static_cast<std::uint64_t>(std::int64_t{value}));
+    }
+    // A field of type sint32.
+    void sint32(int field, std::int32_t value) {
+        number(field, static_cast<std::uint32_t>(value) << 1 ^ static_cast<std::uint32_t>(value >> 31));
+    }
+    // A field of type float, low byte first.
+    void float32(int field, std::uint32_t bits) {
+        start(field, FIXED_32);
+        for (int shift = 0; shift < 32; shift += 8) {
+            *out_++ = static_cast<char>(bits >> shift & 0xFF);
+        }
+    }
+    void bytes(int field, const void* data, std::size_t size) {
+        start(field, LENGTH_DELIMITED);
+        varint(size);
+        std::memcpy(out_, data, size);
+        out_ += size;
+    }
+    // A field of one or two words, each high byte first.
+    void words(int field, std::uint16_t first, const std::uint16_t* second = nullptr) {
+        start(field, LENGTH_DELIMITED);
+        varint(second == nullptr ? 2 : 4);
+        word(first);
+        if (second != nullptr) {
+            word(*second);
+        }
+    }
+    [[nodiscard]] char* end() const { return out_; }
+
+  private:
+    void start(int field, wire_type_e type) { varint(static_cast<std::uint32_t>(field) << 3 | type); }
+    void varint(std::uint64_t value) {
+        for (; value > 0x7F; value >>= 7) {
+            *out_++ = static_cast<char>(value | 0x80);
+        }
+        *out_++ = static_cast<char>(value);
+    }
+    void word(std::uint16_t value) {
+        *out_++ = static_cast<char>(value >> 8);
+        *out_++ = static_cast<char>(value & 0xFF);
+    }
+
+    char* out_;
+};
 
 // EPC bytes, a partial last byte counted as one; the count wraps at 256.
-void setTagId(const TAG_INFO_s& info, velmo::tag_data_report* report) {
+void putTagId(const TAG_INFO_s& info, wire_writer* out) {
     const unsigned partial = (info.epcLength & 7) != 0 ? 1 : 0;
-    const unsigned count = ((info.epcLength >> 3 & 0xFF) + partial) & 0xFF;
-    report->mutable_tag_id()->assign(info.epc, info.epc + count);
+    out->bytes(message_t::kTagIdFieldNumber, info.epc, ((info.epcLength >> 3 & 0xFF) + partial) & 0xFF);
 }
 
-void appendWord(std::uint16_t word, std::string* out) {
-    out->push_back(static_cast<char>(word >> 8));
-    out->push_back(static_cast<char>(word & 0xFF));
+void putTime(const timeval& time, wire_writer* out) {
+    out->number(message_t::kTimestampMillisFieldNumber, static_cast<std::uint64_t>(time.tv_sec) * 1000 +
+                                                            static_cast<std::uint64_t>(time.tv_usec) / 1000);
 }
 
-void setWord(std::uint16_t word, std::string* out) {
-    out->clear();
-    appendWord(word, out);
-}
-
-void setBearing(const TAG_INFO_s& info, velmo::tag_data_report* report) {
-    report->set_azimuthx10(info.azimuth);
-    report->set_elevationx10(info.elevation);
-    report->set_azimuth_confidence(info.azimuthConf);
-    report->set_elevation_confidence(info.elevationConf);
-}
-
-std::uint64_t milliseconds(const timeval& time) {
-    return static_cast<std::uint64_t>(time.tv_sec) * 1000 + static_cast<std::uint64_t>(time.tv_usec) / 1000;
+void putBearing(const TAG_INFO_s& info, wire_writer* out) {
+    out->number(message_t::kAzimuthx10FieldNumber, info.azimuth);
+    out->number(message_t::kElevationx10FieldNumber, info.elevation);
+    out->number(message_t::kAzimuthConfidenceFieldNumber, info.azimuthConf);
+    out->number(message_t::kElevationConfidenceFieldNumber, info.elevationConf);
 }
 
 // The form of a BEARING mode. Every field is set, whatever the packet had.
-void fillReduced(const tag_read_s& read, velmo::tag_data_report* report) {
+void putReduced(const tag_read_s& read, wire_writer* out) {
     const TAG_INFO_s& info = *read.info;
-    report->set_timestamp_millis(milliseconds(read.time));
-    report->set_rssi_int(info.rssi);
-    report->set_antenna(currentTxAntenna);
-    setBearing(info, report);
-    setTagId(info, report);
-    // Low byte first, unlike the full report; consumers of bearings expect it so.
-    setWord(static_cast<std::uint16_t>(info.pc << 8 | info.pc >> 8), report->mutable_pc());
+    putTagId(info, out);
+    putTime(read.time, out);
+    // Low byte first, unlike the full report: consumers of bearings depend on it.
+    out->words(message_t::kPcFieldNumber, static_cast<std::uint16_t>(info.pc << 8 | info.pc >> 8));
+    out->sint32(message_t::kRssiIntFieldNumber, info.rssi);
+    out->number(message_t::kAntennaFieldNumber, currentTxAntenna);
+    putBearing(info, out);
 }
 
-// What the mode adds to a full report, independent of the packet.
-void fillReaderFields(velmo::tag_data_report* report) {
-    if (isReportAntennaEnabled()) {
-        report->set_antenna(currentTxAntenna);
+void putControlWords(const TAG_INFO_s& info, const report_plan_s& plan, wire_writer* out) {
+    if (plan.pc && (info.fields & RXE_FIELD_PC) != 0) {
+        out->words(message_t::kPcFieldNumber, info.pc);
     }
-    if (isAntennaPortMappingEnabled()) {
-        report->mutable_antenna_port_name()->assign(
-            getAntennaPortMapping(static_cast<std::uint8_t>(currentTxAntenna)));
-    }
-    if (isReportChannelEnabled()) {
-        report->set_channel(static_cast<std::int32_t>(currentChannel));
-    }
-    if (isReportMACEnabled()) {
-        report->mutable_mac()->assign(readerNames().rdr_mac);
-    }
-    if (isReportHostNameEnabled()) {
-        report->mutable_host_name()->assign(readerNames().rdr_hostname);
-    }
-    if (isUserDefinedDataEnabled()) {
-        report->mutable_user_defined()->assign(getUserDefinedData());
-    }
-}
-
-void fillControlWords(const TAG_INFO_s& info, velmo::tag_data_report* report) {
-    if ((info.fields & RXE_FIELD_PC) != 0 && isReportPCEnabled()) {
-        setWord(info.pc, report->mutable_pc());
+    if (plan.crc && (info.fields & RXE_FIELD_CRC) != 0) {
+        out->words(message_t::kCrcFieldNumber, info.crc);
     }
     // Here either extended word gives the field; the second brings the first along.
-    if ((info.fields & (RXE_FIELD_XPC1 | RXE_FIELD_XPC2)) != 0 && isReportXPCEnabled()) {
-        setWord(info.xpc1, report->mutable_xpc());
-        if ((info.fields & RXE_FIELD_XPC2) != 0) {
-            appendWord(info.xpc2, report->mutable_xpc());
-        }
-    }
-    if ((info.fields & RXE_FIELD_CRC) != 0 && isReportCRCEnabled()) {
-        setWord(info.crc, report->mutable_crc());
+    if (plan.xpc && (info.fields & (RXE_FIELD_XPC1 | RXE_FIELD_XPC2)) != 0) {
+        out->words(message_t::kXpcFieldNumber, info.xpc1,
+                   (info.fields & RXE_FIELD_XPC2) != 0 ? &info.xpc2 : nullptr);
     }
 }
 
-void fillTagFields(const TAG_INFO_s& info, velmo::tag_data_report* report) {
+void putText(int field, bool wanted, const planned_text_s& text, wire_writer* out) {
+    if (wanted) {
+        out->bytes(field, text.plain.data(), text.plain.size());
+    }
+}
+
+void putFull(const tag_read_s& read, const report_plan_s& plan, wire_writer* out) {
+    const TAG_INFO_s& info = *read.info;
     const auto has = [&info](std::uint32_t field) { return (info.fields & field) != 0; };
     if (has(RXE_FIELD_EPC)) {
-        setTagId(info, report);
+        putTagId(info, out);
+    }
+    putTime(read.time, out);
+    putControlWords(info, plan, out);
+    if (has(RXE_FIELD_RSSI_LIN)) {
+        out->float32(message_t::kRssiFloatFieldNumber, info.rssiLin);
     }
     if (has(RXE_FIELD_RSSI)) {
-        report->set_rssi_int(info.rssi);
+        out->sint32(message_t::kRssiIntFieldNumber, info.rssi);
+    }
+    if (has(RXE_FIELD_PHASE)) {
+        out->float32(message_t::kPhaseFieldNumber, std::bit_cast<std::uint32_t>(info.phase));
+    }
+    if (plan.antenna) {
+        out->number(message_t::kAntennaFieldNumber, currentTxAntenna);
+    }
+    if (plan.channel) {
+        out->int32(message_t::kChannelFieldNumber, static_cast<std::int32_t>(currentChannel));
     }
     if (has(RXE_FIELD_TAG_COUNT)) {
-        report->set_tag_count(info.tagCount);
-    }
-    fillControlWords(info, report);
-    if (has(RXE_FIELD_PHASE)) {
-        report->set_phase(info.phase);
-    }
-    if (has(RXE_FIELD_RSSI_LIN)) {
-        report->set_rssi_float(std::bit_cast<float>(info.rssiLin));
+        out->number(message_t::kTagCountFieldNumber, info.tagCount);
     }
     if (has(RXE_FIELD_BEARING)) {
-        setBearing(info, report);
-    }
-    if (has(RXE_FIELD_BRAND_ID)) {
-        report->set_brand_id(info.brandIdMatched != 0);
+        putBearing(info, out);
     }
     if (has(RXE_FIELD_LOCATION)) {
-        report->set_xx10(info.locationX);
-        report->set_yx10(info.locationY);
-        report->set_location_confidence(info.locConf);
+        out->int32(message_t::kXx10FieldNumber, info.locationX);
+        out->int32(message_t::kYx10FieldNumber, info.locationY);
+        out->number(message_t::kLocationConfidenceFieldNumber, info.locConf);
     }
-}
-
-void fillFull(const tag_read_s& read, velmo::tag_data_report* report) {
-    report->set_timestamp_millis(milliseconds(read.time));
-    report->set_event_num(eventNum++);
-    fillReaderFields(report);
-    fillTagFields(*read.info, report);
+    if (has(RXE_FIELD_BRAND_ID)) {
+        out->number(message_t::kBrandIdFieldNumber, info.brandIdMatched != 0 ? 1 : 0);
+    }
+    putText(message_t::kMacFieldNumber, plan.mac, plan.macText, out);
+    putText(message_t::kHostNameFieldNumber, plan.hostName, plan.hostNameText, out);
+    putText(message_t::kAntennaPortNameFieldNumber, plan.portName,
+            plan.portNameOf(static_cast<std::uint8_t>(currentTxAntenna)), out);
+    putText(message_t::kUserDefinedFieldNumber, plan.userDefined, plan.userDefinedText, out);
+    out->number(message_t::kEventNumFieldNumber, eventNum++);
 }
 
 }  // namespace
 
 void sendBinaryReport(const tag_read_s& read) {
-    static velmo::tag_data_report tag_report;
-    static std::string message;  // both kept for their memory; engine thread
-    const bool reduced = getModeType() == MODE_TYPE_e::BEARING;
-    tag_report.Clear();
-    if (reduced) {
-        fillReduced(read, &tag_report);
-    } else {
-        fillFull(read, &tag_report);
+    static std::vector<char> buffer;  // kept for its memory; engine thread
+    const report_plan_s& plan = reportPlan();
+    const std::size_t room = std::tuple_size_v<report_header_t> + plan.room;
+    if (buffer.size() < room) {
+        buffer.resize(room);
     }
+    const bool reduced = plan.modeType == MODE_TYPE_e::BEARING;
     const report_header_t header = reportHeader(reduced ? REPORT_KIND_BINARY_BEARING : REPORT_KIND_BINARY);
-    message.assign(header.data(), header.size());
-    tag_report.AppendToString(&message);
+    wire_writer out(std::ranges::copy(header, buffer.data()).out);
+    if (reduced) {
+        putReduced(read, &out);
+    } else {
+        putFull(read, plan, &out);
+    }
+    const std::string_view message(buffer.data(), static_cast<std::size_t>(out.end() - buffer.data()));
     if (subscribers.load(std::memory_order_relaxed) < 2) {
         send_tag_data_message(message, false, true);
     } else {

@@ -7,8 +7,8 @@
 
 #include <mutex>
 
-#include "mode_config.hpp"
 #include "radio.hpp"
+#include "radio/report_plan.hpp"
 #include "util.hpp"
 #include "zmq_intfc.hpp"
 
@@ -159,7 +159,8 @@ bool gpio_led_slow_down() {
 }
 
 bool waitingForMoreTagData() {
-    return isReportHeatmapEnabled() || isAnyAccessEnabled();
+    const report_plan_s& plan = reportPlan();
+    return plan.heatMap || plan.accesses;
 }
 
 void send_GPI_message(int port, int state) {

@@ -10,8 +10,8 @@
 
 #include "logger.hpp"
 #include "radio.hpp"
+#include "radio/report_plan.hpp"
 #include "radio_state.hpp"
-#include "reader_model.hpp"
 #include "rxe_intfc.hpp"
 #include "zmq_intfc.hpp"
 
@@ -27,9 +27,8 @@ namespace {
 
 constexpr auto relaxed = std::memory_order_relaxed;
 
-// Held over one packet, and by the main thread over one exchange of memory that
-// packets are read with. Also serialises the engine and the simulations, which may
-// run at the same time.
+// Held over one packet: serialises the engine and the simulations, which may run at the
+// same time.
 std::mutex packetGate;
 
 // Tag packets by beam of the array reader. Beam numbers are sparse, but any
@@ -76,7 +75,7 @@ void countOne(std::atomic<std::uint64_t>* counter) {
 
 void countTagRead() {
     countOne(&tagReadCount);
-    if (thisModel().arrayReader) {
+    if (reportPlan().arrayReader) {
         countOne(&tagReadCountPerAntQDX[currentTxAntenna]);
     } else if (currentTxAntenna < countedAntennas) {
         countOne(&tagReadCountPerAnt[currentTxAntenna]);
@@ -194,6 +193,23 @@ constexpr std::array packetRows{
 static_assert(std::ranges::adjacent_find(packetRows, std::ranges::greater_equal{}, &packet_row_s::type) ==
               packetRows.end());
 
+// All types lie within a kilobyte of numbers: by number the place of the row, from 1, or 0.
+constexpr std::uint16_t firstType = RXE_PACKET_TYPE_XOR;
+constexpr std::size_t typeCount = 1024;
+constexpr auto placeOfType = [] {
+    std::array<std::uint8_t, typeCount> places{};
+    for (std::size_t i = 0; i < packetRows.size(); ++i) {
+        places[packetRows[i].type - firstType] = static_cast<std::uint8_t>(i + 1);
+    }
+    return places;
+}();
+
+const packet_row_s* rowOf(std::uint16_t type) {
+    const std::size_t number = static_cast<std::uint16_t>(type - firstType);
+    const std::size_t place = number < typeCount ? placeOfType[number] : 0;
+    return place == 0 ? nullptr : &packetRows[place - 1];
+}
+
 }  // namespace
 
 std::map<std::uint16_t, std::uint64_t> getTagReadCountPerAntQDX() {
@@ -206,20 +222,17 @@ std::map<std::uint16_t, std::uint64_t> getTagReadCountPerAntQDX() {
     return counts;
 }
 
-std::unique_lock<std::mutex> holdPackets() {
-    return std::unique_lock(packetGate);
-}
-
 int getPacket(RXE_packet_s* packet) {
     const std::scoped_lock hold(packetGate);
+    takeReportPlan();
     packetRxCount.fetch_add(1, relaxed);
     processMessage(packet);
     return 0;
 }
 
 int processMessage(RXE_packet_s* packet) {
-    const auto* row = std::ranges::lower_bound(packetRows, packet->type, {}, &packet_row_s::type);
-    if (row == packetRows.end() || row->type != packet->type) {
+    const packet_row_s* row = rowOf(packet->type);
+    if (row == nullptr) {
         // The number is the id of the packet table.
         logDebug("radio", " got packet in radio thread: type: ", packet->type ^ RXE_PACKET_TYPE_XOR);
         return 0;

@@ -2,37 +2,44 @@
 // Heat maps: the level that a tag had on each beam of the array reader. The
 // packet follows its tag packet and completes the report.
 #include <algorithm>
-#include <nlohmann/json.hpp>
-#include <utility>
+#include <array>
+#include <string>
 
+#include "json_values.hpp"
 #include "mode_config.hpp"
 #include "radio.hpp"
 #include "radio_state.hpp"
 
 namespace {
 
-nlohmann::json heatMapEntry(short beam, float level) {
+void appendEntry(short beam, float level, std::string* map) {
     std::string polarization;
     if (getPolarizationString(beam_to_pol(beam), &polarization) != 0) {
         polarization = "UNDEFINED";
     }
-    return {{"az", static_cast<int>(beam_to_az(beam))},
-            {"el", static_cast<int>(beam_to_el(beam))},
-            {"pol", std::move(polarization)},
-            {"rssi", static_cast<double>(level)}};
+    std::array<char, json_text::numberRoom> number;
+    const auto length = static_cast<std::size_t>(
+        json_text::putReal(static_cast<double>(level), number.data()) - number.data());
+    map->append(R"({"az":)").append(std::to_string(beam_to_az(beam)));
+    map->append(R"(,"el":)").append(std::to_string(beam_to_el(beam)));
+    map->append(R"(,"pol":")").append(polarization);
+    map->append(R"(","rssi":)").append(number.data(), length).append("}");
 }
 
 }  // namespace
 
 void process_parallel_rssi_debug(RXE_packet_s* packet) {
+    static std::string map;  // kept for its memory; engine thread
     PARALLEL_RSSI_s levels{};
     if (RXE_formatPayloadToStruct(packet, &levels) == RXE_OK) {
-        nlohmann::json heatMap;  // stays null for an empty list
+        map.clear();
         const auto count = std::min<std::size_t>(levels.count, std::size(levels.beam));
         for (std::size_t i = 0; i < count; ++i) {
-            heatMap.push_back(heatMapEntry(levels.beam[i], levels.rssi[i]));
+            map += i == 0 ? '[' : ',';
+            appendEntry(levels.beam[i], levels.rssi[i], &map);
         }
-        reportData()["HEATMAP"] = std::move(heatMap);
+        map += count == 0 ? "null" : "]";
+        setLateMember("HEATMAP", map);
     }
     // A map that cannot be read still ends the report.
     send_out_tag_data();

@@ -7,12 +7,13 @@
 
 #include <array>
 #include <cstdint>
-#include <nlohmann/json_fwd.hpp>
 #include <span>
 #include <string>
 #include <string_view>
 
 #include "rxe.h"
+
+struct report_plan_s;  // report_plan.hpp
 
 // Where the radio is: the olio it works on, the antenna or beam on air, and the
 // channel on air in kHz. Written by the packet dispatch; they keep their last
@@ -34,8 +35,8 @@ struct reader_names_s {
     std::string rdr_mac;
     std::string rdr_hostname;
 };
-// Both are empty until startRadioThread has asked for them; constant from then
-// on. Any thread.
+// Both are empty until startRadioThread has asked for them. Main thread; reports have them
+// from their plan.
 const reader_names_s& readerNames();
 
 // One read that passed the tag filter, and what its report is made of.
@@ -49,34 +50,35 @@ struct tag_read_s {
 
 // ---- the pending JSON report -----------------------------------------------
 
-// Whether a report is pending. A report that has left is empty, though its
-// members may still stand in memory for the next one to reuse.
+// Whether a report is pending.
 bool isReportPending();
 
 // Empties the report.
 void clearReport();
 
-// Fills the report from a read; it is pending from then on.
-void buildJsonReport(const tag_read_s& read);
+// Fills the empty report from a read; it is pending from then on.
+void buildJsonReport(const tag_read_s& read, const report_plan_s& plan);
 
-// The report as it would be written: null before the first one was built, and
-// an object from then on.
-const nlohmann::json& pendingReport();
+// Gives "data" of the report a member that no tag packet brings, or another value of one;
+// `value` is JSON. The report is pending from then on.
+void setLateMember(std::string_view key, std::string_view value);
 
-// A stretch of a report's compact text: what stands before a value, and the value.
-// The last piece has no value (null); its text closes the report.
-struct report_piece_s {
-    std::string before;
-    const nlohmann::json* value;
+// Stores the text, which needs no escaping, in a slot of "accessResults"; slots fill
+// without gaps. Returns -1 if refused, 1 if this was the last slot, 0 otherwise.
+int add_to_access_results(std::string_view text, std::size_t index);
+
+// The value of a member of "data" as JSON, a text in its quotes; empty when there is no
+// such member. Good until the report changes.
+std::string_view valueInReport(std::string_view key);
+
+// The report as it leaves: room for the header of the STRING form, then the text, which
+// is "null" before the first report and {} when none is pending. A report with an
+// `error`, of a text that is not valid UTF-8, cannot leave. Good until the report changes.
+struct finished_report_s {
+    std::span<char> bytes;
+    std::string_view error;
 };
-
-// The same report cut at its values, in the order of its text. Empty when members
-// have joined that no tag packet brings: then only the whole object tells it.
-std::span<const report_piece_s> pendingReportLayout();
-
-// The object "data" of the report, for members that join it after the tag packet.
-// The report is pending from then on. The reference is good for this packet.
-nlohmann::json& reportData();
+finished_report_s finishReport();
 
 // ---- access results --------------------------------------------------------
 

@@ -31,11 +31,8 @@ constexpr int maxEvents = 2;
 pthread_t radio_thread;
 pthread_attr_t radio_attr;
 
-// Filled by the main thread while the thread starts; published for the engine
-// thread by the pointer, and constant from then on.
+// Filled while the thread starts. Main thread.
 reader_names_s names;
-const reader_names_s unknownNames;
-std::atomic<const reader_names_s*> publishedNames{&unknownNames};
 
 bool armTimer(int timer) {
     itimerspec tick{};
@@ -129,7 +126,7 @@ int waitForEvents(int epoll, std::array<epoll_event, maxEvents>* events) {
 }  // namespace
 
 const reader_names_s& readerNames() {
-    return *publishedNames.load(std::memory_order_acquire);
+    return names;
 }
 
 void* radio_thread_fcn(void*) {
@@ -166,7 +163,7 @@ int startRadioThread() {
     }
     pthread_setname_np(radio_thread, "radio");
     getReaderDetails(&names.rdr_mac, &names.rdr_hostname);
-    publishedNames.store(&names, std::memory_order_release);
+    publishReportPlan();
     return 0;
 }
 

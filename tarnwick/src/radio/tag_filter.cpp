@@ -3,8 +3,8 @@
 #include <algorithm>
 
 #include "filter_expression.hpp"
-#include "mode_config.hpp"
 #include "radio.hpp"
+#include "radio/report_plan.hpp"
 #include "util.hpp"
 
 namespace {
@@ -25,7 +25,7 @@ int compareTagFilter(const std::uint8_t* epc, unsigned byteCount, std::string* i
     if (idHex == nullptr) {
         return 0;
     }
-    const tagFilter_s& filter = mode_configuration.tagFilter;
+    const tagFilter_s& filter = reportPlan().filter;
     if (filter.enabled == 0) {
         appendHex(epc, byteCount, idHex);
         return 1;

@@ -3,9 +3,11 @@
 // the tag belongs to, and the choice of the output form.
 #include <algorithm>
 #include <array>
+#include <cstddef>
+#include <cstring>
 
-#include "mode_config.hpp"
 #include "radio.hpp"
+#include "radio/report_plan.hpp"
 #include "radio_state.hpp"
 #include "util.hpp"
 #include "zmq_intfc.hpp"
@@ -17,10 +19,12 @@ namespace {
 constexpr std::uint16_t multiTagBits = 96;
 constexpr std::size_t multiTagBytes = multiTagBits / 8;
 
-// Texts of the tag at hand, kept for their memory. Engine thread.
+// The tag at hand and texts of it, kept for their memory. Engine thread.
+TAG_INFO_s tagInfo{};
 std::string idHex;
 std::string timeText;
-std::string tagReadLine;
+constexpr std::string_view tagRead = "TAG_READ,";
+std::string tagReadLine(tagRead);
 
 // The one byte that tells the parts of an item apart, and its bits that do not.
 struct multi_tag_mask_s {
@@ -50,24 +54,25 @@ std::uint16_t hashOf(const TAG_INFO_s& info) {
 }
 
 // Makes room in the pending report for what its accesses will tell.
-void expectAccessResults() {
+void expectAccessResults(const report_plan_s& plan) {
     prepare_access_results(currentOlio);
-    if (!mode_configuration.uniqueAccesses.empty()) {
+    if (plan.restartsSlots) {
         current_access_idx = 0;
     }
 }
 
 void reportAsJson(tag_read_s* read) {
+    const report_plan_s& plan = reportPlan();
     getISOString(&read->time, &timeText);
     read->timeText = &timeText;
     read->eventNum = eventNum++;
-    buildJsonReport(*read);
+    buildJsonReport(*read, plan);
     if (!waitingForMoreTagData()) {
         send_out_tag_data();
-    } else if (isAnyAccessEnabled()) {
-        expectAccessResults();
+    } else if (plan.accesses) {
+        expectAccessResults(plan);
     }
-    tagReadLine.assign("TAG_READ,").append(timeText);
+    tagReadLine.replace(tagRead.size(), std::string::npos, timeText);
     send_gpio_led_message(tagReadLine);
 }
 
@@ -75,7 +80,9 @@ void reportAsJson(tag_read_s* read) {
 
 int process_tag_info_packet(RXE_packet_s* packet, const timeval& time) {
     clearReport();
-    TAG_INFO_s info{};  // zeroed: the library leaves what the packet lacks
+    // The library leaves what the packet lacks; what lies behind the EPC is never read.
+    TAG_INFO_s& info = tagInfo;
+    std::memset(&info, 0, offsetof(TAG_INFO_s, reserved314));
     if (RXE_formatPayloadToStruct(packet, &info) != RXE_OK) {
         constexpr std::string_view failure = "Error parsing tag info packet";
         sendNews("error", failure.data(), failure.size());

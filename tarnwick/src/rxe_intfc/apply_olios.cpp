@@ -4,13 +4,11 @@
 #include <algorithm>
 #include <string_view>
 
-#include "radio.hpp"
 #include "reader_model.hpp"
 #include "rxe_intfc.hpp"
 #include "rxe_intfc/apply_mode.hpp"
 
-// The accesses the engine was told. Written by the main thread under holdPackets,
-// read by the engine thread.
+// The accesses the engine was told. Main thread.
 constinit std::array<ACCESS_OP_s, accessTableSize> enabledAccessOps{};
 constinit std::array<std::uint64_t, olioTableSize> enabledAccessOpsPerOlio{};
 constinit std::uint32_t accessParamsEnabledCount = 0;
@@ -65,20 +63,17 @@ int writeAccess(apply_context_s* my, std::size_t id, const ACCESS_OP_s& op) {
     if (status != RXE_OK) {
         return engineFailure(my, -5, status, "access " + std::string(writer->name) + " error");
     }
-    const auto hold = holdPackets();
     enabledAccessOps[id] = op;
     return 0;
 }
 
 void forgetAccesses() {
-    const auto hold = holdPackets();
     enabledAccessOps[0].enable = 0;
     enabledAccessOpsPerOlio.fill(0);
     accessParamsEnabledCount = 0;
 }
 
 void disableAccessesFrom(std::size_t id) {
-    const auto hold = holdPackets();
     for (; id < enabledAccessOps.size(); ++id) {
         enabledAccessOps[id].enable = 0;
     }
@@ -171,7 +166,6 @@ int writeOlio(apply_context_s* my, std::size_t index) {
     if (status != RXE_OK) {
         return engineFailure(my, -5, status, "olio " + std::to_string(id) + " error");
     }
-    const auto hold = holdPackets();
     enabledAccessOpsPerOlio[id] = accessMask;
     return 0;
 }
@@ -183,7 +177,6 @@ int rxe_intfc::writeAccesses(apply_context_s* my) {
     std::size_t id = 1;
     for (const ACCESS_OP_s& op : my->accesses) {
         if (op.enable != 0) {
-            const auto hold = holdPackets();
             ++accessParamsEnabledCount;
         }
         if (const int code = writeAccess(my, id, op); code != 0) {

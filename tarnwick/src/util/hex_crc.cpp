@@ -2,6 +2,8 @@
 #include <algorithm>
 #include <array>
 #include <cstdlib>
+#include <cstring>
+#include <span>
 
 #include "util.hpp"
 #include "util/characters.hpp"
@@ -68,11 +70,11 @@ std::string hexStr(const std::vector<std::uint8_t>& bytes, int count) {
 }
 
 void appendHex(const std::uint8_t* bytes, std::size_t count, std::string* out) {
-    std::size_t end = out->size();
+    const std::size_t end = out->size();
     out->resize(end + 2 * count);
-    for (std::size_t i = 0; i < count; ++i) {
-        (*out)[end++] = hexMap[bytes[i]][0];
-        (*out)[end++] = hexMap[bytes[i]][1];
+    char* digits = out->data() + end;
+    for (std::size_t i = 0; i < count; ++i, digits += 2) {
+        std::memcpy(digits, hexMap[bytes[i]].data(), 2);
     }
 }
 
@@ -84,9 +86,9 @@ std::uint16_t computeCRC(int length, const std::uint8_t* data) {
     if (length < 1) {
         return 0;
     }
-    std::uint16_t crc = 0xFFFF;
-    for (int i = 0; i < length; ++i) {
-        b8_crc16(&crc, data[i]);
+    std::uint32_t crc = 0xFFFF;  // in its low half
+    for (const std::uint8_t byte : std::span(data, static_cast<std::size_t>(length))) {
+        crc = crc << 8 ^ crcTable[(crc >> 8 & 0xFF) ^ byte];
     }
     return static_cast<std::uint16_t>(~crc);
 }

@@ -12,10 +12,11 @@ struct second_text_s {
     bool filled = false;  // whether `second` and the lengths mean anything
     std::time_t second = 0;
     std::size_t dateTimeLength = 0;  // 0: this second has no date
-    std::size_t zoneLength = 0;
-    char dateTime[64] = {};  // 2026-03-01T08:05:09; the year may be long
-    char zone[16] = {};      // +0100
+    std::size_t length = 0;          // of the whole text
+    char whole[96] = {};             // 2026-03-01T08:05:09.000+0100; the year may be long
 };
+
+constexpr std::size_t millisecondsLength = 4;  // .007
 
 constexpr std::size_t timeOfDayLength = 8;  // 08:05:09, at the end of dateTime
 
@@ -25,57 +26,70 @@ void fill(second_text_s* text, std::time_t second) {
     text->filled = true;
     text->second = second;
     text->dateTimeLength = 0;
-    text->zoneLength = 0;
     std::tm calendar{};
     if (localtime_r(&second, &calendar) != nullptr) {
-        text->dateTimeLength = std::strftime(text->dateTime, sizeof text->dateTime, "%FT%T", &calendar);
-        text->zoneLength = std::strftime(text->zone, sizeof text->zone, "%z", &calendar);
+        constexpr std::size_t zoneRoom = 16;
+        text->dateTimeLength = std::strftime(text->whole, sizeof text->whole - millisecondsLength - zoneRoom,
+                                             "%FT%T", &calendar);
+        char* const zone = text->whole + text->dateTimeLength + millisecondsLength;
+        text->length =
+            text->dateTimeLength + millisecondsLength + std::strftime(zone, zoneRoom, "%z", &calendar);
     }
 }
 
-// Null when the second has no date.
-const second_text_s* textOfSecond(std::time_t second) {
+// The second of a time with its milliseconds written in, or null when it has no date.
+// Milliseconds above 999, of a time that is not one, are left to the caller.
+const second_text_s* textOf(const timeval& time) {
     thread_local second_text_s text;
-    if (!text.filled || text.second != second) {
-        fill(&text, second);
+    if (!text.filled || text.second != time.tv_sec) {
+        fill(&text, time.tv_sec);
     }
-    return text.dateTimeLength == 0 ? nullptr : &text;
+    if (text.dateTimeLength == 0) {
+        return nullptr;
+    }
+    const auto milliseconds = static_cast<unsigned long>(time.tv_usec / 1000);
+    char* const digits = text.whole + text.dateTimeLength;
+    digits[0] = '.';
+    digits[1] = static_cast<char>('0' + milliseconds / 100 % 10);
+    digits[2] = static_cast<char>('0' + milliseconds / 10 % 10);
+    digits[3] = static_cast<char>('0' + milliseconds % 10);
+    return &text;
 }
 
-// ".007": at least three digits.
-void appendMilliseconds(const timeval* time, std::string* out) {
-    const auto milliseconds = static_cast<unsigned long>(time->tv_usec / 1000);
-    *out += '.';
-    if (milliseconds > 999) {
-        *out += std::to_string(milliseconds);
+// Appends a part of the text: from `begin` to the milliseconds, and with `zone` to its end.
+void append(const second_text_s& text, std::size_t begin, bool zone, const timeval& time, std::string* out) {
+    const auto milliseconds = static_cast<unsigned long>(time.tv_usec / 1000);
+    const std::size_t middle = text.dateTimeLength + millisecondsLength;
+    if (milliseconds <= 999) {
+        out->append(text.whole + begin, (zone ? text.length : middle) - begin);
         return;
     }
-    *out += static_cast<char>('0' + milliseconds / 100);
-    *out += static_cast<char>('0' + milliseconds / 10 % 10);
-    *out += static_cast<char>('0' + milliseconds % 10);
+    out->append(text.whole + begin, text.dateTimeLength - begin);
+    *out += '.' + std::to_string(milliseconds);
+    if (zone) {
+        out->append(text.whole + middle, text.length - middle);
+    }
 }
 
 }  // namespace
 
 void getISOString_noTZ(const timeval* time, std::string* out) {
     out->clear();
-    if (const second_text_s* text = textOfSecond(time->tv_sec)) {
-        out->assign(text->dateTime, text->dateTimeLength);
-        appendMilliseconds(time, out);
+    if (const second_text_s* text = textOf(*time)) {
+        append(*text, 0, false, *time, out);
     }
 }
 
 void getISOString(const timeval* time, std::string* out) {
-    getISOString_noTZ(time, out);
-    if (const second_text_s* text = textOfSecond(time->tv_sec)) {
-        out->append(text->zone, text->zoneLength);
+    out->clear();
+    if (const second_text_s* text = textOf(*time)) {
+        append(*text, 0, true, *time, out);
     }
 }
 
 void getISOString_timeOnly(const timeval* time, std::string* out) {
-    if (const second_text_s* text = textOfSecond(time->tv_sec)) {
-        out->append(text->dateTime + text->dateTimeLength - timeOfDayLength, timeOfDayLength);
-        appendMilliseconds(time, out);
+    if (const second_text_s* text = textOf(*time)) {
+        append(*text, text->dateTimeLength - timeOfDayLength, false, *time, out);
     }
 }
 

@@ -1,0 +1,93 @@
+// SPDX-License-Identifier: MIT
+// What the engine thread needs of the mode to make its reports: made once by the main
+// thread for each mode, constant from then on, and put in force between two packets. The
+// engine thread reads nothing else of the mode.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "mode_config.hpp"
+#include "rxe.h"
+#include "rxe_intfc.hpp"
+
+struct tag_read_s;
+struct report_plan_s;
+
+// A text that reports repeat.
+struct planned_text_s {
+    std::string plain;
+    std::string json;   // escaped, in its quotes
+    std::string error;  // what the JSON library says of text that is not valid UTF-8; empty for none
+};
+
+// A member of "data" that the mode asks for.
+struct planned_member_s {
+    std::string_view key;
+    std::array<char, 32> start;  // ,"key": and zeros
+    std::size_t startLength;
+    std::uint32_t fields;  // RXE_FIELD_*: the packet must have all of them
+    char* (*write)(const tag_read_s& read, const report_plan_s& plan, char* out);
+};
+
+// An access of the mode, as its outcomes are told. `type` 0: there is no such access.
+struct planned_access_s {
+    std::uint8_t enable = 0;
+    std::uint8_t type = 0;   // RXE_ACCESS_*
+    std::uint8_t words = 0;  // to read or write; 0 for a read of the whole bank
+    std::uint8_t parts = 0;  // radio operations of an access in parts
+    std::string memoryKey;   // "USER", "USER[4]" or "EPC[2-7]"
+};
+
+struct report_plan_s {
+    MODE_TYPE_e modeType{};
+    bool arrayReader = false;  // reads are counted by beam
+    tagFilter_s filter;
+
+    std::vector<planned_member_s> members;  // in the order of their keys
+    std::size_t room = 0;                   // bytes that a report takes at most, before others join it
+    std::string tail;                       // what stands behind the timestamp
+
+    // The switches of the mode, for the binary form.
+    bool antenna = false;
+    bool channel = false;
+    bool pc = false;
+    bool xpc = false;
+    bool crc = false;
+    bool mac = false;
+    bool hostName = false;
+    bool userDefined = false;
+    bool portName = false;
+    planned_text_s macText;
+    planned_text_s hostNameText;
+    planned_text_s userDefinedText;
+    std::vector<planned_text_s> portNames;  // port 1 first; a port past the end has the empty name
+    planned_text_s noName;
+
+    // What follows a tag packet.
+    bool heatMap = false;
+    bool accesses = false;         // or reads of memory
+    bool readsAsMetadata = false;  // outcomes are members of "data", not slots of "accessResults"
+    bool restartsSlots = false;    // each tag begins with the first slot
+    std::uint32_t enabledAccesses = 0;
+    std::array<planned_access_s, accessTableSize> access;
+    std::uint64_t accessMask = 0;  // bit n-1: access n is enabled
+    std::array<std::uint64_t, olioTableSize> accessesOfOlio{};
+
+    [[nodiscard]] const planned_text_s& portNameOf(std::uint8_t port) const {
+        return port >= 1 && port <= portNames.size() ? portNames[port - 1U] : noName;
+    }
+};
+
+// The members that a mode asks for, in the order of their keys. Any thread.
+std::vector<planned_member_s> plannedMembers(const mode_configuration_s& mode);
+
+// The plan in force; that of an empty mode before the first. Written by takeReportPlan, which
+// comes before any use. Engine thread.
+extern const report_plan_s* planInForce;
+inline const report_plan_s& reportPlan() {
+    return *planInForce;
+}
