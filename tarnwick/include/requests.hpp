@@ -112,15 +112,3 @@ int testHandler(std::vector<std::string>* tokens, std::string* reply);
 int versionHandler(std::vector<std::string>* tokens, std::string* reply);
 int tagInfoHandler(std::vector<std::string>* tokens, std::string* reply);
 int peakThresholdHandler(std::vector<std::string>* tokens, std::string* reply);
-
-// The four strings of the "version" command. Those that were never set, as
-// without an engine, are empty. Set once at start-up; main thread.
-std::string init_app_version_string();
-void set_radio_api_version_string(int major, int minor, int maintenance, int build);
-void set_radio_fw_version_string(int major, int minor, int maintenance, int build);
-void set_zmq_version_string(int major, int minor, int patch);
-
-std::string get_app_version_string();
-std::string get_radio_api_version_string();
-std::string get_radio_fw_version_string();
-std::string get_zmq_version_string();

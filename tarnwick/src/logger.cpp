@@ -11,9 +11,9 @@
 #include <fstream>
 #include <iostream>
 
-#include "requests.hpp"
 #include "rxe.h"
 #include "util.hpp"
+#include "versions.hpp"
 
 INITIALIZE_EASYLOGGINGPP
 

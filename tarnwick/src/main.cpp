@@ -7,6 +7,7 @@
 #include "requests.hpp"
 #include "rxe_intfc.hpp"
 #include "simulator.hpp"
+#include "versions.hpp"
 #include "zmq_intfc.hpp"
 
 #include <google/protobuf/stubs/common.h>

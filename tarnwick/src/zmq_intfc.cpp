@@ -3,10 +3,10 @@
 
 #include "logger.hpp"
 #include "peer_limit.hpp"
-#include "requests.hpp"
 #include "subscription_stream.hpp"
 #include "util.hpp"
 #include "util/descriptor.hpp"
+#include "versions.hpp"
 
 #include <fcntl.h>
 #include <sys/socket.h>

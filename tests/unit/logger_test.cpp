@@ -9,9 +9,9 @@
 #include <regex>
 #include <thread>
 
-#include "requests.hpp"
 #include "support/temp_dir.hpp"
 #include "util.hpp"
+#include "versions.hpp"
 
 namespace {
 

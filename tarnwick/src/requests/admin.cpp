@@ -9,6 +9,7 @@
 #include "requests.hpp"
 #include "rxe_intfc.hpp"
 #include "util.hpp"
+#include "versions.hpp"
 
 namespace {
 

@@ -8,10 +8,10 @@
 #include "logger.hpp"
 #include "radio.hpp"
 #include "reader_model.hpp"
-#include "requests.hpp"
 #include "rm_client.hpp"
 #include "rxe_intfc.hpp"
 #include "rxe_intfc/parameter_io.hpp"
+#include "versions.hpp"
 #include "zmq_intfc.hpp"
 
 // Reader facts. Written here by the main thread while the engine connects, and

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
-// The version strings of the program and of what it runs on.
-#include "requests.hpp"
+#include "versions.hpp"
+
 #include "util.hpp"
 
 namespace {
 
-// Each is set once at start-up, before the radio thread exists, and read by the
-// "version" command and the first log line; empty until then.
+// Each is set once at start-up by the main thread, before the radio thread exists, and
+// read by the same thread: "version" command and log. Empty until then.
 std::string appVersion;
 std::string radioApiVersion;
 std::string radioFwVersion;
