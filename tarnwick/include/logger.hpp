@@ -8,7 +8,6 @@
 #include <sstream>
 #include <string>
 #include <string_view>
-#include <vector>
 
 enum class log_level_e : std::uint8_t { debug, info, warning, error };
 
@@ -29,9 +28,6 @@ void incrementErrorCount();
 void incrementWarningCount();
 std::uint64_t getErrorCount();
 std::uint64_t getWarningCount();
-
-// Command "logging": reads or sets the engine's packet log. Main thread. Returns 0.
-int loggingHandler(std::vector<std::string>* tokens, std::string* reply);
 
 // Whether a line of this level would be written. Any thread, one atomic load.
 bool isLogLevelEnabled(log_level_e level);

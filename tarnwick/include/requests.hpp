@@ -108,6 +108,7 @@ int eventsHandler(std::vector<std::string>* tokens, std::string* reply);
 int databaseResetHandler(std::vector<std::string>* tokens, std::string* reply);
 int errorHandler(std::vector<std::string>* tokens, std::string* reply);
 int helpHandler(std::vector<std::string>* tokens, std::string* reply);
+int loggingHandler(std::vector<std::string>* tokens, std::string* reply);
 int testHandler(std::vector<std::string>* tokens, std::string* reply);
 int versionHandler(std::vector<std::string>* tokens, std::string* reply);
 int tagInfoHandler(std::vector<std::string>* tokens, std::string* reply);

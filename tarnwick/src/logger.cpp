@@ -11,7 +11,6 @@
 #include <fstream>
 #include <iostream>
 
-#include "rxe.h"
 #include "util.hpp"
 #include "versions.hpp"
 
@@ -21,7 +20,6 @@ namespace {
 
 constexpr const char* logFileName = "tarnwick.log";
 constexpr const char* logFormat = "%datetime{%Y-%M-%dT%H:%m:%s.%gZ} %level %msg";
-constexpr const char* packetLogFileName = "logs/packet_log";
 constexpr int oldLogFiles = 5;
 
 // Lines counted since start. Written by any thread, read by heartbeats and alarms.
@@ -144,16 +142,6 @@ el::Configurations makeConfiguration(bool cli, bool verbose) {
     return configuration;
 }
 
-// The two ways to switch the engine's packet log. Both return whether it worked.
-bool stopPacketLog() {
-    return RXE_disablePacketLogging() == 0;
-}
-
-bool restartPacketLog() {
-    RXE_disablePacketLogging();
-    return RXE_enablePacketLogging(packetLogFileName) == 0;
-}
-
 }  // namespace
 
 void setup_syslog() {
@@ -233,33 +221,4 @@ void logLine(log_level_e level, std::string_view unit, std::string_view text) {
     if (const std::uint64_t missing = missingLines.exchange(0, std::memory_order_relaxed); missing != 0) {
         logUncountedWarning("logger", " the log file could not be written: ", missing, " lines are missing");
     }
-}
-
-int loggingHandler(std::vector<std::string>* tokens, std::string* reply) {
-    // Main thread. What the engine was last told with success.
-    static bool rxe_packet_log_running = false;
-
-    *reply = "Success: ";
-    if (tokens->size() <= 1) {
-        sprintfStrAppend(reply, "radioPacketLog: %s", rxe_packet_log_running ? "ON" : "OFF");
-        return 0;
-    }
-    std::string value;
-    if (getParamValue("radioPacketLog", tokens, &value) != 0) {
-        return 0;
-    }
-    const bool turnOn = value == "ON";
-    if (!turnOn && value != "OFF") {
-        // The text has always named the parameter packet_log.
-        sprintfStr(reply,
-                   "Failure: %s is not an acceptable value for packet_log (acceptable values are: ON or OFF)",
-                   value.c_str());
-    } else if (turnOn ? restartPacketLog() : stopPacketLog()) {
-        rxe_packet_log_running = turnOn;
-        *reply = "Success";
-    } else {
-        *reply = turnOn ? "Failure: RXE_enablePacketLogging failed to enable logging"
-                        : "Failure: RXE_disablePacketLogging failed to disable logging";
-    }
-    return 0;
 }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The small commands: help, versions, the engine's error log, the additional
-// keys, the peak threshold.
+// The small commands: help, versions, the engine's error log and packet log, the
+// additional keys, the peak threshold.
 #include <nlohmann/json.hpp>
 #include <span>
 
@@ -14,6 +14,7 @@
 namespace {
 
 constexpr int highestPeakThreshold = 12;
+constexpr const char* packetLogFileName = "logs/packet_log";
 
 // "<command> <value>" behind the "Success: " that stands in the reply.
 void showPeakThreshold(const std::string& command, std::string* reply) {
@@ -45,6 +46,16 @@ void changePeakThreshold(const std::string& command, const std::string& text, st
         sprintfStr(reply, "Failure: Failed to set peak threshold to %d error 0x%04x", value,
                    static_cast<unsigned>(rc));
     }
+}
+
+// The two ways to switch the engine's packet log. Both return whether it worked.
+bool stopPacketLog() {
+    return RXE_disablePacketLogging() == 0;
+}
+
+bool restartPacketLog() {
+    RXE_disablePacketLogging();
+    return RXE_enablePacketLogging(packetLogFileName) == 0;
 }
 
 }  // namespace
@@ -81,6 +92,35 @@ int errorHandler(std::vector<std::string>* tokens, std::string* reply) {
         *reply = "Failure: could not radioErrorLog";
     } else {
         *reply = "Success: radioErrorLog added to TW error log";
+    }
+    return 0;
+}
+
+int loggingHandler(std::vector<std::string>* tokens, std::string* reply) {
+    // Main thread. What the engine was last told with success.
+    static bool rxe_packet_log_running = false;
+
+    *reply = "Success: ";
+    if (tokens->size() <= 1) {
+        sprintfStrAppend(reply, "radioPacketLog: %s", rxe_packet_log_running ? "ON" : "OFF");
+        return 0;
+    }
+    std::string value;
+    if (getParamValue("radioPacketLog", tokens, &value) != 0) {
+        return 0;
+    }
+    const bool turnOn = value == "ON";
+    if (!turnOn && value != "OFF") {
+        // The text has always named the parameter packet_log.
+        sprintfStr(reply,
+                   "Failure: %s is not an acceptable value for packet_log (acceptable values are: ON or OFF)",
+                   value.c_str());
+    } else if (turnOn ? restartPacketLog() : stopPacketLog()) {
+        rxe_packet_log_running = turnOn;
+        *reply = "Success";
+    } else {
+        *reply = turnOn ? "Failure: RXE_enablePacketLogging failed to enable logging"
+                        : "Failure: RXE_disablePacketLogging failed to disable logging";
     }
     return 0;
 }
