@@ -48,9 +48,6 @@ int processRequests(bool cli);
 // request from the console. Main thread. Returns 0.
 int GetNextRequest(MSG_BUF* msg, std::string* request, bool cli);
 
-// The request's words, split at white space; there is no quoting. Any thread.
-std::vector<std::string> tokenizeRequest(std::string* request);
-
 // Finds the request's command and runs it. Main thread. Returns what the
 // handler returns; 0, with a "Failure: " reply, when there is no such command.
 int ProcessRequest(std::string* request, std::string* reply);

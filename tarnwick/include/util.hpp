@@ -18,6 +18,10 @@
 // Splits on runs of white space; no empty tokens.
 std::vector<std::string> tokenizeRequestByWhitespace(const std::string* request);
 
+// The words of a request, for both threads that serve requests: the same split; there is
+// no quoting.
+std::vector<std::string> tokenizeRequest(std::string* request);
+
 // Splits on runs of `delimiter`; no empty tokens.
 std::vector<std::string> tokenizeString(const std::string* text, char delimiter);
 

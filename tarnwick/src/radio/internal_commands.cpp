@@ -7,7 +7,6 @@
 
 #include "logger.hpp"
 #include "radio.hpp"
-#include "requests.hpp"
 #include "util.hpp"
 #include "zmq_intfc.hpp"
 

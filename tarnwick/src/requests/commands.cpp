@@ -79,10 +79,6 @@ constexpr command_s commands[] = {
 };
 constexpr std::size_t nCommands = std::size(commands);
 
-std::vector<std::string> tokenizeRequest(std::string* request) {
-    return tokenizeRequestByWhitespace(request);
-}
-
 int ProcessRequest(std::string* request, std::string* reply) {
     std::vector<std::string> tokens = tokenizeRequest(request);
     if (tokens.empty()) {

@@ -97,6 +97,10 @@ std::vector<std::string> tokenizeRequestByWhitespace(const std::string* request)
     return splitOnRuns(*request, isSpace);
 }
 
+std::vector<std::string> tokenizeRequest(std::string* request) {
+    return tokenizeRequestByWhitespace(request);
+}
+
 std::vector<std::string> tokenizeString(const std::string* text, char delimiter) {
     return splitOnRuns(*text, [delimiter](char character) { return character == delimiter; });
 }
