@@ -135,7 +135,8 @@ RXE_API_STATUS initRXEConnection();
 // Why that failed, as one clause for the log.
 const std::string& connectionFailureCause();
 
-// Closes the radio's sockets and disconnects the engine.
+// Disconnects the engine, also where none was connected. RXE_connected_status stays as it
+// is when the engine refuses. At shutdown, behind closeZMQSocketsForRadio.
 void closeRXEConnection();
 
 // Whether the radio still answers. Asks it only when no packet has come since

@@ -103,6 +103,7 @@ int main(int argc, char** argv) {
     if (stopRadioThread() != 0) {
         return failed(" Failed to stop radio thread");
     }
+    closeZMQSocketsForRadio();
     closeRXEConnection();
     logDebug("main", " RXE connection closed");
     closeZMQSocketsForMain();

@@ -12,7 +12,6 @@
 #include "rxe_intfc.hpp"
 #include "rxe_intfc/parameter_io.hpp"
 #include "versions.hpp"
-#include "zmq_intfc.hpp"
 
 // Reader facts. Written here by the main thread while the engine connects, and
 // use_rxe by main() before; read by every thread afterwards.
@@ -358,7 +357,6 @@ const std::string& connectionFailureCause() {
 }
 
 void closeRXEConnection() {
-    closeZMQSocketsForRadio();
     if (noteFailure(RXE_disconnect()) == RXE_OK) {
         RXE_connected_status = false;
     }
