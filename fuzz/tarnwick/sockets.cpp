@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "../targets.hpp"
+#include "endpoints.hpp"
 #include "peer_limit.hpp"
 #include "reader.hpp"
 #include "requests.hpp"

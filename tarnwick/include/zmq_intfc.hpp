@@ -16,14 +16,9 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
 #include <mutex>
 #include <string>
 #include <string_view>
-
-// The file of the responder, and the port of tag_data when it is bound.
-inline constexpr const char* replySocketFile = "/tmp/tarnwick_rep";
-inline constexpr std::uint16_t dataPort = 5160;
 
 extern void* context;
 

@@ -26,9 +26,9 @@
 #include <unordered_map>
 #include <vector>
 
+#include "endpoints.hpp"
 #include "logger.hpp"
 #include "subscription_stream.hpp"
-#include "zmq_intfc.hpp"
 
 namespace {
 

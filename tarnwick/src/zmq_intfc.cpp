@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "zmq_intfc.hpp"
 
+#include "endpoints.hpp"
 #include "logger.hpp"
 #include "peer_limit.hpp"
 #include "subscription_stream.hpp"
