@@ -15,6 +15,7 @@
 #include <string>
 #include <vector>
 
+#include "twctl/commands.hpp"
 #include "twctl/decoding.hpp"
 #include "twctl/document.hpp"
 #include "twctl/exit_status.hpp"

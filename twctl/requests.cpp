@@ -9,7 +9,6 @@
 
 #include "exit_status.hpp"
 #include "sockets.hpp"
-#include "words.hpp"
 
 namespace {
 
@@ -83,17 +82,6 @@ int runRequest(const daemon_s& daemon, const std::vector<std::string>& words) {
         return status;
     }
     return isFailure(reply) ? exitFailure : exitSuccess;
-}
-
-int runCommand(const daemon_s& daemon, const std::vector<std::string>& words) {
-    std::string reason;
-    if (!areWordsGood(words, &reason)) {
-        std::fprintf(stderr, "twctl: %s\n", reason.c_str());
-        return exitTrouble;
-    }
-    std::string reply;
-    const int status = askDaemon(daemon, joinWords(words), &reply);
-    return status == exitSuccess ? printReply(reply) : status;
 }
 
 int printReply(std::string_view reply) {

@@ -36,10 +36,6 @@ int printText(std::string_view text);
 // Returns an exit_status_e.
 int runRequest(const daemon_s& daemon, const std::vector<std::string>& words);
 
-// A request whose words have a meaning here: prints what the reply says, or on
-// standard error the failure. Returns an exit_status_e.
-int runCommand(const daemon_s& daemon, const std::vector<std::string>& words);
-
 // Prints a failure on standard error and everything else, by `bodyOf`, on
 // standard output. Returns an exit_status_e.
 int printReply(std::string_view reply);

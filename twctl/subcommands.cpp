@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "beams.hpp"
+#include "commands.hpp"
 #include "engine.hpp"
 #include "exit_status.hpp"
 #include "help.hpp"

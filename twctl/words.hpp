@@ -7,13 +7,6 @@
 #include <string_view>
 #include <vector>
 
-// A subcommand that is a request of the same name.
-struct command_s {
-    const char* name;
-    const char* help;
-};
-extern const std::vector<command_s> commands;
-
 // `path` are the words so far, `next` those that may follow, by single blanks:
 //
 //   path  configrxe custom packet N
