@@ -22,6 +22,8 @@ install(DIRECTORY examples DESTINATION ${doc} USE_SOURCE_PERMISSIONS COMPONENT r
 
 install(TARGETS rm_server RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT standins)
 install(TARGETS Rxe tuvr LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT standins)
+# What the makers of such libraries need.
+install(FILES include/rxe.h include/tuvr.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/tarnwick COMPONENT standins)
 install(FILES docs/man/tarnwick-scenario.5 DESTINATION ${CMAKE_INSTALL_MANDIR}/man5 COMPONENT standins)
 install(FILES engine/scenario.schema.json DESTINATION ${share}/schema COMPONENT standins)
 install(FILES engine/README.md DESTINATION ${doc}/engine COMPONENT standins)

@@ -52,6 +52,8 @@ say "component standins"
 install_component standins
 must_be_there << END
 bin/rm_server
+include/tarnwick/rxe.h
+include/tarnwick/tuvr.h
 lib/libRxe.so
 lib/libtuvr.so
 share/man/man5/tarnwick-scenario.5
