@@ -83,7 +83,10 @@ void configure() {
     for (std::uint8_t id = 1; id <= RXE_MAX_CHANNELS; ++id) {
         enableChannel(id, 902000U + 200U * id);
     }
-    for (const std::uint16_t id : {5, 657, 769, 771, 777, 780, 897}) {
+    for (const unsigned type :
+         {RXE_PACKET_TAG_INFO_CUSTOM, RXE_PACKET_START_INFO3, RXE_PACKET_CMD_ONGOING, RXE_PACKET_ANTENNA_INFO,
+          RXE_PACKET_INV_BEGIN, RXE_PACKET_ACCESS_INFO, RXE_PACKET_ANT_DISCONNECT_ALARM}) {
+        const std::uint16_t id = RXE_PACKET_ID(type);
         std::uint32_t bits = 0;
         std::memcpy(&bits, records[RXE_PARAM_PACKET_BITS + id / 32U].data(), sizeof(bits));
         hold(RXE_PARAM_PACKET_BITS + id / 32U, bits | 1U << (id & 31));

@@ -21,9 +21,9 @@ std::atomic<std::uint64_t> tags{0};
 std::atomic<bool> ended{false};
 
 int nothing(RXE_packet_s* packet) {
-    if (packet->type == 0x0805) {
+    if (packet->type == RXE_PACKET_TAG_INFO_CUSTOM) {
         tags.fetch_add(1, std::memory_order_relaxed);
-    } else if (packet->type == 0x0801) {
+    } else if (packet->type == RXE_PACKET_END_OF_RUN) {
         ended.store(true, std::memory_order_release);
         ended.notify_one();
     }
@@ -90,7 +90,7 @@ void decode(benchmark::State& state) {
                                         0x84, 0x11, 0x06, 0x0C, 0x1C, 0x01, 0xC2, 100,  100};
     alignas(RXE_packet_s) std::uint8_t bytes[sizeof(RXE_packet_s) + sizeof payload];
     auto* const packet = reinterpret_cast<RXE_packet_s*>(bytes);
-    packet->type = 0x0805;
+    packet->type = RXE_PACKET_TAG_INFO_CUSTOM;
     packet->length = sizeof payload;
     std::memcpy(packet->payload, payload, sizeof payload);
     TAG_INFO_s info = {};

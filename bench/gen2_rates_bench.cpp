@@ -53,7 +53,7 @@ rxe::link_s vehicleLink() {
 int naks = 0;
 
 int countNaks(RXE_packet_s* packet) {
-    naks += packet->type == rxe::TYPE_TAG_CRC_ERROR ? 1 : 0;
+    naks += packet->type == RXE_PACKET_TAG_CRC_ERROR ? 1 : 0;
     return 0;
 }
 
@@ -90,7 +90,7 @@ bool set(rxe::engine_s* engine, unsigned id, const Record& record) {
 double roundTime(int tags, double ber, bool tid) {
     constexpr int rounds = 4000;
     const auto engine = readerBefore(static_cast<unsigned>(tags), 41);
-    const std::uint16_t crcErrors = rxe::idOf(rxe::TYPE_TAG_CRC_ERROR);
+    const std::uint16_t crcErrors = RXE_PACKET_ID(RXE_PACKET_TAG_CRC_ERROR);
     if (!set(engine.get(), RXE_PARAM_PACKET_ENABLE, PACKET_ENABLE_s{1, 0, crcErrors})) {
         return 0;
     }

@@ -50,12 +50,12 @@ void payload(std::string_view input) {
         std::uint16_t type;
         void (*decode)(std::uint16_t, std::span<const std::uint8_t>);
     } types[] = {
-        {rxe::TYPE_TAG_CUSTOM, decodeAs<TAG_INFO_s>},
-        {rxe::TYPE_TAG_COMPLETE, decodeAs<TAG_INFO_s>},
-        {rxe::TYPE_ACCESS_INFO, decodeAs<ACCESS_INFO_s>},
-        {rxe::TYPE_PARALLEL_RSSI, decodeAs<PARALLEL_RSSI_s>},
-        {rxe::TYPE_START_INFO3, decodeAs<START_INFO_s>},
-        {rxe::TYPE_DB_WARNING, decodeAs<DB_WARNING_s>},
+        {RXE_PACKET_TAG_INFO_CUSTOM, decodeAs<TAG_INFO_s>},
+        {RXE_PACKET_TAG_INFO_COMPLETE, decodeAs<TAG_INFO_s>},
+        {RXE_PACKET_ACCESS_INFO, decodeAs<ACCESS_INFO_s>},
+        {RXE_PACKET_PARALLEL_RSSI_DEBUG, decodeAs<PARALLEL_RSSI_s>},
+        {RXE_PACKET_START_INFO3, decodeAs<START_INFO_s>},
+        {RXE_PACKET_DB_WARNING, decodeAs<DB_WARNING_s>},
     };
     if (!input.empty()) {
         const auto& row = types[static_cast<std::uint8_t>(input.front()) % std::size(types)];
@@ -92,7 +92,7 @@ void tellHost() {
 
 int count(RXE_packet_s* packet) {
     ++delivered;
-    ended += packet->type == rxe::TYPE_END_OF_RUN ? 1 : 0;
+    ended += packet->type == RXE_PACKET_END_OF_RUN ? 1 : 0;
     tellHost();
     return 0;
 }

@@ -35,15 +35,127 @@ typedef struct {
     uint8_t build;
 } REL_VERSION_s;
 
-/* What the callback receives; valid only during the call. `type` XOR
- * RXE_PACKET_TYPE_XOR is the id of the packet table. */
+/* What the callback receives; valid only during the call. */
 typedef struct {
-    uint16_t type;
+    uint16_t type;   /* RXE_PACKET_* */
     uint16_t length; /* of payload, in bytes */
     __extension__ uint8_t payload[];
 } RXE_packet_s;
 
+/* Packet types, as they stand in RXE_packet_s.type. The same type has a second number,
+ * its id: the type XOR 0x800 (RXE_PACKET_TYPE_XOR). PACKET_ENABLE_s and the words of
+ * RXE_PARAM_PACKET_BITS go by ids, and so does the host in its texts: type 0x0B0C,
+ * ACCESS_INFO, is id 780. Only types are listed here; RXE_PACKET_ID makes the id.
+ *
+ * A type is delivered while its id is enabled. END_OF_RUN and ERROR_LOG have no name
+ * in the host's table and are never enabled: the library always delivers them.
+ *
+ * Pictures show the payload, `name: bytes`, numbers most significant byte first. The
+ * host reads no byte behind the picture. Where there is none, the host acts on the
+ * packet without a look into its payload, or ignores it. */
+enum {
+    /* | 08 | 09 |  A run is over; a payload that begins otherwise is ignored. */
+    RXE_PACKET_END_OF_RUN = 0x0801,
+    /* The fields that RXE_PARAM_CUSTOM_FIELDS asks for. Decoded into TAG_INFO_s by
+     * RXE_formatPayloadToStruct, so the payload of the four tag packets is the
+     * library's own; they differ in the fields that they carry. */
+    RXE_PACKET_TAG_INFO_CUSTOM = 0x0805,
+    RXE_PACKET_TAG_INFO_SHORT = 0x0806,
+    RXE_PACKET_TAG_INFO_LONG = 0x0807,
+    RXE_PACKET_TAG_INFO_COMPLETE = 0x0808,
+    /* | "ERRLOG" and text, not terminated |  What RXE_getErr has asked for. */
+    RXE_PACKET_ERROR_LOG = 0x0810,
+
+    RXE_PACKET_START_INFO = 0x0A81,
+    RXE_PACKET_ECHO_DEBUG = 0x0A82,
+    RXE_PACKET_SINGFRAME_INFO = 0x0A83,
+    RXE_PACKET_AUTOMAC_DEBUG = 0x0A84,
+    RXE_PACKET_START_INFO2 = 0x0A86,
+    RXE_PACKET_GET_SA = 0x0A88,
+    RXE_PACKET_GET_LBT = 0x0A89,
+    RXE_PACKET_EVT_LP_UPDATE = 0x0A8A,
+    RXE_PACKET_DUTY_CYCLE_DEBUG = 0x0A8B,
+    /* The level on each beam of the array, behind the tag packet that it belongs to.
+     * Decoded into PARALLEL_RSSI_s. */
+    RXE_PACKET_PARALLEL_RSSI_DEBUG = 0x0A8E,
+    RXE_PACKET_ECHO_AAR_DEBUG = 0x0A90,
+    /* How a run ended, before END_OF_RUN. Decoded into START_INFO_s. */
+    RXE_PACKET_START_INFO3 = 0x0A91,
+    RXE_PACKET_FW_REV_AAR = 0x0A92,
+    RXE_PACKET_PORTAL_DEBUG = 0x0A93,
+    RXE_PACKET_ANT_CHECK_CONNECT = 0x0A95,
+    RXE_PACKET_ANT_CHECK_CW_ON = 0x0A96,
+    RXE_PACKET_ANT_CHECK_ANT_INFO = 0x0A97,
+
+    /* The radio is alive. The host sends what it has gathered, so this should come
+     * several times a second, also while no run is under way. */
+    RXE_PACKET_CMD_ONGOING = 0x0B01,
+    RXE_PACKET_STATUS = 0x0B02,
+    /* | olio: 2 | transmit antenna: 2 |  From here on the radio works on this olio;
+     * it comes before the olio's first tag. */
+    RXE_PACKET_ANTENNA_INFO = 0x0B03,
+    /* | not read: 4 | frequency in kHz: 4 |  The carrier rises on this channel. Ends the
+     * accesses of the tag before. */
+    RXE_PACKET_CW_ON = 0x0B04,
+    RXE_PACKET_CW_OFF = 0x0B05,
+    RXE_PACKET_CW_OFF_TIMED = 0x0B06,
+    RXE_PACKET_RET_LOSS = 0x0B07,
+    /* | port: 1 | level: 1 |  An input has changed; level 0 is low. */
+    RXE_PACKET_GPIO_INFO = 0x0B08,
+    /* An inventory round begins. Ends the accesses of the tag before. */
+    RXE_PACKET_INV_BEGIN = 0x0B09,
+    RXE_PACKET_INV_END = 0x0B0A,
+    /* The result of one access, behind the tag packet of its tag. Decoded into
+     * ACCESS_INFO_s. */
+    RXE_PACKET_ACCESS_INFO = 0x0B0C,
+    RXE_PACKET_ACCESS_CRITERIA_INFO = 0x0B0D,
+    RXE_PACKET_ANTENNA_TIMED_INFO = 0x0B0E,
+    RXE_PACKET_CW_ON_TIMED = 0x0B0F,
+    RXE_PACKET_TAG_CRC_ERROR = 0x0B10,
+    RXE_PACKET_AAR_INFO = 0x0B11,
+    RXE_PACKET_NXP_EAS_ALARM = 0x0B12,
+    RXE_PACKET_CHAN_PWR_LMT = 0x0B13,
+    RXE_PACKET_IMMED = 0x0B14,
+
+    /* | olio: 2 |  The transmit antenna of this olio is no longer connected. */
+    RXE_PACKET_ANT_DISCONNECT_ALARM = 0x0B81,
+    /* | degrees Celsius, signed: 1 |  The six temperature alarms; the host acts on the
+     * high and the critical ones. */
+    RXE_PACKET_AMB_TEMP_HI_ALARM = 0x0B82,
+    RXE_PACKET_AMB_TEMP_CRIT_ALARM = 0x0B83,
+    RXE_PACKET_AMB_TEMP_LO_ALARM = 0x0B84,
+    RXE_PACKET_PA_TEMP_HI_ALARM = 0x0B85,
+    RXE_PACKET_PA_TEMP_CRIT_ALARM = 0x0B86,
+    RXE_PACKET_PA_TEMP_LO_ALARM = 0x0B87,
+    /* | port: 1 |  The power amplifier of this port fails: too much or too little
+     * forward power. */
+    RXE_PACKET_FWD_PWR_HI_ALARM = 0x0B88,
+    RXE_PACKET_FWD_PWR_LO_ALARM = 0x0B89,
+    RXE_PACKET_REV_PWR_HI_ALARM = 0x0B8A,
+    RXE_PACKET_ECHO_THRESH_ALARM = 0x0B8B,
+    RXE_PACKET_LMAC_ERROR = 0x0B8C,
+    /* The tag database is nearly full. Decoded into DB_WARNING_s. */
+    RXE_PACKET_DB_WARNING = 0x0B8D,
+    /* The tag database is full; the host resets it at once. */
+    RXE_PACKET_DB_ERROR = 0x0B8E,
+    RXE_PACKET_ACCESS_DSBL_ALARM = 0x0B8F,
+    RXE_PACKET_OVER_TEMP_PROT_ALARM = 0x0B90,
+    /* | olio: 2 |  The transmit antenna of this olio is connected again. */
+    RXE_PACKET_ANT_CONNECT_ALARM = 0x0B91,
+    RXE_PACKET_PLL_LOCK_ALARM = 0x0B92,
+    RXE_PACKET_SPI_FLASH_ERROR = 0x0B93,
+    RXE_PACKET_FWD_PWR_ERR = 0x0B94,
+    RXE_PACKET_REV_PWR_ERR = 0x0B95,
+    RXE_PACKET_PPI_ERR = 0x0B96,
+    RXE_PACKET_PPI_TEST_ERR = 0x0B97,
+    RXE_PACKET_RESTART = 0x0B98,
+    RXE_PACKET_SERIAL_OVFL = 0x0BFD,
+    /* | code, least significant byte first: 4 |  The host shows the code as it is. */
+    RXE_PACKET_API_ERROR = 0x0BFF,
+};
+
 enum { RXE_PACKET_TYPE_XOR = 0x800 };
+#define RXE_PACKET_ID(type) ((uint16_t)((unsigned)(type) ^ (unsigned)RXE_PACKET_TYPE_XOR))
 
 /* Parameter ids. Ranges are base + id; id 0 of a range addresses the whole
  * range, for disabling. */

@@ -322,7 +322,8 @@ result_s permalockBlocks(session_s* session, const ACCESS_OP_s& operation) {
 
 bool report(session_s* session, std::uint8_t id, const result_s& result) {
     engine_s* const engine = session->run->engine;
-    deliver(engine, TYPE_ACCESS_INFO, encodeAccess(id, result.result, result.data, payloadRoom(engine)));
+    deliver(engine, RXE_PACKET_ACCESS_INFO,
+            encodeAccess(id, result.result, result.data, payloadRoom(engine)));
     return result.result == RXE_ACCESS_RESULT_OK;
 }
 
@@ -388,7 +389,7 @@ bool meetsCriteria(session_s* session, const planned_access_s& planned) {
     put(&writer, planned.id, 1);
     put(&writer, criteria, 1);
     put(&writer, met ? 1 : 0, 1);
-    deliver(session->run->engine, TYPE_ACCESS_CRITERIA_INFO, writer.size);
+    deliver(session->run->engine, RXE_PACKET_ACCESS_CRITERIA_INFO, writer.size);
     return met;
 }
 
@@ -409,7 +410,7 @@ void noteDone(session_s* session, const planned_access_s& planned) {
     if (++session->run->accessDone[planned.id] == planned.access.stopCount) {
         byte_writer_s writer = payloadWriter(engine);
         put(&writer, planned.id, 1);
-        deliver(engine, TYPE_ACCESS_DSBL_ALARM, writer.size);
+        deliver(engine, RXE_PACKET_ACCESS_DSBL_ALARM, writer.size);
     }
 }
 

@@ -326,14 +326,14 @@ struct decoder_s {
 
 // The order is that of the daemon's traffic.
 constexpr std::array decoders{
-    decoder_s{TYPE_TAG_CUSTOM, decodeTag},
-    decoder_s{TYPE_ACCESS_INFO, decodeAccess},
-    decoder_s{TYPE_PARALLEL_RSSI, decodeParallelRssi},
-    decoder_s{TYPE_TAG_SHORT, decodeTag},
-    decoder_s{TYPE_TAG_LONG, decodeTag},
-    decoder_s{TYPE_TAG_COMPLETE, decodeTag},
-    decoder_s{TYPE_START_INFO3, decodeStartInfo},
-    decoder_s{TYPE_DB_WARNING, decodeDbWarning},
+    decoder_s{RXE_PACKET_TAG_INFO_CUSTOM, decodeTag},
+    decoder_s{RXE_PACKET_ACCESS_INFO, decodeAccess},
+    decoder_s{RXE_PACKET_PARALLEL_RSSI_DEBUG, decodeParallelRssi},
+    decoder_s{RXE_PACKET_TAG_INFO_SHORT, decodeTag},
+    decoder_s{RXE_PACKET_TAG_INFO_LONG, decodeTag},
+    decoder_s{RXE_PACKET_TAG_INFO_COMPLETE, decodeTag},
+    decoder_s{RXE_PACKET_START_INFO3, decodeStartInfo},
+    decoder_s{RXE_PACKET_DB_WARNING, decodeDbWarning},
 };
 
 std::size_t written(const byte_writer_s& writer) {

@@ -22,52 +22,6 @@
 
 namespace rxe {
 
-// Raw packet types that the engine writes or reads.
-enum packet_type_e : std::uint16_t {
-    TYPE_SHADOW_COUNTS = 0x0000,  // in the packet log only
-    TYPE_END_OF_RUN = 0x0801,
-    TYPE_TAG_CUSTOM = 0x0805,
-    TYPE_TAG_SHORT = 0x0806,
-    TYPE_TAG_LONG = 0x0807,
-    TYPE_TAG_COMPLETE = 0x0808,
-    TYPE_ERROR_LOG = 0x0810,
-    TYPE_PARALLEL_RSSI = 0x0A8E,
-    TYPE_START_INFO3 = 0x0A91,
-    TYPE_CMD_ONGOING = 0x0B01,
-    TYPE_ANTENNA_INFO = 0x0B03,
-    TYPE_CW_ON = 0x0B04,
-    TYPE_CW_OFF = 0x0B05,
-    TYPE_CW_OFF_TIMED = 0x0B06,
-    TYPE_GPIO_INFO = 0x0B08,
-    TYPE_INV_BEGIN = 0x0B09,
-    TYPE_INV_END = 0x0B0A,
-    TYPE_ACCESS_INFO = 0x0B0C,
-    TYPE_ACCESS_CRITERIA_INFO = 0x0B0D,
-    TYPE_CW_ON_TIMED = 0x0B0F,
-    TYPE_TAG_CRC_ERROR = 0x0B10,
-    TYPE_CHAN_PWR_LMT = 0x0B13,
-    TYPE_ANT_DISCONNECT_ALARM = 0x0B81,
-    TYPE_AMB_TEMP_HI_ALARM = 0x0B82,
-    TYPE_AMB_TEMP_CRIT_ALARM = 0x0B83,
-    TYPE_AMB_TEMP_LO_ALARM = 0x0B84,
-    TYPE_PA_TEMP_HI_ALARM = 0x0B85,
-    TYPE_PA_TEMP_CRIT_ALARM = 0x0B86,
-    TYPE_PA_TEMP_LO_ALARM = 0x0B87,
-    TYPE_FWD_PWR_HI_ALARM = 0x0B88,
-    TYPE_FWD_PWR_LO_ALARM = 0x0B89,
-    TYPE_DB_WARNING = 0x0B8D,
-    TYPE_DB_ERROR = 0x0B8E,
-    TYPE_ACCESS_DSBL_ALARM = 0x0B8F,
-    TYPE_ANT_CONNECT_ALARM = 0x0B91,
-    TYPE_RESTART = 0x0B98,
-    TYPE_API_ERROR = 0x0BFF,
-};
-
-// The id that the packet table and RXE_PARAM_PACKET_ENABLE know a raw type by.
-constexpr std::uint16_t idOf(std::uint16_t rawType) {
-    return static_cast<std::uint16_t>(rawType ^ RXE_PACKET_TYPE_XOR);
-}
-
 constexpr std::uint32_t ALL_FIELDS = 0xFFFFF;
 constexpr std::uint16_t MAX_EPC_BITS = 496;  // 31 words, the most that a PC word can tell
 constexpr std::size_t MAX_PAYLOAD = 4352;    // an ACCESS_INFO with 4,096 bytes of data and room to spare

@@ -10,8 +10,8 @@ constexpr std::uint64_t WARNING_PERCENT = 90;  // of the database's capacity
 
 bool wanted(const engine_s& engine, std::uint16_t rawType) {
     // These two are answers to the host's own stop and question; no id switches them off.
-    return rawType == TYPE_END_OF_RUN || rawType == TYPE_ERROR_LOG ||
-           packetEnabled(engine.params, idOf(rawType));
+    return rawType == RXE_PACKET_END_OF_RUN || rawType == RXE_PACKET_ERROR_LOG ||
+           packetEnabled(engine.params, RXE_PACKET_ID(rawType));
 }
 
 void deliver(engine_s* engine, std::uint16_t rawType, std::size_t length) {
@@ -36,7 +36,7 @@ void sendApiError(engine_s* engine, std::uint32_t code) {
     for (int shift = 0; shift < 32; shift += 8) {
         put(&writer, code >> shift & 0xFF, 1);
     }
-    deliver(engine, TYPE_API_ERROR, writer.size);
+    deliver(engine, RXE_PACKET_API_ERROR, writer.size);
 }
 
 void warnOfDatabase(engine_s* engine, bool noRoom) {
@@ -47,11 +47,11 @@ void warnOfDatabase(engine_s* engine, bool noRoom) {
         byte_writer_s writer = payloadWriter(engine);
         put(&writer, used, 4);
         put(&writer, capacity - used, 4);
-        deliver(engine, TYPE_DB_WARNING, writer.size);
+        deliver(engine, RXE_PACKET_DB_WARNING, writer.size);
     }
     if (noRoom && !reported.full) {
         reported.full = true;
-        deliver(engine, TYPE_DB_ERROR, 0);
+        deliver(engine, RXE_PACKET_DB_ERROR, 0);
     }
 }
 

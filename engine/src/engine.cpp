@@ -28,7 +28,7 @@ void deliverErrorLog(engine_s* engine) {
         ')' + whatHappened(engine->radio.timeline);
     byte_writer_s writer = payloadWriter(engine);
     putBytes(&writer, {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});
-    deliver(engine, TYPE_ERROR_LOG, writer.size);
+    deliver(engine, RXE_PACKET_ERROR_LOG, writer.size);
 }
 
 bool eventsAreDue(const engine_s& engine) {
@@ -59,7 +59,7 @@ void sendWhatIsDue(engine_s* engine) {
     if (running && !radio.replay.active()) {  // a log that is played back has its own
         byte_writer_s writer = payloadWriter(engine);
         put(&writer, static_cast<std::uint64_t>(radio.now / 1000), 4);
-        deliver(engine, TYPE_CMD_ONGOING, writer.size);
+        deliver(engine, RXE_PACKET_CMD_ONGOING, writer.size);
     }
     flushLog(&engine->log);
 }

@@ -96,7 +96,7 @@ void applyGpi(engine_s* engine, const event_s& event) {
     gpi = {event.flag, engine->radio.now};
     const std::array<std::uint8_t, 2> payload{static_cast<std::uint8_t>(event.port),
                                               static_cast<std::uint8_t>(event.flag ? 1 : 0)};
-    sendBytes(engine, TYPE_GPIO_INFO, payload);
+    sendBytes(engine, RXE_PACKET_GPIO_INFO, payload);
 }
 
 void applyAntenna(engine_s* engine, const event_s& event) {
@@ -119,7 +119,7 @@ void applyPaFailure(engine_s* engine, const event_s& event) {
     const bool high = event.value == 1;
     noteHappening(engine, portLine("PA of port ", event, high ? " gives too much" : " gives too little"));
     const auto port = static_cast<std::uint8_t>(event.port);
-    sendBytes(engine, high ? TYPE_FWD_PWR_HI_ALARM : TYPE_FWD_PWR_LO_ALARM, {&port, 1});
+    sendBytes(engine, high ? RXE_PACKET_FWD_PWR_HI_ALARM : RXE_PACKET_FWD_PWR_LO_ALARM, {&port, 1});
 }
 
 void applyPaTemp(engine_s* engine, const event_s& event) {

@@ -33,10 +33,10 @@ struct sensor_s {
 
 constexpr std::array sensors{
     sensor_s{true, &health_s::pa, &world_s::paTemp, &scenario_s::pa, RXE_PARAM_PA_TEMP, RXE_NVM_PA_HI_TEMP,
-             TYPE_PA_TEMP_HI_ALARM, TYPE_PA_TEMP_CRIT_ALARM, TYPE_PA_TEMP_LO_ALARM, "PA"},
+             RXE_PACKET_PA_TEMP_HI_ALARM, RXE_PACKET_PA_TEMP_CRIT_ALARM, RXE_PACKET_PA_TEMP_LO_ALARM, "PA"},
     sensor_s{false, &health_s::ambient, &world_s::ambTemp, &scenario_s::ambient, RXE_PARAM_AMB_TEMP,
-             RXE_NVM_AMB_HI_TEMP, TYPE_AMB_TEMP_HI_ALARM, TYPE_AMB_TEMP_CRIT_ALARM, TYPE_AMB_TEMP_LO_ALARM,
-             "ambient"},
+             RXE_NVM_AMB_HI_TEMP, RXE_PACKET_AMB_TEMP_HI_ALARM, RXE_PACKET_AMB_TEMP_CRIT_ALARM,
+             RXE_PACKET_AMB_TEMP_LO_ALARM, "ambient"},
 };
 
 // The part of full power that this much is, 0 to 1.
@@ -93,7 +93,8 @@ void sendAntennaAlarm(engine_s* engine, unsigned port, bool connected) {
             byte_writer_s writer = payloadWriter(engine);
             put(&writer, id, 2);
             put(&writer, port, 2);
-            deliver(engine, connected ? TYPE_ANT_CONNECT_ALARM : TYPE_ANT_DISCONNECT_ALARM, writer.size);
+            deliver(engine, connected ? RXE_PACKET_ANT_CONNECT_ALARM : RXE_PACKET_ANT_DISCONNECT_ALARM,
+                    writer.size);
             return;
         }
     }

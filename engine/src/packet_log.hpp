@@ -20,6 +20,9 @@
 
 namespace rxe {
 
+// The raw type of a record that is a note and not a packet: the counts of shadow writes.
+constexpr std::uint16_t TYPE_SHADOW_COUNTS = 0;
+
 struct close_file_s {
     void operator()(std::FILE* file) const { std::fclose(file); }
 };

@@ -170,7 +170,7 @@ bool validTxDelay(const params_s& params, const std::byte* bytes) {
 // radio for, and no host asks for them by id. Addressed by id they obey.
 RXE_API_STATUS writePacketEnable(params_s* params, std::uint16_t, const std::byte* bytes) {
     const auto record = as<PACKET_ENABLE_s>(bytes);
-    constexpr std::uint32_t tagPackets = 1U << idOf(TYPE_TAG_CUSTOM);
+    constexpr std::uint32_t tagPackets = 1U << RXE_PACKET_ID(RXE_PACKET_TAG_INFO_CUSTOM);
     if (record.enable > 1 || record.id > MAX_PACKET_ID || (record.id == 0 && record.enable == 1)) {
         return toApi(STATUS_BAD_RECORD);
     }

@@ -31,7 +31,7 @@ Number numberAt(const std::vector<std::uint8_t>& bytes, std::size_t offset) {
 
 bool endsRun(const replay_s& replay, const replay_packet_s& packet) {
     const std::uint8_t* const payload = replay.bytes.data() + packet.offset;
-    return packet.rawType == TYPE_END_OF_RUN && packet.length >= 2 && payload[0] == 0x08 &&
+    return packet.rawType == RXE_PACKET_END_OF_RUN && packet.length >= 2 && payload[0] == 0x08 &&
            payload[1] == 0x09;
 }
 
@@ -102,12 +102,12 @@ void endByHost(engine_s* engine, std::int64_t begin) {
                             .tagReads = 0,
                             .rounds = 0,
                             .stopCause = CAUSE_HOST};
-    deliver(engine, TYPE_START_INFO3, encodeStartInfo(info, payloadRoom(engine)));
+    deliver(engine, RXE_PACKET_START_INFO3, encodeStartInfo(info, payloadRoom(engine)));
     engine->activity.store(activity_e::ENDING, std::memory_order_relaxed);
     byte_writer_s writer = payloadWriter(engine);
     put(&writer, 0x0809, 2);
     put(&writer, CAUSE_HOST, 2);
-    deliver(engine, TYPE_END_OF_RUN, writer.size);
+    deliver(engine, RXE_PACKET_END_OF_RUN, writer.size);
 }
 
 }  // namespace

@@ -26,11 +26,12 @@ struct tag_packet_s {
 };
 
 constexpr std::array tagPackets{
-    tag_packet_s{TYPE_TAG_CUSTOM, 0},
-    tag_packet_s{TYPE_TAG_SHORT, RXE_FIELD_EPC},
-    tag_packet_s{TYPE_TAG_LONG, RXE_FIELD_EPC | RXE_FIELD_PC | RXE_FIELD_CRC | RXE_FIELD_ANTENNA_ID |
-                                    RXE_FIELD_RSSI | RXE_FIELD_CHANNEL_ID | RXE_FIELD_TAG_COUNT},
-    tag_packet_s{TYPE_TAG_COMPLETE, ALL_FIELDS},
+    tag_packet_s{RXE_PACKET_TAG_INFO_CUSTOM, 0},
+    tag_packet_s{RXE_PACKET_TAG_INFO_SHORT, RXE_FIELD_EPC},
+    tag_packet_s{RXE_PACKET_TAG_INFO_LONG, RXE_FIELD_EPC | RXE_FIELD_PC | RXE_FIELD_CRC |
+                                               RXE_FIELD_ANTENNA_ID | RXE_FIELD_RSSI | RXE_FIELD_CHANNEL_ID |
+                                               RXE_FIELD_TAG_COUNT},
+    tag_packet_s{RXE_PACKET_TAG_INFO_COMPLETE, ALL_FIELDS},
 };
 
 std::uint8_t percent(double value) {
@@ -107,7 +108,7 @@ void sendTag(run_s* run, const tag_read_s& read) {
 
 // The level on every beam of the heat map, from the one that was heard.
 void sendLevels(run_s* run, const active_olio_s& olio, const sighting_s& sighting) {
-    if (!olio.field.carrier.beam || !wanted(*run->engine, TYPE_PARALLEL_RSSI)) {
+    if (!olio.field.carrier.beam || !wanted(*run->engine, RXE_PACKET_PARALLEL_RSSI_DEBUG)) {
         return;
     }
     const std::vector<std::uint16_t> beams = heatMapBeams(olio.field.carrier.listening.polarisation);
@@ -119,7 +120,7 @@ void sendLevels(run_s* run, const active_olio_s& olio, const sighting_s& sightin
         put(&writer, id, 2);
         put(&writer, std::bit_cast<std::uint32_t>(level), 4);
     }
-    deliver(run->engine, TYPE_PARALLEL_RSSI, writer.size);
+    deliver(run->engine, RXE_PACKET_PARALLEL_RSSI_DEBUG, writer.size);
 }
 
 }  // namespace

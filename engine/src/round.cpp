@@ -169,7 +169,7 @@ outcome_e acknowledge(round_s* round, std::uint32_t at) {
     if (lost(run, ber, bits) ||
         !stillLit(radio.world, round->olio->field.carrier, radio.now, &sighting.lit)) {
         pass(run, commandTime(link, NAK));
-        sendRoundPacket(run, TYPE_TAG_CRC_ERROR, round->planned->id);
+        sendRoundPacket(run, RXE_PACKET_TAG_CRC_ERROR, round->planned->id);
         return outcome_e::BROKEN_EPC;
     }
     forget(round, at);  // a tag that falls silent in an access is out of reach until the next round too
@@ -318,7 +318,7 @@ void doRound(run_s* run, std::size_t position) {
     radio_s& radio = run->engine->radio;
     const INVENTORY_OP_s& set = round.planned->inventory;
     ++run->rounds;
-    sendRoundPacket(run, TYPE_INV_BEGIN, round.planned->id);
+    sendRoundPacket(run, RXE_PACKET_INV_BEGIN, round.planned->id);
     lookAround(run->carrierSince, radio.now, &radio.world, &round.olio->field, &radio.random);
     const bool selected = sendSelects(&round);
     gather(&round);
@@ -347,7 +347,7 @@ void doRound(run_s* run, std::size_t position) {
         round.olio->q.value = set.initialQ;  // nobody is left to tell a better one from
         round.olio->wantsB = set.target == TARGET_AB ? !round.olio->wantsB : round.olio->wantsB;
     }
-    sendRoundPacket(run, TYPE_INV_END, round.planned->id);
+    sendRoundPacket(run, RXE_PACKET_INV_END, round.planned->id);
     // With nobody there the radio takes its time before it asks again.
     const std::int64_t end = std::min(begin + EMPTY_ROUND, run->channelLimit);
     if (!anyone && radio.now < end && !mustStop(run)) {

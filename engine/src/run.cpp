@@ -104,7 +104,7 @@ void sendAntennaInfo(run_s* run, std::uint16_t olioId, const OLIO_s& olio) {
     put(&writer, olio.transmitAntenna, 2);
     put(&writer, olio.receiveAntenna, 2);
     put(&writer, static_cast<std::uint16_t>(olio.transmitPower), 2);
-    deliver(run->engine, TYPE_ANTENNA_INFO, writer.size);
+    deliver(run->engine, RXE_PACKET_ANTENNA_INFO, writer.size);
 }
 
 // What the carrier has been on for counts against its channel.
@@ -122,7 +122,7 @@ void sendCarrier(const run_s& run, const planned_olio_s& planned, std::uint16_t 
     put(&writer, planned.id, 2);
     put(&writer, planned.olio.transmitAntenna, 2);
     put(&writer, run.channel.frequency, 4);
-    if (rawType == TYPE_CW_ON_TIMED || rawType == TYPE_CW_OFF_TIMED) {
+    if (rawType == RXE_PACKET_CW_ON_TIMED || rawType == RXE_PACKET_CW_OFF_TIMED) {
         put(&writer, static_cast<std::uint64_t>(run.engine->radio.now), 8);
     }
     deliver(run.engine, rawType, writer.size);
@@ -138,9 +138,9 @@ void carrierOff(run_s* run, std::size_t position) {
     run->carrierOn = false;
     darken(radio.now, &radio.world, &run->olios[position].field);
     if (!run->carrierUntold) {
-        sendCarrier(*run, planned, TYPE_CW_OFF);
+        sendCarrier(*run, planned, RXE_PACKET_CW_OFF);
     }
-    sendCarrier(*run, planned, TYPE_CW_OFF_TIMED);
+    sendCarrier(*run, planned, RXE_PACKET_CW_OFF_TIMED);
     radio.onAir = NOT_ON_AIR;
 }
 
@@ -297,7 +297,7 @@ void sendEnd(run_s* run, bool last) {
                             .tagReads = run->reads,
                             .rounds = static_cast<std::uint16_t>(std::min(run->rounds, 0xFFFFU)),
                             .stopCause = run->cause};
-    deliver(engine, TYPE_START_INFO3, encodeStartInfo(info, payloadRoom(engine)));
+    deliver(engine, RXE_PACKET_START_INFO3, encodeStartInfo(info, payloadRoom(engine)));
     logShadow(engine);  // before the last packet: the host may end the log with it
     if (last) {
         engine->activity.store(activity_e::ENDING, std::memory_order_relaxed);
@@ -305,7 +305,7 @@ void sendEnd(run_s* run, bool last) {
     byte_writer_s writer = payloadWriter(engine);
     put(&writer, 0x0809, 2);
     put(&writer, run->cause, 2);
-    deliver(engine, TYPE_END_OF_RUN, writer.size);
+    deliver(engine, RXE_PACKET_END_OF_RUN, writer.size);
     flushLog(&engine->log);
 }
 
@@ -319,7 +319,7 @@ std::int16_t tune(run_s* run, const planned_olio_s& planned, field_s* field) {
         put(&writer, planned.id, 2);
         put(&writer, run->channel.frequency, 4);
         put(&writer, static_cast<std::uint16_t>(power), 2);
-        deliver(run->engine, TYPE_CHAN_PWR_LMT, writer.size);
+        deliver(run->engine, RXE_PACKET_CHAN_PWR_LMT, writer.size);
     }
     if (field->carrier.power != power / 10.0 || field->carrier.kilohertz != run->channel.frequency) {
         field->carrier.power = power / 10.0;
@@ -399,9 +399,9 @@ bool hop(run_s* run, std::size_t position, double least) {
     }
     const std::int16_t power = tune(run, planned, &run->olios[position].field);
     if (!run->carrierUntold) {
-        sendCarrier(*run, planned, TYPE_CW_ON);
+        sendCarrier(*run, planned, RXE_PACKET_CW_ON);
     }
-    sendCarrier(*run, planned, TYPE_CW_ON_TIMED);
+    sendCarrier(*run, planned, RXE_PACKET_CW_ON_TIMED);
     run->carrierOn = true;
     run->carrierSince = radio.now;
     run->channelLimit = channelLimit(radio.channelUses, run->channel.frequency, radio.now);
@@ -440,7 +440,7 @@ void beginAccesses(run_s* run) {
 void endAccesses(run_s* run, std::size_t position) {
     run->accessing = false;
     if (std::exchange(run->carrierUntold, false) && run->carrierOn) {
-        sendCarrier(*run, run->plan.olios[position], TYPE_CW_ON);
+        sendCarrier(*run, run->plan.olios[position], RXE_PACKET_CW_ON);
     }
 }
 
@@ -465,7 +465,7 @@ void runInventory(engine_s* engine, run_totals_s* totals) {
         }
         sendEnd(&run, last);
         if (!last) {
-            deliver(engine, TYPE_RESTART, 0);
+            deliver(engine, RXE_PACKET_RESTART, 0);
         }
     }
 }

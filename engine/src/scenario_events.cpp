@@ -164,7 +164,7 @@ refusal_s finishEnter(draft_s* draft) {
 refusal_s finishError(draft_s* draft) {
     const std::string line = "ERRLOG " + draft->event.operation;
     draft->event.bytes.assign(line.begin(), line.end());
-    draft->event.rawType = TYPE_ERROR_LOG;
+    draft->event.rawType = RXE_PACKET_ERROR_LOG;
     return {};
 }
 
@@ -200,7 +200,7 @@ constexpr std::array vocabulary{
     vocabulary_s{"error", event_e::PACKET, takeBy<errorKeys>, "text", finishError},
     vocabulary_s{"apiError", event_e::PACKET, takeBy<apiErrorKeys>, "code",
                  [](draft_s* draft) {
-                     draft->event.rawType = TYPE_API_ERROR;
+                     draft->event.rawType = RXE_PACKET_API_ERROR;
                      return refusal_s{};
                  }},
     vocabulary_s{"fault", event_e::FAULT, takeBy<faultKeys>, ""},

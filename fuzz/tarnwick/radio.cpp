@@ -28,29 +28,29 @@ struct packet_type_s {
     std::uint16_t mostBytes;  // the double copies a payload to the record of its type
 };
 constexpr packet_type_s packetTypes[] = {
-    {0x0805, sizeof(TAG_INFO_s)},
-    {0x0B0C, sizeof(ACCESS_INFO_s)},
-    {0x0A8E, sizeof(PARALLEL_RSSI_s)},
-    {0x0A91, sizeof(START_INFO_s)},
-    {0x0B8D, sizeof(DB_WARNING_s)},
-    {0x0801, 4096},
-    {0x0810, 4096},
-    {0x0B01, 4096},
-    {0x0B03, 4096},
-    {0x0B04, 4096},
-    {0x0B08, 4096},
-    {0x0B09, 4096},
-    {0x0B81, 4096},
-    {0x0B82, 4096},
-    {0x0B83, 4096},
-    {0x0B85, 4096},
-    {0x0B86, 4096},
-    {0x0B88, 4096},
-    {0x0B89, 4096},
-    {0x0B8E, 4096},
-    {0x0B91, 4096},
-    {0x0BFF, 4096},
-    {0x0B0A, 4096},
+    {RXE_PACKET_TAG_INFO_CUSTOM, sizeof(TAG_INFO_s)},
+    {RXE_PACKET_ACCESS_INFO, sizeof(ACCESS_INFO_s)},
+    {RXE_PACKET_PARALLEL_RSSI_DEBUG, sizeof(PARALLEL_RSSI_s)},
+    {RXE_PACKET_START_INFO3, sizeof(START_INFO_s)},
+    {RXE_PACKET_DB_WARNING, sizeof(DB_WARNING_s)},
+    {RXE_PACKET_END_OF_RUN, 4096},
+    {RXE_PACKET_ERROR_LOG, 4096},
+    {RXE_PACKET_CMD_ONGOING, 4096},
+    {RXE_PACKET_ANTENNA_INFO, 4096},
+    {RXE_PACKET_CW_ON, 4096},
+    {RXE_PACKET_GPIO_INFO, 4096},
+    {RXE_PACKET_INV_BEGIN, 4096},
+    {RXE_PACKET_ANT_DISCONNECT_ALARM, 4096},
+    {RXE_PACKET_AMB_TEMP_HI_ALARM, 4096},
+    {RXE_PACKET_AMB_TEMP_CRIT_ALARM, 4096},
+    {RXE_PACKET_PA_TEMP_HI_ALARM, 4096},
+    {RXE_PACKET_PA_TEMP_CRIT_ALARM, 4096},
+    {RXE_PACKET_FWD_PWR_HI_ALARM, 4096},
+    {RXE_PACKET_FWD_PWR_LO_ALARM, 4096},
+    {RXE_PACKET_DB_ERROR, 4096},
+    {RXE_PACKET_ANT_CONNECT_ALARM, 4096},
+    {RXE_PACKET_API_ERROR, 4096},
+    {RXE_PACKET_INV_END, 4096},
 };
 
 // Simulations whose thread has ended. Written by those threads, read by the target's.
@@ -82,7 +82,7 @@ void packets(std::string_view input) {
         takeNews();
         takeReports();
     }
-    engine_double::deliver(0x0B09, {});  // completes a report
+    engine_double::deliver(RXE_PACKET_INV_BEGIN, {});  // completes a report
     takeReports();
 }
 

@@ -13,6 +13,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <nlohmann/json_fwd.hpp>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -107,8 +108,8 @@ struct packet_name_s {
     std::uint16_t id;
     bool enabled;
 };
-inline constexpr std::size_t nPackets = 66;
-extern std::array<packet_name_s, nPackets> packet_names;
+extern const std::size_t nPackets;
+extern const std::span<packet_name_s> packet_names;
 
 // The row of a packet type id, or null. The name may be read on any thread.
 packet_name_s* findPacket(std::uint16_t id);

@@ -516,7 +516,7 @@ void buildTagPacket(const std::string& tagId, int azimuthX10, int elevationX10, 
     putWord(0);
     put(confidence);
     put(confidence);
-    packet->type = 0x0805;  // TAG_INFO_CUSTOM
+    packet->type = RXE_PACKET_TAG_INFO_CUSTOM;
     packet->length = static_cast<std::uint16_t>(end - packet->payload);
     setBearing(azimuthX10, elevationX10, packet);
 }

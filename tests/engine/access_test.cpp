@@ -21,19 +21,19 @@ class Air : public Radio {
     static std::string accessesOf(std::uint64_t mask) {
         OLIO_s record = olio(1, 1, 1);
         record.accessBitMask = mask;
-        enable({CRITERIA_INFO, ACCESS_DSBL});
+        enable({RXE_PACKET_ACCESS_CRITERIA_INFO, RXE_PACKET_ACCESS_DSBL_ALARM});
         run({record}, stopRecord(0, 1));
         std::string text;
         for (const packet_s& packet : packets) {
             ACCESS_INFO_s info = {};
             const std::string id =
                 (text.empty() ? "" : " ") + std::to_string(packet.payload.empty() ? 0 : packet.payload[0]);
-            if (packet.type == ACCESS_INFO && format(packet, &info) == RXE_OK) {
+            if (packet.type == RXE_PACKET_ACCESS_INFO && format(packet, &info) == RXE_OK) {
                 text += id + ':' + std::to_string(info.result);
                 text += info.result == 1 ? '/' + std::to_string(info.data[1]) : "";
-            } else if (packet.type == CRITERIA_INFO) {
+            } else if (packet.type == RXE_PACKET_ACCESS_CRITERIA_INFO) {
                 text += id + '?' + std::to_string(packet.payload.at(2));
-            } else if (packet.type == ACCESS_DSBL) {
+            } else if (packet.type == RXE_PACKET_ACCESS_DSBL_ALARM) {
                 text += id + '.';
             }
         }
@@ -92,11 +92,11 @@ TEST_F(Air, AccessesFollowPasswordsLocksAndMemory) {
         }
         EXPECT_EQ(accessesOf(mask), row.reports) << row.legend;
     }
-    EXPECT_EQ(count(TAG_CUSTOM), 0U);
+    EXPECT_EQ(count(RXE_PACKET_TAG_INFO_CUSTOM), 0U);
     open(R"("tags": {"count": 5})");
     access(1, RXE_ACCESS_READ, 2, 1, {}, 3);
     EXPECT_EQ(accessesOf(1), "1:0 1:0 1:0 1.") << "a stop count ends it";
-    EXPECT_EQ(count(TAG_CUSTOM), 5U);
+    EXPECT_EQ(count(RXE_PACKET_TAG_INFO_CUSTOM), 5U);
 }
 
 TEST_F(Air, ATagThatLeavesWithinAnAccessIsSilent) {
@@ -125,16 +125,16 @@ TEST_F(Air, ATagDatabaseFillsUp) {
     for (const auto& row : cases) {
         SCOPED_TRACE(row.keys);
         open(std::string(R"("tags": {"count": 12}, )") + row.keys);
-        enable({DB_WARNING, DB_ERROR});
+        enable({RXE_PACKET_DB_WARNING, RXE_PACKET_DB_ERROR});
         ASSERT_EQ(set(RXE_PARAM_LAST_REPORT, REPORT_FILTER_LAST_REPORT_s{1, 0, {}, 0xFFFFFFFF}), RXE_OK);
         const unsigned reads = run({olio(1, 1, 1)}, stopRecord(0, 3)).tagReads;
         EXPECT_EQ(reads, 10U + 3 * 2) << "what has no room is reported each time";
-        EXPECT_TRUE(count(DB_WARNING) == 1 && count(DB_ERROR) == 1);
-        EXPECT_EQ(recordsOf<DB_WARNING_s>(DB_WARNING).at(0).used, row.used);
-        EXPECT_EQ(recordsOf<DB_WARNING_s>(DB_WARNING).at(0).free, (row.used + 8) / 9);
+        EXPECT_TRUE(count(RXE_PACKET_DB_WARNING) == 1 && count(RXE_PACKET_DB_ERROR) == 1);
+        EXPECT_EQ(recordsOf<DB_WARNING_s>(RXE_PACKET_DB_WARNING).at(0).used, row.used);
+        EXPECT_EQ(recordsOf<DB_WARNING_s>(RXE_PACKET_DB_WARNING).at(0).free, (row.used + 8) / 9);
         ASSERT_EQ(RXE_resetDb(), RXE_OK);
         EXPECT_EQ(run().tagReads, row.againReads);
-        EXPECT_EQ(count(DB_ERROR), row.againFull) << "after a reset it can fill up anew";
+        EXPECT_EQ(count(RXE_PACKET_DB_ERROR), row.againFull) << "after a reset it can fill up anew";
     }
 }
 
@@ -146,26 +146,26 @@ TEST_F(Air, TheArrayFindsWhereATagIs) {
     OLIO_s away = beam;
     away.transmitAntenna = 5000 + 1 + 270 / 5;
     away.transmitPower = 150;
-    enable({PARALLEL_RSSI});
+    enable({RXE_PACKET_PARALLEL_RSSI_DEBUG});
     ASSERT_EQ(set(RXE_PARAM_CUSTOM_FIELDS, std::uint32_t{RXE_FIELD_BEARING | RXE_FIELD_LOCATION}), RXE_OK);
     EXPECT_EQ(run({beam, away}, stopRecord(0, 1)).tagReads, 4U)
         << "the beam that looks away does not reach it";
-    for (const TAG_INFO_s& info : recordsOf<TAG_INFO_s>(TAG_CUSTOM)) {
+    for (const TAG_INFO_s& info : recordsOf<TAG_INFO_s>(RXE_PACKET_TAG_INFO_CUSTOM)) {
         EXPECT_NEAR(info.azimuth, 900, 80);
         EXPECT_NEAR(info.elevation, 450, 50);
         EXPECT_GT(info.azimuthConf, 50);
         EXPECT_NEAR(std::atan2(info.locationY, info.locationX), info.azimuth / 1800.0 * 3.14159, 0.05);
     }
-    const auto all = recordsOf<PARALLEL_RSSI_s>(PARALLEL_RSSI);
+    const auto all = recordsOf<PARALLEL_RSSI_s>(RXE_PACKET_PARALLEL_RSSI_DEBUG);
     EXPECT_EQ(all.size(), 4U);
     for (const PARALLEL_RSSI_s& levels : all) {
         ASSERT_EQ(levels.count, 97U);
         const auto best = std::max_element(levels.rssi, levels.rssi + levels.count) - levels.rssi;
         EXPECT_EQ(levels.beam[best], beam.transmitAntenna);
     }
-    const auto tag =
-        std::find_if(packets.begin(), packets.end(), [](auto& p) { return p.type == TAG_CUSTOM; });
-    EXPECT_EQ((tag + 1)->type, PARALLEL_RSSI) << "behind the tag it belongs to";
+    const auto tag = std::find_if(packets.begin(), packets.end(),
+                                  [](auto& p) { return p.type == RXE_PACKET_TAG_INFO_CUSTOM; });
+    EXPECT_EQ((tag + 1)->type, RXE_PACKET_PARALLEL_RSSI_DEBUG) << "behind the tag it belongs to";
 }
 
 // A tag beyond the outermost ring of beams, at 70 degrees and some -50 dBm.
@@ -197,7 +197,7 @@ TEST_F(Air, TheArraysSettingsDecideOnTheBearing) {
         ASSERT_EQ(set(RXE_PARAM_PEAK_THRESHOLD, row.peak), RXE_OK);
         ASSERT_EQ(set(RXE_PARAM_STATIC_V_DYNAMIC, row.isStatic), RXE_OK);
         EXPECT_EQ(run({record}, stopRecord(0, 1)).tagReads, 4U);
-        for (const TAG_INFO_s& info : recordsOf<TAG_INFO_s>(TAG_CUSTOM)) {
+        for (const TAG_INFO_s& info : recordsOf<TAG_INFO_s>(RXE_PACKET_TAG_INFO_CUSTOM)) {
             EXPECT_NEAR(info.elevation, row.elevation, row.off) << int{info.rssi};
             EXPECT_TRUE(row.confidence == 25 ? info.azimuthConf == 25 : info.azimuthConf >= row.confidence);
         }

@@ -37,13 +37,13 @@ TEST(Codec, TagPayloads) {
     for (const auto& row : cases) {
         SCOPED_TRACE(row.legend);
         TAG_INFO_s info;
-        ASSERT_EQ(format({TAG_CUSTOM, row.payload}, &info), RXE_OK);
+        ASSERT_EQ(format({RXE_PACKET_TAG_INFO_CUSTOM, row.payload}, &info), RXE_OK);
         EXPECT_EQ(info.fields, row.fields);
         EXPECT_EQ(info.epcLength, row.bits);
         EXPECT_EQ(info.epc[row.bits == 0 ? 0 : (row.bits - 1) / 8], row.lastByte);
     }
     TAG_INFO_s info;
-    ASSERT_EQ(format({TAG_CUSTOM, joined({epc96, pc, crc, bearing})}, &info), RXE_OK);
+    ASSERT_EQ(format({RXE_PACKET_TAG_INFO_CUSTOM, joined({epc96, pc, crc, bearing})}, &info), RXE_OK);
     EXPECT_EQ(info.epc[0], 0x30);
     EXPECT_EQ(info.pc, 0x3000);
     EXPECT_EQ(info.crc, 0x1234) << "low byte first, other than the rest";
@@ -67,7 +67,7 @@ TEST(Codec, EveryCutIsNoticed) {
         SCOPED_TRACE(length);
         TAG_INFO_s info;
         const bytes_t cut(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(length));
-        EXPECT_EQ(format({TAG_CUSTOM, cut}, &info) == RXE_OK, boundaries.contains(length));
+        EXPECT_EQ(format({RXE_PACKET_TAG_INFO_CUSTOM, cut}, &info) == RXE_OK, boundaries.contains(length));
     }
 }
 
@@ -76,29 +76,32 @@ TEST(Codec, RefusesWhatItCannotRead) {
         const char* legend;
         packet_s packet;
     } cases[] = {
-        {"an unknown code", {TAG_CUSTOM, {0xFE, 0}}},
-        {"an unknown pair of code bytes", {TAG_CUSTOM, {0x01, 0x02, 0, 0}}},
-        {"more bits than bytes", {TAG_CUSTOM, {0, 0xF1, 0, 1, 0, 9, 1}}},
-        {"an EPC beyond the record", {TAG_CUSTOM, {0, 0xF1, 0xFF, 0xFF, 0, 16, 1}}},
-        {"a bearing that is too short", {TAG_CUSTOM, {0x03, 0x84, 0x11, 0x02, 0, 0}}},
-        {"accessed data beyond the payload", {ACCESS_INFO, {1, 0, 0, 3, 0, 0}}},
-        {"accessed data beyond the record", {ACCESS_INFO, joined({{1, 0, 0x10, 1}, bytes_t(4097)})}},
-        {"an access without a head", {ACCESS_INFO, {1, 0, 0}}},
-        {"more beams than the record has", {PARALLEL_RSSI, joined({{0, 161}, bytes_t(161 * 6)})}},
-        {"a beam that is cut", {PARALLEL_RSSI, {0, 1, 0, 1, 0, 0, 0}}},
-        {"a short end of run", {START_INFO3, bytes_t(15)}},
-        {"a short database warning", {DB_WARNING, bytes_t(7)}},
-        {"a packet without a record", {ANTENNA_INFO, bytes_t(8)}},
+        {"an unknown code", {RXE_PACKET_TAG_INFO_CUSTOM, {0xFE, 0}}},
+        {"an unknown pair of code bytes", {RXE_PACKET_TAG_INFO_CUSTOM, {0x01, 0x02, 0, 0}}},
+        {"more bits than bytes", {RXE_PACKET_TAG_INFO_CUSTOM, {0, 0xF1, 0, 1, 0, 9, 1}}},
+        {"an EPC beyond the record", {RXE_PACKET_TAG_INFO_CUSTOM, {0, 0xF1, 0xFF, 0xFF, 0, 16, 1}}},
+        {"a bearing that is too short", {RXE_PACKET_TAG_INFO_CUSTOM, {0x03, 0x84, 0x11, 0x02, 0, 0}}},
+        {"accessed data beyond the payload", {RXE_PACKET_ACCESS_INFO, {1, 0, 0, 3, 0, 0}}},
+        {"accessed data beyond the record",
+         {RXE_PACKET_ACCESS_INFO, joined({{1, 0, 0x10, 1}, bytes_t(4097)})}},
+        {"an access without a head", {RXE_PACKET_ACCESS_INFO, {1, 0, 0}}},
+        {"more beams than the record has",
+         {RXE_PACKET_PARALLEL_RSSI_DEBUG, joined({{0, 161}, bytes_t(161 * 6)})}},
+        {"a beam that is cut", {RXE_PACKET_PARALLEL_RSSI_DEBUG, {0, 1, 0, 1, 0, 0, 0}}},
+        {"a short end of run", {RXE_PACKET_START_INFO3, bytes_t(15)}},
+        {"a short database warning", {RXE_PACKET_DB_WARNING, bytes_t(7)}},
+        {"a packet without a record", {RXE_PACKET_ANTENNA_INFO, bytes_t(8)}},
     };
     for (const auto& row : cases) {
         SCOPED_TRACE(row.legend);
         ACCESS_INFO_s room;  // no smaller than any record but a tag's
         TAG_INFO_s tag;
-        EXPECT_NE(row.packet.type == TAG_CUSTOM ? format(row.packet, &tag) : format(row.packet, &room),
+        EXPECT_NE(row.packet.type == RXE_PACKET_TAG_INFO_CUSTOM ? format(row.packet, &tag)
+                                                                : format(row.packet, &room),
                   RXE_OK);
     }
     TAG_INFO_s tag;
-    RXE_packet_s packet = {TAG_CUSTOM, 0};
+    RXE_packet_s packet = {RXE_PACKET_TAG_INFO_CUSTOM, 0};
     EXPECT_NE(RXE_formatPayloadToStruct(nullptr, &tag), RXE_OK);
     EXPECT_NE(RXE_formatPayloadToStruct(&packet, nullptr), RXE_OK);
 }

@@ -44,26 +44,28 @@ class Control : public Radio {
 TEST_F(Control, EachEventIsToldToTheHost) {
     ASSERT_EQ(connectWith(R"(, "database": {"capacity": 1000})"), RXE_OK);
     configure({olio(1, 1, 1), olio(2, 1, 1)});
-    enable({GPIO_INFO, ANT_DISCONNECT, AMB_CRIT, PA_HI, FWD_HI, FWD_LO, DB_WARNING, DB_ERROR, ANT_CONNECT,
-            API_ERROR});
+    enable({RXE_PACKET_GPIO_INFO, RXE_PACKET_ANT_DISCONNECT_ALARM, RXE_PACKET_AMB_TEMP_CRIT_ALARM,
+            RXE_PACKET_PA_TEMP_HI_ALARM, RXE_PACKET_FWD_PWR_HI_ALARM, RXE_PACKET_FWD_PWR_LO_ALARM,
+            RXE_PACKET_DB_WARNING, RXE_PACKET_DB_ERROR, RXE_PACKET_ANT_CONNECT_ALARM, RXE_PACKET_API_ERROR});
     std::uint8_t limit = 131;  // 67 degrees
     ASSERT_EQ(RXE_setNVMParam(RXE_NVM_PA_HI_TEMP, &limit), RXE_OK);
     const struct {
         const char* message;
         packet_s packet;
     } cases[] = {
-        {"gpi 2 high", {GPIO_INFO, {2, 1}}},
-        {R"({"event": "gpi", "port": 2, "level": "low"})", {GPIO_INFO, {2, 0}}},
-        {"antenna 2 lost", {ANT_DISCONNECT, {0, 2, 0, 2}}},
-        {"antenna state=back port=2", {ANT_CONNECT, {0, 2, 0, 2}}},
-        {"pa 3 low", {FWD_LO, {3}}},
-        {"pa 16 high", {FWD_HI, {16}}},
-        {"temperature pa 67", {PA_HI, {67}}},
-        {"temperature ambient 127", {AMB_CRIT, {127}}},
-        {"database warning", {DB_WARNING, {0, 0, 3, 0x84, 0, 0, 0, 0x64}}},
-        {"database full", {DB_ERROR, {}}},
-        {"apiError 259", {API_ERROR, {3, 1, 0, 0}}},
-        {"error it's 3", {ERROR_LOG, {'E', 'R', 'R', 'L', 'O', 'G', ' ', 'i', 't', '\'', 's', ' ', '3'}}},
+        {"gpi 2 high", {RXE_PACKET_GPIO_INFO, {2, 1}}},
+        {R"({"event": "gpi", "port": 2, "level": "low"})", {RXE_PACKET_GPIO_INFO, {2, 0}}},
+        {"antenna 2 lost", {RXE_PACKET_ANT_DISCONNECT_ALARM, {0, 2, 0, 2}}},
+        {"antenna state=back port=2", {RXE_PACKET_ANT_CONNECT_ALARM, {0, 2, 0, 2}}},
+        {"pa 3 low", {RXE_PACKET_FWD_PWR_LO_ALARM, {3}}},
+        {"pa 16 high", {RXE_PACKET_FWD_PWR_HI_ALARM, {16}}},
+        {"temperature pa 67", {RXE_PACKET_PA_TEMP_HI_ALARM, {67}}},
+        {"temperature ambient 127", {RXE_PACKET_AMB_TEMP_CRIT_ALARM, {127}}},
+        {"database warning", {RXE_PACKET_DB_WARNING, {0, 0, 3, 0x84, 0, 0, 0, 0x64}}},
+        {"database full", {RXE_PACKET_DB_ERROR, {}}},
+        {"apiError 259", {RXE_PACKET_API_ERROR, {3, 1, 0, 0}}},
+        {"error it's 3",
+         {RXE_PACKET_ERROR_LOG, {'E', 'R', 'R', 'L', 'O', 'G', ' ', 'i', 't', '\'', 's', ' ', '3'}}},
     };
     std::size_t count = 0;
     for (const auto& row : cases) {
@@ -75,7 +77,7 @@ TEST_F(Control, EachEventIsToldToTheHost) {
     EXPECT_EQ(ask("antenna 5 lost"), "ok") << "no olio transmits there";
     ASSERT_EQ(RXE_getErr(), RXE_OK);
     const packet_s log = packet(++count);
-    EXPECT_EQ(log.type, ERROR_LOG);
+    EXPECT_EQ(log.type, RXE_PACKET_ERROR_LOG);
     EXPECT_THAT(std::string(log.payload.begin(), log.payload.end()),
                 testing::AllOf(StartsWith("ERRLOG "), HasSubstr("antenna 5 lost")));
     EXPECT_EQ(get(RXE_PARAM_AMB_TEMP), 127);
@@ -84,7 +86,8 @@ TEST_F(Control, EachEventIsToldToTheHost) {
 
 TEST_F(Control, MalformedMessagesChangeNothing) {
     ASSERT_EQ(connectWith(), RXE_OK);
-    enable({GPIO_INFO, ANT_DISCONNECT, FWD_HI, FWD_LO, PA_HI, DB_WARNING, DB_ERROR});
+    enable({RXE_PACKET_GPIO_INFO, RXE_PACKET_ANT_DISCONNECT_ALARM, RXE_PACKET_FWD_PWR_HI_ALARM,
+            RXE_PACKET_FWD_PWR_LO_ALARM, RXE_PACKET_PA_TEMP_HI_ALARM, RXE_PACKET_DB_WARNING});
     const struct {
         const char *message, *answer;
     } cases[] = {
@@ -111,7 +114,7 @@ TEST_F(Control, MalformedMessagesChangeNothing) {
     EXPECT_EQ(get(RXE_PARAM_ANTENNA_STATE), 0xFFFF);
     EXPECT_EQ(get(RXE_PARAM_PA_TEMP), 41);
     EXPECT_EQ(ask("gpi 1 high"), "ok") << "still an edge";
-    EXPECT_EQ(packet(1), (packet_s{GPIO_INFO, {1, 1}}));
+    EXPECT_EQ(packet(1), (packet_s{RXE_PACKET_GPIO_INFO, {1, 1}}));
 }
 
 TEST_F(Control, TheSocketBelongsToTheConnection) {
@@ -165,7 +168,7 @@ const struct {
     {"RXE_start", [] { return RXE_start(); }},
     {"RXE_formatPayloadToStruct",
      [] {
-         return format(packet_s{ACCESS_INFO, {1, 0, 0, 0}}, &record);
+         return format(packet_s{RXE_PACKET_ACCESS_INFO, {1, 0, 0, 0}}, &record);
      }},
     {"RXE_disconnect", [] { return RXE_disconnect(); }},
 };

@@ -19,8 +19,10 @@ class Effects : public Radio {
         open(keys);
         o = olio(1, 1, 1);
         q = {1, 1, {{0, 0, 2, 0}}};
-        configure({}), enable({PA_CRIT, ANT_DISCONNECT, CHAN_PWR_LMT, TAG_CRC_ERROR, 0x0806, 0x0807, 0x0808,
-                               CW_ON_TIMED, CW_OFF_TIMED});
+        configure({}),
+            enable({RXE_PACKET_PA_TEMP_CRIT_ALARM, RXE_PACKET_ANT_DISCONNECT_ALARM, RXE_PACKET_CHAN_PWR_LMT,
+                    RXE_PACKET_TAG_CRC_ERROR, RXE_PACKET_TAG_INFO_SHORT, RXE_PACKET_TAG_INFO_LONG,
+                    RXE_PACKET_TAG_INFO_COMPLETE, RXE_PACKET_CW_ON_TIMED, RXE_PACKET_CW_OFF_TIMED});
         put(RXE_PARAM_RADIO_STOP, stopRecord(0, 1));
         put(RXE_PARAM_CUSTOM_FIELDS, std::uint32_t{0xFFFFF});
     }
@@ -77,14 +79,14 @@ class Effects : public Radio {
         o.accessBitMask = 1;
     }
 
-    static std::vector<TAG_INFO_s> tags() { return recordsOf<TAG_INFO_s>(TAG_CUSTOM); }
-    static double reads() { return static_cast<double>(count(TAG_CUSTOM)); }
+    static std::vector<TAG_INFO_s> tags() { return recordsOf<TAG_INFO_s>(RXE_PACKET_TAG_INFO_CUSTOM); }
+    static double reads() { return static_cast<double>(count(RXE_PACKET_TAG_INFO_CUSTOM)); }
     static double ms() { return static_cast<double>(info.duration) / 1000; }
     static double cause() { return info.stopCause; }
-    static double alarms() { return static_cast<double>(count(ANT_DISCONNECT)); }
+    static double alarms() { return static_cast<double>(count(RXE_PACKET_ANT_DISCONNECT_ALARM)); }
     // Thousands: told limits of channels.
-    static double limited() { return reads() + 1000 * static_cast<double>(count(CHAN_PWR_LMT)); }
-    static double carriers() { return static_cast<double>(count(CW_ON)); }
+    static double limited() { return reads() + 1000 * static_cast<double>(count(RXE_PACKET_CHAN_PWR_LMT)); }
+    static double carriers() { return static_cast<double>(count(RXE_PACKET_CW_ON)); }
     static double level() { return 10 * std::log10(std::bit_cast<float>(tags().at(0).rssiLin)); }
     // Tens: all reads; ones: those without their first byte.
     static double cut() {
@@ -100,14 +102,14 @@ class Effects : public Radio {
         return bits;
     }
     // Shares of what was read.
-    static double brokenTags() { return static_cast<double>(count(TAG_CRC_ERROR)) / reads(); }
+    static double brokenTags() { return static_cast<double>(count(RXE_PACKET_TAG_CRC_ERROR)) / reads(); }
     static double brokenAccesses() {
         double broken = 0;
-        for (const ACCESS_INFO_s& access : recordsOf<ACCESS_INFO_s>(ACCESS_INFO)) {
+        for (const ACCESS_INFO_s& access : recordsOf<ACCESS_INFO_s>(RXE_PACKET_ACCESS_INFO)) {
             EXPECT_TRUE(access.result == 0 || access.result == 3) << int{access.result};
             broken += access.result == 3;
         }
-        EXPECT_EQ(count(ACCESS_INFO), count(TAG_CUSTOM));
+        EXPECT_EQ(count(RXE_PACKET_ACCESS_INFO), count(RXE_PACKET_TAG_INFO_CUSTOM));
         return broken / reads();
     }
     static double broken() { return brokenTags() + brokenAccesses(); }
@@ -118,12 +120,12 @@ class Effects : public Radio {
         };
         std::vector<stay_s> stays;
         for (const packet_s& packet : packets) {
-            if (packet.type == CW_ON_TIMED || packet.type == CW_OFF_TIMED) {
+            if (packet.type == RXE_PACKET_CW_ON_TIMED || packet.type == RXE_PACKET_CW_OFF_TIMED) {
                 const std::uint64_t time = bigEndian(packet, 8, 8);
                 if (!stays.empty() && stays.back().to == 0) {
                     stays.back().to = time;
                 }
-                if (packet.type == CW_ON_TIMED) {
+                if (packet.type == RXE_PACKET_CW_ON_TIMED) {
                     stays.push_back({bigEndian(packet, 4, 4), time, 0});
                 }
             }
@@ -143,12 +145,13 @@ class Effects : public Radio {
     }
     // Hundreds of thousands: the result of the first access; the rest its bytes.
     static double accessed() {
-        const ACCESS_INFO_s access = recordsOf<ACCESS_INFO_s>(ACCESS_INFO).at(0);
+        const ACCESS_INFO_s access = recordsOf<ACCESS_INFO_s>(RXE_PACKET_ACCESS_INFO).at(0);
         return access.result * 1e5 + access.dataLength;
     }
     static double written() {
         const auto isDone = [](const ACCESS_INFO_s& access) { return access.result == 0; };
-        return static_cast<double>(std::ranges::count_if(recordsOf<ACCESS_INFO_s>(ACCESS_INFO), isDone));
+        return static_cast<double>(
+            std::ranges::count_if(recordsOf<ACCESS_INFO_s>(RXE_PACKET_ACCESS_INFO), isDone));
     }
     static double fields(std::uint16_t type) { return recordsOf<TAG_INFO_s>(type).at(0).fields; }
 };
@@ -312,9 +315,9 @@ TEST_F(Effects, OfEachParameter) {
         {"never", lost, [] { watch(RXE_PARAM_ANTENNA_CHECK, 0); }, alarms, 0, 0},
         {"a fault", halfway + "\"fault\"}]", [] { watch(RXE_PARAM_ANTENNA_CHECK, 0); }, cause, 32, 0},
         // The other kinds of tag packets.
-        {"TAG_INFO_SHORT", one, nothing, [] { return fields(0x0806); }, RXE_FIELD_EPC, 0},
-        {"TAG_INFO_LONG", one, nothing, [] { return fields(0x0807); }, 0x2671, 0},
-        {"TAG_INFO_COMPLETE", one, nothing, [] { return fields(0x0808); }, 0xFFFFF, 0},
+        {"TAG_INFO_SHORT", one, nothing, [] { return fields(RXE_PACKET_TAG_INFO_SHORT); }, RXE_FIELD_EPC, 0},
+        {"TAG_INFO_LONG", one, nothing, [] { return fields(RXE_PACKET_TAG_INFO_LONG); }, 0x2671, 0},
+        {"TAG_INFO_COMPLETE", one, nothing, [] { return fields(RXE_PACKET_TAG_INFO_COMPLETE); }, 0xFFFFF, 0},
     };
     // clang-format on
     for (const auto& row : cases) {
@@ -333,7 +336,7 @@ TEST_F(Effects, APlayedLogHasNoEventsBesideIt) {
     ASSERT_EQ(RXE_enablePacketLogging((directory / "log").c_str()), RXE_OK);
     dwell(300), go();
     const auto recorded = packets;
-    EXPECT_EQ(count(ERROR_LOG) + count(PA_CRIT), 2U);
+    EXPECT_EQ(count(RXE_PACKET_ERROR_LOG) + count(RXE_PACKET_PA_TEMP_CRIT_ALARM), 2U);
     setenv("RXE_REPLAY", (directory / "log").c_str(), 1);
     begin(keys);
     run();

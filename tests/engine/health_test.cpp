@@ -51,11 +51,11 @@ TEST_F(Health, AnIdleRadioCoolsDown) {
     ASSERT_EQ(connect(R"({"temperatures": {"pa": {"idle": 30, "seconds": 0.2}},
         "events": [{"at": 0.1, "event": "temperature", "sensor": "pa", "degrees": 100}]})"),
               RXE_OK);
-    enable({PA_HI, PA_CRIT});
+    enable({RXE_PACKET_PA_TEMP_HI_ALARM, RXE_PACKET_PA_TEMP_CRIT_ALARM});
     setLimit(RXE_NVM_PA_HI_TEMP, 131);
-    ASSERT_TRUE(waitFor([] { return count(PA_HI) == 1; }));
+    ASSERT_TRUE(waitFor([] { return count(RXE_PACKET_PA_TEMP_HI_ALARM) == 1; }));
     EXPECT_TRUE(eventually([] { return degrees(RXE_PARAM_PA_TEMP) <= 31; }));
-    EXPECT_EQ(count(PA_HI), 1U) << "told once, and no longer above the limit when it is time again";
+    EXPECT_EQ(count(RXE_PACKET_PA_TEMP_HI_ALARM), 1U) << "below the limit when it is time again";
 }
 
 TEST_F(Health, AlarmsRepeatSlowlyWhileTheirReasonLasts) {
@@ -80,13 +80,15 @@ TEST_F(Health, AlarmsRepeatSlowlyWhileTheirReasonLasts) {
         setLimit(RXE_NVM_PA_HI_TEMP, row.paLimit);
         setLimit(RXE_NVM_AMB_HI_TEMP, row.ambientLimit);
         open("\"temperatures\": " + heat.dump());  // which the limits outlive
-        enable({PA_HI, PA_CRIT, PA_LO, AMB_HI, AMB_CRIT, AMB_LO});
+        enable({RXE_PACKET_PA_TEMP_HI_ALARM, RXE_PACKET_PA_TEMP_CRIT_ALARM, RXE_PACKET_PA_TEMP_LO_ALARM,
+                RXE_PACKET_AMB_TEMP_HI_ALARM, RXE_PACKET_AMB_TEMP_CRIT_ALARM, RXE_PACKET_AMB_TEMP_LO_ALARM});
         run({olio(1, 2, 100)}, stopRecord(18000, 0));
-        EXPECT_EQ((std::array{count(PA_HI), count(PA_CRIT), count(PA_LO), count(AMB_HI), count(AMB_CRIT),
-                              count(AMB_LO)}),
+        EXPECT_EQ((std::array{count(RXE_PACKET_PA_TEMP_HI_ALARM), count(RXE_PACKET_PA_TEMP_CRIT_ALARM),
+                              count(RXE_PACKET_PA_TEMP_LO_ALARM), count(RXE_PACKET_AMB_TEMP_HI_ALARM),
+                              count(RXE_PACKET_AMB_TEMP_CRIT_ALARM), count(RXE_PACKET_AMB_TEMP_LO_ALARM)}),
                   row.alarms);
         for (const packet_s& packet : packets) {
-            if (packet.type == PA_HI || packet.type == PA_CRIT) {
+            if (packet.type == RXE_PACKET_PA_TEMP_HI_ALARM || packet.type == RXE_PACKET_PA_TEMP_CRIT_ALARM) {
                 EXPECT_EQ(packet.payload, std::vector{static_cast<std::uint8_t>(row.pa)});
             }
         }

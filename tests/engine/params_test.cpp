@@ -129,7 +129,7 @@ TEST_F(Radio, RefusesBadRecordsAndKeepsTheOldOnes) {
         EXPECT_EQ(set(RXE_PARAM_PACKET_ENABLE, record), 8);
     }
     ASSERT_EQ(RXE_getErr(), RXE_OK);
-    ASSERT_TRUE(waitFor([] { return count(ERROR_LOG) == 1; }));
+    ASSERT_TRUE(waitFor([] { return count(RXE_PACKET_ERROR_LOG) == 1; }));
     const auto text = [](int status) { return RXE_strerror(static_cast<RXE_API_STATUS>(status)); };
     EXPECT_THAT(std::string(packets.back().payload.begin(), packets.back().payload.end()),
                 testing::AllOf(testing::StartsWith("ERRLOG"), testing::HasSubstr(text(8))));
@@ -164,7 +164,7 @@ TEST_F(Radio, IdZeroClearsTheWholeRange) {
         EXPECT_EQ(RXE_getParam(static_cast<unsigned short>(0x0020 + word), &value), RXE_OK);
         return value;
     };
-    enable({CW_ON, 0x0BFF});
+    enable({RXE_PACKET_CW_ON, RXE_PACKET_API_ERROR});
     EXPECT_EQ(bits(772 / 32), 1U << 772 % 32);
     EXPECT_EQ(bits(31), 1U << 31);
     ASSERT_EQ(set(RXE_PARAM_PACKET_ENABLE, PACKET_ENABLE_s{0, 0, 0}), RXE_OK);

@@ -21,17 +21,6 @@
 #include "rxe.h"
 #include "support/temp_dir.hpp"
 
-inline constexpr std::uint16_t END_OF_RUN = 0x0801, TAG_CUSTOM = 0x0805, ERROR_LOG = 0x0810,
-                               CHAN_PWR_LMT = 0x0B13, PARALLEL_RSSI = 0x0A8E, START_INFO3 = 0x0A91,
-                               CMD_ONGOING = 0x0B01, ANTENNA_INFO = 0x0B03, CW_ON = 0x0B04,
-                               GPIO_INFO = 0x0B08, INV_BEGIN = 0x0B09, INV_END = 0x0B0A, ACCESS_INFO = 0x0B0C,
-                               CRITERIA_INFO = 0x0B0D, CW_ON_TIMED = 0x0B0F, CW_OFF_TIMED = 0x0B06,
-                               TAG_CRC_ERROR = 0x0B10, ANT_DISCONNECT = 0x0B81, AMB_HI = 0x0B82,
-                               AMB_CRIT = 0x0B83, AMB_LO = 0x0B84, PA_HI = 0x0B85, PA_CRIT = 0x0B86,
-                               PA_LO = 0x0B87, FWD_HI = 0x0B88, FWD_LO = 0x0B89, DB_WARNING = 0x0B8D,
-                               DB_ERROR = 0x0B8E, ACCESS_DSBL = 0x0B8F, ANT_CONNECT = 0x0B91,
-                               RESTART = 0x0B98, API_ERROR = 0x0BFF;
-
 struct packet_s {
     std::uint16_t type;
     std::vector<std::uint8_t> payload;
@@ -104,8 +93,7 @@ class Radio : public testing::Test {
     }
     static void enable(std::initializer_list<std::uint16_t> types) {
         for (const std::uint16_t type : types) {
-            const auto id = static_cast<std::uint16_t>(type ^ RXE_PACKET_TYPE_XOR);
-            ASSERT_EQ(set(RXE_PARAM_PACKET_ENABLE, PACKET_ENABLE_s{1, 0, id}), RXE_OK);
+            ASSERT_EQ(set(RXE_PARAM_PACKET_ENABLE, PACKET_ENABLE_s{1, 0, RXE_PACKET_ID(type)}), RXE_OK);
         }
     }
     static OLIO_s olio(std::uint16_t antenna, std::uint8_t stopType, std::uint16_t stopValue) {
@@ -124,7 +112,8 @@ class Radio : public testing::Test {
     // Inventory set 1, every packet that tells of a run, and these olios from id 1.
     static void configure(const std::vector<OLIO_s>& olios) {
         query(0, 0, 2);  // A and B in turn, so that every round reads every tag
-        enable({START_INFO3, CMD_ONGOING, ANTENNA_INFO, CW_ON, INV_BEGIN, INV_END, ACCESS_INFO});
+        enable({RXE_PACKET_START_INFO3, RXE_PACKET_CMD_ONGOING, RXE_PACKET_ANTENNA_INFO, RXE_PACKET_CW_ON,
+                RXE_PACKET_INV_BEGIN, RXE_PACKET_INV_END, RXE_PACKET_ACCESS_INFO});
         for (std::size_t i = 0; i < olios.size(); ++i) {
             ASSERT_EQ(set(static_cast<unsigned>(RXE_PARAM_OLIO + 1 + i), olios[i]), RXE_OK);
         }
@@ -160,7 +149,7 @@ class Radio : public testing::Test {
             packets.clear();
         }
         EXPECT_EQ(RXE_start(), RXE_OK);
-        EXPECT_TRUE(waitFor([] { return count(END_OF_RUN) == 1; }));
+        EXPECT_TRUE(waitFor([] { return count(RXE_PACKET_END_OF_RUN) == 1; }));
         const std::lock_guard lock(mutex);
         START_INFO_s info = {};
         EXPECT_GE(packets.size(), 2U);

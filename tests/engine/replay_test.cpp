@@ -47,7 +47,7 @@ TEST_F(Replay, EachStartPlaysTheNextRun) {
 TEST_F(Replay, KeepsTheTimesOfTheLogAndStopsForTheHost) {
     const auto recorded = record("real");
     ASSERT_EQ(replay("original"), RXE_OK);
-    enable({START_INFO3});
+    enable({RXE_PACKET_START_INFO3});
     const auto begin = std::chrono::steady_clock::now();
     run();
     const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - begin;
@@ -55,11 +55,11 @@ TEST_F(Replay, KeepsTheTimesOfTheLogAndStopsForTheHost) {
     EXPECT_NEAR(seconds.count(), 0.4, 0.15);
     packets.clear();
     ASSERT_EQ(RXE_start(), RXE_OK);
-    ASSERT_TRUE(waitFor([] { return count(TAG_CUSTOM) > 0; }));
+    ASSERT_TRUE(waitFor([] { return count(RXE_PACKET_TAG_INFO_CUSTOM) > 0; }));
     ASSERT_EQ(RXE_stop(), RXE_OK);
     EXPECT_LT(packets.size(), recorded[1].size());
-    EXPECT_EQ(packets.back().type, END_OF_RUN);
-    EXPECT_EQ(recordsOf<START_INFO_s>(START_INFO3).at(0).stopCause, 1);
+    EXPECT_EQ(packets.back().type, RXE_PACKET_END_OF_RUN);
+    EXPECT_EQ(recordsOf<START_INFO_s>(RXE_PACKET_START_INFO3).at(0).stopCause, 1);
 }
 
 TEST_F(Replay, BrokenFilesAreRefused) {

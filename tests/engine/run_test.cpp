@@ -14,22 +14,24 @@ TEST_F(Radio, PacketsComeInTheOrderOfTheRun) {
     for (int loop = 0; loop < 25; ++loop) {
         for (const int rounds : {2, 1}) {
             expectedWhere.push_back(rounds == 2 ? 1002 : 2005);
-            expected.insert(expected.end(), {ANTENNA_INFO, CW_ON});
+            expected.insert(expected.end(), {RXE_PACKET_ANTENNA_INFO, RXE_PACKET_CW_ON});
             for (int i = 0; i < rounds; ++i) {
-                expected.insert(expected.end(), {INV_BEGIN, TAG_CUSTOM, TAG_CUSTOM, TAG_CUSTOM, INV_END});
+                expected.insert(expected.end(),
+                                {RXE_PACKET_INV_BEGIN, RXE_PACKET_TAG_INFO_CUSTOM, RXE_PACKET_TAG_INFO_CUSTOM,
+                                 RXE_PACKET_TAG_INFO_CUSTOM, RXE_PACKET_INV_END});
             }
         }
     }
-    expected.insert(expected.end(), {START_INFO3, END_OF_RUN});
+    expected.insert(expected.end(), {RXE_PACKET_START_INFO3, RXE_PACKET_END_OF_RUN});
     std::set<std::uint64_t> frequencies;
     for (const packet_s& packet : packets) {
-        if (packet.type != CMD_ONGOING) {
+        if (packet.type != RXE_PACKET_CMD_ONGOING) {
             types.push_back(packet.type);
         }
-        if (packet.type == ANTENNA_INFO) {
+        if (packet.type == RXE_PACKET_ANTENNA_INFO) {
             where.push_back(bigEndian(packet, 0, 2) * 1000 + bigEndian(packet, 2, 2));
         }
-        if (packet.type == CW_ON) {
+        if (packet.type == RXE_PACKET_CW_ON) {
             frequencies.insert(bigEndian(packet, 4, 4));
         }
     }
@@ -42,8 +44,8 @@ TEST_F(Radio, PacketsComeInTheOrderOfTheRun) {
     ASSERT_EQ(set(RXE_PARAM_PACKET_ENABLE, PACKET_ENABLE_s{0, 0, 0}), RXE_OK);
     packets.clear();
     ASSERT_EQ(RXE_start(), RXE_OK);
-    ASSERT_TRUE(waitFor([] { return count(END_OF_RUN) == 1; }));
-    EXPECT_EQ(count(TAG_CUSTOM), 225U);
+    ASSERT_TRUE(waitFor([] { return count(RXE_PACKET_END_OF_RUN) == 1; }));
+    EXPECT_EQ(count(RXE_PACKET_TAG_INFO_CUSTOM), 225U);
     EXPECT_EQ(packets.size(), 226U) << "only tag packets and the end with all packets off";
 }
 
@@ -81,7 +83,7 @@ TEST_F(Radio, StopRules) {
             EXPECT_EQ(info.rounds, row.rounds);
         }
         EXPECT_NEAR(static_cast<double>(info.duration) / 1000, row.milliseconds, row.late);
-        EXPECT_EQ(info.tagReads, count(TAG_CUSTOM));
+        EXPECT_EQ(info.tagReads, count(RXE_PACKET_TAG_INFO_CUSTOM));
     }
 }
 
@@ -90,11 +92,11 @@ TEST_F(Radio, RunsThatCannotBegin) {
     EXPECT_EQ(run({}, stopRecord(0, 1)).stopCause, 64) << "no enabled olios";
     OLIO_s withoutSet = olio(1, 1, 1);
     withoutSet.inventoryIndex = 2;
-    enable({API_ERROR});
+    enable({RXE_PACKET_API_ERROR});
     EXPECT_EQ(run({olio(1, 1, 1), withoutSet}, stopRecord(0, 1)).stopCause, 1024)
         << "inventory set 2 is not enabled";
-    EXPECT_EQ(packets.front(), (packet_s{API_ERROR, {21, 0, 0, 0}}));
-    EXPECT_EQ(count(TAG_CUSTOM), 0U);
+    EXPECT_EQ(packets.front(), (packet_s{RXE_PACKET_API_ERROR, {21, 0, 0, 0}}));
+    EXPECT_EQ(count(RXE_PACKET_TAG_INFO_CUSTOM), 0U);
 }
 
 TEST_F(Radio, TagPacketsHaveTheFieldsAskedFor) {
@@ -107,7 +109,7 @@ TEST_F(Radio, TagPacketsHaveTheFieldsAskedFor) {
         SCOPED_TRACE(mask);
         ASSERT_EQ(set(RXE_PARAM_CUSTOM_FIELDS, mask), RXE_OK);
         run({olio(1, 1, 1)}, stopRecord(0, 1));
-        const TAG_INFO_s info = recordsOf<TAG_INFO_s>(TAG_CUSTOM).at(0);
+        const TAG_INFO_s info = recordsOf<TAG_INFO_s>(RXE_PACKET_TAG_INFO_CUSTOM).at(0);
         EXPECT_EQ(info.fields, mask);
         EXPECT_EQ(info.epcLength, mask & RXE_FIELD_EPC ? 112 : 0);
         EXPECT_EQ(info.epc[0], mask & RXE_FIELD_EPC ? 0xAB : 0);
@@ -139,7 +141,7 @@ TEST_F(Radio, RealClockKeepsThePaceAndTellsThatItIsAlive) {
     EXPECT_GE(real.count(), 1.5 * 0.95);
     EXPECT_LT(real.count(), 3) << "or this machine is very busy";
     EXPECT_NEAR(info.tagReads, 1.5 * 1280, 1.5 * 1280 * 0.05);
-    EXPECT_GE(count(CMD_ONGOING), 6U);
+    EXPECT_GE(count(RXE_PACKET_CMD_ONGOING), 6U);
 }
 
 // GPI 1 is high from 0.3 to 0.6 s, from 0.9 to 1.2 s and so on.
@@ -148,31 +150,31 @@ TEST_F(Radio, AStartTriggerTakesAnEdgeForEachRun) {
         open(R"("events": [{"at": 0.3, "every": 0.6, "event": "gpi", "port": 1, "level": "high"},
             {"at": 0.6, "every": 0.6, "event": "gpi", "port": 1, "level": "low"}])");
         configure({olio(1, 1, 1)});
-        enable({RESTART});
+        enable({RXE_PACKET_RESTART});
         ASSERT_EQ(set(RXE_PARAM_RADIO_STOP, stopRecord(0, 1)), RXE_OK);
         ASSERT_EQ(set(RXE_PARAM_GPIO_START, GPIO_START_s{0x11, 0, 100, 0}), RXE_OK);
         ASSERT_EQ(set(RXE_PARAM_AUTORESTART, static_cast<std::uint8_t>(restarts ? 2 : 0)), RXE_OK);
         packets.clear();
         ASSERT_EQ(RXE_start(), RXE_OK);
         EXPECT_EQ(RXE_resume(), RXE_OK);
-        EXPECT_EQ(count(ANTENNA_INFO), 0U) << "nothing goes on air before the trigger";
-        ASSERT_TRUE(waitFor([&] { return count(END_OF_RUN) == (restarts ? 3U : 1U); }));
+        EXPECT_EQ(count(RXE_PACKET_ANTENNA_INFO), 0U) << "nothing goes on air before the trigger";
+        ASSERT_TRUE(waitFor([&] { return count(RXE_PACKET_END_OF_RUN) == (restarts ? 3U : 1U); }));
         EXPECT_EQ(RXE_stop(), RXE_OK);
         EXPECT_EQ(RXE_resume(), RXE_NO_START_ONGOING);
-        EXPECT_EQ(count(ANTENNA_INFO), restarts ? 3U : 1U) << "one pass for each edge";
-        EXPECT_EQ(count(RESTART), restarts ? 3U : 0U);
+        EXPECT_EQ(count(RXE_PACKET_ANTENNA_INFO), restarts ? 3U : 1U) << "one pass for each edge";
+        EXPECT_EQ(count(RXE_PACKET_RESTART), restarts ? 3U : 0U);
         EXPECT_EQ(bigEndian(packets.back(), 2, 2), restarts ? 1U : 2U) << "the host, or the loops";
     }
 }
 
 TEST_F(Radio, FakeTagsComeAtTheirRateUntilStopped) {
     ASSERT_EQ(connect("{}"), RXE_OK);
-    enable({START_INFO3});
+    enable({RXE_PACKET_START_INFO3});
     EXPECT_NE(RXE_txFakeTags(0), RXE_OK);
     ASSERT_EQ(RXE_txFakeTags(300), RXE_OK);
     EXPECT_NE(RXE_resume(), RXE_NO_START_ONGOING);
     EXPECT_NE(RXE_start(), RXE_OK);
-    ASSERT_TRUE(waitFor([] { return count(TAG_CUSTOM) >= 150; }));
+    ASSERT_TRUE(waitFor([] { return count(RXE_PACKET_TAG_INFO_CUSTOM) >= 150; }));
     EXPECT_EQ(RXE_stop(), RXE_OK);
     EXPECT_EQ(RXE_resume(), RXE_NO_START_ONGOING);
     std::set<std::string> different;
@@ -180,8 +182,8 @@ TEST_F(Radio, FakeTagsComeAtTheirRateUntilStopped) {
         different.emplace(packet.payload.begin(), packet.payload.end());
     }
     EXPECT_EQ(different.size(), packets.size()) << "each tag is another one";
-    EXPECT_EQ(packets.back().type, END_OF_RUN);
-    const START_INFO_s info = recordsOf<START_INFO_s>(START_INFO3).at(0);
+    EXPECT_EQ(packets.back().type, RXE_PACKET_END_OF_RUN);
+    const START_INFO_s info = recordsOf<START_INFO_s>(RXE_PACKET_START_INFO3).at(0);
     EXPECT_EQ(info.stopCause, 1);
     EXPECT_NEAR(1e6 * static_cast<double>(different.size()) / static_cast<double>(info.duration), 300, 60);
 }

@@ -15,7 +15,7 @@ class Scenario : public Radio {
     static std::set<std::string> epcsOfRun(std::uint32_t milliseconds) {
         run({olio(1, RXE_STOP_DWELL_TIME, 100)}, stopRecord(milliseconds, 0));
         std::set<std::string> epcs;
-        for (const TAG_INFO_s& tag : recordsOf<TAG_INFO_s>(TAG_CUSTOM)) {
+        for (const TAG_INFO_s& tag : recordsOf<TAG_INFO_s>(RXE_PACKET_TAG_INFO_CUSTOM)) {
             std::ostringstream text;
             for (int i = 0; i < (tag.epcLength & 0x7FF) / 8; ++i) {
                 text << std::hex << std::setfill('0') << std::setw(2) << int{tag.epc[i]};

@@ -33,8 +33,8 @@ int callsBack(RXE_packet_s* packet) {
     faults += RXE_getParam(RXE_PARAM_PA_TEMP, &degrees) != RXE_OK;
     faults += RXE_setParam2(RXE_PARAM_DELAY_AFTER_SELECTS, &delay, true, true) != RXE_OK;
     faults += RXE_disconnect() == RXE_OK;
-    if (packet->type != ERROR_LOG) {  // which may be asked for while nothing runs
-        faults += (RXE_resume() == RXE_NO_START_ONGOING) != (packet->type == END_OF_RUN);
+    if (packet->type != RXE_PACKET_ERROR_LOG) {  // which may be asked for while nothing runs
+        faults += (RXE_resume() == RXE_NO_START_ONGOING) != (packet->type == RXE_PACKET_END_OF_RUN);
         faults += RXE_start() == RXE_OK;
     }
     return 0;
@@ -69,7 +69,7 @@ TEST_F(Threads, StopReturnsWhenTheCallbackIsDone) {
         ASSERT_TRUE(waitForPackets(3));
         ASSERT_EQ(RXE_stop(), RXE_OK);
         EXPECT_FALSE(inCallback);
-        EXPECT_EQ(lastType, END_OF_RUN);
+        EXPECT_EQ(lastType, RXE_PACKET_END_OF_RUN);
         const int seen = packetsSeen;
         std::this_thread::sleep_for(3ms);
         EXPECT_EQ(packetsSeen, seen) << "a packet after the stop";
@@ -80,12 +80,12 @@ TEST_F(Threads, StopReturnsWhenTheCallbackIsDone) {
 
 TEST_F(Threads, StopFromWithinTheCallback) {
     begin("{}", stopsItself);
-    EXPECT_TRUE(eventually([] { return lastType == END_OF_RUN; }));
+    EXPECT_TRUE(eventually([] { return lastType == RXE_PACKET_END_OF_RUN; }));
     EXPECT_EQ(faults, 0);
     EXPECT_EQ(RXE_start(), RXE_OK) << "waits for the callback of the last packet";
     EXPECT_NE(RXE_start(), RXE_OK) << "a second start";
     EXPECT_EQ(RXE_disconnect(), RXE_OK) << "ends the run too";
-    EXPECT_EQ(lastType, END_OF_RUN);
+    EXPECT_EQ(lastType, RXE_PACKET_END_OF_RUN);
 }
 
 TEST_F(Threads, EveryOperationFromEveryThread) {
@@ -100,7 +100,7 @@ TEST_F(Threads, EveryOperationFromEveryThread) {
                 faults += RXE_getParam(RXE_PARAM_OLIO + 1, &record) != RXE_OK;
                 faults += RXE_getErr() != RXE_OK;
                 faults += RXE_resetDb() != RXE_OK;
-                const PACKET_ENABLE_s enable{static_cast<std::uint8_t>(i % 2), 0, 777};
+                const PACKET_ENABLE_s enable{std::uint8_t(i % 2), 0, RXE_PACKET_ID(RXE_PACKET_INV_BEGIN)};
                 faults += set(RXE_PARAM_PACKET_ENABLE, enable) != RXE_OK;
                 const auto log = directory / ("log" + std::to_string(n));
                 faults += RXE_enablePacketLogging(log.c_str()) != RXE_OK;

@@ -62,7 +62,7 @@ const std::tuple<const char*, std::string, std::vector<packet_s>, std::size_t, s
 
 class AccessResults : public RadioTest {
   protected:
-    AccessResults() { deliver(0x0B03, std::string("\x00\x05\x00\x01", 4)); }  // olio 5
+    AccessResults() { deliver(RXE_PACKET_ANTENNA_INFO, std::string("\x00\x05\x00\x01", 4)); }  // olio 5
 
     static void configure(std::string accesses) {
         const bool asMetadata = accesses[0] == '=';
@@ -84,7 +84,7 @@ class AccessResults : public RadioTest {
     static void deliver(const packet_s& packet) {
         ACCESS_INFO_s info{packet.id, packet.result, {}, static_cast<std::uint32_t>(packet.data.size()), {}};
         packet.data.copy(reinterpret_cast<char*>(info.data), sizeof info.data);
-        deliver(0x0B0C, &info, offsetof(ACCESS_INFO_s, data) + packet.data.size());
+        deliver(RXE_PACKET_ACCESS_INFO, &info, offsetof(ACCESS_INFO_s, data) + packet.data.size());
     }
 
     // What joined the tag in the one report that has left.
@@ -115,7 +115,7 @@ TEST_F(AccessResults, Sequences) {
             deliver(packets[i - 1]);
             EXPECT_EQ(joined(), i == leavesAt ? expected : none) << "packet " << i;
         }
-        deliver(0x0B09);
+        deliver(RXE_PACKET_INV_BEGIN);
         EXPECT_EQ(joined(), leavesAt == 0 ? expected : none);
     }
 }
@@ -138,9 +138,9 @@ TEST_F(AccessResults, NameTheTagsError) {
 TEST_F(AccessResults, PacketsThatDoNotFit) {
     configure("t");
     deliver(tagWithEpc("\x30"));
-    deliver(0x0B0C, std::string("\x01\x00\x00\x00\xFF\xFF\xFF\xFF", 8));  // more data than a record holds
+    deliver(RXE_PACKET_ACCESS_INFO, std::string("\x01\x00\x00\x00\xFF\xFF\xFF\xFF", 8));  // too much data
     EXPECT_EQ(joined().size(), 2 * sizeof(ACCESS_INFO_s::data) + 1);
-    deliver(0x0B03, std::string("\xFF\xFF\x00\x01", 4));  // an olio past the table expects nothing
+    deliver(RXE_PACKET_ANTENNA_INFO, std::string("\xFF\xFF\x00\x01", 4));  // an olio past the table
     deliver(tagWithEpc("\x30"));
     engine_double::failOn("RXE_formatPayloadToStruct", -1, 9);
     deliver(packet_s{1});
@@ -157,7 +157,7 @@ TEST_F(AccessResults, OfTagThatTheFilterDropped) {
     deliver(tagWithEpc("\x31"));
     EXPECT_EQ(joined(), "SUCCESS|Not Attempted|");
     deliver(packet_s{1});
-    deliver(0x0B09);
+    deliver(RXE_PACKET_INV_BEGIN);
     EXPECT_TRUE(received(data).empty());
 }
 
@@ -178,10 +178,10 @@ TEST_F(AccessResults, RepeatsOfOneTidAreHeldBack) {
     EXPECT_EQ(reported("A"), with("41"));
     EXPECT_EQ(reported("B"), with("42"));
     EXPECT_EQ(reported("A"), none);
-    deliver(0x0B09);
+    deliver(RXE_PACKET_INV_BEGIN);
     EXPECT_EQ(joined(), none) << "asked again, and still held back";
     ASSERT_EQ(setAddlKeysFilterConfig(false, 0, maxAddlKeysDBSize), 0);
-    deliver(0x0B09);
+    deliver(RXE_PACKET_INV_BEGIN);
     EXPECT_EQ(joined(), with("41"));
     EXPECT_EQ(reported("C"), with("43")) << "memory reads count anew";
 }

@@ -67,21 +67,21 @@ std::string bytes(std::initializer_list<int> values) {
 
 // Type and payload of a packet, topic and payload of the news; a null topic for none.
 // Records are whole whatever the packet's length; types that begin otherwise, end
-// early or are not handled are silent.
+// early or are not handled are silent. A number is a type as a radio sends it.
 const std::tuple<std::uint16_t, std::string, const char*, std::string> newsCases[] = {
     {0x0801, bytes({8, 9, 1}), "start_ack", ""},
-    {0x0801, bytes({8, 8}), nullptr, ""},
+    {RXE_PACKET_END_OF_RUN, bytes({8, 8}), nullptr, ""},
     {0x0810, "ERRLOG x", "err_log", "ERRLOG x"},
-    {0x0810, "ERRLOX x", nullptr, ""},
-    {0x0B81, bytes({1, 2}), "ant_disconnect", bytes({1, 2})},
-    {0x0810, "ERRLO", nullptr, ""},
-    {0x0B0A, "x", nullptr, ""},
-    {0x0A91, "x", "start_info", "x" + std::string(15, '\0')},
-    {0x0B8D, "", "db_warning", std::string(8, '\0')},
-    {0x0B84, bytes({1}), nullptr, ""},
-    {0x0B89, bytes({4}), "pa_failure", bytes({4})},
-    {0x0B8E, "x", "db_error", ""},
-    {0x0B83, "", "amb_temp_crit", ""}};
+    {RXE_PACKET_ERROR_LOG, "ERRLOX x", nullptr, ""},
+    {RXE_PACKET_ANT_DISCONNECT_ALARM, bytes({1, 2}), "ant_disconnect", bytes({1, 2})},
+    {RXE_PACKET_ERROR_LOG, "ERRLO", nullptr, ""},
+    {RXE_PACKET_INV_END, "x", nullptr, ""},
+    {RXE_PACKET_START_INFO3, "x", "start_info", "x" + std::string(15, '\0')},
+    {RXE_PACKET_DB_WARNING, "", "db_warning", std::string(8, '\0')},
+    {RXE_PACKET_AMB_TEMP_LO_ALARM, bytes({1}), nullptr, ""},
+    {RXE_PACKET_FWD_PWR_LO_ALARM, bytes({4}), "pa_failure", bytes({4})},
+    {RXE_PACKET_DB_ERROR, "x", "db_error", ""},
+    {RXE_PACKET_AMB_TEMP_CRIT_ALARM, "", "amb_temp_crit", ""}};
 
 TEST_F(RadioDispatch, NewsForTheMainThread) {
     std::uint64_t packets = packetRxCount;
@@ -101,10 +101,10 @@ TEST_F(RadioDispatch, EndOfRunFlushesAndTellsTheStop) {
     received(data);
     received(lines);
     send_tag_data_message("open", false, false);
-    deliver(0x0B08, bytes({2}));  // too short to be read
-    deliver(0x0B08, bytes({2, 7}));
-    deliver(0x0B08, bytes({255, 0}));
-    deliver(0x0801, bytes({8, 9}));
+    deliver(RXE_PACKET_GPIO_INFO, bytes({2}));  // too short to be read
+    deliver(RXE_PACKET_GPIO_INFO, bytes({2, 7}));
+    deliver(RXE_PACKET_GPIO_INFO, bytes({255, 0}));
+    deliver(RXE_PACKET_END_OF_RUN, bytes({8, 9}));
     EXPECT_EQ(received(data), (std::vector<message_t>{{"open", ""}}));
     std::string told;
     for (const message_t& message : received(lines)) {
@@ -118,14 +118,14 @@ TEST_F(RadioDispatch, EndOfRunFlushesAndTellsTheStop) {
 // The next tag, an end of run, a carrier, whatever its packet holds, and an
 // inventory complete it.
 const std::tuple<std::uint16_t, std::string, bool> completingCases[] = {
-    {0x0806, "", true},
-    {0x0A91, "", true},
-    {0x0B04, std::string(8, '\0'), true},
-    {0x0B04, std::string(7, '\0'), true},
-    {0x0B09, "", true},
-    {0x0B01, "", false},
-    {0x0B03, std::string(4, '\0'), false},
-    {0x0B81, bytes({0, 1}), false},
+    {RXE_PACKET_TAG_INFO_SHORT, "", true},
+    {RXE_PACKET_START_INFO3, "", true},
+    {RXE_PACKET_CW_ON, std::string(8, '\0'), true},
+    {RXE_PACKET_CW_ON, std::string(7, '\0'), true},
+    {RXE_PACKET_INV_BEGIN, "", true},
+    {RXE_PACKET_CMD_ONGOING, "", false},
+    {RXE_PACKET_ANTENNA_INFO, std::string(4, '\0'), false},
+    {RXE_PACKET_ANT_DISCONNECT_ALARM, bytes({0, 1}), false},
 };
 
 TEST_F(RadioDispatch, PendingReportIsCompletedOnce) {
@@ -134,21 +134,21 @@ TEST_F(RadioDispatch, PendingReportIsCompletedOnce) {
         leavePendingReport();
         deliver(type, payload);
         EXPECT_EQ(received(data).size(), completes ? 1U : 0U);
-        deliver(0x0B09);  // completes what is left
-        deliver(0x0B09);
-        EXPECT_EQ(received(data).size(), completes && type != 0x0806 ? 0U : 1U);
+        deliver(RXE_PACKET_INV_BEGIN);  // completes what is left
+        deliver(RXE_PACKET_INV_BEGIN);
+        EXPECT_EQ(received(data).size(), completes && type != RXE_PACKET_TAG_INFO_SHORT ? 0U : 1U);
     }
 }
 
 TEST_F(RadioDispatch, ReportKeepsWhereItsTagWasSeen) {
-    deliver(0x0B03, bytes({0, 9, 0x01, 0x02}));
-    deliver(0x0B03, bytes({0, 9, 3}));  // too short: changes nothing
-    deliver(0x0B04, bytes({0, 0, 0, 0, 0x00, 0x0D, 0xC6, 0x5E}));
+    deliver(RXE_PACKET_ANTENNA_INFO, bytes({0, 9, 0x01, 0x02}));
+    deliver(RXE_PACKET_ANTENNA_INFO, bytes({0, 9, 3}));  // too short: changes nothing
+    deliver(RXE_PACKET_CW_ON, bytes({0, 0, 0, 0, 0x00, 0x0D, 0xC6, 0x5E}));
     leavePendingReport();
-    deliver(0x0B04, bytes({0, 0, 0, 0, 0, 0, 0, 1}));
+    deliver(RXE_PACKET_CW_ON, bytes({0, 0, 0, 0, 0, 0, 0, 1}));
     EXPECT_TRUE(dataOf().starts_with(R"({"antenna":258,"channel":902.75,)"));
     leavePendingReport();
-    deliver(0x0B09);
+    deliver(RXE_PACKET_INV_BEGIN);
     EXPECT_TRUE(dataOf().starts_with(R"({"antenna":258,"channel":0.001,)"));
 }
 
@@ -162,7 +162,7 @@ TEST_F(RadioDispatch, CountsReadsByAntenna) {
         {"QDX4400", 5897, 0x0805}, {"QDX4400", 5897, 0x0805}};
     for (const auto& [model, antenna, type] : reads) {
         modelName = model;
-        deliver(0x0B03, bytes({0, 0, antenna >> 8, antenna & 0xFF}));
+        deliver(RXE_PACKET_ANTENNA_INFO, bytes({0, 0, antenna >> 8, antenna & 0xFF}));
         deliver(type, "x");
     }
     EXPECT_EQ(tagReadCountPerAnt[0], 1U);
@@ -214,12 +214,12 @@ TEST_F(RadioTest, BatchByTheMeasuredRate) {
 // whether the radio thread has ticked since.
 TEST_F(RadioTest, StatusPacketFlushesOnceForEachTick) {
     run("13x t");
-    deliver(0x0B01);
+    deliver(RXE_PACKET_CMD_ONGOING);
     run("9");
-    deliver(0x0B01);
+    deliver(RXE_PACKET_CMD_ONGOING);
     EXPECT_EQ(sent(data), "") << "no tick since the last look";
     run("t");
-    deliver(0x0B01);
+    deliver(RXE_PACKET_CMD_ONGOING);
     EXPECT_EQ(sent(data), "9+0 ");
 }
 

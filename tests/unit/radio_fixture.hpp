@@ -74,7 +74,9 @@ class RadioTest : public testing::Test {
     static void deliver(std::uint16_t type, const std::string& payload = {}) {
         deliver(type, payload.data(), payload.size());
     }
-    static void deliver(const TAG_INFO_s& tag) { deliver(0x0805, &tag, offsetof(TAG_INFO_s, reserved314)); }
+    static void deliver(const TAG_INFO_s& tag) {
+        deliver(RXE_PACKET_TAG_INFO_CUSTOM, &tag, offsetof(TAG_INFO_s, reserved314));
+    }
 
     static TAG_INFO_s tagWithEpc(std::string_view epc) {
         TAG_INFO_s tag{};

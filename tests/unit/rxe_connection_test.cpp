@@ -174,8 +174,8 @@ TEST(RxeConnection, TheRadioIsAskedOnlyWhenItIsSilent) {
     EXPECT_FALSE(RXE_still_connected);
 
     engine_double::clearCalls();
-    engine_double::deliver(770 ^ RXE_PACKET_TYPE_XOR, {});
-    engine_double::deliver(770 ^ RXE_PACKET_TYPE_XOR, {});
+    engine_double::deliver(RXE_PACKET_STATUS, {});
+    engine_double::deliver(RXE_PACKET_STATUS, {});
     EXPECT_TRUE(check_RXE_connection());
     EXPECT_TRUE(RXE_still_connected);
     EXPECT_TRUE(engine_double::calls().empty());

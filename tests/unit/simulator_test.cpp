@@ -136,7 +136,7 @@ TEST(SimulatorPacket, PayloadBytes) {
     auto* const packet = reinterpret_cast<RXE_packet_s*>(buffer);
     for (const auto& [id, azimuth, elevation, expected] : cases) {
         buildTagPacket(id, azimuth, elevation, packet);
-        EXPECT_EQ(packet->type, 0x0805);
+        EXPECT_EQ(packet->type, RXE_PACKET_TAG_INFO_CUSTOM);
         std::string payload;
         appendHex(packet->payload, packet->length, &payload);
         EXPECT_EQ(payload, removeSelectChar(expected, ' '));

@@ -21,8 +21,8 @@ class TagReport : public RadioTest {
   protected:
     TagReport() {
         setenv("TZ", "UTC", 1);
-        deliver(0x0B03, std::string("\x00\x01\x00\x02", 4));                  // olio 1, antenna 2
-        deliver(0x0B04, std::string("\x00\x00\x00\x00\x00\x0D\xC6\x5E", 8));  // 902750 kHz
+        deliver(RXE_PACKET_ANTENNA_INFO, std::string("\x00\x01\x00\x02", 4));           // olio 1, antenna 2
+        deliver(RXE_PACKET_CW_ON, std::string("\x00\x00\x00\x00\x00\x0D\xC6\x5E", 8));  // 902750 kHz
     }
 
     // A tag with every field of the packet.
@@ -49,7 +49,7 @@ class TagReport : public RadioTest {
     // Delivers a tag at a fixed time of day: 2023-11-14T22:13:20.987654 UTC.
     static void read(const TAG_INFO_s& tag) {
         constexpr std::uint16_t size = offsetof(TAG_INFO_s, reserved314);
-        const RXE_packet_s head{.type = 0x0805, .length = size};
+        const RXE_packet_s head{.type = RXE_PACKET_TAG_INFO_CUSTOM, .length = size};
         std::string packet(reinterpret_cast<const char*>(&head), sizeof head);
         packet.append(reinterpret_cast<const char*>(&tag), size);
         publishReportPlan();
@@ -128,7 +128,7 @@ TEST_F(TagReport, TextThatIsNoUtf8DropsTheReport) {
         read(fullTag());
         EXPECT_EQ(received(data).size(), leaves ? 1U : 0U);
         EXPECT_TRUE(leaves || received(news).at(0).at(1).starts_with("Tag report dropped: "));
-        deliver(0x0B09);
+        deliver(RXE_PACKET_INV_BEGIN);
         EXPECT_TRUE(received(data).empty()) << "nothing stays pending";
     }
 }
@@ -234,18 +234,18 @@ TEST_F(TagReport, HeatMapCompletesTheReport) {
     const std::string map = R"({"data":{"HEATMAP":[{"az":0,"el":0,"pol":"LHCP","rssi":-50.5},{"az":)" +
                             json(beam_to_az(425)).dump() + R"(,"el":)" + json(beam_to_el(425)).dump() +
                             R"(,"pol":"UNDEFINED","rssi":-61.25}])";
-    deliver(0x0A8E, &levels, sizeof levels);
+    deliver(RXE_PACKET_PARALLEL_RSSI_DEBUG, &levels, sizeof levels);
     EXPECT_EQ(onlyFrame(), map + "}}") << "nothing pending: the map alone";
     for (int i = 0; i < 2; ++i) {
         read(tagWithEpc("\x01"));
         EXPECT_TRUE(received(data).empty());
-        deliver(0x0A8E, &levels, sizeof levels);
+        deliver(RXE_PACKET_PARALLEL_RSSI_DEBUG, &levels, sizeof levels);
         EXPECT_EQ(onlyFrame().rfind(map + R"(,"eventNum":)" + std::to_string(i), 0), 0U);
-        deliver(0x0A8E, std::string(4, '\0'));
+        deliver(RXE_PACKET_PARALLEL_RSSI_DEBUG, std::string(4, '\0'));
         EXPECT_EQ(onlyFrame(), R"({"data":{"HEATMAP":null}})");
     }
     levels.count = 4000000000;  // more than the record holds
-    deliver(0x0A8E, &levels, sizeof levels);
+    deliver(RXE_PACKET_PARALLEL_RSSI_DEBUG, &levels, sizeof levels);
     EXPECT_EQ(json::parse(onlyFrame())["data"]["HEATMAP"].size(), 160U);
 }
 
@@ -254,7 +254,7 @@ TEST_F(TagReport, UndecodablePackets) {
     read(fullTag());
     received(data);
     engine_double::failOn("RXE_formatPayloadToStruct", -1, 9);
-    deliver(0x0A8E, "x");
+    deliver(RXE_PACKET_PARALLEL_RSSI_DEBUG, "x");
     EXPECT_EQ(onlyFrame(), "{}");
     read(fullTag());
     EXPECT_EQ(received(news), (std::vector<message_t>{{"error", "Error parsing tag info packet"}}));

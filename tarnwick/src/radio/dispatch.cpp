@@ -164,31 +164,31 @@ void forwardTopic(RXE_packet_s*, const packet_row_s& row) {
 
 // Ascending by type.
 constexpr std::array packetRows{
-    packet_row_s{0x0801, 2, onRunEnded, "start_ack"},
-    packet_row_s{0x0805, 0, onTagPacket, ""},  // TAG_INFO_CUSTOM
-    packet_row_s{0x0806, 0, onTagPacket, ""},  // TAG_INFO_SHORT
-    packet_row_s{0x0807, 0, onTagPacket, ""},  // TAG_INFO_LONG
-    packet_row_s{0x0808, 0, onTagPacket, ""},  // TAG_INFO_COMPLETE
-    packet_row_s{0x0810, 6, onErrorLog, "err_log"},
-    packet_row_s{0x0A8E, 0, onParallelRssi, ""},                       // PARALLEL_RSSI_DEBUG
-    packet_row_s{0x0A91, 0, onStartInfo, "start_info"},                // START_INFO3
-    packet_row_s{0x0B01, 0, onCommandOngoing, ""},                     // CMD_ONGOING
-    packet_row_s{0x0B03, 4, onAntennaInfo, ""},                        // ANTENNA_INFO
-    packet_row_s{0x0B04, 0, onCarrierOn, ""},                          // CW_ON
-    packet_row_s{0x0B08, 2, onGpioInfo, ""},                           // GPIO_INFO
-    packet_row_s{0x0B09, 0, onInventoryBegin, ""},                     // INV_BEGIN
-    packet_row_s{0x0B0C, 0, onAccessInfo, ""},                         // ACCESS_INFO
-    packet_row_s{0x0B81, 0, forwardPayload, "ant_disconnect"},         // ANT_DISCONNECT_ALARM
-    packet_row_s{0x0B82, 0, forwardPayload, "amb_temp_hi"},            // AMB_TEMP_HI_ALARM
-    packet_row_s{0x0B83, 0, forwardPayload, "amb_temp_crit"},          // AMB_TEMP_CRIT_ALARM
-    packet_row_s{0x0B85, 0, forwardPayload, "pa_temp_hi"},             // PA_TEMP_HI_ALARM
-    packet_row_s{0x0B86, 0, forwardPayload, "pa_temp_crit"},           // PA_TEMP_CRIT_ALARM
-    packet_row_s{0x0B88, 0, forwardPayload, "pa_failure"},             // FWD_PWR_HI_ALARM
-    packet_row_s{0x0B89, 0, forwardPayload, "pa_failure"},             // FWD_PWR_LO_ALARM
-    packet_row_s{0x0B8D, 0, sendDecoded<DB_WARNING_s>, "db_warning"},  // DB_WARNING
-    packet_row_s{0x0B8E, 0, forwardTopic, "db_error"},                 // DB_ERROR
-    packet_row_s{0x0B91, 0, forwardPayload, "ant_connect"},            // ANT_CONNECT_ALARM
-    packet_row_s{0x0BFF, 0, forwardPayload, "api_error"},              // API_ERROR
+    packet_row_s{RXE_PACKET_END_OF_RUN, 2, onRunEnded, "start_ack"},
+    packet_row_s{RXE_PACKET_TAG_INFO_CUSTOM, 0, onTagPacket, ""},
+    packet_row_s{RXE_PACKET_TAG_INFO_SHORT, 0, onTagPacket, ""},
+    packet_row_s{RXE_PACKET_TAG_INFO_LONG, 0, onTagPacket, ""},
+    packet_row_s{RXE_PACKET_TAG_INFO_COMPLETE, 0, onTagPacket, ""},
+    packet_row_s{RXE_PACKET_ERROR_LOG, 6, onErrorLog, "err_log"},
+    packet_row_s{RXE_PACKET_PARALLEL_RSSI_DEBUG, 0, onParallelRssi, ""},
+    packet_row_s{RXE_PACKET_START_INFO3, 0, onStartInfo, "start_info"},
+    packet_row_s{RXE_PACKET_CMD_ONGOING, 0, onCommandOngoing, ""},
+    packet_row_s{RXE_PACKET_ANTENNA_INFO, 4, onAntennaInfo, ""},
+    packet_row_s{RXE_PACKET_CW_ON, 0, onCarrierOn, ""},
+    packet_row_s{RXE_PACKET_GPIO_INFO, 2, onGpioInfo, ""},
+    packet_row_s{RXE_PACKET_INV_BEGIN, 0, onInventoryBegin, ""},
+    packet_row_s{RXE_PACKET_ACCESS_INFO, 0, onAccessInfo, ""},
+    packet_row_s{RXE_PACKET_ANT_DISCONNECT_ALARM, 0, forwardPayload, "ant_disconnect"},
+    packet_row_s{RXE_PACKET_AMB_TEMP_HI_ALARM, 0, forwardPayload, "amb_temp_hi"},
+    packet_row_s{RXE_PACKET_AMB_TEMP_CRIT_ALARM, 0, forwardPayload, "amb_temp_crit"},
+    packet_row_s{RXE_PACKET_PA_TEMP_HI_ALARM, 0, forwardPayload, "pa_temp_hi"},
+    packet_row_s{RXE_PACKET_PA_TEMP_CRIT_ALARM, 0, forwardPayload, "pa_temp_crit"},
+    packet_row_s{RXE_PACKET_FWD_PWR_HI_ALARM, 0, forwardPayload, "pa_failure"},
+    packet_row_s{RXE_PACKET_FWD_PWR_LO_ALARM, 0, forwardPayload, "pa_failure"},
+    packet_row_s{RXE_PACKET_DB_WARNING, 0, sendDecoded<DB_WARNING_s>, "db_warning"},
+    packet_row_s{RXE_PACKET_DB_ERROR, 0, forwardTopic, "db_error"},
+    packet_row_s{RXE_PACKET_ANT_CONNECT_ALARM, 0, forwardPayload, "ant_connect"},
+    packet_row_s{RXE_PACKET_API_ERROR, 0, forwardPayload, "api_error"},
 };
 static_assert(std::ranges::adjacent_find(packetRows, std::ranges::greater_equal{}, &packet_row_s::type) ==
               packetRows.end());
@@ -234,7 +234,7 @@ int processMessage(RXE_packet_s* packet) {
     const packet_row_s* row = rowOf(packet->type);
     if (row == nullptr) {
         // The number is the id of the packet table.
-        logDebug("radio", " got packet in radio thread: type: ", packet->type ^ RXE_PACKET_TYPE_XOR);
+        logDebug("radio", " got packet in radio thread: type: ", RXE_PACKET_ID(packet->type));
         return 0;
     }
     if (packet->length >= row->minLength) {

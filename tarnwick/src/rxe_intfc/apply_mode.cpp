@@ -142,16 +142,13 @@ int writeInventoryParams(apply_context_s* my) {
 
 // ------------------------------------------------------------------- packet types
 
-constexpr std::uint16_t accessInfoPacket = 780;
-constexpr std::uint16_t cwOnPacket = 772;
-constexpr std::uint16_t parallelRssiPacket = 654;
-
-RXE_API_STATUS switchPacketType(std::uint16_t id, bool enable) {
+RXE_API_STATUS switchPacketType(std::uint16_t type, bool enable) {
+    const std::uint16_t id = RXE_PACKET_ID(type);
     return enable ? enablePacketType(id) : disablePacketType(id);
 }
 
 int switchAccessReports(apply_context_s* my) {
-    switchPacketType(accessInfoPacket, !my->accesses.empty());
+    switchPacketType(RXE_PACKET_ACCESS_INFO, !my->accesses.empty());
     return 0;
 }
 
@@ -217,7 +214,7 @@ int writeCustomFields(apply_context_s* my) {
 }
 
 int switchChannelReports(apply_context_s* my) {
-    return engineFailure(my, -12, switchPacketType(cwOnPacket, isReportChannelEnabled()),
+    return engineFailure(my, -12, switchPacketType(RXE_PACKET_CW_ON, isReportChannelEnabled()),
                          "channel reporting error");
 }
 
@@ -229,7 +226,7 @@ int writeArrayReader(apply_context_s* my) {
     if (!thisModel().arrayReader) {
         return 0;
     }
-    const RXE_API_STATUS status = switchPacketType(parallelRssiPacket, isReportHeatmapEnabled());
+    const RXE_API_STATUS status = switchPacketType(RXE_PACKET_PARALLEL_RSSI_DEBUG, isReportHeatmapEnabled());
     if (status != RXE_OK) {
         return engineFailure(my, -13, status, "parallel rssi debug error");
     }

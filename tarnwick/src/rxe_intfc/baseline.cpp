@@ -18,21 +18,21 @@ using rxe_intfc::unit;
 // Packets that alarms, events, the heartbeat and every report need, in the
 // order in which they are enabled.
 constexpr std::uint16_t basePackets[] = {
-    897,  // ANT_DISCONNECT_ALARM
-    913,  // ANT_CONNECT_ALARM
-    898,  // AMB_TEMP_HI_ALARM
-    899,  // AMB_TEMP_CRIT_ALARM
-    901,  // PA_TEMP_HI_ALARM
-    902,  // PA_TEMP_CRIT_ALARM
-    904,  // FWD_PWR_HI_ALARM
-    905,  // FWD_PWR_LO_ALARM
-    771,  // ANTENNA_INFO
-    776,  // GPIO_INFO
-    909,  // DB_WARNING
-    910,  // DB_ERROR
-    657,  // START_INFO3
-    769,  // CMD_ONGOING
-    777,  // INV_BEGIN
+    RXE_PACKET_ANT_DISCONNECT_ALARM,
+    RXE_PACKET_ANT_CONNECT_ALARM,
+    RXE_PACKET_AMB_TEMP_HI_ALARM,
+    RXE_PACKET_AMB_TEMP_CRIT_ALARM,
+    RXE_PACKET_PA_TEMP_HI_ALARM,
+    RXE_PACKET_PA_TEMP_CRIT_ALARM,
+    RXE_PACKET_FWD_PWR_HI_ALARM,
+    RXE_PACKET_FWD_PWR_LO_ALARM,
+    RXE_PACKET_ANTENNA_INFO,
+    RXE_PACKET_GPIO_INFO,
+    RXE_PACKET_DB_WARNING,
+    RXE_PACKET_DB_ERROR,
+    RXE_PACKET_START_INFO3,
+    RXE_PACKET_CMD_ONGOING,
+    RXE_PACKET_INV_BEGIN,
 };
 
 // Of a full baseline only.
@@ -43,8 +43,8 @@ RXE_API_STATUS setBaseFields() {
 }
 
 RXE_API_STATUS enableBasePackets() {
-    for (const std::uint16_t id : basePackets) {
-        if (const RXE_API_STATUS status = enablePacketType(id); status != RXE_OK) {
+    for (const std::uint16_t type : basePackets) {
+        if (const RXE_API_STATUS status = enablePacketType(RXE_PACKET_ID(type)); status != RXE_OK) {
             return status;
         }
     }

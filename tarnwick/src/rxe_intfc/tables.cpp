@@ -4,75 +4,97 @@
 
 #include "rxe_intfc.hpp"
 
+namespace {
+
+// A name is that of its enumerator, so that no row can have another one's number.
+#define ROW(type) \
+    { #type, RXE_PACKET_ID(RXE_PACKET_##type), false }
+constexpr auto packetTypes = std::to_array<packet_name_s>({
+    ROW(TAG_INFO_CUSTOM),
+    ROW(TAG_INFO_SHORT),
+    ROW(TAG_INFO_LONG),
+    ROW(TAG_INFO_COMPLETE),
+    ROW(START_INFO),
+    ROW(ECHO_DEBUG),
+    ROW(ECHO_AAR_DEBUG),
+    ROW(SINGFRAME_INFO),
+    ROW(AUTOMAC_DEBUG),
+    ROW(START_INFO2),
+    ROW(START_INFO3),
+    ROW(GET_SA),
+    ROW(GET_LBT),
+    ROW(EVT_LP_UPDATE),
+    ROW(DUTY_CYCLE_DEBUG),
+    ROW(PARALLEL_RSSI_DEBUG),
+    ROW(FW_REV_AAR),
+    ROW(PORTAL_DEBUG),
+    ROW(ANT_CHECK_CONNECT),
+    ROW(ANT_CHECK_CW_ON),
+    ROW(ANT_CHECK_ANT_INFO),
+    ROW(CMD_ONGOING),
+    ROW(STATUS),
+    ROW(ANTENNA_INFO),
+    ROW(CW_ON),
+    ROW(CW_OFF),
+    ROW(CW_OFF_TIMED),
+    ROW(RET_LOSS),
+    ROW(GPIO_INFO),
+    ROW(INV_BEGIN),
+    ROW(INV_END),
+    ROW(ACCESS_INFO),
+    ROW(ACCESS_CRITERIA_INFO),
+    ROW(ANTENNA_TIMED_INFO),
+    ROW(CW_ON_TIMED),
+    ROW(TAG_CRC_ERROR),
+    ROW(AAR_INFO),
+    ROW(NXP_EAS_ALARM),
+    ROW(CHAN_PWR_LMT),
+    ROW(IMMED),
+    ROW(ANT_DISCONNECT_ALARM),
+    ROW(ANT_CONNECT_ALARM),
+    ROW(AMB_TEMP_HI_ALARM),
+    ROW(AMB_TEMP_CRIT_ALARM),
+    ROW(AMB_TEMP_LO_ALARM),
+    ROW(PA_TEMP_HI_ALARM),
+    ROW(PA_TEMP_CRIT_ALARM),
+    ROW(PA_TEMP_LO_ALARM),
+    ROW(FWD_PWR_HI_ALARM),
+    ROW(FWD_PWR_LO_ALARM),
+    ROW(REV_PWR_HI_ALARM),
+    ROW(ECHO_THRESH_ALARM),
+    ROW(LMAC_ERROR),
+    ROW(DB_WARNING),
+    ROW(DB_ERROR),
+    ROW(ACCESS_DSBL_ALARM),
+    ROW(OVER_TEMP_PROT_ALARM),
+    ROW(PLL_LOCK_ALARM),
+    ROW(SPI_FLASH_ERROR),
+    ROW(FWD_PWR_ERR),
+    ROW(REV_PWR_ERR),
+    ROW(PPI_ERR),
+    ROW(PPI_TEST_ERR),
+    ROW(RESTART),
+    ROW(SERIAL_OVFL),
+    ROW(API_ERROR),
+});
+#undef ROW
+
+constexpr bool hasBit(const packet_name_s& row) {
+    return row.id != 0 && row.id < RXE_PACKET_BIT_WORDS * 32;
+}
+constexpr bool standsOnce(const packet_name_s& row) {
+    return std::ranges::count(packetTypes, row.id, &packet_name_s::id) == 1;
+}
+static_assert(std::ranges::all_of(packetTypes, hasBit), "each type can be enabled");
+static_assert(std::ranges::all_of(packetTypes, standsOnce), "each type has one name");
+
 // The `enabled` words are written by packets.cpp.
-constinit std::array<packet_name_s, nPackets> packet_names{{
-    {"TAG_INFO_CUSTOM", 5, false},
-    {"TAG_INFO_SHORT", 6, false},
-    {"TAG_INFO_LONG", 7, false},
-    {"TAG_INFO_COMPLETE", 8, false},
-    {"START_INFO", 641, false},
-    {"ECHO_DEBUG", 642, false},
-    {"ECHO_AAR_DEBUG", 656, false},
-    {"SINGFRAME_INFO", 643, false},
-    {"AUTOMAC_DEBUG", 644, false},
-    {"START_INFO2", 646, false},
-    {"START_INFO3", 657, false},
-    {"GET_SA", 648, false},
-    {"GET_LBT", 649, false},
-    {"EVT_LP_UPDATE", 650, false},
-    {"DUTY_CYCLE_DEBUG", 651, false},
-    {"PARALLEL_RSSI_DEBUG", 654, false},
-    {"FW_REV_AAR", 658, false},
-    {"PORTAL_DEBUG", 659, false},
-    {"ANT_CHECK_CONNECT", 661, false},
-    {"ANT_CHECK_CW_ON", 662, false},
-    {"ANT_CHECK_ANT_INFO", 663, false},
-    {"CMD_ONGOING", 769, false},
-    {"STATUS", 770, false},
-    {"ANTENNA_INFO", 771, false},
-    {"CW_ON", 772, false},
-    {"CW_OFF", 773, false},
-    {"CW_OFF_TIMED", 774, false},
-    {"RET_LOSS", 775, false},
-    {"GPIO_INFO", 776, false},
-    {"INV_BEGIN", 777, false},
-    {"INV_END", 778, false},
-    {"ACCESS_INFO", 780, false},
-    {"ACCESS_CRITERIA_INFO", 781, false},
-    {"ANTENNA_TIMED_INFO", 782, false},
-    {"CW_ON_TIMED", 783, false},
-    {"TAG_CRC_ERROR", 784, false},
-    {"AAR_INFO", 785, false},
-    {"NXP_EAS_ALARM", 786, false},
-    {"CHAN_PWR_LMT", 787, false},
-    {"IMMED", 788, false},
-    {"ANT_DISCONNECT_ALARM", 897, false},
-    {"ANT_CONNECT_ALARM", 913, false},
-    {"AMB_TEMP_HI_ALARM", 898, false},
-    {"AMB_TEMP_CRIT_ALARM", 899, false},
-    {"AMB_TEMP_LO_ALARM", 900, false},
-    {"PA_TEMP_HI_ALARM", 901, false},
-    {"PA_TEMP_CRIT_ALARM", 902, false},
-    {"PA_TEMP_LO_ALARM", 903, false},
-    {"FWD_PWR_HI_ALARM", 904, false},
-    {"FWD_PWR_LO_ALARM", 905, false},
-    {"REV_PWR_HI_ALARM", 906, false},
-    {"ECHO_THRESH_ALARM", 907, false},
-    {"LMAC_ERROR", 908, false},
-    {"DB_WARNING", 909, false},
-    {"DB_ERROR", 910, false},
-    {"ACCESS_DSBL_ALARM", 911, false},
-    {"OVER_TEMP_PROT_ALARM", 912, false},
-    {"PLL_LOCK_ALARM", 914, false},
-    {"SPI_FLASH_ERROR", 915, false},
-    {"FWD_PWR_ERR", 916, false},
-    {"REV_PWR_ERR", 917, false},
-    {"PPI_ERR", 918, false},
-    {"PPI_TEST_ERR", 919, false},
-    {"RESTART", 920, false},
-    {"SERIAL_OVFL", 1021, false},
-    {"API_ERROR", 1023, false},
-}};
+constinit auto rememberedTypes = packetTypes;
+
+}  // namespace
+
+constinit const std::size_t nPackets = packetTypes.size();
+constinit const std::span<packet_name_s> packet_names = rememberedTypes;
 
 constexpr std::array<custom_field_name_s, nCustomFields> custom_field_names{{
     {"EPC", RXE_FIELD_EPC},
