@@ -241,6 +241,17 @@ enum {
     RXE_FIELD_LOCATION = 0x80000,
 };
 
+/* Link profiles: the numbers that `linkProfileIndex` of an olio may have, ascending.
+ * What a number means (forward link, link frequency, coding of the tag) is the radio's
+ * own. */
+static const uint16_t RXE_LINK_PROFILES[] = {
+    3,   4,   5,    6,    101,  102,  107,  108,  111,  112,  113,  114,  201,  202,  207,  208,  211,
+    212, 213, 214,  301,  302,  307,  308,  311,  312,  313,  314,  401,  402,  407,  408,  411,  412,
+    413, 414, 501,  502,  507,  508,  511,  512,  513,  514,  601,  602,  607,  608,  611,  612,  613,
+    614, 707, 708,  711,  712,  713,  714,  807,  808,  811,  812,  813,  814,  907,  908,  911,  912,
+    913, 914, 1007, 1008, 1011, 1012, 1013, 1014, 1417, 1418, 1519, 1520, 1617, 1619, 1717, 1719,
+};
+
 /* RXE_PARAM_PACKET_ENABLE: report packets of one type, or not. */
 typedef struct {
     uint8_t enable;

@@ -3,6 +3,9 @@
 
 #include <algorithm>
 #include <array>
+#include <iterator>
+
+#include "rxe.h"
 
 namespace rxe {
 namespace {
@@ -49,13 +52,6 @@ struct chosen_s {
 constexpr std::array chosen{chosen_s{0, USUAL_PROFILE}, chosen_s{3, 508}, chosen_s{4, 814}, chosen_s{5, 913},
                             chosen_s{6, 201}};
 
-constexpr std::array<std::uint16_t, 84> known{
-    3,   4,   5,    6,    101,  102,  107,  108,  111,  112,  113,  114,  201,  202,  207,  208, 211,
-    212, 213, 214,  301,  302,  307,  308,  311,  312,  313,  314,  401,  402,  407,  408,  411, 412,
-    413, 414, 501,  502,  507,  508,  511,  512,  513,  514,  601,  602,  607,  608,  611,  612, 613,
-    614, 707, 708,  711,  712,  713,  714,  807,  808,  811,  812,  813,  814,  907,  908,  911, 912,
-    913, 914, 1007, 1008, 1011, 1012, 1013, 1014, 1417, 1418, 1519, 1520, 1617, 1619, 1717, 1719};
-
 struct sensitivity_s {
     unsigned miller;
     double dbm;
@@ -71,7 +67,7 @@ const auto& rowOf(const Rows& rows, Key key, Member member) {
 }  // namespace
 
 bool isLinkProfile(std::uint16_t id) {
-    return std::ranges::binary_search(known, id);
+    return std::ranges::find(RXE_LINK_PROFILES, id) != std::end(RXE_LINK_PROFILES);
 }
 
 link_s linkOf(std::uint16_t id) {

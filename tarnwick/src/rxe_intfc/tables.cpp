@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The engine's names: packet types, tag fields, link profiles.
 #include <algorithm>
+#include <iterator>
 
 #include "rxe_intfc.hpp"
 
@@ -112,17 +113,7 @@ constexpr std::array<custom_field_name_s, nCustomFields> custom_field_names{{
     {"LOCATION", RXE_FIELD_LOCATION},
 }};
 
-const std::vector<std::uint16_t> RXEValidLPs{
-    3,    4,    5,    6,    101,  102,  107,  108,  111,  112,  113,  114,   //
-    201,  202,  207,  208,  211,  212,  213,  214,                           //
-    301,  302,  307,  308,  311,  312,  313,  314,                           //
-    401,  402,  407,  408,  411,  412,  413,  414,                           //
-    501,  502,  507,  508,  511,  512,  513,  514,                           //
-    601,  602,  607,  608,  611,  612,  613,  614,                           //
-    707,  708,  711,  712,  713,  714,  807,  808,  811,  812,  813,  814,   //
-    907,  908,  911,  912,  913,  914,  1007, 1008, 1011, 1012, 1013, 1014,  //
-    1417, 1418, 1519, 1520, 1617, 1619, 1717, 1719,
-};
+const std::vector<std::uint16_t> RXEValidLPs(std::begin(RXE_LINK_PROFILES), std::end(RXE_LINK_PROFILES));
 
 packet_name_s* findPacket(std::uint16_t id) {
     const auto row = std::find_if(packet_names.begin(), packet_names.end(),
