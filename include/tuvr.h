@@ -1,5 +1,11 @@
 /* SPDX-License-Identifier: MIT */
-/* The EPC URI library, libtuvr.so. */
+/* The EPC URI library, libtuvr.so: the URIs of an EPC, as the GS1 EPC Tag Data Standard
+ * defines them (section 6 the pure identity, section 12 the tag URI). The maker of such
+ * a library needs this header and nothing else of the daemon.
+ *
+ * The daemon calls it for each tag that it reports while the mode asks for a URI, on the
+ * thread that delivers the reads of the radio. So a call must not wait, and should not
+ * allocate. It may come from any thread, and from several at the same time. */
 #ifndef TARNWICK_TUVR_H
 #define TARNWICK_TUVR_H
 
@@ -7,15 +13,21 @@
 extern "C" {
 #endif
 
-/* Writes the EPC tag URI ("urn:epc:tag:...") or the pure identity URI
- * ("urn:epc:id:...") of an EPC (GS1 EPC Tag Data Standard, section 12).
+/* Writes the EPC tag URI, "urn:epc:tag:sgtin-96:3.0614141.812345.6789", or the pure
+ * identity URI, "urn:epc:id:sgtin:0614141.812345.6789", of an EPC.
  *
- * hex:    the EPC as NUL-terminated hexadecimal text, either case, two digits
- *         a byte.
- * size:   bytes that buffer can hold, the terminating NUL included.
- * buffer: receives the NUL-terminated URI; untouched on failure.
+ *   3074257BF7194E4000001A85  is the EPC of both examples
  *
- * Returns 0, or a non-zero code that tells the kind of failure. Any thread. */
+ * hex:    the EPC as NUL-terminated hexadecimal text, either case, two digits a byte,
+ *         most significant byte first. The header of the EPC tells its scheme. Bits
+ *         behind those of the scheme are passed over, because a tag sends whole words.
+ * size:   bytes that buffer can hold, the terminating NUL included. The daemon gives
+ *         1024.
+ * buffer: receives the NUL-terminated URI. Owned by the caller, untouched on failure.
+ *
+ * Returns 0, or a code other than 0 that tells the kind of failure: the daemon writes
+ * it into the report in the place of the URI, as "failed to decode error %d". So a number
+ * should never get another meaning. */
 int tuvr_hexToEpcTagUri(const char* hex, int size, char* buffer);
 int tuvr_hexToEpcUri(const char* hex, int size, char* buffer);
 
