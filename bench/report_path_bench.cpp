@@ -173,7 +173,7 @@ std::vector<std::uint8_t> accessPacket(std::uint8_t id, std::uint8_t type) {
     const std::uint8_t bytes = type == RXE_ACCESS_READ ? tid.size() : 0;
     std::vector<std::uint8_t> packet(sizeof(RXE_packet_s) + 4);
     auto* head = reinterpret_cast<RXE_packet_s*>(packet.data());
-    head->type = 0x0B0C;
+    head->type = RXE_PACKET_ACCESS_INFO;
     head->length = static_cast<std::uint16_t>(4 + bytes);
     packet[sizeof(RXE_packet_s)] = id;
     packet[sizeof(RXE_packet_s) + 3] = bytes;
