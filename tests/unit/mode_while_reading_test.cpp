@@ -3,6 +3,7 @@
 // mode, and the thread sanitizer sees no thread touch what another writes.
 #include <atomic>
 #include <nlohmann/json.hpp>
+#include <span>
 #include <thread>
 
 #include "mode_config.hpp"
@@ -31,9 +32,11 @@ TEST_F(ModeWhileReading, everyReportIsMadeUnderOneMode) {
     ask("[1]", 'a');
     std::atomic<bool> stop{false};
     std::size_t reports = 0;
+    const TAG_INFO_s tag = tagWithEpc("\x30 eleven chr");
+    const std::span packet(reinterpret_cast<const std::uint8_t*>(&tag), offsetof(TAG_INFO_s, reserved314));
     std::thread engine([&] {
         while (!stop || reports == 0) {
-            deliver(tagWithEpc("\x30 eleven chr"));
+            engine_double::deliver(RXE_PACKET_TAG_INFO_CUSTOM, packet);
             for (const message_t& message : received(data)) {
                 const auto report = nlohmann::json::parse(message.at(0));
                 const std::string user = report.at("data").value("userDefined", "");
@@ -42,7 +45,7 @@ TEST_F(ModeWhileReading, everyReportIsMadeUnderOneMode) {
             }
         }
     });
-    for (int turn = 0; turn < 50; ++turn) {
+    for (int turn = 0; turn < 500; ++turn) {
         ask("[1,2,3,4]", 'b');
         ask("[1]", 'a');
     }
