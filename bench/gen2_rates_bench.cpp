@@ -9,11 +9,11 @@
 #include <memory>
 #include <vector>
 
-#include "delivery.hpp"
 #include "engine.hpp"
-#include "link_profiles.hpp"
+#include "gen2.hpp"
 #include "one_antenna.hpp"
 #include "population.hpp"
+#include "round.hpp"
 #include "run.hpp"
 #include "run_state.hpp"
 #include "slots.hpp"
@@ -37,9 +37,9 @@ void frameTimes() {
     const rxe::link_s link{.tari = 6.25, .rtcal = 15.625, .trcal = 17.875, .divideRatio = 64.0 / 3};
     compare("QueryRep of four zeros", commandTime(link, {4, 0}), 59.375, 1e-4);
     compare("T4", t4(link), 31.25, 1e-4);
-    compare("RN16", replyTime(link, rxe::RN16_BITS), 19.271, 1e-4);
-    compare("EPC reply", replyTime(link, rxe::EPC96_BITS), 113.115, 1e-4);
-    compare("handle", replyTime(link, rxe::HANDLE_BITS), 32.678, 1e-4);
+    compare("RN16", replyTime(link, rxe::rn16Bits), 19.271, 1e-4);
+    compare("EPC reply", replyTime(link, rxe::epc96Bits), 113.115, 1e-4);
+    compare("handle", replyTime(link, rxe::handleBits), 32.678, 1e-4);
 }
 
 // His Monte Carlo rounds: Q 4, Miller 2 at 426.7 kHz, T3 as long as T1.
@@ -60,12 +60,12 @@ int countNaks(RXE_packet_s* packet) {
 // A reader in fast time with `count` tags that are all alike, so that none drowns another.
 std::unique_ptr<rxe::engine_s> readerBefore(unsigned count, std::uint64_t seed) {
     auto engine = std::make_unique<rxe::engine_s>();
-    engine->scenario.fastClock = true;
-    engine->callback = countNaks;
-    resetParams(engine->scenario, &engine->params);
+    engine->radio.scenario.fastClock = true;
+    engine->host.callback = countNaks;
+    resetParams(engine->radio.scenario, &engine->host.params);
     rxe::radio_s& radio = engine->radio;
     radio.random.state = seed;
-    radio.nextEvent = rxe::FOR_EVER;
+    radio.nextEvent = rxe::forEver;
     radio.world.air.fadeDb = 0;
     radio.world.antennas[1].place = {0, 0, 1};
     for (unsigned i = 0; i < count; ++i) {
@@ -80,7 +80,7 @@ std::unique_ptr<rxe::engine_s> readerBefore(unsigned count, std::uint64_t seed) 
 
 template <typename Record>
 bool set(rxe::engine_s* engine, unsigned id, const Record& record) {
-    return setParam(&engine->params, static_cast<std::uint16_t>(id), &record) == RXE_OK;
+    return setParam(&engine->host.params, static_cast<std::uint16_t>(id), &record) == RXE_OK;
 }
 
 // Milliseconds of the engine's own round, one frame of 16 slots long: the published rounds
@@ -94,8 +94,7 @@ double roundTime(int tags, double ber, bool tid) {
     if (!set(engine.get(), RXE_PARAM_PACKET_ENABLE, PACKET_ENABLE_s{1, 0, crcErrors})) {
         return 0;
     }
-    rxe::run_s run;
-    run.engine = engine.get();
+    rxe::run_s run{.radio = &engine->radio, .host = &engine->host};
     run.plan.fields = RXE_FIELD_EPC;
     run.plan.rssiThreshold = -128;
     rxe::planned_olio_s planned{.id = 1, .olio = {}, .link = vehicleLink()};
@@ -132,7 +131,8 @@ double roundTime(int tags, double ber, bool tid) {
         while (round.frame.next < round.frame.slots) {
             doSlot(&round);
         }
-        microseconds += static_cast<double>(radio.now - begin) - naks * commandTime(planned.link, rxe::NAK);
+        microseconds +=
+            static_cast<double>(radio.now - begin) - naks * commandTime(planned.link, rxe::nakCommand);
     }
     return microseconds / rounds / 1000;
 }
@@ -195,9 +195,9 @@ double tagsPerSecond(std::uint16_t profile, unsigned count, std::uint8_t initial
         !set(e, RXE_PARAM_CUSTOM_FIELDS, std::uint32_t{RXE_FIELD_EPC})) {
         return 0;
     }
-    engine->activity = rxe::activity_e::INVENTORY;
+    engine->host.activity = rxe::activity_e::INVENTORY;
     rxe::run_totals_s totals;
-    runInventory(engine.get(), &totals);
+    runInventory(&engine->radio, &engine->host, &totals);
     return totals.reads / (static_cast<double>(totals.duration) * 1e-6);
 }
 

@@ -1,35 +1,38 @@
 // SPDX-License-Identifier: MIT
-// Access commands on one tag, from its handle to the last operation: how long
-// they take, what the tag answers, and what gets lost on the way.
-//
-// An operation is not begun on a channel whose time it would outlast. The radio takes another
-// channel in front of it: the tag loses power there, and with it its handle and the access
-// password that it was given, so it is selected, singulated and opened again.
+#include "accesses.hpp"
+
 #include <algorithm>
 #include <array>
 #include <span>
 
+#include "carrier.hpp"
+#include "clock.hpp"
 #include "delivery.hpp"
-#include "run_state.hpp"
+#include "gen2.hpp"
 
 namespace rxe {
 namespace {
 
-constexpr float WRITE_MARGIN = 4;    // dB above the sensitivity that a write takes
-constexpr double WRITE_TIME = 2000;  // microseconds that a tag needs for a word or a lock; 20 ms at most
-constexpr std::uint8_t ERROR_HEADER = 0x01;
+constexpr float writeMargin = 4;    // dB above the sensitivity that a write takes
+constexpr double writeTime = 2000;  // microseconds that a tag needs for a word or a lock; 20 ms at most
+constexpr std::uint8_t errorHeader = 0x01;
 // Results beyond those of rxe.h, which a host takes for general errors: the host's record has no
 // room for all words read and holds the first; no channel may be used for as long as it takes.
-constexpr std::uint8_t RESULT_TOO_LONG = 4, RESULT_NO_TIME = 5;
+constexpr std::uint8_t resultTooLong = 4, resultNoTime = 5;
 
+// The dialogue with one tag, from its acknowledgement on.
 struct session_s {
     run_s* run;
     std::size_t position;
     lit_tag_s lit;
-    bool open = false;  // the tag has given its handle
+    // The tag has given its handle.
+    bool open = false;
+    // It has been given its access password, or has none.
     bool secured = false;
-    const ACCESS_OP_s* password = nullptr;  // the access that has secured it
-    bool there = true;            // the tag is in the dialogue: it has power and was given no wrong password
+    // The access that has given it; null for none.
+    const ACCESS_OP_s* password = nullptr;
+    // The tag has power and was not given a wrong password.
+    bool there = true;
     std::uint64_t succeeded = 0;  // bit id-1: this access has, on this tag
 };
 
@@ -43,9 +46,10 @@ const link_s& linkOf(const session_s& session) {
     return session.run->plan.olios[session.position].link;
 }
 tag_s* tagOf(const session_s& session) {
-    return &session.run->engine->radio.world.tags[session.lit.index];
+    return &session.run->radio->world.tags[session.lit.index];
 }
 
+// A command, the tag's reply of so many microseconds, and the pauses around it.
 double exchangeTime(const link_s& link, const command_s& command, double reply) {
     return commandTime(link, command) + t1(link) + reply + t2(link);
 }
@@ -53,8 +57,8 @@ double exchangeTime(const link_s& link, const command_s& command, double reply) 
 // A command and its reply pass; false when the tag is not there to answer.
 bool exchange(session_s* session, const command_s& command, double reply) {
     run_s* const run = session->run;
-    pass(run, exchangeTime(linkOf(*session), command, reply));
-    const radio_s& radio = run->engine->radio;
+    pass(run->radio, run->host, exchangeTime(linkOf(*session), command, reply));
+    const radio_s& radio = *run->radio;
     session->there =
         stillLit(radio.world, run->olios[session->position].field.carrier, radio.now, &session->lit);
     return session->there;
@@ -63,49 +67,50 @@ bool exchange(session_s* session, const command_s& command, double reply) {
 bool replyIsBroken(session_s* session, unsigned bits) {
     run_s* const run = session->run;
     const double margin = session->lit.path.atReader - run->olios[session->position].sensitivity;
-    const bool safe = !run->engine->radio.world.air.errors || margin > static_cast<double>(SAFE_MARGIN);
-    return !safe &&
-           unitInterval(nextRandom(&run->engine->radio.random)) > frameSuccess(bitErrorRate(margin), bits);
+    const bool safe = !run->radio->world.air.errors || margin > static_cast<double>(safeMargin);
+    return !safe && unitInterval(nextRandom(&run->radio->random)) > frameSuccess(bitErrorRate(margin), bits);
 }
 
 // How long an operation takes with all that belongs to it.
 double handleTime(const link_s& link) {
-    return exchangeTime(link, REQ_RN, replyTime(link, HANDLE_BITS));
+    return exchangeTime(link, reqRnCommand, replyTime(link, handleBits));
 }
 double readTime(const link_s& link, std::size_t pointer, unsigned bits) {
-    return exchangeTime(link, withPointer(READ, pointer), replyTime(link, bits));
+    return exchangeTime(link, withPointer(readCommand, pointer), replyTime(link, bits));
 }
 double alterTime(const link_s& link, const command_s& command, bool covered) {
     return (covered ? handleTime(link) : 0) +
-           exchangeTime(link, command, WRITE_TIME + delayedReplyTime(link, DONE_BITS));
+           exchangeTime(link, command, writeTime + delayedReplyTime(link, doneBits));
 }
 double passwordTime(const link_s& link, const command_s& command, double lastReply) {
-    return 2 * handleTime(link) + exchangeTime(link, command, replyTime(link, HANDLE_BITS)) +
+    return 2 * handleTime(link) + exchangeTime(link, command, replyTime(link, handleBits)) +
            exchangeTime(link, command, lastReply);
 }
 double accessCommandTime(const link_s& link) {
-    return passwordTime(link, ACCESS, replyTime(link, HANDLE_BITS));
+    return passwordTime(link, accessCommand, replyTime(link, handleBits));
 }
 double killTime(const link_s& link) {
-    return passwordTime(link, KILL, WRITE_TIME + delayedReplyTime(link, DONE_BITS));
+    return passwordTime(link, killCommand, writeTime + delayedReplyTime(link, doneBits));
 }
 
+// Asks for the handle, which each operation needs. Returns a result of ACCESS_INFO.
 std::uint8_t openHandle(session_s* session) {
-    if (!exchange(session, REQ_RN, replyTime(linkOf(*session), HANDLE_BITS))) {
+    if (!exchange(session, reqRnCommand, replyTime(linkOf(*session), handleBits))) {
         return RXE_ACCESS_RESULT_NO_RESPONSE;
     }
     session->open = true;
     session->secured = accessPassword(*tagOf(*session)) == 0;
-    return replyIsBroken(session, HANDLE_BITS) ? std::uint8_t{RXE_ACCESS_RESULT_CRC_ERROR}
-                                               : std::uint8_t{RXE_ACCESS_RESULT_OK};
+    return replyIsBroken(session, handleBits) ? std::uint8_t{RXE_ACCESS_RESULT_CRC_ERROR}
+                                              : std::uint8_t{RXE_ACCESS_RESULT_OK};
 }
 
 // Both halves of a password, each under a fresh RN16. A wrong one gets no
 // answer, and the tag falls silent.
 bool presentPassword(session_s* session, const command_s& command, double lastReply, bool right) {
     const link_s& link = linkOf(*session);
-    for (const double reply : {replyTime(link, HANDLE_BITS), lastReply}) {
-        if (!exchange(session, REQ_RN, replyTime(link, HANDLE_BITS)) || !exchange(session, command, reply)) {
+    for (const double reply : {replyTime(link, handleBits), lastReply}) {
+        if (!exchange(session, reqRnCommand, replyTime(link, handleBits)) ||
+            !exchange(session, command, reply)) {
             return false;
         }
     }
@@ -113,31 +118,34 @@ bool presentPassword(session_s* session, const command_s& command, double lastRe
     return right;
 }
 
+// The Access command. After it the tag is secured until it loses power.
 std::uint8_t presentAccessPassword(session_s* session, const ACCESS_OP_s& operation) {
     const bool right = operation.payload == accessPassword(*tagOf(*session));
-    if (!presentPassword(session, ACCESS, replyTime(linkOf(*session), HANDLE_BITS), right)) {
+    if (!presentPassword(session, accessCommand, replyTime(linkOf(*session), handleBits), right)) {
         return RXE_ACCESS_RESULT_NO_RESPONSE;
     }
     session->secured = true;
     session->password = &operation;
-    return replyIsBroken(session, HANDLE_BITS) ? std::uint8_t{RXE_ACCESS_RESULT_CRC_ERROR}
-                                               : std::uint8_t{RXE_ACCESS_RESULT_OK};
+    return replyIsBroken(session, handleBits) ? std::uint8_t{RXE_ACCESS_RESULT_CRC_ERROR}
+                                              : std::uint8_t{RXE_ACCESS_RESULT_OK};
 }
 
-// The Select that the tag alone matches, for SL, as far as one mask reaches into a long EPC.
+// The Select for SL that only this tag matches. Of an EPC longer than one mask it has the
+// first 31 bytes, so tags that differ only behind them match as well.
 SELECT_OP_s selectOf(const tag_s& tag) {
     constexpr std::size_t longest = 31;  // bytes, of a length in 8 bits
     SELECT_OP_s select{};
     select.enable = 1;
-    select.target = TARGET_SL;  // action 0: asserted where it matches, deasserted elsewhere
+    select.target = targetSL;  // action 0: asserted where it matches, deasserted elsewhere
     select.membank = BANK_EPC;
-    select.pointer = EPC_OFFSET * 8;
+    select.pointer = epcOffset * 8;
     const std::size_t bytes = std::min(epcBytes(tag), longest);
     select.length = static_cast<std::uint8_t>(8 * bytes);
-    std::copy_n(tag.banks[BANK_EPC].begin() + EPC_OFFSET, bytes, select.mask);
+    std::copy_n(tag.banks[BANK_EPC].begin() + epcOffset, bytes, select.mask);
     return select;
 }
 
+// What findAgain takes.
 double timeToFindAgain(const session_s& session) {
     const link_s& link = linkOf(session);
     const tag_s& tag = *tagOf(session);
@@ -149,11 +157,11 @@ double timeToFindAgain(const session_s& session) {
 // On a new channel: Select, a Query with one slot, handle, password.
 std::uint8_t findAgain(session_s* session) {
     run_s* const run = session->run;
-    radio_s& radio = run->engine->radio;
+    radio_s& radio = *run->radio;
     const link_s& link = linkOf(*session);
     const field_s& field = run->olios[session->position].field;
     const SELECT_OP_s select = selectOf(*tagOf(*session));
-    pass(run, selectTime(link, select));
+    pass(run->radio, run->host, selectTime(link, select));
     session->there = litAnew(radio.world, field.carrier, radio.now, &session->lit);
     if (!session->there) {
         return RXE_ACCESS_RESULT_NO_RESPONSE;
@@ -162,7 +170,8 @@ std::uint8_t findAgain(session_s* session) {
         obeySelect(select, radio.now, &radio.world.tags[lit.index]);
     }
     setInventoried(0, false, radio.now, tagOf(*session));
-    pass(run, queryTime(link) + singleSlot(link, backscatterOf(*tagOf(*session)).replyBits));
+    pass(run->radio, run->host,
+         queryTime(link) + singleSlot(link, backscatterOf(*tagOf(*session)).replyBits));
     tagOf(*session)->poweredUntil = radio.now;
     const std::uint8_t handle = openHandle(session);
     return handle != RXE_ACCESS_RESULT_OK || session->password == nullptr
@@ -180,21 +189,23 @@ std::uint8_t makeReady(session_s* session, double microseconds) {
     }
     const double again = timeToFindAgain(*session) + microseconds;
     if (!everFits(*run, again)) {
-        return RESULT_NO_TIME;
+        return resultNoTime;
     }
+    // The round has to ask its other tags anew afterwards.
     run->hopped = true;
     session->there = hop(run, session->position, again);
-    return session->there ? findAgain(session) : RESULT_NO_TIME;
+    return session->there ? findAgain(session) : resultNoTime;
 }
 
 // Too weak for a write.
 bool isWeak(const session_s& session) {
-    return session.lit.margin + session.lit.fade < WRITE_MARGIN;
+    return session.lit.margin + session.lit.fade < writeMargin;
 }
 
+// An error reply of the tag, as the host is told of it: header and code.
 result_s tagError(session_s* session, tag_error_e error) {
     std::vector<std::uint8_t>& room = session->run->scratch;
-    room.assign({ERROR_HEADER, error});
+    room.assign({errorHeader, error});
     return {RXE_ACCESS_RESULT_TAG_ERROR, room};
 }
 
@@ -207,19 +218,21 @@ result_s alter(session_s* session, const command_s& command, bool covered, Chang
         ready != RXE_ACCESS_RESULT_OK) {
         return {ready, {}};
     }
-    if (covered && !exchange(session, REQ_RN, replyTime(link, HANDLE_BITS))) {
+    if (covered && !exchange(session, reqRnCommand, replyTime(link, handleBits))) {
         return {RXE_ACCESS_RESULT_NO_RESPONSE, {}};
     }
-    if (!exchange(session, command, WRITE_TIME + delayedReplyTime(link, DONE_BITS))) {
+    if (!exchange(session, command, writeTime + delayedReplyTime(link, doneBits))) {
         return {RXE_ACCESS_RESULT_NO_RESPONSE, {}};
     }
+    // Also a reply that gets lost has changed the tag: the host cannot know, as on real air.
     const tag_error_e error = isWeak(*session) ? TAG_WEAK_POWER : change(tagOf(*session));
-    if (replyIsBroken(session, error == TAG_OK ? DONE_BITS : ERROR_BITS)) {
+    if (replyIsBroken(session, error == TAG_OK ? doneBits : errorBits)) {
         return {RXE_ACCESS_RESULT_CRC_ERROR, {}};
     }
     return error == TAG_OK ? result_s{} : tagError(session, error);
 }
 
+// Words 0 of the record read to the end of the bank.
 result_s read(session_s* session, const ACCESS_OP_s& access) {
     const std::size_t words = access.wordCount & 0xFFU;
     const link_s& link = linkOf(*session);
@@ -229,14 +242,14 @@ result_s read(session_s* session, const ACCESS_OP_s& access) {
     const auto replyBits = [&] {
         error =
             readMemory(*tagOf(*session), access.membank, access.wordPointer, words, session->secured, &data);
-        return error == TAG_OK ? readBits(static_cast<unsigned>(data.size() / 2)) : ERROR_BITS;
+        return error == TAG_OK ? readBits(static_cast<unsigned>(data.size() / 2)) : errorBits;
     };
     if (const std::uint8_t ready = makeReady(session, readTime(link, access.wordPointer, replyBits()));
         ready != RXE_ACCESS_RESULT_OK) {
         return {ready, {}};
     }
     const unsigned bits = replyBits();  // the handle tells whether the tag is secured
-    if (!exchange(session, withPointer(READ, access.wordPointer), replyTime(link, bits))) {
+    if (!exchange(session, withPointer(readCommand, access.wordPointer), replyTime(link, bits))) {
         return {RXE_ACCESS_RESULT_NO_RESPONSE, {}};
     }
     if (replyIsBroken(session, bits)) {
@@ -247,7 +260,7 @@ result_s read(session_s* session, const ACCESS_OP_s& access) {
     }
     constexpr std::size_t room = sizeof(ACCESS_INFO_s::data);
     return data.size() <= room ? result_s{RXE_ACCESS_RESULT_OK, data}
-                               : result_s{RESULT_TOO_LONG, std::span(data).first(room)};
+                               : result_s{resultTooLong, std::span(data).first(room)};
 }
 
 result_s access(session_s* session, const ACCESS_OP_s& operation) {
@@ -255,14 +268,16 @@ result_s access(session_s* session, const ACCESS_OP_s& operation) {
     return {ready == RXE_ACCESS_RESULT_OK ? presentAccessPassword(session, operation) : ready, {}};
 }
 
+// Quirk of the standard: a tag with a zero kill password cannot be killed, and says so only
+// after both halves have been given.
 result_s kill(session_s* session, const ACCESS_OP_s& operation) {
     const std::uint32_t password = killPassword(*tagOf(*session));
-    const double reply = WRITE_TIME + delayedReplyTime(linkOf(*session), DONE_BITS);
+    const double reply = writeTime + delayedReplyTime(linkOf(*session), doneBits);
     if (const std::uint8_t ready = makeReady(session, killTime(linkOf(*session)));
         ready != RXE_ACCESS_RESULT_OK) {
         return {ready, {}};
     }
-    if (!presentPassword(session, KILL, reply, password == 0 || operation.payload == password)) {
+    if (!presentPassword(session, killCommand, reply, password == 0 || operation.payload == password)) {
         return {RXE_ACCESS_RESULT_NO_RESPONSE, {}};
     }
     if (password == 0) {  // such a tag cannot be killed
@@ -273,19 +288,19 @@ result_s kill(session_s* session, const ACCESS_OP_s& operation) {
     }
     tagOf(*session)->killed = true;
     session->there = false;
-    ++session->run->engine->radio.world.changes;
+    ++session->run->radio->world.changes;
     return {};
 }
 
 result_s lock(session_s* session, const ACCESS_OP_s& operation) {
-    return alter(session, LOCK, false,
+    return alter(session, lockCommand, false,
                  [&](tag_s* tag) { return lockMemory(operation.payload, session->secured, tag); });
 }
 
 // One word of a write, the first of `words`.
 result_s writeWord(session_s* session, const ACCESS_OP_s& operation, std::span<const std::uint16_t> words,
                    std::size_t pointer) {
-    return alter(session, withPointer(WRITE, pointer), true, [&](tag_s* tag) {
+    return alter(session, withPointer(writeCommand, pointer), true, [&](tag_s* tag) {
         return writeMemory(operation.membank, pointer, words.first(1), session->secured, tag);
     });
 }
@@ -320,10 +335,11 @@ result_s permalockBlocks(session_s* session, const ACCESS_OP_s& operation) {
     });
 }
 
+// One ACCESS_INFO. Returns whether the operation was a success.
 bool report(session_s* session, std::uint8_t id, const result_s& result) {
-    engine_s* const engine = session->run->engine;
-    deliver(engine, RXE_PACKET_ACCESS_INFO,
-            encodeAccess(id, result.result, result.data, payloadRoom(engine)));
+    const run_s& run = *session->run;
+    deliver(run.host, run.radio->now, RXE_PACKET_ACCESS_INFO,
+            encodeAccess(id, result.result, result.data, payloadRoom(run.host)));
     return result.result == RXE_ACCESS_RESULT_OK;
 }
 
@@ -353,8 +369,8 @@ struct kind_s {
     std::uint8_t type;
     result_s (*operate)(session_s*, const ACCESS_OP_s&);
 };
-// The types that are one radio operation; no other one than these and the two
-// of several can be configured.
+// Access types of a single radio operation. Besides these, validAccess in params.cpp admits
+// only the two multi-word writes that `perform` handles, so a row is always found.
 constexpr std::array kinds{
     kind_s{RXE_ACCESS_READ, read},
     kind_s{RXE_ACCESS_WRITE, writeSingle},
@@ -385,18 +401,20 @@ bool meetsCriteria(session_s* session, const planned_access_s& planned) {
         return true;
     }
     const bool met = ((session->succeeded >> (criteria - 1)) & 1) != 0;
-    byte_writer_s writer = payloadWriter(session->run->engine);
+    byte_writer_s writer = payloadWriter(session->run->host);
     put(&writer, planned.id, 1);
     put(&writer, criteria, 1);
     put(&writer, met ? 1 : 0, 1);
-    deliver(session->run->engine, RXE_PACKET_ACCESS_CRITERIA_INFO, writer.size);
+    deliver(session->run->host, session->run->radio->now, RXE_PACKET_ACCESS_CRITERIA_INFO, writer.size);
     return met;
 }
 
+// By the olio's bit mask of accesses.
 bool isAsked(const planned_olio_s& planned, const planned_access_s& access) {
     return ((planned.olio.accessBitMask >> (access.id - 1)) & 1) != 0;
 }
 
+// Asked by the olio, below its stop count, and its criteria met.
 bool isDue(session_s* session, const planned_access_s& planned) {
     const std::uint16_t most = planned.access.stopCount;
     return isAsked(session->run->plan.olios[session->position], planned) &&
@@ -405,12 +423,12 @@ bool isDue(session_s* session, const planned_access_s& planned) {
 
 // The access has worked once more; at its stop count it is over for this run.
 void noteDone(session_s* session, const planned_access_s& planned) {
-    engine_s* const engine = session->run->engine;
+    run_s* const run = session->run;
     session->succeeded |= std::uint64_t{1} << (planned.id - 1);
-    if (++session->run->accessDone[planned.id] == planned.access.stopCount) {
-        byte_writer_s writer = payloadWriter(engine);
+    if (++run->accessDone[planned.id] == planned.access.stopCount) {
+        byte_writer_s writer = payloadWriter(run->host);
         put(&writer, planned.id, 1);
-        deliver(engine, RXE_PACKET_ACCESS_DSBL_ALARM, writer.size);
+        deliver(run->host, run->radio->now, RXE_PACKET_ACCESS_DSBL_ALARM, writer.size);
     }
 }
 
@@ -431,7 +449,7 @@ double accessTime(const plan_s& plan, const planned_olio_s& planned) {
                 break;
             case RXE_ACCESS_MULTIWORD_WRITE:
                 time += static_cast<double>(words) *
-                        alterTime(link, withPointer(WRITE, access.wordPointer + words), true);
+                        alterTime(link, withPointer(writeCommand, access.wordPointer + words), true);
                 break;
             case RXE_ACCESS_BLOCK_WRITE:
                 time += static_cast<double>((words + plan.blockSize - 1) / plan.blockSize) *
@@ -451,7 +469,7 @@ double accessTime(const plan_s& plan, const planned_olio_s& planned) {
                     false);
                 break;
             default:  // one command at most as long as this
-                time += alterTime(link, withPointer(WRITE, access.wordPointer), true);
+                time += alterTime(link, withPointer(writeCommand, access.wordPointer), true);
         }
     }
     return time == 0 ? 0 : handleTime(link) + time;
@@ -459,6 +477,7 @@ double accessTime(const plan_s& plan, const planned_olio_s& planned) {
 
 bool doAccesses(run_s* run, std::size_t position, lit_tag_s lit) {
     session_s session{run, position, lit};
+    // From here on a hop holds its CW_ON back.
     beginAccesses(run);
     for (const planned_access_s& planned : run->plan.accesses) {
         if (!isDue(&session, planned)) {

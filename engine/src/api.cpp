@@ -5,8 +5,10 @@
 #include <algorithm>
 #include <cstdio>
 #include <string>
+#include <utility>
 
 #include "engine.hpp"
+#include "health.hpp"
 #include "population.hpp"
 #include "status.hpp"
 
@@ -14,8 +16,9 @@ namespace rxe {
 namespace {
 
 // How long RXE_stop waits for a callback that does not return.
-constexpr std::chrono::seconds STOP_PATIENCE{5};
+constexpr std::chrono::seconds stopPatience{5};
 
+// Bits a second that a serial line of the reader may have.
 constexpr std::array<unsigned long, 8> baudRates{9600, 19200, 38400, 57600, 115200, 230400, 460800, 921600};
 
 // Never destroyed: the radio thread may still run while the process ends.
@@ -24,14 +27,20 @@ engine_s& engine() {
     return instance;
 }
 
+// The host's side, which any thread may use.
+host_s& host() {
+    return engine().host;
+}
+
 // Counts a refusal for the error log on its way to the host.
 RXE_API_STATUS told(RXE_API_STATUS status) {
     if (status != RXE_OK) {
-        engine().refusals.fetch_add(1, std::memory_order_relaxed);
-        engine().lastRefusal.store(status, std::memory_order_relaxed);
+        host().refusals.fetch_add(1, std::memory_order_relaxed);
+        host().lastRefusal.store(status, std::memory_order_relaxed);
     }
     return status;
 }
+// The same for a status of the engine's own.
 RXE_API_STATUS told(status_e status) {
     return told(toApi(status));
 }
@@ -39,11 +48,12 @@ RXE_API_STATUS told(status_e status) {
 // The status that the scenario or a control message has for this call; RXE_OK
 // for none.
 RXE_API_STATUS failure(const char* operation, int parameter = -1) {
-    return told(failureOf(operation, parameter, &engine().failures));
+    return told(failureOf(operation, parameter, &host().failures));
 }
 
+// False while the connection is being closed.
 bool isConnected() {
-    const std::lock_guard lock(engine().mutex);
+    const std::lock_guard lock(host().mutex);
     return engine().connection == connection_e::UP;
 }
 
@@ -59,9 +69,9 @@ RXE_API_STATUS write(const char* operation, unsigned short id, const void* recor
         return told(STATUS_NULL_POINTER);
     }
     bool answered = false;
-    const RXE_API_STATUS status = setParam(&engine().params, id, record, shadowed, &answered);
+    const RXE_API_STATUS status = setParam(&host().params, id, record, shadowed, &answered);
     if (shadowed && status == RXE_OK) {
-        (answered ? engine().shadowAnswered : engine().shadowWritten).fetch_add(1, std::memory_order_relaxed);
+        (answered ? host().shadowAnswered : host().shadowWritten).fetch_add(1, std::memory_order_relaxed);
     }
     return told(status);
 }
@@ -70,47 +80,52 @@ RXE_API_STATUS write(const char* operation, unsigned short id, const void* recor
 // waits for it, but not when it is the callback that starts.
 RXE_API_STATUS begin(activity_e activity, std::uint16_t fakeTagRate) {
     engine_s& e = engine();
-    std::unique_lock lock(e.mutex);
+    std::unique_lock lock(e.host.mutex);
     if (e.connection != connection_e::UP) {
         return told(STATUS_NOT_CONNECTED);
     }
-    if (e.activity.load(std::memory_order_relaxed) == activity_e::ENDING && !onRadioThread(e)) {
-        e.ended.wait_for(lock, STOP_PATIENCE,
-                         [&] { return e.activity.load(std::memory_order_relaxed) != activity_e::ENDING; });
+    if (e.host.activity.load(std::memory_order_relaxed) == activity_e::ENDING && !onRadioThread(e)) {
+        e.ended.wait_for(lock, stopPatience, [&] {
+            return e.host.activity.load(std::memory_order_relaxed) != activity_e::ENDING;
+        });
     }
     if (e.connection != connection_e::UP) {  // the wait has let a disconnect pass
         return told(STATUS_NOT_CONNECTED);
     }
-    if (e.activity.load(std::memory_order_relaxed) != activity_e::IDLE) {
+    if (e.host.activity.load(std::memory_order_relaxed) != activity_e::IDLE) {
         return told(STATUS_ALREADY_STARTED);
     }
     e.fakeTagRate = fakeTagRate;
-    e.stopRequested.store(false, std::memory_order_relaxed);
-    e.activity.store(activity, std::memory_order_relaxed);
-    e.wake.notify_all();
+    e.host.stopRequested.store(false, std::memory_order_relaxed);
+    e.host.activity.store(activity, std::memory_order_relaxed);
+    e.host.wake.notify_all();
     return RXE_OK;
 }
 
-// The engine as it is after power-up in its scenario. The caller holds the
-// lock, and there is no radio thread yet.
-void powerUp(engine_s* e) {
-    resetParams(e->scenario, &e->params);
-    e->radio.world = makeWorld(e->scenario);
-    clearReported(&e->radio.reported);
-    e->radio.channelUses.clear();
-    e->radio.random.state = e->scenario.seed;
-    e->radio.now = e->radio.nanos = e->radio.lastOngoing = 0;
-    e->radio.onAir = NOT_ON_AIR;
-    e->radio.origin = std::chrono::steady_clock::now();
-    beginHealth(e);
-    beginTimeline(e);
-    e->refusals.store(0, std::memory_order_relaxed);
-    e->lastRefusal.store(RXE_OK, std::memory_order_relaxed);
-    e->shadowAnswered.store(0, std::memory_order_relaxed);
-    e->shadowWritten.store(0, std::memory_order_relaxed);
-    e->stopRequested.store(false, std::memory_order_relaxed);
-    e->errorLogRequested.store(false, std::memory_order_relaxed);
-    e->resetRequested.store(false, std::memory_order_relaxed);
+// Sets all of it to what the radio is after power-up in this scenario. The caller holds the
+// lock, and there is not a radio thread yet. What does not belong to a connection stays: the
+// NVM parameters, and failures of calls before RXE_connect.
+void powerUp(scenario_s scenario, replay_s replay, radio_s* radio, host_s* host) {
+    resetParams(scenario, &host->params);
+    radio->scenario = std::move(scenario);
+    radio->replay = std::move(replay);
+    radio->world = makeWorld(radio->scenario);
+    clearReported(&radio->reported);
+    radio->channelUses.clear();
+    radio->random.state = radio->scenario.seed;
+    radio->now = radio->nanos = radio->lastOngoing = radio->nextEvent = 0;
+    radio->onAir = notOnAir;
+    radio->origin = std::chrono::steady_clock::now();
+    beginHealth(radio, &host->params);
+    beginTimeline(radio->scenario, &radio->timeline);
+    takeEvents(&host->events);  // those of the last connection
+    host->refusals.store(0, std::memory_order_relaxed);
+    host->lastRefusal.store(RXE_OK, std::memory_order_relaxed);
+    host->shadowAnswered.store(0, std::memory_order_relaxed);
+    host->shadowWritten.store(0, std::memory_order_relaxed);
+    host->stopRequested.store(false, std::memory_order_relaxed);
+    host->errorLogRequested.store(false, std::memory_order_relaxed);
+    host->resetRequested.store(false, std::memory_order_relaxed);
 }
 
 // Control thread. What is to fail fails from the answer on; all else is the
@@ -118,16 +133,17 @@ void powerUp(engine_s* e) {
 std::string takeControlEvent(event_s event) {
     engine_s& e = engine();
     const bool isOfPort = event.kind == event_e::ANTENNA || event.kind == event_e::PA_FAILURE;
-    if (const unsigned ports = antennaPorts(e.params); isOfPort && event.port > ports) {
+    if (const unsigned ports = antennaPorts(e.host.params); isOfPort && event.port > ports) {
         return lineOf({"must be from 1 to " + std::to_string(ports) + ", as the reader has no more", "port"});
     }
     if (event.kind == event_e::FAIL) {
-        addFailure({event.operation, event.parameter, event.value, event.after, event.count}, &e.failures);
+        addFailure({event.operation, event.parameter, event.value, event.after, event.count},
+                   &e.host.failures);
         return {};
     }
-    postEvent(std::move(event), &e.events);
-    { const std::lock_guard lock(e.mutex); }  // so that the radio is not between its look and its sleep
-    e.wake.notify_all();
+    postEvent(std::move(event), &e.host.events);
+    { const std::lock_guard lock(e.host.mutex); }  // so that the radio is not between its look and its sleep
+    e.host.wake.notify_all();
     return {};
 }
 
@@ -146,7 +162,7 @@ RXE_API_STATUS RXE_getAPIVerNum(REL_VERSION_s* version, char** text) {
     scenario_s scenario;
     std::string error;
     if (loadScenario(&scenario, &error) && !isConnected()) {
-        presetFailures(scenario.failing, &engine().failures);
+        presetFailures(scenario.failing, &host().failures);
     }
     if (const RXE_API_STATUS failed = failure("RXE_getAPIVerNum"); failed != RXE_OK) {
         return failed;
@@ -168,7 +184,7 @@ RXE_API_STATUS RXE_connect(char* device, unsigned long baud) {
     if (*device == '\0' || std::ranges::find(baudRates, baud) == baudRates.end()) {
         return told(STATUS_BAD_ARGUMENT);
     }
-    const std::lock_guard lock(e.mutex);
+    const std::lock_guard lock(e.host.mutex);
     if (e.connection != connection_e::DOWN) {
         return told(STATUS_ALREADY_CONNECTED);
     }
@@ -179,18 +195,17 @@ RXE_API_STATUS RXE_connect(char* device, unsigned long baud) {
         std::fprintf(stderr, "%s\n", error.c_str());
         return told(STATUS_BAD_SCENARIO);
     }
-    presetFailures(scenario.failing, &e.failures);
+    presetFailures(scenario.failing, &e.host.failures);
     if (const RXE_API_STATUS failed = failure("RXE_connect"); failed != RXE_OK) {
         return failed;
     }
-    e.scenario = std::move(scenario);
-    e.radio.replay = std::move(replay);
-    powerUp(&e);
+    powerUp(std::move(scenario), std::move(replay), &e.radio, &e.host);
     if (!startThread(&e)) {
         return told(STATUS_NO_THREAD);
     }
     e.connection = connection_e::UP;
-    openControl(e.scenario.control, takeControlEvent, &e.control, &error);
+    // The connection stands also without its control socket, which only tests and demos need.
+    openControl(e.radio.scenario.control, takeControlEvent, &e.control, &error);
     if (!error.empty()) {
         std::fprintf(stderr, "%s\n", error.c_str());
     }
@@ -204,7 +219,7 @@ RXE_API_STATUS RXE_disconnect(void) {
     }
     engine_s& e = engine();
     {
-        const std::lock_guard lock(e.mutex);
+        const std::lock_guard lock(e.host.mutex);
         if (e.connection != connection_e::UP) {
             return told(STATUS_NOT_CONNECTED);
         }
@@ -213,12 +228,15 @@ RXE_API_STATUS RXE_disconnect(void) {
         }
         e.connection = connection_e::CLOSING;
     }
+    // Without the lock, for which the radio thread and the callback may wait. CLOSING keeps other
+    // calls away meanwhile.
     closeControl(&e.control);
     stopThread(&e);
-    forgetFailures(&e.failures);
-    e.callback.store(nullptr, std::memory_order_relaxed);
-    closeLog(&e.log);
-    const std::lock_guard lock(e.mutex);
+    // What belongs to the connection goes with it.
+    forgetFailures(&e.host.failures);
+    e.host.callback.store(nullptr, std::memory_order_relaxed);
+    closeLog(&e.host.log);
+    const std::lock_guard lock(e.host.mutex);
     e.connection = connection_e::DOWN;
     return RXE_OK;
 }
@@ -234,7 +252,8 @@ RXE_API_STATUS RXE_setCallback(int (*callback)(RXE_packet_s*)) {
     if (callback == nullptr) {
         return told(STATUS_NULL_POINTER);
     }
-    engine().callback.store(callback, std::memory_order_release);
+    // Release: what the host has prepared for its callback is seen by the radio thread.
+    host().callback.store(callback, std::memory_order_release);
     return RXE_OK;
 }
 
@@ -246,7 +265,7 @@ RXE_API_STATUS RXE_getParam(unsigned short id, void* record) {
     if (!isConnected()) {
         return told(STATUS_NOT_CONNECTED);
     }
-    return told(record == nullptr ? toApi(STATUS_NULL_POINTER) : getParam(&engine().params, id, record));
+    return told(record == nullptr ? toApi(STATUS_NULL_POINTER) : getParam(&host().params, id, record));
 }
 
 RXE_API_STATUS RXE_setParam(unsigned short id, void* record) {
@@ -266,7 +285,7 @@ RXE_API_STATUS RXE_setNVMParam(unsigned short id, void* record) {
     if (!isConnected()) {
         return told(STATUS_NOT_CONNECTED);
     }
-    return told(record == nullptr ? toApi(STATUS_NULL_POINTER) : setNvmParam(&engine().params, id, record));
+    return told(record == nullptr ? toApi(STATUS_NULL_POINTER) : setNvmParam(&host().params, id, record));
 }
 
 RXE_API_STATUS RXE_start(void) {
@@ -283,20 +302,21 @@ RXE_API_STATUS RXE_stop(void) {
         return failed;
     }
     engine_s& e = engine();
-    std::unique_lock lock(e.mutex);
+    std::unique_lock lock(e.host.mutex);
     if (e.connection != connection_e::UP) {
         return told(STATUS_NOT_CONNECTED);
     }
-    if (e.activity.load(std::memory_order_relaxed) == activity_e::IDLE) {
+    if (e.host.activity.load(std::memory_order_relaxed) == activity_e::IDLE) {
         return RXE_OK;
     }
-    e.stopRequested.store(true, std::memory_order_relaxed);
-    e.wake.notify_all();
+    e.host.stopRequested.store(true, std::memory_order_relaxed);
+    e.host.wake.notify_all();
     if (onRadioThread(e)) {
         return RXE_OK;
     }
+    // By count and not by activity: the next start may come before this thread wakes.
     const std::uint64_t before = e.runsEnded;
-    const bool over = e.ended.wait_for(lock, STOP_PATIENCE, [&] { return e.runsEnded != before; });
+    const bool over = e.ended.wait_for(lock, stopPatience, [&] { return e.runsEnded != before; });
     return over ? RXE_OK : told(STATUS_TIMEOUT);
 }
 
@@ -304,7 +324,7 @@ RXE_API_STATUS RXE_resume(void) {
     if (const RXE_API_STATUS failed = rxe::failure("RXE_resume"); failed != RXE_OK) {
         return failed;
     }
-    const rxe::activity_e activity = rxe::engine().activity.load(std::memory_order_relaxed);
+    const rxe::activity_e activity = rxe::host().activity.load(std::memory_order_relaxed);
     const bool ongoing = activity == rxe::activity_e::INVENTORY || activity == rxe::activity_e::FAKE_TAGS;
     return ongoing ? RXE_OK : RXE_NO_START_ONGOING;
 }
@@ -317,7 +337,7 @@ RXE_API_STATUS RXE_resetDb(void) {
     if (!isConnected()) {
         return told(STATUS_NOT_CONNECTED);
     }
-    engine().resetRequested.store(true, std::memory_order_relaxed);
+    host().resetRequested.store(true, std::memory_order_relaxed);
     return RXE_OK;
 }
 
@@ -327,12 +347,12 @@ RXE_API_STATUS RXE_getErr(void) {
         return failed;
     }
     engine_s& e = engine();
-    const std::lock_guard lock(e.mutex);
+    const std::lock_guard lock(e.host.mutex);
     if (e.connection != connection_e::UP) {
         return told(STATUS_NOT_CONNECTED);
     }
-    e.errorLogRequested.store(true, std::memory_order_relaxed);
-    e.wake.notify_all();
+    e.host.errorLogRequested.store(true, std::memory_order_relaxed);
+    e.host.wake.notify_all();
     return RXE_OK;
 }
 
@@ -359,7 +379,7 @@ RXE_API_STATUS RXE_enablePacketLogging(const char* file) {
     if (file == nullptr) {
         return told(STATUS_NULL_POINTER);
     }
-    return openLog(file, engine().scenario.fastClock, &engine().log) ? RXE_OK : told(STATUS_FILE);
+    return openLog(file, engine().radio.scenario.fastClock, &host().log) ? RXE_OK : told(STATUS_FILE);
 }
 
 RXE_API_STATUS RXE_disablePacketLogging(void) {
@@ -370,7 +390,7 @@ RXE_API_STATUS RXE_disablePacketLogging(void) {
     if (!isConnected()) {
         return told(STATUS_NOT_CONNECTED);
     }
-    return closeLog(&engine().log) ? RXE_OK : told(STATUS_FILE);
+    return closeLog(&host().log) ? RXE_OK : told(STATUS_FILE);
 }
 
 RXE_API_STATUS RXE_formatPayloadToStruct(RXE_packet_s* packet, void* record) {

@@ -9,11 +9,11 @@
 namespace rxe {
 namespace {
 
-constexpr float RADIAN = std::numbers::pi_v<float> / 180;
-constexpr float HALF_WIDTH = 15;  // degrees from the middle of a beam to 3 dB less
-constexpr float SIDE_LOBES = 20;  // dB below the middle
-constexpr float CROSSED = 20;     // dB, the most that a wrong polarisation costs
-constexpr float CIRCULAR = 3;     // dB between circular and linear
+constexpr float radian = std::numbers::pi_v<float> / 180;
+constexpr float halfWidth = 15;     // degrees from the middle of a beam to 3 dB less
+constexpr float sideLobeLoss = 20;  // dB below the middle
+constexpr float crossedLoss = 20;   // dB, the most that a wrong polarisation costs
+constexpr float circularLoss = 3;   // dB between circular and linear
 
 // One row of a grid: rings of equal steps, the first at the highest elevation.
 struct rings_s {
@@ -26,6 +26,7 @@ constexpr std::array coarse{rings_s{1, 96, 24, 15, 60, 15}, rings_s{97, 97, 1, 0
 constexpr std::array fine{rings_s{1, 864, 72, 5, 70, 5}, rings_s{865, 888, 24, 15, 10, 0},
                           rings_s{889, 896, 8, 45, 5, 0}, rings_s{897, 897, 1, 0, 0, 0}};
 
+// The beam at this offset of a grid; one that is not valid where the grid has a gap.
 template <typename Grid>
 beam_s inGrid(const Grid& grid, int offset, int polarisation) {
     for (const rings_s& rings : grid) {
@@ -38,11 +39,12 @@ beam_s inGrid(const Grid& grid, int offset, int polarisation) {
     return {-1, -1, polarisation};
 }
 
+// Degrees between two directions from the array.
 float angleBetween(float azimuthA, float elevationA, direction_s b) {
-    const float cosine = std::cos(elevationA * RADIAN) * std::cos(b.elevation * RADIAN) +
-                         std::sin(elevationA * RADIAN) * std::sin(b.elevation * RADIAN) *
-                             std::cos((azimuthA - b.azimuth) * RADIAN);
-    return std::acos(std::clamp(cosine, -1.0F, 1.0F)) / RADIAN;
+    const float cosine = std::cos(elevationA * radian) * std::cos(b.elevation * radian) +
+                         std::sin(elevationA * radian) * std::sin(b.elevation * radian) *
+                             std::cos((azimuthA - b.azimuth) * radian);
+    return std::acos(std::clamp(cosine, -1.0F, 1.0F)) / radian;
 }
 
 }  // namespace
@@ -54,6 +56,7 @@ beam_s beamOf(std::uint16_t id) {
     return inGrid(fine, id % 1000, id > 5999 ? 0 : id / 1000 * 1000);
 }
 
+// The inverse of the rows of `fine`.
 std::uint16_t beamId(int azimuth, int elevation, int polarisation) {
     const int offset = elevation == 0    ? 897
                        : elevation == 5  ? 889 + azimuth / 45
@@ -75,20 +78,20 @@ std::vector<std::uint16_t> heatMapBeams(int polarisation) {
 
 direction_s directionTo(place_s from, place_s to) {
     const float x = to.x - from.x, y = to.y - from.y, down = from.z - to.z;
-    const float azimuth = std::atan2(y, x) / RADIAN;
-    return {azimuth < 0 ? azimuth + 360 : azimuth, std::atan2(std::hypot(x, y), down) / RADIAN};
+    const float azimuth = std::atan2(y, x) / radian;
+    return {azimuth < 0 ? azimuth + 360 : azimuth, std::atan2(std::hypot(x, y), down) / radian};
 }
 
 float beamLoss(const beam_s& beam, direction_s direction) {
     const float off =
         angleBetween(static_cast<float>(beam.azimuth), static_cast<float>(beam.elevation), direction) /
-        HALF_WIDTH;
-    return std::min(3 * off * off, SIDE_LOBES);
+        halfWidth;
+    return std::min(3 * off * off, sideLobeLoss);
 }
 
 float polarisationLoss(int polarisation, double turn) {
     const auto angle = static_cast<float>(turn) * std::numbers::pi_v<float>;
-    const auto linear = [](float part) { return part < 0.1F ? CROSSED : -20 * std::log10(part); };
+    const auto linear = [](float part) { return part < 0.1F ? crossedLoss : -20 * std::log10(part); };
     switch (polarisation) {
         case 1000:
             return 0;
@@ -97,7 +100,7 @@ float polarisationLoss(int polarisation, double turn) {
         case 3000:
             return linear(std::abs(std::sin(angle)));
         default:
-            return CIRCULAR;
+            return circularLoss;
     }
 }
 

@@ -10,16 +10,17 @@
 namespace rxe {
 namespace {
 
-constexpr std::uint8_t CODE_EPC96 = 0x8D;
-constexpr std::uint16_t CODE_EPC = 0x00F1;
-constexpr std::uint16_t CODE_OWN = 0x0384;
-constexpr std::uint16_t EPC_LENGTH_MASK = 0x07FF;  // the bits of TAG_INFO_s::epcLength that count
-constexpr std::uint16_t NO_MEMBER = 0xFFFF;
+constexpr std::uint8_t codeEpc96 = 0x8D;
+constexpr std::uint16_t codeEpc = 0x00F1;
+constexpr std::uint16_t codeOwn = 0x0384;
+constexpr std::uint16_t epcLengthMask = 0x07FF;  // the bits of TAG_INFO_s::epcLength that count
+constexpr std::uint16_t noMember = 0xFFFF;
 
+// All numbers come high byte first but for the CRC.
 enum order_e : std::uint8_t { HIGH_FIRST, LOW_FIRST };
 
 // One number of a field: its size in bytes, where the encoder takes it from and
-// where the decoder puts it, or NO_MEMBER when the host's record has no place
+// where the decoder puts it, or `noMember` when the host's record has no place
 // for it and only its presence is told.
 struct element_s {
     std::uint8_t bytes;
@@ -38,7 +39,7 @@ struct field_s {
 #define ELEMENT(member) \
     { sizeof(tag_read_s::member), offsetof(tag_read_s, member), offsetof(TAG_INFO_s, member) }
 #define ELEMENT_UNSEEN(member) \
-    { sizeof(tag_read_s::member), offsetof(tag_read_s, member), NO_MEMBER }
+    { sizeof(tag_read_s::member), offsetof(tag_read_s, member), noMember }
 
 // Codes follow the TV parameters of EPCglobal LLRP 1.1 (section 17.2), which
 // has one for each of these facts. The EPC itself stands outside the table.
@@ -59,6 +60,7 @@ constexpr std::array valueFields{
     field_s{RXE_FIELD_ACCESS_SPEC, 0x90, HIGH_FIRST, 1, {{ELEMENT_UNSEEN(accessSpec)}}},
 };
 
+// Fields of the form 03 84 kind length.
 constexpr std::array ownFields{
     field_s{RXE_FIELD_BEARING,
             0x11,
@@ -78,6 +80,7 @@ constexpr std::array ownFields{
 #undef ELEMENT
 #undef ELEMENT_UNSEEN
 
+// Bytes of the value, of all its numbers together.
 constexpr std::size_t sizeOf(const field_s& field) {
     std::size_t bytes = 0;
     for (std::size_t i = 0; i < field.count; ++i) {
@@ -92,6 +95,7 @@ struct index_entry_s {
     std::uint8_t row = 0;
 };
 
+// The decoder looks a code up in one step instead of searching the table.
 template <typename Fields>
 constexpr auto indexByCode(const Fields& fields) {
     std::array<index_entry_s, 256> index{};
@@ -122,6 +126,7 @@ inline void copyNumber(std::uint8_t* to, const std::uint8_t* from, std::size_t b
     }
 }
 
+// Most significant byte first. The caller has checked that it lies within.
 std::uint64_t getNumber(std::span<const std::uint8_t> bytes, std::size_t offset, std::size_t size) {
     std::uint64_t value = 0;
     for (std::size_t i = 0; i < size; ++i) {
@@ -130,6 +135,7 @@ std::uint64_t getNumber(std::span<const std::uint8_t> bytes, std::size_t offset,
     return value;
 }
 
+// The numbers of a field, one behind the other, from the members that the table names.
 void encodeField(const field_s& field, const tag_read_s& read, byte_writer_s* writer) {
     const auto* base = reinterpret_cast<const std::uint8_t*>(&read);
     std::array<std::uint8_t, 8> number{};
@@ -140,10 +146,11 @@ void encodeField(const field_s& field, const tag_read_s& read, byte_writer_s* wr
     }
 }
 
+// The same backwards. `value` has all bytes of the field.
 void decodeField(const field_s& field, const std::uint8_t* value, TAG_INFO_s* info) {
     auto* base = reinterpret_cast<std::uint8_t*>(info);
     for (const element_s& element : std::span(field.elements).first(field.count)) {
-        if (element.infoOffset != NO_MEMBER) {
+        if (element.infoOffset != noMember) {
             copyNumber(base + element.infoOffset, value, element.bytes, field.order);
         }
         value += element.bytes;
@@ -151,18 +158,20 @@ void decodeField(const field_s& field, const std::uint8_t* value, TAG_INFO_s* in
     info->fields |= field.bit;
 }
 
+// 96 bits have a code of their own, any other length is told in bytes and bits.
 void encodeEpc(const tag_read_s& read, byte_writer_s* writer) {
     const std::uint16_t bytes = static_cast<std::uint16_t>((read.epcBits + 7) / 8);
     if (read.epcBits == 96) {
-        put(writer, CODE_EPC96, 1);
+        put(writer, codeEpc96, 1);
     } else {
-        put(writer, CODE_EPC, 2);
+        put(writer, codeEpc, 2);
         put(writer, bytes, 2);
         put(writer, read.epcBits, 2);
     }
     putBytes(writer, {read.epc, bytes});
 }
 
+// `epc` fits into the record: 12 bytes, or as stepEpc has checked.
 void setEpc(std::span<const std::uint8_t> epc, std::size_t bits, TAG_INFO_s* info) {
     std::memcpy(info->epc, epc.data(), epc.size());
     info->epcLength = static_cast<std::uint16_t>(bits);
@@ -180,6 +189,7 @@ std::size_t stepEpc96(std::span<const std::uint8_t> rest, TAG_INFO_s* info, stat
     return 13;
 }
 
+// 80 + code: the code tells the size.
 std::size_t stepValue(std::span<const std::uint8_t> rest, TAG_INFO_s* info, status_e* status) {
     const index_entry_s entry = valueIndex[rest[0]];
     if (entry.size == 0) {
@@ -194,6 +204,7 @@ std::size_t stepValue(std::span<const std::uint8_t> rest, TAG_INFO_s* info, stat
     return 1U + entry.size;
 }
 
+// 00 F1: an EPC with its length. Bits that the record's length field cannot hold are refused.
 std::size_t stepEpc(std::span<const std::uint8_t> rest, TAG_INFO_s* info, status_e* status) {
     if (rest.size() < 6) {
         *status = STATUS_TRUNCATED;
@@ -201,7 +212,7 @@ std::size_t stepEpc(std::span<const std::uint8_t> rest, TAG_INFO_s* info, status
     }
     const auto bytes = static_cast<std::size_t>(getNumber(rest, 2, 2));
     const auto bits = static_cast<std::size_t>(getNumber(rest, 4, 2));
-    if (bytes > sizeof info->epc || bits > EPC_LENGTH_MASK || bits > bytes * 8) {
+    if (bytes > sizeof info->epc || bits > epcLengthMask || bits > bytes * 8) {
         *status = STATUS_MALFORMED;
         return 0;
     }
@@ -213,6 +224,7 @@ std::size_t stepEpc(std::span<const std::uint8_t> rest, TAG_INFO_s* info, status
     return 6 + bytes;
 }
 
+// 03 84: an unknown kind is skipped by its length; a known one may be longer than its numbers.
 std::size_t stepOwn(std::span<const std::uint8_t> rest, TAG_INFO_s* info, status_e* status) {
     if (rest.size() < 4 || rest.size() < 4U + rest[3]) {
         *status = STATUS_TRUNCATED;
@@ -229,20 +241,21 @@ std::size_t stepOwn(std::span<const std::uint8_t> rest, TAG_INFO_s* info, status
     return 4U + rest[3];
 }
 
+// Field by field until the payload ends.
 status_e decodeTag(std::span<const std::uint8_t> payload, void* record) {
     auto* info = static_cast<TAG_INFO_s*>(record);
     status_e status = STATUS_MALFORMED;
     while (!payload.empty()) {
         std::size_t taken = 0;
-        if (payload[0] == CODE_EPC96) {
+        if (payload[0] == codeEpc96) {
             taken = stepEpc96(payload, info, &status);
         } else if ((payload[0] & 0x80) != 0) {
             taken = stepValue(payload, info, &status);
         } else if (payload.size() < 2) {
             status = STATUS_TRUNCATED;
-        } else if (getNumber(payload, 0, 2) == CODE_EPC) {
+        } else if (getNumber(payload, 0, 2) == codeEpc) {
             taken = stepEpc(payload, info, &status);
-        } else if (getNumber(payload, 0, 2) == CODE_OWN) {
+        } else if (getNumber(payload, 0, 2) == codeOwn) {
             taken = stepOwn(payload, info, &status);
         } else {
             status = STATUS_MALFORMED;
@@ -319,6 +332,7 @@ status_e decodeDbWarning(std::span<const std::uint8_t> payload, void* record) {
     return status_e{};
 }
 
+// A raw type and the function that decodes it.
 struct decoder_s {
     std::uint16_t rawType;
     status_e (*decode)(std::span<const std::uint8_t>, void*);
@@ -336,6 +350,7 @@ constexpr std::array decoders{
     decoder_s{RXE_PACKET_DB_WARNING, decodeDbWarning},
 };
 
+// What an encoder returns.
 std::size_t written(const byte_writer_s& writer) {
     return writer.ok ? writer.size : 0;
 }
@@ -362,7 +377,7 @@ void putBytes(byte_writer_s* writer, std::span<const std::uint8_t> bytes) {
 }
 
 std::size_t encodeTag(const tag_read_s& read, std::uint32_t fields, std::span<std::uint8_t> out) {
-    if (read.epcBits > MAX_EPC_BITS) {
+    if (read.epcBits > maxEpcBits) {
         return 0;
     }
     byte_writer_s writer{.out = out};
@@ -377,7 +392,7 @@ std::size_t encodeTag(const tag_read_s& read, std::uint32_t fields, std::span<st
     }
     for (const field_s& field : ownFields) {
         if ((fields & field.bit) != 0) {
-            put(&writer, CODE_OWN, 2);
+            put(&writer, codeOwn, 2);
             put(&writer, field.code, 1);
             put(&writer, sizeOf(field), 1);
             encodeField(field, read, &writer);

@@ -18,8 +18,8 @@
 namespace rxe {
 namespace {
 
-constexpr std::string_view SCHEME = "ipc://";
-constexpr std::int64_t MAX_MESSAGE = 65536;  // bytes; a longer one ends its connection
+constexpr std::string_view endpointScheme = "ipc://";
+constexpr std::int64_t maxMessage = 65536;  // bytes; a longer one ends its connection
 
 // ZeroMQ takes a socket's file over without asking who holds it, which would
 // cut off another engine; a plain connect tells. EAGAIN: somebody listens, and
@@ -61,6 +61,7 @@ bool receiveOne(void* socket, std::string* text) {
     return true;
 }
 
+// Answers all requests that wait. A request is refused by one line and changes nothing.
 void answer(control_s* control, const take_event_f& take) {
     std::string text;
     while (receiveOne(control->socket, &text)) {
@@ -72,6 +73,7 @@ void answer(control_s* control, const take_event_f& take) {
     }
 }
 
+// The control thread: sleeps until a request or the end comes.
 void serve(control_s* control, const take_event_f& take) {
     zmq_pollitem_t items[] = {{control->socket, 0, ZMQ_POLLIN, 0},
                               {nullptr, control->stopDescriptor, ZMQ_POLLIN, 0}};
@@ -86,6 +88,7 @@ void serve(control_s* control, const take_event_f& take) {
     }
 }
 
+// Closes what was opened, in part or whole, and removes the socket's file if it is still ours.
 void release(control_s* control) {
     if (control->socket != nullptr) {
         zmq_close(control->socket);
@@ -104,6 +107,7 @@ void release(control_s* control) {
     *control = {};
 }
 
+// False with ZeroMQ's error number when one of the steps fails.
 bool bindSocket(const std::string& endpoint, control_s* control) {
     const int linger = 0;
     control->stopDescriptor = ::eventfd(0, EFD_CLOEXEC);
@@ -113,10 +117,11 @@ bool bindSocket(const std::string& endpoint, control_s* control) {
         return false;
     }
     zmq_setsockopt(control->socket, ZMQ_LINGER, &linger, sizeof linger);
-    zmq_setsockopt(control->socket, ZMQ_MAXMSGSIZE, &MAX_MESSAGE, sizeof MAX_MESSAGE);
+    zmq_setsockopt(control->socket, ZMQ_MAXMSGSIZE, &maxMessage, sizeof maxMessage);
     return zmq_bind(control->socket, endpoint.c_str()) == 0;
 }
 
+// Notes which file the socket is, for release.
 void keepFile(const std::string& file, control_s* control) {
     struct stat status {};
     if (::stat(file.c_str(), &status) == 0) {
@@ -132,7 +137,7 @@ void openControl(const std::string& endpoint, take_event_f take, control_s* cont
     if (endpoint == "none") {
         return;
     }
-    const std::string file = endpoint.substr(SCHEME.size());
+    const std::string file = endpoint.substr(endpointScheme.size());
     const std::string without = "; there is no control socket";
     if (isInUse(file)) {
         *error = endpoint + ": another process listens there" + without;

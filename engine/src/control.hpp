@@ -2,8 +2,7 @@
 // The control socket: ZeroMQ requests that change the world while it runs, one
 // event each, answered by "ok" or by the one line that says what is wrong. A
 // thread of its own, which posts events and touches nothing else of the engine.
-#ifndef ENGINE_CONTROL_HPP
-#define ENGINE_CONTROL_HPP
+#pragma once
 
 #include <sys/types.h>
 
@@ -15,12 +14,17 @@
 
 namespace rxe {
 
+// Written by the thread that connects and disconnects.
 struct control_s {
     std::thread thread;
-    int stopDescriptor = -1;  // an eventfd; a write to it ends the thread
-    void* context = nullptr;  // ZeroMQ's
+    // An eventfd; a write to it ends the thread.
+    int stopDescriptor = -1;
+    // ZeroMQ's. While there is a thread, only that thread uses the socket.
+    void* context = nullptr;
     void* socket = nullptr;
-    std::string file;  // of the socket, while it is ours
+    // The socket's file, with the numbers that tell whether it is still ours when the
+    // socket closes: another engine may have taken its name.
+    std::string file;
     dev_t device = 0;
     ino_t inode = 0;
 };
@@ -37,5 +41,3 @@ void openControl(const std::string& endpoint, take_event_f take, control_s* cont
 void closeControl(control_s* control);
 
 }  // namespace rxe
-
-#endif

@@ -1,71 +1,31 @@
 // SPDX-License-Identifier: MIT
+// Each event changes the world and sends the packet that tells of it, if there is one. Events
+// that a host cannot know of from packets leave a line in the error log.
 #include "events.hpp"
 
 #include <algorithm>
-#include <cstdio>
 
 #include "delivery.hpp"
-#include "engine.hpp"
 #include "health.hpp"
 #include "population.hpp"
-#include "random.hpp"
 
 namespace rxe {
 namespace {
 
-constexpr std::size_t MAX_HAPPENINGS = 8;
-constexpr std::int64_t HOUR = 3600000000;  // microseconds
+constexpr std::int64_t hour = 3600000000;  // microseconds
 
-bool comesLater(const moment_s& a, const moment_s& b) {
-    return a.due != b.due ? a.due > b.due : a.order > b.order;
-}
-
-void schedule(moment_s moment, timeline_s* timeline) {
-    moment.order = ++timeline->made;
-    timeline->moments.push_back(moment);
-    std::ranges::push_heap(timeline->moments, comesLater);
-}
-
-moment_s takeFirst(timeline_s* timeline) {
-    std::ranges::pop_heap(timeline->moments, comesLater);
-    const moment_s first = timeline->moments.back();
-    timeline->moments.pop_back();
-    return first;
-}
-
-// Scheduled are only times that can be reached.
-void scheduleChange(std::int64_t due, timeline_s* timeline) {
-    if (due != FOR_EVER) {
-        schedule({.due = due, .kind = moment_e::CHANGE}, timeline);
-    }
-}
-
-// Arrival `number` of a group is late by a part of its jitter that is the same
-// in every run with this seed.
-void scheduleArrival(const scenario_s& scenario, std::size_t group, std::uint64_t number,
-                     timeline_s* timeline) {
-    const arrivals_s& arrivals = scenario.groups[group].arrivals;
-    const std::uint64_t draw = mix64(scenario.seed ^ mix64(std::uint64_t{group} << 40 ^ ~number));
-    const auto late = static_cast<std::int64_t>(unitInterval(draw) * static_cast<double>(arrivals.jitter));
-    schedule({.due = arrivals.first + static_cast<std::int64_t>(number) * arrivals.every + late,
-              .kind = moment_e::ARRIVAL,
-              .index = group,
-              .number = number},
-             timeline);
-}
-
-void arrive(engine_s* engine, const moment_s& moment) {
-    radio_s& radio = engine->radio;
-    const tag_group_s& group = engine->scenario.groups[moment.index];
+// The tags of one arrival come; their leaving and the next arrival are scheduled.
+void arrive(radio_s* radio, const moment_s& moment) {
+    const tag_group_s& group = radio->scenario.groups[moment.index];
     for (std::uint64_t i = 0; i < group.count; ++i) {
         const std::uint64_t number = moment.number * group.count + i;
-        addTag(makeTag(engine->scenario, moment.index, number, moment.due), radio.now, &radio.world);
+        addTag(makeTag(radio->scenario, moment.index, number, moment.due), radio->now, &radio->world);
     }
-    if (group.arrivals.stay != FOR_EVER) {
-        scheduleChange(moment.due + group.arrivals.stay, &radio.timeline);
+    if (group.arrivals.stay != forEver) {
+        scheduleChange(moment.due + group.arrivals.stay, &radio->timeline);
     }
     if (group.arrivals.limit == 0 || moment.number + 1 < group.arrivals.limit) {
-        scheduleArrival(engine->scenario, moment.index, moment.number + 1, &radio.timeline);
+        scheduleArrival(radio->scenario, moment.index, moment.number + 1, &radio->timeline);
     }
 }
 
@@ -76,119 +36,125 @@ std::string portLine(const char* what, const event_s& event, const char* how) {
     return what + std::to_string(event.port) + how;
 }
 
-void sendBytes(engine_s* engine, std::uint16_t rawType, std::span<const std::uint8_t> bytes) {
-    byte_writer_s writer = payloadWriter(engine);
+void sendBytes(host_s* host, std::int64_t now, std::uint16_t rawType, std::span<const std::uint8_t> bytes) {
+    byte_writer_s writer = payloadWriter(host);
     putBytes(&writer, bytes);
-    deliver(engine, rawType, writer.size);
+    deliver(host, now, rawType, writer.size);
 }
 
-void applyGpi(engine_s* engine, const event_s& event) {
-    gpi_s& gpi = engine->radio.world.gpis[event.port - 1U];
+// An output of the reader keeps its level, whatever comes from outside.
+void applyGpi(radio_s* radio, host_s* host, const event_s& event) {
+    gpi_s& gpi = radio->world.gpis[event.port - 1U];
     std::uint8_t inputs = 0;
-    getParam(&engine->params, RXE_PARAM_GPIO_DIR, &inputs);
+    getParam(&host->params, RXE_PARAM_GPIO_DIR, &inputs);
     if (((inputs >> (event.port - 1U)) & 1) == 0) {
-        noteHappening(engine, portLine("port ", event, " is an output, and a level came from outside"));
+        noteHappening(radio->now, portLine("port ", event, " is an output, and a level came from outside"),
+                      &radio->timeline);
         return;
     }
     if (gpi.high == event.flag) {
         return;  // no edge
     }
-    gpi = {event.flag, engine->radio.now};
+    gpi = {event.flag, radio->now};
     const std::array<std::uint8_t, 2> payload{static_cast<std::uint8_t>(event.port),
                                               static_cast<std::uint8_t>(event.flag ? 1 : 0)};
-    sendBytes(engine, RXE_PACKET_GPIO_INFO, payload);
+    sendBytes(host, radio->now, RXE_PACKET_GPIO_INFO, payload);
 }
 
-void applyAntenna(engine_s* engine, const event_s& event) {
-    antenna_s& antenna = engine->radio.world.antennas[event.port];
+// The host learns of it by the next antenna check.
+void applyAntenna(radio_s* radio, host_s*, const event_s& event) {
+    antenna_s& antenna = radio->world.antennas[event.port];
     if (antenna.connected == event.flag) {
         return;
     }
     antenna.connected = event.flag;
-    ++engine->radio.world.changes;
-    noteHappening(engine, portLine("antenna ", event, event.flag ? " back" : " lost"));
+    ++radio->world.changes;
+    noteHappening(radio->now, portLine("antenna ", event, event.flag ? " back" : " lost"), &radio->timeline);
 }
 
-void applyPaFailure(engine_s* engine, const event_s& event) {
-    engine->radio.world.antennas[event.port].paFailed = event.flag;
-    ++engine->radio.world.changes;
+// The alarm tells whether the amplifier gives too much or too little; in both cases the radio
+// transmits nothing there.
+void applyPaFailure(radio_s* radio, host_s* host, const event_s& event) {
+    radio->world.antennas[event.port].paFailed = event.flag;
+    ++radio->world.changes;
     if (!event.flag) {
-        noteHappening(engine, portLine("PA of port ", event, " good again"));
+        noteHappening(radio->now, portLine("PA of port ", event, " good again"), &radio->timeline);
         return;
     }
     const bool high = event.value == 1;
-    noteHappening(engine, portLine("PA of port ", event, high ? " gives too much" : " gives too little"));
+    noteHappening(radio->now, portLine("PA of port ", event, high ? " gives too much" : " gives too little"),
+                  &radio->timeline);
     const auto port = static_cast<std::uint8_t>(event.port);
-    sendBytes(engine, high ? RXE_PACKET_FWD_PWR_HI_ALARM : RXE_PACKET_FWD_PWR_LO_ALARM, {&port, 1});
+    sendBytes(host, radio->now, high ? RXE_PACKET_FWD_PWR_HI_ALARM : RXE_PACKET_FWD_PWR_LO_ALARM, {&port, 1});
 }
 
-void applyPaTemp(engine_s* engine, const event_s& event) {
-    setTemperature(engine, true, event.value);
+void applyPaTemp(radio_s* radio, host_s* host, const event_s& event) {
+    setTemperature(radio, host, true, event.value);
 }
 
-void applyAmbTemp(engine_s* engine, const event_s& event) {
-    setTemperature(engine, false, event.value);
+void applyAmbTemp(radio_s* radio, host_s* host, const event_s& event) {
+    setTemperature(radio, host, false, event.value);
 }
 
-void applyFail(engine_s* engine, const event_s& event) {
-    addFailure({event.operation, event.parameter, event.value, event.after, event.count}, &engine->failures);
+void applyFail(radio_s*, host_s* host, const event_s& event) {
+    addFailure({event.operation, event.parameter, event.value, event.after, event.count}, &host->failures);
 }
 
-void applyEnter(engine_s* engine, const event_s& event) {
-    radio_s& radio = engine->radio;
+void applyEnter(radio_s* radio, host_s*, const event_s& event) {
     const std::int64_t stay = event.tag.leaves;  // made as if it entered at 0
     tag_s tag = event.tag;
-    tag.enters = tag.placedAt = radio.now;
-    tag.leaves = stay > FOR_EVER - radio.now ? FOR_EVER : radio.now + stay;
-    scheduleChange(tag.leaves, &radio.timeline);
-    addTag(std::move(tag), radio.now, &radio.world);
+    tag.enters = tag.placedAt = radio->now;
+    tag.leaves = stay > forEver - radio->now ? forEver : radio->now + stay;
+    scheduleChange(tag.leaves, &radio->timeline);
+    addTag(std::move(tag), radio->now, &radio->world);
 }
 
 // The tag that an event is for; a line in the error log when it is not there.
-std::int64_t tagOf(engine_s* engine, const event_s& event) {
-    const std::int64_t index = findTag(engine->radio.world, event.bytes, engine->radio.now);
+std::int64_t tagOf(radio_s* radio, const event_s& event) {
+    const std::int64_t index = findTag(radio->world, event.bytes, radio->now);
     if (index < 0) {
-        noteHappening(engine, "an event for a tag that is not in the field");
+        noteHappening(radio->now, "an event for a tag that is not in the field", &radio->timeline);
     }
     return index;
 }
 
-void applyMove(engine_s* engine, const event_s& event) {
-    if (const std::int64_t index = tagOf(engine, event); index >= 0) {
-        moveTag(static_cast<std::uint32_t>(index), event.place, event.velocity, engine->radio.now,
-                &engine->radio.world);
+void applyMove(radio_s* radio, host_s*, const event_s& event) {
+    if (const std::int64_t index = tagOf(radio, event); index >= 0) {
+        moveTag(static_cast<std::uint32_t>(index), event.place, event.velocity, radio->now, &radio->world);
     }
 }
 
-void applyLeave(engine_s* engine, const event_s& event) {
-    if (const std::int64_t index = tagOf(engine, event); index >= 0) {
-        removeTag(static_cast<std::uint32_t>(index), engine->radio.now, &engine->radio.world);
+void applyLeave(radio_s* radio, host_s*, const event_s& event) {
+    if (const std::int64_t index = tagOf(radio, event); index >= 0) {
+        removeTag(static_cast<std::uint32_t>(index), radio->now, &radio->world);
     }
 }
 
 // Tags read elsewhere take nine tenths of the database, rounded up, or all of
 // it and one more has found no room. What is in it stays.
-void applyDatabase(engine_s* engine, const event_s& event) {
-    reported_s& reported = engine->radio.reported;
-    const std::size_t capacity = engine->radio.world.dbCapacity;
+void applyDatabase(radio_s* radio, host_s* host, const event_s& event) {
+    reported_s& reported = radio->reported;
+    const std::size_t capacity = radio->world.dbCapacity;
     const std::size_t wanted = event.flag ? capacity : (capacity * 9 + 9) / 10;
     reported.elsewhere += wanted - std::min(wanted, usedRoom(reported));
-    noteHappening(engine, event.flag ? "tag database full" : "tag database nearly full");
-    warnOfDatabase(engine, event.flag);
+    noteHappening(radio->now, event.flag ? "tag database full" : "tag database nearly full",
+                  &radio->timeline);
+    warnOfDatabase(radio, host, event.flag);
 }
 
-void applyFault(engine_s* engine, const event_s&) {
-    noteHappening(engine, "radio fault");
-    engine->radio.fault = true;
+void applyFault(radio_s* radio, host_s*, const event_s&) {
+    noteHappening(radio->now, "radio fault", &radio->timeline);
+    radio->fault = true;
 }
 
-void applyPacket(engine_s* engine, const event_s& event) {
-    sendBytes(engine, event.rawType, event.bytes);
+void applyPacket(radio_s* radio, host_s* host, const event_s& event) {
+    sendBytes(host, radio->now, event.rawType, event.bytes);
 }
 
+// Functions have all parameters of the table, whether they need them or not.
 struct event_row_s {
     event_e kind;
-    void (*apply)(engine_s* engine, const event_s& event);
+    void (*apply)(radio_s* radio, host_s* host, const event_s& event);
 };
 
 constexpr std::array eventRows{
@@ -206,19 +172,19 @@ constexpr std::array eventRows{
     event_row_s{event_e::PACKET, applyPacket},
 };
 
-void applyEvent(engine_s* engine, const event_s& event) {
-    std::ranges::find(eventRows, event.kind, &event_row_s::kind)->apply(engine, event);
+void applyEvent(radio_s* radio, host_s* host, const event_s& event) {
+    std::ranges::find(eventRows, event.kind, &event_row_s::kind)->apply(radio, host, event);
 }
 
-void applyMoment(engine_s* engine, const moment_s& moment) {
-    timeline_s& timeline = engine->radio.timeline;
+void applyMoment(radio_s* radio, host_s* host, const moment_s& moment) {
+    timeline_s& timeline = radio->timeline;
     if (moment.kind == moment_e::ARRIVAL) {
-        arrive(engine, moment);
+        arrive(radio, moment);
     } else if (moment.kind == moment_e::CHANGE) {  // a tag enters or leaves, as its times say
-        ++engine->radio.world.changes;
+        ++radio->world.changes;
     } else {
         const timed_event_s timed = timeline.events[moment.index];
-        applyEvent(engine, timed.event);
+        applyEvent(radio, host, timed.event);
         if (timed.every != 0) {
             schedule({.due = moment.due + timed.every, .kind = moment_e::EVENT, .index = moment.index},
                      &timeline);
@@ -226,14 +192,15 @@ void applyMoment(engine_s* engine, const moment_s& moment) {
     }
 }
 
-void takePosted(engine_s* engine) {
-    if (!engine->events.waiting.load(std::memory_order_relaxed)) {
+// Applies what the control socket has posted. What is not due yet joins the timeline.
+void takePosted(radio_s* radio, host_s* host) {
+    if (!host->events.waiting.load(std::memory_order_relaxed)) {
         return;
     }
-    timeline_s& timeline = engine->radio.timeline;
-    for (event_s& event : takeEvents(&engine->events)) {
-        if (event.due <= engine->radio.now) {
-            applyEvent(engine, event);
+    timeline_s& timeline = radio->timeline;
+    for (event_s& event : takeEvents(&host->events)) {
+        if (event.due <= radio->now) {
+            applyEvent(radio, host, event);
             continue;
         }
         schedule({.due = event.due, .kind = moment_e::EVENT, .index = timeline.events.size()}, &timeline);
@@ -243,60 +210,18 @@ void takePosted(engine_s* engine) {
 
 }  // namespace
 
-void beginTimeline(engine_s* engine) {
-    timeline_s& timeline = engine->radio.timeline;
-    const scenario_s& scenario = engine->scenario;
-    timeline = {};
-    timeline.events = scenario.events;
-    for (std::size_t i = 0; i < timeline.events.size(); ++i) {
-        schedule({.due = timeline.events[i].event.due, .kind = moment_e::EVENT, .index = i}, &timeline);
-    }
-    for (std::size_t i = 0; i < scenario.groups.size(); ++i) {
-        const arrivals_s& arrivals = scenario.groups[i].arrivals;
-        if (arrivals.every != 0) {
-            scheduleArrival(scenario, i, 0, &timeline);
-            continue;
-        }
-        scheduleChange(arrivals.first, &timeline);
-        if (arrivals.stay != FOR_EVER) {
-            scheduleChange(arrivals.first + arrivals.stay, &timeline);
-        }
-    }
-    takeEvents(&engine->events);  // those of the last connection
-    engine->radio.nextEvent = 0;
-}
-
-std::int64_t applyDueEvents(engine_s* engine) {
-    radio_s& radio = engine->radio;
-    takePosted(engine);
+std::int64_t applyDueEvents(radio_s* radio, host_s* host) {
+    takePosted(radio, host);
     // What happened by itself when a log was written is in the log, what came between
     // two runs too: the scenario's events and the temperatures would bring it twice.
-    if (radio.replay.active()) {
-        return radio.now + HOUR;
+    if (radio->replay.active()) {
+        return radio->now + hour;
     }
-    while (!radio.timeline.moments.empty() && radio.timeline.moments.front().due <= radio.now) {
-        applyMoment(engine, takeFirst(&radio.timeline));
+    while (!radio->timeline.moments.empty() && radio->timeline.moments.front().due <= radio->now) {
+        applyMoment(radio, host, takeFirst(&radio->timeline));
     }
-    const std::int64_t step = stepHealth(engine);
-    return radio.timeline.moments.empty() ? step : std::min(step, radio.timeline.moments.front().due);
-}
-
-std::string whatHappened(const timeline_s& timeline) {
-    std::string text;
-    for (const std::string& line : timeline.happened) {
-        text += "; " + line;
-    }
-    return text;
-}
-
-void noteHappening(engine_s* engine, std::string line) {
-    std::array<char, 32> time{};
-    std::snprintf(time.data(), time.size(), "%.3f s: ", static_cast<double>(engine->radio.now) * 1e-6);
-    std::deque<std::string>& happened = engine->radio.timeline.happened;
-    happened.push_back(time.data() + std::move(line));
-    if (happened.size() > MAX_HAPPENINGS) {
-        happened.pop_front();
-    }
+    const std::int64_t step = stepHealth(radio, host);
+    return radio->timeline.moments.empty() ? step : std::min(step, radio->timeline.moments.front().due);
 }
 
 }  // namespace rxe

@@ -9,6 +9,7 @@ namespace {
 
 using feature_f = bool(const reader_s& reader);
 
+// Of a line of versions, whatever its patch.
 bool isVersion(const REL_VERSION_s& version, int major, int minor) {
     return version.major == major && version.minor == minor;
 }
@@ -20,6 +21,7 @@ bool isOldPn5100(const reader_s& reader) {
 bool isPn5100OrAny(const reader_s& reader) {
     return isOldPn5100(reader) || reader.model == reader_model_e::ANY;
 }
+// PN8200: its start and stop rules have four ports instead of two.
 bool hasFourInputs(const reader_s& reader) {
     return reader.model == reader_model_e::PN8200 || reader.model == reader_model_e::ANY;
 }
@@ -40,6 +42,7 @@ bool checksAntennas(const reader_s& reader) {
            (isVersion(firmware, 2, 1) && firmware.patch > 32) ||
            (isVersion(firmware, 2, 2) && firmware.patch > 26);
 }
+// The RSSI threshold.
 bool filtersByLevel(const reader_s& reader) {
     return isVersion(reader.firmware, 2, 1) && reader.firmware.patch > 40;
 }
@@ -60,6 +63,7 @@ struct feature_s {
     feature_f* available;
 };
 
+// Ids that stand in none of these rows exist on every reader.
 constexpr std::array features{
     feature_s{RXE_PARAM_NUM_ANTENNAS, RXE_PARAM_NUM_ANTENNAS, isPn5100OrAny},
     feature_s{RXE_PARAM_RADIO_STOP, RXE_PARAM_RADIO_STOP, hasTwoInputs},

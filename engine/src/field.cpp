@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// A tag at rest keeps its link budget until the world changes; then all are worked out anew.
+// A moving tag is worked out at each look. Fading comes on top of both.
 #include "field.hpp"
 
 #include <cmath>
@@ -8,22 +10,26 @@
 namespace rxe {
 namespace {
 
+// A tag at rest keeps its link, so it is worked out once.
 bool moves(const tag_s& tag) {
     return tag.velocity.x != 0 || tag.velocity.y != 0 || tag.velocity.z != 0;
 }
 
+// Whether the carrier comes out of its antenna and the receiving one listens; without
+// either, no tag is read.
 bool radiates(const world_s& world, const carrier_s& carrier) {
     if (carrier.beam) {
         const bool hears = carrier.allBeams || carrier.listening.valid();
         return carrier.direction.valid() && hears && world.antennas[0].connected &&
                !world.antennas[0].paFailed;
     }
-    const bool isPort = carrier.antenna >= 1 && carrier.antenna <= MAX_PORTS;
+    const bool isPort = carrier.antenna >= 1 && carrier.antenna <= maxPorts;
     const bool hears = carrier.receiver == 0 || world.antennas[carrier.receiver].connected;
     return isPort && hears && world.antennas[carrier.antenna].connected &&
            !world.antennas[carrier.antenna].paFailed;
 }
 
+// The tag's link budget at `now`; fading comes later.
 lit_tag_s lightOn(const world_s& world, const carrier_s& carrier, std::uint32_t index, std::int64_t now) {
     const tag_s& tag = world.tags[index];
     lit_tag_s lit;
@@ -36,10 +42,12 @@ lit_tag_s lightOn(const world_s& world, const carrier_s& carrier, std::uint32_t 
     return lit;
 }
 
+// Without frame errors fading does not decide, so that a scenario can be without chance.
 bool hasPower(const air_s& air, const lit_tag_s& lit) {
     return lit.margin + (air.errors ? lit.fade : 0) >= 0;
 }
 
+// Makes `still` and `movers` anew, which is needed only when the world has changed.
 void sortTags(std::int64_t now, const world_s& world, field_s* field) {
     const float reach = fadeReach(world.air);
     field->still.clear();
@@ -61,6 +69,7 @@ void sortTags(std::int64_t now, const world_s& world, field_s* field) {
     }
 }
 
+// One tag at this look: draws its fading if that decides, and powers it up.
 void light(lit_tag_s lit, std::int64_t carrierSince, std::int64_t now, world_s* world, field_s* field,
            random_s* random) {
     tag_s& tag = world->tags[lit.index];
@@ -73,6 +82,8 @@ void light(lit_tag_s lit, std::int64_t carrierSince, std::int64_t now, world_s* 
     if (!hasPower(world->air, lit)) {
         return;
     }
+    // Without power since before this turn, or at the last look: flags have run down. With a hop
+    // in between, only S0 has.
     if (tag.poweredUntil <= field->since || tag.poweredUntil < field->lookedAt) {
         powerUp(now, &tag);
     } else if (tag.poweredUntil <= carrierSince) {
@@ -85,7 +96,7 @@ void light(lit_tag_s lit, std::int64_t carrierSince, std::int64_t now, world_s* 
 }  // namespace
 
 float fadeReach(const air_s& air) {
-    return air.errors ? NORMAL_ENDS * static_cast<float>(air.fadeDb) : 0;
+    return air.errors ? normalEnds * static_cast<float>(air.fadeDb) : 0;
 }
 
 void lookAround(std::int64_t carrierSince, std::int64_t now, world_s* world, field_s* field,

@@ -41,6 +41,7 @@ std::string readAll(int file, std::size_t most, auto* content) {
     }
 }
 
+// O_NONBLOCK, so that a pipe without a writer does not make it wait.
 std::string openAndRead(const char* path, std::size_t most, auto* content) {
     const int file = ::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (file < 0) {

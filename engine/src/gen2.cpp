@@ -9,20 +9,22 @@
 namespace rxe {
 namespace {
 
-constexpr std::size_t XPC_WORD = 0x21;   // XPC_W1 at 210h
-constexpr std::uint16_t PC_XI = 0x0200;  // XPC_W1 is there and not zero
-constexpr std::uint16_t XPC1_XEB = 0x8000;
+constexpr std::size_t xpcWord = 0x21;   // XPC_W1 at 210h
+constexpr std::uint16_t pcXi = 0x0200;  // XPC_W1 is there and not zero
+constexpr std::uint16_t xpc1Xeb = 0x8000;
 
 // How long flags outlive their cause, microseconds (EPC Gen2 v2.0.1, table 6.20, allows
 // S1 500 ms to 5 s and the others more than 2 s): tags sold have 1 to 3 s and tens of seconds.
-constexpr std::int64_t S1_PERSISTENCE = 2000000;         // powered or not
-constexpr std::int64_t S2_S3_SL_PERSISTENCE = 20000000;  // unpowered
+constexpr std::int64_t s1Persistence = 2000000;       // powered or not
+constexpr std::int64_t s2S3SlPersistence = 20000000;  // unpowered
 
+// 0 behind the bank's end.
 std::uint16_t wordAt(const std::vector<std::uint8_t>& bank, std::size_t word) {
     return 2 * word + 1 < bank.size() ? static_cast<std::uint16_t>(bank[2 * word] << 8 | bank[2 * word + 1])
                                       : std::uint16_t{0};
 }
 
+// A password of the RESERVED bank.
 std::uint32_t twoWordsAt(const tag_s& tag, std::size_t word) {
     const auto& bank = tag.banks[BANK_RESERVED];
     return static_cast<std::uint32_t>(wordAt(bank, word)) << 16 | wordAt(bank, word + 1);
@@ -35,7 +37,7 @@ bool bitAt(const std::uint8_t* bytes, std::size_t bit) {
 // The stored CRC follows whatever is written to PC and EPC.
 void refreshCrc(tag_s* tag) {
     auto& bank = tag->banks[BANK_EPC];
-    if (bank.size() < EPC_OFFSET) {
+    if (bank.size() < epcOffset) {
         return;
     }
     const std::uint16_t crc = crc16(std::span(bank).subspan(2, 2 + epcBytes(*tag)));
@@ -78,10 +80,11 @@ bool isClosed(const tag_s& tag, const guard_s& guard, bool secured) {
     return locked && (forGood || !secured);
 }
 
-constexpr std::size_t BLOCK_WORDS = 4, LOCKABLE_BLOCKS = 32;
+constexpr std::size_t blockWords = 4, lockableBlocks = 32;
+// By BlockPermalock, which no password lifts.
 bool blockIsLocked(const tag_s& tag, std::size_t word) {
-    const std::size_t block = word / BLOCK_WORDS;
-    return block < LOCKABLE_BLOCKS && ((tag.lockedBlocks >> block) & 1) != 0;
+    const std::size_t block = word / blockWords;
+    return block < lockableBlocks && ((tag.lockedBlocks >> block) & 1) != 0;
 }
 
 }  // namespace
@@ -91,7 +94,7 @@ void powerUp(std::int64_t now, tag_s* tag) {
         return;
     }
     tag->inventoried &= 0xE;  // S0 lives on power alone
-    if (now - tag->poweredUntil > S2_S3_SL_PERSISTENCE) {
+    if (now - tag->poweredUntil > s2S3SlPersistence) {
         tag->inventoried &= 0x3;
         tag->sl = false;
     }
@@ -105,7 +108,7 @@ void setInventoried(unsigned session, bool b, std::int64_t now, tag_s* tag) {
     const auto bit = static_cast<std::uint8_t>(1U << session);
     tag->inventoried = static_cast<std::uint8_t>(b ? tag->inventoried | bit : tag->inventoried & ~bit);
     if (session == 1 && b) {
-        tag->s1Until = now + S1_PERSISTENCE;
+        tag->s1Until = now + s1Persistence;
     }
 }
 
@@ -129,7 +132,7 @@ void obeySelect(const SELECT_OP_s& select, std::int64_t now, tag_s* tag) {
     if (effect == KEEP) {
         return;
     }
-    if (select.target == TARGET_SL) {
+    if (select.target == targetSL) {
         tag->sl = effect == SET || (effect == FLIP && !tag->sl);
     } else {
         const bool b = effect == CLEAR || (effect == FLIP && !inventoriedB(*tag, select.target, now));
@@ -139,37 +142,38 @@ void obeySelect(const SELECT_OP_s& select, std::int64_t now, tag_s* tag) {
 
 backscatter_s backscatterOf(const tag_s& tag) {
     const auto& bank = tag.banks[BANK_EPC];
-    if (bank.size() < EPC_OFFSET) {
+    if (bank.size() < epcOffset) {
         return {};
     }
     const std::size_t bytes = epcBytes(tag);
     const std::uint16_t pc = wordAt(bank, 1);
-    const unsigned xpcWords = (pc & PC_XI) == 0 ? 0U : (tag.xpc1 & XPC1_XEB) == 0 ? 1U : 2U;
+    const unsigned xpcWords = (pc & pcXi) == 0 ? 0U : (tag.xpc1 & xpc1Xeb) == 0 ? 1U : 2U;
     const std::uint16_t xpc1 = xpcWords > 0 ? tag.xpc1 : std::uint16_t{0};
     const std::uint16_t xpc2 = xpcWords > 1 ? tag.xpc2 : std::uint16_t{0};
     const auto bits = static_cast<std::uint16_t>(8 * bytes);
     // The stored CRC is over PC and EPC; with XPC words between them it is another one.
     std::uint16_t crc = wordAt(bank, 0);
     if (xpcWords != 0) {
-        crc = crcAfter(crcAfter(CRC_PRESET, pc, 16), xpc1, 16);
+        crc = crcAfter(crcAfter(crcPreset, pc, 16), xpc1, 16);
         crc = xpcWords == 2 ? crcAfter(crc, xpc2, 16) : crc;
-        crc = crcResult(crcAfter(crc, std::span(bank).subspan(EPC_OFFSET, bytes)));
+        crc = crcResult(crcAfter(crc, std::span(bank).subspan(epcOffset, bytes)));
     }
-    return {bank.data() + EPC_OFFSET, bits, pc, xpc1, xpc2, crc, 32U + bits + 16 * xpcWords};
+    return {bank.data() + epcOffset, bits, pc, xpc1, xpc2, crc, 32U + bits + 16 * xpcWords};
 }
 
 bool truncate(const SELECT_OP_s& select, std::vector<std::uint8_t>* room, backscatter_s* reply) {
+    // Bits of the bank: the reply goes from behind the mask to the EPC's end.
     const std::size_t begin = select.pointer + std::size_t{select.length};
-    const std::size_t end = EPC_OFFSET * 8 + reply->epcBits;
-    if (select.membank != BANK_EPC || begin < EPC_OFFSET * 8 || begin + 16 > end) {
+    const std::size_t end = epcOffset * 8 + reply->epcBits;
+    if (select.membank != BANK_EPC || begin < epcOffset * 8 || begin + 16 > end) {
         return false;
     }
     const std::size_t bits = end - begin;
     // Five zero bits in front, neither PC nor XPC, and a CRC over just that.
-    std::uint16_t crc = crcAfter(CRC_PRESET, 0, 5);
+    std::uint16_t crc = crcAfter(crcPreset, 0, 5);
     room->assign((bits + 7) / 8, 0);
     for (std::size_t bit = 0; bit < bits; ++bit) {
-        const bool isOne = bitAt(reply->epc, begin - EPC_OFFSET * 8 + bit);
+        const bool isOne = bitAt(reply->epc, begin - epcOffset * 8 + bit);
         crc = crcAfter(crc, isOne ? 1 : 0, 1);
         if (isOne) {
             (*room)[bit / 8] = static_cast<std::uint8_t>((*room)[bit / 8] | 0x80 >> (bit % 8));
@@ -195,11 +199,11 @@ tag_error_e readMemory(const tag_s& tag, std::uint8_t bank, std::size_t pointer,
     const std::size_t size = memory.size() / 2;
     data->clear();
     const bool xpc =
-        bank == BANK_EPC && pointer >= XPC_WORD && pointer < XPC_WORD + 2 && (wordAt(memory, 1) & PC_XI) != 0;
-    if (xpc && pointer + words <= XPC_WORD + 2) {
-        const std::size_t end = words == 0 ? XPC_WORD + 2 : pointer + words;
+        bank == BANK_EPC && pointer >= xpcWord && pointer < xpcWord + 2 && (wordAt(memory, 1) & pcXi) != 0;
+    if (xpc && pointer + words <= xpcWord + 2) {
+        const std::size_t end = words == 0 ? xpcWord + 2 : pointer + words;
         for (std::size_t word = pointer; word < end; ++word) {
-            const std::uint16_t value = word == XPC_WORD ? tag.xpc1 : tag.xpc2;
+            const std::uint16_t value = word == xpcWord ? tag.xpc1 : tag.xpc2;
             data->push_back(static_cast<std::uint8_t>(value >> 8));
             data->push_back(static_cast<std::uint8_t>(value));
         }
@@ -210,7 +214,7 @@ tag_error_e readMemory(const tag_s& tag, std::uint8_t bank, std::size_t pointer,
     }
     // A whole read of the EPC bank ends with the EPC, when it begins in front of that
     // end (EPC Gen2 v2.0.1, 6.3.2.12.3.2).
-    const std::size_t epcEnd = (EPC_OFFSET + epcBytes(tag)) / 2;
+    const std::size_t epcEnd = (epcOffset + epcBytes(tag)) / 2;
     const std::size_t bankEnd = bank == BANK_EPC && pointer < epcEnd ? epcEnd : size;
     const std::size_t end = words == 0 ? bankEnd : pointer + words;
     for (std::size_t word = pointer; word < end; ++word) {
@@ -256,7 +260,7 @@ tag_error_e lockBlocks(std::uint8_t bank, std::size_t pointer, std::span<const s
         return TAG_NO_PRIVILEGE;
     }
     const std::size_t words = tag->banks[BANK_USER].size() / 2;
-    const std::size_t blocks = std::min(LOCKABLE_BLOCKS, (words + BLOCK_WORDS - 1) / BLOCK_WORDS);
+    const std::size_t blocks = std::min(lockableBlocks, (words + blockWords - 1) / blockWords);
     std::uint32_t locked = tag->lockedBlocks;
     for (std::size_t i = 0; i < 16 * mask.size(); ++i) {
         const std::size_t block = 16 * pointer + i;

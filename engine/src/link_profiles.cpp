@@ -19,16 +19,16 @@ struct forward_s {
     double kilohertz;  // link frequency
 };
 
-constexpr double DR8 = 8, DR64 = 64.0 / 3;
+constexpr double dr8 = 8, dr64 = 64.0 / 3;
 
 constexpr std::array forwards{
-    forward_s{1, 25, 2.0, DR8, 40},        forward_s{2, 20, 2.0, DR64, 170.6},
-    forward_s{3, 25, 2.0, DR64, 160},      forward_s{4, 20, 2.0, DR64, 213.3},
-    forward_s{5, 20, 2.0, DR64, 274},      forward_s{6, 20, 2.0, DR64, 320},
-    forward_s{7, 12.5, 2.0, DR64, 274},    forward_s{8, 12.5, 2.0, DR64, 320},
-    forward_s{9, 12.5, 2.0, DR64, 426.7},  forward_s{10, 7.14, 1.5, DR64, 640},
-    forward_s{14, 12.5, 1.5, DR64, 426.7}, forward_s{15, 6.25, 1.5, DR64, 640},
-    forward_s{16, 12.5, 2.0, DR64, 500},   forward_s{17, 20, 2.0, DR64, 320},
+    forward_s{1, 25, 2.0, dr8, 40},        forward_s{2, 20, 2.0, dr64, 170.6},
+    forward_s{3, 25, 2.0, dr64, 160},      forward_s{4, 20, 2.0, dr64, 213.3},
+    forward_s{5, 20, 2.0, dr64, 274},      forward_s{6, 20, 2.0, dr64, 320},
+    forward_s{7, 12.5, 2.0, dr64, 274},    forward_s{8, 12.5, 2.0, dr64, 320},
+    forward_s{9, 12.5, 2.0, dr64, 426.7},  forward_s{10, 7.14, 1.5, dr64, 640},
+    forward_s{14, 12.5, 1.5, dr64, 426.7}, forward_s{15, 6.25, 1.5, dr64, 640},
+    forward_s{16, 12.5, 2.0, dr64, 500},   forward_s{17, 20, 2.0, dr64, 320},
 };
 
 struct coding_s {
@@ -49,7 +49,7 @@ struct chosen_s {
     std::uint16_t id;
     std::uint16_t profile;
 };
-constexpr std::array chosen{chosen_s{0, USUAL_PROFILE}, chosen_s{3, 508}, chosen_s{4, 814}, chosen_s{5, 913},
+constexpr std::array chosen{chosen_s{0, usualProfile}, chosen_s{3, 508}, chosen_s{4, 814}, chosen_s{5, 913},
                             chosen_s{6, 201}};
 
 struct sensitivity_s {

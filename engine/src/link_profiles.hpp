@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
 // What stands behind the number of a link profile: hundreds are the forward
 // link and the tag's frequency, the last two digits the tag's coding.
-#ifndef ENGINE_LINK_PROFILES_HPP
-#define ENGINE_LINK_PROFILES_HPP
+#pragma once
 
 #include <cstdint>
 
@@ -11,8 +10,9 @@
 namespace rxe {
 
 // The profile of an olio that names none.
-constexpr std::uint16_t USUAL_PROFILE = 508;
+constexpr std::uint16_t usualProfile = 508;
 
+// Whether an olio may name this profile; 0, which names none, is not one.
 bool isLinkProfile(std::uint16_t id);
 // `id` is one that isLinkProfile knows, or 0.
 link_s linkOf(std::uint16_t id);
@@ -20,5 +20,3 @@ link_s linkOf(std::uint16_t id);
 double receiverSensitivity(const link_s& link);
 
 }  // namespace rxe
-
-#endif

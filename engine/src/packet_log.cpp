@@ -7,8 +7,9 @@
 namespace rxe {
 namespace {
 
-constexpr std::uint32_t LOG_VERSION = 1;
+constexpr std::uint32_t logVersion = 1;
 
+// The header as it lies in the file.
 struct log_header_s {
     char magic[8];
     std::uint32_t version;
@@ -17,11 +18,13 @@ struct log_header_s {
 };
 static_assert(sizeof(log_header_s) == 24);
 
+// The caller holds the lock. False when the last bytes could not be written.
 bool closeLocked(packet_log_s* log) {
     log->open.store(false, std::memory_order_relaxed);
     return log->file == nullptr || std::fclose(log->file.release()) == 0;
 }
 
+// Microseconds since 1970.
 std::int64_t timeOfDay() {
     const auto now = std::chrono::system_clock::now().time_since_epoch();
     return std::chrono::duration_cast<std::chrono::microseconds>(now).count();
@@ -37,7 +40,7 @@ bool openLog(const char* path, bool fastClock, packet_log_s* log) {
         return false;
     }
     const log_header_s header{
-        {'R', 'X', 'E', 'P', 'K', 'L', 'O', 'G'}, LOG_VERSION, 0, fastClock ? 0 : timeOfDay()};
+        {'R', 'X', 'E', 'P', 'K', 'L', 'O', 'G'}, logVersion, 0, fastClock ? 0 : timeOfDay()};
     if (std::fwrite(&header, sizeof header, 1, log->file.get()) != 1 || std::fflush(log->file.get()) != 0) {
         closeLocked(log);
         return false;
@@ -53,6 +56,7 @@ bool closeLog(packet_log_s* log) {
 }
 
 void logPacket(std::int64_t now, const RXE_packet_s& packet, packet_log_s* log) {
+    // Asked for each packet, so without the lock while no log is open.
     if (!log->open.load(std::memory_order_relaxed)) {
         return;
     }

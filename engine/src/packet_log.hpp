@@ -7,8 +7,7 @@
 // `start` is the time of day in microseconds since 1970, 0 with the fast
 // clock; `time` is microseconds of the engine's clock, which starts at
 // RXE_connect.
-#ifndef ENGINE_PACKET_LOG_HPP
-#define ENGINE_PACKET_LOG_HPP
+#pragma once
 
 #include <atomic>
 #include <cstdint>
@@ -21,16 +20,19 @@
 namespace rxe {
 
 // The raw type of a record that is a note and not a packet: the counts of shadow writes.
-constexpr std::uint16_t TYPE_SHADOW_COUNTS = 0;
+constexpr std::uint16_t typeShadowCounts = 0;
 
+// Closes a file for unique_ptr.
 struct close_file_s {
     void operator()(std::FILE* file) const { std::fclose(file); }
 };
 
 struct packet_log_s {
-    std::mutex mutex;  // held for one record, never during a callback
+    // Guards `file` and `latest`; held for one record, never during a callback.
+    std::mutex mutex;
     std::unique_ptr<std::FILE, close_file_s> file;
-    std::int64_t latest = 0;  // time of the last record
+    // Time of the last record, microseconds.
+    std::int64_t latest = 0;
     // Whether `file` is open, for the radio thread's quick look.
     std::atomic<bool> open{false};
 };
@@ -39,14 +41,14 @@ struct packet_log_s {
 // is replaced. False when it cannot be written, for one because its directory
 // is not there.
 bool openLog(const char* path, bool fastClock, packet_log_s* log);
+// False when what was left could not be written; true when no log is open.
 bool closeLog(packet_log_s* log);
 
 // Radio thread. The engine's clock may run ahead of the real one and is set back
 // by a stop; in the log time never goes backwards. A record that cannot be
 // written, on a full disk for one, ends the log.
 void logPacket(std::int64_t now, const RXE_packet_s& packet, packet_log_s* log);
+// Radio thread. Writes what the library still holds, so that the file can be read meanwhile.
 void flushLog(packet_log_s* log);
 
 }  // namespace rxe
-
-#endif

@@ -13,7 +13,7 @@
 namespace rxe {
 namespace {
 
-enum access_e : std::uint8_t { GET = 1, SET = 2, NVM = 4 };
+enum access_e : std::uint8_t { GET = 1, SET = 2, RW = GET | SET, NVM = 4 };
 
 // Says whether the fields of a record are in range; `params` for the bounds
 // that depend on the radio.
@@ -39,6 +39,7 @@ struct range_s {
     write_f* write = nullptr;
 };
 
+// Records of the host need not be aligned, so they are copied.
 template <typename Record>
 Record as(const std::byte* bytes) {
     Record record;
@@ -46,20 +47,22 @@ Record as(const std::byte* bytes) {
     return record;
 }
 
+// For a parameter of one byte.
 template <std::uint8_t Max>
 bool upTo(const params_s&, const std::byte* record) {
     return std::to_integer<std::uint8_t>(*record) <= Max;
 }
 
 // The protocol of an inventory set that writes many tags at once.
-constexpr std::uint8_t PARALLEL_ENCODE = 3;
-constexpr std::uint16_t LAST_PATTERN = PATTERN_BASE + 5;  // 5 polarisations
+constexpr std::uint8_t parallelEncode = 3;
+constexpr std::uint16_t lastPattern = patternBase + 5;  // 5 polarisations
 
 // A host makes beam ids that lie outside the grids; the radio takes them and hears nothing there.
 bool isAntenna(const reader_s& reader, std::uint16_t id) {
-    return isBeam(reader.model, id) ? id != 0 : id >= 1 && id <= MAX_PORTS;
+    return isBeam(reader.model, id) ? id != 0 : id >= 1 && id <= maxPorts;
 }
 
+// Only enabled records are checked: a host disables one by writing zeros.
 bool validOlio(const params_s& params, const std::byte* bytes) {
     const auto olio = as<OLIO_s>(bytes);
     const bool stopKnown =
@@ -69,7 +72,7 @@ bool validOlio(const params_s& params, const std::byte* bytes) {
     const bool powerKnown = olio.transmitPower >= 0 && olio.transmitPower <= params.maxTxPower;
     const bool antennasKnown =
         isAntenna(params.reader, olio.transmitAntenna) &&
-        (isPattern(olio.receiveAntenna) ? olio.receiveAntenna <= LAST_PATTERN
+        (isPattern(olio.receiveAntenna) ? olio.receiveAntenna <= lastPattern
                                         : isAntenna(params.reader, olio.receiveAntenna));
     return olio.enable == 0 || (olio.enable == 1 && stopKnown && linkKnown && powerKnown && antennasKnown);
 }
@@ -81,14 +84,15 @@ bool validSelect(const params_s&, const std::byte* bytes) {
     return select.enable != 1 || (select.target <= 4 && select.action <= 7 && select.membank <= 3);
 }
 
+// The protocol that writes many tags at once is not modelled; such a set is refused.
 bool modelledInventory(const std::byte* bytes) {
     const auto set = as<INVENTORY_OP_s>(bytes);
-    return set.enable == 0 || set.protocol != PARALLEL_ENCODE;
+    return set.enable == 0 || set.protocol != parallelEncode;
 }
 
 bool validInventory(const params_s&, const std::byte* bytes) {
     const auto set = as<INVENTORY_OP_s>(bytes);
-    if (set.enable == 0 || (set.enable == 1 && set.protocol == PARALLEL_ENCODE)) {
+    if (set.enable == 0 || (set.enable == 1 && set.protocol == parallelEncode)) {
         return true;
     }
     return set.enable == 1 && set.protocol == 1 && set.sel <= 3 && set.session <= 3 && set.target <= 2 &&
@@ -137,7 +141,7 @@ bool validAccess(const params_s&, const std::byte* bytes) {
 bool validIdFilter(const params_s&, const std::byte* bytes) {
     const auto filter = as<REPORT_FILTER_ID_s>(bytes);
     return filter.enable == 0 || (filter.enable == 1 && filter.bitLength <= sizeof filter.mask * 8 &&
-                                  filter.bitPointer < MAX_EPC_BITS);
+                                  filter.bitPointer < maxEpcBits);
 }
 
 bool validLastReport(const params_s&, const std::byte* bytes) {
@@ -153,7 +157,7 @@ bool validChannel(const params_s&, const std::byte* bytes) {
 }
 
 bool validFields(const params_s&, const std::byte* bytes) {
-    return (as<std::uint32_t>(bytes) & ~ALL_FIELDS) == 0;
+    return (as<std::uint32_t>(bytes) & ~allFields) == 0;
 }
 
 bool validAntennaCount(const params_s&, const std::byte* bytes) {
@@ -171,7 +175,7 @@ bool validTxDelay(const params_s& params, const std::byte* bytes) {
 RXE_API_STATUS writePacketEnable(params_s* params, std::uint16_t, const std::byte* bytes) {
     const auto record = as<PACKET_ENABLE_s>(bytes);
     constexpr std::uint32_t tagPackets = 1U << RXE_PACKET_ID(RXE_PACKET_TAG_INFO_CUSTOM);
-    if (record.enable > 1 || record.id > MAX_PACKET_ID || (record.id == 0 && record.enable == 1)) {
+    if (record.enable > 1 || record.id > maxPacketId || (record.id == 0 && record.enable == 1)) {
         return toApi(STATUS_BAD_RECORD);
     }
     if (record.id == 0) {
@@ -193,12 +197,13 @@ void readPacketBits(const params_s& params, std::uint16_t id, std::byte* record)
 }
 
 std::byte* recordAt(params_s* params, std::uint16_t id);
+const std::byte* recordAt(const params_s& params, std::uint16_t id);
 
 // The two-port records are the front of the four-port ones, up to the second
 // hold time: one rule, two views. Writing either sets the whole rule.
 template <std::uint16_t FourPorts, std::size_t Shared>
 void readTwoPorts(const params_s& params, std::uint16_t, std::byte* record) {
-    std::memcpy(record, recordAt(const_cast<params_s*>(&params), FourPorts), Shared);
+    std::memcpy(record, recordAt(params, FourPorts), Shared);
 }
 
 template <std::uint16_t FourPorts, std::size_t Shared, std::size_t Size>
@@ -209,13 +214,12 @@ RXE_API_STATUS writeTwoPorts(params_s* params, std::uint16_t, const std::byte* r
     return RXE_OK;
 }
 
-constexpr std::size_t SHARED_STOP = offsetof(PER_RADIO_STOP_s, reserved14);
-constexpr std::size_t SHARED_START = sizeof(GPIO_START_s);
-static_assert(offsetof(PER_RADIO_STOP2_s, holdTime3) == SHARED_STOP);
-static_assert(offsetof(GPIO_START2_s, holdTime3) == SHARED_START);
+constexpr std::size_t sharedStop = offsetof(PER_RADIO_STOP_s, reserved14);
+constexpr std::size_t sharedStart = sizeof(GPIO_START_s);
+static_assert(offsetof(PER_RADIO_STOP2_s, holdTime3) == sharedStop);
+static_assert(offsetof(GPIO_START2_s, holdTime3) == sharedStart);
 
-constexpr std::uint8_t RW = GET | SET;
-constexpr std::uint16_t U8 = 1, U16 = 2, U32 = 4;
+constexpr std::uint16_t u8 = 1, u16 = 2, u32 = 4;
 
 // The liveness probe has no record: callers pass a scratch one of any size.
 constexpr std::array ranges{
@@ -232,16 +236,16 @@ constexpr std::array ranges{
             .last = 0,
             .size = sizeof(PER_RADIO_STOP_s),
             .access = RW,
-            .read = readTwoPorts<RXE_PARAM_RADIO_STOP2, SHARED_STOP>,
-            .write = writeTwoPorts<RXE_PARAM_RADIO_STOP2, SHARED_STOP, sizeof(PER_RADIO_STOP2_s)>},
-    range_s{RXE_PARAM_CUSTOM_FIELDS, 0, 0, U32, RW, false, validFields},
-    range_s{RXE_PARAM_NUM_ANTENNAS, 0, 0, U16, RW, false, validAntennaCount},
-    range_s{RXE_PARAM_MAX_TX_POWER, 0, 0, U32, GET},
+            .read = readTwoPorts<RXE_PARAM_RADIO_STOP2, sharedStop>,
+            .write = writeTwoPorts<RXE_PARAM_RADIO_STOP2, sharedStop, sizeof(PER_RADIO_STOP2_s)>},
+    range_s{RXE_PARAM_CUSTOM_FIELDS, 0, 0, u32, RW, false, validFields},
+    range_s{RXE_PARAM_NUM_ANTENNAS, 0, 0, u16, RW, false, validAntennaCount},
+    range_s{RXE_PARAM_MAX_TX_POWER, 0, 0, u32, GET},
     range_s{RXE_PARAM_RADIO_STOP2, 0, 0, sizeof(PER_RADIO_STOP2_s), RW},
     range_s{.base = RXE_PARAM_PACKET_BITS,
             .first = 0,
             .last = RXE_PACKET_BIT_WORDS - 1,
-            .size = U32,
+            .size = u32,
             .access = GET,
             .read = readPacketBits},
     range_s{RXE_PARAM_SELECT, 1, RXE_MAX_SELECTS, sizeof(SELECT_OP_s), RW, true, validSelect},
@@ -251,40 +255,40 @@ constexpr std::array ranges{
             modelledAccess},
     range_s{RXE_PARAM_OLIO, 1, RXE_MAX_OLIOS, sizeof(OLIO_s), RW, true, validOlio},
     range_s{RXE_PARAM_CHANNEL, 1, RXE_MAX_CHANNELS, sizeof(CHANNEL_s), RW, false, validChannel},
-    range_s{RXE_PARAM_HOP_PER_ROUND, 0, 0, U8, RW, false, upTo<1>},
-    range_s{RXE_PARAM_HOP_PER_OLIO, 0, 0, U8, GET},
-    range_s{RXE_PARAM_DYNAMIC_RANGE, 0, 0, U8, RW, false, upTo<2>},
+    range_s{RXE_PARAM_HOP_PER_ROUND, 0, 0, u8, RW, false, upTo<1>},
+    range_s{RXE_PARAM_HOP_PER_OLIO, 0, 0, u8, GET},
+    range_s{RXE_PARAM_DYNAMIC_RANGE, 0, 0, u8, RW, false, upTo<2>},
     range_s{RXE_PARAM_ID_FILTER, 1, RXE_PARAM_AUTORESTART - RXE_PARAM_ID_FILTER - 1,
             sizeof(REPORT_FILTER_ID_s), RW, true, validIdFilter},
-    range_s{RXE_PARAM_AUTORESTART, 0, 0, U8, RW, false, upTo<2>},
-    range_s{RXE_PARAM_PEAK_THRESHOLD, 0, 0, U8, RW, false, upTo<12>},
-    range_s{RXE_PARAM_STATIC_V_DYNAMIC, 0, 0, U8, RW},
-    range_s{RXE_PARAM_AAR_HEIGHT, 0, 0, U16, RW},
-    range_s{RXE_PARAM_TAG_HEIGHT, 0, 0, U16, RW},
-    range_s{RXE_PARAM_MONO_OR_COM, 0, 0, U8, RW, false, upTo<1>},
-    range_s{RXE_PARAM_TX_DELAY_INTERVAL, 0, 0, U16, RW, false, validTxDelay},
-    range_s{RXE_PARAM_DELAY_AFTER_SELECTS, 0, 0, U16, RW},
-    range_s{RXE_PARAM_BLOCK_SIZE, 0, 0, U8, RW},
-    range_s{RXE_PARAM_RSSI_THRESHOLD, 0, 0, U8, RW},
+    range_s{RXE_PARAM_AUTORESTART, 0, 0, u8, RW, false, upTo<2>},
+    range_s{RXE_PARAM_PEAK_THRESHOLD, 0, 0, u8, RW, false, upTo<12>},
+    range_s{RXE_PARAM_STATIC_V_DYNAMIC, 0, 0, u8, RW},
+    range_s{RXE_PARAM_AAR_HEIGHT, 0, 0, u16, RW},
+    range_s{RXE_PARAM_TAG_HEIGHT, 0, 0, u16, RW},
+    range_s{RXE_PARAM_MONO_OR_COM, 0, 0, u8, RW, false, upTo<1>},
+    range_s{RXE_PARAM_TX_DELAY_INTERVAL, 0, 0, u16, RW, false, validTxDelay},
+    range_s{RXE_PARAM_DELAY_AFTER_SELECTS, 0, 0, u16, RW},
+    range_s{RXE_PARAM_BLOCK_SIZE, 0, 0, u8, RW},
+    range_s{RXE_PARAM_RSSI_THRESHOLD, 0, 0, u8, RW},
     range_s{RXE_PARAM_LAST_REPORT, 0, 0, sizeof(REPORT_FILTER_LAST_REPORT_s), RW, false, validLastReport},
-    range_s{RXE_PARAM_CABLE_LOSS, 0, 64, U8, RW},
-    range_s{RXE_PARAM_PA_TEMP, 0, 0, U16, GET},
-    range_s{RXE_PARAM_AMB_TEMP, 0, 0, U16, GET},
-    range_s{RXE_PARAM_ANTENNA_STATE, 0, 0, U16, GET},
-    range_s{RXE_PARAM_ANTENNA_CHECK, 0, 0, U8, RW},
+    range_s{RXE_PARAM_CABLE_LOSS, 0, 64, u8, RW},
+    range_s{RXE_PARAM_PA_TEMP, 0, 0, u16, GET},
+    range_s{RXE_PARAM_AMB_TEMP, 0, 0, u16, GET},
+    range_s{RXE_PARAM_ANTENNA_STATE, 0, 0, u16, GET},
+    range_s{RXE_PARAM_ANTENNA_CHECK, 0, 0, u8, RW},
     range_s{RXE_PARAM_ECHO, 0, RXE_MAX_CHANNELS, sizeof(AAREchoResults), GET},
-    range_s{RXE_PARAM_GPIO_DIR, 0, 0, U8, RW},
+    range_s{RXE_PARAM_GPIO_DIR, 0, 0, u8, RW},
     range_s{.base = RXE_PARAM_GPIO_START,
             .first = 0,
             .last = 0,
             .size = sizeof(GPIO_START_s),
             .access = RW,
-            .read = readTwoPorts<RXE_PARAM_GPIO_START2, SHARED_START>,
-            .write = writeTwoPorts<RXE_PARAM_GPIO_START2, SHARED_START, sizeof(GPIO_START2_s)>},
+            .read = readTwoPorts<RXE_PARAM_GPIO_START2, sharedStart>,
+            .write = writeTwoPorts<RXE_PARAM_GPIO_START2, sharedStart, sizeof(GPIO_START2_s)>},
     range_s{RXE_PARAM_GPIO_START2, 0, 0, sizeof(GPIO_START2_s), RW},
-    // A space of its own: only NVM writes look here, and nothing else does.
-    range_s{RXE_NVM_PA_HI_TEMP, 0, 0, U8, NVM},
-    range_s{RXE_NVM_AMB_HI_TEMP, 0, 0, U8, NVM},
+    // An id space of its own, which only RXE_setNVMParam writes.
+    range_s{RXE_NVM_PA_HI_TEMP, 0, 0, u8, NVM},
+    range_s{RXE_NVM_AMB_HI_TEMP, 0, 0, u8, NVM},
 };
 
 constexpr bool holdsId(const range_s& range, std::uint16_t id) {
@@ -328,27 +332,46 @@ const range_s* findRange(std::uint16_t id, bool nvm) {
     return placeOf(range) + range.last >= placeOf(id, nvm) && holdsId(range, id) ? &range : nullptr;
 }
 
+// The base of a range stands for all of its records.
 bool addressesWhole(const range_s& range, std::uint16_t id) {
     return range.whole && id == range.base;
 }
 
-std::span<std::byte> recordsOf(params_s* params, const range_s& range) {
+// The part of all records that belongs to the range.
+template <typename Byte>
+std::span<Byte> partOf(std::span<Byte> records, const range_s& range) {
     const auto index = static_cast<std::size_t>(&range - ranges.data());
-    return std::span(params->records).subspan(offsets[index], offsets[index + 1] - offsets[index]);
+    return records.subspan(offsets[index], offsets[index + 1] - offsets[index]);
+}
+std::span<std::byte> recordsOf(params_s* params, const range_s& range) {
+    return partOf(std::span(params->records), range);
+}
+std::span<const std::byte> recordsOf(const params_s& params, const range_s& range) {
+    return partOf(std::span(params.records), range);
+}
+
+// Bytes from the front of the range to the record of `id`, which the range holds.
+std::size_t offsetIn(const range_s& range, std::uint16_t id) {
+    return static_cast<std::size_t>(id - range.base - range.first) * range.size;
 }
 
 std::byte* recordIn(params_s* params, const range_s& range, std::uint16_t id) {
-    return recordsOf(params, range).data() +
-           static_cast<std::size_t>(id - range.base - range.first) * range.size;
+    return recordsOf(params, range).data() + offsetIn(range, id);
+}
+const std::byte* recordIn(const params_s& params, const range_s& range, std::uint16_t id) {
+    return recordsOf(params, range).data() + offsetIn(range, id);
 }
 
 std::byte* recordAt(params_s* params, std::uint16_t id) {
     return recordIn(params, *findRange(id, false), id);
 }
+const std::byte* recordAt(const params_s& params, std::uint16_t id) {
+    return recordIn(params, *findRange(id, false), id);
+}
 
 // Whether a write would change nothing. Parameters that are more than a stored
 // record are never answered from the shadow.
-bool repeats(params_s* params, const range_s& range, std::uint16_t id, const std::byte* record) {
+bool repeats(const params_s& params, const range_s& range, std::uint16_t id, const std::byte* record) {
     if (addressesWhole(range, id)) {
         return std::to_integer<int>(*record) == 0 &&
                std::ranges::all_of(recordsOf(params, range),
@@ -357,11 +380,12 @@ bool repeats(params_s* params, const range_s& range, std::uint16_t id, const std
     return range.write == nullptr && std::memcmp(recordIn(params, range, id), record, range.size) == 0;
 }
 
+// Checks and stores a record. In this order: answered from the shadow, out of range, not modelled.
 RXE_API_STATUS store(params_s* params, const range_s& range, std::uint16_t id, const std::byte* record,
                      bool shadowed = false, bool* answered = nullptr) {
     const std::lock_guard lock(params->mutex);
     RXE_API_STATUS status = RXE_OK;
-    if (shadowed && repeats(params, range, id, record)) {
+    if (shadowed && repeats(*params, range, id, record)) {
         *answered = true;
         return RXE_OK;
     }
@@ -399,6 +423,7 @@ void noteAntennas(params_s* params, std::uint16_t id, const void* record) {
 
 constexpr std::array<std::uint16_t, 2> nvmIds{RXE_NVM_PA_HI_TEMP, RXE_NVM_AMB_HI_TEMP};
 
+// Stores a record without a check, for what the radio holds after power-up.
 template <typename Record>
 void preset(params_s* params, unsigned id, const Record& record) {
     std::memcpy(recordAt(params, static_cast<std::uint16_t>(id)), &record, sizeof record);
@@ -426,6 +451,7 @@ void resetParams(const scenario_s& scenario, params_s* params) {
     for (std::size_t i = 0; i < nvmIds.size() && !params->records.empty(); ++i) {
         kept[i] = *recordIn(params, *findRange(nvmIds[i], true), nvmIds[i]);
     }
+    // Zeros are a disabled record of every kind.
     params->records.assign(offsets.back(), std::byte{});
     for (std::size_t i = 0; i < nvmIds.size(); ++i) {
         *recordIn(params, *findRange(nvmIds[i], true), nvmIds[i]) = kept[i];
@@ -450,8 +476,7 @@ void resetParams(const scenario_s& scenario, params_s* params) {
 
 std::span<const std::byte> recordsFrom(const params_s& params, std::uint16_t id) {
     const range_s& range = *findRange(id, false);
-    return recordsOf(const_cast<params_s*>(&params), range)
-        .subspan(static_cast<std::size_t>(id - range.base - range.first) * range.size);
+    return recordsOf(params, range).subspan(offsetIn(range, id));
 }
 
 void publishRecord(params_s* params, std::uint16_t id, const void* record) {
@@ -468,10 +493,10 @@ std::uint8_t nvmByte(params_s* params, std::uint16_t id) {
 
 unsigned antennaPorts(const params_s& params) {
     if (params.reader.model == reader_model_e::QDX4400) {
-        return ELEMENTS;
+        return arrayElements;
     }
     const unsigned told = params.toldAntennas.load(std::memory_order_relaxed);
-    return told == 0 ? MAX_PORTS : std::min<unsigned>(told, MAX_PORTS);
+    return told == 0 ? maxPorts : std::min<unsigned>(told, maxPorts);
 }
 
 RXE_API_STATUS getParam(params_s* params, std::uint16_t id, void* record) {

@@ -3,9 +3,9 @@
 //
 // All functions may be called on any thread, also from within the callback:
 // the records lie behind a mutex that is held for one copy, and what the radio
-// thread looks at for every packet is atomic.
-#ifndef ENGINE_PARAMS_HPP
-#define ENGINE_PARAMS_HPP
+// thread looks at for every packet is atomic. Functions return RXE_OK or a
+// status of status.hpp; a refused write changes nothing.
+#pragma once
 
 #include <array>
 #include <atomic>
@@ -22,15 +22,18 @@
 
 namespace rxe {
 
-constexpr std::uint16_t MAX_PACKET_ID = RXE_PACKET_BIT_WORDS * 32 - 1;
+// The highest packet id that has a bit in params_s::packetBits.
+constexpr std::uint16_t maxPacketId = RXE_PACKET_BIT_WORDS * 32 - 1;
 
 struct params_s {
     std::mutex mutex;
-    // All records, range behind range, as the table of ranges lays them out.
+    // All records, range behind range, as the table of ranges in params.cpp lays them
+    // out. Guarded by `mutex`.
     std::vector<std::byte> records;
     // Tenths of dBm, the most that an olio may ask for. Written at connection.
     std::int16_t maxTxPower = 0;
-    reader_s reader;  // which parameters there are. Written at connection
+    // Says which parameters there are. Written at connection.
+    reader_s reader;
     // The highest antenna that the host has told of, by their number or by the loss of a cable;
     // 0 before it has. Written by the host's threads, read by the control thread.
     std::atomic<std::uint16_t> toldAntennas{0};
@@ -41,29 +44,35 @@ struct params_s {
     std::atomic<std::uint64_t> generation{0};
 };
 
-// Every record back to what the radio holds after power-up in this scenario.
+// Every record back to what the radio holds after power-up in this scenario, except what
+// setNvmParam has written, which outlives a connection. Before the radio thread starts.
 void resetParams(const scenario_s& scenario, params_s* params);
 
+// Copies the record of `id` to `*record`, which has the size that rxe.h gives for this id.
 RXE_API_STATUS getParam(params_s* params, std::uint16_t id, void* record);
-// `shadowed`: the library may answer from its own copy. When the record repeats
-// what is stored, nothing goes to the radio and `*answered` becomes true.
+// Checks the record and stores it. `shadowed`: the library may answer from its own copy. When
+// the record repeats what is stored, nothing goes to the radio and `*answered` becomes true;
+// `answered` may be null only without `shadowed`.
 RXE_API_STATUS setParam(params_s* params, std::uint16_t id, const void* record, bool shadowed = false,
                         bool* answered = nullptr);
+// The same in the id space of RXE_setNVMParam.
 RXE_API_STATUS setNvmParam(params_s* params, std::uint16_t id, const void* record);
 
-// What the radio itself measures: writes a record that the host can only read,
-// which is no write of the host's and so does not count as one.
+// What the radio itself measures: stores a record that the host can only read.
+// It does not count as a write, so the radio keeps its plan.
 void publishRecord(params_s* params, std::uint16_t id, const void* record);
 // A byte that the host has written with RXE_setNVMParam, 0 before it has.
 std::uint8_t nvmByte(params_s* params, std::uint16_t id);
 
-// How many antenna ports the reader has, or elements of its array; MAX_PORTS where the host has
-// not told. Any thread.
+// How many antenna ports the reader has, or elements of its array; maxPorts where the host has
+// not told. Any thread, without the lock.
 unsigned antennaPorts(const params_s& params);
 
 // The record of `id`, which must be one the table has, and those behind it in its range, for the
-// radio's own use. The caller holds `params->mutex`.
+// radio's own use. The caller holds `params.mutex`.
 std::span<const std::byte> recordsFrom(const params_s& params, std::uint16_t id);
+// The record of `id` as a value. The caller holds `params.mutex`; `Record` is the type
+// that rxe.h gives for this id.
 template <typename Record>
 Record recordOf(const params_s& params, unsigned id) {
     Record record;
@@ -71,7 +80,7 @@ Record recordOf(const params_s& params, unsigned id) {
     return record;
 }
 // Calls take(n, record) for each record of the range behind `base` that is enabled, n from 1. There
-// are a thousand olios alone, so the range is looked up once. The caller holds `params->mutex`.
+// are a thousand olios alone, so the range is looked up once. The caller holds `params.mutex`.
 template <typename Record, typename Take>
 void forEachEnabled(const params_s& params, unsigned base, Take take) {
     auto records = recordsFrom(params, static_cast<std::uint16_t>(base + 1));
@@ -86,10 +95,8 @@ void forEachEnabled(const params_s& params, unsigned base, Take take) {
 
 // Whether packets of this id are to be reported. Ids without a bit always are.
 inline bool packetEnabled(const params_s& params, std::uint16_t id) {
-    return id > MAX_PACKET_ID ||
+    return id > maxPacketId ||
            ((params.packetBits[id / 32].load(std::memory_order_relaxed) >> (id % 32)) & 1) != 0;
 }
 
 }  // namespace rxe
-
-#endif

@@ -8,6 +8,8 @@
 namespace rxe {
 namespace {
 
+// The olios with what they refer to. An antenna id above maxPorts that is not a beam has no
+// cable, and transmits nothing.
 void gatherOlios(const world_s& world, const params_s& params, plan_s* plan) {
     forEachEnabled<OLIO_s>(params, RXE_PARAM_OLIO, [&](unsigned id, const OLIO_s& olio) {
         const unsigned antenna = olio.transmitAntenna;
@@ -15,9 +17,9 @@ void gatherOlios(const world_s& world, const params_s& params, plan_s* plan) {
                                .olio = olio,
                                .beam = isBeam(world.model, olio.transmitAntenna),
                                .link = linkOf(olio.linkProfileIndex)};
-        if (!planned.beam && antenna <= MAX_PORTS) {
+        if (!planned.beam && antenna <= maxPorts) {
             planned.cableLoss = recordOf<std::uint8_t>(params, RXE_PARAM_CABLE_LOSS + antenna);
-            if (olio.receiveAntenna <= MAX_PORTS) {
+            if (olio.receiveAntenna <= maxPorts) {
                 planned.receiveLoss =
                     recordOf<std::uint8_t>(params, RXE_PARAM_CABLE_LOSS + unsigned{olio.receiveAntenna});
             }
@@ -30,6 +32,7 @@ void gatherOlios(const world_s& world, const params_s& params, plan_s* plan) {
     });
 }
 
+// What the olios choose from by bit masks and indices.
 void gatherLists(const params_s& params, plan_s* plan) {
     forEachEnabled<CHANNEL_s>(params, RXE_PARAM_CHANNEL, [&](unsigned n, const CHANNEL_s& channel) {
         plan->channels.push_back({static_cast<std::uint16_t>(n), channel.frequency, channel.maxPower});
@@ -61,9 +64,11 @@ plan_s gatherPlan(const world_s& world, params_s* params) {
     plan.autorestart = recordOf<std::uint8_t>(*params, RXE_PARAM_AUTORESTART);
     plan.hopPerRound = recordOf<std::uint8_t>(*params, RXE_PARAM_HOP_PER_ROUND) != 0;
     const auto txDelay = recordOf<std::uint16_t>(*params, RXE_PARAM_TX_DELAY_INTERVAL);
+    // Low byte the type, high byte the milliseconds.
     plan.txDelayType = static_cast<std::uint8_t>(txDelay);
     plan.txDelayMs = static_cast<std::uint8_t>(txDelay >> 8);
     plan.delayAfterSelects = recordOf<std::uint16_t>(*params, RXE_PARAM_DELAY_AFTER_SELECTS);
+    // 0 means that the host has not set one.
     plan.blockSize = std::max(recordOf<std::uint8_t>(*params, RXE_PARAM_BLOCK_SIZE), std::uint8_t{1});
     plan.dynamicRange = recordOf<std::uint8_t>(*params, RXE_PARAM_DYNAMIC_RANGE);
     plan.antennaCount = recordOf<std::uint16_t>(*params, RXE_PARAM_NUM_ANTENNAS);
@@ -73,6 +78,14 @@ plan_s gatherPlan(const world_s& world, params_s* params) {
     plan.arrayHeight = recordOf<std::uint16_t>(*params, RXE_PARAM_AAR_HEIGHT);
     plan.tagHeight = recordOf<std::uint16_t>(*params, RXE_PARAM_TAG_HEIGHT);
     return plan;
+}
+
+bool sendsSelect(const planned_olio_s& planned, const planned_select_s& select) {
+    return ((planned.olio.selectBitMask >> (select.id - 1)) & 1) != 0;
+}
+
+double selectTime(const link_s& link, const SELECT_OP_s& select) {
+    return commandTime(link, select.enable == 1 ? selectCommand(select.length) : challengeCommand) + t4(link);
 }
 
 }  // namespace rxe

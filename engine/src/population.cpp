@@ -11,8 +11,8 @@
 namespace rxe {
 namespace {
 
-constexpr std::size_t TID_SERIAL_BYTES = 6;
-constexpr unsigned SERIAL_BITS = 38;
+constexpr std::size_t tidSerialBytes = 6;
+constexpr unsigned serialBits = 38;
 
 // Bits of the company prefix by partition value (GS1 TDS 1.13, table 14-2).
 constexpr std::array<unsigned, 7> prefixBits{40, 37, 34, 30, 27, 24, 20};
@@ -35,6 +35,7 @@ constexpr std::array schemes{
     scheme_s{scheme_e::GIAI_96, 0x34, 82, 0, false},
 };
 
+// Not for PREFIX, which has no row.
 const scheme_s& rowOf(scheme_e scheme) {
     return *std::ranges::find(schemes, scheme, &scheme_s::scheme);
 }
@@ -45,6 +46,7 @@ std::uint64_t toNumber(const std::string& digits) {
     return number;
 }
 
+// Writes numbers of any length, most significant bit first, into zeros.
 struct bit_writer_s {
     std::span<std::uint8_t> out;
     std::size_t bit = 0;
@@ -59,6 +61,7 @@ void putBits(bit_writer_s* writer, std::uint64_t value, unsigned bits) {
     }
 }
 
+// The serial number at the end of the bytes; those in front of it stay.
 void putSerial(std::span<std::uint8_t> bytes, std::uint64_t serial) {
     for (auto byte = bytes.rbegin(); byte != bytes.rend() && serial != 0; ++byte) {
         *byte = static_cast<std::uint8_t>(serial);
@@ -71,10 +74,12 @@ void putWord(std::uint16_t word, std::uint8_t* bytes) {
     bytes[1] = static_cast<std::uint8_t>(word);
 }
 
+// The partition value tells how long the company prefix is: 0 for 12 digits, 6 for 6.
 unsigned partitionOf(const naming_s& naming) {
     return static_cast<unsigned>(12 - naming.item.companyPrefix.size());
 }
 
+// Header, filter, partition, company prefix, reference, serial number.
 std::array<std::uint8_t, 12> epc96(const scheme_s& scheme, const sgtin_s& item, std::uint64_t serial) {
     std::array<std::uint8_t, 12> epc{};
     const auto partition = static_cast<unsigned>(12 - item.companyPrefix.size());
@@ -85,13 +90,14 @@ std::array<std::uint8_t, 12> epc96(const scheme_s& scheme, const sgtin_s& item, 
     putBits(&writer, toNumber(item.companyPrefix), prefixBits[partition]);
     if (scheme.hasReference) {
         putBits(&writer, toNumber(item.itemReference), scheme.together - prefixBits[partition]);
-        putBits(&writer, serial, SERIAL_BITS);
+        putBits(&writer, serial, serialBits);
     } else {
         putBits(&writer, serial, scheme.together - prefixBits[partition]);
     }
     return epc;
 }
 
+// Whole numbers, exact up to 2^64.
 std::uint64_t powerOf(std::uint64_t base, std::size_t exponent) {
     std::uint64_t power = 1;
     for (std::size_t i = 0; i < exponent; ++i) {
@@ -100,6 +106,7 @@ std::uint64_t powerOf(std::uint64_t base, std::size_t exponent) {
     return power;
 }
 
+// The point at this part of the way, 0 to 1.
 float between(float from, float to, double part) {
     return static_cast<float>(from + (to - from) * part);
 }
@@ -156,7 +163,7 @@ std::uint64_t serialEnd(const naming_s& naming) {
     }
     const scheme_s& row = rowOf(naming.scheme);
     if (row.hasReference) {
-        return std::uint64_t{1} << SERIAL_BITS;
+        return std::uint64_t{1} << serialBits;
     }
     return row.digits == 0 ? std::uint64_t{1} << (row.together - prefixBits[partitionOf(naming)])
                            : powerOf(10, row.digits - naming.item.companyPrefix.size());
@@ -171,8 +178,8 @@ std::size_t referenceDigits(const naming_s& naming) {
 
 void setEpc(std::span<const std::uint8_t> epc, tag_s* tag) {
     std::vector<std::uint8_t>& bank = tag->banks[BANK_EPC];
-    bank.assign(EPC_BANK_BYTES, 0);
-    std::ranges::copy(epc, bank.begin() + EPC_OFFSET);
+    bank.assign(epcBankBytes, 0);
+    std::ranges::copy(epc, bank.begin() + epcOffset);
     const unsigned userMemory = tag->banks[BANK_USER].empty() ? 0 : 0x0400;
     const unsigned extended = tag->xpc1 == 0 ? 0 : 0x0200;
     putWord(static_cast<std::uint16_t>(epc.size() / 2 << 11 | userMemory | extended | tag->numbering),
@@ -187,14 +194,16 @@ tag_s makeTag(const scenario_s& scenario, std::size_t groupIndex, std::uint64_t 
         (group.naming.firstSerial + number) % std::max<std::uint64_t>(serialEnd(group.naming), 1);
     if (tag.banks[BANK_TID].empty()) {
         tag.banks[BANK_TID] = group.naming.tidPrefix;
-        tag.banks[BANK_TID].resize(group.naming.tidPrefix.size() + TID_SERIAL_BYTES);
-        putSerial(std::span(tag.banks[BANK_TID]).last(TID_SERIAL_BYTES), serial);
+        tag.banks[BANK_TID].resize(group.naming.tidPrefix.size() + tidSerialBytes);
+        putSerial(std::span(tag.banks[BANK_TID]).last(tidSerialBytes), serial);
     }
+    // Behind the other banks: the PC tells whether there is USER memory.
     setEpc(group.epc.empty() ? epcOf(group.naming, serial) : group.epc, &tag);
+    // By seed, group and number alone, so that a tag has its place whatever came before it.
     const std::uint64_t random = mix64(scenario.seed ^ mix64(std::uint64_t{groupIndex} << 40 ^ (number + 1)));
     tag.place = placeIn(group.placement, number % group.count, group.count, random);
     tag.placedAt = tag.enters = enters;
-    tag.leaves = group.arrivals.stay > FOR_EVER - enters ? FOR_EVER : enters + group.arrivals.stay;
+    tag.leaves = group.arrivals.stay > forEver - enters ? forEver : enters + group.arrivals.stay;
     return tag;
 }
 

@@ -8,12 +8,12 @@
 namespace rxe {
 namespace {
 
-constexpr double TAG_GAIN = 2;           // dBi
-constexpr double POLARISATION = 3;       // dB between a circular antenna and a linear tag
-constexpr double MODULATION = 6;         // dB lost in the tag's modulation
-constexpr double ARRAY_GAIN = 6;         // dB that a beam has above one element
-constexpr double LIGHT_KM = 299792.458;  // per second, so that kHz give metres
-constexpr double NEAR_FIELD = 0.1;       // metres; closer makes no difference
+constexpr double tagGain = 2;           // dBi
+constexpr double circularToLinear = 3;  // dB between a circular antenna and a linear tag
+constexpr double modulationLoss = 6;    // dB lost in the tag's modulation
+constexpr double arrayGain = 6;         // dB that a beam has above one element
+constexpr double lightKm = 299792.458;  // per second, so that kHz give metres
+constexpr double nearField = 0.1;       // metres; closer makes no difference
 
 // A number from the normal distribution that is the same for the same bits.
 double fixedNormal(std::uint64_t bits) {
@@ -21,6 +21,7 @@ double fixedNormal(std::uint64_t bits) {
     return std::sqrt(-2 * std::log(u)) * std::cos(2 * std::numbers::pi * v);
 }
 
+// The same for each read of a tag at an antenna: what stands between them does not move.
 double shadow(const air_s& air, std::uint16_t antenna, const tag_s& tag) {
     return air.shadowDb <= 0 ? 0 : air.shadowDb * fixedNormal(mix64(tag.id) ^ antenna);
 }
@@ -36,20 +37,21 @@ way_s wayOf(const world_s& world, std::uint32_t kilohertz, std::uint16_t port, s
     const place_s& from = world.antennas[port].place;
     way_s way;
     way.metres = std::hypot(place.x - from.x, place.y - from.y, place.z - from.z);
-    way.gain = world.antennas[port].gain + TAG_GAIN - pathLoss(way.metres, kilohertz, world.air.exponent) -
+    way.gain = world.antennas[port].gain + tagGain - pathLoss(way.metres, kilohertz, world.air.exponent) -
                shadow(world.air, antenna, tag);
     return way;
 }
 
+// Each tag is turned by an angle of its own, which decides what a linear polarisation loses.
 double beamGain(const beam_s& beam, float loss, const tag_s& tag) {
-    return ARRAY_GAIN - loss - polarisationLoss(beam.polarisation, unitInterval(mix64(tag.id)));
+    return arrayGain - loss - polarisationLoss(beam.polarisation, unitInterval(mix64(tag.id)));
 }
 
 }  // namespace
 
 double pathLoss(double metres, std::uint32_t kilohertz, double exponent) {
-    const double atOneMetre = 20 * std::log10(4 * std::numbers::pi * kilohertz / LIGHT_KM);
-    return atOneMetre + (metres < 1 ? 20 : 10 * exponent) * std::log10(std::max(metres, NEAR_FIELD));
+    const double atOneMetre = 20 * std::log10(4 * std::numbers::pi * kilohertz / lightKm);
+    return atOneMetre + (metres < 1 ? 20 : 10 * exponent) * std::log10(std::max(metres, nearField));
 }
 
 path_s pathOf(const world_s& world, const carrier_s& carrier, const tag_s& tag, std::int64_t now) {
@@ -61,7 +63,7 @@ path_s pathOf(const world_s& world, const carrier_s& carrier, const tag_s& tag, 
         apart ? wayOf(world, carrier.kilohertz, carrier.receiver, carrier.receiver, tag, place) : out;
     path_s path;
     path.metres = (out.metres + back.metres) / 2;
-    double outGain = out.gain - POLARISATION, backGain = back.gain - POLARISATION;
+    double outGain = out.gain - circularToLinear, backGain = back.gain - circularToLinear;
     if (carrier.beam) {
         path.seen = directionTo(world.antennas[0].place, place);
         path.listeningLoss = carrier.allBeams ? 0 : beamLoss(carrier.listening, path.seen);
@@ -69,13 +71,13 @@ path_s pathOf(const world_s& world, const carrier_s& carrier, const tag_s& tag, 
         backGain = back.gain + beamGain(carrier.listening, path.listeningLoss, tag);
     }
     path.atTag = static_cast<float>(carrier.power - carrier.cableLoss + outGain);
-    path.atReader = static_cast<float>(path.atTag + backGain - MODULATION - carrier.receiveLoss);
+    path.atReader = static_cast<float>(path.atTag + backGain - modulationLoss - carrier.receiveLoss);
     return path;
 }
 
 float backscatterPhase(float metres, std::uint32_t kilohertz, std::uint16_t antenna) {
     const double offset = unitInterval(mix64(std::uint64_t{kilohertz} << 16 | antenna));
-    const double turns = 2.0 * metres * kilohertz / LIGHT_KM + offset;
+    const double turns = 2.0 * metres * kilohertz / lightKm + offset;
     const auto phase = static_cast<float>((turns - std::floor(turns)) * 2 * std::numbers::pi);
     return std::min(phase, std::nextafter(static_cast<float>(2 * std::numbers::pi), 0.0F));
 }

@@ -2,13 +2,14 @@
 // The engine's random numbers: SplitMix64 (Steele, Lea and Flood, OOPSLA 2014).
 // The standard library's distributions differ between implementations; these
 // do not, so that a seed gives the same packets everywhere.
-#ifndef ENGINE_RANDOM_HPP
-#define ENGINE_RANDOM_HPP
+#pragma once
 
 #include <cstdint>
 
 namespace rxe {
 
+// Turns a number into one that looks random, the same each time: for draws that have to
+// be the same whenever they are asked for, such as the place of a tag by its number.
 constexpr std::uint64_t mix64(std::uint64_t value) {
     value += 0x9E3779B97F4A7C15u;
     value = (value ^ (value >> 30)) * 0xBF58476D1CE4E5B9u;
@@ -16,10 +17,12 @@ constexpr std::uint64_t mix64(std::uint64_t value) {
     return value ^ (value >> 31);
 }
 
+// A series of draws; the state begins with the scenario's seed. Radio thread only.
 struct random_s {
     std::uint64_t state = 0;
 };
 
+// The next 64 bits of the series.
 inline std::uint64_t nextRandom(random_s* random) {
     const std::uint64_t value = mix64(random->state);
     random->state += 0x9E3779B97F4A7C15u;
@@ -32,15 +35,15 @@ inline std::uint32_t randomBelow(random_s* random, std::uint32_t bound) {
     return static_cast<std::uint32_t>(((nextRandom(random) >> 32) * bound) >> 32);
 }
 
-// 0 to below 1 out of 64 bits that are already mixed.
+// 0 to below 1, in steps of 2^-53, out of 64 bits that are already mixed.
 constexpr double unitInterval(std::uint64_t bits) {
     return static_cast<double>(bits >> 11) * 0x1.0p-53;
 }
 
 // A draw from the normal distribution with mean 0 and deviation 1, by twelve
-// uniform numbers: good within three deviations, never beyond NORMAL_ENDS, and the same on every
+// uniform numbers: good within three deviations, never beyond normalEnds, and the same on every
 // machine.
-constexpr float NORMAL_ENDS = 6;
+constexpr float normalEnds = 6;
 inline double normal(random_s* random) {
     double sum = -6;
     for (int i = 0; i < 12; ++i) {
@@ -50,5 +53,3 @@ inline double normal(random_s* random) {
 }
 
 }  // namespace rxe
-
-#endif

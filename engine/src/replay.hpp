@@ -2,8 +2,7 @@
 // Playing a packet log back: RXE_REPLAY names the file, and with
 // RXE_REPLAY_SPEED=fast no time passes between its packets. Each RXE_start
 // delivers the next run of the log, after the last one the first again.
-#ifndef ENGINE_REPLAY_HPP
-#define ENGINE_REPLAY_HPP
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -12,24 +11,29 @@
 
 namespace rxe {
 
-struct engine_s;
-
 struct replay_packet_s {
-    std::int64_t time = 0;  // microseconds of the clock of the engine that wrote the log
+    // Microseconds of the clock of the engine that wrote the log.
+    std::int64_t time = 0;
     std::uint16_t rawType = 0;
+    // Bytes of the payload, and where it begins in replay_s::bytes.
     std::uint16_t length = 0;
-    std::size_t offset = 0;  // of the payload in replay_s::bytes
+    std::size_t offset = 0;
 };
 
 struct replay_s {
-    std::vector<std::uint8_t> bytes;  // the whole file
+    // The whole file.
+    std::vector<std::uint8_t> bytes;
+    // Its packets, in their order; records that are only notes of the log are left out.
     std::vector<replay_packet_s> packets;
     // Index of each run's first packet, and behind the last run the number of
     // packets. A run ends with its end-of-run packet; what comes between two
     // runs belongs to the later one.
     std::vector<std::size_t> runs;
-    std::size_t next = 0;  // the run that the next start plays; radio thread
+    // The run that the next start plays. Written by the radio thread.
+    std::size_t next = 0;
+    // Packets come at once instead of at the log's times.
     bool fast = false;
+    // Whether runs are played back instead of simulated.
     bool active() const { return !runs.empty(); }
 };
 
@@ -38,10 +42,7 @@ struct replay_s {
 // when something is wrong.
 bool loadReplay(replay_s* replay, std::string* error);
 
-// Radio thread: one run. It ends as the log's did, and when the host stops it
-// with a packet that says so.
-void runReplay(engine_s* engine);
+// Whether the packet is the last one of its run.
+bool endsRun(const replay_s& replay, const replay_packet_s& packet);
 
 }  // namespace rxe
-
-#endif

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What the host is told of a read: filters, the tag database, the tag packets
-// and the array's levels.
+#include "report.hpp"
+
 #include <algorithm>
 #include <array>
 #include <bit>
@@ -8,32 +8,34 @@
 #include <numbers>
 
 #include "delivery.hpp"
-#include "run_state.hpp"
+#include "health.hpp"
 
 namespace rxe {
 namespace {
 
-constexpr double DEGREE = std::numbers::pi / 180;
+constexpr double degree = std::numbers::pi / 180;
 // Bearings: error in degrees at a strong signal, and at the decoder's edge on top.
-constexpr double BEST_BEARING = 1.0, WORST_BEARING = 10.0;
-constexpr float MASS_DEPTH = 10;      // dB below the strongest beam that still count for the centre of mass
-constexpr double STATIC_FLOOR = -84;  // dBm that a static peak threshold counts from
-constexpr int BEAM_CONFIDENCE = 25;   // of the beam's own direction, where only one beam listened
+constexpr double bestBearing = 1.0, worstBearing = 10.0;
+constexpr float massDepth = 10;      // dB below the strongest beam that still count for the centre of mass
+constexpr double staticFloor = -84;  // dBm that a static peak threshold counts from
+constexpr int beamConfidence = 25;   // of the beam's own direction, where only one beam listened
 
 struct tag_packet_s {
     std::uint16_t rawType;
     std::uint32_t fields;  // 0: those that the host has asked for
 };
 
+// Each kind of tag packet that the host has enabled is sent for each read, in this order.
 constexpr std::array tagPackets{
     tag_packet_s{RXE_PACKET_TAG_INFO_CUSTOM, 0},
     tag_packet_s{RXE_PACKET_TAG_INFO_SHORT, RXE_FIELD_EPC},
     tag_packet_s{RXE_PACKET_TAG_INFO_LONG, RXE_FIELD_EPC | RXE_FIELD_PC | RXE_FIELD_CRC |
                                                RXE_FIELD_ANTENNA_ID | RXE_FIELD_RSSI | RXE_FIELD_CHANNEL_ID |
                                                RXE_FIELD_TAG_COUNT},
-    tag_packet_s{RXE_PACKET_TAG_INFO_COMPLETE, ALL_FIELDS},
+    tag_packet_s{RXE_PACKET_TAG_INFO_COMPLETE, allFields},
 };
 
+// A confidence, cut to 0 to 100.
 std::uint8_t percent(double value) {
     return static_cast<std::uint8_t>(std::clamp(std::lround(value), 0L, 100L));
 }
@@ -48,11 +50,11 @@ direction_s centreOfMass(const beam_s& listening, direction_s seen) {
     for (const std::uint16_t id : beams) {
         const beam_s beam = beamOf(id);
         const float loss = beamLoss(beam, seen);
-        const double mass = loss > least + MASS_DEPTH ? 0 : std::pow(10, -loss / 10);
-        const double out = std::sin(beam.elevation * DEGREE);
-        x += mass * out * std::cos(beam.azimuth * DEGREE);
-        y += mass * out * std::sin(beam.azimuth * DEGREE);
-        down += mass * std::cos(beam.elevation * DEGREE);
+        const double mass = loss > least + massDepth ? 0 : std::pow(10, -loss / 10);
+        const double out = std::sin(beam.elevation * degree);
+        x += mass * out * std::cos(beam.azimuth * degree);
+        y += mass * out * std::sin(beam.azimuth * degree);
+        down += mass * std::cos(beam.elevation * degree);
     }
     return directionTo({}, {static_cast<float>(x), static_cast<float>(y), static_cast<float>(-down)});
 }
@@ -60,7 +62,7 @@ direction_s centreOfMass(const beam_s& listening, direction_s seen) {
 // Whether a level stands out far enough for a bearing: by the peak threshold
 // above what the link decodes, or above a fixed level.
 bool isPeak(const plan_s& plan, const active_olio_s& olio, float level) {
-    return level >= (plan.staticThreshold ? STATIC_FLOOR : olio.sensitivity) + plan.peakThreshold;
+    return level >= (plan.staticThreshold ? staticFloor : olio.sensitivity) + plan.peakThreshold;
 }
 
 // The bearing as the array works it out: from the levels on all beams of a
@@ -69,17 +71,17 @@ void findBearing(run_s* run, const active_olio_s& olio, const sighting_s& sighti
     const carrier_s& carrier = olio.field.carrier;
     const beam_s& beam = carrier.allBeams ? carrier.direction : carrier.listening;
     double azimuth = beam.azimuth, elevation = beam.elevation;
-    std::uint8_t confidence = BEAM_CONFIDENCE;
+    std::uint8_t confidence = beamConfidence;
     if (carrier.allBeams && isPeak(run->plan, olio, sighting.level)) {
-        random_s* const random = &run->engine->radio.random;
+        random_s* const random = &run->radio->random;
         const direction_s seen = run->plan.centreOfMass
                                      ? centreOfMass(carrier.listening, sighting.lit.path.seen)
                                      : sighting.lit.path.seen;
         const double snr = std::max(0.0, sighting.level - olio.sensitivity);
-        const double error = BEST_BEARING + WORST_BEARING * std::pow(10, -snr / 20);
+        const double error = bestBearing + worstBearing * std::pow(10, -snr / 20);
         elevation = std::abs(static_cast<double>(seen.elevation) + error * normal(random));
         // The closer to straight down, the less an azimuth means.
-        const double spread = error / std::max(std::sin(elevation * DEGREE), 0.1);
+        const double spread = error / std::max(std::sin(elevation * degree), 0.1);
         azimuth = std::fmod(static_cast<double>(seen.azimuth) + spread * normal(random) + 720, 360);
         confidence = percent(40 + 2 * snr);
     }
@@ -89,18 +91,20 @@ void findBearing(run_s* run, const active_olio_s& olio, const sighting_s& sighti
     // The tags' plane lies this far below the array: as the host has it, else on the floor.
     const double height = run->plan.arrayHeight != 0
                               ? run->plan.arrayHeight - run->plan.tagHeight
-                              : static_cast<double>(run->engine->radio.world.antennas[0].place.z) * 10;
-    const double out = std::clamp(height * std::tan(std::min(elevation, 80.0) * DEGREE), -32000.0, 32000.0);
-    read->locationX = static_cast<std::int16_t>(out * std::cos(azimuth * DEGREE));
-    read->locationY = static_cast<std::int16_t>(out * std::sin(azimuth * DEGREE));
+                              : static_cast<double>(run->radio->world.antennas[0].place.z) * 10;
+    const double out = std::clamp(height * std::tan(std::min(elevation, 80.0) * degree), -32000.0, 32000.0);
+    read->locationX = static_cast<std::int16_t>(out * std::cos(azimuth * degree));
+    read->locationY = static_cast<std::int16_t>(out * std::sin(azimuth * degree));
     read->locConf = confidence;
 }
 
+// Sends the tag packets that the host wants and counts the read once.
 void sendTag(run_s* run, const tag_read_s& read) {
     for (const tag_packet_s& packet : tagPackets) {
-        if (wanted(*run->engine, packet.rawType)) {
+        if (wanted(*run->host, packet.rawType)) {
             const std::uint32_t fields = packet.fields == 0 ? run->plan.fields : packet.fields;
-            deliver(run->engine, packet.rawType, encodeTag(read, fields, payloadRoom(run->engine)));
+            deliver(run->host, run->radio->now, packet.rawType,
+                    encodeTag(read, fields, payloadRoom(run->host)));
         }
     }
     ++run->reads;
@@ -108,11 +112,11 @@ void sendTag(run_s* run, const tag_read_s& read) {
 
 // The level on every beam of the heat map, from the one that was heard.
 void sendLevels(run_s* run, const active_olio_s& olio, const sighting_s& sighting) {
-    if (!olio.field.carrier.beam || !wanted(*run->engine, RXE_PACKET_PARALLEL_RSSI_DEBUG)) {
+    if (!olio.field.carrier.beam || !wanted(*run->host, RXE_PACKET_PARALLEL_RSSI_DEBUG)) {
         return;
     }
     const std::vector<std::uint16_t> beams = heatMapBeams(olio.field.carrier.listening.polarisation);
-    byte_writer_s writer = payloadWriter(run->engine);
+    byte_writer_s writer = payloadWriter(run->host);
     put(&writer, beams.size(), 2);
     for (const std::uint16_t id : beams) {
         const float level =
@@ -120,25 +124,25 @@ void sendLevels(run_s* run, const active_olio_s& olio, const sighting_s& sightin
         put(&writer, id, 2);
         put(&writer, std::bit_cast<std::uint32_t>(level), 4);
     }
-    deliver(run->engine, RXE_PACKET_PARALLEL_RSSI_DEBUG, writer.size);
+    deliver(run->host, run->radio->now, RXE_PACKET_PARALLEL_RSSI_DEBUG, writer.size);
 }
 
 }  // namespace
 
 bool reportTag(run_s* run, std::size_t position, const sighting_s& sighting) {
-    radio_s& radio = run->engine->radio;
+    radio_s& radio = *run->radio;
     const planned_olio_s& planned = run->plan.olios[position];
     const active_olio_s& olio = run->olios[position];
     const backscatter_s& reply = sighting.reply;
     const tag_key_t key = keyOf({reply.epc, (reply.epcBits + 7U) / 8});
     const seen_e seen = noteSeen(key, radio.world.dbCapacity, &radio.reported);
     ++run->passReads;
-    if (seen == seen_e::NEW) {  // of a tag without room nobody knows whether it has been read before
+    if (seen == seen_e::NEW) {  // NO_ROOM does not tell whether the tag has been read before
         ++run->passUniques;
         run->lastUnique = radio.now;
     }
     if (seen != seen_e::KNOWN) {
-        warnOfDatabase(run->engine, seen == seen_e::NO_ROOM);
+        warnOfDatabase(run->radio, run->host, seen == seen_e::NO_ROOM);
     }
     if (!passesIdFilters(run->plan.idFilters, reply.epc, reply.epcBits)) {
         return false;
@@ -177,7 +181,7 @@ bool reportTag(run_s* run, std::size_t position, const sighting_s& sighting) {
 
 void reportFake(run_s* run, const tag_s& tag) {
     const backscatter_s reply = backscatterOf(tag);
-    const auto now = static_cast<std::uint64_t>(run->engine->radio.now);
+    const auto now = static_cast<std::uint64_t>(run->radio->now);
     sendTag(run, {.epc = reply.epc,
                   .epcBits = reply.epcBits,
                   .firstSeen = now,

@@ -10,9 +10,9 @@
 namespace rxe {
 namespace {
 
-constexpr std::uint32_t NEVER_AGAIN = 0xFFFFFFFF;
-constexpr std::int64_t MICROSECONDS = 1000000;
-constexpr std::uint8_t PER_OLIO = 1;
+constexpr std::uint32_t neverAgain = 0xFFFFFFFF;
+constexpr std::int64_t microsecondsPerSecond = 1000000;
+constexpr std::uint8_t typePerOlio = 1;
 
 bool bitAt(const std::uint8_t* bytes, std::size_t bit) {
     return ((bytes[bit / 8] >> (7 - bit % 8)) & 1) != 0;
@@ -30,6 +30,7 @@ bool matches(const REPORT_FILTER_ID_s& filter, const std::uint8_t* epc, std::siz
     return true;
 }
 
+// Where the key is, or would be: at its place or behind it, before the first empty one.
 std::size_t placeOf(const state_table_s& table, tag_key_t key) {
     const std::size_t mask = table.entries.size() - 1;
     std::size_t at = key & mask;
@@ -39,6 +40,7 @@ std::size_t placeOf(const state_table_s& table, tag_key_t key) {
     return at;
 }
 
+// Doubles the table, so that at most half is in use and a search stays short.
 void grow(state_table_s* table) {
     constexpr std::size_t least = 64;
     state_table_s larger;
@@ -52,6 +54,7 @@ void grow(state_table_s* table) {
     *table = std::move(larger);
 }
 
+// By the filter's type: one state for each tag, or one for each tag and olio.
 report_state_s* stateOf(const REPORT_FILTER_LAST_REPORT_s& filter, tag_key_t key, std::uint16_t olioId,
                         reported_s* reported) {
     report_state_s* const radioWide = findState(&reported->tags, key);
@@ -59,7 +62,7 @@ report_state_s* stateOf(const REPORT_FILTER_LAST_REPORT_s& filter, tag_key_t key
         reported->noRoom = {};
         return &reported->noRoom;
     }
-    if (filter.enable == 0 || filter.type != PER_OLIO) {
+    if (filter.enable == 0 || filter.type != typePerOlio) {
         return radioWide;
     }
     const tag_key_t both = std::max<tag_key_t>(key ^ mix64(olioId), 1);
@@ -128,7 +131,7 @@ const report_state_s* passesLastReport(const REPORT_FILTER_LAST_REPORT_s& filter
     ++state->merged;
     const bool tooSoon =
         filter.enable != 0 && state->reported &&
-        (filter.duration == NEVER_AGAIN || now - state->lastReport < filter.duration * MICROSECONDS);
+        (filter.duration == neverAgain || now - state->lastReport < filter.duration * microsecondsPerSecond);
     if (tooSoon) {
         return nullptr;
     }

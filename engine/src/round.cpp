@@ -1,31 +1,37 @@
 // SPDX-License-Identifier: MIT
-// One inventory round on the air: Selects, Query, slots, and what the adaptive
-// Q makes of them.
+#include "round.hpp"
+
 #include <algorithm>
 #include <utility>
 
+#include "accesses.hpp"
+#include "carrier.hpp"
+#include "clock.hpp"
 #include "delivery.hpp"
-#include "run_state.hpp"
+#include "report.hpp"
+#include "rules.hpp"
 #include "timing.hpp"
 
 namespace rxe {
 namespace {
 
-constexpr float CAPTURE = 3.1623F;             // a reply drowns others whose sum is 5 dB weaker
-constexpr std::uint32_t MOST_CAPTURED_OF = 8;  // with more at once the sum always wins
-constexpr std::uint32_t PATIENCE = 256;        // slots in a row without a read, then the reader gives up
-constexpr std::uint8_t TARGET_AB = 2;
-constexpr float NOISE_MARGIN = 3;  // dB below the sensitivity
-// A round with nobody there takes 0.25 to 1.4 ms of air by the link. A radio that asked
+constexpr float captureRatio = 3.1623F;      // a reply drowns others whose sum is 5 dB weaker
+constexpr std::uint32_t mostCapturedOf = 8;  // with more at once the sum always wins
+constexpr std::uint32_t patience = 256;      // slots in a row without a read, then the reader gives up
+// Of an inventory set: rounds ask for A and B in turn.
+constexpr std::uint8_t targetAB = 2;
+constexpr float noiseMargin = 3;  // dB below the sensitivity
+// A round that calls no tag takes 0.25 to 1.4 ms of air, depending on the link. A radio that asked
 // again at once would send its host up to 8,000 INV_BEGIN and INV_END packets a second
 // that say nothing; 200 rounds a second, whatever the link, find a tag that comes soon enough.
-constexpr std::int64_t EMPTY_ROUND = 5000;  // microseconds
+constexpr std::int64_t emptyRound = 5000;  // microseconds
 
+// INV_BEGIN, INV_END, TAG_CRC_ERROR: all have the olio and the round.
 void sendRoundPacket(run_s* run, std::uint16_t rawType, std::uint16_t olioId) {
-    byte_writer_s writer = payloadWriter(run->engine);
+    byte_writer_s writer = payloadWriter(run->host);
     put(&writer, olioId, 2);
     put(&writer, run->rounds, 4);
-    deliver(run->engine, rawType, writer.size);
+    deliver(run->host, run->radio->now, rawType, writer.size);
 }
 
 // Sends the olio's Selects; false when the run or the olio is over before all are sent.
@@ -41,20 +47,20 @@ bool sendSelects(round_s* round) {
         if (!fits(*run, time) && !hop(run, round->position, time)) {
             return false;
         }
-        pass(run, time);
+        pass(run->radio, run->host, time);
         if (planned.select.enable != 1) {  // a Challenge, which no tag of this field knows
             continue;
         }
-        world_s& world = run->engine->radio.world;
+        world_s& world = run->radio->world;
         for (const lit_tag_s& lit : round->olio->field.lit) {
-            obeySelect(planned.select, run->engine->radio.now, &world.tags[lit.index]);
+            obeySelect(planned.select, run->radio->now, &world.tags[lit.index]);
         }
         // A tag truncates its reply when the last Select said so, for SL alone.
         round->truncating =
-            planned.select.truncate != 0 && planned.select.target == TARGET_SL ? &planned.select : nullptr;
+            planned.select.truncate != 0 && planned.select.target == targetSL ? &planned.select : nullptr;
     }
     if (any) {
-        waitOnAir(run, round->position, run->engine->radio.now + run->plan.delayAfterSelects);
+        waitOnAir(run, round->position, run->radio->now + run->plan.delayAfterSelects);
     }
     return !any || run->carrierOn;
 }
@@ -65,24 +71,27 @@ void drawTags(round_s* round, std::uint32_t count) {
     std::vector<std::uint32_t>& left = round->run->left;
     std::uint32_t end = round->frame.waiting + count;
     for (; end > round->frame.waiting; --end) {
-        std::swap(left[end - 1], left[randomBelow(&round->run->engine->radio.random, end)]);
+        std::swap(left[end - 1], left[randomBelow(&round->run->radio->random, end)]);
     }
 }
 
+// The tag at this position of `left` is not called again in this round. The order of the others
+// does not matter, since each slot draws its tags.
 void forget(round_s* round, std::uint32_t at) {
     std::vector<std::uint32_t>& left = round->run->left;
     left[at] = left.back();
     left.pop_back();
 }
 
+// Whether a frame of so many bits gets lost, by chance. Below 1e-9 nothing is drawn.
 bool lost(run_s* run, double ber, unsigned bits) {
-    return ber > 1e-9 && unitInterval(nextRandom(&run->engine->radio.random)) > frameSuccess(ber, bits);
+    return ber > 1e-9 && unitInterval(nextRandom(&run->radio->random)) > frameSuccess(ber, bits);
 }
 
 // The signal of one tag in its slot; false when it stays silent.
 bool listen(round_s* round, std::uint32_t at, sighting_s* sighting) {
     run_s* const run = round->run;
-    radio_s& radio = run->engine->radio;
+    radio_s& radio = *run->radio;
     lit_tag_s& lit = sighting->lit;
     lit = round->olio->field.lit[run->left[at]];
     // With many tags none is in the cache: both lines are fetched at once.
@@ -100,7 +109,7 @@ bool listen(round_s* round, std::uint32_t at, sighting_s* sighting) {
 
 // A level so weak that the decoder takes it for noise.
 bool isNoise(const round_s& round, float level) {
-    return level < static_cast<float>(round.olio->sensitivity) - NOISE_MARGIN;
+    return level < static_cast<float>(round.olio->sensitivity) - noiseMargin;
 }
 
 // The host's threshold holds for the level that it would be told of.
@@ -113,6 +122,8 @@ bool isNoticed(const round_s& round, const sighting_s& sighting) {
 std::uint32_t captured(const round_s& round, std::uint32_t count) {
     const std::vector<std::uint32_t>& left = round.run->left;
     const std::vector<lit_tag_s>& lit = round.olio->field.lit;
+    // Levels of the last look, without this moment's fading: it decides rarely, and a draw
+    // for each of the tags would cost more than the slot.
     std::uint32_t strongest = round.frame.waiting;
     float sum = 0;
     for (std::uint32_t at = round.frame.waiting; at < round.frame.waiting + count; ++at) {
@@ -120,23 +131,23 @@ std::uint32_t captured(const round_s& round, std::uint32_t count) {
         strongest = lit[left[at]].milliwatts > lit[left[strongest]].milliwatts ? at : strongest;
     }
     const float best = lit[left[strongest]].milliwatts;
-    return best > CAPTURE * (sum - best) ? strongest : static_cast<std::uint32_t>(left.size());
+    return best > captureRatio * (sum - best) ? strongest : static_cast<std::uint32_t>(left.size());
 }
 
-// The carrier's owner may say how many tags a second come at most.
+// A scenario may say how many tags a second the radio reads at most.
 void keepPaceOfRadio(run_s* run, std::size_t position) {
-    const double most = run->engine->scenario.tagsPerSecond;
+    const double most = run->radio->scenario.tagsPerSecond;
     if (most > 0) {
-        const auto due = run->lastRead + static_cast<std::int64_t>(static_cast<double>(SECOND) / most);
+        const auto due = run->lastRead + static_cast<std::int64_t>(static_cast<double>(second) / most);
         waitOnAir(run, position, due);
     }
-    run->lastRead = run->engine->radio.now;
+    run->lastRead = run->radio->now;
 }
 
 // Cut short are the replies of tags that the Select matched, to a Query for SL or ~SL
 // (EPC Gen2 v2.0.1, 6.3.2.12.1.1).
 void takeReply(const round_s& round, sighting_s* sighting) {
-    const tag_s& tag = round.run->engine->radio.world.tags[sighting->lit.index];
+    const tag_s& tag = round.run->radio->world.tags[sighting->lit.index];
     sighting->reply = backscatterOf(tag);
     if (round.truncating != nullptr && round.planned->inventory.sel >= 2 && matches(*round.truncating, tag)) {
         truncate(*round.truncating, &round.run->scratch, &sighting->reply);
@@ -146,29 +157,31 @@ void takeReply(const round_s& round, sighting_s* sighting) {
 // A slot in which one reply is understood. `left[at]` is the tag's.
 outcome_e acknowledge(round_s* round, std::uint32_t at) {
     run_s* const run = round->run;
-    radio_s& radio = run->engine->radio;
+    radio_s& radio = *run->radio;
     const link_s& link = round->planned->link;
     sighting_s sighting;
     if (!listen(round, at, &sighting) || !isNoticed(*round, sighting)) {
-        pass(run, emptySlot(link));
+        pass(run->radio, run->host, emptySlot(link));
         return outcome_e::EMPTY;
     }
     const float margin = sighting.level - static_cast<float>(round->olio->sensitivity);
-    const double ber = !radio.world.air.errors || margin > SAFE_MARGIN ? 0 : bitErrorRate(margin);
-    if (lost(run, ber, RN16_BITS)) {
-        pass(run, collidedSlot(link));
+    const double ber = !radio.world.air.errors || margin > safeMargin ? 0 : bitErrorRate(margin);
+    if (lost(run, ber, rn16Bits)) {
+        pass(run->radio, run->host, collidedSlot(link));
         return outcome_e::COLLIDED;
     }
     takeReply(*round, &sighting);
+    // The reader has the RN16 now. It leaves the tag for another channel when the rest of the
+    // slot and the accesses do not fit.
     const unsigned bits = sighting.reply.replyBits;
     if (!fits(*run, singleSlot(link, bits) + round->olio->accessTime)) {
-        pass(run, collidedSlot(link));
+        pass(run->radio, run->host, collidedSlot(link));
         return outcome_e::POSTPONED;
     }
-    pass(run, singleSlot(link, bits));
+    pass(run->radio, run->host, singleSlot(link, bits));
     if (lost(run, ber, bits) ||
         !stillLit(radio.world, round->olio->field.carrier, radio.now, &sighting.lit)) {
-        pass(run, commandTime(link, NAK));
+        pass(run->radio, run->host, commandTime(link, nakCommand));
         sendRoundPacket(run, RXE_PACKET_TAG_CRC_ERROR, round->planned->id);
         return outcome_e::BROKEN_EPC;
     }
@@ -178,6 +191,7 @@ outcome_e acknowledge(round_s* round, std::uint32_t at) {
     // the tag reported before it, so the radio does none there.
     const bool reported = reportTag(run, round->position, sighting);
     if (!reported || doAccesses(run, round->position, sighting.lit)) {
+        // The next command to the others tells the tag that its turn is over.
         setInventoried(round->planned->inventory.session, !round->olio->wantsB, radio.now,
                        &radio.world.tags[sighting.lit.index]);
     }
@@ -185,24 +199,27 @@ outcome_e acknowledge(round_s* round, std::uint32_t at) {
     return outcome_e::WHOLE_EPC;
 }
 
-// Until nobody is left who was called. A reader cannot see that and spends some
-// empty slots more; published rates count without them. One that hears
-// nothing ends when Q has come down to 0.
+// The round ends when every tag that was called has been read. A real reader needs a few more
+// empty slots to notice; published rates leave those out. A round without any reply ends
+// when Q has come down to 0.
 bool goesOn(const round_s& round, outcome_e last, std::uint32_t slotsWithoutRead) {
     if (last == outcome_e::WHOLE_EPC && round.run->left.empty()) {
         return false;
     }
-    return !(last == outcome_e::EMPTY && round.q == 0) && slotsWithoutRead < PATIENCE;
+    return !(last == outcome_e::EMPTY && round.q == 0) && slotsWithoutRead < patience;
 }
 
 // CUT: the run or the olio has ended it before its time. CHANNEL: another channel has to be taken.
 // HOPPED: it has been, in the middle of an access.
 enum class ending_e : std::uint8_t { WHOLE, CUT, CHANNEL, HOPPED };
 
+// Slot after slot, until the round is over or needs another channel. A frame that is over, or
+// a Q that has changed, begins the next frame.
 ending_e doSlots(round_s* round) {
     run_s* const run = round->run;
     adaptive_q_s* const adaptive = &round->olio->q;
     for (std::uint32_t withoutRead = 0;;) {
+        // A slot is begun only when its longest form without a read fits.
         run->channelOver = !fits(*run, round->olio->slotTime);
         if (run->channelOver) {
             return ending_e::CHANNEL;
@@ -214,7 +231,7 @@ ending_e doSlots(round_s* round) {
         } else if (outcome == outcome_e::COLLIDED) {
             noteCollision(adaptive);
         }
-        if (mustStop(run) || run->engine->radio.now > run->olioEnd || !run->carrierOn) {
+        if (mustStop(run) || run->radio->now > run->olioEnd || !run->carrierOn) {
             return ending_e::CUT;
         }
         run->channelOver = outcome == outcome_e::POSTPONED;
@@ -231,27 +248,12 @@ ending_e doSlots(round_s* round) {
             return ending_e::WHOLE;
         }
         if (adaptive->q() != round->q || round->frame.next == round->frame.slots) {
-            openFrame(round, commandTime(round->planned->link, QUERY_ADJUST));
+            openFrame(round, commandTime(round->planned->link, queryAdjustCommand));
         }
     }
 }
 
 }  // namespace
-
-void pass(run_s* run, double microseconds) {
-    radio_s& radio = run->engine->radio;
-    const std::int64_t nanos = radio.nanos + static_cast<std::int64_t>(microseconds * 1000);
-    radio.nanos = nanos % 1000;
-    advance(run->engine, nanos / 1000);
-}
-
-bool sendsSelect(const planned_olio_s& planned, const planned_select_s& select) {
-    return ((planned.olio.selectBitMask >> (select.id - 1)) & 1) != 0;
-}
-
-double selectTime(const link_s& link, const SELECT_OP_s& select) {
-    return commandTime(link, select.enable == 1 ? selectCommand(select.length) : CHALLENGE) + t4(link);
-}
 
 round_s beginRound(run_s* run, std::size_t position) {
     round_s round;
@@ -265,7 +267,7 @@ round_s beginRound(run_s* run, std::size_t position) {
 // What is too weak for the decoder never comes to be acknowledged.
 void gather(round_s* round) {
     run_s* const run = round->run;
-    const radio_s& radio = run->engine->radio;
+    const radio_s& radio = *run->radio;
     const INVENTORY_OP_s& set = round->planned->inventory;
     const float lift = 2 * fadeReach(radio.world.air);
     const std::vector<lit_tag_s>& lit = round->olio->field.lit;
@@ -286,22 +288,22 @@ void openFrame(round_s* round, double command) {
 
 outcome_e doSlot(round_s* round) {
     run_s* const run = round->run;
-    pass(run, round->command);
+    pass(run->radio, run->host, round->command);
     round->command = commandTime(round->planned->link, queryRep(round->planned->inventory.session));
-    const std::uint32_t count = drawSlot(&round->frame, &run->engine->radio.random);
+    const std::uint32_t count = drawSlot(&round->frame, &run->radio->random);
     if (count == 0) {
-        pass(run, emptySlot(round->planned->link));
+        pass(run->radio, run->host, emptySlot(round->planned->link));
         return outcome_e::EMPTY;
     }
     // When all that wait answer at once it does not matter who they are.
-    if (count <= MOST_CAPTURED_OF || round->frame.waiting != 0) {
+    if (count <= mostCapturedOf || round->frame.waiting != 0) {
         drawTags(round, count);
     }
     if (count == 1) {
         return acknowledge(round, round->frame.waiting);
     }
     const std::uint32_t winner =
-        count <= MOST_CAPTURED_OF ? captured(*round, count) : static_cast<std::uint32_t>(run->left.size());
+        count <= mostCapturedOf ? captured(*round, count) : static_cast<std::uint32_t>(run->left.size());
     if (winner < run->left.size()) {
         const outcome_e outcome = acknowledge(round, winner);
         if (outcome != outcome_e::EMPTY) {
@@ -309,13 +311,13 @@ outcome_e doSlot(round_s* round) {
         }
         return outcome_e::COLLIDED;
     }
-    pass(run, collidedSlot(round->planned->link));
+    pass(run->radio, run->host, collidedSlot(round->planned->link));
     return outcome_e::COLLIDED;
 }
 
 void doRound(run_s* run, std::size_t position) {
     round_s round = beginRound(run, position);
-    radio_s& radio = run->engine->radio;
+    radio_s& radio = *run->radio;
     const INVENTORY_OP_s& set = round.planned->inventory;
     ++run->rounds;
     sendRoundPacket(run, RXE_PACKET_INV_BEGIN, round.planned->id);
@@ -344,14 +346,14 @@ void doRound(run_s* run, std::size_t position) {
         ending = doSlots(&round);
     }
     if (ending == ending_e::WHOLE) {
-        round.olio->q.value = set.initialQ;  // nobody is left to tell a better one from
-        round.olio->wantsB = set.target == TARGET_AB ? !round.olio->wantsB : round.olio->wantsB;
+        round.olio->q.value = set.initialQ;  // Q has come down as the tags became fewer
+        round.olio->wantsB = set.target == targetAB ? !round.olio->wantsB : round.olio->wantsB;
     }
     sendRoundPacket(run, RXE_PACKET_INV_END, round.planned->id);
-    // With nobody there the radio takes its time before it asks again.
-    const std::int64_t end = std::min(begin + EMPTY_ROUND, run->channelLimit);
+    // Without a tag the radio waits before it asks again; see emptyRound.
+    const std::int64_t end = std::min(begin + emptyRound, run->channelLimit);
     if (!anyone && radio.now < end && !mustStop(run)) {
-        advance(run->engine, end - radio.now);
+        advance(run->radio, run->host, end - radio.now);
     }
 }
 

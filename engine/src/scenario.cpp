@@ -12,9 +12,9 @@ namespace {
 
 using top_key_t = key_s<scenario_s>;
 
-constexpr std::size_t MAX_GROUPS = 1000, MAX_EVENTS = 100000, MAX_FAILING = 1000;
-constexpr std::size_t MAX_FILE = 32U << 20;  // bytes, more than the longest lists of tags and events take
-constexpr std::size_t MAX_ENDPOINT = 100;    // a socket's file name has 107 bytes
+constexpr std::size_t maxGroups = 1000, maxEvents = 100000, maxFailing = 1000;
+constexpr std::size_t maxFile = 32U << 20;  // bytes, more than the longest lists of tags and events take
+constexpr std::size_t maxEndpoint = 100;    // a socket's file name has 107 bytes
 
 constexpr std::array clockWords{word_s<bool>{"real", false}, word_s<bool>{"fast", true}};
 constexpr std::array levelWords{word_s<bool>{"low", false}, word_s<bool>{"high", true}};
@@ -27,6 +27,7 @@ constexpr std::array modelWords{
 
 // --- Antennas: numbers of those that are connected, or objects that say more.
 
+// `placed`: the object names a place, so the usual one does not count.
 struct listed_antenna_s {
     std::uint16_t port = 0;
     antenna_s antenna;
@@ -35,7 +36,7 @@ struct listed_antenna_s {
 
 constexpr std::array antennaKeys{
     key_s<listed_antenna_s>{
-        "port", [](const json_t& v, listed_antenna_s* a) { return takeInteger(v, 0, MAX_PORTS, &a->port); },
+        "port", [](const json_t& v, listed_antenna_s* a) { return takeInteger(v, 0, maxPorts, &a->port); },
         true},
     key_s<listed_antenna_s>{"position",
                             [](const json_t& v, listed_antenna_s* a) {
@@ -53,17 +54,19 @@ constexpr std::array antennaKeys{
         "connected", [](const json_t& v, listed_antenna_s* a) { return takeBool(v, &a->antenna.connected); }},
 };
 
+// A bare number is a port at its usual place.
 refusal_s takeAntenna(const json_t& value, listed_antenna_s* listed) {
     return value.is_object() ? takeKeys(value, antennaKeys, listed)
-                             : takeInteger(value, 1, MAX_PORTS, &listed->port);
+                             : takeInteger(value, 1, maxPorts, &listed->port);
 }
 
+// An antenna that is listed replaces the usual one, except for the place if it has none of its own.
 refusal_s takeAntennas(const json_t& value, scenario_s* scenario) {
     std::vector<listed_antenna_s> list;
-    if (refusal_s refusal = takeElements(value, MAX_PORTS + 1, takeAntenna, &list)) {
+    if (refusal_s refusal = takeElements(value, maxPorts + 1, takeAntenna, &list)) {
         return refusal;
     }
-    std::array<bool, MAX_PORTS + 1>& met = scenario->listedAntennas.emplace();
+    std::array<bool, maxPorts + 1>& met = scenario->listedAntennas.emplace();
     for (std::size_t i = 0; i < list.size(); ++i) {
         const std::uint16_t port = list[i].port;
         if (std::exchange(met[port], true)) {
@@ -84,16 +87,17 @@ void settleAntennas(scenario_s* scenario) {
     if (!scenario->listedAntennas || scenario->world.model == reader_model_e::QDX4400) {
         return;
     }
-    for (std::size_t port = 1; port <= MAX_PORTS; ++port) {
+    for (std::size_t port = 1; port <= maxPorts; ++port) {
         antenna_s& antenna = scenario->world.antennas[port];
         antenna.connected = antenna.connected && (*scenario->listedAntennas)[port];
     }
 }
 
+// Levels from port 1 on; ports that are not listed are low.
 refusal_s takeGpi(const json_t& value, scenario_s* scenario) {
     std::vector<std::uint8_t> levels;
     refusal_s refusal = takeElements(
-        value, MAX_GPIS,
+        value, maxGpis,
         [](const json_t& element, std::uint8_t* high) {
             bool level = false;
             refusal_s wrong = takeWord(element, levelWords, &level);
@@ -158,9 +162,10 @@ refusal_s takePower(const json_t& value, scenario_s* scenario) {
     return refusal;
 }
 
+// The socket's name is checked here, so that a wrong one is told with its key.
 refusal_s takeControl(const json_t& value, scenario_s* scenario) {
     std::string endpoint;
-    const refusal_s refusal = takeText(value, MAX_ENDPOINT, &endpoint);
+    const refusal_s refusal = takeText(value, maxEndpoint, &endpoint);
     if (refusal || (endpoint != "none" && (!endpoint.starts_with("ipc:///") || endpoint.size() < 8))) {
         return {R"(must be "none" or "ipc://" and the full name of a file, of at most 100 characters)", {}};
     }
@@ -168,6 +173,7 @@ refusal_s takeControl(const json_t& value, scenario_s* scenario) {
     return {};
 }
 
+// One tag or group, or an array of them.
 refusal_s takeAllTags(const json_t& value, scenario_s* scenario) {
     if (!value.is_array()) {
         tag_group_s group;
@@ -175,9 +181,10 @@ refusal_s takeAllTags(const json_t& value, scenario_s* scenario) {
         scenario->groups = {group};
         return refusal;
     }
-    return takeElements(value, MAX_GROUPS, takeTags, &scenario->groups);
+    return takeElements(value, maxGroups, takeTags, &scenario->groups);
 }
 
+// The keys of the file.
 constexpr std::array topKeys{
     top_key_t{"library", [](const json_t& v, scenario_s* s) { return takeVersion(v, &s->library); }},
     top_key_t{"firmware", [](const json_t& v, scenario_s* s) { return takeVersion(v, &s->firmware); }},
@@ -200,14 +207,12 @@ constexpr std::array topKeys{
     top_key_t{"events",
               [](const json_t& v, scenario_s* s) {
                   return takeElements(
-                      v, MAX_EVENTS,
+                      v, maxEvents,
                       [](const json_t& element, timed_event_s* e) { return takeEvent(element, true, e); },
                       &s->events);
               }},
-    top_key_t{"failing",
-              [](const json_t& v, scenario_s* s) {
-                  return takeElements(v, MAX_FAILING, takeFailing, &s->failing);
-              }},
+    top_key_t{"failing", [](const json_t& v,
+                            scenario_s* s) { return takeElements(v, maxFailing, takeFailing, &s->failing); }},
 };
 
 // The tags of the built-in scenario: a few that lie about, and a doorway with
@@ -235,7 +240,7 @@ place_s usualPlace(unsigned port) {
 
 scenario_s::scenario_s() : groups(builtInTags()) {
     world.antennas[0].place = {0, 0, 4};  // the array hangs from the ceiling
-    for (unsigned port = 1; port <= MAX_PORTS; ++port) {
+    for (unsigned port = 1; port <= maxPorts; ++port) {
         world.antennas[port].place = usualPlace(port);
     }
 }
@@ -248,7 +253,7 @@ bool loadScenario(scenario_s* scenario, std::string* error) {
     }
     const std::string who = std::string("RXE_SCENARIO: ") + path + ": ";
     std::string text;
-    if (const std::string fault = readFile(path, MAX_FILE, &text); !fault.empty()) {
+    if (const std::string fault = readFile(path, maxFile, &text); !fault.empty()) {
         *error = who + fault;
         return false;
     }

@@ -9,8 +9,8 @@
 namespace rxe {
 namespace {
 
-constexpr double LONGEST = 1e6;  // seconds
-constexpr std::size_t MAX_TEXT = 200;
+constexpr double longestTime = 1e6;  // seconds
+constexpr std::size_t maxText = 200;
 
 // What the keys of one event fill.
 struct draft_s {
@@ -35,6 +35,7 @@ constexpr std::array paWords{
     word_s<pa_state_e>{"good", PA_GOOD},
 };
 
+// A misspelt name would never fail, so only the operations of rxe.h are taken.
 refusal_s takeOperation(const json_t& value, std::string* operation) {
     const auto known = value.is_string()
                            ? std::ranges::find(failableOperations, value.get_ref<const std::string&>())
@@ -65,6 +66,7 @@ refusal_s takeParameter(const json_t& value, int* parameter) {
     return {"must be a parameter id from 0 to 65535, or as a text \"0x0\" to \"0xffff\"", {}};
 }
 
+// Of "failing" in a scenario and of the event "fail".
 constexpr std::array failingKeys{
     key_s<failing_s>{"operation",
                      [](const json_t& v, failing_s* f) { return takeOperation(v, &f->operation); }},
@@ -78,22 +80,24 @@ constexpr std::array failingKeys{
                      [](const json_t& v, failing_s* f) { return takeInteger(v, 0, 1000000, &f->after); }},
 };
 
+// Antenna ports and inputs are counted from 1; `most` is how many there can be. The reader of
+// a connection may have fewer, which only the running engine can tell.
 refusal_s takePort(const json_t& value, std::int64_t most, draft_s* draft) {
     return takeInteger(value, 1, most, &draft->event.port);
 }
 
 constexpr std::array gpiKeys{
-    event_key_t{"port", [](const json_t& v, draft_s* d) { return takePort(v, MAX_GPIS, d); }, true},
+    event_key_t{"port", [](const json_t& v, draft_s* d) { return takePort(v, maxGpis, d); }, true},
     event_key_t{"level", [](const json_t& v, draft_s* d) { return takeWord(v, levelWords, &d->event.flag); },
                 true},
 };
 constexpr std::array antennaKeys{
-    event_key_t{"port", [](const json_t& v, draft_s* d) { return takePort(v, MAX_PORTS, d); }, true},
+    event_key_t{"port", [](const json_t& v, draft_s* d) { return takePort(v, maxPorts, d); }, true},
     event_key_t{"state",
                 [](const json_t& v, draft_s* d) { return takeWord(v, antennaWords, &d->event.flag); }, true},
 };
 constexpr std::array paKeys{
-    event_key_t{"port", [](const json_t& v, draft_s* d) { return takePort(v, MAX_PORTS, d); }, true},
+    event_key_t{"port", [](const json_t& v, draft_s* d) { return takePort(v, maxPorts, d); }, true},
     event_key_t{"state",
                 [](const json_t& v, draft_s* d) {
                     pa_state_e state = PA_LOW;
@@ -123,8 +127,8 @@ constexpr std::array databaseKeys{
                 [](const json_t& v, draft_s* d) { return takeWord(v, databaseWords, &d->event.flag); }, true},
 };
 constexpr std::array errorKeys{
-    event_key_t{"text",
-                [](const json_t& v, draft_s* d) { return takeText(v, MAX_TEXT, &d->event.operation); }, true},
+    event_key_t{"text", [](const json_t& v, draft_s* d) { return takeText(v, maxText, &d->event.operation); },
+                true},
 };
 
 constexpr std::array apiErrorKeys{
@@ -141,6 +145,7 @@ constexpr std::array apiErrorKeys{
 };
 constexpr std::array<event_key_t, 0> faultKeys{};
 
+// One of both has to be named: a failure of every call would be of no use.
 refusal_s finishFail(draft_s* draft) {
     const failing_s& row = draft->failing;
     if (row.operation.empty() && row.parameter < 0) {
@@ -154,6 +159,7 @@ refusal_s finishFail(draft_s* draft) {
     return {};
 }
 
+// The tag is made here, on the control thread, so that the radio thread only has to place it.
 refusal_s finishEnter(draft_s* draft) {
     scenario_s alone;
     alone.groups = {draft->group};
@@ -161,6 +167,7 @@ refusal_s finishEnter(draft_s* draft) {
     return {};
 }
 
+// The host takes only texts that begin with ERRLOG for the error log.
 refusal_s finishError(draft_s* draft) {
     const std::string line = "ERRLOG " + draft->event.operation;
     draft->event.bytes.assign(line.begin(), line.end());
@@ -178,6 +185,7 @@ struct vocabulary_s {
     refusal_s (*finish)(draft_s* draft) = nullptr;
 };
 
+// Makes a function of a table, for the rows below.
 template <const auto& Keys>
 refusal_s takeBy(const json_t& object, draft_s* draft) {
     return takeKeys(object, Keys, draft);
@@ -206,6 +214,7 @@ constexpr std::array vocabulary{
     vocabulary_s{"fault", event_e::FAULT, takeBy<faultKeys>, ""},
 };
 
+// Finds the event by its name and takes the other keys by that event's table.
 refusal_s takeNamed(const json_t& value, event_s* event) {
     const auto name = value.find("event");
     if (name == value.end()) {
@@ -237,6 +246,7 @@ refusal_s takeNamed(const json_t& value, event_s* event) {
 
 // --- Words: "gpi 1 high", "fail RXE_start 77 count=2", "error any text".
 
+// Takes the word in front off the text; empty at its end.
 std::string_view nextWord(std::string_view* text) {
     text->remove_prefix(std::min(text->find_first_not_of(' '), text->size()));
     const std::string_view word = text->substr(0, text->find(' '));
@@ -266,6 +276,8 @@ json_t valueOf(std::string_view key, std::string_view word) {
     return std::string(word);
 }
 
+// The JSON object that says the same as the words. Bare words fill the keys of the event in
+// their order; `key=value` may come anywhere between.
 refusal_s objectOf(std::string_view text, json_t* object) {
     const std::string_view name = nextWord(&text);
     *object = {{"event", std::string(name)}};
@@ -312,11 +324,11 @@ refusal_s takeEvent(const json_t& value, bool timed, timed_event_s* event) {
     if (!value.contains("at")) {
         return under("at", {"is missing", {}});
     }
-    if (refusal_s refusal = takeSeconds(value["at"], 0, LONGEST, &due)) {
+    if (refusal_s refusal = takeSeconds(value["at"], 0, longestTime, &due)) {
         return under("at", std::move(refusal));
     }
     if (value.contains("every")) {
-        if (refusal_s refusal = takeSeconds(value["every"], 0.001, LONGEST, &event->every)) {
+        if (refusal_s refusal = takeSeconds(value["every"], 0.001, longestTime, &event->every)) {
             return under("every", std::move(refusal));
         }
     }

@@ -29,6 +29,7 @@ bool parseHex(std::string_view text, std::vector<std::uint8_t>* bytes) {
 
 }  // namespace
 
+// Indices follow without a point: "tags" and "[2]" make "tags[2]".
 refusal_s under(std::string_view step, refusal_s refusal) {
     const bool joins = refusal.path.empty() || refusal.path.front() == '[';
     refusal.path = std::string(step) + (joins ? "" : ".") + refusal.path;

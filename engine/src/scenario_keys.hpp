@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: MIT
 // Reading JSON by tables of keys: a row says the name of a key and how its
 // value is taken into a record. Scenarios and control messages both come
-// through here, so a mistake is told in the same words by both.
-#ifndef ENGINE_SCENARIO_KEYS_HPP
-#define ENGINE_SCENARIO_KEYS_HPP
+// through here, so both tell of a mistake in the same words.
+//
+// A take function checks one JSON value and writes it to its last argument. It returns a
+// refusal, which is empty when the value was taken; after any other the argument is not
+// used. Any thread; nothing throws but for memory.
+#pragma once
 
 #include <algorithm>
 #include <array>
@@ -22,7 +25,8 @@ namespace rxe {
 
 using json_t = nlohmann::json;
 
-// Why a value was refused; an empty text says that it was taken. `path` leads
+// Why a value was refused; an empty text says that it was taken. The text goes on from the
+// path: "must be ...", "is missing". `path` leads
 // from the value that was being taken to the one at fault: "position.x", "[3]".
 struct refusal_s {
     std::string text;
@@ -32,22 +36,27 @@ struct refusal_s {
 
 // The path with one more step in front of it.
 refusal_s under(std::string_view step, refusal_s refusal);
-// A text of somebody else's for a line that a person reads: between quotation marks, what is not
-// printable ASCII escaped as in JSON.
+// A text from outside, for a line that a person reads: between quotation marks, with what is
+// not printable ASCII escaped as in JSON.
 std::string quote(std::string_view text);
 // The one line that a person reads: "tags[2].epc" must be ...
 std::string lineOf(const refusal_s& refusal);
 
+// A key of an object and how its value is taken into the record.
 template <typename Record>
 struct key_s {
     std::string_view name;
     refusal_s (*take)(const json_t& value, Record* record);
+    // The object has to have it; other keys may be left out.
     bool required = false;
 };
 
 // "is not a known key", and those that are.
 refusal_s unknownKey(std::string_view name, std::span<const std::string_view> known);
 
+// Takes an object by its table of keys, in the alphabetical order of the object's members. The
+// first mistake is the one that is told; what was taken before it stays in the record. A key
+// that the table does not have is a mistake.
 template <typename Record>
 refusal_s takeKeys(const json_t& object, std::span<const key_s<Record>> keys, Record* record) {
     if (!object.is_object()) {
@@ -72,6 +81,7 @@ refusal_s takeKeys(const json_t& object, std::span<const key_s<Record>> keys, Re
     return {};
 }
 
+// The same for a table that is an array.
 template <typename Record, std::size_t Count>
 refusal_s takeKeys(const json_t& object, const std::array<key_s<Record>, Count>& keys, Record* record) {
     return takeKeys<Record>(object, std::span<const key_s<Record>>(keys), record);
@@ -93,7 +103,9 @@ refusal_s takeElements(const json_t& array, std::size_t most, Take take, std::ve
     return {};
 }
 
+// A whole number from `low` to `high`, ends included.
 refusal_s takeWhole(const json_t& value, std::int64_t low, std::int64_t high, std::int64_t* out);
+// The same for any integer type that holds both ends.
 template <typename Number>
 refusal_s takeInteger(const json_t& value, std::int64_t low, std::int64_t high, Number* out) {
     std::int64_t number = 0;
@@ -104,29 +116,31 @@ refusal_s takeInteger(const json_t& value, std::int64_t low, std::int64_t high, 
     return refusal;
 }
 
-// A number with a fraction, NaN and the infinities never.
+// A number from `low` to `high` that may have a fraction. NaN and infinities are refused.
 refusal_s takeNumber(const json_t& value, double low, double high, double* out);
-// Seconds, as microseconds.
+// Seconds from `low` to `high`, taken as microseconds.
 refusal_s takeSeconds(const json_t& value, double low, double high, std::int64_t* microseconds);
 refusal_s takeBool(const json_t& value, bool* out);
 // Printable ASCII, so that it can stand in a line of a log.
 refusal_s takeText(const json_t& value, std::size_t most, std::string* out);
+// Decimal digits, from `least` to `most` of them.
 refusal_s takeDigits(const json_t& value, std::size_t least, std::size_t most, std::string* out);
-// Pairs of hexadecimal digits; the number of bytes is a multiple of `unit`.
+// Pairs of hexadecimal digits: `least` to `most` bytes, a multiple of `unit`.
 refusal_s takeHex(const json_t& value, std::size_t least, std::size_t most, std::size_t unit,
                   std::vector<std::uint8_t>* bytes);
 // Eight hexadecimal digits: a password.
 refusal_s takeWord32(const json_t& value, std::uint32_t* out);
-//   "2.1.50.0"
+// A version as "2.1.50.0", four numbers of one byte each.
 refusal_s takeVersion(const json_t& value, REL_VERSION_s* version);
 
-// A word out of a table; its value goes to `*out`.
+// A word of a table and the value that it stands for.
 template <typename Value>
 struct word_s {
     std::string_view word;
     Value value;
 };
 
+// Takes the value of a word; a refusal lists the words of the table.
 template <typename Value, std::size_t Count>
 refusal_s takeWord(const json_t& value, const std::array<word_s<Value>, Count>& words, Value* out) {
     std::string known;
@@ -141,5 +155,3 @@ refusal_s takeWord(const json_t& value, const std::array<word_s<Value>, Count>& 
 }
 
 }  // namespace rxe
-
-#endif

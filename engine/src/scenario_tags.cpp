@@ -10,11 +10,12 @@ namespace {
 
 using group_key_t = key_s<tag_group_s>;
 
-constexpr double FARTHEST = 1000;  // metres, either way
-constexpr double LONGEST = 1e6;    // seconds
-constexpr std::size_t MAX_TID_BYTES = 32, MAX_USER_BYTES = 8192, MAX_EPC_BYTES = 62;
-constexpr std::int64_t MAX_TAGS = 100000;
+constexpr double farthestPlace = 1000;  // metres, either way
+constexpr double longestTime = 1e6;     // seconds
+constexpr std::size_t maxTidBytes = 32, maxUserBytes = 8192, maxEpcBytes = 62;
+constexpr std::int64_t maxTags = 100000;
 
+// A field that can be locked, as a scenario names it.
 struct lock_field_s {
     std::string_view name;
     lock_e bit;
@@ -32,6 +33,7 @@ constexpr std::array lockWords{
     word_s<unsigned>{"permalocked", 3},
 };
 
+// Fields that are not named stay unlocked.
 refusal_s takeLocks(const json_t& value, std::uint16_t* locks) {
     if (!value.is_object()) {
         return {"must be an object", {}};
@@ -54,6 +56,7 @@ refusal_s takeLocks(const json_t& value, std::uint16_t* locks) {
     return {};
 }
 
+// `offset`: where the password stands in the RESERVED bank, 0 or 4.
 refusal_s takePassword(const json_t& value, std::size_t offset, tag_s* tag) {
     std::uint32_t password = 0;
     refusal_s refusal = takeWord32(value, &password);
@@ -63,6 +66,7 @@ refusal_s takePassword(const json_t& value, std::size_t offset, tag_s* tag) {
     return refusal;
 }
 
+// XPC_W1, or both words.
 refusal_s takeXpc(const json_t& value, tag_s* tag) {
     std::vector<std::uint8_t> bytes;
     refusal_s refusal = takeHex(value, 2, 4, 2, &bytes);
@@ -82,6 +86,7 @@ refusal_s takeAfi(const json_t& value, tag_s* tag) {
     return refusal;
 }
 
+// dBm, -40 to 0.
 refusal_s takeSensitivity(const json_t& value, tag_s* tag) {
     double dbm = 0;
     refusal_s refusal = takeNumber(value, -40, 0, &dbm);
@@ -95,7 +100,7 @@ refusal_s takeSensitivity(const json_t& value, tag_s* tag) {
 constexpr std::array memoryKeys{
     group_key_t{"user",
                 [](const json_t& v, tag_group_s* g) {
-                    return takeHex(v, 2, MAX_USER_BYTES, 2, &g->pattern.banks[BANK_USER]);
+                    return takeHex(v, 2, maxUserBytes, 2, &g->pattern.banks[BANK_USER]);
                 }},
     group_key_t{"killPassword",
                 [](const json_t& v, tag_group_s* g) { return takePassword(v, 0, &g->pattern); }},
@@ -110,18 +115,20 @@ constexpr std::array memoryKeys{
                 [](const json_t& v, tag_group_s* g) { return takePlace(v, &g->pattern.velocity); }},
 };
 
+// When a tag of the scenario enters and leaves.
 constexpr std::array timeKeys{
     group_key_t{"enter", [](const json_t& v,
-                            tag_group_s* g) { return takeSeconds(v, 0, LONGEST, &g->arrivals.first); }},
+                            tag_group_s* g) { return takeSeconds(v, 0, longestTime, &g->arrivals.first); }},
     group_key_t{"leave", [](const json_t& v,
-                            tag_group_s* g) { return takeSeconds(v, 0, LONGEST, &g->pattern.leaves); }},
+                            tag_group_s* g) { return takeSeconds(v, 0, longestTime, &g->pattern.leaves); }},
 };
 
+// What a single tag has that a group cannot have. Its place is a box without extent.
 constexpr std::array identityKeys{
     group_key_t{"epc", [](const json_t& v, tag_group_s* g) { return takeEpc(v, &g->epc); }, true},
     group_key_t{"tid",
                 [](const json_t& v, tag_group_s* g) {
-                    return takeHex(v, 4, MAX_TID_BYTES, 2, &g->pattern.banks[BANK_TID]);
+                    return takeHex(v, 4, maxTidBytes, 2, &g->pattern.banks[BANK_TID]);
                 }},
     group_key_t{"position",
                 [](const json_t& v, tag_group_s* g) {
@@ -131,9 +138,10 @@ constexpr std::array identityKeys{
                 }},
 };
 
+// How long a tag stays that enters by an event.
 constexpr std::array stayKeys{
     group_key_t{"stay", [](const json_t& v,
-                           tag_group_s* g) { return takeSeconds(v, 0.001, LONGEST, &g->arrivals.stay); }},
+                           tag_group_s* g) { return takeSeconds(v, 0.001, longestTime, &g->arrivals.stay); }},
 };
 
 constexpr std::array placementWords{
@@ -155,15 +163,15 @@ constexpr std::array placementKeys{
 
 constexpr std::array arrivalKeys{
     key_s<arrivals_s>{
-        "every", [](const json_t& v, arrivals_s* a) { return takeSeconds(v, 0.001, LONGEST, &a->every); },
+        "every", [](const json_t& v, arrivals_s* a) { return takeSeconds(v, 0.001, longestTime, &a->every); },
         true},
-    key_s<arrivals_s>{"first",
-                      [](const json_t& v, arrivals_s* a) { return takeSeconds(v, 0, LONGEST, &a->first); }},
-    key_s<arrivals_s>{"jitter",
-                      [](const json_t& v, arrivals_s* a) { return takeSeconds(v, 0, LONGEST, &a->jitter); }},
-    key_s<arrivals_s>{"stay",
-                      [](const json_t& v, arrivals_s* a) { return takeSeconds(v, 0.001, LONGEST, &a->stay); },
-                      true},
+    key_s<arrivals_s>{
+        "first", [](const json_t& v, arrivals_s* a) { return takeSeconds(v, 0, longestTime, &a->first); }},
+    key_s<arrivals_s>{
+        "jitter", [](const json_t& v, arrivals_s* a) { return takeSeconds(v, 0, longestTime, &a->jitter); }},
+    key_s<arrivals_s>{
+        "stay", [](const json_t& v, arrivals_s* a) { return takeSeconds(v, 0.001, longestTime, &a->stay); },
+        true},
     key_s<arrivals_s>{
         "limit", [](const json_t& v, arrivals_s* a) { return takeInteger(v, 1, 1000000000, &a->limit); }},
 };
@@ -174,6 +182,7 @@ constexpr std::array schemeWords{
     word_s<scheme_e>{"prefix", scheme_e::PREFIX},
 };
 
+// Whole words, since the PC tells the length in words.
 refusal_s takeEpcBits(const json_t& value, tag_group_s* group) {
     refusal_s refusal = takeInteger(value, 16, 496, &group->naming.epcBits);
     if (!refusal && group->naming.epcBits % 16 != 0) {
@@ -182,9 +191,10 @@ refusal_s takeEpcBits(const json_t& value, tag_group_s* group) {
     return refusal;
 }
 
+// What only a group has. A key for one scheme is taken with any; checkNaming looks at it then.
 constexpr std::array groupKeys{
     group_key_t{"count",
-                [](const json_t& v, tag_group_s* g) { return takeInteger(v, 0, MAX_TAGS, &g->count); }},
+                [](const json_t& v, tag_group_s* g) { return takeInteger(v, 0, maxTags, &g->count); }},
     group_key_t{"scheme",
                 [](const json_t& v, tag_group_s* g) { return takeWord(v, schemeWords, &g->naming.scheme); }},
     group_key_t{
@@ -214,6 +224,7 @@ constexpr std::array groupKeys{
                 [](const json_t& v, tag_group_s* g) { return takeKeys(v, arrivalKeys, &g->arrivals); }},
 };
 
+// One table of several, when it is compiled.
 template <std::size_t... Counts>
 constexpr auto joined(const std::array<group_key_t, Counts>&... tables) {
     std::array<group_key_t, (Counts + ...)> all{};
@@ -249,6 +260,7 @@ refusal_s checkNaming(const tag_group_s& group) {
     return {};
 }
 
+// Also turns `leave` into the time that the tags stay.
 refusal_s checkTimes(const json_t& value, tag_group_s* group) {
     const bool streams = group->arrivals.every != 0;
     if (streams && value.contains("enter")) {
@@ -257,7 +269,7 @@ refusal_s checkTimes(const json_t& value, tag_group_s* group) {
     if (streams && value.contains("leave")) {
         return {"does not go with \"arrivals\", which has \"stay\"", "leave"};
     }
-    if (group->pattern.leaves != FOR_EVER) {
+    if (group->pattern.leaves != forEver) {
         if (group->pattern.leaves <= group->arrivals.first) {
             return {"must be later than \"enter\"", "leave"};
         }
@@ -275,7 +287,7 @@ refusal_s takePlace(const json_t& value, place_s* place) {
     float* const axes[] = {&place->x, &place->y, &place->z};
     for (std::size_t i = 0; i < 3; ++i) {
         double metres = 0;
-        if (refusal_s refusal = takeNumber(value[i], -FARTHEST, FARTHEST, &metres)) {
+        if (refusal_s refusal = takeNumber(value[i], -farthestPlace, farthestPlace, &metres)) {
             return under("[" + std::to_string(i) + "]", std::move(refusal));
         }
         *axes[i] = static_cast<float>(metres);
@@ -284,7 +296,7 @@ refusal_s takePlace(const json_t& value, place_s* place) {
 }
 
 refusal_s takeEpc(const json_t& value, std::vector<std::uint8_t>* epc) {
-    return takeHex(value, 2, MAX_EPC_BYTES, 2, epc);
+    return takeHex(value, 2, maxEpcBytes, 2, epc);
 }
 
 refusal_s takeTags(const json_t& value, tag_group_s* group) {

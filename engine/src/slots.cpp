@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// Slots are drawn one by one from what the earlier ones have left, so a frame costs as many
+// draws as it has slots, whatever the number of tags.
 #include "slots.hpp"
 
 #include <algorithm>
@@ -8,7 +10,7 @@ namespace rxe {
 namespace {
 
 // Above this mean the walk below would be long and its first term too small.
-constexpr double WALKABLE_MEAN = 60;
+constexpr double walkableMean = 60;
 
 }  // namespace
 
@@ -17,7 +19,9 @@ std::uint32_t drawBinomial(std::uint32_t count, double probability, random_s* ra
         return count;
     }
     const double mean = count * probability;
-    if (mean > WALKABLE_MEAN) {
+    // So many tags in a slot collide whatever their number is, so the normal
+    // approximation is good enough.
+    if (mean > walkableMean) {
         const double drawn = mean + std::sqrt(mean * (1 - probability)) * normal(random);
         return static_cast<std::uint32_t>(std::clamp(std::round(drawn), 0.0, static_cast<double>(count)));
     }

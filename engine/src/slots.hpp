@@ -4,8 +4,7 @@
 // slot comes, so a slot's occupancy is drawn when the slot comes, from the
 // binomial distribution that the earlier slots leave over: the same as a draw
 // for each tag at the Query, at a cost that does not grow with the tags.
-#ifndef ENGINE_SLOTS_HPP
-#define ENGINE_SLOTS_HPP
+#pragma once
 
 #include <cmath>
 #include <cstdint>
@@ -15,12 +14,16 @@
 namespace rxe {
 
 struct frame_s {
-    std::uint32_t slots = 1;    // 2^Q
-    std::uint32_t next = 0;     // the slot that comes
-    std::uint32_t waiting = 0;  // tags whose slot has not come yet
+    // 2^Q
+    std::uint32_t slots = 1;
+    // The slot that comes, from 0; `slots` when the frame is over.
+    std::uint32_t next = 0;
+    // Tags whose slot has not come yet.
+    std::uint32_t waiting = 0;
 };
 
-// The next slot of the frame: how many tags answer in it. They no longer wait.
+// The next slot of the frame, which must not be over: how many tags answer in it. They no
+// longer wait.
 std::uint32_t drawSlot(frame_s* frame, random_s* random);
 // How many of `count` tags fall into one slot that each hits with `probability`.
 std::uint32_t drawBinomial(std::uint32_t count, double probability, random_s* random);
@@ -28,17 +31,17 @@ std::uint32_t drawBinomial(std::uint32_t count, double probability, random_s* ra
 // The adaptive Q of annex D. With a start at 0 the first collisions raise it,
 // some 3 slots for each step, so a wrong guess costs a few dozen short slots.
 struct adaptive_q_s {
+    // 0 to 15, with a fraction.
     double value = 0;
     unsigned q() const { return static_cast<unsigned>(std::lround(value)); }
 };
-constexpr double Q_STEP = 0.3;
+// How much an empty slot lowers Q and a collision raises it; annex D suggests 0.1 to 0.5.
+constexpr double qStep = 0.3;
 inline void noteEmpty(adaptive_q_s* q) {
-    q->value = q->value > Q_STEP ? q->value - Q_STEP : 0;
+    q->value = q->value > qStep ? q->value - qStep : 0;
 }
 inline void noteCollision(adaptive_q_s* q) {
-    q->value = q->value < 15 - Q_STEP ? q->value + Q_STEP : 15;
+    q->value = q->value < 15 - qStep ? q->value + qStep : 15;
 }
 
 }  // namespace rxe
-
-#endif

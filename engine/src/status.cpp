@@ -7,6 +7,7 @@
 namespace rxe {
 namespace {
 
+// A status and its text, which shows in the daemon's log and replies.
 struct status_text_s {
     int status;
     const char* text;

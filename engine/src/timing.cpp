@@ -7,12 +7,14 @@
 namespace rxe {
 namespace {
 
-constexpr double DELIMITER = 12.5;
+constexpr double delimiter = 12.5;
 
+// Delimiter, data-0, RTcal: in front of each command.
 double frameSync(const link_s& link) {
-    return DELIMITER + link.tari + link.rtcal;
+    return delimiter + link.tari + link.rtcal;
 }
 
+// The bits of a command: a zero lasts Tari, a one RTcal - Tari.
 double symbols(const link_s& link, const command_s& command) {
     return (command.bits - command.ones) * link.tari + command.ones * (link.rtcal - link.tari);
 }
@@ -71,7 +73,7 @@ double commandTime(const link_s& link, const command_s& command) {
     return frameSync(link) + symbols(link, command);
 }
 double queryTime(const link_s& link) {
-    return frameSync(link) + link.trcal + symbols(link, QUERY);
+    return frameSync(link) + link.trcal + symbols(link, queryCommand);
 }
 double replyTime(const link_s& link, unsigned bits) {
     return reply(link, bits, link.pilot);
@@ -84,10 +86,11 @@ double emptySlot(const link_s& link) {
     return t1(link) + link.t3;
 }
 double collidedSlot(const link_s& link) {
-    return t1(link) + replyTime(link, RN16_BITS) + t2(link);
+    return t1(link) + replyTime(link, rn16Bits) + t2(link);
 }
 double singleSlot(const link_s& link, unsigned replyBits) {
-    return collidedSlot(link) + commandTime(link, ACK) + t1(link) + replyTime(link, replyBits) + t2(link);
+    return collidedSlot(link) + commandTime(link, ackCommand) + t1(link) + replyTime(link, replyBits) +
+           t2(link);
 }
 
 double frameSuccess(double ber, unsigned bits) {

@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Durations on the air, in microseconds: pure functions of a link's settings
-// (EPC Gen2 v2.0.1, 6.3.1.2 to 6.3.1.6).
-#ifndef ENGINE_TIMING_HPP
-#define ENGINE_TIMING_HPP
+// (EPC Gen2 v2.0.1, 6.3.1.2 to 6.3.1.6). Names are those of the standard.
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -10,50 +9,64 @@
 namespace rxe {
 
 // How reader and tag talk. The reader's symbols: a zero lasts Tari, a one
-// RTcal - Tari. The tag's: a bit lasts `miller` periods of its link frequency.
+// RTcal - Tari. The tag's: a bit lasts `miller` periods of its link frequency,
+// which is divideRatio / TRcal. Times are microseconds.
 struct link_s {
+    // 6.25 to 25
     double tari = 0;
     double rtcal = 0;
     double trcal = 0;
-    double divideRatio = 0;   // 8 or 64/3
-    unsigned miller = 1;      // 1 is FM0, else Miller 2, 4 or 8
-    bool pilot = false;       // TRext: tags begin with the long preamble
-    double t2Periods = 11.5;  // T2 in periods of the link frequency, 3 to 20
-    double t3 = 1;            // what a reader waits beyond T1 for a tag that stays silent
+    // 8 or 64/3
+    double divideRatio = 0;
+    // 1 is FM0, else Miller 2, 4 or 8.
+    unsigned miller = 1;
+    // TRext: tags begin with the long preamble.
+    bool pilot = false;
+    // T2 in periods of the link frequency. The standard allows 3 to 20.
+    double t2Periods = 11.5;
+    // What a reader waits beyond T1 for a tag that stays silent.
+    double t3 = 1;
 };
 
 // From the numbers of a data sheet: data-1 lasts `pie` Tari, the link frequency is in kHz.
 link_s makeLink(double tari, double pie, double divideRatio, double kilohertz, unsigned miller, bool pilot);
 
-double period(const link_s& link);  // of the link frequency
-double t1(const link_s& link);      // from the reader's last edge to the tag's first
-double t2(const link_s& link);      // from the tag's last edge to the reader's next
-double t4(const link_s& link);      // least time between two commands without an answer
+// Of the link frequency.
+double period(const link_s& link);
+// From the reader's last edge to the tag's first.
+double t1(const link_s& link);
+// From the tag's last edge to the reader's next.
+double t2(const link_s& link);
+// The least time between two commands without an answer between them.
+double t4(const link_s& link);
 
 // A command's length in bits and how many of them are ones, with half of
-// whatever is random (RN16, handle, CRC, address).
+// whatever is random (RN16, handle, CRC, address). Ones last longer than zeros,
+// so both are needed for the duration.
 struct command_s {
     double bits;
     double ones;
 };
 
-constexpr command_s ACK{18, 9};
-constexpr command_s QUERY{22, 11};
-constexpr command_s QUERY_ADJUST{9, 4.5};
-constexpr command_s CHALLENGE{48, 22};  // without a message
-constexpr command_s NAK{8, 2};
-constexpr command_s REQ_RN{40, 19};
-constexpr command_s READ{58, 21};
-constexpr command_s WRITE{59, 29};
-constexpr command_s KILL{59, 28};
-constexpr command_s LOCK{60, 28};
-constexpr command_s ACCESS{56, 27};
+constexpr command_s ackCommand{18, 9};
+constexpr command_s queryCommand{22, 11};
+constexpr command_s queryAdjustCommand{9, 4.5};
+// Without a message.
+constexpr command_s challengeCommand{48, 22};
+constexpr command_s nakCommand{8, 2};
+constexpr command_s reqRnCommand{40, 19};
+// Read and Write with an address of one byte; see withPointer.
+constexpr command_s readCommand{58, 21};
+constexpr command_s writeCommand{59, 29};
+constexpr command_s killCommand{59, 28};
+constexpr command_s lockCommand{60, 28};
+constexpr command_s accessCommand{56, 27};
 
 // Its two bits of the session decide how long it takes.
 constexpr command_s queryRep(unsigned session) {
     return {4, static_cast<double>((session & 1) + (session >> 1 & 1))};
 }
-// A Select and a block write of so many bits and words.
+// A Select with a mask of so many bits, and a BlockWrite of so many words.
 command_s selectCommand(unsigned maskBits);
 command_s blockWriteCommand(unsigned words);
 command_s blockEraseCommand();
@@ -62,29 +75,38 @@ command_s blockEraseCommand();
 command_s withPointer(command_s command, std::size_t pointer);
 
 // Replies in bits.
-constexpr unsigned RN16_BITS = 16;
-constexpr unsigned HANDLE_BITS = 32;
-constexpr unsigned DONE_BITS = 33;   // Write, Lock, Kill
-constexpr unsigned ERROR_BITS = 41;  // header, code, handle, CRC
+constexpr unsigned rn16Bits = 16;
+// Handle and CRC: the reply to Req_RN, to Access and to the first half of a Kill.
+constexpr unsigned handleBits = 32;
+// Header, handle, CRC: the reply to Write, Lock and Kill.
+constexpr unsigned doneBits = 33;
+// Header, code, handle, CRC.
+constexpr unsigned errorBits = 41;
+// Header, words, handle, CRC.
 constexpr unsigned readBits(unsigned words) {
     return 33 + 16 * words;
 }
-constexpr unsigned EPC96_BITS = 128;  // PC, EPC, CRC
+// PC, EPC, CRC.
+constexpr unsigned epc96Bits = 128;
 
+// A command with its frame-sync.
 double commandTime(const link_s& link, const command_s& command);
-double queryTime(const link_s& link);  // with the longer preamble
+// The Query, which has the longer preamble with TRcal.
+double queryTime(const link_s& link);
+// A reply with the preamble that the link asks for.
 double replyTime(const link_s& link, unsigned bits);
 // Replies to writes and the like come with the long preamble, whatever the link's setting.
 double delayedReplyTime(const link_s& link, unsigned bits);
 
 // Slots without the command that opens them, so that the first slot of a
-// frame, which the Query opens, and the others are told alike.
+// frame, which the Query opens, is counted like the others.
+// No tag answers.
 double emptySlot(const link_s& link);
+// An RN16 comes, and is not acknowledged.
 double collidedSlot(const link_s& link);
+// RN16, ACK and a reply of so many bits.
 double singleSlot(const link_s& link, unsigned replyBits);
-// The part of frames that arrive whole.
+// The share of frames of so many bits that arrive whole, 0 to 1, at a bit error rate.
 double frameSuccess(double ber, unsigned bits);
 
 }  // namespace rxe
-
-#endif

@@ -7,16 +7,17 @@
 namespace rxe {
 namespace {
 
+// Compares the whole EPC, its length included.
 bool holdsEpc(const tag_s& tag, const std::vector<std::uint8_t>& epc) {
     return epcBytes(tag) == epc.size() &&
-           std::equal(epc.begin(), epc.end(), tag.banks[BANK_EPC].begin() + EPC_OFFSET);
+           std::equal(epc.begin(), epc.end(), tag.banks[BANK_EPC].begin() + epcOffset);
 }
 
 }  // namespace
 
 std::size_t epcBytes(const tag_s& tag) {
     const auto& bank = tag.banks[BANK_EPC];
-    return bank.size() < EPC_OFFSET ? 0 : std::min(bank.size() - EPC_OFFSET, (bank[2] >> 3) * std::size_t{2});
+    return bank.size() < epcOffset ? 0 : std::min(bank.size() - epcOffset, (bank[2] >> 3) * std::size_t{2});
 }
 
 std::uint32_t addTag(tag_s tag, std::int64_t now, world_s* world) {
@@ -50,6 +51,7 @@ void removeTag(std::uint32_t tag, std::int64_t now, world_s* world) {
     ++world->changes;
 }
 
+// Events name tags by EPC. They are rare, so there is not an index of EPCs.
 std::int64_t findTag(const world_s& world, const std::vector<std::uint8_t>& epc, std::int64_t now) {
     const auto found = std::ranges::find_if(
         world.tags, [&](const tag_s& tag) { return isPresent(tag, now) && holdsEpc(tag, epc); });
@@ -57,6 +59,7 @@ std::int64_t findTag(const world_s& world, const std::vector<std::uint8_t>& epc,
 }
 
 place_s placeAt(const tag_s& tag, std::int64_t now) {
+    // Double first: microseconds of days do not fit into a float.
     const auto seconds = static_cast<float>(static_cast<double>(now - tag.placedAt) * 1e-6);
     return {tag.place.x + tag.velocity.x * seconds, tag.place.y + tag.velocity.y * seconds,
             tag.place.z + tag.velocity.z * seconds};

@@ -20,7 +20,7 @@ namespace {
 
 using namespace rxe;
 
-constexpr std::int64_t SECOND = 1000000;
+constexpr std::int64_t second = 1000000;
 
 tag_s tagWithEpc(std::uint64_t serial) {
     tag_s tag;
@@ -28,7 +28,7 @@ tag_s tagWithEpc(std::uint64_t serial) {
     tag.banks[BANK_RESERVED] = {0, 0, 0, 1, 0, 0, 0, 2};
     tag.banks[BANK_TID] = {0xE2, 0x80, 0x11, 0x60};
     tag.banks[BANK_USER].assign(8, 0xFF);
-    tag.poweredUntil = FOR_EVER;
+    tag.poweredUntil = forEver;
     return tag;
 }
 
@@ -72,7 +72,7 @@ TEST(Gen2, FlagsOutliveThePowerByTheirSession) {
             setInventoried(session, true, 0, &tag);
         }
         tag.sl = true;
-        const std::int64_t off = row.powered * SECOND, on = off + row.dark * SECOND;
+        const std::int64_t off = row.powered * second, on = off + row.dark * second;
         tag.poweredUntil = off;
         if (row.dark != 0) {
             powerUp(on, &tag);
@@ -182,7 +182,7 @@ TEST(Air, PowerFallsWithDistance) {
     for (const auto& row : cases) {
         tag_s tag = tagWithEpc(1);
         tag.velocity = {row.metres, 0, 0};
-        const path_s path = pathOf(world, carrier, tag, SECOND);
+        const path_s path = pathOf(world, carrier, tag, second);
         EXPECT_NEAR(path.atTag, row.atTag, 0.1) << row.metres;
         EXPECT_NEAR(path.atReader, row.atReader, 0.1) << row.metres;
     }

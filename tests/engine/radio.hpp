@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
 // A connected engine for a test: a scenario in a directory of its own, a
 // callback that keeps every packet, and the few writes that most runs need.
-#ifndef TESTS_ENGINE_RADIO_HPP
-#define TESTS_ENGINE_RADIO_HPP
+#pragma once
 
 #include <gtest/gtest.h>
 
@@ -162,5 +161,3 @@ class Radio : public testing::Test {
         return run();
     }
 };
-
-#endif
