@@ -127,7 +127,7 @@ void readLanes(const std::atomic<bool>* stop) {
 
 // The pause between bursts: until the reader has caught up, and then some. A
 // publisher asks what was read once in about a millisecond; bursts that come faster
-// would find its queue full, though nobody is behind.
+// would find its queue full, though no reader is behind.
 void awaitArrivals() {
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
     for (lane_s& lane : lanes) {

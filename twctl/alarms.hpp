@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The errors and warnings that the daemon has logged. Its replies hold only their
-// number, and alarms are told once, to whoever listens; the log alone remembers them.
+// number, and alarms are told once, to those that listen; the log alone remembers them.
 #pragma once
 
 #include <string>

@@ -64,7 +64,7 @@ nlohmann::ordered_json fieldValue(const Message& message, const FieldDescriptor*
     }
 }
 
-// In the order of their numbers; nothing for bytes that are no tag report.
+// In the order of their numbers; nothing for bytes that are not a tag report.
 std::optional<nlohmann::ordered_json> fieldsOf(std::string_view bytes) {
     velmo::tag_data_report report;
     if (!report.ParseFromArray(bytes.data(), static_cast<int>(bytes.size()))) {
@@ -79,7 +79,7 @@ std::optional<nlohmann::ordered_json> fieldsOf(std::string_view bytes) {
     return values;
 }
 
-// An empty result says that the bytes are no tag report.
+// An empty result says that the bytes are not a tag report.
 std::string binaryReportText(std::string_view bytes) {
     const std::optional<nlohmann::ordered_json> fields = fieldsOf(bytes);
     // Text that is not valid UTF-8 gets replacement characters.

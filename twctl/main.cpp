@@ -49,7 +49,7 @@ std::string failureText(const CLI::App*, const CLI::Error& error) {
 int main(int argc, char** argv) {
     // A reader that goes away, as "head" does, shows as a failed write.
     signal(SIGPIPE, SIG_IGN);
-    // Whoever reads through a pipe gets whole lines, and each at once.
+    // A reader at the end of a pipe gets whole lines, and each at once.
     std::setvbuf(stdout, nullptr, _IOLBF, 1U << 16);
     CLI::App app{"Talks to the tarnwick daemon", "twctl"};
     const auto formatter = std::make_shared<help_formatter_c>();

@@ -144,7 +144,7 @@ exchange_e exchangeText(const std::string& endpoint, const std::string& text, do
     zmq_msg_init(&message);
     zmq_msg_recv(&message, socket, 0);
     std::string_view received(static_cast<const char*>(zmq_msg_data(&message)), zmq_msg_size(&message));
-    if (received.ends_with('\0')) {  // the daemon sends it, and it is no part of the text
+    if (received.ends_with('\0')) {  // the daemon sends it, and it is not part of the text
         received.remove_suffix(1);
     }
     *answer = received;

@@ -20,7 +20,7 @@ struct tag_record_s {
     nlohmann::json members = nlohmann::json::object();
 };
 
-// False for a frame that is no tag report in any of the three forms.
+// False for a frame that is not a tag report in any of the three forms.
 bool readTagFrame(std::string_view frame, tag_record_s* record);
 
 // Which reports are wanted. Empty lists want all.

@@ -88,7 +88,7 @@ constexpr std::chrono::milliseconds redrawInterval{500};
 struct display_s {
     bool onTerminal = isatty(STDOUT_FILENO) == 1;
     std::uint64_t shown = 0;
-    bool unreadable = false;      // a frame was no tag report
+    bool unreadable = false;      // a frame was not a tag report
     bool withoutAntenna = false;  // a filter by antenna could not judge a report
     bool toldUnreadable = false;
     bool toldWithoutAntenna = false;
@@ -136,7 +136,7 @@ progress_e showFrame(const watch_s& watch, std::string_view frame, display_s* di
 }
 
 // Shows what has arrived. A batch of reports is one message of several frames
-// and may end with an empty one, which is no report.
+// and may end with an empty one, which is not a report.
 progress_e showFrames(const watch_s& watch, void* socket, display_s* display) {
     progress_e progress = goOn;
     zmq_msg_t message;

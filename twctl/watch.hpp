@@ -10,8 +10,8 @@
 
 #include "tag_record.hpp"
 
-// What can be watched. The daemon connects to these endpoints, so that whoever
-// watches binds them.
+// What can be watched. The daemon connects to these endpoints, so that the
+// client binds them.
 struct channel_s {
     const char* name;      // the word on the command line
     const char* endpoint;  // where the daemon connects
@@ -20,7 +20,7 @@ struct channel_s {
 extern const std::array<channel_s, 3> channels;
 
 // Where tag reports are offered while the daemon's data_analytics is STRING or
-// BINARY; there the daemon listens and whoever watches connects.
+// BINARY; there the daemon listens and the client connects.
 inline constexpr const char* tagTcpEndpoint = "tcp://127.0.0.1:5160";
 
 // How tag reports are shown; the other channels have lines alone.
@@ -39,6 +39,6 @@ struct watch_s {
 };
 
 // Prints frames, of tag reports those that the filter wants, until `count`, `seconds`, SIGINT, SIGTERM, or
-// the end of whoever reads standard output. The file of a bound endpoint is gone on return. Returns an
+// the end of the reader of standard output. The file of a bound endpoint is gone on return. Returns an
 // exit_status_e.
 int runWatch(const watch_s& watch);

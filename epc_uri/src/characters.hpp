@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-// What a code value stands for. '\0': the value is no character of the set.
+// What a code value stands for. '\0': the value is not a character of the set.
 char sevenBitCharacter(std::uint64_t value);  // the 82 characters of GS1 element strings
 char sixBitCharacter(std::uint64_t value);    // A-Z 0-9 # - /
 

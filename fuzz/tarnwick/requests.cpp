@@ -20,7 +20,7 @@ namespace {
 
 using nlohmann::json;
 
-// Where what is no number ends the process, as clients know it.
+// Where a text that is not a number ends the process (documented).
 constexpr std::string_view deadlyNumbers[] = {"database_reset", "cableLoss",      "aarHeight",
                                               "tagHeight",      "staticVDynamic", "txDelayInterval"};
 

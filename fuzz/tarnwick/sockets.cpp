@@ -195,7 +195,7 @@ peer_s come(const door_s& door, bool isSubscriber) {
     return peer;
 }
 
-// Subscribes to `count` topics that nobody else has.
+// Subscribes to `count` topics that no other peer has.
 void subscribe(peer_s* peer, unsigned count, std::size_t padding) {
     static unsigned topics = 0;
     std::string bytes;
@@ -208,7 +208,7 @@ void subscribe(peer_s* peer, unsigned count, std::size_t padding) {
     }
     tell(*peer, bytes);
     peer->isEnded = !readAll(peer->near);
-    require(!peer->isEnded || peer->weight > ownWeight, "whoever has few subscriptions stays");
+    require(!peer->isEnded || peer->weight > ownWeight, "a peer with few subscriptions stays");
 }
 
 void go(const peer_s& peer) {

@@ -4,7 +4,7 @@
 // The reads all take the object, the key, the output and the reply, in this order, and
 // return
 //    0  found, valid, stored; the reply is left alone
-//   -1  the key is not there, or what was given is no object
+//   -1  the key is not there, or what was given is not an object
 //   -2  the value has the wrong JSON type
 //   -3  the value is out of bounds, or not among the allowed strings
 // On -1 to -3 the output is left alone and the reply is the whole answer for

@@ -619,7 +619,7 @@ std::uint16_t linkProfileFor(std::string_view model, std::uint8_t environment, f
 // Ids up to 1000 are of the coarse grid, from 1001 of the fine grid: polarization
 // plus an offset of 1 to 897. Azimuth and elevation in degrees.
 
-// -1 for an id that is no beam; the elevation of fine offset 0 is 70 all the same.
+// -1 for an id that is not a beam; the elevation of fine offset 0 is 70 all the same.
 short beam_to_az(short beam);
 short beam_to_el(short beam);
 QDX_BEAM_POL_e beam_to_pol(short beam);  // NONE for an id that has none

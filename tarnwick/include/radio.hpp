@@ -117,7 +117,7 @@ int getPacket(RXE_packet_s* packet);
 
 // Makes the reports' plan of the mode in force and of the accesses that the engine was told,
 // and puts it in force between two packets: a mode may be set while the radio reads.
-// Nobody waits. Main thread.
+// Neither thread waits. Main thread.
 void publishReportPlan();
 
 // Takes the newest plan, if there is a new one. Engine thread, between two packets.

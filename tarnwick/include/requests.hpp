@@ -101,7 +101,7 @@ int statusHandler(std::vector<std::string>* tokens, std::string* reply);
 int eventsHandler(std::vector<std::string>* tokens, std::string* reply);
 
 // Small commands. Main thread. Return 0, failures are replies; only a part of
-// the time of "database_reset" that is no number throws and ends the process.
+// the time of "database_reset" that is not a number throws and ends the process.
 int databaseResetHandler(std::vector<std::string>* tokens, std::string* reply);
 int errorHandler(std::vector<std::string>* tokens, std::string* reply);
 int helpHandler(std::vector<std::string>* tokens, std::string* reply);

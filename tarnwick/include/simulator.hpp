@@ -102,5 +102,5 @@ inline constexpr std::size_t maxSimulatedPayload = 6 + maxSimulatedEpcBytes + 16
 // Makes `packet`, which has room for maxSimulatedPayload bytes of payload, a tag
 // packet with EPC, PC, CRC and bearing (tenths of a degree; the low 16 bits
 // count). Of an id with an odd number of digits the last is dropped; one too long
-// is cut; a pair that is no hexadecimal number becomes 0.
+// is cut; a pair that is not a hexadecimal number becomes 0.
 void buildTagPacket(const std::string& tagId, int azimuthX10, int elevationX10, RXE_packet_s* packet);

@@ -130,7 +130,7 @@ float stdDev(const float* values, int count, float mean);
 
 // ---------------------------------------------------------------- hexadecimal, CRC
 
-// The value of one digit or of two, high digit first; what is no digit counts as 0.
+// The value of one digit or of two, high digit first; what is not a digit counts as 0.
 std::uint8_t hex2int(char digit);
 std::uint8_t hex2int(char high, char low);
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The versions of the program and of what it runs on, as texts. Whoever learns a version
+// The versions of the program and of what it runs on, as texts. The unit that learns a version
 // stores it here; the "version" command and the log read it. Main thread.
 #pragma once
 

@@ -28,7 +28,7 @@ namespace {
 constexpr std::uint32_t mostKeys = maxAddlKeysDBSize + 1;
 constexpr std::uint32_t noNode = 0xFFFFFFFF;
 
-// One key and its last report that left. Earlier reports are nobody's business: a
+// One key and its last report that left. Earlier reports are not kept: a
 // list of them would be read at its end alone and grow for as long as the tag
 // stays. The usual key (PC, CRC, EPC and TID of 96 bits, antenna) stands inside,
 // so that a look-up among thousands touches two neighbouring lines of the cache

@@ -131,7 +131,7 @@ xmlNodePtr beginDocument(std::span<const namespace_s> attributes, int id, const 
 // -------------------------------------------------------------- reading replies
 
 // Null when the text is no XML. The server's replies have no document type; one
-// that has could only name files or make its entities explode, and is no reply.
+// that has could only name files or make its entities explode, and is not a reply.
 owner<xmlDoc> getdoc(const char* buffer, std::size_t size) {
     constexpr int quietAndLocal = XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING;
     owner<xmlDoc> document(xmlReadMemory(buffer, static_cast<int>(size), nullptr, nullptr, quietAndLocal));
@@ -451,7 +451,7 @@ int processRMRequest(const char* request, char* reply) {
         printLine("RM socket connection error:%s", std::strerror(pending));
         return 2;
     }
-    errno = 0;  // for the text of a close, which is no error
+    errno = 0;  // for the text of a close, which is not an error
     const ssize_t received = recv(server.get(), reply, rmReplyBufferSize - 1, 0);
     if (received < 0) {
         noteFailure("gave no answer: ", reasonOf(errno));

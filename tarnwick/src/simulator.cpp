@@ -419,7 +419,7 @@ double get_std_az(const std::vector<std::string>* tokens) {
     return standardDeviation("std_az", tokens);
 }
 
-// Says "std_az" as well; whoever reads the output knows it so.
+// Quirk: says "std_az" for the elevation too.
 double get_std_el(const std::vector<std::string>* tokens) {
     return standardDeviation("std_el", tokens);
 }

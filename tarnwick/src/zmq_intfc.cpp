@@ -89,7 +89,7 @@ void tellPresentListener(const sockaddr_un& address) {
 
 // Makes the reply socket's file in the place of whatever stands there, and its listening
 // end, which the library then owns. The library would make both itself, but would also
-// remove the file at its end, whoever had made it.
+// remove the file at its end, whichever process had made it.
 int bindReplySocket(void* responderHandle, const char* endpoint) {
     constexpr int waitingCallers = 100;  // as the library has it
     constexpr std::int64_t maxRequestBytes = 16 << 20;
@@ -173,8 +173,8 @@ constexpr std::array mainSockets{
 };
 
 // The sockets of the radio side but tag_data, in the order in which they are
-// made and closed. The texts of the inproc ones say "bind" though they connect;
-// whoever greps the log knows them so.
+// made and closed. The texts of the inproc ones say "bind" although these sockets
+// connect; readers of the log depend on the wording.
 constexpr std::array radioSockets{
     socket_s{"radio_to_main_async", &radio_to_main_async.handle, &radio_to_main_async.lock, ZMQ_PAIR,
              zmq_connect, "inproc://radio_2_main_async", " radio_to_main_async bind failed: "},

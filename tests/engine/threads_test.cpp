@@ -133,7 +133,7 @@ TEST_F(Threads, LogHoldsWhatTheCallbackSaw) {
 
     const std::string log = readTextFile(directory / "log");
     EXPECT_TRUE(log.starts_with("RXEPKLOG\1"));
-    // One record is no packet: writes answered from the shadow, and others.
+    // One record is not a packet: writes answered from the shadow, and others.
     std::size_t size = 24 + 12 + 8;
     for (const packet_s& packet : logged) {
         size += 12 + packet.payload.size();

@@ -65,7 +65,7 @@ void play(std::vector<client_s> clients) {
     await("", "no report for 5 s|waiting for a daemon");
     {
         reader_s reader(readerThatReports(R"(, "tagMetaData": ["ANTENNA"])"));
-        // Some 300 reports: the first 100 singly, then batches, whose empty frames are no reports.
+        // Some 300 reports: the first 100 singly, then batches, whose empty frames are not reports.
         awaitInEachForm(tag + R"((-|,,"")\n)", 20'000);
         for (const process_s& process : processes) {
             const std::regex fault(lost + R"(|\): (b''|<Buffer >|basic))");

@@ -9,7 +9,7 @@
 namespace {
 
 TEST(FailedStart, ofAnEngineIsToldToWhoNeedsIt) {
-    // The operation, and the replies that are no success.
+    // The operation, and the replies that are not a success.
     const std::pair<std::string, std::string> cases[] = {
         {"RXE_disconnect", ""},
         {"RXE_formatPayloadToStruct", ""},

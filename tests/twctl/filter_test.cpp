@@ -11,7 +11,7 @@ using testing::MatchesRegex;
 
 namespace {
 
-// One tag in the three forms, another one, and frames that are no reports.
+// One tag in the three forms, another one, and frames that are not reports.
 const std::string first =
     R"({"data":{"antenna":1,"channel":902.75,"eventNum":1,"idHex":"30a1","peakRssi":-52,"reads":3},)"
     R"("timestamp":"now","type":"SIMPLE"})";

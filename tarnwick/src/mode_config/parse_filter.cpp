@@ -22,14 +22,14 @@ struct filter_words_s {
     std::string operation;
 };
 
-// One of them: the texts for an absent key and for a value that is no text.
+// One of them: the texts for an absent key and for a value that is not a text.
 struct filter_key_s {
     const char* key;
     std::string filter_words_s::*word;
     std::string_view absent;
     std::string_view noString;
 };
-// The first row's second text names the wrong key; clients know it so.
+// Quirk: the first row's second text names the wrong key.
 constexpr std::array filterKeys{
     filter_key_s{"value", &filter_words_s::value,
                  "Failure: mode json payload mode \"filter\" must include value",

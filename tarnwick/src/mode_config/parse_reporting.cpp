@@ -73,7 +73,7 @@ std::optional<memory_Access_s> parseRange(std::string_view item) {
     return memory_Access_s{*first, static_cast<std::uint8_t>(*last - *first + 1)};
 }
 
-// "0-3,7"; empty when one of the items is no range.
+// "0-3,7"; empty when one of the items is not a range.
 std::vector<memory_Access_s> parseRanges(std::string_view list) {
     std::vector<memory_Access_s> ranges;
     while (true) {

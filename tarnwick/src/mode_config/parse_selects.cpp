@@ -17,7 +17,7 @@ namespace {
 // As the texts on a missing key call it.
 constexpr const char* selectsObject = "selects object";
 
-// Whole bytes of a mask of `length` bits. A length that is no multiple of 8
+// Whole bytes of a mask of `length` bits. A length that is not a multiple of 8
 // counts one byte less than it fills, -1 below 8: clients have always had to
 // send exactly that many, and an odd length below 8 cannot be given.
 int maskBytes(std::uint32_t length) {

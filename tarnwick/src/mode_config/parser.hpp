@@ -120,7 +120,7 @@ int parseFilter(const nlohmann::json* value, tagFilter_s* filter, std::string* r
 int refuse(std::string* reply, std::string_view text);
 
 // The result of a key parser for what an accessor of json_fields.hpp returned:
-// an absent key is no failure, and its text goes.
+// an absent key is not a failure, and its text goes.
 int optionalKey(int accessorResult, std::string* reply);
 
 // The same for a key that must be there: its absence has a text of its own, with

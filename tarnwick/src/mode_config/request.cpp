@@ -21,7 +21,8 @@ namespace {
 constexpr std::string_view unit = "mode_config";
 
 // A request on its way. `mode` becomes the mode in force only at the end, so
-// that a request that fails on the way leaves nothing behind.
+// that a request that fails on the way changes nothing, but for the settings of the
+// duplicate filter, which change while "reportFilter" is parsed.
 struct request_s {
     const json* root;
     mode_configuration_s* mode;
@@ -183,7 +184,7 @@ int queryKey(request_s& request) {
 }
 
 // A key parser that needs no rule around it. A delay after selects on a model
-// that lacks it is no failure: only keyRefused is.
+// that lacks it is not a failure: only keyRefused is.
 template <int (*parse)(const json*, mode_configuration_s*, std::string*)>
 int plainKey(request_s& request) {
     return parse(request.root, request.mode, request.reply) == keyRefused ? -1 : 0;

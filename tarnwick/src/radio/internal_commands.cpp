@@ -66,7 +66,7 @@ int dataAnalyticsHandler(std::vector<std::string>* tokens, std::string* response
         return 0;
     }
     if (tokens->size() != 2) {
-        // A wrong count is called a success; clients know it so.
+        // Quirk: the reply to a wrong count begins with "Success".
         *response = "Success: error requires at least 1 param (STRING, BINARY, or OFF)";
         return 0;
     }

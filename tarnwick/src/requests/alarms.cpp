@@ -47,8 +47,8 @@ void noteHigh(const thermometer_s& thermometer, std::int8_t celsius) {
         return;
     }
     *thermometer.reported = celsius;
-    // Either limit meets the ambient reading: a hot amplifier in a cool reader is
-    // no reason to warn.
+    // Quirk: both limits are compared with the ambient temperature, also for the
+    // amplifier.
     if (current_amb_temp > *thermometer.limit) {
         std::string text = sprintfStr("%s Temperature High @ %d C", thermometer.name, celsius);
         logWarning(&text, true);

@@ -143,7 +143,7 @@ int databaseResetHandler(std::vector<std::string>* tokens, std::string* reply) {
                        time.c_str());
             return 0;
         }
-        // A part that is no number throws, which ends the process: clients know it so.
+        // Quirk: a part that is not a number throws, which ends the daemon (documented).
         const unsigned long hour = std::stoul(parts[0]);
         const unsigned long minute = std::stoul(parts[1]);
         if (hour > 23) {

@@ -127,7 +127,7 @@ result_e readHeartbeat(const json& object, events_settings_s* settings, std::str
         }
         settings->newStats.push_back(*name);
     }
-    // The upper half of the range is negative from here on, which is no pause at all.
+    // The upper half of the range is negative from here on, which is not a pause at all.
     settings->period = std::chrono::seconds(static_cast<std::int32_t>(period));
     return settingsRead;
 }

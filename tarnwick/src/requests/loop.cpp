@@ -115,7 +115,7 @@ steady_clock::time_point endOfIdleWait() {
     return steady_clock::now() + std::max(left, milliseconds(0));
 }
 
-// With nobody there to hear it, it is dropped.
+// Without a listener it is dropped.
 void sendHeartbeat() {
     std::string heartbeat;
     getHeartbeat(&heartbeat);

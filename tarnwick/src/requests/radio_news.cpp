@@ -39,7 +39,7 @@ constexpr std::array stopCauses{
     stop_cause_s{64, "Stopped due to no enabled olios"},
     stop_cause_s{1024, "Stopped due to misconfiguration"},
 };
-constexpr std::uint16_t firstErrorCause = 32;  // this and all above are no regular end
+constexpr std::uint16_t firstErrorCause = 32;  // from this number on the end is not a regular one
 
 // A cause with more than one bit set has no name.
 std::string stopCauseText(std::uint16_t cause) {

@@ -43,7 +43,7 @@ extern report_warning_s report_warning;
 extern std::chrono::seconds heartbeat_period;
 
 // What a heartbeat tells, by name. It only grows: a name can come twice, and a
-// name that nobody knows is passed over.
+// name that is not known is passed over.
 extern std::vector<std::string> heartbeat_stats;
 
 // ---- alarms (alarms.cpp, antennas.cpp) ---------------------------------------
@@ -115,7 +115,7 @@ int getEchoStateJson(nlohmann::json* out);
 
 // ---- the process (process_stats.cpp) -------------------------------------------
 
-// Tenths of a percent of one processor since the previous call, whoever made it;
+// Tenths of a percent of one processor since the previous call of any caller;
 // 0 at the first, -10 when no time has passed.
 int get_cpu_util();
 

@@ -46,7 +46,7 @@ int startOnce(std::vector<std::string>* /*tokens*/, std::string* reply) {
 }
 
 // "start sim <tags per second>": tags made up by the engine itself. Nothing
-// tells whether the radio runs, and nobody is told of the start.
+// tells whether the radio runs, and no listener is told of the start.
 int startFakeTags(std::vector<std::string>* tokens, std::string* reply) {
     if (tokens->size() < 3) {
         *reply = "Failure: sim requires tps";

@@ -47,7 +47,7 @@ bool saysDisable(const section_request_s& request);
 bool hasWord(const section_request_s& request, std::string_view word);
 
 // As strtol with a long of 64 bits: decimal, or with `hex` also hexadecimal behind
-// "0x"; 0 for a text that is no number, the nearest number where 64 bits are too few.
+// "0x"; 0 for a text that is not a number, the nearest number where 64 bits are too few.
 std::int64_t numberOf(const std::string& text, bool hex = false);
 
 // The value of name=value, of which a field keeps the low bits: 65537 is 1 in 16 bits,

@@ -2,9 +2,8 @@
 // Sections with an id whose records belong to olios: selects, inventory sets,
 // accesses, id filters and the olios themselves.
 //
-// The widths and blanks of the reports are read by eye and by scripts; they
-// differ from section to section, and so does which section speaks another's
-// words.
+// Quirk: the widths and blanks of the reports differ from section to section, and the
+// id_filter section answers with the words of another. Scripts parse them as they are.
 #include <algorithm>
 #include <nlohmann/json.hpp>
 #include <span>
@@ -286,7 +285,7 @@ void readOlio(const section_request_s& request) {
     reportOlioStop(reply, olio);
 }
 
-// 0 for a word that is no stop type.
+// 0 for a word that is not a stop type.
 std::uint8_t stopTypeOf(const std::string& word) {
     constexpr word_value_s words[] = {{"inventory", RXE_STOP_INVENTORY_ROUNDS},
                                       {"time", RXE_STOP_DWELL_TIME}};

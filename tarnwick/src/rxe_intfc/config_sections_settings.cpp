@@ -46,7 +46,7 @@ void readChannel(const section_request_s& request) {
 }
 
 // A decimal number of dBm as tenths, of which the low 16 bits count; 0 for a text that
-// is no number, and where the tenths are none or beyond a 64-bit integer.
+// is not a number, and where the tenths are none or beyond a 64-bit integer.
 std::uint16_t tenthsOf(const std::string& text) {
     const double tenths = std::strtod(text.c_str(), nullptr) * 10;
     return std::fabs(tenths) < 0x1p63 ? static_cast<std::uint16_t>(std::llround(tenths)) : std::uint16_t{0};
@@ -103,7 +103,7 @@ void writePacket(const section_request_s& request) {
 // -------------------------------------------------------- numbers stored in tenths
 
 // The value as typed goes into the reply, its tenths to the engine. A text that
-// is no number throws; a number that the field cannot hold is refused.
+// is not a number throws; a number that the field cannot hold is refused.
 void writeTenths(const section_request_s& request, double most, const std::string& what,
                  RXE_API_STATUS (*set)(int id, long tenths)) {
     const double value = std::stof(request.words.front());

@@ -95,7 +95,7 @@ bool writeNewFile(const std::string& path, std::string_view content, const struc
         return false;
     }
     if (old.st_mode != 0) {
-        // Without the right to give files away the owner is whoever writes.
+        // Without the right to give files away the owner is the user that writes.
         const bool isGiven = fchown(file.get(), old.st_uid, old.st_gid) == 0 || errno == EPERM;
         if (!isGiven || fchmod(file.get(), old.st_mode & 07777) != 0) {
             return false;
