@@ -20,7 +20,7 @@ constexpr std::uint16_t multiTagBits = 96;
 constexpr std::size_t multiTagBytes = multiTagBits / 8;
 
 // The tag at hand and texts of it, kept for their memory. Engine thread.
-TAG_INFO_s tagInfo{};
+TAG_INFO_s currentTag{};
 std::string idHex;
 std::string timeText;
 constexpr std::string_view tagRead = "TAG_READ,";
@@ -81,7 +81,7 @@ void reportAsJson(tag_read_s* read) {
 int process_tag_info_packet(RXE_packet_s* packet, const timeval& time) {
     clearReport();
     // The library leaves what the packet lacks; what lies behind the EPC is never read.
-    TAG_INFO_s& info = tagInfo;
+    TAG_INFO_s& info = currentTag;
     std::memset(&info, 0, offsetof(TAG_INFO_s, reserved314));
     if (RXE_formatPayloadToStruct(packet, &info) != RXE_OK) {
         constexpr std::string_view failure = "Error parsing tag info packet";
