@@ -94,13 +94,20 @@ void takeNews() {
 
 namespace {
 
-std::string asALibraryWritesIt(std::string_view report) {
-    if (data_analytics_type == DATA_ANALYTICS_BINARY) {
+// The frame's report, JSON or the binary message by the header's third byte, written anew.
+std::string asALibraryWritesIt(std::string_view frame) {
+    if (data_analytics_type == DATA_ANALYTICS_OFF) {
+        return nlohmann::json::parse(frame, nullptr, false).dump();
+    }
+    constexpr std::size_t kind = 2, headerBytes = 4;
+    const std::string header(frame.substr(0, headerBytes));
+    const std::string_view report = frame.substr(header.size());
+    if (header.size() == headerBytes && header[kind] != 0) {
         velmo::tag_data_report message;
         message.ParseFromArray(report.data(), static_cast<int>(report.size()));
-        return message.SerializeAsString();
+        return header + message.SerializeAsString();
     }
-    return nlohmann::json::parse(report, nullptr, false).dump();
+    return header + nlohmann::json::parse(report, nullptr, false).dump();
 }
 
 }  // namespace
@@ -109,9 +116,7 @@ void takeReports() {
     zmq_msg_t frame;
     zmq_msg_init(&frame);
     while (zmq_msg_recv(&frame, reports, ZMQ_DONTWAIT) >= 0) {
-        std::string_view text(static_cast<const char*>(zmq_msg_data(&frame)), zmq_msg_size(&frame));
-        text.remove_prefix(data_analytics_type != DATA_ANALYTICS_OFF ? std::min<std::size_t>(4, text.size())
-                                                                     : 0);
+        const std::string_view text(static_cast<const char*>(zmq_msg_data(&frame)), zmq_msg_size(&frame));
         // An empty frame ends a batch.
         require(text.empty() || text == asALibraryWritesIt(text), "a report is what a library writes of it");
     }
