@@ -33,7 +33,7 @@ struct planned_member_s {
     char* (*write)(const tag_read_s& read, const report_plan_s& plan, char* out);
 };
 
-// An access of the mode, as its outcomes are told. `type` 0: there is no such access.
+// An access of the mode, as its outcomes are told. `enable` 0: there is no such access.
 struct planned_access_s {
     std::uint8_t enable = 0;
     std::uint8_t type = 0;   // RXE_ACCESS_*

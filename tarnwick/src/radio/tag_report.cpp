@@ -3,8 +3,6 @@
 // the tag belongs to, and the choice of the output form.
 #include <algorithm>
 #include <array>
-#include <cstddef>
-#include <cstring>
 
 #include "radio.hpp"
 #include "radio/report_plan.hpp"
@@ -19,8 +17,7 @@ namespace {
 constexpr std::uint16_t multiTagBits = 96;
 constexpr std::size_t multiTagBytes = multiTagBits / 8;
 
-// The tag at hand and texts of it, kept for their memory. Engine thread.
-TAG_INFO_s currentTag{};
+// Texts of the tag at hand, kept for their memory. Engine thread.
 std::string idHex;
 std::string timeText;
 constexpr std::string_view tagRead = "TAG_READ,";
@@ -80,9 +77,7 @@ void reportAsJson(tag_read_s* read) {
 
 int process_tag_info_packet(RXE_packet_s* packet, const timeval& time) {
     clearReport();
-    // The library leaves what the packet lacks; what lies behind the EPC is never read.
-    TAG_INFO_s& info = currentTag;
-    std::memset(&info, 0, offsetof(TAG_INFO_s, reserved314));
+    TAG_INFO_s info{};  // zeroed, all of it: the library leaves what the packet lacks
     if (RXE_formatPayloadToStruct(packet, &info) != RXE_OK) {
         constexpr std::string_view failure = "Error parsing tag info packet";
         sendNews("error", failure.data(), failure.size());
