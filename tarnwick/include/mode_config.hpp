@@ -504,16 +504,19 @@ int getEnvironment(ENVIRONMENT_PARAMS_e* environment);
 // as one antenna.
 std::uint16_t getDefaultAntennaStopConditionDuration(const mode_configuration_s* mode);
 
-bool isRawSelectEnabled();  // the mode holds selects of the client
-bool selectsPerAntenna();   // they differ by antenna: getCurrentSelectBitMask tells which
+bool isRawSelectEnabled(const mode_configuration_s* mode = nullptr);  // the mode holds selects of the client
+bool selectsPerAntenna(const mode_configuration_s* mode =
+                           nullptr);  // they differ by antenna: getCurrentSelectBitMask tells which
 // The select mask of antenna position `index`. Returns -1 past the end, *mask untouched.
-int getCurrentSelectBitMask(std::size_t index, std::uint32_t* mask);
+int getCurrentSelectBitMask(std::size_t index, std::uint32_t* mask,
+                            const mode_configuration_s* mode = nullptr);
 int getDelayAfterSelects(std::uint32_t* delay);  // ms
 int getModeBlockSize(std::uint8_t* blockSize);
 
-bool accessesPerAntenna();  // the accesses differ by antenna
+bool accessesPerAntenna(const mode_configuration_s* mode = nullptr);  // the accesses differ by antenna
 // The access mask of antenna position `index`. Returns -1 past the end, *mask untouched.
-int getCurrentAccessBitMask(std::size_t index, std::uint64_t* mask);
+int getCurrentAccessBitMask(std::size_t index, std::uint64_t* mask,
+                            const mode_configuration_s* mode = nullptr);
 
 // The engine's GPI mask: for ports 1 to 4 bit n+3 says that the port takes part,
 // bit n-1 that its level is high. Other ports add nothing.
@@ -545,7 +548,8 @@ const std::string& getAntennaPortMapping(std::uint8_t port);
 bool isAccessEnabled(EPC_GEN2_MB_e bank, const mode_configuration_s* mode);  // words of this bank are read
 bool isTagDataMemoryEnabled(const mode_configuration_s* mode);               // words of any bank are read
 bool isAddlKeysConfigured(const mode_configuration_s* mode);
-bool isAnyAccessEnabled();  // words are read, or the client gave accesses
+bool isAnyAccessEnabled(
+    const mode_configuration_s* mode = nullptr);  // words are read, or the client gave accesses
 
 int getTagFilter(tagFilter_s* filter);  // enabled, match, operation, value; the rest stays as it is
 int getRSSIFilter(rssiFilter_s* filter);
@@ -568,26 +572,28 @@ bool isPortalDirEnabled();
 //
 // Each replaces the vector's contents and returns the number of entries: one for
 // each entry of `antennas`, but getInventoryParams one for each parameter set.
-std::size_t getRequestedTxPwrX10(std::vector<std::int16_t>* powers);
+std::size_t getRequestedTxPwrX10(const mode_configuration_s& mode, std::vector<std::int16_t>* powers);
 // Asks the management server for the region, once, unless the client gave link profiles.
-std::size_t getLinkProfile(std::vector<std::uint16_t>* linkProfiles);
-std::size_t getInventoryParams(std::vector<c1g2_info_s>* params);
-std::size_t getInventoryParamIds(std::vector<std::uint8_t>* ids);  // place in getInventoryParams, from 1
+std::size_t getLinkProfile(const mode_configuration_s& mode, std::vector<std::uint16_t>* linkProfiles);
+std::size_t getInventoryParams(const mode_configuration_s& mode, std::vector<c1g2_info_s>* params);
+std::size_t getInventoryParamIds(const mode_configuration_s& mode,
+                                 std::vector<std::uint8_t>* ids);  // place in getInventoryParams, from 1
 
 // The engine's stop rule of antenna position `index` (OLIO_s stopType and
 // stopValue): 255 and 65535 past the end of a per-antenna list, 0 and 0 for an
 // unknown type.
-std::uint8_t getOlioStopConditionType(std::uint16_t index);
-std::uint16_t getOlioStopConditionValue(std::uint16_t index);
+std::uint8_t getOlioStopConditionType(const mode_configuration_s& mode, std::uint16_t index);
+std::uint16_t getOlioStopConditionValue(const mode_configuration_s& mode, std::uint16_t index);
 
 // The selects of the mode and the mask of all of them. Returns -1, after the
 // 33rd entry, when there are more than MODE_MAX_UNIQUE_SELECTS.
-int getSelectParams(std::uint32_t* mask, std::vector<SELECT_OP_s>* selects);
+int getSelectParams(const mode_configuration_s& mode, std::uint32_t* mask, std::vector<SELECT_OP_s>* selects);
 
 // The accesses of the mode, or the reads that its tag metadata ask for, and the
 // mask of all of them. Returns -1, after the 65th entry, when there are more than
 // MODE_MAX_UNIQUE_ACCESSES.
-int getAccessParams(std::uint64_t* mask, std::vector<ACCESS_OP_s>* accesses);
+int getAccessParams(const mode_configuration_s& mode, std::uint64_t* mask,
+                    std::vector<ACCESS_OP_s>* accesses);
 
 // The bit of access position `index` (from 0) in an access mask. The mask is 64
 // bits wide but its bits come of a 32-bit shift that is sign-extended, and that

@@ -20,6 +20,7 @@
 
 #include "rxe.h"
 
+struct mode_configuration_s;
 struct radioStopConditions_s;
 
 // ---------------------------------------------------------------- reader facts
@@ -168,10 +169,10 @@ RXE_API_STATUS getInitialChannels();
 
 // ------------------------------------------------------------ applying a mode
 
-// Writes the mode in force into the engine. Radio stopped. 0 with the reply
-// "Success", or a negative code with the failure text; the engine then keeps
+// Writes a mode into the engine; the mode in force stays as it is. Radio stopped. 0 with
+// the reply "Success", or a negative code with the failure text; the engine then keeps
 // what was written until the failure.
-int configureRXEForMode(std::string* reply);
+int configureRXEForMode(const mode_configuration_s& mode, std::string* reply);
 
 // Brings the radio to a known state and applies the starting mode. Returns the
 // status of the first of the two; a mode that fails counts a warning.
@@ -195,7 +196,7 @@ RXE_API_STATUS setOlio(std::uint16_t id, std::uint8_t enable, std::uint16_t txAn
 RXE_API_STATUS setGlobalStopConditions(std::uint32_t duration, std::uint16_t olioLoops,
                                        std::uint16_t tagCount, std::uint8_t gpiBitMask, std::uint16_t hold1,
                                        std::uint16_t hold2, std::uint16_t hold3, std::uint16_t hold4);
-RXE_API_STATUS setRadioStopConditions(radioStopConditions_s* conditions);
+RXE_API_STATUS setRadioStopConditions(const radioStopConditions_s* conditions);
 
 // The GPI trigger that starts the radio; mask 0 for none.
 RXE_API_STATUS setGPIOStart(std::uint8_t gpiBitMask, std::uint16_t hold1, std::uint16_t hold2,

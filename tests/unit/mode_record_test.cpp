@@ -82,7 +82,7 @@ TEST(ModeForEngine, LinkProfileWithoutARegion) {
     mode_configuration.linkProfileList = {3, 3, 3};
     std::vector<std::uint16_t> profiles;
     const std::uint64_t errors = getErrorCount();
-    EXPECT_EQ(getLinkProfile(&profiles), 3U);
+    EXPECT_EQ(getLinkProfile(mode_configuration, &profiles), 3U);
     EXPECT_EQ(profiles, (std::vector<std::uint16_t>{201, 201, 201}));
     EXPECT_EQ(getErrorCount() - errors, 1U);
 }
@@ -114,19 +114,19 @@ TEST(ModeForEngine, StopRules) {
         {{antenna_stop_type_e{4}, 9, {1, 1, 50}}, 0, 0}};      // unknown type
     for (const auto& [condition, type, value] : rows) {
         mode_configuration.antennaStopCondition = condition;
-        EXPECT_EQ(getOlioStopConditionType(1000), type);
-        EXPECT_EQ(getOlioStopConditionValue(1000), value);
+        EXPECT_EQ(getOlioStopConditionType(mode_configuration, 1000), type);
+        EXPECT_EQ(getOlioStopConditionValue(mode_configuration, 1000), value);
     }
     mode_configuration.antennaStopConditionList.assign(2, {});
-    EXPECT_EQ(getOlioStopConditionType(2), 255);
-    EXPECT_EQ(getOlioStopConditionValue(2), 65535);
+    EXPECT_EQ(getOlioStopConditionType(mode_configuration, 2), 255);
+    EXPECT_EQ(getOlioStopConditionValue(mode_configuration, 2), 65535);
 }
 
 // The mask by the number of accesses, from each of the three sources in turn.
 TEST(ModeForEngine, AccessPool) {
     std::uint64_t mask = 9;
     std::vector<ACCESS_OP_s> accesses(2);
-    EXPECT_EQ(getAccessParams(&mask, &accesses), 0) << "a record without its rows";
+    EXPECT_EQ(getAccessParams(mode_configuration, &mask, &accesses), 0) << "a record without its rows";
     initMode();
     ACCESS_OP_s lock{};
     lock.enable = 1;
@@ -139,7 +139,7 @@ TEST(ModeForEngine, AccessPool) {
             mode_configuration.accessList.assign(source == 1 ? count : 0, {});
             mode_configuration.uniqueAccesses.assign(count, lock);
             mode_configuration.accessBitMasks.assign(source == 2 ? 1 : 0, 1);
-            EXPECT_EQ(getAccessParams(&mask, &accesses), count > 64 ? -1 : 0);
+            EXPECT_EQ(getAccessParams(mode_configuration, &mask, &accesses), count > 64 ? -1 : 0);
             EXPECT_EQ(mask, count > 31 ? ~0ULL : (1ULL << count) - 1);
             ASSERT_EQ(accesses.size(), std::min<std::size_t>(count, 65));
             if (count > 0) {

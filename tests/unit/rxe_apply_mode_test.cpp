@@ -112,7 +112,7 @@ void expectWrites(const std::string& expected) {
     engine_double::clearCalls();
     const auto warnings = getWarningCount();
     std::string reply;
-    EXPECT_EQ(configureRXEForMode(&reply), 0);
+    EXPECT_EQ(configureRXEForMode(mode_configuration, &reply), 0);
     EXPECT_EQ(reply, "Success");
     EXPECT_EQ(writes(), baseline + expected);
     EXPECT_EQ(getWarningCount() - warnings, expected.find(" 330 ") != std::string::npos ? 1U : 0U);
@@ -274,7 +274,7 @@ TEST(RxeApplyMode, EachFailureHasItsCodeAndText) {
         engine_double::failOn("RXE_setParam2", id, 0x4D);
         const auto errors = getErrorCount();
         std::string reply;
-        EXPECT_EQ(configureRXEForMode(&reply), code);
+        EXPECT_EQ(configureRXEForMode(mode_configuration, &reply), code);
         EXPECT_EQ(reply, "Failure: " + what);
         EXPECT_EQ(getErrorCount() > errors, id != 0 || reply.ends_with("0x0001"));
     }

@@ -49,16 +49,16 @@ int getEnvironment(ENVIRONMENT_PARAMS_e* environment) {
 
 // ---------------------------------------------------------------- selects, accesses
 
-bool isRawSelectEnabled() {
-    return !mode_configuration.selectList.empty() || !mode_configuration.selectListPerAntenna.empty();
+bool isRawSelectEnabled(const mode_configuration_s* mode) {
+    return !inForceUnless(mode).selectList.empty() || !inForceUnless(mode).selectListPerAntenna.empty();
 }
 
-bool selectsPerAntenna() {
-    return mode_configuration.selectList.empty() && !mode_configuration.selectListPerAntenna.empty();
+bool selectsPerAntenna(const mode_configuration_s* mode) {
+    return inForceUnless(mode).selectList.empty() && !inForceUnless(mode).selectListPerAntenna.empty();
 }
 
-int getCurrentSelectBitMask(std::size_t index, std::uint32_t* mask) {
-    return maskAt(mode_configuration.selectBitMasks, index, mask);
+int getCurrentSelectBitMask(std::size_t index, std::uint32_t* mask, const mode_configuration_s* mode) {
+    return maskAt(inForceUnless(mode).selectBitMasks, index, mask);
 }
 
 int getDelayAfterSelects(std::uint32_t* delay) {
@@ -71,12 +71,12 @@ int getModeBlockSize(std::uint8_t* blockSize) {
     return 0;
 }
 
-bool accessesPerAntenna() {
-    return mode_configuration.accessList.empty() && !mode_configuration.accessListPerAntenna.empty();
+bool accessesPerAntenna(const mode_configuration_s* mode) {
+    return inForceUnless(mode).accessList.empty() && !inForceUnless(mode).accessListPerAntenna.empty();
 }
 
-int getCurrentAccessBitMask(std::size_t index, std::uint64_t* mask) {
-    return maskAt(mode_configuration.accessBitMasks, index, mask);
+int getCurrentAccessBitMask(std::size_t index, std::uint64_t* mask, const mode_configuration_s* mode) {
+    return maskAt(inForceUnless(mode).accessBitMasks, index, mask);
 }
 
 bool isAccessEnabled(EPC_GEN2_MB_e bank, const mode_configuration_s* mode) {
@@ -93,8 +93,8 @@ bool isAddlKeysConfigured(const mode_configuration_s* mode) {
     return !inForceUnless(mode).reportFilter.addlKeys.empty();
 }
 
-bool isAnyAccessEnabled() {
-    return isTagDataMemoryEnabled(nullptr) || !mode_configuration.uniqueAccesses.empty();
+bool isAnyAccessEnabled(const mode_configuration_s* mode) {
+    return isTagDataMemoryEnabled(mode) || !inForceUnless(mode).uniqueAccesses.empty();
 }
 
 // ---------------------------------------------------------------- GPIs

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The mode in force in the engine's terms: one value for each antenna, and the
+// A mode in the engine's terms: one value for each antenna, and the
 // pools of selects and accesses with their masks.
 #include <bit>
 #include <cmath>
@@ -15,9 +15,10 @@ constexpr std::uint16_t otherModelLinkProfile = 202;
 
 // Replaces `out` by the list, or by one value for each antenna when it is empty.
 template <class Value>
-std::size_t listOrRepeated(const std::vector<Value>& list, Value value, std::vector<Value>* out) {
+std::size_t listOrRepeated(const mode_configuration_s& mode, const std::vector<Value>& list, Value value,
+                           std::vector<Value>* out) {
     if (list.empty()) {
-        out->assign(mode_configuration.antennas.size(), value);
+        out->assign(mode.antennas.size(), value);
     } else {
         *out = list;
     }
@@ -45,10 +46,10 @@ olio_stop_s olioStop(const antennaStopCondition_s& condition) {
     return {0, 0};
 }
 
-olio_stop_s olioStopAt(std::size_t index) {
-    const auto& list = mode_configuration.antennaStopConditionList;
+olio_stop_s olioStopAt(const mode_configuration_s& mode, std::size_t index) {
+    const auto& list = mode.antennaStopConditionList;
     if (list.empty()) {
-        return olioStop(mode_configuration.antennaStopCondition);
+        return olioStop(mode.antennaStopCondition);
     }
     return index < list.size() ? olioStop(list[index]) : olio_stop_s{255, 65535};
 }
@@ -100,8 +101,9 @@ bool appendAccess(const ACCESS_OP_s& op, std::uint64_t* mask, std::vector<ACCESS
 }
 
 // The accesses that the client gave as a flat list, converted.
-bool appendListedAccesses(std::uint64_t* mask, std::vector<ACCESS_OP_s>* accesses) {
-    return std::ranges::all_of(mode_configuration.accessList, [&](const ACCESS_CMD_S& access) {
+bool appendListedAccesses(const mode_configuration_s& mode, std::uint64_t* mask,
+                          std::vector<ACCESS_OP_s>* accesses) {
+    return std::ranges::all_of(mode.accessList, [&](const ACCESS_CMD_S& access) {
         ACCESS_OP_s op{};
         accessStructToAccessOpStruct(&access, &op);
         return appendAccess(op, mask, accesses);
@@ -109,13 +111,14 @@ bool appendListedAccesses(std::uint64_t* mask, std::vector<ACCESS_OP_s>* accesse
 }
 
 // The reads that the tag metadata ask for, bank by bank.
-bool appendMemoryReads(std::uint64_t* mask, std::vector<ACCESS_OP_s>* accesses) {
+bool appendMemoryReads(const mode_configuration_s& mode, std::uint64_t* mask,
+                       std::vector<ACCESS_OP_s>* accesses) {
     for (const EPC_GEN2_MB_e bank : EPC_GEN2_MBs) {
         const auto row = static_cast<std::uint8_t>(bank);
-        if (row >= mode_configuration.readMemory.size()) {
+        if (row >= mode.readMemory.size()) {
             break;
         }
-        for (const memory_Access_s& range : mode_configuration.readMemory[row]) {
+        for (const memory_Access_s& range : mode.readMemory[row]) {
             if (!appendAccess(readAccess(row, range.wordOffset, range.wordCount), mask, accesses)) {
                 return false;
             }
@@ -127,23 +130,22 @@ bool appendMemoryReads(std::uint64_t* mask, std::vector<ACCESS_OP_s>* accesses) 
 
 // ---------------------------------------------------------------- by antenna
 
-std::size_t getRequestedTxPwrX10(std::vector<std::int16_t>* powers) {
-    return listOrRepeated(mode_configuration.transmitPowerX10List, mode_configuration.transmitPowerX10,
-                          powers);
+std::size_t getRequestedTxPwrX10(const mode_configuration_s& mode, std::vector<std::int16_t>* powers) {
+    return listOrRepeated(mode, mode.transmitPowerX10List, mode.transmitPowerX10, powers);
 }
 
-std::size_t getLinkProfile(std::vector<std::uint16_t>* linkProfiles) {
-    const ENVIRONMENT_PARAMS_e environment = mode_configuration.environment;
+std::size_t getLinkProfile(const mode_configuration_s& mode, std::vector<std::uint16_t>* linkProfiles) {
+    const ENVIRONMENT_PARAMS_e environment = mode.environment;
     if (environment != ENVIRONMENT_PARAMS_e::NOT_USED) {
         const std::uint16_t profile = env_to_lP(static_cast<std::uint8_t>(environment));
-        return listOrRepeated({}, profile, linkProfiles);
+        return listOrRepeated<std::uint16_t>(mode, {}, profile, linkProfiles);
     }
-    return listOrRepeated(mode_configuration.linkProfileList, mode_configuration.linkProfile, linkProfiles);
+    return listOrRepeated(mode, mode.linkProfileList, mode.linkProfile, linkProfiles);
 }
 
-std::size_t getInventoryParams(std::vector<c1g2_info_s>* params) {
-    const query_s& query = mode_configuration.query;
-    *params = mode_configuration.inventoryParams;
+std::size_t getInventoryParams(const mode_configuration_s& mode, std::vector<c1g2_info_s>* params) {
+    const query_s& query = mode.query;
+    *params = mode.inventoryParams;
     if (params->empty()) {
         params->push_back(
             {query.sel, query.session, query.target, initialQForPopulation(query.tagPopulation)});
@@ -151,12 +153,12 @@ std::size_t getInventoryParams(std::vector<c1g2_info_s>* params) {
     return params->size();
 }
 
-std::size_t getInventoryParamIds(std::vector<std::uint8_t>* ids) {
+std::size_t getInventoryParamIds(const mode_configuration_s& mode, std::vector<std::uint8_t>* ids) {
     std::vector<std::uint8_t> listed;
-    for (const query_s& query : mode_configuration.queryList) {
+    for (const query_s& query : mode.queryList) {
         listed.push_back(query.inventoryParamId);
     }
-    return listOrRepeated(listed, std::uint8_t{1}, ids);
+    return listOrRepeated(mode, listed, std::uint8_t{1}, ids);
 }
 
 std::uint8_t initialQForPopulation(std::uint32_t tagPopulation) {
@@ -166,12 +168,12 @@ std::uint8_t initialQForPopulation(std::uint32_t tagPopulation) {
     return std::min(static_cast<std::uint8_t>(std::bit_width(tagPopulation) - 1), MODE_MAX_INITIAL_Q);
 }
 
-std::uint8_t getOlioStopConditionType(std::uint16_t index) {
-    return olioStopAt(index).type;
+std::uint8_t getOlioStopConditionType(const mode_configuration_s& mode, std::uint16_t index) {
+    return olioStopAt(mode, index).type;
 }
 
-std::uint16_t getOlioStopConditionValue(std::uint16_t index) {
-    return olioStopAt(index).value;
+std::uint16_t getOlioStopConditionValue(const mode_configuration_s& mode, std::uint16_t index) {
+    return olioStopAt(mode, index).value;
 }
 
 // ---------------------------------------------------------------- link profile
@@ -215,10 +217,11 @@ std::uint16_t linkProfileFor(std::string_view model, std::uint8_t environment, f
 
 // ---------------------------------------------------------------- selects, accesses
 
-int getSelectParams(std::uint32_t* mask, std::vector<SELECT_OP_s>* selects) {
+int getSelectParams(const mode_configuration_s& mode, std::uint32_t* mask,
+                    std::vector<SELECT_OP_s>* selects) {
     selects->clear();
     *mask = 0;
-    for (const SELECT_OP_s& select : mode_configuration.uniqueSelects) {
+    for (const SELECT_OP_s& select : mode.uniqueSelects) {
         const std::size_t position = selects->size();
         selects->push_back(select);
         if (position >= MODE_MAX_UNIQUE_SELECTS) {
@@ -237,18 +240,18 @@ std::uint64_t accessMaskBit(std::size_t index) {
     return static_cast<std::uint64_t>(std::int64_t{shifted});
 }
 
-int getAccessParams(std::uint64_t* mask, std::vector<ACCESS_OP_s>* accesses) {
+int getAccessParams(const mode_configuration_s& mode, std::uint64_t* mask,
+                    std::vector<ACCESS_OP_s>* accesses) {
     accesses->clear();
     *mask = 0;
     bool complete = false;
-    if (!mode_configuration.accessBitMasks.empty()) {
-        complete = std::ranges::all_of(mode_configuration.uniqueAccesses, [&](const ACCESS_OP_s& op) {
-            return appendAccess(op, mask, accesses);
-        });
-    } else if (!mode_configuration.accessList.empty()) {
-        complete = appendListedAccesses(mask, accesses);
+    if (!mode.accessBitMasks.empty()) {
+        complete = std::ranges::all_of(
+            mode.uniqueAccesses, [&](const ACCESS_OP_s& op) { return appendAccess(op, mask, accesses); });
+    } else if (!mode.accessList.empty()) {
+        complete = appendListedAccesses(mode, mask, accesses);
     } else {
-        complete = appendMemoryReads(mask, accesses);
+        complete = appendMemoryReads(mode, mask, accesses);
     }
     return complete ? 0 : -1;
 }

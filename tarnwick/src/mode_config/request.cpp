@@ -396,19 +396,15 @@ constexpr int (*keyParsers[])(request_s& request) = {
     plainKey<parseDelayBetweenAntCycles>,  // "delayBetweenAntennaCycles"
 };
 
-// Makes `mode` the mode in force, on the engine too, and then the one that reports are made
-// by. When the engine refuses it the old record is back; the engine itself starts afresh
-// with the next mode.
+// Has the engine take the mode. Only then is it the mode in force, and the one that
+// reports are made by. What the engine refuses has been in force nowhere else; the engine
+// itself starts afresh with the next mode.
 int commit(const mode_configuration_s& mode, std::string* reply) {
-    mode_configuration_s other;
-    copyModeConfiguration(&mode, &other);
-    std::swap(mode_configuration, other);
-    if (configureRXEForMode(reply) != 0) {
-        std::swap(mode_configuration, other);
+    if (configureRXEForMode(mode, reply) != 0) {
         return -5;
     }
+    copyModeConfiguration(&mode, &mode_configuration);
     publishReportPlan();
-    *reply = "Success";
     return 0;
 }
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// From the mode in force to engine state. Selects, inventory sets and accesses
+// From a mode to engine state. Selects, inventory sets and accesses
 // are written once and shared; what tells antennas apart are the masks on the
 // one olio that each of them gets.
 #include <algorithm>
@@ -23,60 +23,44 @@ using rxe_intfc::writeOlios;
 
 // ------------------------------------------------------------- what the mode asks
 
-int collectLists(apply_context_s* my) {
-    getAntennas(&my->antennas);
-    getTagFilter(&my->tagFilter);
-    getReportFilter(&my->reportFilter);
-    getDelayBetweenAntCycles(&my->delayBetweenAntCycles);
+int collectPerAntenna(apply_context_s* my) {
+    const std::size_t count = my->mode.antennas.size();
+    if (getRequestedTxPwrX10(my->mode, &my->powers) != count) {
+        return fail(my, -1, "Failure: transmitPower could not be applied to all antennas");
+    }
+    if (getLinkProfile(my->mode, &my->linkProfiles) != count) {
+        return fail(my, -1, "Failure: linkProfile could not be applied to all antennas");
+    }
+    if (getInventoryParams(my->mode, &my->inventoryParams) == 0) {
+        return fail(my, -1, "Failure: inventory params could not be applied to all antennas");
+    }
+    if (getInventoryParamIds(my->mode, &my->inventoryIds) != count) {
+        return fail(my, -1, "Failure: inventory param ID could not be applied to all antennas");
+    }
     return 0;
 }
 
-int collectPerAntenna(apply_context_s* my) {
-    const std::size_t count = my->antennas.size();
-    if (getRequestedTxPwrX10(&my->powers) != count) {
-        return fail(my, -1, "Failure: transmitPower could not be applied to all antennas");
-    }
-    if (getLinkProfile(&my->linkProfiles) != count) {
-        return fail(my, -1, "Failure: linkProfile could not be applied to all antennas");
-    }
-    if (getInventoryParams(&my->inventoryParams) == 0) {
-        return fail(my, -1, "Failure: inventory params could not be applied to all antennas");
-    }
-    if (getInventoryParamIds(&my->inventoryIds) != count) {
-        return fail(my, -1, "Failure: inventory param ID could not be applied to all antennas");
-    }
-    if (getDelayAfterSelects(&my->delayAfterSelects) != 0) {
-        return fail(my, -1, "Failure: delayAfterSelects could not be found");
-    }
-    return 0;
+bool hasPrefix(const tagFilter_s& filter) {
+    return filter.enabled != 0 && filter.match == filter_match_e::PREFIX;
 }
 
 // A prefix is what the engine can test itself, as a select on the EPC.
 int collectPrefix(apply_context_s* my) {
-    my->hasPrefix = my->tagFilter.enabled != 0 && my->tagFilter.match == filter_match_e::PREFIX;
-    if (my->hasPrefix) {
-        const std::string& digits = my->tagFilter.value;
-        for (std::size_t i = 0; i + 1 < digits.size(); i += 2) {
-            my->prefix.push_back(hex2int(digits[i], digits[i + 1]));
+    const tagFilter_s& filter = my->mode.tagFilter;
+    if (hasPrefix(filter)) {
+        for (std::size_t i = 0; i + 1 < filter.value.size(); i += 2) {
+            my->prefix.push_back(hex2int(filter.value[i], filter.value[i + 1]));
         }
     }
     return 0;
 }
 
 int collectOperations(apply_context_s* my) {
-    if (isRawSelectEnabled() && getSelectParams(&my->selectMask, &my->selects) < 0) {
+    if (isRawSelectEnabled(&my->mode) && getSelectParams(my->mode, &my->selectMask, &my->selects) < 0) {
         return fail(my, -1, "Failure: too many select parameters requested");
     }
-    if (isAnyAccessEnabled() && getAccessParams(&my->accessMask, &my->accesses) < 0) {
+    if (isAnyAccessEnabled(&my->mode) && getAccessParams(my->mode, &my->accessMask, &my->accesses) < 0) {
         return fail(my, -1, "Failure: too many access parameters requested");
-    }
-    return 0;
-}
-
-int collectPortalDir(apply_context_s* my) {
-    my->hasPortalDir = isPortalDirEnabled();
-    if (my->hasPortalDir) {
-        getPortalDirConfig(&my->portalDir);
     }
     return 0;
 }
@@ -89,12 +73,13 @@ int wipePreviousMode(apply_context_s*) {
 }
 
 int writePrefixSelect(apply_context_s* my) {
-    if (!my->hasPrefix) {
+    const tagFilter_s& filter = my->mode.tagFilter;
+    if (!hasPrefix(filter)) {
         return 0;
     }
     // Action 0 moves the matching tags to A and the others to B, action 4 the
     // reverse (EPC Gen2, 6.3.2.12.1.1).
-    const bool exclude = my->tagFilter.operation == filter_operation_e::EXCLUDE;
+    const bool exclude = filter.operation == filter_operation_e::EXCLUDE;
     constexpr std::uint8_t sessionS1 = 1;
     constexpr std::uint8_t bankEPC = 1;
     constexpr std::uint16_t firstEpcBit = 0x20;
@@ -118,10 +103,10 @@ int writeSelects(apply_context_s* my) {
 }
 
 int writeDelayAfterSelects(apply_context_s* my) {
-    if (my->delayAfterSelects == 0) {
+    if (my->mode.delayAfterSelects == 0) {
         return 0;
     }
-    const auto microseconds = static_cast<std::uint16_t>(my->delayAfterSelects * 1000);
+    const auto microseconds = static_cast<std::uint16_t>(my->mode.delayAfterSelects * 1000);
     return engineFailure(my, -1, setDelayAfterSelectsInterval(microseconds), "delayAfterSelects error");
 }
 
@@ -155,9 +140,8 @@ int switchAccessReports(apply_context_s* my) {
 // ------------------------------------------------------------------ start and stop
 
 int writeRadioStop(apply_context_s* my) {
-    radioStopConditions_s conditions;
-    getRadioStopConditions(&conditions);
-    return engineFailure(my, -6, setRadioStopConditions(&conditions), "radio stop condition error");
+    return engineFailure(my, -6, setRadioStopConditions(&my->mode.radioStopConditions),
+                         "radio stop condition error");
 }
 
 int writeGpioDirection(apply_context_s* my) {
@@ -166,16 +150,17 @@ int writeGpioDirection(apply_context_s* my) {
 }
 
 int writeAutorestart(apply_context_s* my) {
-    getRadioStartConditions(&my->startConditions);
-    std::uint8_t restart = my->startConditions.type == radio_start_type_e::GPI_WITH_RESTART ? 2 : 0;
+    const bool restarts = my->mode.radioStartConditions.type == radio_start_type_e::GPI_WITH_RESTART;
+    std::uint8_t restart = restarts ? 2 : 0;
     return engineFailure(my, -6, rxe_intfc::writeParameter(RXE_PARAM_AUTORESTART, &restart),
                          "autorestart error");
 }
 
 int writeGpioStart(apply_context_s* my) {
-    const std::vector<gpi_s>* gpis = &my->startConditions.gpis;
-    const bool byGpi = my->startConditions.type == radio_start_type_e::GPI ||
-                       my->startConditions.type == radio_start_type_e::GPI_WITH_RESTART;
+    const radioStartConditions_s& start = my->mode.radioStartConditions;
+    const std::vector<gpi_s>* gpis = &start.gpis;
+    const bool byGpi =
+        start.type == radio_start_type_e::GPI || start.type == radio_start_type_e::GPI_WITH_RESTART;
     const RXE_API_STATUS status =
         setGPIOStart(byGpi ? getGPIBitMask(gpis) : 0, getGPIHoldTime(1, gpis), getGPIHoldTime(2, gpis),
                      getGPIHoldTime(3, gpis), getGPIHoldTime(4, gpis));
@@ -186,8 +171,8 @@ int writeTxDelay(apply_context_s* my) {
     if (!txDelayIntervalSupported) {
         return 0;
     }
-    const auto type = static_cast<std::uint8_t>(my->delayBetweenAntCycles.type);
-    return engineFailure(my, -10, setTxDelayInterval(type, my->delayBetweenAntCycles.duration),
+    const delay_between_antenna_cycles_s& delay = my->mode.delayBetweenAntennaCycles;
+    return engineFailure(my, -10, setTxDelayInterval(static_cast<std::uint8_t>(delay.type), delay.duration),
                          "Tx Delay Interval error");
 }
 
@@ -196,7 +181,7 @@ int writeTxDelay(apply_context_s* my) {
 // The engine knows tags by their EPC alone, so with further keys, or with none
 // of its own time, duplicates are left to the daemon.
 int writeReportFilter(apply_context_s* my) {
-    const reportFilter_s& filter = my->reportFilter;
+    const reportFilter_s& filter = my->mode.reportFilter;
     RXE_API_STATUS status = RXE_OK;
     if (filter.type == report_filter_type_e::NONE) {
         status = disableLastReportedFilter();
@@ -210,11 +195,11 @@ int writeReportFilter(apply_context_s* my) {
 }
 
 int writeCustomFields(apply_context_s* my) {
-    return engineFailure(my, -11, setCustomFields(getCustomFieldsBitMask()), "customFields error");
+    return engineFailure(my, -11, setCustomFields(my->mode.customFieldsBitMask), "customFields error");
 }
 
 int switchChannelReports(apply_context_s* my) {
-    return engineFailure(my, -12, switchPacketType(RXE_PACKET_CW_ON, isReportChannelEnabled()),
+    return engineFailure(my, -12, switchPacketType(RXE_PACKET_CW_ON, my->mode.reportChannel),
                          "channel reporting error");
 }
 
@@ -226,23 +211,22 @@ int writeArrayReader(apply_context_s* my) {
     if (!thisModel().arrayReader) {
         return 0;
     }
-    const RXE_API_STATUS status = switchPacketType(RXE_PACKET_PARALLEL_RSSI_DEBUG, isReportHeatmapEnabled());
+    const RXE_API_STATUS status = switchPacketType(RXE_PACKET_PARALLEL_RSSI_DEBUG, my->mode.reportHeatmap);
     if (status != RXE_OK) {
         return engineFailure(my, -13, status, "parallel rssi debug error");
     }
-    if (my->hasPortalDir) {
-        setAARHeightX10(unsignedTenths(my->portalDir.aarHeight));
-        setTagHeightX10(unsignedTenths(my->portalDir.tagHeight));
-        setStaticVDynamic(static_cast<std::uint8_t>(my->portalDir.staticVDynamic));
+    const portalDirConfig_s& portal = my->mode.portalDirConfig;
+    if (portal.enabled != 0) {
+        setAARHeightX10(unsignedTenths(portal.aarHeight));
+        setTagHeightX10(unsignedTenths(portal.tagHeight));
+        setStaticVDynamic(static_cast<std::uint8_t>(portal.staticVDynamic));
     }
     return 0;
 }
 
 int writeDynamicRange(apply_context_s* my) {
     constexpr std::uint8_t highRange = 2;
-    ENVIRONMENT_PARAMS_e environment{};
-    getEnvironment(&environment);
-    if (!dynamicRangeSupported || environment != ENVIRONMENT_PARAMS_e::VERY_HIGH_INTERFERENCE) {
+    if (!dynamicRangeSupported || my->mode.environment != ENVIRONMENT_PARAMS_e::VERY_HIGH_INTERFERENCE) {
         return 0;
     }
     return engineFailure(my, -14, setDynamicRange(highRange), "dynamic range error");
@@ -252,21 +236,20 @@ int writeRssiThreshold(apply_context_s* my) {
     if (!rssiFilterSupported) {
         return 0;
     }
-    rssiFilter_s filter;
-    getRSSIFilter(&filter);
-    return engineFailure(my, -12, setRSSIDetectThreshold(filter.threshold), "rssi detect threshold");
+    return engineFailure(my, -12, setRSSIDetectThreshold(my->mode.rssiFilter.threshold),
+                         "rssi detect threshold");
 }
 
 // The order is the engine's: each step may rely on those above it.
 constexpr apply_step_t applySteps[] = {
-    collectLists,         collectPerAntenna, collectPrefix,
-    collectOperations,    collectPortalDir,  wipePreviousMode,
-    writePrefixSelect,    writeSelects,      writeDelayAfterSelects,
-    writeInventoryParams, writeAccesses,     switchAccessReports,
-    writeOlios,           writeRadioStop,    writeGpioDirection,
-    writeAutorestart,     writeGpioStart,    writeTxDelay,
-    writeReportFilter,    writeCustomFields, switchChannelReports,
-    writeArrayReader,     writeDynamicRange, writeRssiThreshold,
+    collectPerAntenna,      collectPrefix,        collectOperations,
+    wipePreviousMode,       writePrefixSelect,    writeSelects,
+    writeDelayAfterSelects, writeInventoryParams, writeAccesses,
+    switchAccessReports,    writeOlios,           writeRadioStop,
+    writeGpioDirection,     writeAutorestart,     writeGpioStart,
+    writeTxDelay,           writeReportFilter,    writeCustomFields,
+    switchChannelReports,   writeArrayReader,     writeDynamicRange,
+    writeRssiThreshold,
 };
 
 }  // namespace
@@ -284,10 +267,9 @@ int rxe_intfc::engineFailure(apply_context_s* my, int code, RXE_API_STATUS statu
                 "Failure: Failed to set " + what + sprintfStr(" 0x%04x", static_cast<unsigned>(status)));
 }
 
-int configureRXEForMode(std::string* reply) {
+int configureRXEForMode(const mode_configuration_s& mode, std::string* reply) {
     logInfo(unit, " Configure RXE for mode");
-    apply_context_s my;
-    my.reply = reply;
+    apply_context_s my{.mode = mode, .reply = reply};
     for (const apply_step_t step : applySteps) {
         if (const int code = step(&my); code != 0) {
             return code;

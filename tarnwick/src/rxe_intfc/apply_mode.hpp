@@ -12,27 +12,19 @@
 
 namespace rxe_intfc {
 
-// What the steps hand on to each other, for one call.
+// The mode, and what the steps compute of it and hand on to each other, for one call.
 struct apply_context_s {
-    std::string* reply = nullptr;
-    std::vector<std::uint32_t> antennas;
-    tagFilter_s tagFilter;
-    reportFilter_s reportFilter;
-    delay_between_antenna_cycles_s delayBetweenAntCycles;
-    std::vector<std::int16_t> powers;         // by antenna position, tenths of dBm
-    std::vector<std::uint16_t> linkProfiles;  // by antenna position
-    std::vector<c1g2_info_s> inventoryParams;
-    std::vector<std::uint8_t> inventoryIds;  // by antenna position
-    std::uint32_t delayAfterSelects = 0;     // ms
-    bool hasPrefix = false;
-    std::vector<std::uint8_t> prefix;
-    std::uint32_t selectMask = 0;  // of all antennas, unless they differ
-    std::vector<SELECT_OP_s> selects;
+    const mode_configuration_s& mode;
+    std::string* reply;
+    std::vector<std::int16_t> powers = {};         // by antenna position, tenths of dBm
+    std::vector<std::uint16_t> linkProfiles = {};  // by antenna position
+    std::vector<c1g2_info_s> inventoryParams = {};
+    std::vector<std::uint8_t> inventoryIds = {};  // by antenna position
+    std::vector<std::uint8_t> prefix = {};        // of the tag filter; empty without one
+    std::uint32_t selectMask = 0;                 // of all antennas, unless they differ
+    std::vector<SELECT_OP_s> selects = {};
     std::uint64_t accessMask = 0;  // the same
-    std::vector<ACCESS_OP_s> accesses;
-    bool hasPortalDir = false;
-    portalDirConfig_s portalDir;
-    radioStartConditions_s startConditions;
+    std::vector<ACCESS_OP_s> accesses = {};
 };
 
 // A step returns 0, or the code of the whole function with the reply filled.

@@ -107,7 +107,7 @@ int olioReceiveAntenna(apply_context_s* my, std::uint32_t antenna, std::uint16_t
     constexpr int monopulse = 0;
     constexpr int peakThreshold = 6;
     constexpr std::uint32_t firstPattern = 0xFFF0;
-    if (!isBearingEnabled() && !my->hasPortalDir) {
+    if (my->mode.bearingConfig.enabled == 0 && my->mode.portalDirConfig.enabled == 0) {
         *receive = static_cast<std::uint16_t>(antenna);
         return 0;
     }
@@ -125,11 +125,11 @@ int olioReceiveAntenna(apply_context_s* my, std::uint32_t antenna, std::uint16_t
 int olioMasks(apply_context_s* my, std::size_t index, std::uint32_t* selectMask, std::uint64_t* accessMask) {
     *selectMask = my->selectMask;
     *accessMask = my->accessMask;
-    if (selectsPerAntenna() && getCurrentSelectBitMask(index, selectMask) != 0) {
+    if (selectsPerAntenna(&my->mode) && getCurrentSelectBitMask(index, selectMask, &my->mode) != 0) {
         return fail(my, -15,
                     "Failure: Failed to get select bit mask for antenna idx: " + std::to_string(index));
     }
-    if (accessesPerAntenna() && getCurrentAccessBitMask(index, accessMask) != 0) {
+    if (accessesPerAntenna(&my->mode) && getCurrentAccessBitMask(index, accessMask, &my->mode) != 0) {
         return fail(my, -15,
                     "Failure: Failed to get access bit mask for antenna idx: " + std::to_string(index));
     }
@@ -137,17 +137,16 @@ int olioMasks(apply_context_s* my, std::size_t index, std::uint32_t* selectMask,
 }
 
 int writeBlockSize(apply_context_s* my) {
-    std::uint8_t blockSize = 0;
-    getModeBlockSize(&blockSize);
+    const std::uint8_t blockSize = my->mode.blockSize;
     return blockSize == 0 ? 0 : engineFailure(my, -16, setBlockSize(blockSize), "block size error");
 }
 
 int writeOlio(apply_context_s* my, std::size_t index) {
-    const std::uint32_t antenna = my->antennas[index];
+    const std::uint32_t antenna = my->mode.antennas[index];
     const auto position = static_cast<std::uint16_t>(index);
     const auto id = static_cast<std::uint16_t>(index + 1);
-    const std::uint8_t stopType = getOlioStopConditionType(position);
-    const std::uint16_t stopValue = getOlioStopConditionValue(position);
+    const std::uint8_t stopType = getOlioStopConditionType(my->mode, position);
+    const std::uint16_t stopValue = getOlioStopConditionValue(my->mode, position);
     std::uint16_t receive = 0;
     if (const int code = olioReceiveAntenna(my, antenna, &receive); code != 0) {
         return code;
@@ -189,7 +188,7 @@ int rxe_intfc::writeAccesses(apply_context_s* my) {
 }
 
 int rxe_intfc::writeOlios(apply_context_s* my) {
-    for (std::size_t index = 0; index < my->antennas.size(); ++index) {
+    for (std::size_t index = 0; index < my->mode.antennas.size(); ++index) {
         if (const int code = writeOlio(my, index); code != 0) {
             return code;
         }

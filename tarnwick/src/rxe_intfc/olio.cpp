@@ -107,7 +107,7 @@ RXE_API_STATUS setGlobalStopConditions(std::uint32_t duration, std::uint16_t oli
     return writeRule(RXE_PARAM_RADIO_STOP2, record, stopLine, stopToJson);
 }
 
-RXE_API_STATUS setRadioStopConditions(radioStopConditions_s* conditions) {
+RXE_API_STATUS setRadioStopConditions(const radioStopConditions_s* conditions) {
     std::uint16_t tagCount = conditions->tagCount;
     if (tagCount == 0 && conditions->noMoreUniqueTags != 0) {
         tagCount = static_cast<std::uint16_t>(RXE_NO_MORE_UNIQUE_TAGS_BASE + conditions->noMoreUniqueTags);
