@@ -7,7 +7,7 @@
 #include <cstdio>
 #include <string>
 
-#include "../tarnwick/src/requests/report.hpp"
+#include "../tarnwick/doors/src/requests/report.hpp"
 #include "measure.hpp"
 #include "radio.hpp"
 #include "requests.hpp"

@@ -6,7 +6,7 @@
 #include <fstream>
 #include <nlohmann/json.hpp>
 
-#include "../../tarnwick/src/requests/news.hpp"
+#include "../../tarnwick/doors/src/requests/news.hpp"
 #include "additional_config.hpp"
 #include "ask.hpp"
 #include "logger.hpp"

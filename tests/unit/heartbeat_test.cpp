@@ -4,7 +4,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "../../tarnwick/src/requests/report.hpp"
+#include "../../tarnwick/doors/src/requests/report.hpp"
 #include "ask.hpp"
 #include "logger.hpp"
 #include "radio.hpp"

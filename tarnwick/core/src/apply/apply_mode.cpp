@@ -1,0 +1,280 @@
+// SPDX-License-Identifier: MIT
+// From a mode to engine state. Selects, inventory sets and accesses
+// are written once and shared; what tells antennas apart are the masks on the
+// one olio that each of them gets.
+#include <algorithm>
+
+#include "apply/apply_mode.hpp"
+#include "engine_io/parameter_io.hpp"
+#include "logger.hpp"
+#include "reader_facts.hpp"
+#include "rxe_intfc.hpp"
+#include "util.hpp"
+
+namespace {
+
+using rxe_intfc::apply_context_s;
+using rxe_intfc::apply_step_t;
+using rxe_intfc::engineFailure;
+using rxe_intfc::fail;
+using rxe_intfc::unit;
+using rxe_intfc::writeAccesses;
+using rxe_intfc::writeOlios;
+
+// ------------------------------------------------------------- what the mode asks
+
+int collectPerAntenna(apply_context_s* my) {
+    const std::size_t count = my->mode.antennas.size();
+    if (getRequestedTxPwrX10(my->mode, &my->powers) != count) {
+        return fail(my, -1, "Failure: transmitPower could not be applied to all antennas");
+    }
+    if (getLinkProfile(my->mode, &my->linkProfiles) != count) {
+        return fail(my, -1, "Failure: linkProfile could not be applied to all antennas");
+    }
+    if (getInventoryParams(my->mode, &my->inventoryParams) == 0) {
+        return fail(my, -1, "Failure: inventory params could not be applied to all antennas");
+    }
+    if (getInventoryParamIds(my->mode, &my->inventoryIds) != count) {
+        return fail(my, -1, "Failure: inventory param ID could not be applied to all antennas");
+    }
+    return 0;
+}
+
+bool hasPrefix(const tagFilter_s& filter) {
+    return filter.enabled != 0 && filter.match == filter_match_e::PREFIX;
+}
+
+// A prefix is what the engine can test itself, as a select on the EPC.
+int collectPrefix(apply_context_s* my) {
+    const tagFilter_s& filter = my->mode.tagFilter;
+    if (hasPrefix(filter)) {
+        for (std::size_t i = 0; i + 1 < filter.value.size(); i += 2) {
+            my->prefix.push_back(hex2int(filter.value[i], filter.value[i + 1]));
+        }
+    }
+    return 0;
+}
+
+int collectOperations(apply_context_s* my) {
+    if (isRawSelectEnabled(&my->mode) && getSelectParams(my->mode, &my->selectMask, &my->selects) < 0) {
+        return fail(my, -1, "Failure: too many select parameters requested");
+    }
+    if (isAnyAccessEnabled(&my->mode) && getAccessParams(my->mode, &my->accessMask, &my->accesses) < 0) {
+        return fail(my, -1, "Failure: too many access parameters requested");
+    }
+    return 0;
+}
+
+// --------------------------------------------------------- selects and inventory
+
+int wipePreviousMode(apply_context_s*) {
+    baselineRXEConfiguration(false);
+    return 0;
+}
+
+int writePrefixSelect(apply_context_s* my) {
+    const tagFilter_s& filter = my->mode.tagFilter;
+    if (!hasPrefix(filter)) {
+        return 0;
+    }
+    // Action 0 moves the matching tags to A and the others to B, action 4 the
+    // reverse (EPC Gen2, 6.3.2.12.1.1).
+    const bool exclude = filter.operation == filter_operation_e::EXCLUDE;
+    constexpr std::uint8_t sessionS1 = 1;
+    constexpr std::uint8_t bankEPC = 1;
+    constexpr std::uint16_t firstEpcBit = 0x20;
+    const auto length = static_cast<std::uint8_t>((my->prefix.size() & 31) * 8);
+    const RXE_API_STATUS status =
+        setSelect(1, 1, sessionS1, exclude ? 0 : 4, bankEPC, firstEpcBit, length, my->prefix.data(), 0);
+    my->selectMask = 1;
+    return engineFailure(my, exclude ? -2 : -1, status, "select error");
+}
+
+int writeSelects(apply_context_s* my) {
+    for (std::size_t i = 0; i < my->selects.size(); ++i) {
+        const SELECT_OP_s& op = my->selects[i];
+        const RXE_API_STATUS status = setSelect(static_cast<std::uint8_t>(i + 1), 1, op.target, op.action,
+                                                op.membank, op.pointer, op.length, op.mask, op.truncate);
+        if (status != RXE_OK) {
+            return engineFailure(my, -1, status, "select error");
+        }
+    }
+    return 0;
+}
+
+int writeDelayAfterSelects(apply_context_s* my) {
+    if (my->mode.delayAfterSelects == 0) {
+        return 0;
+    }
+    const auto microseconds = static_cast<std::uint16_t>(my->mode.delayAfterSelects * 1000);
+    return engineFailure(my, -1, setDelayAfterSelectsInterval(microseconds), "delayAfterSelects error");
+}
+
+int writeInventoryParams(apply_context_s* my) {
+    constexpr std::size_t maxId = 0xFF;
+    for (std::size_t i = 0; i < my->inventoryParams.size(); ++i) {
+        const c1g2_info_s& info = my->inventoryParams[i];
+        const RXE_API_STATUS status =
+            i < maxId ? setInvParams(static_cast<std::uint8_t>(i + 1), 1, info.sel, info.session, info.target,
+                                     info.initialQ)
+                      : rxe_intfc::noteFailure(rxe_intfc::refused, " too many inventory params");
+        if (status != RXE_OK) {
+            return engineFailure(my, -4, status, "invParam error");
+        }
+    }
+    return 0;
+}
+
+// ------------------------------------------------------------------- packet types
+
+RXE_API_STATUS switchPacketType(std::uint16_t type, bool enable) {
+    const std::uint16_t id = RXE_PACKET_ID(type);
+    return enable ? enablePacketType(id) : disablePacketType(id);
+}
+
+int switchAccessReports(apply_context_s* my) {
+    switchPacketType(RXE_PACKET_ACCESS_INFO, !my->accesses.empty());
+    return 0;
+}
+
+// ------------------------------------------------------------------ start and stop
+
+int writeRadioStop(apply_context_s* my) {
+    return engineFailure(my, -6, setRadioStopConditions(&my->mode.radioStopConditions),
+                         "radio stop condition error");
+}
+
+int writeGpioDirection(apply_context_s* my) {
+    constexpr std::uint8_t allInputs = 0xFF;
+    return engineFailure(my, -7, setGPIODir(allInputs), "gpio direction error");
+}
+
+int writeAutorestart(apply_context_s* my) {
+    const bool restarts = my->mode.radioStartConditions.type == radio_start_type_e::GPI_WITH_RESTART;
+    std::uint8_t restart = restarts ? 2 : 0;
+    return engineFailure(my, -6, rxe_intfc::writeParameter(RXE_PARAM_AUTORESTART, &restart),
+                         "autorestart error");
+}
+
+int writeGpioStart(apply_context_s* my) {
+    const radioStartConditions_s& start = my->mode.radioStartConditions;
+    const std::vector<gpi_s>* gpis = &start.gpis;
+    const bool byGpi =
+        start.type == radio_start_type_e::GPI || start.type == radio_start_type_e::GPI_WITH_RESTART;
+    const RXE_API_STATUS status =
+        setGPIOStart(byGpi ? getGPIBitMask(gpis) : 0, getGPIHoldTime(1, gpis), getGPIHoldTime(2, gpis),
+                     getGPIHoldTime(3, gpis), getGPIHoldTime(4, gpis));
+    return engineFailure(my, -8, status, "gpio start error");
+}
+
+int writeTxDelay(apply_context_s* my) {
+    if (!txDelayIntervalSupported) {
+        return 0;
+    }
+    const delay_between_antenna_cycles_s& delay = my->mode.delayBetweenAntennaCycles;
+    return engineFailure(my, -10, setTxDelayInterval(static_cast<std::uint8_t>(delay.type), delay.duration),
+                         "Tx Delay Interval error");
+}
+
+// --------------------------------------------------------------------- what is told
+
+// The engine knows tags by their EPC alone, so with further keys, or with none
+// of its own time, duplicates are left to the daemon.
+int writeReportFilter(apply_context_s* my) {
+    const reportFilter_s& filter = my->mode.reportFilter;
+    RXE_API_STATUS status = RXE_OK;
+    if (filter.type == report_filter_type_e::NONE) {
+        status = disableLastReportedFilter();
+    } else if (filter.duration == 0 || !filter.addlKeys.empty()) {
+        logInfo(unit, " Addl Keys provided - Disabling RXE report filter");
+        status = disableLastReportedFilter();
+    } else {
+        status = enableLastReportedFilter(static_cast<std::uint8_t>(filter.type), filter.duration);
+    }
+    return engineFailure(my, -10, status, "lastReportFilter error");
+}
+
+int writeCustomFields(apply_context_s* my) {
+    return engineFailure(my, -11, setCustomFields(my->mode.customFieldsBitMask), "customFields error");
+}
+
+int switchChannelReports(apply_context_s* my) {
+    return engineFailure(my, -12, switchPacketType(RXE_PACKET_CW_ON, my->mode.reportChannel),
+                         "channel reporting error");
+}
+
+std::uint16_t unsignedTenths(double value) {
+    return static_cast<std::uint16_t>(std::clamp(value * 10, 0.0, 65535.0));
+}
+
+int writeArrayReader(apply_context_s* my) {
+    if (!thisModel().arrayReader) {
+        return 0;
+    }
+    const RXE_API_STATUS status = switchPacketType(RXE_PACKET_PARALLEL_RSSI_DEBUG, my->mode.reportHeatmap);
+    if (status != RXE_OK) {
+        return engineFailure(my, -13, status, "parallel rssi debug error");
+    }
+    const portalDirConfig_s& portal = my->mode.portalDirConfig;
+    if (portal.enabled != 0) {
+        setAARHeightX10(unsignedTenths(portal.aarHeight));
+        setTagHeightX10(unsignedTenths(portal.tagHeight));
+        setStaticVDynamic(static_cast<std::uint8_t>(portal.staticVDynamic));
+    }
+    return 0;
+}
+
+int writeDynamicRange(apply_context_s* my) {
+    constexpr std::uint8_t highRange = 2;
+    if (!dynamicRangeSupported || my->mode.environment != ENVIRONMENT_PARAMS_e::VERY_HIGH_INTERFERENCE) {
+        return 0;
+    }
+    return engineFailure(my, -14, setDynamicRange(highRange), "dynamic range error");
+}
+
+int writeRssiThreshold(apply_context_s* my) {
+    if (!rssiFilterSupported) {
+        return 0;
+    }
+    return engineFailure(my, -12, setRSSIDetectThreshold(my->mode.rssiFilter.threshold),
+                         "rssi detect threshold");
+}
+
+// The order is the engine's: each step may rely on those above it.
+constexpr apply_step_t applySteps[] = {
+    collectPerAntenna,      collectPrefix,        collectOperations,
+    wipePreviousMode,       writePrefixSelect,    writeSelects,
+    writeDelayAfterSelects, writeInventoryParams, writeAccesses,
+    switchAccessReports,    writeOlios,           writeRadioStop,
+    writeGpioDirection,     writeAutorestart,     writeGpioStart,
+    writeTxDelay,           writeReportFilter,    writeCustomFields,
+    switchChannelReports,   writeArrayReader,     writeDynamicRange,
+    writeRssiThreshold,
+};
+
+}  // namespace
+
+int rxe_intfc::fail(apply_context_s* my, int code, std::string text) {
+    *my->reply = std::move(text);
+    return code;
+}
+
+int rxe_intfc::engineFailure(apply_context_s* my, int code, RXE_API_STATUS status, const std::string& what) {
+    if (status == RXE_OK) {
+        return 0;
+    }
+    return fail(my, code,
+                "Failure: Failed to set " + what + sprintfStr(" 0x%04x", static_cast<unsigned>(status)));
+}
+
+int configureRXEForMode(const mode_configuration_s& mode, std::string* reply) {
+    logInfo(unit, " Configure RXE for mode");
+    apply_context_s my{.mode = mode, .reply = reply};
+    for (const apply_step_t step : applySteps) {
+        if (const int code = step(&my); code != 0) {
+            return code;
+        }
+    }
+    *reply = "Success";
+    return 0;
+}

@@ -1,0 +1,197 @@
+// SPDX-License-Identifier: MIT
+// Applying a mode, the tables of accesses and olios: what is done to a tag, and one
+// olio for each antenna with its power, its receive side and its masks.
+#include <algorithm>
+#include <string_view>
+
+#include "apply/apply_mode.hpp"
+#include "reader_facts.hpp"
+#include "rxe_intfc.hpp"
+
+// The accesses the engine was told. Main thread.
+constinit std::array<ACCESS_OP_s, accessTableSize> enabledAccessOps{};
+constinit std::array<std::uint64_t, olioTableSize> enabledAccessOpsPerOlio{};
+constinit std::uint32_t accessParamsEnabledCount = 0;
+
+namespace {
+
+using rxe_intfc::apply_context_s;
+using rxe_intfc::engineFailure;
+using rxe_intfc::fail;
+
+// ---------------------------------------------------------------------- accesses
+
+struct access_writer_s {
+    std::uint8_t type;
+    std::string_view name;
+    RXE_API_STATUS (*write)(std::uint8_t id, const ACCESS_OP_s& op);
+};
+
+constexpr access_writer_s accessWriters[] = {
+    {RXE_ACCESS_READ, "read",
+     [](std::uint8_t id, const ACCESS_OP_s& op) {
+         return setAccessRead(id, op.enable, op.membank, op.wordPointer,
+                              static_cast<std::uint8_t>(op.wordCount & 0xFF));
+     }},
+    {RXE_ACCESS_WRITE, "write",
+     [](std::uint8_t id, const ACCESS_OP_s& op) {
+         return setAccessWrite(id, op.enable, op.membank, op.wordPointer, op.wordCount);
+     }},
+    {RXE_ACCESS_MULTIWORD_WRITE, "multiword write",
+     [](std::uint8_t id, const ACCESS_OP_s& op) {
+         return setAccessMultiWordWrite(id, op.enable, op.membank, op.wordPointer, op.wordCount, op.data);
+     }},
+    {RXE_ACCESS_BLOCK_WRITE, "block write",
+     [](std::uint8_t id, const ACCESS_OP_s& op) {
+         return setAccessBlockWrite(id, op.enable, op.membank, op.wordPointer, op.wordCount, op.data);
+     }},
+    {RXE_ACCESS_ACCESS, "access",
+     [](std::uint8_t id, const ACCESS_OP_s& op) { return setAccessAccess(id, op.enable, op.payload); }},
+    {RXE_ACCESS_LOCK, "lock",
+     [](std::uint8_t id, const ACCESS_OP_s& op) { return setAccessLock(id, op.enable, op.payload); }},
+    {RXE_ACCESS_KILL, "kill",
+     [](std::uint8_t id, const ACCESS_OP_s& op) { return setAccessKill(id, op.enable, op.payload); }},
+};
+
+// An access of a type without a writer is left out, here and in the table.
+int writeAccess(apply_context_s* my, std::size_t id, const ACCESS_OP_s& op) {
+    const auto* writer = std::ranges::find(accessWriters, op.type, &access_writer_s::type);
+    if (writer == std::end(accessWriters)) {
+        return 0;
+    }
+    const RXE_API_STATUS status = writer->write(static_cast<std::uint8_t>(id), op);
+    if (status != RXE_OK) {
+        return engineFailure(my, -5, status, "access " + std::string(writer->name) + " error");
+    }
+    enabledAccessOps[id] = op;
+    return 0;
+}
+
+void forgetAccesses() {
+    enabledAccessOps[0].enable = 0;
+    enabledAccessOpsPerOlio.fill(0);
+    accessParamsEnabledCount = 0;
+}
+
+void disableAccessesFrom(std::size_t id) {
+    for (; id < enabledAccessOps.size(); ++id) {
+        enabledAccessOps[id].enable = 0;
+    }
+}
+
+// ------------------------------------------------------------------------- olios
+
+constexpr std::uint16_t poweredByPoE = 2;
+
+// What an antenna gets of the power that was asked for it, in tenths of dBm: more by
+// what its cable takes, and no more than a PoE supply can give.
+std::int16_t olioPower(std::uint32_t antenna, std::int16_t requested) {
+    const reader_model_s& model = thisModel();
+    if (model.arrayReader) {
+        return requested;
+    }
+    int power = requested;
+    if (antenna < cable_loss_compensation_x_10.size()) {
+        power += cable_loss_compensation_x_10[antenna];
+    }
+    if (power_source == poweredByPoE) {
+        const bool fcc = regulatory_standard == "US FCC 15";
+        power = std::min<int>(power, fcc ? model.poePowerX10FCC : model.poePowerX10);
+    }
+    return static_cast<std::int16_t>(std::clamp(power, -32768, 32767));
+}
+
+// With bearings the receive side is not an antenna but a pattern, chosen by the
+// thousands of the beam id, which are its polarization.
+int olioReceiveAntenna(apply_context_s* my, std::uint32_t antenna, std::uint16_t* receive) {
+    constexpr int monopulse = 0;
+    constexpr int peakThreshold = 6;
+    constexpr std::uint32_t firstPattern = 0xFFF0;
+    if (my->mode.bearingConfig.enabled == 0 && my->mode.portalDirConfig.enabled == 0) {
+        *receive = static_cast<std::uint16_t>(antenna);
+        return 0;
+    }
+    if (const RXE_API_STATUS status = setMonoOrCOM(monopulse); status != RXE_OK) {
+        return engineFailure(my, -13, status, "Mono or COM to " + std::to_string(monopulse) + " error");
+    }
+    if (const RXE_API_STATUS status = setPeakThreshold(peakThreshold); status != RXE_OK) {
+        return engineFailure(my, -14, status,
+                             "peak threshold to " + std::to_string(peakThreshold) + " error");
+    }
+    *receive = static_cast<std::uint16_t>(antenna / 1000 + firstPattern);
+    return 0;
+}
+
+int olioMasks(apply_context_s* my, std::size_t index, std::uint32_t* selectMask, std::uint64_t* accessMask) {
+    *selectMask = my->selectMask;
+    *accessMask = my->accessMask;
+    if (selectsPerAntenna(&my->mode) && getCurrentSelectBitMask(index, selectMask, &my->mode) != 0) {
+        return fail(my, -15,
+                    "Failure: Failed to get select bit mask for antenna idx: " + std::to_string(index));
+    }
+    if (accessesPerAntenna(&my->mode) && getCurrentAccessBitMask(index, accessMask, &my->mode) != 0) {
+        return fail(my, -15,
+                    "Failure: Failed to get access bit mask for antenna idx: " + std::to_string(index));
+    }
+    return 0;
+}
+
+int writeBlockSize(apply_context_s* my) {
+    const std::uint8_t blockSize = my->mode.blockSize;
+    return blockSize == 0 ? 0 : engineFailure(my, -16, setBlockSize(blockSize), "block size error");
+}
+
+int writeOlio(apply_context_s* my, std::size_t index) {
+    const std::uint32_t antenna = my->mode.antennas[index];
+    const auto position = static_cast<std::uint16_t>(index);
+    const auto id = static_cast<std::uint16_t>(index + 1);
+    const std::uint8_t stopType = getOlioStopConditionType(my->mode, position);
+    const std::uint16_t stopValue = getOlioStopConditionValue(my->mode, position);
+    std::uint16_t receive = 0;
+    if (const int code = olioReceiveAntenna(my, antenna, &receive); code != 0) {
+        return code;
+    }
+    std::uint32_t selectMask = 0;
+    std::uint64_t accessMask = 0;
+    if (const int code = olioMasks(my, index, &selectMask, &accessMask); code != 0) {
+        return code;
+    }
+    if (const int code = writeBlockSize(my); code != 0) {
+        return code;
+    }
+    const RXE_API_STATUS status = setOlio(id, 1, static_cast<std::uint16_t>(antenna), receive, stopType,
+                                          stopValue, olioPower(antenna, my->powers[index]), selectMask,
+                                          my->inventoryIds[index], accessMask, my->linkProfiles[index]);
+    if (status != RXE_OK) {
+        return engineFailure(my, -5, status, "olio " + std::to_string(id) + " error");
+    }
+    enabledAccessOpsPerOlio[id] = accessMask;
+    return 0;
+}
+
+}  // namespace
+
+int rxe_intfc::writeAccesses(apply_context_s* my) {
+    forgetAccesses();
+    std::size_t id = 1;
+    for (const ACCESS_OP_s& op : my->accesses) {
+        if (op.enable != 0) {
+            ++accessParamsEnabledCount;
+        }
+        if (const int code = writeAccess(my, id, op); code != 0) {
+            return code;
+        }
+        ++id;
+    }
+    disableAccessesFrom(id);
+    return 0;
+}
+
+int rxe_intfc::writeOlios(apply_context_s* my) {
+    for (std::size_t index = 0; index < my->mode.antennas.size(); ++index) {
+        if (const int code = writeOlio(my, index); code != 0) {
+            return code;
+        }
+    }
+    return 0;
+}

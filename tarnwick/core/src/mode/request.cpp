@@ -1,0 +1,501 @@
+// SPDX-License-Identifier: MIT
+// A mode request: the keys in their order, the rules between them, and the
+// moment in which the new mode takes the place of the old.
+#include <iomanip>
+#include <nlohmann/json.hpp>
+#include <ostream>
+#include <stdexcept>
+#include <streambuf>
+
+#include "logger.hpp"
+#include "mode/parser.hpp"
+#include "radio.hpp"
+#include "reader_facts.hpp"
+#include "rxe_intfc.hpp"
+#include "util.hpp"
+
+using nlohmann::json;
+
+namespace {
+
+constexpr std::string_view unit = "mode_config";
+
+// A request on its way. `mode` becomes the mode in force only at the end, so
+// that a request that fails on the way changes nothing, but for the settings of the
+// duplicate filter, which change while "reportFilter" is parsed.
+struct request_s {
+    const json* root;
+    mode_configuration_s* mode;
+    std::string* reply;
+    int settings = settingsNone;  // whose settings "modeSpecificSettings" held
+
+    // The value of a key of the root; null when it is absent.
+    const json* find(const char* key) const {
+        const auto entry = root->find(key);
+        return entry == root->end() ? nullptr : &*entry;
+    }
+    bool has(const char* key) const { return find(key) != nullptr; }
+
+    int fail(int code, std::string_view text) const {
+        *reply = text;
+        return code;
+    }
+};
+
+// Types that only the array reader knows.
+constexpr std::array arrayReaderTypes{MODE_TYPE_e::BEARING, MODE_TYPE_e::PORTAL_DIRECTIONALITY};
+
+// ---------------------------------------------------------------- "type"
+
+int takeDeprecatedType(const request_s& request) {
+    const auto* word = request.find("mode")->get_ptr<const json::string_t*>();
+    if (word == nullptr) {
+        return request.fail(-3, "Failure: \"mode\" field must contain a string");
+    }
+    const auto* row = std::ranges::find(MODE_TYPES, *word, &mode_type_s::deprecatedWord);
+    if (row == MODE_TYPES.end() || word->empty()) {
+        return request.fail(-4,
+                            "Failure: value provided for \"mode\" must be a string containing one of the "
+                            "following values: simple, inventory, portal, conveyor, or custom");
+    }
+    return row->overlay(request.mode);
+}
+
+int takeType(const request_s& request) {
+    const auto* word = request.find("type")->get_ptr<const json::string_t*>();
+    if (word == nullptr) {
+        return request.fail(-3, "Failure: \"type\" field must contain a string");
+    }
+    const auto* row = std::ranges::find(MODE_TYPES, *word, &mode_type_s::word);
+    if (row == MODE_TYPES.end()) {
+        return request.fail(-4,
+                            "Failure: value provided for \"type\" must be a string containing one of the "
+                            "following values: SIMPLE, INVENTORY, PORTAL, CONVEYOR, PORTAL_DIRECTIONALITY, "
+                            "BEARING, or CUSTOM");
+    }
+    if (!thisModel().arrayReader &&
+        std::ranges::find(arrayReaderTypes, row->type) != arrayReaderTypes.end()) {
+        return request.fail(-1, "Failure: " + *word + " operating mode type can only be used on the QDX4400");
+    }
+    return row->overlay(request.mode);
+}
+
+int typeKey(request_s& request) {
+    const bool deprecated = request.has("mode");
+    if (request.has("type") && deprecated) {
+        return request.fail(-2,
+                            "Failure: \"type\" and \"mode\" cannot both be included in object. \"mode\" is "
+                            "being deprecated, please use \"type\"");
+    }
+    if (!request.has("type") && !deprecated) {
+        return request.fail(-2, "Failure: \"type\" must be included in object");
+    }
+    return deprecated ? takeDeprecatedType(request) : takeType(request);
+}
+
+// ---------------------------------------------------------------- antennas, and what has one value for each
+
+int antennasKey(request_s& request) {
+    const json* value = request.find("antennas");
+    if (value == nullptr || parseAntennas(value, &request.mode->antennas, request.reply) == keyParsed) {
+        return 0;
+    }
+    return -4;
+}
+
+int beamsKey(request_s& request) {
+    const json* value = request.find("beams");
+    if (value == nullptr) {
+        return 0;
+    }
+    if (request.has("antennas")) {
+        return request.fail(-1, "Failure: setting both antennas and beams is not allowed");
+    }
+    if (!thisModel().arrayReader) {
+        return request.fail(-1, "Failure: setting beams is only allowed on an QDX4400");
+    }
+    if (parseBeams(value, &request.mode->antennas, request.reply) != keyParsed) {
+        return -1;
+    }
+    request.mode->usesBeams = true;
+    return 0;
+}
+
+// The time on each antenna follows the antennas, unless the client sets it.
+int antennaStopDefault(request_s& request) {
+    request.mode->antennaStopCondition.value = getDefaultAntennaStopConditionDuration(request.mode);
+    return 0;
+}
+
+// A per-antenna list has an entry for each antenna; an empty one is none. `what`
+// is what the text says before "of the same size".
+int requireOneForEachAntenna(const request_s& request, std::size_t entries, const char* what) {
+    const std::size_t antennas = request.mode->antennas.size();
+    if (entries == 0 || entries == antennas) {
+        return 0;
+    }
+    return request.fail(-1, std::string("Failure: ") + what +
+                                " of the same size as the size of \"antennas\" (" + std::to_string(antennas) +
+                                ")");
+}
+
+int transmitPowerKey(request_s& request) {
+    if (parseTransmitPower(request.root, request.mode, request.reply) == keyRefused) {
+        return -1;
+    }
+    return requireOneForEachAntenna(request, request.mode->transmitPowerX10List.size(),
+                                    "\"transmitPower\" must be an number or an array of numbers");
+}
+
+int linkProfileKeys(request_s& request) {
+    const int environment = parseEnvironmentParam(request.root, request.mode, request.reply);
+    if (environment == keyRefused) {
+        return -1;
+    }
+    const int linkProfile = parseLinkProfile(request.root, request.mode, request.reply);
+    if (linkProfile == keyRefused) {
+        return -1;
+    }
+    if (linkProfile == keyParsed) {
+        if (environment == keyParsed) {
+            return request.fail(
+                -1, "Failure: \"linkProfile\" and \"environment\" cannot be configured at the same time");
+        }
+        request.mode->environment = ENVIRONMENT_PARAMS_e::NOT_USED;
+    }
+    return requireOneForEachAntenna(request, request.mode->linkProfileList.size(),
+                                    "\"linkProfile\" must be an number or an array of numbers");
+}
+
+int antennaStopKey(request_s& request) {
+    if (parseAntennaStopCondition(request.root, request.mode, request.reply) == keyRefused) {
+        return -1;
+    }
+    return requireOneForEachAntenna(request, request.mode->antennaStopConditionList.size(),
+                                    "\"antennaStopCondition\" must be an object or an array of objects");
+}
+
+int queryKey(request_s& request) {
+    if (parseQuery(request.root, request.mode, request.reply) == keyRefused) {
+        return -1;
+    }
+    return requireOneForEachAntenna(request, request.mode->queryList.size(),
+                                    "\"query\" must be an number or an array of objects");
+}
+
+// A key parser that needs no rule around it. A delay after selects on a model
+// that lacks it is not a failure: only keyRefused is.
+template <int (*parse)(const json*, mode_configuration_s*, std::string*)>
+int plainKey(request_s& request) {
+    return parse(request.root, request.mode, request.reply) == keyRefused ? -1 : 0;
+}
+
+// ---------------------------------------------------------------- accesses, filter, report filter
+
+int accessesKey(request_s& request) {
+    if (parseAccess(request.root, request.mode, request.reply) == keyRefused) {
+        return -1;
+    }
+    if (!request.has("accesses")) {
+        return 0;
+    }
+    if (request.mode->modeType == MODE_TYPE_e::INVENTORY) {
+        return request.fail(-1, "Failure: setting accesses is not allowed in Inventory mode");
+    }
+    request.mode->blockSize = g_blockSize;
+    return 0;
+}
+
+// A prefix filter works in the engine, as a select that puts the wanted tags
+// into B of session S1: the query has to ask for those, and is not the client's.
+int forcePrefixQuery(const request_s& request) {
+    if (request.has("query")) {
+        return request.fail(
+            -1, "Failure: \"query\" and \"filter\" with \"prefix\" cannot be configured at the same time");
+    }
+    if (request.has("selects")) {
+        return request.fail(
+            -1, "Failure: \"selects\" and \"filter\" with \"prefix\" cannot be configured at the same time");
+    }
+    constexpr std::uint8_t sessionS1 = *findValue(querySessionWords, "S1");
+    constexpr std::uint8_t targetB = *findValue(queryTargetWords, "B");
+    constexpr std::uint8_t selAll = *findValue(querySelWords, "ALL");
+    request.mode->query = {.sel = selAll, .session = sessionS1, .target = targetB};
+    request.mode->inventoryParams.clear();
+    request.mode->queryList.clear();
+    return 0;
+}
+
+int filterKey(request_s& request) {
+    const json* value = request.find("filter");
+    if (value == nullptr) {
+        return 0;
+    }
+    tagFilter_s& filter = request.mode->tagFilter;
+    if (parseFilter(value, &filter, request.reply) < 0) {
+        return -5;
+    }
+    const bool inEngine = filter.enabled != 0 && filter.match == filter_match_e::PREFIX;
+    return inEngine ? forcePrefixQuery(request) : 0;
+}
+
+int radioStopKey(request_s& request) {
+    if (request.has("radioStopConditions") && request.mode->modeType == MODE_TYPE_e::PORTAL) {
+        return request.fail(-1, "Failure: setting radioStopConditions is not allowed in PORTAL mode");
+    }
+    return plainKey<parseRadioStopConditions>(request);
+}
+
+int radioStartKey(request_s& request) {
+    if (request.has("radioStartConditions") && request.mode->modeType == MODE_TYPE_e::PORTAL) {
+        return request.fail(-1, "Failure: setting radioStartConditions is not allowed in PORTAL mode");
+    }
+    return plainKey<parseRadioStartConditions>(request);
+}
+
+// Accesses want every read of a tag: the report filter goes, and the client may
+// not ask for one.
+int reportFilterKey(request_s& request) {
+    const bool accesses = request.has("accesses");
+    if (!request.has("reportFilter")) {
+        if (accesses) {
+            request.mode->reportFilter = {report_filter_type_e::NONE, 0, {}};
+        }
+        return 0;
+    }
+    if (request.mode->modeType == MODE_TYPE_e::INVENTORY) {
+        return request.fail(-1, "Failure: setting reportFilter is not allowed in Inventory mode");
+    }
+    if (parseReportFilter(request.root, request.mode, request.reply) == keyRefused) {
+        return -1;
+    }
+    return accesses ? request.fail(-1, "Failure: setting both reportFilter and accesses is not allowed") : 0;
+}
+
+// ---------------------------------------------------------------- settings of a mode type
+
+int settingsKey(request_s& request) {
+    request.settings = parseModeSpecificSettings(request.root, request.mode, request.reply);
+    return request.settings < 0 ? -1 : 0;
+}
+
+// A settings key at the top of the request: the older place for what
+// "modeSpecificSettings" holds, of one mode type only.
+struct top_level_setting_s {
+    const char* key;
+    int settings;  // refused beside these
+    MODE_TYPE_e type;
+    const char* typeName;
+    value_parser_t store;
+    int failed;  // what configMode returns when `store` refuses the value
+};
+constexpr top_level_setting_s topInterval{"interval",  settingsInventory, MODE_TYPE_e::INVENTORY,
+                                          "inventory", storeInterval,     -6};
+constexpr top_level_setting_s topStartTrigger{"startTrigger", settingsPortal,    MODE_TYPE_e::PORTAL,
+                                              "portal",       storeStartTrigger, -7};
+constexpr top_level_setting_s topStopInterval{"stopInterval", settingsPortal,    MODE_TYPE_e::PORTAL,
+                                              "portal",       storeStopInterval, -4};
+
+template <const top_level_setting_s& row>
+int topLevelKey(request_s& request) {
+    const json* value = request.find(row.key);
+    if (value == nullptr) {
+        return 0;
+    }
+    const std::string setting = std::string("Failure: setting ") + row.key;
+    if (request.settings == row.settings) {
+        return request.fail(-1, setting +
+                                    " AND modeSpecificSettings is not allowed. suggest using "
+                                    "modeSpecifigSettings only");
+    }
+    if (request.mode->modeType != row.type) {
+        return request.fail(-11, setting + " is not allowed unless in " + row.typeName + " mode");
+    }
+    return row.store(value, request.mode, request.reply) == keyParsed ? 0 : row.failed;
+}
+
+// ---------------------------------------------------------------- tag metadata
+
+// A report filter that tells tags apart by their TID needs the TID read with each
+// tag, and the words before it in the report that the key is made of.
+int checkTidKey(const request_s& request) {
+    const mode_configuration_s& mode = *request.mode;
+    const auto& keys = mode.reportFilter.addlKeys;
+    if (std::ranges::find(keys, "TID") == keys.end()) {
+        return 0;
+    }
+    const auto needs = [&request](int code, const char* what) {
+        return request.fail(code, std::string("Failure: \"reportFilter\" addl_keys can only contain TID when "
+                                              "used with \"tagMetaData\" containing ") +
+                                      what);
+    };
+    if (!isAccessEnabled(EPC_GEN2_MB_e::TID, &mode)) {
+        return needs(-6, "TID");
+    }
+    if (!mode.reportPC) {
+        return needs(-7, "PC");
+    }
+    if (!mode.reportCRC) {
+        return needs(-7, "CRC");
+    }
+    if (mode.reportFilter.type == report_filter_type_e::PER_ANTENNA && !mode.reportAntenna) {
+        return request.fail(-8,
+                            "Failure: \"reportFilter\" type PER_ANTENNA with addl_keys containing TID must "
+                            "include ANTENNA in \"tagMetaData\"");
+    }
+    return 0;
+}
+
+int tagMetaDataKey(request_s& request) {
+    if (parseTagMetaData(request.root, request.mode, request.reply) == keyRefused) {
+        return -1;
+    }
+    if (isTagDataMemoryEnabled(request.mode)) {
+        const auto excluded = [&request](const char* key) {
+            return request.fail(-5, std::string("Failure: \"") + key +
+                                        "\" and \"tagMetaData\" with RESERVED, EPC, TID, or USER cannot be "
+                                        "configured at the same time");
+        };
+        if (request.has("accesses")) {
+            return excluded("accesses");
+        }
+        if (request.has("reportFilter") && !isAddlKeysConfigured(request.mode)) {
+            return excluded("reportFilter");
+        }
+    }
+    return checkTidKey(request);
+}
+
+// ---------------------------------------------------------------- the whole request
+
+// The keys in the order in which they are read, which is the order in which a
+// client hears of its mistakes. Each returns 0, or with the text in the reply
+// the negative number that configMode returns.
+constexpr int (*keyParsers[])(request_s& request) = {
+    typeKey,                               // "type", "mode"
+    antennasKey,                           // "antennas"
+    beamsKey,                              // "beams"
+    antennaStopDefault,                    //
+    transmitPowerKey,                      // "transmitPower"
+    linkProfileKeys,                       // "environment", "linkProfile"
+    antennaStopKey,                        // "antennaStopCondition"
+    queryKey,                              // "query"
+    plainKey<parseDelayAfterSelect>,       // "delayAfterSelects"
+    plainKey<parseSelect>,                 // "selects"
+    accessesKey,                           // "accesses"
+    filterKey,                             // "filter"
+    radioStopKey,                          // "radioStopConditions"
+    radioStartKey,                         // "radioStartConditions"
+    reportFilterKey,                       // "reportFilter"
+    settingsKey,                           // "modeSpecificSettings"
+    topLevelKey<topInterval>,              // "interval"
+    topLevelKey<topStartTrigger>,          // "startTrigger"
+    topLevelKey<topStopInterval>,          // "stopInterval"
+    tagMetaDataKey,                        // "tagMetaData"
+    plainKey<parseRSSIFilter>,             // "rssiFilter"
+    plainKey<parseDelayBetweenAntCycles>,  // "delayBetweenAntennaCycles"
+};
+
+// Has the engine take the mode. Only then is it the mode in force, and the one that
+// reports are made by. What the engine refuses has been in force nowhere else; the engine
+// itself starts afresh with the next mode.
+int commit(const mode_configuration_s& mode, std::string* reply) {
+    if (configureRXEForMode(mode, reply) != 0) {
+        return -5;
+    }
+    copyModeConfiguration(&mode, &mode_configuration);
+    publishReportPlan();
+    return 0;
+}
+
+// Takes text up to the size that the next start reads, and throws beyond it: the
+// indentation of a few megabytes, deeply nested, would be gigabytes.
+class bounded_text : public std::streambuf {
+  public:
+    std::string text;
+
+  private:
+    std::streamsize xsputn(const char* more, std::streamsize count) override {
+        if (text.size() + static_cast<std::size_t>(count) > maxFileSize) {
+            throw std::length_error("too large");
+        }
+        text.append(more, static_cast<std::size_t>(count));
+        return count;
+    }
+    int_type overflow(int_type next) override {
+        const char character = traits_type::to_char_type(next);
+        return xsputn(&character, 1) == 1 ? next : traits_type::eof();
+    }
+};
+
+// Indented by 4 for people to read, or on one line where that would be too large.
+std::string fileText(const json& document) {
+    bounded_text out;
+    std::ostream stream(&out);
+    stream.exceptions(std::ios::badbit);  // lets the exception through
+    try {
+        stream << std::setw(4) << document;
+    } catch (const std::length_error&) {
+        return document.dump();
+    }
+    return std::move(out.text);
+}
+
+}  // namespace
+
+int parseModeRequest(const std::string& request, json* root, mode_configuration_s* mode, std::string* reply) {
+    setDefaultMode(mode);
+    std::string reason;
+    if (!parseJsonText(request, root, &reason, maxRequestNesting)) {
+        return refuse(reply,
+                      "Failure: mode request does not contain a valid json object: Received: " + request);
+    }
+    request_s state{root, mode, reply};
+    for (const auto parse : keyParsers) {
+        if (const int refused = parse(state); refused != 0) {
+            return refused;
+        }
+    }
+    return 0;
+}
+
+int applyModeRequest(const std::string& request, json* root, std::string* reply) {
+    logInfo(unit, " Reading in Mode Request ", escaped_s{request});
+    mode_configuration_s mode;
+    const int refused = parseModeRequest(request, root, &mode, reply);
+    return refused != 0 ? refused : commit(mode, reply);
+}
+
+// The client is not told of a failure, and the counters are as they were.
+void storeModeRequest(json&& root) {
+    json document = json::object();
+    document["mode"] = std::move(root);
+    std::string cause;
+    if (!replaceFile(modeFile, fileText(document), &cause)) {
+        logUncountedError(unit, " the mode is in force, but not stored for the next start: ", cause);
+    }
+}
+
+int configMode(const std::string* request, std::string* reply) {
+    json root;
+    const int refused = applyModeRequest(*request, &root, reply);
+    if (refused == 0) {
+        storeModeRequest(std::move(root));
+    }
+    return refused;
+}
+
+int handleModeRequest(std::vector<std::string>* tokens, std::string* reply) {
+    if (tokens->size() < 2) {
+        return getCurrentMode(reply, GET_CURRENT_MODE_METHOD_e::DEFAULT);
+    }
+    const std::string& request = (*tokens)[1];
+    if (request == "verbose") {
+        return getCurrentMode(reply, GET_CURRENT_MODE_METHOD_e::VERBOSE);
+    }
+    if (request == "as_set") {
+        return getCurrentMode(reply, GET_CURRENT_MODE_METHOD_e::AS_SET);
+    }
+    configMode(&request, reply);
+    return 0;
+}
