@@ -16,8 +16,9 @@ namespace {
 constexpr float writeMargin = 4;    // dB above the sensitivity that a write takes
 constexpr double writeTime = 2000;  // microseconds that a tag needs for a word or a lock; 20 ms at most
 constexpr std::uint8_t errorHeader = 0x01;
-// Results beyond those of rxe.h, which a host takes for general errors: the host's record has no
-// room for all words read and holds the first; no channel may be used for as long as it takes.
+// Results of this engine beside those of rxe.h; a host takes them for general errors. TooLong: a
+// read brought more words than ACCESS_INFO_s has room for, and the record has the first 2,048.
+// NoTime: no channel may be used for as long as the operation takes.
 constexpr std::uint8_t resultTooLong = 4, resultNoTime = 5;
 
 // The dialogue with one tag, from its acknowledgement on.
@@ -27,16 +28,16 @@ struct session_s {
     lit_tag_s lit;
     // The tag has given its handle.
     bool open = false;
-    // It has been given its access password, or has none.
+    // The tag was given its access password, or has a zero one.
     bool secured = false;
-    // The access that has given it; null for none.
+    // The access that gave the password, for findAgain; null before there was one.
     const ACCESS_OP_s* password = nullptr;
     // The tag has power and was not given a wrong password.
     bool there = true;
     std::uint64_t succeeded = 0;  // bit id-1: this access has, on this tag
 };
 
-// What one radio operation brought.
+// The result of one radio operation. `data` points into run_s::scratch.
 struct result_s {
     std::uint8_t result = RXE_ACCESS_RESULT_OK;
     std::span<const std::uint8_t> data;
@@ -49,12 +50,12 @@ tag_s* tagOf(const session_s& session) {
     return &session.run->radio->world.tags[session.lit.index];
 }
 
-// A command, the tag's reply of so many microseconds, and the pauses around it.
+// Microseconds of a command, T1, a reply that lasts `reply` microseconds, and T2.
 double exchangeTime(const link_s& link, const command_s& command, double reply) {
     return commandTime(link, command) + t1(link) + reply + t2(link);
 }
 
-// A command and its reply pass; false when the tag is not there to answer.
+// Lets the time of a command and its reply pass; false when the tag is not there to answer.
 bool exchange(session_s* session, const command_s& command, double reply) {
     run_s* const run = session->run;
     pass(run->radio, run->host, exchangeTime(linkOf(*session), command, reply));
@@ -64,6 +65,7 @@ bool exchange(session_s* session, const command_s& command, double reply) {
     return session->there;
 }
 
+// Whether the tag's reply of `bits` bits gets lost, by chance at a weak signal.
 bool replyIsBroken(session_s* session, unsigned bits) {
     run_s* const run = session->run;
     const double margin = session->lit.path.atReader - run->olios[session->position].sensitivity;
@@ -71,7 +73,8 @@ bool replyIsBroken(session_s* session, unsigned bits) {
     return !safe && unitInterval(nextRandom(&run->radio->random)) > frameSuccess(bitErrorRate(margin), bits);
 }
 
-// How long an operation takes with all that belongs to it.
+// Microseconds of whole operations. `covered`: the word is sent XORed with a fresh RN16, which a
+// Req_RN asks for. A password goes in two halves, each after a Req_RN.
 double handleTime(const link_s& link) {
     return exchangeTime(link, reqRnCommand, replyTime(link, handleBits));
 }
@@ -145,7 +148,7 @@ SELECT_OP_s selectOf(const tag_s& tag) {
     return select;
 }
 
-// What findAgain takes.
+// Microseconds that findAgain takes.
 double timeToFindAgain(const session_s& session) {
     const link_s& link = linkOf(session);
     const tag_s& tag = *tagOf(session);
@@ -154,7 +157,8 @@ double timeToFindAgain(const session_s& session) {
            (session.password == nullptr ? 0 : accessCommandTime(link));
 }
 
-// On a new channel: Select, a Query with one slot, handle, password.
+// Opens the tag again on a new channel: Select, a Query with one slot, handle, password. Returns
+// a result of ACCESS_INFO.
 std::uint8_t findAgain(session_s* session) {
     run_s* const run = session->run;
     radio_s& radio = *run->radio;
@@ -179,8 +183,8 @@ std::uint8_t findAgain(session_s* session) {
                : presentAccessPassword(session, *session->password);
 }
 
-// The tag stands ready, its handle given, for an operation of so many microseconds, and the
-// channel's time is long enough; on another channel when it has to be.
+// Prepares for an operation of `microseconds`: asks for the handle if there is none yet, and hops
+// first when the channel's time is too short. Returns a result of ACCESS_INFO.
 std::uint8_t makeReady(session_s* session, double microseconds) {
     run_s* const run = session->run;
     const double opening = session->open ? 0 : handleTime(linkOf(*session));
@@ -197,7 +201,7 @@ std::uint8_t makeReady(session_s* session, double microseconds) {
     return session->there ? findAgain(session) : resultNoTime;
 }
 
-// Too weak for a write.
+// Whether the tag has too little power for a write.
 bool isWeak(const session_s& session) {
     return session.lit.margin + session.lit.fade < writeMargin;
 }
@@ -209,8 +213,8 @@ result_s tagError(session_s* session, tag_error_e error) {
     return {RXE_ACCESS_RESULT_TAG_ERROR, room};
 }
 
-// A write, lock or erase: a fresh RN16 to cover it, the command, the delayed
-// reply. `change` alters the tag and says how it took it.
+// A write, lock or erase: Req_RN if `covered`, the command, the delayed reply. `change` alters
+// the tag's memory and returns its answer.
 template <typename Change>
 result_s alter(session_s* session, const command_s& command, bool covered, Change change) {
     const link_s& link = linkOf(*session);
@@ -224,7 +228,7 @@ result_s alter(session_s* session, const command_s& command, bool covered, Chang
     if (!exchange(session, command, writeTime + delayedReplyTime(link, doneBits))) {
         return {RXE_ACCESS_RESULT_NO_RESPONSE, {}};
     }
-    // Also a reply that gets lost has changed the tag: the host cannot know, as on real air.
+    // The tag has changed also when its reply gets lost, as on real air; the host cannot know.
     const tag_error_e error = isWeak(*session) ? TAG_WEAK_POWER : change(tagOf(*session));
     if (replyIsBroken(session, error == TAG_OK ? doneBits : errorBits)) {
         return {RXE_ACCESS_RESULT_CRC_ERROR, {}};
@@ -232,7 +236,8 @@ result_s alter(session_s* session, const command_s& command, bool covered, Chang
     return error == TAG_OK ? result_s{} : tagError(session, error);
 }
 
-// Words 0 of the record read to the end of the bank.
+// A count of 0 reads to the end of the bank. The command has 8 bits for the count (EPC Gen2
+// v2.0.1, 6.3.2.12.3.2).
 result_s read(session_s* session, const ACCESS_OP_s& access) {
     const std::size_t words = access.wordCount & 0xFFU;
     const link_s& link = linkOf(*session);
@@ -409,7 +414,7 @@ bool meetsCriteria(session_s* session, const planned_access_s& planned) {
     return met;
 }
 
-// By the olio's bit mask of accesses.
+// Whether the olio asks for the access: bit id-1 of its mask.
 bool isAsked(const planned_olio_s& planned, const planned_access_s& access) {
     return ((planned.olio.accessBitMask >> (access.id - 1)) & 1) != 0;
 }
@@ -468,7 +473,7 @@ double accessTime(const plan_s& plan, const planned_olio_s& planned) {
                     link, withPointer(blockWriteCommand(static_cast<unsigned>(words)), access.wordPointer),
                     false);
                 break;
-            default:  // one command at most as long as this
+            default:  // write, lock and block erase: one command, at most as long as a covered Write
                 time += alterTime(link, withPointer(writeCommand, access.wordPointer), true);
         }
     }

@@ -15,7 +15,8 @@
 namespace rxe {
 namespace {
 
-// How long RXE_stop waits for a callback that does not return.
+// RXE_stop and RXE_start wait this long for a run to end, which only a callback that does not
+// return can prevent.
 constexpr std::chrono::seconds stopPatience{5};
 
 // Bits a second that a serial line of the reader may have.
@@ -32,7 +33,7 @@ host_s& host() {
     return engine().host;
 }
 
-// Counts a refusal for the error log on its way to the host.
+// Passes a status on to the host and counts it for the error log when it is a refusal.
 RXE_API_STATUS told(RXE_API_STATUS status) {
     if (status != RXE_OK) {
         host().refusals.fetch_add(1, std::memory_order_relaxed);
@@ -102,9 +103,9 @@ RXE_API_STATUS begin(activity_e activity, std::uint16_t fakeTagRate) {
     return RXE_OK;
 }
 
-// Sets all of it to what the radio is after power-up in this scenario. The caller holds the
-// lock, and there is not a radio thread yet. What does not belong to a connection stays: the
-// NVM parameters, and failures of calls before RXE_connect.
+// Puts radio and host into their state after power-up in this scenario. The caller holds the
+// lock, and there is not a radio thread yet. NVM parameters stay, and so do failures of calls
+// before RXE_connect: they do not belong to a connection.
 void powerUp(scenario_s scenario, replay_s replay, radio_s* radio, host_s* host) {
     resetParams(scenario, &host->params);
     radio->scenario = std::move(scenario);
@@ -128,8 +129,9 @@ void powerUp(scenario_s scenario, replay_s replay, radio_s* radio, host_s* host)
     host->resetRequested.store(false, std::memory_order_relaxed);
 }
 
-// Control thread. What is to fail fails from the answer on; all else is the
-// radio's to apply, which is woken for it. An antenna that the reader has not got is refused.
+// Control thread. A call that is to fail does so before the answer is sent; every other event
+// goes to the radio thread, which is woken to apply it. An antenna that the reader does not have
+// is refused.
 std::string takeControlEvent(event_s event) {
     engine_s& e = engine();
     const bool isOfPort = event.kind == event_e::ANTENNA || event.kind == event_e::PA_FAILURE;
@@ -142,7 +144,7 @@ std::string takeControlEvent(event_s event) {
         return {};
     }
     postEvent(std::move(event), &e.host.events);
-    { const std::lock_guard lock(e.host.mutex); }  // so that the radio is not between its look and its sleep
+    { const std::lock_guard lock(e.host.mutex); }  // the radio sleeps now, or will see the event
     e.host.wake.notify_all();
     return {};
 }
@@ -272,7 +274,7 @@ RXE_API_STATUS RXE_setParam(unsigned short id, void* record) {
     return rxe::write("RXE_setParam", id, record);
 }
 
-// The first flag makes no difference here: every write is done when it returns.
+// The first flag changes nothing: every write is done when the call returns.
 RXE_API_STATUS RXE_setParam2(unsigned short id, void* record, bool, bool useShadow) {
     return rxe::write("RXE_setParam2", id, record, useShadow);
 }

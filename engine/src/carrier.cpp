@@ -26,7 +26,7 @@ void endUse(run_s* run) {
     }
 }
 
-// CW_ON or CW_OFF; those with a time have the engine's clock behind them.
+// Sends one of the four CW packets; those with a time have the engine's clock at the end.
 void sendCarrier(const run_s& run, const planned_olio_s& planned, std::uint16_t rawType) {
     byte_writer_s writer = payloadWriter(run.host);
     put(&writer, planned.id, 2);
@@ -54,7 +54,7 @@ std::int16_t tune(run_s* run, const planned_olio_s& planned, field_s* field) {
     if (field->carrier.power != power / 10.0 || field->carrier.kilohertz != run->channel.frequency) {
         field->carrier.power = power / 10.0;
         field->carrier.kilohertz = run->channel.frequency;
-        field->changes = run->radio->world.changes - 1;  // other tags are in reach
+        field->changes = run->radio->world.changes - 1;  // other tags are in reach: look anew
     }
     return power;
 }

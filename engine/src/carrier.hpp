@@ -10,10 +10,10 @@
 
 namespace rxe {
 
-// Whether something that takes so many microseconds fits into what is left of the channel's time.
+// Whether work of `microseconds` fits into what is left of the channel's time.
 bool fits(const run_s& run, double microseconds);
-// Whether each of the channels, once it has rested, may be used for that long after the
-// tags have woken up.
+// Whether each of the plan's channels may be used for that long once it has rested, after the
+// 1.5 ms in which tags wake up.
 bool everFits(const run_s& run, double microseconds);
 
 // Takes the next channel that may be used for `least` microseconds: the carrier goes off,
@@ -27,9 +27,8 @@ void waitOnAir(run_s* run, std::size_t position, std::int64_t end);
 // The carrier goes off: CW_OFF, and the tags are without power from now on.
 void carrierOff(run_s* run, std::size_t position);
 
-// The accesses of a tag begin, and end. A hop between them turns the carrier off with
-// CW_OFF; its CW_ON is held back until they end, because a host takes CW_ON as the end of
-// the tag's accesses.
+// Call them around the accesses of a tag. A hop in between turns the carrier off with CW_OFF; its
+// CW_ON is held back until the accesses end, because a host takes CW_ON as their end.
 void beginAccesses(run_s* run);
 void endAccesses(run_s* run, std::size_t position);
 

@@ -6,9 +6,10 @@
 namespace rxe {
 namespace {
 
+// Microseconds, except for the edge between the two rules.
 constexpr std::uint32_t bandEdge = 900000;  // kHz
 constexpr std::int64_t windowTime = 20000000, mostInWindow = 400000;
-constexpr std::int64_t leastUse = 10000;  // a shorter stay would be gone before it brought a read
+constexpr std::int64_t leastUse = 10000;  // a shorter stay ends before it brings a read
 constexpr std::int64_t mostAtOnce = 4000000, restTime = 100000;
 
 bool hasWindow(std::uint32_t kilohertz) {
@@ -26,7 +27,8 @@ std::int64_t usedInWindow(const channel_uses_t& uses, std::uint32_t kilohertz, s
     return used;
 }
 
-// When the stay began that would go on now: stays with less than a rest between them are one.
+// When the stay began that would continue at `now`: stays with less than a rest between them
+// count as one.
 std::int64_t beginWithoutRest(const channel_uses_t& uses, std::uint32_t kilohertz, std::int64_t now) {
     std::int64_t begin = now;
     for (auto use = uses.rbegin(); use != uses.rend() && use->to + restTime > begin; ++use) {
@@ -37,13 +39,13 @@ std::int64_t beginWithoutRest(const channel_uses_t& uses, std::uint32_t kilohert
 
 }  // namespace
 
-// What has left the window of 20 s counts nowhere any more, so the list stays short.
+// A stay that has left the window of 20 s counts for neither rule, so the list stays short.
 void noteUse(const channel_use_s& use, channel_uses_t* uses) {
     std::erase_if(*uses, [&](const channel_use_s& old) { return old.to <= use.to - windowTime; });
     uses->push_back(use);
 }
 
-// A channel is not free either when what is left of its time is too short to be of use.
+// A channel also counts as taken when what is left of its time is too short to be of use.
 bool channelIsFree(const channel_uses_t& uses, std::uint32_t kilohertz, std::int64_t now,
                    std::int64_t least) {
     const bool isOfUse =
@@ -55,7 +57,8 @@ std::int64_t longestStay(std::uint32_t kilohertz) {
     return hasWindow(kilohertz) ? mostInWindow : mostAtOnce;
 }
 
-// While an earlier stay leaves the window the new one costs nothing on balance.
+// While an earlier stay leaves the window at one end, the new stay enters it at the other, and
+// the time used within the window does not grow.
 std::int64_t channelLimit(const channel_uses_t& uses, std::uint32_t kilohertz, std::int64_t now) {
     if (!hasWindow(kilohertz)) {
         return beginWithoutRest(uses, kilohertz, now) + mostAtOnce;

@@ -12,12 +12,13 @@
 namespace rxe {
 namespace {
 
-// The host flushes its batches on CMD_ONGOING, so it comes five times a second.
+// The host sends its gathered reports on CMD_ONGOING, so it comes five times a second.
 constexpr std::int64_t ongoingInterval = 200000;  // microseconds
-// With a host that keeps the radio waiting, what is older than this is not made up for.
+// When the host's callback keeps the radio waiting, the engine's clock falls behind the real one
+// by this at most; the rest of the time is skipped.
 constexpr std::int64_t maxLag = 20000;  // microseconds
-// The radio may be this much ahead of the real clock, so that it sleeps once
-// for several slots.
+// The engine's clock may be this far ahead of the real one, so that the radio sleeps once for
+// several slots.
 constexpr std::int64_t maxLead = 1000;  // microseconds
 
 // The answer to RXE_getErr: refused operations, the last status, the last happenings.
@@ -36,7 +37,7 @@ bool eventsAreDue(const radio_s& radio, const host_s& host) {
     return radio.now >= radio.nextEvent || host.events.waiting.load(std::memory_order_relaxed);
 }
 
-// Sleeps on the real clock. A stop, a question and a posted event end it early.
+// Sleeps until `due`. A stop, a request for the error log and a posted event end it early.
 void sleepUntil(host_s* host, std::chrono::steady_clock::time_point due) {
     std::unique_lock lock(host->mutex);
     host->wake.wait_until(lock, due, [&] {
@@ -45,14 +46,14 @@ void sleepUntil(host_s* host, std::chrono::steady_clock::time_point due) {
     });
 }
 
-// What the engine's clock would be if it followed the real one, microseconds.
+// Microseconds of real time since RXE_connect.
 std::int64_t realNow(const radio_s& radio) {
     const auto elapsed = std::chrono::steady_clock::now() - radio.origin;
     return std::chrono::duration_cast<std::chrono::microseconds>(elapsed).count();
 }
 
-// Brings the real clock to the engine's, or the engine's to the real one when
-// the host has kept the radio waiting for too long.
+// Sleeps until the real clock has reached the engine's. When the engine's is behind by more than
+// maxLag, it jumps on.
 void keepPace(radio_s* radio, host_s* host) {
     const std::int64_t real = realNow(*radio);
     if (radio->now <= real + maxLead) {
@@ -94,7 +95,7 @@ void catchUp(radio_s* radio) {
 }
 
 void sendWhatIsDue(radio_s* radio, host_s* host) {
-    // Looked at before every slot, so no more than a load unless there is something.
+    // This runs before every slot, so each question costs one atomic load while its answer is no.
     if (host->errorLogRequested.load(std::memory_order_relaxed)) {
         host->errorLogRequested.store(false, std::memory_order_relaxed);
         deliverErrorLog(*radio, host);
@@ -103,7 +104,7 @@ void sendWhatIsDue(radio_s* radio, host_s* host) {
         host->resetRequested.store(false, std::memory_order_relaxed);
         clearReported(&radio->reported);
     }
-    // What has been on air until now counts with the power that it had.
+    // Before events change the power: the time that has passed counts with the one it had.
     countWork(radio);
     if (eventsAreDue(*radio, *host)) {
         radio->nextEvent = applyDueEvents(radio, host);
@@ -113,7 +114,7 @@ void sendWhatIsDue(radio_s* radio, host_s* host) {
     }
     radio->lastOngoing = radio->now;
     const bool running = host->activity.load(std::memory_order_relaxed) != activity_e::IDLE;
-    if (running && !radio->replay.active()) {  // a log that is played back has its own
+    if (running && !radio->replay.active()) {  // a log that is played back has CMD_ONGOING packets
         byte_writer_s writer = payloadWriter(host);
         put(&writer, static_cast<std::uint64_t>(radio->now / 1000), 4);
         deliver(host, radio->now, RXE_PACKET_CMD_ONGOING, writer.size);

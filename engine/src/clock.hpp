@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// The engine's clock, and what comes with time whatever the radio does: CMD_ONGOING,
-// answers to the host's requests, due events. Radio thread only. Times are
-// microseconds of the engine's clock.
+// The engine's clock, and what is due by time alone, whatever the radio does: CMD_ONGOING,
+// answers to the host's requests, events. Radio thread only. Times are microseconds of the
+// engine's clock.
 #pragma once
 
 #include <cstdint>

@@ -8,8 +8,8 @@
 //   | 0x00 | 0xF1 | bytes: 2 | bits: 2 | EPC: bytes |  EPC that is not 96 bits
 //   | 0x03 | 0x84 | kind | length | value: length |  engine's own fields
 //
-// A field of the last form with an unknown kind is stepped over, so that an
-// older reader of a newer stream still finds the rest.
+// The decoder skips a field of the last form with an unknown kind, so that an older decoder of a
+// newer stream still finds the rest.
 #pragma once
 
 #include <array>
@@ -73,7 +73,7 @@ struct tag_read_s {
 
 // Encoders return the bytes written into `out`; 0 when they do not fit or when a
 // value cannot be encoded (an EPC of more than maxEpcBits). A PC of 0000h has an EPC of no bits.
-// `fields`: the RXE_FIELD_ bits that the packet is to have.
+// `fields`: the RXE_FIELD_ bits that the packet carries; bits without a field are ignored.
 std::size_t encodeTag(const tag_read_s& read, std::uint32_t fields, std::span<std::uint8_t> out);
 // `result` is an RXE_ACCESS_RESULT_ or one of this engine's own; `data` has up to 4,096 bytes.
 std::size_t encodeAccess(std::uint8_t accessId, std::uint8_t result, std::span<const std::uint8_t> data,
@@ -95,7 +95,7 @@ struct byte_writer_s {
     bool ok = true;
 };
 
-// The lowest `bytes` bytes of the value, 1 to 8.
+// Appends the lowest `bytes` bytes of the value, 1 to 8.
 void put(byte_writer_s* writer, std::uint64_t value, std::size_t bytes);
 void putBytes(byte_writer_s* writer, std::span<const std::uint8_t> bytes);
 

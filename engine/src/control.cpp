@@ -21,9 +21,8 @@ namespace {
 constexpr std::string_view endpointScheme = "ipc://";
 constexpr std::int64_t maxMessage = 65536;  // bytes; a longer one ends its connection
 
-// ZeroMQ takes a socket's file over without asking who holds it, which would
-// cut off another engine; a plain connect tells. EAGAIN: somebody listens, and
-// its queue of callers is full.
+// Whether a process listens on the socket's file. zmq_bind would replace the file without asking,
+// and cut another engine off. EAGAIN: a process listens, and its queue of callers is full.
 bool isInUse(const std::string& file) {
     sockaddr_un address{};
     if (file.size() >= sizeof address.sun_path) {
@@ -41,7 +40,8 @@ bool isInUse(const std::string& file) {
     return alive;
 }
 
-// Reads all frames of a message; only one of a single frame counts.
+// Reads all frames of the next message; false when none waits. A message of several frames gives
+// an empty text, which is refused.
 bool receiveOne(void* socket, std::string* text) {
     int frames = 0;
     for (int more = 1; more != 0; ++frames) {

@@ -1,7 +1,12 @@
 // SPDX-License-Identifier: MIT
-// The control socket: ZeroMQ requests that change the world while it runs, one
-// event each, answered by "ok" or by the one line that says what is wrong. A
-// thread of its own, which posts events and touches nothing else of the engine.
+// The control socket: ZeroMQ requests that change the world while it runs. It has a thread of
+// its own, which posts events and touches nothing else of the engine.
+//
+//   request   gpi 1 high          or   {"event": "gpi", "port": 1, "level": "high"}
+//   reply     ok                  or   one line that says what is wrong
+//
+// A request has one frame with one event, 64 KiB at most; a longer one ends its connection.
+// A request that is refused changes nothing.
 #pragma once
 
 #include <sys/types.h>
@@ -17,7 +22,7 @@ namespace rxe {
 // Written by the thread that connects and disconnects.
 struct control_s {
     std::thread thread;
-    // An eventfd; a write to it ends the thread.
+    // An eventfd, -1 while the socket is closed; a write to it ends the thread.
     int stopDescriptor = -1;
     // ZeroMQ's. While there is a thread, only that thread uses the socket.
     void* context = nullptr;
@@ -29,15 +34,16 @@ struct control_s {
     ino_t inode = 0;
 };
 
-// Takes an event that came in, or says in one line what is wrong with it; called on the control
-// thread.
+// Takes an event that came in. Returns an empty text, or one line that says why the event is
+// refused. Called on the control thread.
 using take_event_f = std::function<std::string(event_s event)>;
 
-// Opens the socket at an "ipc://" endpoint and starts the thread; "none" does
-// nothing. A socket that another process listens on is left alone. What goes
-// wrong is told in `*error`, and then there is no control socket.
+// Opens the socket at an "ipc://" endpoint and starts the thread; "none" does nothing. A
+// socket that another process listens on is left alone. On a failure `*error` gets one line
+// and the socket stays closed; on success `*error` keeps its content.
 void openControl(const std::string& endpoint, take_event_f take, control_s* control, std::string* error);
-// Ends the thread and removes the socket. Not for the control thread.
+// Ends the thread, waits for it, and removes the socket's file. Any thread but the control
+// thread; does nothing while the socket is closed.
 void closeControl(control_s* control);
 
 }  // namespace rxe

@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: MIT
-// The way of a packet to the host: log, then callback. Radio thread only, but for
-// `wanted`, which any thread may ask.
+// Delivers packets to the host: first to the packet log, then to the callback. Radio thread
+// only, except for `wanted`, which any thread may ask.
 //
-// A packet is written in place: payloadWriter gives the room behind the packet's head, and
-// deliver fills the head in. So there is one packet at a time. `now` is microseconds of the
-// engine's clock, for the log.
+// A packet is written in place, into host_s::packet. payloadWriter gives the room behind the
+// packet's head, and deliver fills the head in, so there is one packet at a time. `now` is
+// microseconds of the engine's clock, for the log. The room has maxPayload bytes, enough for
+// each packet of the engine.
 #pragma once
 
 #include <cstddef>
@@ -15,7 +16,7 @@
 
 namespace rxe {
 
-// Why a run ended, as START_INFO3 and the end-of-run packet tell it.
+// Why a run ended: the stop cause in START_INFO3 and in the end-of-run packet.
 enum stop_cause_e : std::uint16_t {
     // It has not ended.
     RUNNING = 0,
@@ -32,7 +33,9 @@ enum stop_cause_e : std::uint16_t {
     CAUSE_MISCONFIGURED = 1024,
 };
 
-// The first two bytes of an end-of-run packet's payload.
+// The payload of an end-of-run packet begins with these two bytes; the stop cause follows.
+//
+//   | 08 | 09 | stop cause: 2 |
 constexpr std::uint16_t endOfRunMark = 0x0809;
 
 // Where the payload of the next packet is written.
@@ -48,19 +51,19 @@ inline byte_writer_s payloadWriter(host_s* host) {
     return {.out = payloadRoom(host)};
 }
 
-// Whether the host wants packets of this raw type. Asked before a packet whose encoding is
-// costly; deliver asks on its own.
+// Whether the host has enabled packets of this raw type. END_OF_RUN and ERROR_LOG are always
+// wanted. Ask before you encode a packet at some cost; deliver asks on its own.
 bool wanted(const host_s& host, std::uint16_t rawType);
 
-// Hands over a packet whose `length` bytes of payload stand in the room; drops
-// it when the host does not want its type.
+// Hands over a packet whose `length` bytes of payload stand in the room; drops it, also from
+// the log, when the host does not want its type.
 void deliver(host_s* host, std::int64_t now, std::uint16_t rawType, std::size_t length);
 // The same whether the host wants its type or not: packets of a log that is
 // played back, which holds what the host wanted then.
 void deliverAsIs(host_s* host, std::int64_t now, std::uint16_t rawType, std::size_t length);
 
-// The last packet of a run.
+// The last packet of a run, with its stop cause.
 void sendEndOfRun(host_s* host, std::int64_t now, stop_cause_e cause);
-// API_ERROR with this code, least significant byte first.
+// API_ERROR with this code. Quirk of that packet: its bytes are least significant first.
 void sendApiError(host_s* host, std::int64_t now, std::uint32_t code);
 }  // namespace rxe

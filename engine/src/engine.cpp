@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The radio thread sleeps while there is nothing to do, holds no lock while it works, and tells
-// those who wait in RXE_stop and RXE_start when a run has ended.
+// The radio thread sleeps while there is nothing to do and holds no lock while it works. At the
+// end of a run it wakes the threads that wait in RXE_stop and RXE_start.
 #include "engine.hpp"
 
 #include <system_error>
@@ -29,7 +29,7 @@ void waitForWork(engine_s* engine, std::unique_lock<std::mutex>* lock) {
     }
 }
 
-// One run, or a look at what is due between two runs.
+// One run; without one, answers to requests and events that are due.
 void work(activity_e activity, std::uint16_t fakeTagRate, radio_s* radio, host_s* host) {
     catchUp(radio);
     if (activity == activity_e::IDLE) {
@@ -46,7 +46,8 @@ void work(activity_e activity, std::uint16_t fakeTagRate, radio_s* radio, host_s
     }
 }
 
-// One run after the other, until the connection ends. The lock is free while it works.
+// The body of the radio thread: one run after the other, until the connection ends. The lock is
+// free during `work`.
 void radioThread(engine_s* engine) {
     host_s& host = engine->host;
     std::unique_lock lock(host.mutex);

@@ -14,9 +14,12 @@
 
 namespace rxe {
 
-// CLOSING lasts from the disconnect's beginning until the radio thread has ended.
+// UP: RXE_connect has succeeded. CLOSING: RXE_disconnect is under way, until the radio thread
+// has ended; other calls are refused meanwhile.
 enum class connection_e : std::uint8_t { DOWN, UP, CLOSING };
 
+// The library has one engine, in api.cpp, which lives as long as the process; benchmarks make
+// their own.
 struct engine_s {
     host_s host;
     radio_s radio;
@@ -29,18 +32,21 @@ struct engine_s {
     // Notified when a run has ended; RXE_stop waits for it.
     std::condition_variable ended;
     connection_e connection = connection_e::DOWN;
-    // The radio thread is to end.
+    // The radio thread ends when it has finished what it does. Set by stopThread, cleared by
+    // startThread.
     bool exiting = false;
-    // Tells RXE_stop whether the run has ended that it has stopped, also when the next one
-    // has begun since.
+    // Counts runs. By it RXE_stop notices that its run has ended, also when the next one has
+    // begun since.
     std::uint64_t runsEnded = 0;
     // Tags a second, for RXE_txFakeTags. Read by the radio thread when a run begins.
     std::uint16_t fakeTagRate = 0;
 };
 
-// Starts the radio thread; false when the system has none left.
+// Starts the radio thread. False when the system cannot create one; then nothing has
+// changed. The caller holds host.mutex.
 bool startThread(engine_s* engine);
-// Ends the radio thread and waits for it. The caller is another thread and holds no lock.
+// Ends the radio thread, and the run that it is in, and waits for it. The caller is another
+// thread and holds no lock.
 void stopThread(engine_s* engine);
 // Whether the caller is the radio thread, and so within the host's callback.
 bool onRadioThread(const engine_s& engine);

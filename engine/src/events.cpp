@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Each event changes the world and sends the packet that tells of it, if there is one. Events
-// that a host cannot know of from packets leave a line in the error log.
+// Each event changes the world and sends the packet that tells of it, if there is one. An event
+// without a packet leaves a line in the error log.
 #include "events.hpp"
 
 #include <algorithm>
@@ -31,7 +31,7 @@ void arrive(radio_s* radio, const moment_s& moment) {
 
 // --- One function for each kind of event.
 
-// The rest of a line that names a port: "antenna 2 lost".
+// A line for the error log that names a port: "antenna 2 lost".
 std::string portLine(const char* what, const event_s& event, const char* how) {
     return what + std::to_string(event.port) + how;
 }
@@ -42,7 +42,7 @@ void sendBytes(host_s* host, std::int64_t now, std::uint16_t rawType, std::span<
     deliver(host, now, rawType, writer.size);
 }
 
-// An output of the reader keeps its level, whatever comes from outside.
+// A port that is an output keeps its level.
 void applyGpi(radio_s* radio, host_s* host, const event_s& event) {
     gpi_s& gpi = radio->world.gpis[event.port - 1U];
     std::uint8_t inputs = 0;
@@ -109,7 +109,7 @@ void applyEnter(radio_s* radio, host_s*, const event_s& event) {
     addTag(std::move(tag), radio->now, &radio->world);
 }
 
-// The tag that an event is for; a line in the error log when it is not there.
+// Index of the tag that an event names, or -1 with a line in the error log.
 std::int64_t tagOf(radio_s* radio, const event_s& event) {
     const std::int64_t index = findTag(radio->world, event.bytes, radio->now);
     if (index < 0) {
@@ -130,8 +130,8 @@ void applyLeave(radio_s* radio, host_s*, const event_s& event) {
     }
 }
 
-// Tags read elsewhere take nine tenths of the database, rounded up, or all of
-// it and one more has found no room. What is in it stays.
+// Fills the database with entries of tags read elsewhere, up to nine tenths, rounded up, or
+// (flag) whole, and then tells that one more tag has found no room. Entries of its own stay.
 void applyDatabase(radio_s* radio, host_s* host, const event_s& event) {
     reported_s& reported = radio->reported;
     const std::size_t capacity = radio->world.dbCapacity;
@@ -151,7 +151,7 @@ void applyPacket(radio_s* radio, host_s* host, const event_s& event) {
     sendBytes(host, radio->now, event.rawType, event.bytes);
 }
 
-// Functions have all parameters of the table, whether they need them or not.
+// All functions of the table have the same parameters; some do not use them all.
 struct event_row_s {
     event_e kind;
     void (*apply)(radio_s* radio, host_s* host, const event_s& event);
@@ -212,8 +212,8 @@ void takePosted(radio_s* radio, host_s* host) {
 
 std::int64_t applyDueEvents(radio_s* radio, host_s* host) {
     takePosted(radio, host);
-    // What happened by itself when a log was written is in the log, what came between
-    // two runs too: the scenario's events and the temperatures would bring it twice.
+    // The log has the packets of all events and alarms, also of those between two runs. The
+    // scenario's events and the temperatures would bring them twice.
     if (radio->replay.active()) {
         return radio->now + hour;
     }

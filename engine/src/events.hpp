@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What happens to the world while the engine is connected: due moments of the
-// timeline, and what the control socket posts in between. Radio thread only.
+// Applies what happens to the world while the engine is connected: moments of the timeline
+// that are due, and events that the control socket has posted. Radio thread only.
 #pragma once
 
 #include <cstdint>
@@ -10,9 +10,10 @@
 
 namespace rxe {
 
-// Changes the world by what is due and sends the packets that tell of it. To be called
-// when `now` has reached radio.nextEvent, and when an event was posted. Returns when it
-// has to be called again, microseconds of the engine's clock.
+// Changes the world by what is due and sends the packets that tell of it; moves the
+// temperatures on as well. Call it when the clock has reached radio.nextEvent, and when an
+// event was posted. Returns the time of the next call, microseconds of the engine's clock.
+// During a replay only posted events are applied, since the log has the packets of all others.
 std::int64_t applyDueEvents(radio_s* radio, host_s* host);
 
 }  // namespace rxe

@@ -9,7 +9,7 @@ namespace {
 
 using feature_f = bool(const reader_s& reader);
 
-// Of a line of versions, whatever its patch.
+// Whether the version is major.minor, with any patch.
 bool isVersion(const REL_VERSION_s& version, int major, int minor) {
     return version.major == major && version.minor == minor;
 }
@@ -35,7 +35,7 @@ bool delaysAfterSelects(const reader_s& reader) {
     return !isOldPn5100(reader);
 }
 
-// Above these patches, each in its line of versions.
+// Firmware above these patches, by major and minor version.
 bool checksAntennas(const reader_s& reader) {
     const REL_VERSION_s& firmware = reader.firmware;
     return (isVersion(firmware, 1, 4) && firmware.patch > 86) ||
@@ -57,6 +57,7 @@ bool delaysCycles(const reader_s& reader) {
     return !isVersion(reader.firmware, 2, 2) || reader.firmware.patch > 27;
 }
 
+// Parameter ids `first` to `last`, which only readers have for which `available` is true.
 struct feature_s {
     std::uint16_t first;
     std::uint16_t last;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
-// Parameters that only some readers and firmware versions have. Any thread: these are
-// functions of the reader_s alone, which does not change while there is a connection.
+// Which parameters a reader has, by its model, its firmware and the library's version. Any
+// thread: these are functions of the reader_s alone, which does not change while there is a
+// connection. The daemon decides by the same versions which parameters it uses.
 #pragma once
 
 #include <cstdint>
@@ -10,18 +11,19 @@
 
 namespace rxe {
 
-// What decides about it: the scenario's model and versions.
+// The scenario's model and versions.
 struct reader_s {
+    // ANY has the parameters of every model.
     reader_model_e model = reader_model_e::ANY;
     REL_VERSION_s firmware = {};
     REL_VERSION_s library = {};
 };
 
-// False for a parameter that this reader or its firmware does not have. True for all other
-// ids, also for those that are not parameters.
+// False for a parameter that this reader or its firmware does not have; a call for it gets
+// STATUS_NOT_SUPPORTED. True for all other ids, also for those that are not parameters.
 bool hasParameter(const reader_s& reader, std::uint16_t id);
-// Whether the transmit delay can follow passes without new tags (type 2). Every reader can
-// rest after passes without any tag.
+// Whether the transmit delay can be of type 2: the radio rests after a pass without a new tag.
+// An old PN5100 (firmware other than 2) has only type 1, after a pass without any read.
 bool delaysAfterNoUniques(const reader_s& reader);
 
 }  // namespace rxe

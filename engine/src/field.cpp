@@ -10,13 +10,13 @@
 namespace rxe {
 namespace {
 
-// A tag at rest keeps its link, so it is worked out once.
+// A tag at rest keeps its link budget, so it is worked out once.
 bool moves(const tag_s& tag) {
     return tag.velocity.x != 0 || tag.velocity.y != 0 || tag.velocity.z != 0;
 }
 
-// Whether the carrier comes out of its antenna and the receiving one listens; without
-// either, no tag is read.
+// Whether the transmitting antenna radiates and the receiving one hears. If one does not, no tag
+// is read.
 bool radiates(const world_s& world, const carrier_s& carrier) {
     if (carrier.beam) {
         const bool hears = carrier.allBeams || carrier.listening.valid();
@@ -42,7 +42,7 @@ lit_tag_s lightOn(const world_s& world, const carrier_s& carrier, std::uint32_t 
     return lit;
 }
 
-// Without frame errors fading does not decide, so that a scenario can be without chance.
+// With "errors" false fading does not decide either, so that a scenario can exclude chance.
 bool hasPower(const air_s& air, const lit_tag_s& lit) {
     return lit.margin + (air.errors ? lit.fade : 0) >= 0;
 }

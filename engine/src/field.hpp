@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
-// The tags that one olio's carrier reaches. What stands still is worked out
-// once and kept until the world changes; what moves, at each round.
+// The tags that one olio's carrier reaches. The link budget of a tag at rest is worked out
+// once and kept until the world changes, that of a moving tag at each round. Radio thread
+// only; times are microseconds of the engine's clock.
 #pragma once
 
 #include <cstdint>
@@ -11,21 +12,22 @@
 
 namespace rxe {
 
-// A tag with enough power to answer, in this round at least.
+// A tag that has enough power to answer, at least in this round.
 struct lit_tag_s {
     // Into world.tags.
     std::uint32_t index = 0;
     // Of the tag. Another id at the index means that this tag has gone.
     std::uint32_t id = 0;
     bool moving = false;
-    // dB at the tag above its sensitivity, without fading.
+    // Power at the tag above its sensitivity, dB, without fading.
     float margin = 0;
     // dB of this moment's fading at the tag; twice that at the reader.
     float fade = 0;
     // Fading decides whether the tag has power, so `fade` is drawn once for a whole round.
     // Other tags draw it for each of their slots.
     bool atEdge = false;
-    // At the reader, without fading.
+    // Power at the reader, without fading. path.atReader is the same in dBm; the sum of
+    // colliding replies needs milliwatts.
     float milliwatts = 0;
     path_s path;
 };
@@ -36,7 +38,7 @@ struct field_s {
     std::uint64_t changes = ~std::uint64_t{0};
     // Tags at rest that have power, or may have it by fading.
     std::vector<lit_tag_s> still;
-    // Indices of all tags that move, in reach or not.
+    // Indices into world.tags of all tags that move, in reach or not.
     std::vector<std::uint32_t> movers;
     // Tags of both kinds that were present and had power at the last look.
     std::vector<lit_tag_s> lit;
@@ -58,7 +60,7 @@ void lookAround(std::int64_t carrierSince, std::int64_t now, world_s* world, fie
 void darken(std::int64_t now, world_s* world, field_s* field);
 
 // Looks at the tag again, later in a round, and brings `*lit` up to `now` when it moves.
-// False when it has left or has no power.
+// False when it has left or has no power; it keeps the fading of the round.
 bool stillLit(const world_s& world, const carrier_s& carrier, std::int64_t now, lit_tag_s* lit);
 // The same on another channel or with another power, where its link has to be worked out anew.
 bool litAnew(const world_s& world, const carrier_s& carrier, std::int64_t now, lit_tag_s* lit);

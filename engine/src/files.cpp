@@ -23,7 +23,7 @@ std::string readAll(int file, std::size_t most, auto* content) {
     if (static_cast<std::size_t>(status.st_size) > most) {
         return tooLong;
     }
-    // One byte more, for a file that grows meanwhile and those of /proc, which have no size.
+    // One byte more, to notice a file that grows meanwhile; files of /proc have size 0.
     content->resize(static_cast<std::size_t>(status.st_size) + 1);
     for (std::size_t size = 0;;) {
         const ssize_t got = ::read(file, content->data() + size, content->size() - size);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The files that environment variables name.
+// Reads the files that RXE_SCENARIO and RXE_REPLAY name.
 #pragma once
 
 #include <cstddef>
@@ -9,9 +9,11 @@
 
 namespace rxe {
 
-// Reads a regular file of at most `most` bytes. Returns what is wrong, as a text that goes
-// behind the file's name, or an empty text. A folder, a device and a pipe are refused without
-// a wait. Both throw only when there is no memory.
+// Reads a regular file of at most `most` bytes, a multiple of 1 MiB, into `*content`. Returns
+// an empty text, or what is wrong, to be put behind the file's name: "cannot be opened: ...",
+// "is not a regular file", "has more than 32 MiB". After a fault `*content` may hold a part of
+// the file. A folder, a device and a pipe are refused without a wait. Throws only
+// std::bad_alloc. Any thread.
 std::string readFile(const char* path, std::size_t most, std::string* content);
 std::string readFile(const char* path, std::size_t most, std::vector<std::uint8_t>* content);
 

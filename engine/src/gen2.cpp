@@ -18,7 +18,7 @@ constexpr std::uint16_t xpc1Xeb = 0x8000;
 constexpr std::int64_t s1Persistence = 2000000;       // powered or not
 constexpr std::int64_t s2S3SlPersistence = 20000000;  // unpowered
 
-// 0 behind the bank's end.
+// The word, high byte first; 0 behind the bank's end.
 std::uint16_t wordAt(const std::vector<std::uint8_t>& bank, std::size_t word) {
     return 2 * word + 1 < bank.size() ? static_cast<std::uint16_t>(bank[2 * word] << 8 | bank[2 * word + 1])
                                       : std::uint16_t{0};
@@ -34,7 +34,8 @@ bool bitAt(const std::uint8_t* bytes, std::size_t bit) {
     return ((bytes[bit / 8] >> (7 - bit % 8)) & 1) != 0;
 }
 
-// The stored CRC follows whatever is written to PC and EPC.
+// Makes the stored CRC anew, as a tag does after a write to PC or EPC (EPC Gen2 v2.0.1,
+// 6.3.2.1.2.1).
 void refreshCrc(tag_s* tag) {
     auto& bank = tag->banks[BANK_EPC];
     if (bank.size() < epcOffset) {
@@ -73,7 +74,7 @@ guard_s guardOf(std::uint8_t bank, std::size_t word) {
     }
 }
 
-// Locked: with the password only; locked for good: never.
+// Whether the lock forbids access: locked, without the password; permalocked, always.
 bool isClosed(const tag_s& tag, const guard_s& guard, bool secured) {
     const bool locked = (tag.locks & guard.lock) != 0;
     const bool forGood = (tag.locks & (guard.lock >> 1)) != 0;
@@ -81,7 +82,7 @@ bool isClosed(const tag_s& tag, const guard_s& guard, bool secured) {
 }
 
 constexpr std::size_t blockWords = 4, lockableBlocks = 32;
-// By BlockPermalock, which no password lifts.
+// Whether BlockPermalock has locked the word's block; no password unlocks it.
 bool blockIsLocked(const tag_s& tag, std::size_t word) {
     const std::size_t block = word / blockWords;
     return block < lockableBlocks && ((tag.lockedBlocks >> block) & 1) != 0;
@@ -93,7 +94,7 @@ void powerUp(std::int64_t now, tag_s* tag) {
     if (now <= tag->poweredUntil) {
         return;
     }
-    tag->inventoried &= 0xE;  // S0 lives on power alone
+    tag->inventoried &= 0xE;  // S0 falls back as soon as the power fails
     if (now - tag->poweredUntil > s2S3SlPersistence) {
         tag->inventoried &= 0x3;
         tag->sl = false;
@@ -151,7 +152,7 @@ backscatter_s backscatterOf(const tag_s& tag) {
     const std::uint16_t xpc1 = xpcWords > 0 ? tag.xpc1 : std::uint16_t{0};
     const std::uint16_t xpc2 = xpcWords > 1 ? tag.xpc2 : std::uint16_t{0};
     const auto bits = static_cast<std::uint16_t>(8 * bytes);
-    // The stored CRC is over PC and EPC; with XPC words between them it is another one.
+    // The stored CRC covers PC and EPC. With XPC words between them the tag computes another one.
     std::uint16_t crc = wordAt(bank, 0);
     if (xpcWords != 0) {
         crc = crcAfter(crcAfter(crcPreset, pc, 16), xpc1, 16);

@@ -18,7 +18,7 @@ constexpr std::int64_t checkUnit = 100000;       // of the antenna check's inter
 constexpr std::uint64_t warningPercent = 90;     // of the database's capacity
 constexpr int lowLimit = -20;                    // degrees that raise the low alarm
 
-// All that differs between the two temperatures: members, parameter ids, alarms.
+// The differences between the two temperatures: members, parameter ids, alarms.
 struct sensor_s {
     bool pa;
     double health_s::*degrees;
@@ -40,7 +40,7 @@ constexpr std::array sensors{
              RXE_PACKET_AMB_TEMP_LO_ALARM, "ambient"},
 };
 
-// The part of full power that this much is, 0 to 1.
+// The share of full power, 0 to 1, in milliwatts; both in tenths of dBm.
 double loadOf(std::int16_t power, std::int16_t full) {
     return power == notOnAir ? 0 : std::min(1.0, std::pow(10.0, (power - full) / 100.0));
 }
@@ -82,7 +82,8 @@ void sendAlarm(radio_s* radio, host_s* host, const sensor_s& sensor, std::int64_
             writer.size);
 }
 
-// Of an array the elements, counted from bit 0, when the array itself is there.
+// Bit n-1: port n is connected. For an array bit n is element n, and all are 0 when the array
+// itself is lost.
 std::uint16_t connectedBits(const world_s& world) {
     const bool isArray = world.model == reader_model_e::QDX4400;
     std::uint16_t bits = 0;
@@ -93,7 +94,8 @@ std::uint16_t connectedBits(const world_s& world) {
     return bits;
 }
 
-// Tells the host of an antenna that some enabled olio transmits on.
+// Tells the host that an antenna is lost or back, by the first enabled olio that transmits there;
+// without such an olio there is nothing to tell.
 void sendAntennaAlarm(host_s* host, std::int64_t now, unsigned port, bool connected) {
     for (std::uint16_t id = 1; id <= RXE_MAX_OLIOS; ++id) {
         OLIO_s olio{};
@@ -109,8 +111,8 @@ void sendAntennaAlarm(host_s* host, std::int64_t now, unsigned port, bool connec
     }
 }
 
-// At the interval that the host has set; 0, and a firmware without the check,
-// never look. Returns when to look again.
+// Checks the antennas at the interval that the host has set; never when it is 0 or the firmware
+// does not have the check. Returns when to check again.
 std::int64_t checkAntennas(radio_s* radio, host_s* host) {
     health_s& health = radio->health;
     std::uint8_t interval = 0;

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
-// What lies between the host's threads and the radio thread: the parameters that the
-// host writes, its requests, the events of the control socket, and the way of the
-// packets back. The host's threads ask by setting a word here and waking the radio
-// thread; only the radio thread delivers packets. No lock is held during the callback.
+// The state that the host's threads and the radio thread share: the parameters that the host
+// writes, its requests, the events of the control socket, and the packet and the callback that
+// takes it. The host's threads set a word here and wake the radio thread; only the radio thread
+// delivers packets. No lock is held during the callback.
 #pragma once
 
 #include <array>
@@ -20,15 +20,17 @@
 
 namespace rxe {
 
-// The host's callback; what it returns is not looked at.
+// The host's callback. The engine ignores what it returns.
 using packet_callback_f = int(RXE_packet_s*);
 
-// ENDING lasts from just before the end-of-run packet to its return: the host
-// counts the start as over then, RXE_stop and RXE_start do not yet.
+// ENDING lasts from just before the end-of-run packet until its callback has returned.
+// Meanwhile RXE_resume answers that no start is under way, and RXE_stop and RXE_start still
+// wait for the run's end.
 enum class activity_e : std::uint8_t { IDLE, INVENTORY, FAKE_TAGS, ENDING };
 
 struct host_s {
-    // Guards the connection, the start of runs and the thread's life (engine.hpp).
+    // Guards the connection, the start of runs and the radio thread's life (engine.hpp). Nothing
+    // waits for the host's callback with it.
     // The radio thread sleeps on `wake`; any thread notifies it.
     std::mutex mutex;
     std::condition_variable wake;
@@ -39,15 +41,16 @@ struct host_s {
     // Requests: set by the host's threads, cleared by the radio thread, but for
     // `stopRequested`, which the next start clears.
     std::atomic<bool> stopRequested{false};
-    // The error log as a packet (RXE_getErr).
+    // RXE_getErr asks for the error log as a packet.
     std::atomic<bool> errorLogRequested{false};
-    // An empty tag database (RXE_resetDb).
+    // RXE_resetDb asks for an empty tag database.
     std::atomic<bool> resetRequested{false};
     // Operations refused since RXE_connect and the status of the last one, for
     // the error log. Written on any thread, read by the radio thread.
     std::atomic<std::uint32_t> refusals{0};
     std::atomic<int> lastRefusal{0};
 
+    // All records that the host can read and write by id. Any thread; guarded by its own mutex.
     params_s params;
     // Writes with the shadow flag since RXE_connect: those that repeated the stored
     // value and so never reached the radio, and those that reached it. Written by
@@ -67,7 +70,8 @@ struct host_s {
     alignas(8) std::array<std::uint8_t, sizeof(RXE_packet_s) + maxPayload> packet{};
 };
 
-// Any thread; asked before each slot.
+// Whether the host has asked for a stop since the last start. Any thread; the radio asks before
+// each slot.
 inline bool stopRequested(const host_s& host) {
     return host.stopRequested.load(std::memory_order_relaxed);
 }

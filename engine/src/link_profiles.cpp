@@ -10,7 +10,8 @@
 namespace rxe {
 namespace {
 
-// RTcal and TRcal of every row keep to 2.5 to 3 Tari and 1.1 to 3 RTcal.
+// Forward links by the hundreds of a profile number. Each row has RTcal within 2.5 to 3 Tari and
+// TRcal within 1.1 to 3 RTcal (EPC Gen2 v2.0.1, 6.3.1.2.8).
 struct forward_s {
     std::uint16_t hundred;
     double tari;       // microseconds
@@ -31,6 +32,7 @@ constexpr std::array forwards{
     forward_s{16, 12.5, 2.0, dr64, 500},   forward_s{17, 20, 2.0, dr64, 320},
 };
 
+// The tag's coding by the last two digits.
 struct coding_s {
     std::uint16_t digits;
     unsigned miller;
@@ -43,8 +45,8 @@ constexpr std::array codings{
     coding_s{17, 4, false}, coding_s{18, 2, true}, coding_s{19, 1, false}, coding_s{20, 2, false},
 };
 
-// Numbers that leave the choice to the radio. Nothing interferes here, so
-// each settles on a profile at once.
+// Numbers that leave the choice to the radio. Without interference there is nothing to choose
+// by, so each stands for one profile.
 struct chosen_s {
     std::uint16_t id;
     std::uint16_t profile;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A file of every packet that went to the host. Numbers are little-endian.
+// The packet log: a file with every packet that went to the host. Numbers are little-endian.
 //
 //   header   | "RXEPKLOG" | version: 4 = 1 | reserved: 4 | start: 8 |
 //   record   | time: 8 | raw type: 2 | length: 2 | payload: length |
@@ -19,7 +19,10 @@
 
 namespace rxe {
 
-// The raw type of a record that is a note and not a packet: the counts of shadow writes.
+// The raw type of a record that is not a packet. It comes before the end of each run and counts
+// writes with the shadow flag since RXE_connect, numbers most significant byte first:
+//
+//   | repeated the stored value, so never reached the radio: 4 | reached it: 4 |
 constexpr std::uint16_t typeShadowCounts = 0;
 
 // Closes a file for unique_ptr.

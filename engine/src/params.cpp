@@ -15,10 +15,9 @@ namespace {
 
 enum access_e : std::uint8_t { GET = 1, SET = 2, RW = GET | SET, NVM = 4 };
 
-// Says whether the fields of a record are in range; `params` for the bounds
-// that depend on the radio.
+// Whether the fields of a record are in range; some bounds depend on `params`.
 using valid_f = bool(const params_s& params, const std::byte* record);
-// Says whether a record in range is for a command that this radio has.
+// Whether a record whose fields are in range is for a command that the software radio models.
 using modelled_f = bool(const std::byte* record);
 using read_f = void(const params_s& params, std::uint16_t id, std::byte* record);
 using write_f = RXE_API_STATUS(params_s* params, std::uint16_t id, const std::byte* record);
@@ -57,7 +56,8 @@ bool upTo(const params_s&, const std::byte* record) {
 constexpr std::uint8_t parallelEncode = 3;
 constexpr std::uint16_t lastPattern = patternBase + 5;  // 5 polarisations
 
-// A host makes beam ids that lie outside the grids; the radio takes them and hears nothing there.
+// Hosts also compute beam ids that lie outside the grids. The radio accepts them and hears
+// nothing there.
 bool isAntenna(const reader_s& reader, std::uint16_t id) {
     return isBeam(reader.model, id) ? id != 0 : id >= 1 && id <= maxPorts;
 }
@@ -77,8 +77,7 @@ bool validOlio(const params_s& params, const std::byte* bytes) {
     return olio.enable == 0 || (olio.enable == 1 && stopKnown && linkKnown && powerKnown && antennasKnown);
 }
 
-// A slot that is neither disabled nor a Select holds another command in a form
-// of its own, which is not looked into.
+// A slot whose `enable` is neither 0 nor 1 holds another command, in a form that is not checked.
 bool validSelect(const params_s&, const std::byte* bytes) {
     const auto select = as<SELECT_OP_s>(bytes);
     return select.enable != 1 || (select.target <= 4 && select.action <= 7 && select.membank <= 3);
@@ -170,8 +169,8 @@ bool validTxDelay(const params_s& params, const std::byte* bytes) {
     return (as<std::uint16_t>(bytes) & 0xFF) <= (delaysAfterNoUniques(params.reader) ? 2 : 1);
 }
 
-// All packets off leaves tag packets on: they are what the host starts the
-// radio for, and no host asks for them by id. Addressed by id they obey.
+// Quirk: id 0, "all packets off", leaves custom tag packets on. The host needs them and does not
+// enable them by id. Their own id does switch them off.
 RXE_API_STATUS writePacketEnable(params_s* params, std::uint16_t, const std::byte* bytes) {
     const auto record = as<PACKET_ENABLE_s>(bytes);
     constexpr std::uint32_t tagPackets = 1U << RXE_PACKET_ID(RXE_PACKET_TAG_INFO_CUSTOM);
@@ -199,8 +198,8 @@ void readPacketBits(const params_s& params, std::uint16_t id, std::byte* record)
 std::byte* recordAt(params_s* params, std::uint16_t id);
 const std::byte* recordAt(const params_s& params, std::uint16_t id);
 
-// The two-port records are the front of the four-port ones, up to the second
-// hold time: one rule, two views. Writing either sets the whole rule.
+// The two-port records are the first bytes of the four-port ones, up to the second hold time.
+// Both address the same stored rule; a write of the two-port record clears the other ports.
 template <std::uint16_t FourPorts, std::size_t Shared>
 void readTwoPorts(const params_s& params, std::uint16_t, std::byte* record) {
     std::memcpy(record, recordAt(params, FourPorts), Shared);
@@ -296,7 +295,7 @@ constexpr bool holdsId(const range_s& range, std::uint16_t id) {
     return (offset >= range.first && offset <= range.last) || (range.whole && offset == 0);
 }
 
-// The place of an id among all: those of the NVM stand behind the others.
+// Sorts ids: those of RXE_setNVMParam, which are an id space of their own, come last.
 constexpr std::uint32_t placeOf(std::uint16_t id, bool nvm) {
     return id + (nvm ? 0x10000U : 0);
 }
@@ -408,7 +407,8 @@ RXE_API_STATUS store(params_s* params, const range_s& range, std::uint16_t id, c
     return status;
 }
 
-// A host tells the number of antennas, or, when it connects, the loss of the cable of each.
+// Learns how many antennas there are: the host writes their number, or, when it connects, the
+// cable loss of each.
 void noteAntennas(params_s* params, std::uint16_t id, const void* record) {
     std::uint16_t told = 0;
     if (id == RXE_PARAM_NUM_ANTENNAS) {

@@ -1,10 +1,17 @@
 // SPDX-License-Identifier: MIT
 // The parameter space: every record the host can read or write, by id.
 //
-// All functions may be called on any thread, also from within the callback:
-// the records lie behind a mutex that is held for one copy, and what the radio
-// thread looks at for every packet is atomic. Functions return RXE_OK or a
-// status of status.hpp; a refused write changes nothing.
+// All functions may be called on any thread, also from within the callback, except where a
+// comment names a thread: a mutex guards the records and is held for one copy; the bits that the
+// radio thread reads for every packet are atomic.
+//
+// Functions return RXE_OK, or of status.hpp the first that applies of these:
+//   STATUS_UNKNOWN_PARAM   not an id; the base of a range, for a read
+//   STATUS_NOT_SUPPORTED   this reader or its firmware does not have it
+//   STATUS_NOT_READABLE, STATUS_NOT_WRITABLE
+//   STATUS_BAD_RECORD      a field is out of range
+//   STATUS_NOT_MODELLED    a command that the software radio does not have
+// A refused call changes nothing.
 #pragma once
 
 #include <array>
@@ -40,7 +47,8 @@ struct params_s {
     // One bit for each packet id. Written by the host's threads, read by the
     // radio thread in front of every packet.
     std::array<std::atomic<std::uint32_t>, RXE_PACKET_BIT_WORDS> packetBits{};
-    // Counts the writes; the radio thread reads its plan anew when it changes.
+    // Counts the accepted writes, by any thread. The radio thread gathers its plan anew when it
+    // has changed.
     std::atomic<std::uint64_t> generation{0};
 };
 
@@ -48,20 +56,22 @@ struct params_s {
 // setNvmParam has written, which outlives a connection. Before the radio thread starts.
 void resetParams(const scenario_s& scenario, params_s* params);
 
-// Copies the record of `id` to `*record`, which has the size that rxe.h gives for this id.
+// Copies the record of `id` to `*record`, which has the size that rxe.h gives for this id; it
+// need not be aligned.
 RXE_API_STATUS getParam(params_s* params, std::uint16_t id, void* record);
 // Checks the record and stores it. `shadowed`: the library may answer from its own copy. When
 // the record repeats what is stored, nothing goes to the radio and `*answered` becomes true;
 // `answered` may be null only without `shadowed`.
 RXE_API_STATUS setParam(params_s* params, std::uint16_t id, const void* record, bool shadowed = false,
                         bool* answered = nullptr);
-// The same in the id space of RXE_setNVMParam.
+// The same in the id space of RXE_setNVMParam, which can only be written and does not depend
+// on the reader.
 RXE_API_STATUS setNvmParam(params_s* params, std::uint16_t id, const void* record);
 
-// What the radio itself measures: stores a record that the host can only read.
-// It does not count as a write, so the radio keeps its plan.
+// Stores a record that the radio measures and the host can only read: temperatures, antennas,
+// echoes. It does not count as a write, so the radio keeps its plan.
 void publishRecord(params_s* params, std::uint16_t id, const void* record);
-// A byte that the host has written with RXE_setNVMParam, 0 before it has.
+// The byte that the host has last written to `id` with RXE_setNVMParam, 0 before it has.
 std::uint8_t nvmByte(params_s* params, std::uint16_t id);
 
 // How many antenna ports the reader has, or elements of its array; maxPorts where the host has

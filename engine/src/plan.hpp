@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
-// What the radio works by during a run: the parameters that matter to it,
-// gathered in one piece, so that the radio takes the lock of the parameters once
-// and not for each slot. The radio thread owns its plan and gathers it anew
-// between two passes through the olios when a parameter has been written.
+// The parameters that a run needs, copied in one piece, so that the radio takes the lock of the
+// parameters once and not for each slot. The radio thread owns its plan and gathers it anew
+// between two passes through the olios when a parameter has been written. An olio is one entry
+// of the host's list: antennas, power, link profile, and which Selects, inventory set and
+// accesses go with them.
 //
 // Records are as rxe.h has them; only enabled ones are here.
 #pragma once
@@ -18,7 +19,7 @@ namespace rxe {
 
 // An olio with all that its record refers to.
 struct planned_olio_s {
-    // 1 to RXE_MAX_OLIOS
+    // 1 to RXE_MAX_OLIOS; the host knows the olio by it.
     std::uint16_t id = 0;
     OLIO_s olio = {};
     // Of the transmit antenna's cable, tenths of a dB; 0 for a beam.
@@ -27,28 +28,34 @@ struct planned_olio_s {
     std::uint8_t receiveLoss = 0;
     // The transmit antenna is a beam of the array.
     bool beam = false;
+    // By the olio's link profile, of both directions.
     link_s link;
-    // Not enabled when the olio names a set that is not: the plan says that one is missing.
+    // With `enable` 0 when the olio names a set that is not enabled, or none; then
+    // plan_s::inventoryMissing is set.
     INVENTORY_OP_s inventory = {};
 };
 
 // An entry of the hopping table.
 struct planned_channel_s {
-    // 1 to RXE_MAX_CHANNELS, as tag packets name it
+    // 1 to RXE_MAX_CHANNELS; the channel id in tag packets.
     std::uint16_t number = 0;
-    // kHz
+    // kHz, 840000 to 960000.
     std::uint32_t frequency = 0;
     // Tenths of dBm; 0 when the channel has no limit of its own.
     std::uint16_t maxPower = 0;
 };
 
-// A Select, or a Challenge: then `select.enable` is other than 1.
+// A Select, or a Challenge: then `select.enable` is other than 1. An olio names it by bit id-1
+// of its mask.
 struct planned_select_s {
+    // 1 to RXE_MAX_SELECTS.
     std::uint8_t id = 0;
     SELECT_OP_s select = {};
 };
 
+// An access, which olios name in the same way.
 struct planned_access_s {
+    // 1 to RXE_MAX_ACCESSES; ACCESS_INFO packets carry it.
     std::uint8_t id = 0;
     ACCESS_OP_s access = {};
 };
@@ -62,10 +69,13 @@ struct plan_s {
     std::vector<planned_channel_s> channels;
     std::vector<planned_select_s> selects;
     std::vector<planned_access_s> accesses;
+    // A read is reported when one of them matches its EPC, or when there are none.
     std::vector<REPORT_FILTER_ID_s> idFilters;
     // An olio names an inventory set that is not enabled; the run ends with an error.
     bool inventoryMissing = false;
+    // When the run stops, with the rules of all four inputs.
     PER_RADIO_STOP2_s stop = {};
+    // The start trigger; without a port in its mask the run begins at once.
     GPIO_START2_s start = {};
     REPORT_FILTER_LAST_REPORT_s lastReport = {};
     // RXE_FIELD_ bits of a custom tag packet.
@@ -82,9 +92,9 @@ struct plan_s {
     std::uint8_t txDelayMs = 0;
     // From the last Select to the Query, microseconds.
     std::uint16_t delayAfterSelects = 0;
-    // Words of one block write, 1 or more.
+    // Words of one block write, 1 to 255; a longer write takes several.
     std::uint8_t blockSize = 1;
-    // Of the receiver: 0 low, 1 normal, 2 high.
+    // Of the receiver: 0 low, 1 normal, 2 high. High costs 3 dB of sensitivity.
     std::uint8_t dynamicRange = 1;
     // Ports that the reader has; those above transmit nothing.
     std::uint16_t antennaCount = 0;
@@ -99,12 +109,13 @@ struct plan_s {
     std::uint16_t tagHeight = 0;
 };
 
-// Gathers the plan as the parameters stand. Takes the lock of `params` once; any thread.
+// Gathers the plan from the parameters and, for the reader's model, the world. Takes the lock
+// of `params` once. Any thread.
 plan_s gatherPlan(const world_s& world, params_s* params);
 
 // Whether the olio sends this Select or Challenge, by its bit mask.
 bool sendsSelect(const planned_olio_s& planned, const planned_select_s& select);
-// How long it takes, with the pause behind it, microseconds.
+// How long a Select or Challenge takes, with the pause T4 behind it, microseconds.
 double selectTime(const link_s& link, const SELECT_OP_s& select);
 
 }  // namespace rxe

@@ -29,7 +29,7 @@ void play(const radio_s& radio, host_s* host, const replay_packet_s& packet) {
     deliverAsIs(host, radio.now, packet.rawType, writer.size);
 }
 
-// What the radio would send at a stop; the log's own end is further on.
+// Sends what the radio sends at a stop; the end in the log has not been reached.
 void endByHost(const radio_s& radio, host_s* host, std::int64_t begin) {
     const START_INFO_s info{.duration = static_cast<std::uint64_t>(radio.now - begin),
                             .tagReads = 0,
@@ -62,7 +62,7 @@ void runReplay(radio_s* radio, host_s* host) {
         }
         play(*radio, host, packet);
     }
-    // The log ends within the run, which so has no end of its own.
+    // The log ends within the run, so only the host can end it.
     while (!stopRequested(*host)) {
         park(radio, host);
     }

@@ -17,9 +17,10 @@ constexpr unsigned serialBits = 38;
 // Bits of the company prefix by partition value (GS1 TDS 1.13, table 14-2).
 constexpr std::array<unsigned, 7> prefixBits{40, 37, 34, 30, 27, 24, 20};
 
-// What follows the company prefix: `together` bits with it, then `serialBits`,
-// then zeros. The reference has `digits` together with the prefix; without a
-// reference the serial number itself takes the rest of `together`.
+// The layout behind the partition value: company prefix and reference take `together` bits and
+// have `digits` digits together; a serial number of `serialBits` follows. In a scheme without a
+// reference the serial number takes its place, and zeros follow. `digits` is 0 for a serial
+// number that only its bits limit.
 struct scheme_s {
     scheme_e scheme;
     std::uint8_t header;
@@ -35,7 +36,7 @@ constexpr std::array schemes{
     scheme_s{scheme_e::GIAI_96, 0x34, 82, 0, false},
 };
 
-// Not for PREFIX, which has no row.
+// The row of a scheme; PREFIX does not have one.
 const scheme_s& rowOf(scheme_e scheme) {
     return *std::ranges::find(schemes, scheme, &scheme_s::scheme);
 }
@@ -61,7 +62,7 @@ void putBits(bit_writer_s* writer, std::uint64_t value, unsigned bits) {
     }
 }
 
-// The serial number at the end of the bytes; those in front of it stay.
+// Writes the serial number to the end of the bytes; the bytes in front of it keep their values.
 void putSerial(std::span<std::uint8_t> bytes, std::uint64_t serial) {
     for (auto byte = bytes.rbegin(); byte != bytes.rend() && serial != 0; ++byte) {
         *byte = static_cast<std::uint8_t>(serial);
@@ -74,7 +75,7 @@ void putWord(std::uint16_t word, std::uint8_t* bytes) {
     bytes[1] = static_cast<std::uint8_t>(word);
 }
 
-// The partition value tells how long the company prefix is: 0 for 12 digits, 6 for 6.
+// 0 for a company prefix of 12 digits to 6 for one of 6 (GS1 TDS 1.13, table 14-2).
 unsigned partitionOf(const naming_s& naming) {
     return static_cast<unsigned>(12 - naming.item.companyPrefix.size());
 }
@@ -106,12 +107,12 @@ std::uint64_t powerOf(std::uint64_t base, std::size_t exponent) {
     return power;
 }
 
-// The point at this part of the way, 0 to 1.
+// The point at the share `part`, 0 to 1, of the way.
 float between(float from, float to, double part) {
     return static_cast<float>(from + (to - from) * part);
 }
 
-// The `index`th of `count` steps from end to end; in the middle when it is the only one.
+// 0 to 1: where the `index`th of `count` equal steps from end to end is; 0.5 for a single one.
 double stepOf(std::uint64_t index, std::uint64_t count) {
     return count < 2 ? 0.5 : static_cast<double>(index) / static_cast<double>(count - 1);
 }
@@ -197,9 +198,9 @@ tag_s makeTag(const scenario_s& scenario, std::size_t groupIndex, std::uint64_t 
         tag.banks[BANK_TID].resize(group.naming.tidPrefix.size() + tidSerialBytes);
         putSerial(std::span(tag.banks[BANK_TID]).last(tidSerialBytes), serial);
     }
-    // Behind the other banks: the PC tells whether there is USER memory.
+    // After the other banks, since the PC has a bit for USER memory.
     setEpc(group.epc.empty() ? epcOf(group.naming, serial) : group.epc, &tag);
-    // By seed, group and number alone, so that a tag has its place whatever came before it.
+    // Depends on seed, group and number alone, so that a tag has the same place in each run.
     const std::uint64_t random = mix64(scenario.seed ^ mix64(std::uint64_t{groupIndex} << 40 ^ (number + 1)));
     tag.place = placeIn(group.placement, number % group.count, group.count, random);
     tag.placedAt = tag.enters = enters;

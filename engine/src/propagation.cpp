@@ -13,7 +13,7 @@ constexpr double circularToLinear = 3;  // dB between a circular antenna and a l
 constexpr double modulationLoss = 6;    // dB lost in the tag's modulation
 constexpr double arrayGain = 6;         // dB that a beam has above one element
 constexpr double lightKm = 299792.458;  // per second, so that kHz give metres
-constexpr double nearField = 0.1;       // metres; closer makes no difference
+constexpr double nearField = 0.1;       // metres; the loss does not fall below that of 0.1 m
 
 // A number from the normal distribution that is the same for the same bits.
 double fixedNormal(std::uint64_t bits) {
@@ -21,12 +21,12 @@ double fixedNormal(std::uint64_t bits) {
     return std::sqrt(-2 * std::log(u)) * std::cos(2 * std::numbers::pi * v);
 }
 
-// The same for each read of a tag at an antenna: what stands between them does not move.
+// dB, the same for each read of a tag at an antenna: what stands between them does not move.
 double shadow(const air_s& air, std::uint16_t antenna, const tag_s& tag) {
     return air.shadowDb <= 0 ? 0 : air.shadowDb * fixedNormal(mix64(tag.id) ^ antenna);
 }
 
-// Between one antenna and the tag, without cables and beams.
+// The way between one antenna and the tag, without cables and beams.
 struct way_s {
     float metres = 0;
     double gain = 0;  // dB

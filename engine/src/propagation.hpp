@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: MIT
-// The waves between an antenna and a tag: powers, phase, and how often a frame
-// gets lost (free-space link budget after Dobkin, The RF in RFID).
+// The waves between an antenna and a tag: powers, phase, and how often a frame gets lost (link
+// budget after Dobkin, The RF in RFID). All functions depend on their arguments alone.
+//
+//   at the tag     power - cable + antenna gain + tag gain - polarisation - path loss - shadow
+//   at the reader  at the tag + antenna gain + tag gain - polarisation - path loss - shadow
+//                  - modulation loss - cable, of the way back
 #pragma once
 
 #include <cstdint>
@@ -11,7 +15,7 @@
 
 namespace rxe {
 
-// What an olio transmits with.
+// The transmitting and the receiving side of an olio.
 struct carrier_s {
     // Port number or, with `beam`, beam id.
     std::uint16_t antenna = 0;
@@ -24,6 +28,7 @@ struct carrier_s {
     // one counts for each tag.
     beam_s listening;
     bool allBeams = false;
+    // Of the channel, 840000 to 960000.
     std::uint32_t kilohertz = 915000;
     // dBm at the reader's connector.
     double power = 0;
@@ -32,11 +37,11 @@ struct carrier_s {
     double receiveLoss = 0;
 };
 
-// One tag as one carrier meets it.
+// The link between one carrier and one tag.
 struct path_s {
     // One way; the mean of both ways when another antenna listens.
     float metres = 0;
-    // dBm, without fading.
+    // dBm, without fading. The tag answers when `atTag` reaches its sensitivity.
     float atTag = -200;
     float atReader = -200;
     // Where the array sees the tag; zeros for a port.
@@ -45,10 +50,11 @@ struct path_s {
     float listeningLoss = 0;
 };
 
-// The link budget at `now`, without fading.
+// The link budget at `now`, microseconds of the engine's clock, without fading.
 path_s pathOf(const world_s& world, const carrier_s& carrier, const tag_s& tag, std::int64_t now);
 
-// Loss at a distance, dB: free space up to one metre, with `exponent` beyond.
+// Loss at a distance, dB: free space up to one metre, 10 * `exponent` dB for each factor of ten
+// beyond; 0.1 m counts for anything closer.
 double pathLoss(double metres, std::uint32_t kilohertz, double exponent);
 
 // Phase of the backscatter in radians, 0 to 2 pi, for a channel of `kilohertz`
@@ -56,9 +62,9 @@ double pathLoss(double metres, std::uint32_t kilohertz, double exponent);
 float backscatterPhase(float metres, std::uint32_t kilohertz, std::uint16_t antenna);
 
 // Share of bit errors, 0 to 0.5, in the reader's decoder when the signal is `margin` dB above
-// its sensitivity.
+// its sensitivity: 0.5 exp(-4 x), x the margin as a ratio of powers.
 double bitErrorRate(double margin);
-// A margin beyond which frames do not get lost, dB.
+// dB. Beyond this margin the chance of a lost frame is too small to be drawn.
 constexpr float safeMargin = 12;
 
 }  // namespace rxe

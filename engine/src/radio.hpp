@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
-// The radio's own state: what lies in front of it, its clock, its condition, its
-// tag database. RXE_connect fills the record before the radio thread starts; from
-// then on that thread alone reads and writes it, so nothing here is locked or atomic.
+// The radio's own state: the world in front of it, its clock, its condition, its tag database.
+// RXE_connect fills the record before the radio thread starts; from then on that thread alone
+// writes it, so nothing here is locked or atomic. Other threads read `scenario` alone, which
+// then no longer changes.
 #pragma once
 
 #include <array>
@@ -41,33 +42,40 @@ struct health_s {
     double load = 0;
     // When an alarm of PA and ambient may come again, microseconds.
     std::array<std::int64_t, 2> nextAlarm{};
+    // Microseconds of the engine's clock; without meaning while the check is off.
     std::int64_t nextAntennaCheck = 0;
     // As the last check found them: bit n-1 is port n, or element n-1 of the array.
     std::uint16_t antennas = 0;
 };
 
 struct radio_s {
-    // Constant while there is a radio thread, so host threads may read it too.
+    // Constant while there is a radio thread.
     scenario_s scenario;
     world_s world;
+    // The tag database.
     reported_s reported;
-    // Every draw of a run comes from here, in order, so that a seed gives the same packets.
+    // Every draw of a run comes from here, in order: with the fast clock one seed gives the same
+    // packets each time.
     random_s random;
+    // Events, arrivals and departures to come.
     timeline_s timeline;
     health_s health;
+    // The packet log that runs are played back from; empty for a simulated radio.
     replay_s replay;
-    // Of all runs since RXE_connect: a new run does not free a channel.
+    // How long channels were used, in all runs since RXE_connect: a new run does not free a
+    // channel.
     channel_uses_t channelUses;
-    // Transmit power, tenths of dBm.
+    // Transmit power, tenths of dBm, which heats the amplifier; notOnAir while the carrier is
+    // off.
     std::int16_t onAir = notOnAir;
-    // A fault event has come, which ends the run. The next run clears it.
+    // A fault event has come, which ends the run with CAUSE_ERROR. The next run clears it.
     bool fault = false;
     // The engine's clock: microseconds since RXE_connect, and the nanoseconds beyond them.
     std::int64_t now = 0;
     std::int64_t nanos = 0;
-    // When applyDueEvents has to be called.
+    // When applyDueEvents has to be called next, microseconds.
     std::int64_t nextEvent = 0;
-    // When the last CMD_ONGOING was sent.
+    // When the last CMD_ONGOING was sent or the run began, microseconds.
     std::int64_t lastOngoing = 0;
     // The real time of `now` 0, for the real clock.
     std::chrono::steady_clock::time_point origin;

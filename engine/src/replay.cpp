@@ -17,8 +17,8 @@ constexpr std::size_t maxLog = 1U << 30;                 // bytes; some hours of
 constexpr std::uint32_t logVersion = 1;
 constexpr std::string_view magic = "RXEPKLOG";
 
-// Microseconds, 100 years. The engine's clock goes on from run to run, so that a log with
-// much later times would take it past its end.
+// Microseconds, 100 years. The engine's clock adds up the times of all runs, so later times could
+// overflow it.
 constexpr std::int64_t maxTime = std::int64_t{100} * 366 * 24 * 3600 * 1'000'000;
 
 // Numbers of the log are little-endian, as this processor's are.
@@ -38,7 +38,7 @@ std::string checkHeader(const std::vector<std::uint8_t>& bytes) {
     return version == logVersion ? "" : "has version " + std::to_string(version) + ", which is not known";
 }
 
-// Why the records cannot be played, or an empty text.
+// Fills packets and runs. Returns why the records cannot be played, or an empty text.
 std::string indexPackets(replay_s* replay) {
     std::int64_t latest = 0;
     for (std::size_t at = headerSize; at < replay->bytes.size();) {

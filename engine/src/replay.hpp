@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// Playing a packet log back: RXE_REPLAY names the file, and with
-// RXE_REPLAY_SPEED=fast no time passes between its packets. Each RXE_start
-// delivers the next run of the log, after the last one the first again.
+// A packet log in memory, to be played back: RXE_REPLAY names the file (its format is in
+// packet_log.hpp), and with RXE_REPLAY_SPEED=fast no time passes between its packets. Each
+// RXE_start delivers the next run of the log, after the last one the first again.
 #pragma once
 
 #include <cstddef>
@@ -12,7 +12,8 @@
 namespace rxe {
 
 struct replay_packet_s {
-    // Microseconds of the clock of the engine that wrote the log.
+    // Microseconds of the clock of the engine that wrote the log; never less than that of the
+    // packet before, at most 100 years.
     std::int64_t time = 0;
     std::uint16_t rawType = 0;
     // Bytes of the payload, and where it begins in replay_s::bytes.
@@ -37,12 +38,14 @@ struct replay_s {
     bool active() const { return !runs.empty(); }
 };
 
-// Reads what the environment names; `*replay` is empty when it names nothing.
-// Returns false with one line in `*error` that names the file and the place
-// when something is wrong.
+// Reads the log that the environment names, up to 1 GiB; `*replay` is empty when it names
+// none. Returns false, with `*replay` empty and one line in `*error` that names the file and the
+// place, when something is wrong:
+//   RXE_REPLAY: run.log: at byte 5120: the file ends within a packet
 bool loadReplay(replay_s* replay, std::string* error);
 
-// Whether the packet is the last one of its run.
+// Whether the packet, of replay.packets, is the last one of its run: an end-of-run packet whose
+// payload begins with 08 09.
 bool endsRun(const replay_s& replay, const replay_packet_s& packet);
 
 }  // namespace rxe

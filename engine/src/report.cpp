@@ -14,7 +14,8 @@ namespace rxe {
 namespace {
 
 constexpr double degree = std::numbers::pi / 180;
-// Bearings: error in degrees at a strong signal, and at the decoder's edge on top.
+// Degrees. The error of a bearing: `bestBearing` at a strong signal, both together at the
+// weakest one that is decoded.
 constexpr double bestBearing = 1.0, worstBearing = 10.0;
 constexpr float massDepth = 10;      // dB below the strongest beam that still count for the centre of mass
 constexpr double staticFloor = -84;  // dBm that a static peak threshold counts from
@@ -65,8 +66,8 @@ bool isPeak(const plan_s& plan, const active_olio_s& olio, float level) {
     return level >= (plan.staticThreshold ? staticFloor : olio.sensitivity) + plan.peakThreshold;
 }
 
-// The bearing as the array works it out: from the levels on all beams of a
-// polarisation when it listens on all, else the beam's own direction.
+// Works out bearing and location. With all beams of a polarisation listening the bearing comes
+// from the tag's direction, with an error; otherwise it is the beam's own direction.
 void findBearing(run_s* run, const active_olio_s& olio, const sighting_s& sighting, tag_read_s* read) {
     const carrier_s& carrier = olio.field.carrier;
     const beam_s& beam = carrier.allBeams ? carrier.direction : carrier.listening;
@@ -88,7 +89,8 @@ void findBearing(run_s* run, const active_olio_s& olio, const sighting_s& sighti
     read->azimuth = static_cast<std::uint16_t>(azimuth * 10);
     read->elevation = static_cast<std::uint16_t>(elevation * 10);
     read->azimuthConf = read->elevationConf = confidence;
-    // The tags' plane lies this far below the array: as the host has it, else on the floor.
+    // How far the plane of the tags lies below the array: by the host's heights, in tenths of its
+    // unit, or when it has set none the floor, in tenths of a metre.
     const double height = run->plan.arrayHeight != 0
                               ? run->plan.arrayHeight - run->plan.tagHeight
                               : static_cast<double>(run->radio->world.antennas[0].place.z) * 10;
@@ -137,7 +139,7 @@ bool reportTag(run_s* run, std::size_t position, const sighting_s& sighting) {
     const tag_key_t key = keyOf({reply.epc, (reply.epcBits + 7U) / 8});
     const seen_e seen = noteSeen(key, radio.world.dbCapacity, &radio.reported);
     ++run->passReads;
-    if (seen == seen_e::NEW) {  // NO_ROOM does not tell whether the tag has been read before
+    if (seen == seen_e::NEW) {  // with NO_ROOM nothing is known about earlier reads
         ++run->passUniques;
         run->lastUnique = radio.now;
     }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What the host is told of a read: filters, the tag database, tag packets, and the
-// levels on the array's beams. Radio thread only.
+// Reports a read to the host: filters, the tag database, tag packets, and the levels on the
+// array's beams. Radio thread only.
 #pragma once
 
 #include <cstddef>
@@ -10,18 +10,22 @@
 
 namespace rxe {
 
-// What one tag gave in one slot.
+// One tag's reply in one slot.
 struct sighting_s {
     lit_tag_s lit;
-    // dBm at the reader, with this moment's fading.
+    // dBm at the reader, with the fading of this slot. The RSSI of the tag packet is this, rounded
+    // and cut to -128 to 127.
     float level = -200;
-    // It may point into run_s::scratch or the tag's bank, so it holds until either changes.
+    // Points into run_s::scratch or into the tag's EPC bank, so it is valid until either changes.
     backscatter_s reply;
 };
 
-// Counts the read and reports it, unless a filter holds it back: then it returns false.
+// Enters the tag into the database, counts the read, and delivers each enabled kind of tag
+// packet, with PARALLEL_RSSI_DEBUG behind them for a beam. False when an id filter or the filter
+// of last reports holds the read back: then nothing is delivered.
 bool reportTag(run_s* run, std::size_t position, const sighting_s& sighting);
-// Reports a read of a tag that is not in the field, for RXE_txFakeTags.
+// Reports a read of a tag that is not in the field, at -50 dBm on antenna 1, for
+// RXE_txFakeTags. Filters and the database have no part in it.
 void reportFake(run_s* run, const tag_s& tag);
 
 }  // namespace rxe

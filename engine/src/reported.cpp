@@ -10,7 +10,7 @@
 namespace rxe {
 namespace {
 
-constexpr std::uint32_t neverAgain = 0xFFFFFFFF;
+constexpr std::uint32_t neverAgain = 0xFFFFFFFF;  // a duration: report each tag only once
 constexpr std::int64_t microsecondsPerSecond = 1000000;
 constexpr std::uint8_t typePerOlio = 1;
 
@@ -30,7 +30,7 @@ bool matches(const REPORT_FILTER_ID_s& filter, const std::uint8_t* epc, std::siz
     return true;
 }
 
-// Where the key is, or would be: at its place or behind it, before the first empty one.
+// Index of the key's entry, or of the empty entry that it would take.
 std::size_t placeOf(const state_table_s& table, tag_key_t key) {
     const std::size_t mask = table.entries.size() - 1;
     std::size_t at = key & mask;
@@ -135,7 +135,7 @@ const report_state_s* passesLastReport(const REPORT_FILTER_LAST_REPORT_s& filter
     if (tooSoon) {
         return nullptr;
     }
-    // The caller reads what was merged; the next read begins anew.
+    // The caller gets a copy of what was merged; the state begins anew.
     reported->noRoom = *state;
     *state = {.lastReport = now, .firstSeen = now, .merged = 0, .reported = true};
     return &reported->noRoom;

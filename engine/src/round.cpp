@@ -15,18 +15,18 @@
 namespace rxe {
 namespace {
 
-constexpr float captureRatio = 3.1623F;      // a reply drowns others whose sum is 5 dB weaker
+constexpr float captureRatio = 3.1623F;      // a reply 5 dB above the sum of the others is understood
 constexpr std::uint32_t mostCapturedOf = 8;  // with more at once the sum always wins
 constexpr std::uint32_t patience = 256;      // slots in a row without a read, then the reader gives up
 // Of an inventory set: rounds ask for A and B in turn.
 constexpr std::uint8_t targetAB = 2;
 constexpr float noiseMargin = 3;  // dB below the sensitivity
-// A round that calls no tag takes 0.25 to 1.4 ms of air, depending on the link. A radio that asked
-// again at once would send its host up to 8,000 INV_BEGIN and INV_END packets a second
-// that say nothing; 200 rounds a second, whatever the link, find a tag that comes soon enough.
+// The least time of a round. One that calls no tag takes 0.25 to 1.4 ms of air, depending on the
+// link. A radio that asked again at once would send its host up to 8,000 INV_BEGIN and INV_END
+// packets a second; 200 rounds a second, whatever the link, find a new tag soon enough.
 constexpr std::int64_t emptyRound = 5000;  // microseconds
 
-// INV_BEGIN, INV_END, TAG_CRC_ERROR: all have the olio and the round.
+// Sends INV_BEGIN, INV_END or TAG_CRC_ERROR, which have the same payload: olio and round.
 void sendRoundPacket(run_s* run, std::uint16_t rawType, std::uint16_t olioId) {
     byte_writer_s writer = payloadWriter(run->host);
     put(&writer, olioId, 2);
@@ -55,7 +55,8 @@ bool sendSelects(round_s* round) {
         for (const lit_tag_s& lit : round->olio->field.lit) {
             obeySelect(planned.select, run->radio->now, &world.tags[lit.index]);
         }
-        // A tag truncates its reply when the last Select said so, for SL alone.
+        // The last Select decides about truncation, and only for target SL (EPC Gen2 v2.0.1,
+        // 6.3.2.12.1.1).
         round->truncating =
             planned.select.truncate != 0 && planned.select.target == targetSL ? &planned.select : nullptr;
     }
@@ -83,12 +84,13 @@ void forget(round_s* round, std::uint32_t at) {
     left.pop_back();
 }
 
-// Whether a frame of so many bits gets lost, by chance. Below 1e-9 nothing is drawn.
+// Whether a frame of `bits` bits gets lost, by chance. Below a bit error rate of 1e-9 nothing is
+// drawn.
 bool lost(run_s* run, double ber, unsigned bits) {
     return ber > 1e-9 && unitInterval(nextRandom(&run->radio->random)) > frameSuccess(ber, bits);
 }
 
-// The signal of one tag in its slot; false when it stays silent.
+// The signal of the tag left[at] in its slot; false when the tag stays silent.
 bool listen(round_s* round, std::uint32_t at, sighting_s* sighting) {
     run_s* const run = round->run;
     radio_s& radio = *run->radio;
@@ -107,18 +109,19 @@ bool listen(round_s* round, std::uint32_t at, sighting_s* sighting) {
     return true;
 }
 
-// A level so weak that the decoder takes it for noise.
+// Whether a level, dBm, is so weak that the decoder takes it for noise.
 bool isNoise(const round_s& round, float level) {
     return level < static_cast<float>(round.olio->sensitivity) - noiseMargin;
 }
 
-// The host's threshold holds for the level that it would be told of.
+// Whether the reader notices the reply: it is above the noise, and the level that would be
+// reported reaches the host's RSSI threshold.
 bool isNoticed(const round_s& round, const sighting_s& sighting) {
     return sighting.level >= static_cast<float>(round.run->plan.rssiThreshold) &&
            !isNoise(round, sighting.level);
 }
 
-// The one of several replies that drowns the others, or `left.size()`.
+// Index in `left` of the one of `count` colliding replies that is understood, or left.size().
 std::uint32_t captured(const round_s& round, std::uint32_t count) {
     const std::vector<std::uint32_t>& left = round.run->left;
     const std::vector<lit_tag_s>& lit = round.olio->field.lit;
@@ -134,7 +137,7 @@ std::uint32_t captured(const round_s& round, std::uint32_t count) {
     return best > captureRatio * (sum - best) ? strongest : static_cast<std::uint32_t>(left.size());
 }
 
-// A scenario may say how many tags a second the radio reads at most.
+// Waits as long as the scenario's limit of tags a second asks for.
 void keepPaceOfRadio(run_s* run, std::size_t position) {
     const double most = run->radio->scenario.tagsPerSecond;
     if (most > 0) {
@@ -144,7 +147,7 @@ void keepPaceOfRadio(run_s* run, std::size_t position) {
     run->lastRead = run->radio->now;
 }
 
-// Cut short are the replies of tags that the Select matched, to a Query for SL or ~SL
+// The tag's reply. A tag that the Select matched cuts it short when the Query asks for SL or ~SL
 // (EPC Gen2 v2.0.1, 6.3.2.12.1.1).
 void takeReply(const round_s& round, sighting_s* sighting) {
     const tag_s& tag = round.run->radio->world.tags[sighting->lit.index];
@@ -154,7 +157,7 @@ void takeReply(const round_s& round, sighting_s* sighting) {
     }
 }
 
-// A slot in which one reply is understood. `left[at]` is the tag's.
+// A slot in which the reply of one tag, left[at], is understood.
 outcome_e acknowledge(round_s* round, std::uint32_t at) {
     run_s* const run = round->run;
     radio_s& radio = *run->radio;
@@ -185,10 +188,10 @@ outcome_e acknowledge(round_s* round, std::uint32_t at) {
         sendRoundPacket(run, RXE_PACKET_TAG_CRC_ERROR, round->planned->id);
         return outcome_e::BROKEN_EPC;
     }
-    forget(round, at);  // a tag that falls silent in an access is out of reach until the next round too
-    takeReply(*round, &sighting);  // events of the meantime may have moved what it points to
-    // Behind a report that a filter holds back an access packet would seem to belong to
-    // the tag reported before it, so the radio does none there.
+    forget(round, at);  // also a tag that falls silent in an access is not called again in this round
+    takeReply(*round, &sighting);  // an event during `pass` may have moved what it points to
+    // ACCESS_INFO does not name its tag. Without the tag's report in front of it, it would seem to
+    // belong to the tag reported before, so a read that a filter holds back gets no accesses.
     const bool reported = reportTag(run, round->position, sighting);
     if (!reported || doAccesses(run, round->position, sighting.lit)) {
         // The next command to the others tells the tag that its turn is over.
@@ -209,12 +212,13 @@ bool goesOn(const round_s& round, outcome_e last, std::uint32_t slotsWithoutRead
     return !(last == outcome_e::EMPTY && round.q == 0) && slotsWithoutRead < patience;
 }
 
-// CUT: the run or the olio has ended it before its time. CHANNEL: another channel has to be taken.
-// HOPPED: it has been, in the middle of an access.
+// How a frame, or the round, ends. CUT: the run or the olio is over. CHANNEL: the round needs
+// another channel. HOPPED: an access has hopped to another channel, so the tags that are left have
+// to be called again.
 enum class ending_e : std::uint8_t { WHOLE, CUT, CHANNEL, HOPPED };
 
-// Slot after slot, until the round is over or needs another channel. A frame that is over, or
-// a Q that has changed, begins the next frame.
+// Slot after slot, until the round is over or needs another channel. The next frame begins when
+// all slots are over or Q has changed.
 ending_e doSlots(round_s* round) {
     run_s* const run = round->run;
     adaptive_q_s* const adaptive = &round->olio->q;
@@ -238,7 +242,8 @@ ending_e doSlots(round_s* round) {
         if (run->channelOver) {
             return ending_e::CHANNEL;
         }
-        // The last tag of a session that outlives the dark ends the round all the same.
+        // A hop clears the flags of session 0 alone: in the others a round whose last tag was read
+        // ends as usual.
         if (std::exchange(run->hopped, false) &&
             (round->planned->inventory.session == 0 || !run->left.empty())) {
             round->truncating = nullptr;
@@ -264,7 +269,7 @@ round_s beginRound(run_s* run, std::size_t position) {
     return round;
 }
 
-// What is too weak for the decoder never comes to be acknowledged.
+// Tags that are too weak for the decoder even with fading are left out.
 void gather(round_s* round) {
     run_s* const run = round->run;
     const radio_s& radio = *run->radio;
@@ -295,7 +300,7 @@ outcome_e doSlot(round_s* round) {
         pass(run->radio, run->host, emptySlot(round->planned->link));
         return outcome_e::EMPTY;
     }
-    // When all that wait answer at once it does not matter who they are.
+    // When all waiting tags answer at once, and too many to be understood, none has to be picked.
     if (count <= mostCapturedOf || round->frame.waiting != 0) {
         drawTags(round, count);
     }

@@ -37,14 +37,14 @@ std::array<std::uint16_t, 4> holdTimes(const auto& record) {
     return {record.holdTime1, record.holdTime2, record.holdTime3, record.holdTime4};
 }
 
-// A tag count above RXE_NO_MORE_UNIQUE_TAGS_BASE means another rule: the run ends when no tag
-// was new for so many seconds.
+// Quirk of the record: a tag count above RXE_NO_MORE_UNIQUE_TAGS_BASE is another rule, by which
+// the run ends when no tag was new for as many seconds as it is above.
 bool noMoreUniques(const run_s& run) {
     const int seconds = run.plan.stop.tagCount - RXE_NO_MORE_UNIQUE_TAGS_BASE;
     return seconds > 0 && run.radio->now - run.lastUnique >= seconds * second;
 }
 
-// The rules in this order: of two that fire at once the first is told.
+// Checks the rules in this order: of two that fire at once the first is the cause.
 stop_cause_e causeToStop(const run_s& run) {
     const PER_RADIO_STOP2_s& stop = run.plan.stop;
     const std::int64_t elapsed = run.radio->now - run.begin;
@@ -100,7 +100,7 @@ bool olioIsDone(const run_s& run, const OLIO_s& olio, std::uint32_t rounds) {
     if (olio.stopType > RXE_STOP_ROUNDS_AND_DWELL) {
         return rounds >= olio.stopType - std::uint32_t{RXE_STOP_ROUNDS_AND_DWELL};
     }
-    // What is left are the rules RXE_STOP_GPIO1_HIGH to RXE_STOP_GPIO4_LOW, high before low.
+    // The other types are RXE_STOP_GPIO1_HIGH to RXE_STOP_GPIO4_LOW, for each port high, then low.
     const std::size_t port = (olio.stopType - 1U) / 2U - 1;
     return levelHolds(*run.radio, port, olio.stopType % 2 != 0, olio.stopValue, run.olioBegin);
 }

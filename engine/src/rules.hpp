@@ -17,10 +17,11 @@ bool waitForTrigger(const run_s& run, bool again);
 // between two slots, so a rule fires at most one read late.
 bool mustStop(run_s* run);
 
-// How long the olio may dwell, microseconds; the largest number when it has no limit.
+// How long the olio may dwell, microseconds; the largest number when it has no limit, as with a
+// dwell time of 0.
 std::int64_t dwellLimit(const OLIO_s& olio);
-// Whether the olio is done after so many rounds. Asked after each round, so that every
-// olio does at least one.
+// Whether the olio is done after `rounds` rounds of this turn. Asked after each round, so that
+// every olio does at least one.
 bool olioIsDone(const run_s& run, const OLIO_s& olio, std::uint32_t rounds);
 
 }  // namespace rxe

@@ -32,7 +32,7 @@ void sendAntennaInfo(run_s* run, std::uint16_t olioId, const OLIO_s& olio) {
     deliver(run->host, run->radio->now, RXE_PACKET_ANTENNA_INFO, writer.size);
 }
 
-// The turn of one olio: rounds until its own rule, a stop rule or a lack of channels ends it.
+// The turn of one olio: rounds until its own rule or a stop rule ends it, or no channel is free.
 void doOlio(run_s* run, std::size_t position) {
     radio_s& radio = *run->radio;
     const planned_olio_s& planned = run->plan.olios[position];
@@ -57,8 +57,8 @@ void doOlio(run_s* run, std::size_t position) {
     olio.field.lit.clear();
 }
 
-// The radio rests between two passes when the last one brought nothing: type 1
-// no read at all, type 2 no tag that was new.
+// The transmit delay between two passes: with type 1 after a pass without a read, with type 2
+// after one without a new tag.
 void restBetweenPasses(run_s* run) {
     const bool rests = (run->plan.txDelayType == 1 && run->passReads == 0) ||
                        (run->plan.txDelayType == 2 && run->passUniques == 0);
@@ -68,8 +68,8 @@ void restBetweenPasses(run_s* run) {
     }
 }
 
-// What listens: the antenna that transmits, another port, another beam, or all
-// beams of a polarisation.
+// Sets the receiving side: the antenna that transmits, another port, another beam, or all beams
+// of a polarisation.
 void listenWith(const planned_olio_s& planned, carrier_s* carrier) {
     const std::uint16_t antenna = planned.olio.receiveAntenna;
     carrier->listening = carrier->direction;
@@ -86,7 +86,8 @@ void listenWith(const planned_olio_s& planned, carrier_s* carrier) {
     }
 }
 
-// What does not fit into any channel's time is done all the same, with hops in between.
+// How long the parts of a round take. Selects and accesses that fit into no channel's time count
+// as 0: they are done all the same, with hops in between.
 void planTimes(const run_s& run, const planned_olio_s& planned, active_olio_s* olio) {
     const link_s& link = planned.link;
     olio->slotTime = queryTime(link) + collidedSlot(link) + commandTime(link, nakCommand);
@@ -101,7 +102,7 @@ void planTimes(const run_s& run, const planned_olio_s& planned, active_olio_s* o
     olio->accessTime = everFits(run, olio->selectsTime + slot + accesses) ? accesses : 0;
 }
 
-// The olio before its first round: what it transmits with, what listens, and how well.
+// The olio before its first round: transmitting and receiving side, and receiver sensitivity.
 active_olio_s activate(const world_s& world, const plan_s& plan, const planned_olio_s& planned) {
     active_olio_s olio;
     carrier_s& carrier = olio.field.carrier;
@@ -114,13 +115,14 @@ active_olio_s activate(const world_s& world, const plan_s& plan, const planned_o
     carrier.cableLoss = carrier.receiveLoss = planned.cableLoss / 10.0;
     listenWith(planned, &carrier);
     olio.field.changes = world.changes - 1;
-    // A receiver made for strong neighbours hears weak tags less well.
+    // A high dynamic range costs 3 dB of sensitivity, a low one gains 3 dB.
     olio.sensitivity = receiverSensitivity(planned.link) + (plan.dynamicRange - 1) * 3.0;
     olio.wantsB = planned.inventory.target == 1;
     return olio;
 }
 
-// Brings the channels into random order; in that order each has its turn before one comes again.
+// Puts the channels into random order. All have had their turn before one comes again (47 CFR
+// 15.247).
 void shuffleChannels(run_s* run) {
     std::vector<planned_channel_s>& channels = run->plan.channels;
     for (auto left = static_cast<std::uint32_t>(channels.size()); left > 1; --left) {
@@ -128,8 +130,8 @@ void shuffleChannels(run_s* run) {
     }
 }
 
-// Gathers the parameters anew. What the olios remember of their rounds is lost, so that a
-// changed olio begins like a new one.
+// Gathers the parameters anew. The olios forget their Q and flags, so that a changed olio begins
+// like a new one.
 void takePlan(run_s* run) {
     const world_s& world = run->radio->world;
     run->plan = gatherPlan(world, &run->host->params);
@@ -217,7 +219,7 @@ void runInventory(radio_s* radio, host_s* host, run_totals_s* totals) {
         } else {
             doPasses(&run);
         }
-        // After an error of the host's making a new try would end the same way.
+        // After an error in the host's parameters a restart would end the same way.
         const bool byRule = run.cause != CAUSE_HOST && run.cause < CAUSE_ERROR;
         last = !(byRule && triggered && run.plan.autorestart != 0);
         if (totals != nullptr) {

@@ -24,9 +24,10 @@ namespace rxe {
 // It lasts from one gathering of the plan to the next.
 struct active_olio_s {
     field_s field;
-    // Of the receiver with this link, dBm.
+    // The weakest backscatter that the receiver decodes with this link, dBm.
     double sensitivity = -84;
-    // The adaptive Q where the last round left it; the inventory set's own before the first.
+    // The adaptive Q where the last round left it. Before the first round `qKnown` is false, and
+    // the inventory set's initial Q is taken.
     adaptive_q_s q;
     bool qKnown = false;
     // The next round asks for tags whose flag is B.
@@ -44,29 +45,31 @@ struct active_olio_s {
     double accessTime = 0;
 };
 
-// How long a channel has to last so that one tag can be read there.
+// How long a channel has to last so that one tag can be read there, microseconds.
 inline double timeOfOneTag(const active_olio_s& olio) {
     return olio.slotTime + olio.replyTime + olio.accessTime;
 }
 
+// One run. Members that are not named below are constant during it.
 struct run_s {
     radio_s* radio = nullptr;
     host_s* host = nullptr;
+    // Gathered before the run and, when a parameter has been written, between two passes.
     plan_s plan = {};
     // By position in plan.olios.
     std::vector<active_olio_s> olios = {};
     // When the run began, with a start trigger when that fired.
     std::int64_t begin = 0;
-    // When a tag was read for the first time, for the rule "no more unique tags".
+    // When a tag that was new to the database was last read, for the rule "no more unique tags".
     std::int64_t lastUnique = 0;
     // When the last read ended, for a scenario that limits the rate.
     std::int64_t lastRead = 0;
 
     // --- The carrier and its channel; carrier.cpp writes these.
     bool carrierOn = false;
-    // Since when the carrier is on this channel, of what is not yet counted against it.
+    // From when on the carrier's time on this channel is not yet counted against it.
     std::int64_t carrierSince = 0;
-    // When the channel has been used for as long as it may be.
+    // When the carrier has to leave the channel.
     std::int64_t channelLimit = forEver;
     // The next piece of work does not fit into what is left of the channel's time; also
     // written by round.cpp.
@@ -97,7 +100,7 @@ struct run_s {
     // In this pass: reads, reported or not, and tags that were new to the database.
     std::uint32_t passReads = 0;
     std::uint32_t passUniques = 0;
-    // How often each access has succeeded, by id, against its stop count.
+    // How often each access has succeeded, by id; at its stop count it is over.
     std::array<std::uint32_t, RXE_MAX_ACCESSES + 1> accessDone{};
     // Why the run ends; RUNNING while it does not.
     stop_cause_e cause = RUNNING;
@@ -109,7 +112,7 @@ struct run_s {
     std::vector<std::uint8_t> scratch = {};
 };
 
-// In microseconds, as all times here.
+// Microseconds, the unit of all times here.
 constexpr std::int64_t millisecond = 1000;
 constexpr std::int64_t second = 1000000;
 

@@ -81,8 +81,8 @@ refusal_s takeAntennas(const json_t& value, scenario_s* scenario) {
     return {};
 }
 
-// Of ports only those of the list are connected; of an array's elements all are that the list
-// does not take away.
+// Of ports only the listed ones are connected, of an array's elements also those that are not
+// listed.
 void settleAntennas(scenario_s* scenario) {
     if (!scenario->listedAntennas || scenario->world.model == reader_model_e::QDX4400) {
         return;
@@ -121,7 +121,7 @@ constexpr std::array heatKeys{
                   [](const json_t& v, heat_s* h) { return takeInteger(v, -128, 127, &h->critical); }},
 };
 
-// A bare number is a temperature that stays as it is.
+// A bare number is a temperature that does not rise when the radio transmits.
 refusal_s takeHeat(const json_t& value, heat_s* heat) {
     if (value.is_object()) {
         return takeKeys(value, heatKeys, heat);
@@ -162,7 +162,7 @@ refusal_s takePower(const json_t& value, scenario_s* scenario) {
     return refusal;
 }
 
-// The socket's name is checked here, so that a wrong one is told with its key.
+// Checks the socket's name as well, so that the error names the key.
 refusal_s takeControl(const json_t& value, scenario_s* scenario) {
     std::string endpoint;
     const refusal_s refusal = takeText(value, maxEndpoint, &endpoint);
@@ -215,8 +215,8 @@ constexpr std::array topKeys{
                             scenario_s* s) { return takeElements(v, maxFailing, takeFailing, &s->failing); }},
 };
 
-// The tags of the built-in scenario: a few that lie about, and a doorway with
-// some fifteen new ones a second, 1.2 m a second fast.
+// The tags of the built-in scenario: 24 at rest, and fifteen new ones a second that pass a doorway
+// at 1.2 m/s.
 std::vector<tag_group_s> builtInTags() {
     tag_group_s lying;
     lying.count = 24;
@@ -263,7 +263,7 @@ bool loadScenario(scenario_s* scenario, std::string* error) {
         return false;
     }
     scenario_s loaded;
-    loaded.groups = {loaded.groups.front()};  // a file that says nothing of tags has those that lie about
+    loaded.groups = {loaded.groups.front()};  // a file without "tags" has the tags at rest only
     if (const refusal_s refusal = takeKeys(document, topKeys, &loaded)) {
         *error = who + lineOf(refusal);
         return false;

@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: MIT
-// What the engine simulates, as the JSON file that RXE_SCENARIO names tells it:
-// read once, at RXE_connect. Without a file it is the built-in scenario. The records are
-// constant from then on; README.md has the keys of the file, their units and defaults.
+// The scenario: what the engine simulates. RXE_connect reads it from the JSON file that
+// RXE_SCENARIO names, or takes the built-in one; the records are constant from then on.
+// README.md has the keys of the file, their units and defaults, scenario.schema.json their
+// ranges. Times here are microseconds, places metres.
 //
-// Reading: a function named take... checks one JSON value and writes it to its last
-// argument. After a refusal the argument may hold a part of the value and is not used.
+// A function named take... checks one JSON value and writes it to its last argument. It
+// returns a refusal (scenario_keys.hpp), which is empty when the value was taken. After a
+// refusal the argument may hold a part of the value and is not used. Any thread.
 #pragma once
 
 #include <array>
@@ -20,30 +22,33 @@
 
 namespace rxe {
 
-// How the EPCs of a group are made (GS1 TDS 1.13, section 14.5), PREFIX from hexadecimal digits.
+// How the EPCs of a group are made: by a scheme of GS1 TDS 1.13 (section 14.5), or from
+// hexadecimal digits and a serial number (PREFIX).
 enum class scheme_e : std::uint8_t { SGTIN_96, SSCC_96, GRAI_96, GIAI_96, PREFIX };
 
-// What an SGTIN-96 has besides its serial number.
+// The fields of an SGTIN-96 besides its serial number (GS1 TDS 1.13, section 14.5.1).
 struct sgtin_s {
     // 6 to 12 digits.
     std::string companyPrefix = "0614141";
-    // 13 digits less the prefix, indicator digit first.
+    // Together with the prefix 13 digits; the indicator digit comes first.
     std::string itemReference = "812345";
-    // 0 to 7; 1 is a point of sale item.
+    // 0 to 7; 1 is a point of sale item (GS1 TDS 1.13, section 10).
     std::uint8_t filter = 1;
 };
 
-// How the tags of a group are named. Of `item`, the other schemes have company
-// prefix and filter too, and GRAI-96 its asset type in place of the item.
+// How the EPCs and TIDs of a group's tags are made. All schemes but PREFIX use company prefix
+// and filter of `item`; for GRAI-96 the item reference is the asset type.
 struct naming_s {
     scheme_e scheme = scheme_e::SGTIN_96;
     sgtin_s item;
-    // Of scheme PREFIX: EPCs are this and a serial number, `epcBits` bits in whole words.
+    // For PREFIX: an EPC is this and, at the end, the serial number. `epcBits` is 16 to 496, a
+    // multiple of 16.
     std::vector<std::uint8_t> epcPrefix;
     std::uint16_t epcBits = 96;
-    // Of the group's first tag; each further tag has the next one.
+    // Of the group's first tag; each further tag has the next one, and after the last number
+    // that the scheme has room for comes 0.
     std::uint64_t firstSerial = 1001;
-    // A serial number of 48 bits follows, which is another one for each tag.
+    // The TID begins with this; the serial number follows in 48 bits (GS1 TDS 1.13, section 16).
     std::vector<std::uint8_t> tidPrefix = {0xE2, 0x80, 0x11, 0x60};
 };
 
@@ -65,11 +70,11 @@ struct placement_s {
 struct arrivals_s {
     std::int64_t first = 0;
     std::int64_t every = 0;
-    // Each arrival is later by up to this.
+    // The most by which an arrival is late; each has a delay of its own.
     std::int64_t jitter = 0;
     // How long the tags of an arrival stay in the field.
     std::int64_t stay = forEver;
-    // How many arrivals; 0 for no end.
+    // How many arrivals; 0 means that they do not end.
     std::uint32_t limit = 0;
 };
 
@@ -93,8 +98,9 @@ struct tag_group_s {
     tag_s pattern = blankTag();
 };
 
-// One temperature: it moves towards `idle` degrees, and with the transmitter at
-// full power and never off towards `idle` + `rise`, by 63 % in `seconds`.
+// One temperature. It moves towards `idle` while nothing is transmitted and towards `idle` +
+// `rise` at full power all the time, in between by the share of full power in milliwatts. It
+// covers 63 % of the way in `seconds`.
 struct heat_s {
     // Degrees Celsius.
     double idle = 0;
@@ -117,11 +123,11 @@ struct scenario_s {
     // parameters there are (features.hpp).
     REL_VERSION_s library = {2, 2, 40, 0};
     REL_VERSION_s firmware = {2, 1, 50, 0};
-    // Of all draws. 0 to 2^63 - 1.
+    // The random numbers begin with it. 0 to 2^63 - 1.
     std::uint64_t seed = 1;
     // The engine's clock does not wait for the real one.
     bool fastClock = false;
-    // The most that the radio reads; 0 for what the link profile gives.
+    // The most that the radio reads; 0 means that only the link profile limits it.
     double tagsPerSecond = 0;
     // Tenths of dBm, 0 to 400.
     std::int16_t maxTxPower = 330;
@@ -134,32 +140,37 @@ struct scenario_s {
     std::vector<failing_s> failing;
     std::vector<timed_event_s> events;
     std::vector<tag_group_s> groups;
-    // Which antennas the scenario lists, by port; without a value, all are there.
+    // Which antennas the scenario lists, by port, 0 for the array. Without a value it has no such
+    // list, and all are connected.
     std::optional<std::array<bool, maxPorts + 1>> listedAntennas;
-    // Antennas, inputs, air and database as they are at RXE_connect; without tags.
+    // Antennas, inputs, air and database as they are at RXE_connect. Its list of tags is empty;
+    // makeWorld fills it from `groups`.
     world_s world;
 
     // The built-in scenario, as the member initialisers and the default tags have it.
     scenario_s();
 };
 
-// One tag (with an "epc") or a group, and one event, `timed` or one that comes
-// at once; what is wrong is told by key.
+// One tag (an object with "epc") or a group of tags.
 refusal_s takeTags(const json_t& value, tag_group_s* group);
+// One event. With `timed` it must have "at" and may have "every", both in seconds.
 refusal_s takeEvent(const json_t& value, bool timed, timed_event_s* event);
-// The same from a control message: a JSON object, or words as "gpi 1 high".
+// An event that comes at once, from a control message: a JSON object, or words as "gpi 1 high".
+// Without a change of `*event` when it is refused.
 refusal_s readEvent(std::string_view text, event_s* event);
 // An operation that is to fail.
 refusal_s takeFailing(const json_t& value, failing_s* row);
 // The keys of a tag that enters by an event.
 refusal_s takeEnteringTag(const json_t& value, tag_group_s* group);
-// [x, y, z] in metres; whole bytes of hexadecimal digits in words of 16 bits.
+// [x, y, z] in metres, each within 1,000 of 0.
 refusal_s takePlace(const json_t& value, place_s* place);
+// Hexadecimal digits: 1 to 31 words of 16 bits.
 refusal_s takeEpc(const json_t& value, std::vector<std::uint8_t>* epc);
 
-// Reads the file that RXE_SCENARIO names into `*scenario`, or gives the
-// built-in one when the variable is not set or empty. Returns false, with one
-// line in `*error` that names the file and the key, when something is wrong.
+// Reads the file that RXE_SCENARIO names, up to 32 MiB, into `*scenario`; that is the built-in
+// scenario when the variable is not set or empty. When something is wrong it returns false, with
+// the built-in scenario and one line in `*error` that names the file and the key:
+//   RXE_SCENARIO: shop.json: "tags[2].epc" must be ...
 bool loadScenario(scenario_s* scenario, std::string* error);
 
 // Where antenna `port`, 1 to maxPorts, stands when the scenario does not say:

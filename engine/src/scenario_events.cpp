@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The vocabulary of events, which scenarios and control messages share.
+// Reads events. Scenarios and control messages have the same ones with the same keys.
 #include <charconv>
 
 #include "codec.hpp"
@@ -12,7 +12,7 @@ namespace {
 constexpr double longestTime = 1e6;  // seconds
 constexpr std::size_t maxText = 200;
 
-// What the keys of one event fill.
+// The keys of one event are taken into this record; `finish` makes the event of it.
 struct draft_s {
     event_s event;
     tag_group_s group;  // of a tag that enters
@@ -35,7 +35,7 @@ constexpr std::array paWords{
     word_s<pa_state_e>{"good", PA_GOOD},
 };
 
-// A misspelt name would never fail, so only the operations of rxe.h are taken.
+// Only names of operations are taken: a misspelt one would fail no call.
 refusal_s takeOperation(const json_t& value, std::string* operation) {
     const auto known = value.is_string()
                            ? std::ranges::find(failableOperations, value.get_ref<const std::string&>())
@@ -145,7 +145,7 @@ constexpr std::array apiErrorKeys{
 };
 constexpr std::array<event_key_t, 0> faultKeys{};
 
-// One of both has to be named: a failure of every call would be of no use.
+// An operation or a parameter has to be named: a failure of every call would help no test.
 refusal_s finishFail(draft_s* draft) {
     const failing_s& row = draft->failing;
     if (row.operation.empty() && row.parameter < 0) {
@@ -167,7 +167,7 @@ refusal_s finishEnter(draft_s* draft) {
     return {};
 }
 
-// The host takes only texts that begin with ERRLOG for the error log.
+// The payload of an error log packet begins with ERRLOG; the host ignores any other.
 refusal_s finishError(draft_s* draft) {
     const std::string line = "ERRLOG " + draft->event.operation;
     draft->event.bytes.assign(line.begin(), line.end());
@@ -175,8 +175,8 @@ refusal_s finishError(draft_s* draft) {
     return {};
 }
 
-// An event's name, its keys in the order of its words, and what is left to do
-// when they have been taken.
+// An event: its name, the table of its keys, the keys that bare words fill, in their order, and
+// what to do when all keys were taken.
 struct vocabulary_s {
     std::string_view name;
     event_e kind;
@@ -185,7 +185,7 @@ struct vocabulary_s {
     refusal_s (*finish)(draft_s* draft) = nullptr;
 };
 
-// Makes a function of a table, for the rows below.
+// A function for the rows below that takes the keys of one table.
 template <const auto& Keys>
 refusal_s takeBy(const json_t& object, draft_s* draft) {
     return takeKeys(object, Keys, draft);
@@ -263,7 +263,7 @@ constexpr std::array textKeys{std::string_view("epc"),
                               std::string_view("killPassword"),
                               std::string_view("text")};
 
-// A number stays one, "1,2,0.5" is a place, and anything else a text.
+// The JSON value of a word: a number, an array for "1,2,0.5", which is a place, or a text.
 json_t valueOf(std::string_view key, std::string_view word) {
     if (std::ranges::find(textKeys, key) == textKeys.end()) {
         const bool isPlace = word.find(',') != std::string_view::npos;
@@ -276,8 +276,8 @@ json_t valueOf(std::string_view key, std::string_view word) {
     return std::string(word);
 }
 
-// The JSON object that says the same as the words. Bare words fill the keys of the event in
-// their order; `key=value` may come anywhere between.
+// The JSON object for an event in words. Bare words fill the keys of the event in their order;
+// `key=value` may come anywhere between them.
 refusal_s objectOf(std::string_view text, json_t* object) {
     const std::string_view name = nextWord(&text);
     *object = {{"event", std::string(name)}};

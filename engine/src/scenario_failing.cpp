@@ -6,11 +6,13 @@
 namespace rxe {
 namespace {
 
+// Whether the row is for this call.
 bool concerns(const failing_s& row, std::string_view operation, int parameter) {
     return (row.operation.empty() || row.operation == operation) &&
            (row.parameter < 0 || row.parameter == parameter);
 }
 
+// The caller holds the lock.
 void store(std::vector<failing_s> rows, failures_s* failures) {
     failures->left = std::move(rows);
     failures->any.store(!failures->left.empty(), std::memory_order_relaxed);

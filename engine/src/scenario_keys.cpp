@@ -8,13 +8,15 @@
 namespace rxe {
 namespace {
 
-// Short and without trailing zeros: 0.5, 100000.
+// A number for a text, without trailing zeros: 0.5, 100000.
 std::string numberText(double number) {
     std::array<char, 32> text{};
     std::snprintf(text.data(), text.size(), "%.10g", number);
     return text.data();
 }
 
+// Fills `*bytes` from pairs of hexadecimal digits; false when there is any other character or a
+// digit alone.
 bool parseHex(std::string_view text, std::vector<std::uint8_t>* bytes) {
     bytes->resize(text.size() / 2);
     for (std::size_t i = 0; i < bytes->size(); ++i) {
@@ -29,7 +31,7 @@ bool parseHex(std::string_view text, std::vector<std::uint8_t>* bytes) {
 
 }  // namespace
 
-// Indices follow without a point: "tags" and "[2]" make "tags[2]".
+// There is not a point in front of an index: "tags" and "[2]" make "tags[2]".
 refusal_s under(std::string_view step, refusal_s refusal) {
     const bool joins = refusal.path.empty() || refusal.path.front() == '[';
     refusal.path = std::string(step) + (joins ? "" : ".") + refusal.path;

@@ -96,7 +96,7 @@ refusal_s takeSensitivity(const json_t& value, tag_s* tag) {
     return refusal;
 }
 
-// What a tag has, alone or in a group.
+// Keys of single tags and of groups.
 constexpr std::array memoryKeys{
     group_key_t{"user",
                 [](const json_t& v, tag_group_s* g) {
@@ -123,7 +123,7 @@ constexpr std::array timeKeys{
                             tag_group_s* g) { return takeSeconds(v, 0, longestTime, &g->pattern.leaves); }},
 };
 
-// What a single tag has that a group cannot have. Its place is a box without extent.
+// Keys of a single tag only. Its place is a box without extent.
 constexpr std::array identityKeys{
     group_key_t{"epc", [](const json_t& v, tag_group_s* g) { return takeEpc(v, &g->epc); }, true},
     group_key_t{"tid",
@@ -138,7 +138,7 @@ constexpr std::array identityKeys{
                 }},
 };
 
-// How long a tag stays that enters by an event.
+// The key of a tag that enters by an event: how long it stays.
 constexpr std::array stayKeys{
     group_key_t{"stay", [](const json_t& v,
                            tag_group_s* g) { return takeSeconds(v, 0.001, longestTime, &g->arrivals.stay); }},
@@ -191,7 +191,7 @@ refusal_s takeEpcBits(const json_t& value, tag_group_s* group) {
     return refusal;
 }
 
-// What only a group has. A key for one scheme is taken with any; checkNaming looks at it then.
+// Keys of groups only. Each is taken with any scheme; checkNaming checks them together.
 constexpr std::array groupKeys{
     group_key_t{"count",
                 [](const json_t& v, tag_group_s* g) { return takeInteger(v, 0, maxTags, &g->count); }},
@@ -224,7 +224,7 @@ constexpr std::array groupKeys{
                 [](const json_t& v, tag_group_s* g) { return takeKeys(v, arrivalKeys, &g->arrivals); }},
 };
 
-// One table of several, when it is compiled.
+// Joins tables at compile time.
 template <std::size_t... Counts>
 constexpr auto joined(const std::array<group_key_t, Counts>&... tables) {
     std::array<group_key_t, (Counts + ...)> all{};
@@ -237,7 +237,7 @@ constexpr auto singleTable = joined(identityKeys, memoryKeys, timeKeys);
 constexpr auto groupTable = joined(groupKeys, memoryKeys, timeKeys);
 constexpr auto enteringTable = joined(identityKeys, memoryKeys, stayKeys);
 
-// Rules between keys, each told under the key that has to change.
+// Rules between keys. A refusal names the key that has to change.
 refusal_s checkNaming(const tag_group_s& group) {
     const naming_s& naming = group.naming;
     if (naming.scheme == scheme_e::PREFIX && naming.epcPrefix.empty()) {
@@ -260,7 +260,7 @@ refusal_s checkNaming(const tag_group_s& group) {
     return {};
 }
 
-// Also turns `leave` into the time that the tags stay.
+// Checks "enter" and "leave" against "arrivals", and turns "leave" into the length of the stay.
 refusal_s checkTimes(const json_t& value, tag_group_s* group) {
     const bool streams = group->arrivals.every != 0;
     if (streams && value.contains("enter")) {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Slots are drawn one by one from what the earlier ones have left, so a frame costs as many
-// draws as it has slots, whatever the number of tags.
+// Slots are drawn one by one, each from the tags that the earlier ones have left, so a frame costs
+// as many draws as it has slots, whatever the number of tags.
 #include "slots.hpp"
 
 #include <algorithm>
@@ -19,8 +19,8 @@ std::uint32_t drawBinomial(std::uint32_t count, double probability, random_s* ra
         return count;
     }
     const double mean = count * probability;
-    // So many tags in a slot collide whatever their number is, so the normal
-    // approximation is good enough.
+    // More than a few tags in a slot collide whatever their number, so the normal approximation
+    // is good enough.
     if (mean > walkableMean) {
         const double drawn = mean + std::sqrt(mean * (1 - probability)) * normal(random);
         return static_cast<std::uint32_t>(std::clamp(std::round(drawn), 0.0, static_cast<double>(count)));

@@ -41,7 +41,7 @@ constexpr std::array statusTexts{
 constexpr bool hasText(int status) {
     return std::ranges::count(statusTexts, status, &status_text_s::status) == 1;
 }
-// The engine's own statuses are numbered without a gap.
+// The engine's own statuses are numbered from 2 without a gap.
 constexpr bool allHaveTexts() {
     for (int status = STATUS_NOT_CONNECTED; status <= STATUS_MISCONFIGURED; ++status) {
         if (!hasText(status)) {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// What is still to happen to the world, in the order of the engine's clock: the
-// scenario's events and arrivals, and events of the control socket that are not due
-// yet. Also the last few happenings, for the error log. Radio thread only; times are
+// What is still to happen to the world, in the order of the engine's clock: the scenario's
+// events and arrivals, and events of the control socket that are not due yet. Also the last
+// eight happenings, for the error log. Radio thread only, except for beginTimeline; times are
 // microseconds of the engine's clock.
 #pragma once
 
@@ -14,8 +14,9 @@
 
 namespace rxe {
 
-// An event of the scenario or the control socket, an arrival of a group's tags, or a time at
-// which a tag enters or leaves.
+// EVENT: an event of the scenario or of the control socket. ARRIVAL: tags of a group come, and
+// are made then. CHANGE: tags that are in the world already enter or leave, so the radio has to
+// look at the field anew.
 enum class moment_e : std::uint8_t { EVENT, ARRIVAL, CHANGE };
 
 struct moment_s {
@@ -25,26 +26,27 @@ struct moment_s {
     moment_e kind = moment_e::EVENT;
     // Into timeline_s::events or the scenario's groups; not used by CHANGE.
     std::size_t index = 0;
-    // Of the arrival, from 0.
+    // Of the arrival in its group, from 0.
     std::uint64_t number = 0;
 };
 
 struct timeline_s {
-    // A heap, the next one in front.
+    // A heap (std::push_heap), the next one in front.
     std::vector<moment_s> moments;
     // The scenario's, and behind them posted ones that were not due yet. Those that are over
     // stay, since moments refer to events by index.
     std::vector<timed_event_s> events;
-    // Moments made so far.
+    // How many moments were scheduled so far; numbers them.
     std::uint64_t made = 0;
     // The last few lines for the error log, the oldest in front.
     std::deque<std::string> happened;
 };
 
-// The timeline of a connection as the scenario begins it. Before the radio thread starts.
+// Fills the timeline with what the scenario has. RXE_connect calls it before the radio thread
+// starts.
 void beginTimeline(const scenario_s& scenario, timeline_s* timeline);
 
-// Adds a moment, which may be due already.
+// Adds a moment, which may be due already; its `order` is set here.
 void schedule(moment_s moment, timeline_s* timeline);
 // A time at which a tag enters or leaves; forEver, which never comes, is left out.
 void scheduleChange(std::int64_t due, timeline_s* timeline);
@@ -55,9 +57,10 @@ void scheduleArrival(const scenario_s& scenario, std::size_t group, std::uint64_
 // Takes the moment that comes first; there has to be one.
 moment_s takeFirst(timeline_s* timeline);
 
-// Keeps a line for the error log; the oldest of more than eight goes.
+// Keeps a line for the error log, with the time `now` in front, and drops the oldest of more
+// than eight.
 void noteHappening(std::int64_t now, std::string line, timeline_s* timeline);
-// What has happened, for the error log: "; 12.500 s: antenna 2 lost" and so on.
+// The lines kept, for the error log: "; 12.500 s: antenna 2 lost; 14.000 s: antenna 2 back".
 std::string whatHappened(const timeline_s& timeline);
 
 }  // namespace rxe

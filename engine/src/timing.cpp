@@ -7,7 +7,7 @@
 namespace rxe {
 namespace {
 
-constexpr double delimiter = 12.5;
+constexpr double delimiter = 12.5;  // microseconds
 
 // Delimiter, data-0, RTcal: in front of each command.
 double frameSync(const link_s& link) {

@@ -23,8 +23,8 @@ std::size_t epcBytes(const tag_s& tag) {
 std::uint32_t addTag(tag_s tag, std::int64_t now, world_s* world) {
     tag.id = ++world->tagsMade;
     ++world->changes;
-    // A few places for each new tag: enough to find those that have left, and no
-    // walk through a hundred thousand that have not.
+    // A few entries for each new tag are enough to reuse those of tags that have left. A walk through
+    // a hundred thousand present tags for each new one would be too slow.
     constexpr int looks = 8;
     for (int i = 0; i < looks && !world->tags.empty(); ++i) {
         world->freeHint = (world->freeHint + 1) % static_cast<std::uint32_t>(world->tags.size());
@@ -51,7 +51,7 @@ void removeTag(std::uint32_t tag, std::int64_t now, world_s* world) {
     ++world->changes;
 }
 
-// Events name tags by EPC. They are rare, so there is not an index of EPCs.
+// Events name tags by EPC and are rare, so an index of EPCs would not pay.
 std::int64_t findTag(const world_s& world, const std::vector<std::uint8_t>& epc, std::int64_t now) {
     const auto found = std::ranges::find_if(
         world.tags, [&](const tag_s& tag) { return isPresent(tag, now) && holdsEpc(tag, epc); });

@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: MIT
-// What lies in front of the radio and around it: tags, antennas, input ports,
-// temperatures. The scenario fills it at RXE_connect; from then on the radio
-// thread alone owns it. Another thread that wants to change it (the control
-// socket's) posts an event, which the radio thread applies between two air
-// commands, at a time of the engine's clock.
+// The world around the radio: tags, antennas, input ports, temperatures. RXE_connect fills it
+// from the scenario; from then on the radio thread alone reads and writes it. The control
+// thread, which wants to change it, posts an event, and the radio thread applies the event
+// between two air commands, at a time of the engine's clock.
 //
 // Places are metres in a right-handed frame: x to the right, y away from the
 // wall, z up. Times are microseconds of the engine's clock, which starts with 0
@@ -22,11 +21,11 @@
 
 namespace rxe {
 
-// A time that never comes, and a stay without an end.
+// A time that never comes; the length of a stay that does not end.
 constexpr std::int64_t forEver = std::numeric_limits<std::int64_t>::max();
 // Antenna ports are numbered from 1 to this. Port 0 stands for the array.
 constexpr std::uint16_t maxPorts = 16;
-// Of the array. Element n, from 0, has the settings of port n + 1.
+// The elements of the array, numbered from 0. Element n has the settings of port n + 1.
 constexpr std::uint16_t arrayElements = 14;
 // General purpose inputs, numbered from 1.
 constexpr std::size_t maxGpis = 4;
@@ -65,10 +64,10 @@ enum lock_e : std::uint16_t {
 // The EPC bank has room for the longest EPC; the PC's length field tells how much of it is one.
 // The members that a round looks at for every tag come first, within one line of the cache.
 struct alignas(64) tag_s {
-    // Tells tags apart for ever, counted from 1 by addTag. A later tag may take the place
-    // of one that has left in the list, but never its id.
+    // Counted from 1 in the order in which tags are added. A later tag may get the index of one
+    // that has left, but never its id.
     std::uint32_t id = 0;
-    // A killed tag answers nothing any more; it counts as not present.
+    // A killed tag never answers again and counts as not present (EPC Gen2 v2.0.1, 6.3.2.12.3.4).
     bool killed = false;
 
     // The tag's volatile state. Only the functions of gen2.hpp and field.hpp write these four.
@@ -91,11 +90,11 @@ struct alignas(64) tag_s {
     std::uint16_t xpc2 = 0;
     // PC bits 17h to 1Fh: 0 for a GS1 EPC, 100h and the AFI for an ISO one.
     std::uint16_t numbering = 0;
-    // A set of lock_e.
+    // The bits of lock_e that are set; 0 is unlocked.
     std::uint16_t locks = 0;
     // Bit n: block n of USER, four words each, is locked for good.
     std::uint32_t lockedBlocks = 0;
-    // dBm at the tag that wake it; a write takes 4 dB more.
+    // The power at the tag that wakes it, dBm; a write needs 4 dB more.
     float sensitivity = -18;
 
     // The place at the time `placedAt`, from where the tag moves at `velocity`.
@@ -111,38 +110,39 @@ struct antenna_s {
     float gain = 6;
     // A lost antenna radiates nothing and hears nothing.
     bool connected = true;
-    // Its amplifier gives nothing.
+    // Its amplifier has failed: the antenna hears and does not transmit.
     bool paFailed = false;
 };
 
-// A general purpose input and the time of its last change.
+// The level of a general purpose input and when it changed last, 0 when it has not.
 struct gpi_s {
     bool high = false;
     std::int64_t since = 0;
 };
 
-// How the waves go. With shadow 0 only distance counts.
+// How waves travel between antennas and tags.
 struct air_s {
-    // Of the path loss beyond 1 m; 2 is free space.
+    // Exponent of the path loss beyond 1 m, 1 to 6; 2 is free space.
     double exponent = 2.0;
-    // Standard deviation in dB of a loss that stays the same for each pair of tag and antenna.
+    // Standard deviation in dB of a loss that each pair of tag and antenna has for good, as from
+    // what stands between them. With 0 only distance counts.
     double shadowDb = 0;
-    // Standard deviation in dB from read to read.
+    // Standard deviation in dB of a loss that is another one for each read.
     double fadeDb = 0.5;
     // Frames get lost near the edge; without, each frame arrives whole.
     bool errors = true;
 };
 
 struct world_s {
-    // Places in this list are stable while a tag is present; see addTag.
+    // A tag keeps its index while it is present; see addTag.
     std::vector<tag_s> tags;
     // The id of the last tag made.
     std::uint32_t tagsMade = 0;
-    // Index at which addTag goes on to look for the place of a tag that has left.
+    // Where addTag goes on to look for a tag that has left, whose entry it takes.
     std::uint32_t freeHint = 0;
-    // Counts whatever changes who can be heard where: a tag added, moved,
-    // gone, written or killed, an antenna lost, an amplifier failed. The radio
-    // looks at the field anew when it differs.
+    // Counts the changes after which other tags may be in reach: a tag added, moved, removed or
+    // killed, an antenna lost or back, an amplifier failed or good again. When the count differs
+    // from that of the last look, the radio works out the field anew.
     std::uint64_t changes = 0;
 
     // By port number; 0 is the array.
@@ -154,28 +154,29 @@ struct world_s {
     std::int16_t paTemp = 41;
     std::int16_t ambTemp = 29;
     reader_model_e model = reader_model_e::ANY;
-    // How many tags the radio's database holds.
+    // How many tags the radio's database holds, 1 to 10,000,000.
     std::uint32_t dbCapacity = 65536;
 };
 
-// Radio thread. All three count a change; `tag` is an index into world.tags.
-// Indices of tags that are present never move; addTag may reuse the place of a
-// tag that has left, under a new id. It returns the new tag's index.
+// Radio thread. All three count a change; `tag` is an index into world.tags. addTag gives the
+// tag an id and returns its index, which may be that of a tag that has left.
 std::uint32_t addTag(tag_s tag, std::int64_t now, world_s* world);
 void moveTag(std::uint32_t tag, place_s place, place_s velocity, std::int64_t now, world_s* world);
-// The tag leaves at `now`.
+// The tag is not in the field from `now` on.
 void removeTag(std::uint32_t tag, std::int64_t now, world_s* world);
-// Bytes of the EPC, as the PC's length field tells; 0 for a tag without a bank.
+// Bytes of the EPC by the length field of the PC, 0 to 62; 0 for a tag without an EPC bank.
 std::size_t epcBytes(const tag_s& tag);
-// Index of the tag in the field with this EPC, or -1. Looks at every tag.
+// Index of the first tag in the field with this EPC, or -1. Looks at every tag.
 std::int64_t findTag(const world_s& world, const std::vector<std::uint8_t>& epc, std::int64_t now);
 
 // Where a tag is at `now`: it moves in a straight line from its last place.
+// Metres in single precision.
 place_s placeAt(const tag_s& tag, std::int64_t now);
 inline bool isPresent(const tag_s& tag, std::int64_t now) {
     return now >= tag.enters && now < tag.leaves && !tag.killed;
 }
-// Whether an antenna id of an olio is a beam of the array rather than a port.
+// Whether an antenna id of an olio is a beam of the array rather than a port. On a QDX4400 all
+// ids are beams.
 constexpr bool isBeam(reader_model_e model, std::uint16_t antenna) {
     return model == reader_model_e::QDX4400 || (model == reader_model_e::ANY && antenna > maxPorts);
 }
@@ -184,7 +185,7 @@ constexpr bool isBeam(reader_model_e model, std::uint16_t antenna) {
 // --- scenario, applied by the radio thread (applyDueEvents in events.hpp),
 // --- which also sends the packets that tell of them.
 
-// What happens, and which members of event_s it has.
+// The kinds of events, each with the members of event_s that it uses.
 enum class event_e : std::uint8_t {
     GPI,         // port, flag: high
     ANTENNA,     // port, flag: connected
@@ -202,10 +203,11 @@ enum class event_e : std::uint8_t {
 
 struct event_s {
     event_e kind = event_e::GPI;
-    // Microseconds; 0 for at once.
+    // Microseconds of the engine's clock; the event comes at once when this time has passed.
     std::int64_t due = 0;
     // Antenna port 1 to maxPorts, or input 1 to maxGpis.
     std::uint16_t port = 0;
+    // These three mean what event_e says for the kind.
     bool flag = false;
     int value = 0;
     std::uint32_t count = 0;
@@ -219,14 +221,16 @@ struct event_s {
     tag_s tag;
     // An EPC, or the payload of a packet.
     std::vector<std::uint8_t> bytes;
+    // RXE_PACKET_ type of the packet.
     std::uint16_t rawType = 0;
+    // Metres, and metres a second.
     place_s place;
     place_s velocity;
 };
 
-// Events on their way to the radio thread. Any thread posts; the radio thread
-// takes. It reads `waiting` before each slot, so that it takes the lock only
-// when there is an event.
+// Events on their way to the radio thread. Any thread posts; the radio thread takes. It reads
+// `waiting` before each slot, so that it takes the lock only when there is an event. There is
+// not a limit to their number.
 struct event_queue_s {
     std::mutex mutex;
     std::vector<event_s> events;
