@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
-/* The EPC URI library, libtuvr.so: the URIs of an EPC, as the GS1 EPC Tag Data Standard
- * defines them (section 6 the pure identity, section 12 the tag URI). The maker of such
- * a library needs this header and nothing else of the daemon.
+/* The EPC URI library, libtuvr.so: the URIs of an EPC by the GS1 EPC Tag Data Standard
+ * (section 6 the pure identity, section 12 the tag URI). The maker of such a library needs
+ * this header and nothing else of the daemon.
  *
  * The daemon calls it for each tag that it reports while the mode asks for a URI, on the
  * thread that delivers the reads of the radio. So a call must not wait, and should not
@@ -20,14 +20,14 @@ extern "C" {
  *
  * hex:    the EPC as NUL-terminated hexadecimal text, either case, two digits a byte,
  *         most significant byte first. The header of the EPC tells its scheme. Bits
- *         behind those of the scheme are passed over, because a tag sends whole words.
+ *         behind those of the scheme are ignored, because a tag sends whole words.
  * size:   bytes that buffer can hold, the terminating NUL included. The daemon gives
  *         1024.
  * buffer: receives the NUL-terminated URI. Owned by the caller, untouched on failure.
  *
- * Returns 0, or a code other than 0 that tells the kind of failure: the daemon writes
- * it into the report in the place of the URI, as "failed to decode error %d". So a number
- * should never get another meaning. */
+ * Returns 0, or another number that stands for the kind of failure. The daemon writes it
+ * into the report in place of the URI, as "failed to decode error %d", so a number should
+ * never get another meaning. */
 int tuvr_hexToEpcTagUri(const char* hex, int size, char* buffer);
 int tuvr_hexToEpcUri(const char* hex, int size, char* buffer);
 

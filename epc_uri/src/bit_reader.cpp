@@ -5,8 +5,9 @@
 
 namespace {
 
-constexpr std::uint8_t noDigit = 0xFF;
+constexpr std::uint8_t noDigit = 0xFF;  // for characters that are not hexadecimal digits
 
+// The value of a digit by its character, so that a decode looks each one up in one step.
 constexpr std::array<std::uint8_t, 256> makeDigits() {
     std::array<std::uint8_t, 256> digits{};
     digits.fill(noDigit);
@@ -50,6 +51,7 @@ bool takeBits(bits_s* bits, unsigned width, std::uint64_t* value) {
         return false;
     }
     std::uint64_t taken = 0;
+    // Takes what is left of a byte, or less, in each turn.
     while (width > 0) {
         const auto offset = static_cast<unsigned>(bits->at % 8);
         const auto step = std::min(width, 8 - offset);

@@ -9,10 +9,12 @@ namespace {
 constexpr std::string_view capitals = "ABCDEFGHIJKLMNOPQRSTUVWXYZ";
 constexpr std::string_view small = "abcdefghijklmnopqrstuvwxyz";
 constexpr std::string_view decimals = "0123456789";
+// GS1 TDS 1.13, annex A; annex G for six bits.
 constexpr std::string_view sevenBitMarks = "!\"%&'()*+,-./:;<=>?_";
 constexpr std::string_view escapedMarks = "\"#%&/<>?";
 constexpr std::string_view sixBitMarks = "#-/";
 
+// The character by its value in the EPC; '\0' where the set has none.
 using set_s = std::array<char, 128>;
 
 constexpr void add(set_s* set, std::string_view characters, unsigned mask) {

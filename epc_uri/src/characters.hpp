@@ -5,12 +5,15 @@
 
 #include <cstdint>
 
-// What a code value stands for. '\0': the value is not a character of the set.
-char sevenBitCharacter(std::uint64_t value);  // the 82 characters of GS1 element strings
-char sixBitCharacter(std::uint64_t value);    // A-Z 0-9 # - /
+// The character of a 7-bit value (annex A, the 82 characters of GS1 element strings): its ASCII
+// code. '\0' when the value is not one of them. Only the low 7 bits count.
+char sevenBitCharacter(std::uint64_t value);
+// The character of a 6-bit value (annex G, A-Z 0-9 # - /): the low 6 bits of its ASCII code. '\0'
+// when the value is not one of them. Only the low 6 bits count.
+char sixBitCharacter(std::uint64_t value);
 
-// Digits and capitals that a CAGE code or DoDAAC may have: no I, no O.
+// Whether a CAGE code or DoDAAC may have the character: a digit, or a capital other than I and O.
 bool isCageCharacter(char character);
 
-// True for characters that a URI writes as %xx.
+// Whether a URI writes the character as % and two digits: " # % & / < > ?
 bool isEscaped(char character);

@@ -8,6 +8,7 @@
 
 namespace {
 
+// 10^0 to 10^19, the powers that 64 bits hold.
 constexpr std::array<std::uint64_t, 20> makePowersOfTen() {
     std::array<std::uint64_t, 20> powers{};
     powers[0] = 1;
@@ -18,9 +19,10 @@ constexpr std::array<std::uint64_t, 20> makePowersOfTen() {
 }
 constexpr auto powersOfTen = makePowersOfTen();
 
-// Six-bit value that marks a five-character CAGE code.
+// A blank, which precedes a five-character CAGE code.
 constexpr std::uint64_t sixBitSpace = 0x20;
 
+// Writes a character, escaped where a URI needs it: '/' becomes %2F.
 void putCharacter(uri_s* uri, char character) {
     constexpr std::string_view hexDigits = "0123456789ABCDEF";
     if (!isEscaped(character)) {
@@ -32,11 +34,14 @@ void putCharacter(uri_s* uri, char character) {
     put(uri, hexDigits[static_cast<unsigned char>(character) & 0x0F]);
 }
 
+// The decimal digits of a value, in `*text`.
 std::string_view decimal(std::uint64_t value, std::array<char, 20>* text) {
     const auto* const end = std::to_chars(text->data(), text->data() + text->size(), value).ptr;
     return {text->data(), static_cast<std::size_t>(end - text->data())};
 }
 
+// A number of `bits` bits. With `isPadded` it has exactly `digits` digits, and with 0 digits the
+// field is empty; otherwise at most `digits`, 0 for any number.
 tuvr_status_e putNumber(decoder_s* decoder, unsigned bits, unsigned digits, bool isPadded) {
     std::uint64_t value = 0;
     if (!takeBits(&decoder->bits, bits, &value)) {
@@ -58,7 +63,8 @@ tuvr_status_e putNumber(decoder_s* decoder, unsigned bits, unsigned digits, bool
     return TUVR_OK;
 }
 
-// Seven-bit characters in `bits` bits: one to `limit` of them, then zeros.
+// Seven-bit characters in `bits` bits: one to `limit` of them, then zeros. The bits need not be a
+// multiple of 7; those of the last, short part are zeros as well.
 tuvr_status_e putSevenBitText(decoder_s* decoder, unsigned bits, unsigned limit) {
     beginField(&decoder->uri);
     unsigned length = 0;
@@ -91,7 +97,7 @@ tuvr_status_e putSevenBitText(decoder_s* decoder, unsigned bits, unsigned limit)
 
 enum class hash_e { anywhere, nowhere, first };  // where '#' may stand
 
-// Six-bit characters up to a zero one, which is always there.
+// Six-bit characters, `least` to `most`, up to one of value 0, which is always there.
 tuvr_status_e putSixBitText(decoder_s* decoder, unsigned least, unsigned most, hash_e hash) {
     beginField(&decoder->uri);
     for (unsigned length = 0;; ++length) {
@@ -110,7 +116,7 @@ tuvr_status_e putSixBitText(decoder_s* decoder, unsigned least, unsigned most, h
         if (length == most) {
             return TUVR_OUT_OF_RANGE;
         }
-        // A leading '#' marks a serial number and is none by itself.
+        // A '#' in front needs at least one character behind it.
         if (character == '#' && hash == hash_e::first) {
             least = 2;
         }
@@ -201,7 +207,7 @@ tuvr_status_e cageField(decoder_s* decoder, const field_s& field) {
         if (!takeBits(&decoder->bits, field.bits / 6U, &value)) {
             return TUVR_WRONG_LENGTH;
         }
-        // A blank is 20h in both widths; it stands only before a five-character CAGE code.
+        // A blank is 20h in 6 and in 8 bits.
         if (i == 0 && value == sixBitSpace) {
             continue;
         }

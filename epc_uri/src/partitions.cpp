@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "partitions.hpp"
 
+// GS1 EPC Tag Data Standard 1.13, section 14.5. Each row: bits and digits of the prefix, bits and
+// digits of the reference.
 // clang-format off
 const partitions_s itemPartitions{{
     {40, 12, 4, 1}, {37, 11, 7, 2}, {34, 10, 10, 3}, {30, 9, 14, 4}, {27, 8, 17, 5}, {24, 7, 20, 6}, {20, 6, 24, 7}}};
@@ -17,7 +19,7 @@ const partitions_s assetTypePartitions{{
 const partitions_s giai96Partitions{{
     {40, 12, 42, 13}, {37, 11, 45, 14}, {34, 10, 48, 15}, {30, 9, 52, 16}, {27, 8, 55, 17}, {24, 7, 58, 18}, {20, 6, 62, 19}}};
 
-// The last bits of the reference make no whole character and are zero.
+// The reference has up to 22 bits more than its 7-bit characters; these bits are zero.
 const partitions_s giai202Partitions{{
     {40, 12, 148, 18}, {37, 11, 151, 19}, {34, 10, 154, 20}, {30, 9, 158, 21}, {27, 8, 161, 22}, {24, 7, 164, 23}, {20, 6, 168, 24}}};
 

@@ -5,6 +5,7 @@
 
 namespace {
 
+// The fields that most schemes have, with their widths in bits.
 constexpr field_s filter{filterField, 3, 0};
 constexpr field_s prefix{prefixField, 3, 0};
 constexpr field_s padded{paddedReferenceField, 0, 0};
@@ -22,6 +23,7 @@ constexpr field_s text(std::uint8_t characters) {
     return {sevenBitField, static_cast<std::uint8_t>(characters * 7), characters};
 }
 
+// GS1 EPC Tag Data Standard 1.13, table 14-1 for headers, section 14.5 for fields.
 // clang-format off
 constexpr std::array schemes{
     scheme_s{0x2C, "gdti-96", "gdti", 96, false, &locationPartitions, {{filter, prefix, padded, integer(41)}}},

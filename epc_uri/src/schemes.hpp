@@ -8,15 +8,27 @@
 
 #include "fields.hpp"
 
+// A scheme, its names in the two URIs, and its fields:
+//
+//   urn:epc:tag:sgtin-96:3.0614141.812345.6789
+//   urn:epc:id:sgtin:0614141.812345.6789
 struct scheme_s {
+    // The first 8 bits of the EPC.
     std::uint8_t header;
-    std::string_view tagName;       // after "urn:epc:tag:"
-    std::string_view identityName;  // after "urn:epc:id:"
-    std::uint16_t bits;             // all of them; the fewest of a scheme without a fixed length
-    bool isVariable;                // its texts end with a terminator, so its length is in the code itself
+    // Behind "urn:epc:tag:".
+    std::string_view tagName;
+    // Behind "urn:epc:id:". Schemes that differ only in their coding share it.
+    std::string_view identityName;
+    // All bits, the header included; for a scheme of variable length the fewest.
+    std::uint16_t bits;
+    // A character of value 0 ends each text, so the EPC itself tells its length.
+    bool isVariable;
+    // Null for a scheme without a company prefix.
     const partitions_s* partitions;
-    std::array<field_s, 6> fields;  // after the header, in the order of the bits and of the URI
+    // Behind the header, in the order of the bits and of the URI.
+    std::array<field_s, 6> fields;
 };
 
-// Null when no scheme has that header.
+// The scheme of a header; null when there is none: 00 is an unprogrammed tag, E2 begins a TID. Any
+// thread; the pointer is valid for the life of the library.
 const scheme_s* findScheme(std::uint8_t header);

@@ -11,8 +11,9 @@
 
 namespace {
 
+// Runs the decoders of the scheme's fields; the first fault ends it.
 tuvr_status_e decodeFields(const scheme_s& scheme, decoder_s* decoder) {
-    // A tag delivers whole words: what follows the scheme's own bits is not part of the code.
+    // A tag delivers whole words, so bits behind those of the scheme are not part of the EPC.
     if (!scheme.isVariable) {
         decoder->bits.count = scheme.bits;
     }
@@ -28,6 +29,7 @@ tuvr_status_e decodeFields(const scheme_s& scheme, decoder_s* decoder) {
     return TUVR_OK;
 }
 
+// Decodes the whole EPC into decoder->uri.
 tuvr_status_e decode(const char* hex, decoder_s* decoder) {
     auto status = readHex(hex, &decoder->bits);
     if (status != TUVR_OK) {
@@ -53,6 +55,7 @@ int hexToUri(const char* hex, int size, char* buffer, bool isTagUri) {
     if (hex == nullptr || buffer == nullptr || size <= 0) {
         return TUVR_BAD_ARGUMENT;
     }
+    // Its arrays stay uninitialised: a decode runs for each report that has a URI.
     decoder_s decoder;
     decoder.uri.length = 0;
     decoder.uri.hasField = false;
