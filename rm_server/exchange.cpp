@@ -8,15 +8,17 @@
 
 namespace {
 
+// Control characters, an unfinished tag and bytes that are not UTF-8.
 constexpr std::string_view garbage = "\x01\x02 no <XML & no marker \xff\xfe";
 constexpr std::string_view closingTag = "</rm:reply>";
 
-// A document without a declaration ends in its closing tag.
+// The document ends with its closing tag, so a blank there removes the marker.
 std::string withoutMarker(std::string reply) {
     reply.replace(reply.size() - closingTag.size(), closingTag.size(), "</rm:reply >");
     return reply;
 }
 
+// Applies a fault of the connection or of the bytes to an answer that is otherwise ready.
 answer_s spoil(std::string reply, fault_e fault) {
     answer_s answer;
     switch (fault) {
@@ -37,7 +39,7 @@ answer_s spoil(std::string reply, fault_e fault) {
         case fault_e::trailing:
             answer.bytes = reply + "<rm:more/> & what follows";
             break;
-        default:  // the document's own faults are in it already
+        default:  // makeReply has applied faults within the document
             answer.bytes = std::move(reply);
             break;
     }
@@ -51,6 +53,7 @@ bool isComplete(std::string_view received) {
 }
 
 answer_s answerRequest(std::string_view received, const profile_s& profile, fault_plan_s* plan) {
+    // Bytes behind the request are ignored: a connection has one request.
     const auto length = requestLength(received);
     std::string error;
     const auto request = length == 0 ? std::nullopt : parseRequest(received.substr(0, length), &error);

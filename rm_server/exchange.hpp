@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// From received bytes to the bytes of the answer; no sockets here.
+// From the bytes of a request to those of the answer, without sockets: the fuzzer and the tests
+// call it as the server does.
 #pragma once
 
 #include <string>
@@ -8,18 +9,22 @@
 #include "fault.hpp"
 #include "profile.hpp"
 
-// A request of a client is some 500 bytes.
+// The longest request, bytes. The daemon's have some 500.
 inline constexpr std::size_t maxRequestLength = 16384;
 
-// What the server does once a request is complete.
+// What the server does when a request is complete.
 struct answer_s {
-    std::string bytes;   // sent in one piece; empty when nothing is said
-    bool close = true;   // false: keep the connection and say nothing
-    std::string legend;  // for the trace: the command, or what was wrong with it
+    // Sent in one piece; empty for a fault that gives no answer.
+    std::string bytes;
+    // False: the server keeps the connection open and sends nothing.
+    bool close = true;
+    // For --verbose: the command, "(malformed)" or "(too long)".
+    std::string legend;
 };
 
-// True when `received` needs no more bytes: the request is whole or too long.
+// Whether the request in `received` is whole, or too long, so that the server can answer.
 bool isComplete(std::string_view received);
 
-// The answer to what was received, whole or not. Counts the request in `*plan`.
+// The answer to what was received. Bytes without a closing tag of the command get the error
+// ERROR_MALFORMED_COMMAND, or ERROR_COMMAND_TOO_LONG at the limit. Counts the request in `*plan`.
 answer_s answerRequest(std::string_view received, const profile_s& profile, fault_plan_s* plan);

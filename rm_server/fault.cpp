@@ -8,6 +8,7 @@
 
 namespace {
 
+// The names of --fault; README.md explains each.
 struct fault_name_s {
     std::string_view name;
     fault_e kind;
@@ -47,6 +48,7 @@ fault_e nextFault(fault_plan_s* plan, std::string_view command) {
     if (plan->kind == fault_e::none || (!plan->query.empty() && plan->query != command)) {
         return fault_e::none;
     }
+    // Number of the request among those that match, from 0.
     const auto number = plan->seen++;
     if (number < plan->after || (plan->count != 0 && number - plan->after >= plan->count)) {
         return fault_e::none;

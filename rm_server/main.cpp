@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// rm_server: the options, and the profile and fault they choose.
+// rm_server: the options, and the profile and fault that they choose.
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <string>
@@ -8,6 +8,7 @@
 
 namespace {
 
+// Values as the command line gives them; prepareServer checks profile and fault.
 struct options_s {
     std::uint16_t port = 50009;
     std::string profile = "PN5100";
@@ -36,11 +37,13 @@ void addOptions(CLI::App* app, options_s* options) {
     app->add_flag("-v,--verbose", options->verbose, "print a line for each request");
 }
 
+// One line on standard error; false for the caller to return.
 bool refuse(const std::string& what) {
     std::fprintf(stderr, "rm_server: %s\n", what.c_str());
     return false;
 }
 
+// Turns the options into what runServer needs; false when one cannot be used.
 bool prepareServer(const options_s& options, server_s* server) {
     std::string error;
     if (!findBuiltInProfile(options.profile, &server->profile) &&
@@ -59,6 +62,8 @@ bool prepareServer(const options_s& options, server_s* server) {
 
 }  // namespace
 
+// Exit status: 0 at the end by a signal, --help and --version; 1 for a wrong option, and when the
+// port cannot be taken.
 int main(int argc, char** argv) {
     CLI::App app{"Stand-in for a reader's Reader Management server"};
     options_s options;

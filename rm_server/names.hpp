@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The two XML namespaces of the Reader Management exchange.
+// The two XML namespaces of the Reader Management exchange, written as "rm" and "brixrm".
 #pragma once
 
 #include <string_view>

@@ -14,12 +14,13 @@ namespace {
 
 using nlohmann::json;
 
-// A reply has to fit one read of 4,096 bytes at the client, so texts stay short.
+// A reply has to fit into one read of 4,096 bytes at the client, so texts stay short.
 constexpr std::size_t maxTextLength = 64;
 
 // More ports than any reader has, so that a test can claim too many.
 constexpr int maxPorts = 64;
 
+// The built-in profiles differ in these four; cables have no loss.
 profile_s makeProfile(const char* model, const char* hostName, int ports, int maxTxPower) {
     return {.model = model,
             .hostName = hostName,
@@ -32,6 +33,7 @@ profile_s makeProfile(const char* model, const char* hostName, int ports, int ma
             .cables = std::vector<cable_s>(static_cast<std::size_t>(ports), cable_s{0, 0})};
 }
 
+// Ports and power as the three models have them; 14 are the elements of the array.
 struct built_in_s {
     std::string_view name;
     profile_s (*make)();
@@ -43,6 +45,7 @@ constexpr std::array builtIns{
     built_in_s{"QDX4400", [] { return makeProfile("QDX4400", "qdx4400", 14, 360); }},
 };
 
+// The keys of a profile by the type of their values. All are required but "cables".
 struct text_key_s {
     const char* name;
     std::string profile_s::*field;
@@ -82,11 +85,12 @@ bool isKnownKey(const std::string& key) {
            key == "channelWidth" || key == "cables";
 }
 
+// False when the value is not an integer from `low` to `high`.
 bool readInteger(const json& value, int low, int high, int* out) {
     if (!value.is_number_integer()) {
         return false;
     }
-    // An unsigned value beyond int64 would turn negative.
+    // Unsigned values are compared first: one beyond int64 would turn negative.
     if (value.is_number_unsigned() &&
         value.get<std::uint64_t>() > static_cast<std::uint64_t>(maxCableNumber)) {
         return false;
@@ -104,12 +108,14 @@ std::string rangeText(const std::string& key, int low, int high) {
            std::to_string(high);
 }
 
-// Printable ASCII only: everything else needs care in XML and no reader has it.
+// Printable ASCII only: other characters need care in XML, and readers do not have them.
 bool isPlainText(const std::string& text) {
     return !text.empty() && text.size() <= maxTextLength &&
            std::ranges::all_of(text, [](char c) { return c >= ' ' && c <= '~'; });
 }
 
+// The read functions check the values of their keys. On failure they return false and put the line
+// with the key into `*error`.
 bool readTexts(const json& root, profile_s* profile, std::string* error) {
     for (const auto& key : textKeys) {
         const auto& value = root[key.name];
@@ -184,6 +190,7 @@ bool readCables(const json& root, profile_s* profile, std::string* error) {
     return true;
 }
 
+// Whether there is every required key and no unknown one.
 bool checkKeys(const json& root, std::string* error) {
     if (!root.is_object()) {
         *error = "not a JSON object";
@@ -228,6 +235,7 @@ bool parseProfile(std::string_view text, profile_s* profile, std::string* error)
         *error = "not valid JSON";
         return false;
     }
+    // Into a profile of its own, so that a mistake leaves the caller's as it was.
     profile_s read;
     if (!checkKeys(root, error) || !readTexts(root, &read, error) || !readNumbers(root, &read, error) ||
         !readCables(root, &read, error)) {

@@ -21,6 +21,7 @@ struct free_buffer_s {
     void operator()(xmlBuffer* buffer) const { xmlBufferFree(buffer); }
 };
 
+// What a client gets for each problem; README.md has the same table.
 struct error_s {
     problem_e problem;
     int resultCode;
@@ -37,14 +38,15 @@ constexpr std::array errors{
     error_s{problem_e::unsupported, 4, "ERROR_VALUE_NOT_SUPPORTED", 402},
 };
 
-// The code that a fault puts into an answer that is otherwise right.
+// The result code of the faults result-code and bare-error.
 constexpr int faultResultCode = 5;
 
+// libxml2 has its own type for UTF-8.
 const xmlChar* xmlText(const char* text) {
     return reinterpret_cast<const xmlChar*>(text);
 }
 
-// A reply under construction; the namespaces belong to the document.
+// A reply under construction. `doc` owns the node and the namespaces.
 struct reply_s {
     std::unique_ptr<xmlDoc, free_doc_s> doc;
     xmlNode* root;
@@ -52,6 +54,7 @@ struct reply_s {
     xmlNs* extension;
 };
 
+// <rm:reply> with both namespaces and <rm:id>.
 reply_s newReply(int id) {
     reply_s reply{std::unique_ptr<xmlDoc, free_doc_s>(xmlNewDoc(xmlText("1.0"))), nullptr, nullptr, nullptr};
     reply.root = xmlNewDocNode(reply.doc.get(), nullptr, xmlText("reply"), nullptr);
@@ -67,6 +70,7 @@ void addResultCode(const reply_s& reply, int code) {
     xmlNewTextChild(reply.root, reply.standard, xmlText("resultCode"), xmlText(std::to_string(code).c_str()));
 }
 
+// <rm:error> with name, description and custom code.
 void addError(const reply_s& reply, const char* name, const std::string& description, int customCode) {
     xmlNode* error = xmlNewChild(reply.root, reply.standard, xmlText("error"), nullptr);
     xmlNewTextChild(error, reply.standard, xmlText("name"), xmlText(name));
@@ -75,6 +79,7 @@ void addError(const reply_s& reply, const char* name, const std::string& descrip
                     xmlText(std::to_string(customCode).c_str()));
 }
 
+// Without a declaration and without line ends, which libxml2 puts at the end.
 std::string serialise(const reply_s& reply) {
     const std::unique_ptr<xmlBuffer, free_buffer_s> buffer(xmlBufferCreate());
     xmlSaveCtxt* saving = xmlSaveToBuffer(buffer.get(), "UTF-8", XML_SAVE_NO_DECL);
@@ -92,7 +97,8 @@ std::string numberText(double number) {
     return {text.data(), end};
 }
 
-// Antenna numbers count from 1: "Read Point 3" is the third.
+// Index of the antenna that the target names: "Read Point 3" has index 2. Nothing for any other
+// text, and for an antenna that the reader does not have.
 std::optional<std::size_t> antennaIndex(const request_s& request, const profile_s& profile) {
     constexpr std::string_view prefix = "Read Point ";
     if (!std::string_view(request.targetName).starts_with(prefix)) {
@@ -113,8 +119,8 @@ struct value_s {
     std::string text;
 };
 
-// A command: the device it is asked of, the elements between the command and
-// its values ("" or "a/b"), its values, and what may be wrong with a request.
+// A command: its device, the elements between the command and its values ("" or "a/b"), its
+// values, and the check of a request.
 struct command_s {
     std::string_view name;
     device_e device;
@@ -127,6 +133,7 @@ std::optional<problem_e> noCheck(const request_s&, const profile_s&) {
     return std::nullopt;
 }
 
+// The server knows the standards of the active region only, and not their channels.
 std::optional<problem_e> checkRegion(const request_s& request, const profile_s& profile) {
     if (request.wantsChannels) {
         return problem_e::unsupported;
@@ -175,7 +182,8 @@ xmlNode* addElement(const reply_s& reply, xmlNode* parent, std::string_view name
     return xmlNewChild(parent, reply.extension, xmlText(std::string(name).c_str()), nullptr);
 }
 
-// Device, command and the elements of `path` below it; returns the innermost.
+// Adds device, command and the elements of its path, each below the one before; returns the
+// innermost.
 xmlNode* addPath(const reply_s& reply, const command_s& command) {
     auto* node = addElement(reply, reply.root,
                             command.device == device_e::readerDevice ? "readerDevice" : "antennaReadPoint");
@@ -188,6 +196,7 @@ xmlNode* addPath(const reply_s& reply, const command_s& command) {
     return node;
 }
 
+// Adds the values below `parent`; missing-value and double-value take effect here.
 void addValues(const reply_s& reply, xmlNode* parent, const std::vector<value_s>& values, fault_e fault,
                std::string_view faultValue) {
     for (const auto& value : values) {
@@ -224,6 +233,7 @@ std::string makeReply(const request_s& request, const profile_s& profile, fault_
         return makeErrorReply(request.id, *problem, "the command's target or value is not there");
     }
     const auto reply = newReply(request.id);
+    // The values follow in any case: a client must look at the result code.
     const bool isError = fault == fault_e::resultCode || fault == fault_e::bareError;
     if (fault != fault_e::missingResultCode) {
         addResultCode(reply, isError ? faultResultCode : 0);

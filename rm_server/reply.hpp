@@ -5,9 +5,9 @@
 //     <brixrm:readerDevice><brixrm:getModel><brixrm:returnValue>PN5100</brixrm:returnValue>
 //     </brixrm:getModel></brixrm:readerDevice></rm:reply>
 //
-// The client makes one read of up to 4,096 bytes, cuts what it got after the
-// first "reply>" and puts an XML declaration in front. So an answer is short,
-// has no declaration, and "reply>" occurs in its closing tag only.
+// The client makes one read of up to 4,096 bytes, cuts the text behind the first "reply>" and puts
+// an XML declaration in front. So an answer is short, has no declaration, and "reply>" occurs in
+// its closing tag only.
 #pragma once
 
 #include <string>
@@ -20,13 +20,15 @@
 // Longest answer that a client reads.
 inline constexpr std::size_t maxReplyLength = 4096;
 
-// What is wrong with a request.
+// What is wrong with a request; each has a result code, a name and a custom code (README.md).
 enum class problem_e { malformed, tooLong, unknownCommand, badTarget, badRegion, unsupported };
 
-// The answer, with a fault of the document if `fault` is one.
+// The answer to a request, or the error that its command, target or region deserves. A fault
+// within the document changes the values or the result code, for `faultValue` alone if it is not
+// empty; faults of the connection have no effect here.
 std::string makeReply(const request_s& request, const profile_s& profile, fault_e fault,
                       std::string_view faultValue);
 
-// The answer to a request that could not be read, or that asks for what is not
-// there: result code, error name, description and custom error code.
+// The answer to a request that cannot be read: result code, error name, description and custom
+// error code. `id` is 0 when the request's is not known.
 std::string makeErrorReply(int id, problem_e problem, std::string_view description);

@@ -18,20 +18,24 @@ struct free_text_s {
     void operator()(xmlChar* text) const { xmlFree(text); }
 };
 
+// The name without its prefix.
 std::string_view localName(const xmlNode* node) {
     return reinterpret_cast<const char*>(node->name);
 }
 
+// Whether the element is in the namespace.
 bool isIn(const xmlNode* node, std::string_view uri) {
     return node->ns != nullptr && node->ns->href != nullptr &&
            uri == reinterpret_cast<const char*>(node->ns->href);
 }
 
+// The text of the element and of all elements in it.
 std::string textOf(const xmlNode* node) {
     const std::unique_ptr<xmlChar, free_text_s> text(xmlNodeGetContent(node));
     return text == nullptr ? std::string() : std::string(reinterpret_cast<const char*>(text.get()));
 }
 
+// The first element from `node` on among its siblings; blanks and comments are skipped.
 const xmlNode* firstElement(const xmlNode* node) {
     while (node != nullptr && node->type != XML_ELEMENT_NODE) {
         node = node->next;
@@ -39,6 +43,7 @@ const xmlNode* firstElement(const xmlNode* node) {
     return node;
 }
 
+// A decimal integer, without blanks.
 bool readId(const xmlNode* node, request_s* request) {
     const auto text = textOf(node);
     const auto* const end = text.data() + text.size();
@@ -74,6 +79,7 @@ bool readCommand(const xmlNode* device, request_s* request, std::string* error) 
     return true;
 }
 
+// The device element and the command in it.
 bool readDevice(const xmlNode* node, request_s* request, std::string* error) {
     if (localName(node) == "readerDevice") {
         request->device = device_e::readerDevice;
@@ -95,7 +101,8 @@ std::size_t requestLength(std::string_view received) {
         if (open == std::string_view::npos || received.substr(open, 2) != "</") {
             continue;
         }
-        // Nothing but a prefix may stand before the word: "</rm:command>", not "</rm:subcommand>".
+        // Only a prefix may precede the word: "</rm:command>" ends a request, "</rm:subcommand>" does
+        // not.
         const auto prefix = received.substr(open + 2, at - open - 2);
         if (prefix.empty() || prefix.back() == ':') {
             return at + marker.size();
@@ -113,7 +120,7 @@ std::optional<request_s> parseRequest(std::string_view text, std::string* error)
         *error = "not well-formed XML";
         return std::nullopt;
     }
-    // No client sends a DTD, and without one there are no entities to expand.
+    // A document type could define entities that expand without limit, and no client sends one.
     if (xmlGetIntSubset(doc.get()) != nullptr) {
         *error = "a document type is not accepted";
         return std::nullopt;

@@ -31,9 +31,10 @@ constexpr std::size_t maxConnections = 64;
 // How long an answered client may take to close its end.
 constexpr milliseconds lingerTime{1000};
 
-// A client that is left without an answer gives up before this.
+// How long a connection without an answer (fault silent) stays open; the daemon gives up sooner.
 constexpr milliseconds silentTime{60000};
 
+// Owns a file descriptor.
 class fd_s {
   public:
     explicit fd_s(int fd = -1) : fd_(fd) {}
@@ -64,16 +65,19 @@ enum class phase_e {
 struct connection_s {
     fd_s fd;
     phase_e phase;
+    // The end of the phase, at which the connection is closed.
     steady_clock::time_point deadline;
+    // Empty from the answer on.
     std::string received;
 };
 
+// Reports errno on standard error; nothing for the caller to return.
 std::optional<fd_s> failed(const char* what) {
     std::fprintf(stderr, "rm_server: %s: %s\n", what, std::strerror(errno));
     return std::nullopt;
 }
 
-// The port that was really taken goes into `*port`.
+// The listening socket; `*port` gets the port that the kernel has chosen for 0.
 std::optional<fd_s> openListener(std::uint16_t* port) {
     fd_s fd(socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
     const int on = 1;
@@ -96,6 +100,7 @@ std::optional<fd_s> openListener(std::uint16_t* port) {
     return fd;
 }
 
+// SIGTERM and SIGINT as a descriptor, so that poll waits for them as well.
 std::optional<fd_s> openSignals() {
     sigset_t signals;
     sigemptyset(&signals);
@@ -108,6 +113,7 @@ std::optional<fd_s> openSignals() {
     return fd.get() < 0 ? failed("cannot watch signals") : std::optional(std::move(fd));
 }
 
+// Accepts all clients that wait, as long as there is room for them.
 void acceptClients(const server_s& server, int listener, std::vector<connection_s>* connections) {
     while (connections->size() < maxConnections) {
         fd_s fd(accept4(listener, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
@@ -118,6 +124,7 @@ void acceptClients(const server_s& server, int listener, std::vector<connection_
     }
 }
 
+// Answers the request, or leaves it without an answer, and waits for the client to close.
 void answer(server_s* server, connection_s* connection) {
     const auto answer = answerRequest(connection->received, server->profile, &server->plan);
     if (server->verbose) {
@@ -128,22 +135,22 @@ void answer(server_s* server, connection_s* connection) {
     connection->phase = phase_e::draining;
     connection->deadline = steady_clock::now() + (answer.close ? lingerTime : silentTime);
     if (!answer.bytes.empty()) {
-        // One call, so that the client's one read finds it whole. An answer is
-        // far smaller than an empty socket's buffer.
+        // One call, because the client makes a single read. An answer is far smaller than an empty
+        // socket's buffer, so it is sent whole.
         const auto sent = send(connection->fd.get(), answer.bytes.data(), answer.bytes.size(), MSG_NOSIGNAL);
         if (sent != static_cast<ssize_t>(answer.bytes.size())) {
             connection->phase = phase_e::done;
         }
     }
     if (answer.close) {
-        // Not a close yet: closing over unread bytes would reset the connection
-        // and could take the answer with it.
+        // Not closed yet: a close with unread bytes would reset the connection, and the client could
+        // lose the answer.
         shutdown(connection->fd.get(), SHUT_WR);
     }
 }
 
-// Takes what has arrived. At the client's end of file a request that is not
-// whole gets its error; a client that said nothing is let go.
+// Takes the bytes that have arrived. When the client has closed its end, a request that is not
+// whole gets its error; without a byte there is no answer.
 void readClient(server_s* server, connection_s* connection) {
     std::array<char, 4096> bytes;
     const auto count = recv(connection->fd.get(), bytes.data(), bytes.size(), 0);
@@ -167,6 +174,7 @@ void readClient(server_s* server, connection_s* connection) {
     }
 }
 
+// Milliseconds until the first deadline; -1, without end, when there are no clients.
 int pollTimeout(const std::vector<connection_s>& connections) {
     if (connections.empty()) {
         return -1;
@@ -176,6 +184,7 @@ int pollTimeout(const std::vector<connection_s>& connections) {
     return static_cast<int>(std::clamp<std::int64_t>(left, 0, silentTime.count()));
 }
 
+// Reads what has arrived, and closes connections that are done or over their time.
 void serveClients(server_s* server, const std::vector<pollfd>& polled,
                   std::vector<connection_s>* connections) {
     const auto now = steady_clock::now();
@@ -192,8 +201,8 @@ void serveClients(server_s* server, const std::vector<pollfd>& polled,
     std::erase_if(*connections, [](const auto& connection) { return connection.phase == phase_e::done; });
 }
 
-// Clients stand first in the poll set, in the order of `connections`, so that
-// the two descriptors after them do not shift their indexes.
+// Clients come first in the poll set, in the order of `connections`, so that both have the same
+// indices; the descriptor of the signals and the listener follow.
 int serve(server_s* server, int listener, int signals) {
     std::vector<connection_s> connections;
     std::vector<pollfd> polled;
@@ -213,6 +222,7 @@ int serve(server_s* server, int listener, int signals) {
             failed("poll");
             return 1;
         }
+        // The listener is polled only while there is room for a client.
         const auto clients = connections.size();
         if (polled[clients].revents != 0) {
             return 0;
@@ -227,7 +237,7 @@ int serve(server_s* server, int listener, int signals) {
 }  // namespace
 
 int runServer(server_s* server) {
-    // Signals first: one that arrives right after the ready line must end the process properly.
+    // Signals first: one that comes right after the ready line must end the process with status 0.
     const auto signals = openSignals();
     const auto listener = openListener(&server->port);
     if (!signals.has_value() || !listener.has_value()) {

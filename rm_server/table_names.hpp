@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The names of a table's rows, for the help and for messages.
+// The names of a table's rows, in their order, for the help and for messages.
 #pragma once
 
 #include <string>
