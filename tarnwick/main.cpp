@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Start-up and shutdown of the daemon, each a straight list.
+// Start-up and shutdown of the daemon, each a list of steps.
 #include "logger.hpp"
 #include "mode_config.hpp"
 #include "peer_limit.hpp"
@@ -18,9 +18,9 @@
 
 namespace {
 
-// Bytes from which on a block of memory goes back to the system as soon as it is freed.
-// Without a fixed number the C library takes the largest block so far for its measure,
-// and after a request of 10 MB keeps some 30 MB for good. No report comes near it.
+// Bytes. Memory blocks from this size on return to the system as soon as they are freed. Without a
+// fixed number the C library raises it to the largest block freed so far, and after a request of 10 MB
+// it keeps some 30 MB. Reports are much smaller.
 constexpr int ownMappingFrom = 1024 * 1024;
 
 struct options_s {
@@ -32,7 +32,7 @@ void say(std::string_view line) {
     std::cout << line << std::endl;
 }
 
-// Every argument is echoed; one that is not known is otherwise ignored.
+// Prints every argument; an unknown one has no other effect.
 options_s scanArguments(int argc, char** argv) {
     options_s options;
     for (int i = 1; i < argc; ++i) {
@@ -78,7 +78,7 @@ int main(int argc, char** argv) {
         if (const int rc = initRXEConnection(); rc != 0) {
             failed(" Failed to initiazlize rxe: ", rc,
                    " - is another application connected to RXE (LLRP, TW)?");
-            // The line has always asked that, whatever the cause is.
+            // Quirk: that line asks the same question for every cause, so the next one gives the cause.
             logUncountedError("main", " the cause: ", escaped_s{connectionFailureCause()});
             closeZMQ();
             return 0;
@@ -98,7 +98,7 @@ int main(int argc, char** argv) {
     processRequests(options.cli);
 
     logDebug("main", " stopping radio thread");
-    // They send as the radio does, and would log behind the last line.
+    // Simulations send packets as the radio does, so they end before the sockets close.
     endSimulations();
     if (stopRadioThread() != 0) {
         return failed(" Failed to stop radio thread");

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The numbers of the array reader's beams and their directions, as arithmetic alone:
-// the daemon reads modes with it, the client explains numbers with it.
+// The numbers of the array reader's beams and their directions, as arithmetic alone. The daemon
+// reads modes with it, the client explains numbers with it. Any thread.
 //
 //   coarse   number = hundreds | 1 to 97     polarization (hundreds + 1) * 1000
 //            every 15 degrees round, elevations 60, 45, 30, 15; 97 is the boresight
@@ -20,21 +20,23 @@
 
 namespace beam_grid {
 
-// By thousands: TOTAL is 1000, LHCP 5000.
+// The polarization n * 1000 has the name n-1: TOTAL is 1000, LHCP 5000. RHCP and LHCP are circular.
 inline constexpr std::array<std::string_view, 5> polarizationNames{"TOTAL", "THETA", "PHI", "RHCP", "LHCP"};
 
+// Numbers up to lastCoarseBeam belong to the coarse grid, higher ones to the fine grid.
 inline constexpr int lastCoarseBeam = 1000;
 inline constexpr int fineBoresight = 897;
 inline constexpr int highestElevation = 70;
 
+// Degrees.
 struct direction_s {
     int azimuth;    // 0 to 359; -1: not a beam
     int elevation;  // 0 to 70; -1: not a beam
 };
 inline constexpr direction_s noDirection{-1, -1};
 
-// A run of offsets of one grid: from `first` to `last`, azimuth by azimuth, each
-// full turn `elevationStep` degrees below the one before.
+// A run of offsets of one grid, `first` to `last`. Azimuths come first: a full turn has `turn`
+// beams, `azimuthStep` degrees apart, and the next turn is `elevationStep` degrees lower.
 struct ring_s {
     int first;
     int last;
@@ -54,6 +56,7 @@ inline constexpr std::array fineRings{
     ring_s{fineBoresight, fineBoresight, 0, 1, 0, 0},
 };
 
+// The direction at an offset of a grid, or noDirection in a gap.
 template <class Rings>
 constexpr direction_s directionIn(const Rings& rings, int offset) {
     for (const ring_s& ring : rings) {
@@ -66,8 +69,8 @@ constexpr direction_s directionIn(const Rings& rings, int offset) {
     return noDirection;
 }
 
-// Offset 0 of the fine grid is not a beam, and yet its elevation reads as that of
-// the top ring.
+// The direction of a beam number; noDirection when it is not one. Quirk: for offset 0 of the
+// fine grid, which is not a beam, the elevation is 70, that of the top ring.
 constexpr direction_s directionOf(int beam) {
     if (beam <= lastCoarseBeam) {
         return directionIn(coarseRings, beam % 100);
@@ -83,9 +86,10 @@ constexpr int polarizationOf(int beam) {
     return known ? thousands * 1000 : 0;
 }
 
-// The fine number of a direction, or 0 when there is not such a beam. Elevation 0 is
-// the boresight whatever the azimuth. Elevations between the steps are not refused:
-// 11 to 14 are those of 15, and 1 to 4 and 6 to 9 give numbers without a direction.
+// The fine number of a direction, or 0 when there is not such a beam. Elevation 0 is the boresight
+// for any azimuth. Quirk: elevations between the steps are not refused. From 11 up one counts as the
+// next multiple of 5 above it; 6 to 9 give the numbers of other directions or, from azimuth 165 on,
+// of none; 1 to 4 give numbers without a direction. Azimuth and elevation are 0 or more.
 constexpr std::uint16_t beamOf(int azimuth, int elevation, std::uint32_t polarization) {
     if (polarization < 1000 || polarization > 5000 || polarization % 1000 != 0 ||
         elevation > highestElevation || azimuth % 5 != 0) {

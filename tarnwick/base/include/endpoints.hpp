@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: MIT
-// Where peers come to the daemon: the two endpoints on which it listens itself.
+// The two endpoints on which the daemon itself listens. zmq_intfc binds them, peer_limit
+// recognises them, and twctl has the same ones.
 #pragma once
 
 #include <cstdint>
 
-// The file of the reply socket, and the TCP port of tag_data while it is bound.
+// The file of the reply socket (clients send requests there), and the TCP port of tag_data
+// while its form is STRING or BINARY.
 inline constexpr const char* replySocketFile = "/tmp/tarnwick_rep";
 inline constexpr std::uint16_t dataPort = 5160;

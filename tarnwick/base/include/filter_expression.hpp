@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// The regular expressions of the tag filter. A client sends any expression of the
-// ECMAScript grammar as the standard library knows it, and the engine thread tries
-// it on each tag: the time and the stack of a match are bounded.
+// The regular expressions of the tag filter. A client may send any expression of the
+// ECMAScript grammar of the standard library, and the engine thread tries it on each tag, so
+// the time and the stack of a match are bounded.
 #pragma once
 
 #include <cstddef>
@@ -9,29 +9,30 @@
 #include <string>
 #include <string_view>
 
-// Characters of an expression at most. They bound the depth of its brackets too, and
-// with it the stack that the library takes to read it: 70 KiB.
+// The most characters of an expression. This also bounds the depth of its brackets, and so
+// the stack that the library needs to read it, to 70 KiB.
 inline constexpr std::size_t maxExpressionLength = 133;
 
-// Steps of one match: looks at the text and moves in it, and at the begin of the
-// match and of each look ahead one for each state of the expression. A usual filter
-// takes some hundreds; all of them take some milliseconds.
+// The most steps of one match. A step is a look at a character or a move in the text; at the
+// beginning of the match and of each look-ahead come as many steps as the expression has
+// states. A usual filter takes some hundred steps; all 20,000 take some milliseconds.
 inline constexpr std::size_t maxMatchSteps = 20'000;
 
-// Bytes of the stack that a match may have taken at a step.
+// The most bytes of stack that a match may use.
 inline constexpr std::size_t maxMatchStack = 1024 * 1024;
 
-// Never written once it is made.
+// A compiled expression. Constant, so any thread may use it.
 struct filter_expression_s;
 using expression_t = std::shared_ptr<const filter_expression_s>;
 
 // Sets *expression to the compiled text. False, with *expression null, for a text that
-// the library refuses, also for needing more than 100,000 states; for one that is
-// longer than maxExpressionLength; and for two kinds that the library cannot cope
-// with: a number of 19 digits or more, and an empty part, "(?:)" or "a{0}", repeated
-// more than about a thousand times. Takes some tens of milliseconds at most. Main thread.
+//   - the library refuses, also because it needs more than 100,000 states;
+//   - is longer than maxExpressionLength;
+//   - has a number of 19 digits or more, or repeats an empty part, "(?:)" or "a{0}", more
+//     than about a thousand times: the library fails on these or takes seconds.
+// Takes some tens of milliseconds at most. Main thread.
 bool compileFilterExpression(const std::string& text, expression_t* expression);
 
-// Whether the whole text matches; an expression that has not matched within
-// maxMatchSteps and maxMatchStack does not, nor does null. Engine thread.
+// Whether the whole text matches. False when the match would need more than maxMatchSteps or
+// maxMatchStack, and for null. Engine thread.
 bool matchesFilterExpression(const expression_t& expression, std::string_view text);

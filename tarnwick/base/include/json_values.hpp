@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
-// JSON values written straight into memory, byte for byte as the JSON library writes
-// them. Each function writes from `out` on and returns the place behind what it wrote.
+// JSON values written straight into memory, byte for byte as dump() of the JSON library
+// writes them; a test compares the two over all values that reports have. Each function
+// writes from `out` on, where the caller has made room, and returns the position behind the
+// last byte. No terminating NUL. No allocation, except in jsonString. Any thread.
 #pragma once
 
 #include <charconv>
@@ -12,15 +14,16 @@
 
 namespace json_text {
 
-// The most bytes that a number takes.
+// Room for any number here, bytes. putWord needs 6.
 inline constexpr std::size_t numberRoom = 64;
 
-// Bytes as they are.
+// Copies bytes as they are.
 inline char* putBytes(std::string_view bytes, char* out) {
     std::memcpy(out, bytes.data(), bytes.size());
     return out + bytes.size();
 }
 
+// Integers in decimal.
 inline char* putUnsigned(std::uint64_t number, char* out) {
     return std::to_chars(out, out + numberRoom, number).ptr;
 }
@@ -28,23 +31,26 @@ inline char* putSigned(std::int64_t number, char* out) {
     return std::to_chars(out, out + numberRoom, number).ptr;
 }
 
-// A 16-bit word as a string of four lower-case hex digits.
+// A 16-bit word as a string of four lower-case hexadecimal digits: "30ab", quotes included.
 char* putWord(std::uint16_t word, char* out);
 
-// tenths / 10.0; `tenths` of a 16-bit field, -32768 to 65535.
+// tenths / 10.0 with one decimal place: 15 gives 1.5, 10 gives 1.0. `tenths` is that of a
+// 16-bit field, -32768 to 65535.
 char* putTenths(std::int32_t tenths, char* out);
 
-// kHz in MHz: the number as a 32-bit float, divided by 1000.0.
+// A frequency in MHz: kHz as a 32-bit float, divided by 1000.0. 915250 gives 915.25.
 char* putMegahertz(std::uint32_t kilohertz, char* out);
 
-// Any number; null when it is infinite or not a number.
+// Any number, in digits that read back as the same double; null when it is infinite or not a
+// number.
 char* putReal(double number, char* out);
 
-// Text as the library escapes it, in its quotes. Text that is not valid UTF-8 gives
-// "" and, in *error, what the library says of it.
+// A text as the library escapes it, in its quotes. A text that is not valid UTF-8 gives "" and,
+// in *error, the library's reason.
 std::string jsonString(std::string_view text, std::string* error);
 
-// Whether jsonString would only put quotes around the text.
+// Whether jsonString would only put quotes around the text: it is ASCII from 20h on without
+// quotation marks and backslashes.
 bool isPlain(std::string_view text);
 
 }  // namespace json_text

@@ -10,12 +10,12 @@
 
 // ------------------------------------------------------------- the bound on a match
 //
-// Nothing stops the library's matcher from outside. But it works with places of a
-// type of ours, and so calls us for what it does with one.
+// The library's matcher cannot be stopped from outside. But it works with iterators, and with an
+// iterator of our own type it calls our functions, which count steps and throw.
 
 namespace {
 
-// Where the stack stands, in the caller's frame or just below it.
+// The present depth of the stack: an address in the caller's frame or just below it.
 std::uintptr_t stackPlace() {
     return reinterpret_cast<std::uintptr_t>(__builtin_frame_address(0));
 }
@@ -23,7 +23,7 @@ std::uintptr_t stackPlace() {
 // Thrown through the matcher, and caught by matchesFilterExpression.
 struct out_of_budget_s {};
 
-// What is left to one match. The stack grows down.
+// The steps and the stack that one match may still use. The stack grows down.
 struct match_budget_s {
     std::size_t steps = 0;
     std::uintptr_t lowestStack = 0;
@@ -36,12 +36,13 @@ struct match_budget_s {
     }
 };
 
-// Of the match that this thread is at: a place is also made out of nothing.
+// For the match that this thread runs. Not a member of place_s, which the library also
+// default-constructs.
 constinit thread_local match_budget_s budget;
 
-// A place in the text. The library makes one for each state of the expression when a
-// match or a look ahead begins, moves one for each group and each repetition that it
-// enters, and compares or reads one for all else, but for an alternative.
+// An iterator over the text. The library makes one for each state of the expression when a match or a
+// look-ahead begins, assigns one for each group and each repetition that it enters, and compares or
+// reads one for everything else, except for an alternative.
 struct place_s {
     using iterator_category = std::bidirectional_iterator_tag;
     using value_type = char;
@@ -87,8 +88,8 @@ struct place_s {
     const char* at = nullptr;
 };
 
-// Whether a group has matched: all that the library asks at a back-reference to one
-// that has not. "(b)?(?:|){40}\1" ends there 2^40 times.
+// Whether a group has matched. At a back-reference to a group that has not, the library asks only this,
+// so it counts as a step: "(b)?(?:|){40}\1" asks 2^40 times.
 struct matched_s {
     matched_s() = default;
     matched_s(bool matched) : value(matched) {}
@@ -102,7 +103,7 @@ struct matched_s {
 
 }  // namespace
 
-// What the matcher needs of a group.
+// The members of a group that the matcher uses.
 template <>
 class std::sub_match<place_s> : public std::pair<place_s, place_s> {
   public:
@@ -117,14 +118,14 @@ struct filter_expression_s {
 
 namespace {
 
-// As the library narrows it.
+// The count in the type to which the library narrows it.
 int countOf(const std::ssub_match& digits) {
     return static_cast<int>(std::stoll(digits.str()));
 }
 
-// Whether it is safe to ask the library about the text. It adds up the digits of a number
-// beyond what a long holds, and it goes from each empty state to the end of the run
-// that it stands in: "(?:){33000}" would take 6 s, where a thousand take 6 ms.
+// Whether the library can compile the text safely. It overflows on a number that a long cannot hold,
+// and from each empty state it walks to the end of the run of empty states: "(?:){33000}" would take
+// 6 s, a thousand of them take 6 ms.
 bool libraryCopesWith(const std::string& text) {
     static const std::regex longNumber(R"([{,\\]\d{19})");
     static const std::regex countSyntax(R"(\{(\d+)(,?)(\d*)\})");
@@ -148,7 +149,7 @@ bool libraryCopesWith(const std::string& text) {
     return emptyParts * repetitions <= mostEmptyParts;
 }
 
-// What the library says against the text.
+// The error with which the library refuses the text; nothing when it accepts it.
 std::optional<std::regex_constants::error_type> compile(const std::string& text, std::regex::flag_type flags,
                                                         std::regex* regex) {
     try {
@@ -161,11 +162,10 @@ std::optional<std::regex_constants::error_type> compile(const std::string& text,
 
 }  // namespace
 
-// The library has two matchers. The default one tries one way after the other: on
-// 30 digits and "(a*)*b" it would be at work for hours. __polynomial asks for the
-// one that follows all ways at once, at a cost of states times digits. It knows no
-// back-references, which are too complex for it: an expression with one takes the
-// default matcher, and the budget ends it.
+// The library has two matchers. The default one tries one alternative after the other: on 30 digits
+// "(a*)*b" would take it hours. __polynomial selects the one that follows all alternatives at once, at
+// a cost of states times digits. That one does not have back-references (error_complexity), so an
+// expression with one gets the default matcher, which the budget stops.
 bool compileFilterExpression(const std::string& text, expression_t* expression) {
     using namespace std::regex_constants;
     expression->reset();
@@ -184,8 +184,8 @@ bool compileFilterExpression(const std::string& text, expression_t* expression) 
     return true;
 }
 
-// An alternative is not a step. So between two steps the matcher may go deeper by as
-// many as the expression has: fewer than maxMatchSteps / 5, of some 300 bytes each.
+// An alternative is not a step. So between two steps the recursion may grow by as many calls as the
+// expression has alternatives: fewer than maxMatchSteps / 5, of some 300 bytes each.
 bool matchesFilterExpression(const expression_t& expression, std::string_view text) {
     budget = {.steps = maxMatchSteps, .lowestStack = stackPlace() - maxMatchStack};
     try {

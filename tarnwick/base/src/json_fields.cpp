@@ -57,8 +57,8 @@ bool isAcceptable(const json& value, bool acceptOtherNumbers) {
 }
 
 // Whether `value`, in the type in which it was parsed, lies within the bounds.
-// JSON's own comparison would take an unsigned value above the signed range for
-// a negative one, so integers are compared by value.
+// Integers are compared by value: the library's own comparison would take an unsigned value above the
+// signed range as negative.
 template <class Value, class Number>
 bool isWithin(Value value, Number min, Number max) {
     if constexpr (std::is_integral_v<Value> && std::is_integral_v<Number>) {
@@ -98,8 +98,8 @@ int copyStructure(const json* object, const std::string& key, json::value_t type
     return 0;
 }
 
-// Whether a JSON text opens more than `limit` arrays and objects inside one
-// another. Of a text that is no JSON the answer means nothing.
+// Whether a JSON text opens more than `limit` arrays and objects inside one another. For a text that is
+// not JSON the answer has no meaning.
 bool isNestedDeeper(std::string_view text, int limit) {
     int depth = 0;
     bool inString = false;
@@ -131,7 +131,7 @@ bool parseJsonText(const std::string& text, json* out, std::string* reason, int 
     try {
         *out = json::parse(text);
         return true;
-    } catch (const json::exception& error) {  // no JSON, or a number too large
+    } catch (const json::exception& error) {  // not JSON, or a number that is too large
         *reason = error.what();
         return false;
     }
@@ -148,7 +148,7 @@ int json_to_number(const json* object, const std::string& key, Number* out, std:
         return refuseType(key, numberKind<Number>(), reply);
     }
     bool stored = false;
-    // Unsigned first: the pointer to a signed value would take it as well.
+    // Unsigned first: get_ptr for signed integers accepts unsigned ones as well.
     if (const auto* natural = value->get_ptr<const json::number_unsigned_t*>()) {
         stored = storeWithin(*natural, min, max, out);
     } else if (const auto* integer = value->get_ptr<const json::number_integer_t*>()) {

@@ -31,24 +31,24 @@ std::atomic<std::uint64_t> warningCount{0};
 constexpr int noLevel = static_cast<int>(log_level_e::error) + 1;
 std::atomic<int> lowestLevel{noLevel};
 
-// Of a line: room for each line that the daemon makes itself. Bytes.
+// Bytes of a line, more than any line that the daemon makes itself.
 constexpr std::size_t longestLine = 16 * 1024;
 constexpr std::size_t longestEscapedText = 4 * 1024;
 
-// Lines that a full disk did not take and that no line has told of yet. Written by
-// the writer below when there is room again, taken by logLine. Any thread.
+// Lines that were lost on a full disk and not yet reported. Written by the writer below when there is
+// room again, taken by logLine. Any thread.
 std::atomic<std::uint64_t> missingLines{0};
 
-// Writes in place of the library's own writer, one line at a time under the library's
-// lock. That one takes the position of a stream that failed, -1, for a size beyond
-// the limit: on a full disk each flush would turn the log, until all that led to
-// the full disk is gone. And it would hold back warnings like any line.
+// Writes the lines in place of the library's own writer, one at a time under the library's lock. The
+// library's writer takes the position of a failed stream, -1, as a size beyond the limit: on a full
+// disk each flush would rotate the log until all earlier lines are gone. It would also delay warnings
+// like any other line.
 class line_writer : public el::LogDispatchCallback {
   public:
     line_writer() = default;
     line_writer(const line_writer&) = delete;
     line_writer& operator=(const line_writer&) = delete;
-    // At the end of the process, when the library's stream has gone.
+    // At the end of the process the library's stream is closed already.
     ~line_writer() override {
         if (!waiting_.empty()) {
             std::ofstream(logFileName, std::ios::app) << waiting_;
@@ -75,7 +75,8 @@ class line_writer : public el::LogDispatchCallback {
     }
 
   private:
-    // Without room on the disk the first lines wait, and warnings for longer than others.
+    // Adds a line to those that wait. While the disk is full, lines are kept up to 8 KiB, and warnings and
+    // errors up to 16 KiB; others are lost.
     void keep(const std::string& line, bool isUrgent) {
         if (waiting_.size() < (isUrgent ? 2 * mostWaiting : mostWaiting)) {
             waiting_ += line;
@@ -84,7 +85,7 @@ class line_writer : public el::LogDispatchCallback {
         }
     }
 
-    // Either all lines that wait get to the file, or none.
+    // Writes all waiting lines to the file, or none.
     void write(std::fstream* file, el::Logger& logger, el::Level level) {
         if (!file->is_open()) {
             file->open(logFileName, std::ios::app);
@@ -103,9 +104,9 @@ class line_writer : public el::LogDispatchCallback {
         waiting_.clear();
         missingLines.fetch_add(lost_, std::memory_order_relaxed);
         lost_ = 0;
-        // What has no position, such as a pipe, is never full.
+        // A stream without a position, such as a pipe, is never rotated.
         if (file->tellp() >= 0) {
-            logger.flush(level, file);  // turns a full file, and counts this level's lines anew
+            logger.flush(level, file);  // rotates a full file, and resets this level's count of lines
         }
     }
 
@@ -202,7 +203,7 @@ void logLine(log_level_e level, std::string_view unit, std::string_view text) {
     if (text.size() > longestLine) {
         appendCutNote(text.size(), &joined);
     }
-    // A view, since of a string the library takes no more than up to the first NUL.
+    // A view: the library would cut a string at its first NUL.
     const std::string_view line = joined;
     switch (level) {
         case log_level_e::debug:

@@ -5,8 +5,8 @@
 
 namespace {
 
-// Each is set once at start-up by the main thread, before the radio thread exists, and
-// read by the same thread: "version" command and log. Empty until then.
+// Each is set once at start-up, before the radio thread exists, and read by the command "version" and
+// the log. Empty until then. Main thread.
 std::string appVersion;
 std::string radioApiVersion;
 std::string radioFwVersion;

@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: MIT
-// The additional-keys database: duplicate suppression on more than the EPC. The
-// radio suppresses repeats by EPC alone; when a mode's report filter names
-// additional keys ("TID"), two tags of one EPC are two tags, and this process
-// decides which report may leave.
+// The additional-keys database: duplicate suppression on more than the EPC. The radio
+// suppresses repeats by EPC alone. When a mode's report filter names additional keys
+// ("TID"), two tags with the same EPC count as two, and the daemon decides which report
+// may leave.
 //
-// One entry for each key, with the time of its last report that left. The
-// database outlives radio stops and mode changes; only its settings follow the
-// mode.
+// The database has one entry for each key, with the time of the last report that left.
+// It outlives radio stops and mode changes; only its settings follow the mode.
 //
 // Threads: the engine thread asks, the main thread sets, prints and empties. Both
 // take one lock, the engine thread for a single lookup, the main thread for an
@@ -42,27 +41,27 @@ inline constexpr std::uint32_t maxAddlKeysDBSize = 19999;
 // maxSize is above maxAddlKeysDBSize: the size is then as before, all else is set.
 int setAddlKeysFilterConfig(bool useAntenna, float seconds, std::uint32_t maxSize);
 
-// What a report's key is made of; what the report lacks has no data.
+// The parts of a report's key. A part that the report does not have is a view without data.
 struct addl_key_parts_s {
-    bool isReport = false;                    // false: there is no "data" at all
+    bool isReport = false;                    // false: the report does not have "data"
     std::array<std::string_view, 4> texts{};  // "PC", "idHex", "CRC" and "TID"
     std::string_view antenna{};               // in decimal
 };
 
 // Makes the key of a report: its texts joined, and "_" with the antenna where that counts.
 // Returns 0; -1 while the filter is off; or, with one error counted and logged, the
-// negative result of the accessor that would have failed, and *key holds nothing of use.
+// negative result of the JSON accessor for a part that is missing (json_fields.hpp), and
+// *key must not be used.
 // Engine thread.
 int makeAddlKey(const addl_key_parts_s& parts, std::string* key);
 
-// The same of a report as JSON, which may hold values of another kind. Any thread.
+// The same for a report as a JSON value, whose members may have wrong types. Any thread.
 int parse_json_for_addl_key(const nlohmann::json* report, std::string* key);
 
-// Whether a report with this key may leave: 1, and the time is noted, or 0 when
-// its quiet time has not passed. Exactly the quiet time is not enough. A new key
-// always may, and takes the place of the one reported longest ago when the
-// database is full. Keys have at most 65535 characters. The second form takes the
-// time of day from the caller.
+// Whether a report with this key may leave: 1, and the time is stored, or 0 while its
+// quiet time has not passed; exactly the quiet time is not enough. A new key may always
+// leave; when the database is full it replaces the key that was reported longest ago. Keys
+// have at most 65535 characters. The second form takes the time of day from the caller.
 // Engine thread.
 int report_line(const std::string& key);
 int report_line(const std::string& key, const time_value_s& now);
@@ -72,7 +71,7 @@ void resetTagInfoDB();
 
 // "Success: " and the number of keys; `detailed` adds a line for each key, the
 // one reported last first, with the time of its report and the time left. Keys that
-// come or go while they are being listed may stand there or not, none twice. Returns
-// 0, or -1 with *text left alone while the filter is off. Main thread.
+// come or go meanwhile may be in the list or not, and none is there twice. Returns 0, or
+// -1 with *text unchanged while the filter is off. Main thread.
 int getCurrentTagInfoDB(std::string* text, bool detailed);
 int getCurrentTagInfoDB(std::string* text, bool detailed, const time_value_s& now);

@@ -45,26 +45,27 @@ std::map<std::uint16_t, std::uint64_t> getTagReadCountPerAntQDX();
 
 // The output form of tag reports on tag_data.
 enum data_analytics_e : int {
-    DATA_ANALYTICS_OFF = 0,     // JSON text to the local consumer
+    DATA_ANALYTICS_OFF = 0,     // JSON text to the local data consumer, ipc:///tmp/data
     DATA_ANALYTICS_BINARY = 1,  // header and serialised velmo::tag_data_report
     DATA_ANALYTICS_STRING = 2,  // header and JSON text
 };
 
-// The form in force, and among how many subscribers (1 to 1024) reports are
-// spread. Written by the radio thread, read by the engine thread.
+// The form in force, and the number of subscribers (1 to 1024) among which reports are
+// divided. Written by the radio thread, read by the engine thread.
 extern std::atomic<int> data_analytics_type;
 extern std::atomic<std::uint16_t> subscribers;
 
-// Starts the thread "radio", then asks the Reader Management server for the
-// reader's MAC address and host name. The sockets stand by now. Main thread.
-// Returns 0, or -1 if the thread could not be created.
+// Starts the thread "radio", then asks the Reader Management server for the reader's MAC
+// address and host name, which stay empty when it does not answer. The sockets must exist.
+// Main thread. Returns 0, or -1 if the thread could not be created.
 int startRadioThread();
 
 // Stops the radio engine, then the thread. Main thread, at shutdown, after a
 // startRadioThread that returned 0. Returns the result of joining: 0 on success.
 int stopRadioThread();
 
-// The body of the radio thread.
+// The body of the radio thread, which ends by pthread_cancel. Returns null early when its timer
+// or epoll instance cannot be made.
 void* radio_thread_fcn(void* unused);
 
 // Runs one command forwarded by the main thread ("data_analytics" or
@@ -72,8 +73,8 @@ void* radio_thread_fcn(void* unused);
 // command's result, or 0 where none ran. Radio thread.
 int ProcessInternalRequest(std::string* request, std::string* response);
 
-// One tick, twice a second: takes the send rates of both channels from their
-// message counters and counts the tick. Radio thread.
+// One tick, twice a second: computes the send rates of both channels, in messages a second,
+// and counts the tick. Radio thread.
 void do_background_activity_radio_thread();
 
 // Flushes both channels when a tick has passed since the last call. Engine thread.
@@ -126,32 +127,30 @@ void takeReportPlan();
 // Acts on one packet by its type. The result has no meaning. Engine thread.
 int processMessage(RXE_packet_s* packet);
 
-// Turns one tag packet into one report, which is sent at once, or stays pending
-// while a heat map or access results are expected. `time` is the time of day of
-// the read. Returns 0. Engine thread.
+// Makes the report of one tag packet. It is sent at once, or stays pending while a heat map or
+// access results are to follow. `time` is the time of day of the read. Returns 0. Engine
+// thread.
 int process_tag_info_packet(RXE_packet_s* packet, const timeval& time);
 
 // Releases the pending JSON report: asks the additional-keys database, then
 // sends it and empties the pending state. Returns 0. Engine thread.
 int send_out_tag_data();
 
-// Whether the mode's tag filter lets the tag pass: 1 or 0. Of `epc` the first
-// `byteCount` bytes are read (at most 256). Appends the bytes in lower-case hex to
-// *idHex when the tag passes, and with a regex filter in any case. A null idHex
-// gives 0. Engine thread.
+// Whether the tag passes the mode's tag filter: 1 or 0. `byteCount` bytes of `epc` are read, at
+// most 256. Appends them in lower-case hexadecimal to *idHex when the tag passes, and with a
+// regex filter in any case. A null idHex gives 0. Engine thread.
 int compareTagFilter(const std::uint8_t* epc, unsigned byteCount, std::string* idHex);
 
-// How a 96-bit EPC hides the part number of a multi-part item, by its first
-// byte. The value is the row of the mask table.
+// Where a 96-bit EPC has the bits that tell the parts of one item apart, by its first byte,
+// which is the header of its scheme (GS1 TDS 1.13, table 14-1).
 enum multiTag_e : int {
     MULTI_TAG_NONE = 0,  // not 96 bits
-    MULTI_TAG_1 = 1,     // first byte 0x35
-    MULTI_TAG_2 = 2,     // first byte 0x34
+    MULTI_TAG_1 = 1,     // first byte 0x35, GID-96
+    MULTI_TAG_2 = 2,     // first byte 0x34, GIAI-96
     MULTI_TAG_3 = 3,     // any other first byte
 };
 multiTag_e multiTagType(const TAG_INFO_s* tagInfo);
 
-// CRC of the 12 bytes of `epc` with the bits masked that tell the parts of an
-// item apart, so that all of them land with the same subscriber; 0 for
-// MULTI_TAG_NONE. Any thread.
+// CRC of the 12 bytes of `epc` without the bits that tell the parts of an item apart, so that
+// all parts go to the same subscriber; 0 for MULTI_TAG_NONE. Any thread.
 std::uint16_t computeMultiTagCRC(multiTag_e type, const std::uint8_t* epc);

@@ -24,15 +24,13 @@ std::atomic<bool> isAddlKeysEnabled{false};
 
 namespace {
 
-// Keys that are ever held: MaxTagInfoDBSize before it is first set.
+// The most keys that are ever held: MaxTagInfoDBSize before it is first set.
 constexpr std::uint32_t mostKeys = maxAddlKeysDBSize + 1;
 constexpr std::uint32_t noNode = 0xFFFFFFFF;
 
-// One key and its last report that left. Earlier reports are not kept: a
-// list of them would be read at its end alone and grow for as long as the tag
-// stays. The usual key (PC, CRC, EPC and TID of 96 bits, antenna) stands inside,
-// so that a look-up among thousands touches two neighbouring lines of the cache
-// and no more; `rest` is what a longer key has behind it.
+// One key and the time of its last report that left. The usual key (PC, CRC, EPC and TID of 96 bits,
+// antenna) fits into `head`, so that a look-up touches only two neighbouring lines of the cache; `rest`
+// has the remainder of a longer key.
 struct alignas(64) tagInfo_s {
     time_value_s timestamp;
     std::uint64_t order = 0;       // counts the reports that left: the higher, the later
@@ -45,8 +43,8 @@ struct alignas(64) tagInfo_s {
 };
 static_assert(sizeof(tagInfo_s) == 128);
 
-// All nodes in one piece, linked from the key reported last to the oldest. A node
-// is never given up, only given to another key.
+// All nodes in one vector, linked from the key reported last to the oldest. A node is never removed,
+// only reused for another key.
 struct report_order_s {
     std::vector<tagInfo_s> nodes;
     std::uint32_t newest = noNode;
@@ -54,8 +52,8 @@ struct report_order_s {
     std::uint64_t reports = 0;  // that have left
 };
 
-// The map from key to node: open addressing, at most 61 % full. A key's slot is at
-// or behind the place that its hash names, with no empty slot between.
+// The map from key to node: a hash table with open addressing, at most 61 % full. A key's slot is at or
+// behind the index that its hash gives, without an empty slot in between.
 struct slot_s {
     std::uint32_t hash = 0;
     std::uint32_t node = noNode;
@@ -95,7 +93,7 @@ time_value_s operator-(const time_value_s& left, const time_value_s& right) {
     return difference;
 }
 
-// How long a quiet time has been over; negative while it lasts.
+// The time since the end of the quiet time; negative while it lasts.
 time_value_s overdue(const time_value_s& now, const time_value_s& reported, const time_value_s& quiet) {
     return now - reported - quiet;
 }
@@ -183,8 +181,7 @@ void addSlot(std::uint32_t hash, std::uint32_t node) {
     tagInfo_locate_map[slot] = {hash, node};
 }
 
-// Empties the slot of a node; entries behind it move up to where they are found
-// again.
+// Empties the slot of a node; entries behind it move up where a search would no longer find them.
 void removeSlot(std::uint32_t hash, std::uint32_t node) {
     std::uint32_t hole = hash % slots;
     while (tagInfo_locate_map[hole].node != node) {
@@ -193,7 +190,7 @@ void removeSlot(std::uint32_t hash, std::uint32_t node) {
     for (std::uint32_t slot = nextSlot(hole); tagInfo_locate_map[slot].node != noNode;
          slot = nextSlot(slot)) {
         const std::uint32_t home = tagInfo_locate_map[slot].hash % slots;
-        // Distances run forward and round the end.
+        // Distances are counted forward and around the end of the table.
         if ((slot - home) % slots >= (slot - hole) % slots) {
             tagInfo_locate_map[hole] = tagInfo_locate_map[slot];
             hole = slot;
@@ -325,7 +322,7 @@ std::size_t databaseSize() {
     return tagInfo_updates_in_order.nodes.size();
 }
 
-// "seconds.microseconds", both as plain decimals: 5 s and 20 us is 5.20.
+// Quirk: writes "seconds.microseconds" without leading zeros: 5 s and 20 us is 5.20.
 void appendTime(const time_value_s& time, std::string* text) {
     *text += std::to_string(time.seconds);
     *text += '.';
@@ -347,7 +344,7 @@ void appendKey(std::string_view tagId, const time_value_s& timestamp, const time
     *text += " seconds";
 }
 
-// Members of "data" that a key is made of, in the order in which they are asked for.
+// Members of "data" that a key consists of, in their order in the key.
 constexpr std::array keyTexts{"PC", "idHex", "CRC", "TID"};
 
 int refuseReport(int result, const std::string& reason) {
@@ -355,7 +352,7 @@ int refuseReport(int result, const std::string& reason) {
     return result;
 }
 
-// As the accessor refuses an object without this member.
+// The error text of the JSON accessor for an object without this member.
 int refuseMissing(const char* member) {
     std::string unused;
     std::string reason;

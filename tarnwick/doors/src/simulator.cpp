@@ -37,15 +37,15 @@ struct sim_data_s {
 
 // The thread of one simulation. A request to stop ends it between two packets.
 struct simulation_thread_s {
-    // It only waits to be joined. Written by the thread, read by the main thread.
+    // The thread has ended and can be joined. Written by the thread, read by the main thread.
     std::atomic<bool> ended{false};
     std::jthread thread;
 };
 // All that have not been joined, in the order of their starts. Main thread.
 std::list<simulation_thread_s> simulations;
 
-// Simulations that send packets: their tables stand and they have not been
-// stopped. Written by their threads, read by any.
+// Simulations that send packets: they have read their files and have not ended. Written by their
+// threads, read by any.
 std::atomic<int> runningSimulations{0};
 // Tells the simulations to end with the slice that they are in. Written by the
 // main thread, read by the simulations' threads.
@@ -64,13 +64,13 @@ constexpr unsigned packetsPerMessage = 1000;
 constexpr int stopChecks = 45;
 constexpr std::chrono::microseconds stopCheckInterval{25'000};
 
-// A tag as the one reader sees it, which is all that a packet of it takes.
+// A tag seen from the simulated reader, and its packet.
 struct target_s {
     bearing_s bearing{outOfRange, outOfRange};
-    std::vector<std::uint8_t> packet;  // made once; only its bearing is written again
+    std::vector<std::uint8_t> packet;  // made once; each send writes only the bearing
 };
 
-// What the files tell, for one run. Too large for a thread's stack.
+// The content of the files. Too large for a thread's stack.
 struct room_s {
     aar_table_t aars{};
     tag_id_table_t tagIds;
@@ -78,7 +78,7 @@ struct room_s {
     angle_table_t azimuths;
     angle_table_t elevations;
 
-    // No tag is in the range of a reader that the file does not hold.
+    // All cells are out of range until get_az and get_el have filled them.
     room_s() {
         for (angle_table_t* angles : {&azimuths, &elevations}) {
             for (auto& ofTag : *angles) {
@@ -88,14 +88,14 @@ struct room_s {
     }
 };
 
-// What one run sends.
+// The tags and packets of one simulation.
 struct simulation_s {
     int tagCount = 0;  // of the file; only the first maxSimulatedTags of them are targets
     unsigned packetCount = 0;
     std::array<target_s, maxSimulatedTags> targets;
 };
 
-// One line on standard output, at once: people watch it.
+// Prints one line on standard output, flushed, since people watch it.
 template <class... Parts>
 void say(const Parts&... parts) {
     std::ostringstream line;
@@ -202,7 +202,7 @@ void fillAngles(const aar_table_t& aars, const tag_table_t& tags, angle_table_t*
     }
 }
 
-// One turn up, then one down, and no more: an angle farther off stays so.
+// Quirk: adds or subtracts a single full turn, so an angle farther off stays outside 0 to 360.
 double turnOnce(double angle) {
     if (angle < 0.0) {
         angle += 360.0;
@@ -210,7 +210,7 @@ double turnOnce(double angle) {
     return angle > 360.0 ? angle - 360.0 : angle;
 }
 
-// Cut towards zero. What no int can hold becomes the nearest, no number 0.
+// Tenths of a degree, cut towards zero. Beyond the range of int it is the nearest int; 0 for NaN.
 int toTenths(double degrees) {
     constexpr double lowest = std::numeric_limits<int>::min();
     constexpr double highest = std::numeric_limits<int>::max();
@@ -231,7 +231,7 @@ void setBearing(int azimuthX10, int elevationX10, RXE_packet_s* packet) {
 
 // ---- the run
 
-// The packet that stands in a vector, which the heap has aligned for it.
+// The packet in a vector, whose memory is aligned for it.
 RXE_packet_s* headOf(std::vector<std::uint8_t>* packet) {
     return static_cast<RXE_packet_s*>(static_cast<void*>(packet->data()));
 }
@@ -263,8 +263,8 @@ int listTags(const room_s& room, std::size_t aar, simulation_s* simulation) {
     return count;
 }
 
-// A random tag in the reader's range, of which there is one at least; null where the
-// file holds more tags than the tables and the draw falls on one of those.
+// A random tag in the reader's range; there is at least one. Null when the file has more tags than the
+// tables and the draw falls on one of those.
 target_s* chooseTag(simulation_s* simulation, int aar) {
     for (;;) {
         const auto tag = static_cast<std::size_t>(std::rand() % simulation->tagCount);
@@ -300,7 +300,8 @@ void sleepUntil(std::chrono::steady_clock::time_point end, const std::stop_token
     std::condition_variable_any().wait_until(lock, stop, end, [] { return false; });
 }
 
-// A late slice is not made up for. Below 4 tags a second nothing is sent.
+// Sends the packets of one slice and waits for its end; time lost in a late slice stays lost. Quirk:
+// below 4 tags a second nothing is sent.
 void runSlice(simulation_s* simulation, const sim_data_s& data, const std::stop_token& stop) {
     const auto end = std::chrono::steady_clock::now() + slice;
     const int packets = data.tps / slicesPerSecond;
@@ -338,7 +339,7 @@ bool prepare(simulation_s* simulation, const sim_data_s& data) {
 // The body of a simulation's thread.
 void sim_main(const sim_data_s& data, const std::stop_token& stop) {
     prctl(PR_SET_NAME, "simulator");
-    // A rate of 0 has no time for each tag.
+    // A rate of 0 prints 0 us.
     say("Simulating AAR: ", data.aar, " TPS: ", data.tps, " (", data.tps == 0 ? 0 : 1'000'000 / data.tps,
         " uS per tag)");
     simulation_s simulation;
@@ -461,8 +462,8 @@ void get_el(const aar_table_t& aars, const tag_table_t& tags, angle_table_t* ele
                });
 }
 
-// Box-Muller: two even draws give two normal ones. They are drawn without a spread
-// too, so that the tags come in the same order with noise and without.
+// Box-Muller: two uniform draws give two normal ones. The draws are made without noise as well, so that
+// the tags come in the same order with noise and without.
 void add_noise(bearing_s* pair, double stdAz, double stdEl) {
     constexpr double perStep = 4.656612875245797e-10;         // 1 / 2147483647
     const double first = std::max(std::rand(), 1) * perStep;  // above 0, for its logarithm

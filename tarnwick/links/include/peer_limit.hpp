@@ -1,24 +1,27 @@
 // SPDX-License-Identifier: MIT
-// What the peers of the two doors of the daemon, tcp port 5160 and the reply socket, may
-// take from it. The library that serves them bounds neither their number nor what they
-// subscribe to, and without a descriptor for a new peer it ends the process.
+// Limits on the peers of the daemon's two endpoints, tcp port 5160 and the reply socket.
+// ZeroMQ limits neither the number of peers nor their subscriptions, and when there is not a
+// descriptor for a new peer it ends the process. So descriptors are divided, here for a
+// limit of 1,024:
 //
-//   descriptor        0 ........... subscribers | clients | overlap | the daemon's own
-//   a subscriber      is admitted below this mark, else its connection is closed
-//   a client          is admitted below the third one; when all places of clients are
-//                     taken, one of theirs is closed for it
+//   descriptor   0 ......... 831 | 832 ... 959 | 960 ... 991     | 992 ... 1,023
+//   used by      the daemon and  | clients     | connections     | the daemon
+//                subscribers     |             | being closed    |
 //
-// A descriptor's number is the lowest that is free, so it tells how many are open.
+// A subscriber whose descriptor is above the first part is refused, a client above the third.
+// When as many clients are connected as the second part has places, the process with the most
+// of them loses its oldest connection. The system always gives the lowest free descriptor, so
+// its number tells how many are open.
 #pragma once
 
-// Lets the process have as many descriptors as the system allows it. Main thread, first
-// of all.
+// Raises the limit of descriptors to the most that the system allows. Main thread, before
+// anything is opened.
 void raiseDescriptorLimit();
 
-// Tells what was refused since the last time, in one warning for each kind and not more
-// often than once a minute. Any one thread, at each tick.
+// Logs how many peers were refused since the last time, one warning for each kind, at most
+// once a minute. Radio thread, at each tick.
 void tellRefusedPeers();
 
-// The publisher has taken in what its subscribers had sent; what they may send before the
-// next time counts from 0 again. Any thread.
+// Call it when the publisher has read the messages of its subscribers: the messages that they
+// may send until the next call are counted from 0 again. Any thread.
 void subscriptionsTaken();

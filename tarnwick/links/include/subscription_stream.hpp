@@ -1,6 +1,12 @@
 // SPDX-License-Identifier: MIT
-// What a subscriber sends to a publisher, read along as it comes off the wire: which
-// topics the peer has subscribed to. ZMTP 1.0 to 3.1 (rfc.zeromq.org, 13, 15, 23, 37).
+// Reads the bytes that a subscriber sends to a publisher, to learn its subscriptions. ZMTP 1.0
+// to 3.1 (rfc.zeromq.org, 13, 15, 23, 37):
+//
+//   1.0        frame ...
+//   2.0        greeting: 12 bytes | frame ...
+//   3.0, 3.1   greeting: 64 bytes | frame ...     the handshake comes as command frames
+//
+//   message    | 1 subscribe, 0 cancel | topic |  of one frame; in 3.1 also as a command
 #pragma once
 
 #include <cstddef>
@@ -10,32 +16,34 @@
 #include <string_view>
 #include <unordered_set>
 
-// The longest message of a subscriber, in bytes: one that says whether it subscribes, and
-// the topic.
+// The longest message of a subscriber, bytes: one byte to subscribe or cancel, and the topic.
 inline constexpr std::size_t maxSubscriptionBytes = 64;
-// The longest frame: the handshake of a peer that tells an identity is longer than any
-// subscription.
+// The longest frame, bytes. Handshakes are longer than subscriptions: a peer may send its
+// identity there.
 inline constexpr std::int64_t maxSubscriberFrameBytes = 512;
 
-// Subscriptions and other messages of a subscriber.
+// The messages that some bytes have completed, subscriptions and others. Commands of the
+// handshake do not count.
 struct subscriber_messages_s {
     std::size_t count = 0;
     std::size_t longest = 0;  // bytes
 };
 
-// One peer's side of one connection. One thread.
+// The bytes of one peer on one connection. Not for several threads at the same time.
 class subscription_stream {
   public:
-    // Takes the next bytes. Returns the messages complete in them, or nothing when one is
-    // too long and the peer must go.
+    // Takes the next bytes, in pieces of any size. Returns the messages that they complete, or
+    // nothing when a message or a frame is too long: then the peer must be disconnected.
     std::optional<subscriber_messages_s> take(std::string_view bytes);
 
-    // The weight of the present subscriptions: 1 for each, and 1 more for each byte of the
-    // topic behind the second. The publisher's tree of topics has that many branches at most.
+    // The weight of the present subscriptions: 1 for each, and 1 more for each byte of the topic
+    // after the second. The publisher keeps topics in a tree, which has at most this many nodes
+    // for them.
     [[nodiscard]] std::size_t weight() const { return weight_; }
 
   private:
-    // How frames are written: with the length first, or with the flags first.
+    // ZMTP 1.0 writes the length of a frame first, later versions the flags. Unknown until the
+    // greeting is complete.
     enum class framing_e : std::uint8_t { unknown, lengthFirst, flagsFirst };
 
     std::size_t greetingSize(std::string_view bytes);

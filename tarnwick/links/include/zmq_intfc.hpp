@@ -31,15 +31,15 @@ extern void* main_from_radio;
 extern void* radio_from_main;
 extern void* radio_to_main;
 
-// A socket that more than one thread uses. The lock is held for one non-blocking
-// send, for the exchange of the handle, or while a publisher takes in what its
-// subscribers have sent, as each send does too, and never longer.
+// A socket that more than one thread uses. The lock is held for one non-blocking send, for
+// the exchange of the handle, or while a publisher reads the messages of its subscribers (each
+// send does that as well), and never longer.
 struct shared_socket_s {
     std::mutex lock;
-    void* handle = nullptr;  // null while the socket is not there; sends are then dropped
+    void* handle = nullptr;  // null while the socket is closed; sends are then dropped
 };
 
-// tag_data, the one socket that is made anew while reports leave.
+// tag_data, the one socket that is closed and made again while reports are sent.
 struct data_socket_s : shared_socket_s {
     bool outside = false;  // bound for outside subscribers (forms STRING and BINARY), or connected (OFF)
 };
@@ -57,8 +57,8 @@ int sendShared(shared_socket_s* socket, const void* data, std::size_t size, int 
 // is -1: the form may have changed since the frame was made. Any thread.
 int sendTagData(bool outside, const void* data, std::size_t size, int flags);
 
-// Lets tag_data take in what its subscribers have sent, which else waits for the next
-// report. Radio thread, at each tick.
+// Lets tag_data read the messages of its subscribers, which otherwise wait for the next report.
+// Radio thread, at each tick.
 void takeSubscriptions();
 
 // News for the main thread: a message of two frames, topic then payload, on
@@ -81,9 +81,9 @@ int createZMQSocketsForRadio();
 int createZMQSocketForData(bool bind);
 int closeZMQSocketForData();
 
-// Close in the fixed order; the first failure ends the function with -1 and
-// leaves the rest open. The reply socket's file goes only where it is still the one
-// that this process made. Main thread.
+// Close in the fixed order; the first failure ends the function with -1 and leaves the rest
+// open. The file of the reply socket is removed only if it is still the one that this process
+// made. Main thread.
 int closeZMQSocketsForRadio();
 int closeZMQSocketsForMain();
 

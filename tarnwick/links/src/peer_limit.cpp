@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
-// This file puts itself between the ZeroMQ library and the system: the program's accept4,
-// accept and recv come first in the loader's order, so the library calls these. For all
-// but the two doors they only hand on, by system call: a sanitizer's own recv, called from
-// here, would take what the library hands from thread to thread for a race. Both doors are
-// served by the one I/O thread of the daemon's context, which alone accepts, reads and
-// closes their connections.
+// This file stands between the ZeroMQ library and the system: the program's accept4, accept and recv
+// come first in the loader's order, so the library calls these. For descriptors other than those of
+// the two endpoints they only make the system call. They do not call the C library's functions: a
+// sanitizer's own recv would take what the library passes from thread to thread for a race. The one
+// I/O thread of the daemon's context serves both endpoints; it alone accepts, reads and closes their
+// connections.
 #include "peer_limit.hpp"
 
 #include <netinet/in.h>
@@ -34,24 +34,24 @@ namespace {
 
 constexpr auto relaxed = std::memory_order_relaxed;
 
-// Descriptors that peers share when the system allows more: 1,024 subscribers, and as
-// many again that look on or come back.
+// The most descriptors that are used for peers when the system allows more: enough for 1,024
+// subscribers, the most of the command "subscribers", and as many again that watch or reconnect.
 constexpr rlim_t mostDescriptors = 2048;
 
-// What subscribers may take, all together and each of them in any case. Of subscriptions,
-// their weight: the library has 50 bytes of memory, and up to 2 KiB, for each, and walks
+// Limits for all subscribers together, and what each may have in any case. Subscriptions count by
+// weight (subscription_stream.hpp): the library takes 50 bytes to 2 KiB of memory for each, and walks
 // through all of them when a subscriber goes.
 constexpr std::size_t maxWeight = 16'384;
 constexpr std::size_t ownWeight = 16;
-// Of messages that the publisher has not taken yet, bytes of memory: the library keeps each
-// apart, and when one is long the whole buffer in which it came.
+// Messages that the publisher has not read yet count by their memory in bytes: the library keeps each
+// in a record of its own, and for a long one the whole buffer in which it came.
 constexpr std::size_t maxUntaken = 8 << 20;
 constexpr std::size_t ownUntaken = 16'384;
 constexpr std::size_t messageMemory = 64;
-constexpr std::size_t longMessage = 33;  // a longer one stays in its buffer
+constexpr std::size_t longMessage = 33;  // bytes; a longer one stays in its buffer
 constexpr std::size_t bufferMemory = 8'192;
 
-// Looks of the publisher until it has forgotten a subscriber that went.
+// After so many looks (subscriptionsTaken) the publisher has removed a subscriber that went.
 constexpr unsigned looksToForget = 4;
 
 // The marks of the picture in the header.
@@ -64,7 +64,7 @@ struct marks_s {
 // Looks of the publisher so far. Written by the radio thread, read by the I/O thread.
 std::atomic<unsigned> looks{0};
 
-// What was refused and is not told yet. Written by the I/O thread, taken by the radio thread.
+// Refusals that were not logged yet. Written by the I/O thread, taken by the radio thread.
 enum refusal_e : std::size_t {
     subscriberRefused,
     clientRefused,
@@ -86,8 +86,8 @@ void count(refusal_e refusal) {
     refusals[refusal].fetch_add(1, relaxed);
 }
 
-// A connection by its number in the system, since the library closes a descriptor without
-// a word and the number goes to the next.
+// A connection, identified by its inode as well: the library closes descriptors unnoticed, and the
+// system gives the same number to another connection.
 struct connection_s {
     int fd;
     dev_t device;
@@ -163,6 +163,7 @@ void endOneClient(std::vector<client_s>* clients) {
     count(clientEnded);
 }
 
+// A client of the reply socket. Makes room by closing another one when all places are in use.
 bool admitClient(int fd) {
     if (fd >= marks().clients) {
         count(clientRefused);
@@ -184,8 +185,8 @@ bool admitClient(int fd) {
 
 // ---- subscribers of tcp port 5160 ------------------------------------------
 
-// Takes a subscriber that has gone off the table; what it had subscribed to counts on for a
-// while.
+// Removes a subscriber that has gone from the table. Its weight counts until the publisher has removed
+// its subscriptions as well.
 template <class Entry>
 auto forget(peers_s* all, Entry entry) {
     const std::size_t weight = entry->second.stream.weight();
@@ -194,6 +195,7 @@ auto forget(peers_s* all, Entry entry) {
     return all->subscribers.erase(entry);
 }
 
+// A subscriber of tcp port 5160.
 bool admitSubscriber(int fd) {
     if (fd >= marks().subscribers) {
         count(subscriberRefused);
@@ -207,7 +209,8 @@ bool admitSubscriber(int fd) {
     return true;
 }
 
-// The publisher has looked since the last message.
+// The publisher has read its subscribers' messages since the last one came: counts begin anew, and
+// subscribers that have gone are removed.
 void beginLook(peers_s* all, unsigned now) {
     for (unsigned passed = std::min(now - all->look, looksToForget); passed > 0; --passed) {
         all->forgotten[(now - passed + 1) % looksToForget] = 0;
@@ -220,7 +223,7 @@ void beginLook(peers_s* all, unsigned now) {
     }
 }
 
-// Whether a subscriber that has sent this may go on.
+// Counts what a subscriber has sent. False when it must be disconnected.
 bool takeFrom(peers_s* all, subscriber_s* subscriber, std::string_view bytes) {
     if (subscriber->ended) {
         return false;
@@ -250,8 +253,8 @@ bool takeFrom(peers_s* all, subscriber_s* subscriber, std::string_view bytes) {
 
 // ---- the doors -------------------------------------------------------------
 
-// Whether a peer that has come to this listener may stay. Other listeners of the process
-// take whom they like.
+// Whether a peer that has connected to this listener may stay. Other listeners of the process have no
+// limit.
 bool isAdmitted(int listener, int fd) {
     sockaddr_storage address{};
     socklen_t size = sizeof address;
@@ -276,8 +279,8 @@ bool isAdmitted(int listener, int fd) {
 
 }  // namespace
 
-// A failure that the library takes as a passing one: ENFILE, where EMFILE would end the
-// process, and ECONNABORTED for a peer that was not admitted.
+// Fails with errors after which the library goes on: ENFILE in place of EMFILE, at which it would end
+// the process, and ECONNABORTED for a peer that was not admitted.
 extern "C" int accept4(int listener, sockaddr* address, socklen_t* size, int flags) {
     const int fd = static_cast<int>(syscall(SYS_accept4, listener, address, size, flags));
     if (fd < 0) {

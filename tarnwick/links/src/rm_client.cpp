@@ -61,23 +61,23 @@ struct xml_deleter_s {
 template <class Resource>
 using owner = std::unique_ptr<Resource, xml_deleter_s>;
 
-// The request in the making, and the last one until the next query. Written by
-// the Create functions, read by CreateRequestXML and the queries; one thread at
-// a time. The nodes belong to the document.
+// The request document, from the Create functions to the next query. The nodes belong to the document.
+// Main thread.
 constinit owner<xmlDoc> m_pDoc;
 xmlNodePtr m_pBrixRMRDNode = nullptr;
 xmlNodePtr m_pStdRMRDNode = nullptr;
 
-// What a request's session id says: hardware address or custom id, NUL-terminated.
+// The two session ids of a request: hardware address and custom id, NUL-terminated. The custom id is
+// never set. Main thread.
 char m_strMACAddr[128] = "00:00:00:00:00:00";
 char custom_sessionID[128] = "";
 
 constexpr std::size_t macTextLength = 17;
 
-// What managementFailure gives, NUL-terminated.
+// The text of managementFailure, NUL-terminated. Main thread.
 char m_failure[256] = "";
 
-// Leaves errno as it is, for the line that follows.
+// Stores the cause of a failure. Keeps errno, which the next line prints.
 void noteFailure(const char* what, const char* detail = "") {
     const int error = errno;
     std::snprintf(m_failure, sizeof m_failure, "the Reader Management server at 127.0.0.1:%d %s%s",
@@ -85,12 +85,12 @@ void noteFailure(const char* what, const char* detail = "") {
     errno = error;
 }
 
-// The text of an error of the connection; one of time says how long.
+// The text of an error of the connection; for a time-out, its length.
 const char* reasonOf(int error) {
     return error == EAGAIN || error == EINPROGRESS ? "nothing came within 5 s" : std::strerror(error);
 }
 
-// One line on standard output, where the person who starts the reader looks.
+// Prints one line on standard output, where a person who starts the daemon sees it.
 [[gnu::format(printf, 1, 2)]] void printLine(const char* format, ...) {
     va_list arguments;
     va_start(arguments, format);
@@ -130,8 +130,8 @@ xmlNodePtr beginDocument(std::span<const namespace_s> attributes, int id, const 
 
 // -------------------------------------------------------------- reading replies
 
-// Null when the text is no XML. The server's replies have no document type; one
-// that has could only name files or make its entities explode, and is not a reply.
+// Null when the text is not XML. A text with a document type is refused as well: the server sends
+// none, and one could name files or define entities that expand without limit.
 owner<xmlDoc> getdoc(const char* buffer, std::size_t size) {
     constexpr int quietAndLocal = XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING;
     owner<xmlDoc> document(xmlReadMemory(buffer, static_cast<int>(size), nullptr, nullptr, quietAndLocal));
@@ -184,7 +184,7 @@ int readText(const std::string& reply, const char* xpath, std::string* out) {
     return getNodeValueAsStringFromDoc(reply.data(), reply.size(), nsArray, std::size(nsArray), xpath, out);
 }
 
-// As a stream reads an int: 0 for a text without a number, the limit beyond one.
+// Reads an int as a stream does: 0 for a text without a number, the nearest int for one out of range.
 int readInt(const std::string& reply, const char* xpath, int* out) {
     std::string text;
     if (readText(reply, xpath, &text) != 0) {
@@ -201,14 +201,13 @@ int readFloat(const std::string& reply, const char* xpath, float* out) {
     }
     try {
         *out = std::stof(text);
-    } catch (const std::logic_error&) {  // no number, or one out of range
+    } catch (const std::logic_error&) {  // not a number, or out of range
         return -1;
     }
     return 0;
 }
 
-// Prints what the server says about a failed request, on one line as far as it
-// is well-formed.
+// Prints the error in a reply, on one line if the reply has all its parts.
 void printError(const std::string& reply, unsigned long code, int* customError) {
     std::printf("error code: %d, ", static_cast<int>(code));
     noteFailure("answered with error code ", std::to_string(static_cast<int>(code)).c_str());
@@ -235,8 +234,7 @@ void printError(const std::string& reply, unsigned long code, int* customError) 
 constexpr int modelAndRegionId = 100;
 constexpr int detailsAndCableId = 104;
 
-// Sends the document as it stands. Returns 0 and the reply when the server
-// reports success, or -1.
+// Sends the document. Returns 0 and the reply when the server reports success, or -1.
 int exchange(std::string* reply) {
     CreateRequestXML();
     char buffer[rmReplyBufferSize] = "";
@@ -258,7 +256,7 @@ xmlNodePtr beginQuery(int id, const char* command, const char* targetName = null
                       std::strerror(errno));
         return nullptr;
     }
-    noteFailure("sent a reply without what it was asked for");  // unless a step below knows better
+    noteFailure("sent a reply without what it was asked for");  // a step below replaces it
     clearXMLvariables();
     CreateBrixRMHeader(id, false, targetName, antennaReadPoint, true);
     return addElement(m_pBrixRMRDNode, command);
@@ -430,7 +428,7 @@ int processRMRequest(const char* request, char* reply) {
         printLine("Failed to create socket for RM Server interface");
         return 1;
     }
-    // The send time-out also bounds the connection to a server that hangs.
+    // The send time-out also limits connect().
     setsockopt(server.get(), SOL_SOCKET, SO_RCVTIMEO, &serverPatience, sizeof serverPatience);
     setsockopt(server.get(), SOL_SOCKET, SO_SNDTIMEO, &serverPatience, sizeof serverPatience);
     sockaddr_in address{};
@@ -464,8 +462,7 @@ int processRMRequest(const char* request, char* reply) {
         return 4;
     }
     reply[received] = '\0';
-    // Attributes part the word from its bracket in the opening tag, so that the
-    // first occurrence is in the closing one.
+    // The opening tag has attributes between "reply" and ">", so the first match is in the closing tag.
     constexpr const char* endOfReply = "reply>";
     if (char* const end = std::strstr(reply, endOfReply)) {
         end[std::strlen(endOfReply)] = '\0';

@@ -5,6 +5,7 @@
 
 namespace {
 
+// The head of a frame; `headSize` is 0 while it is not complete.
 struct frame_s {
     std::size_t headSize = 0;  // 0: not complete
     std::uint64_t bodySize = 0;
@@ -101,8 +102,8 @@ std::optional<subscriber_messages_s> subscription_stream::take(std::string_view 
     return messages;
 }
 
-// A message is a byte, 1 to subscribe and 0 to cancel, and the topic; ZMTP 3.1 has commands
-// for both. Other commands do not reach the publisher. False when it is too long.
+// Takes the body of a frame. Commands other than SUBSCRIBE and CANCEL do not reach the publisher and
+// are skipped. False when the message is too long.
 bool subscription_stream::takeFrame(std::string_view body, bool command, subscriber_messages_s* messages) {
     const std::string_view subscribe = command ? "\11SUBSCRIBE" : std::string_view("\1", 1);
     const std::string_view cancel = command ? "\6CANCEL" : std::string_view("\0", 1);

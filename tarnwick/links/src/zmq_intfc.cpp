@@ -47,20 +47,21 @@ shared_socket_s radio_to_main_async;
 
 namespace {
 
-// Who may write to the reply socket's file.
+// The owner and the group of the reply socket's file.
 constexpr const char* replyUser = "trfidadm";
 constexpr const char* replyGroup = "appsadms";
 
-// Messages that tag_data keeps for a slow subscriber before it drops new ones.
+// Messages that tag_data keeps for each slow subscriber; when they are full it drops new ones.
 constexpr int tagDataHighWaterMark = 2048;
 
-// The file that this process made for the reply socket. Held open, so that its number
-// goes to no other file. Main thread.
+// The file that this process made for the reply socket. It is held open, so that its inode number
+// cannot be reused. Main thread.
 std::unique_ptr<descriptor> ownReplyFile;
 
-// When tag_data last gave its port up. Radio thread.
+// When tag_data last closed its port. Radio thread.
 std::chrono::steady_clock::time_point portLeft;
 
+// A row for each socket: how it is made and attached.
 struct socket_s {
     const char* name;
     void** handle;
@@ -71,8 +72,8 @@ struct socket_s {
     const char* failureText;  // the error text of a failed bind or connect follows
 };
 
-// Tells who listens on the reply socket's file already, if anybody does. EAGAIN: the
-// queue of callers is full.
+// Logs a warning when another process listens on the reply socket's file. EAGAIN: it listens, and
+// its queue of callers is full.
 void tellPresentListener(const sockaddr_un& address) {
     const descriptor probe(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     const int rc = connect(probe.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address);
@@ -87,9 +88,9 @@ void tellPresentListener(const sockaddr_un& address) {
                       "); new clients come to this one");
 }
 
-// Makes the reply socket's file in the place of whatever stands there, and its listening
-// end, which the library then owns. The library would make both itself, but would also
-// remove the file at its end, whichever process had made it.
+// Makes the reply socket's file, in place of an existing one, and its listening socket, which the
+// library then owns. The library could make both, but at its end it would also remove the file when
+// another process has replaced it.
 int bindReplySocket(void* responderHandle, const char* endpoint) {
     constexpr int waitingCallers = 100;  // as the library has it
     constexpr std::int64_t maxRequestBytes = 16 << 20;
@@ -115,7 +116,7 @@ int bindReplySocket(void* responderHandle, const char* endpoint) {
     return zmq_bind(responderHandle, endpoint);
 }
 
-// Removes the reply socket's file, unless another daemon has put its own there.
+// Removes the reply socket's file, unless another daemon has replaced it.
 void removeReplyFile() {
     struct stat own {};
     struct stat present {};
@@ -127,8 +128,8 @@ void removeReplyFile() {
     ownReplyFile.reset();
 }
 
-// A subscriber whose machine has gone without a word is found out within two minutes, or
-// it would have its place for good.
+// A subscriber whose machine has disappeared loses its place after two minutes; without keep-alive it
+// would keep it.
 constexpr std::array<std::pair<int, int>, 4> keepAlive{{
     {ZMQ_TCP_KEEPALIVE, 1},
     {ZMQ_TCP_KEEPALIVE_IDLE, 60},   // seconds
@@ -136,8 +137,8 @@ constexpr std::array<std::pair<int, int>, 4> keepAlive{{
     {ZMQ_TCP_KEEPALIVE_CNT, 4},
 }};
 
-// The library gives a port up on a thread of its own, some time after the socket was
-// closed; until then it is in use.
+// The library closes a port on a thread of its own, some time after zmq_close; until then the port
+// is in use.
 int bindDataPort(void* socket, const char* endpoint) {
     zmq_setsockopt(socket, ZMQ_MAXMSGSIZE, &maxSubscriberFrameBytes, sizeof maxSubscriberFrameBytes);
     for (const auto& [option, value] : keepAlive) {
@@ -186,7 +187,7 @@ constexpr std::array radioSockets{
              zmq_connect, "ipc:///tmp/gpio_led_controller", " gpio_led connect failed: "},
 };
 
-// tag_data towards the local data consumer, and towards outside subscribers.
+// tag_data for the local data consumer, and for outside subscribers.
 constexpr socket_s tagDataConnected{
     "tag_data", &tag_data.handle, &tag_data.lock, ZMQ_PUB, zmq_connect, "ipc:///tmp/data",
     " tag_data connect failed: "};
@@ -204,8 +205,7 @@ constexpr std::array highWaterMarks{
     highWaterMark_s{ZMQ_RCVHWM, "ZMQ_RCVHWM"},
 };
 
-// Puts `handle` in the place of the socket's handle and returns the one that
-// stood there.
+// Replaces the socket's handle and returns the old one.
 void* exchangeHandle(const socket_s& row, void* handle) {
     if (row.lock == nullptr) {
         return std::exchange(*row.handle, handle);
@@ -235,8 +235,8 @@ int attachSocket(const socket_s& row, void* socket) {
     return 0;
 }
 
-// A socket that could not be attached is published all the same: it stays open,
-// nothing reads from it, and a later close finds it.
+// A socket that could not be attached is stored all the same: it stays open, nothing reads from it,
+// and closeSocket finds it later.
 int openSocket(const socket_s& row) {
     void* socket = newSocket(row);
     const int rc = attachSocket(row, socket);

@@ -4,8 +4,8 @@
 
 #include <unistd.h>
 
-// A descriptor that is closed with its scope, also when the thread is cancelled;
-// below 0 there is none.
+// Closes the descriptor at the end of its scope, also when the thread is cancelled. A number below 0
+// owns nothing.
 class descriptor {
   public:
     explicit descriptor(int fd) : fd_(fd) {}

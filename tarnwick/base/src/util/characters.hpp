@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The <cctype> functions for a plain char: they take no negative values, which a
-// byte above 127 is.
+// The <cctype> functions for a plain char. A byte above 127 is a negative char, which those functions
+// must not get.
 #pragma once
 
 #include <cctype>

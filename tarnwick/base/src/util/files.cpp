@@ -23,12 +23,12 @@ std::string withPath(const std::string& path, const char* text) {
     return path + ": " + text;
 }
 
-// The same for what the system last refused.
+// The path and the system's last error (errno).
 std::string withPath(const std::string& path) {
     return withPath(path, std::strerror(errno));
 }
 
-// Where the links from `path` end; the file there may be missing. Of a ring of links
+// The path at the end of the symbolic links from `path`; the file may be missing. In a ring of links
 // it is one of them, which no later step can open.
 std::string behindLinks(const std::string& path) {
     constexpr int mostLinks = 40;  // as the kernel's
@@ -48,7 +48,7 @@ std::string folderOf(const std::string& path) {
 // Makes sure that a rename in this folder has come to the disk.
 bool syncFolder(const std::string& folder, std::string* cause) {
     const descriptor open(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    // Some file systems have no way to write a folder, and say so.
+    // Some file systems cannot sync a folder and return EINVAL.
     if (open.get() < 0 || (fsync(open.get()) != 0 && errno != EINVAL)) {
         *cause = withPath(folder);
         return false;
@@ -67,8 +67,8 @@ bool writeAll(int file, std::string_view content) {
     return true;
 }
 
-// Whether `path` may be replaced: by a regular file, or nothing stands there. Fills
-// `*old`, whose mode is 0 when nothing does.
+// Whether `path` may be replaced: it is a regular file, or does not exist. Fills `*old`; its mode is 0
+// when the file does not exist.
 bool isReplaceable(const std::string& path, struct stat* old, std::string* cause) {
     *old = {};
     if (stat(path.c_str(), old) != 0) {
@@ -86,7 +86,7 @@ bool isReplaceable(const std::string& path, struct stat* old, std::string* cause
     return true;
 }
 
-// Makes a file of its own, whatever a run before this one has left.
+// Creates and writes the file, in place of one that an earlier run may have left.
 bool writeNewFile(const std::string& path, std::string_view content, const struct stat& old) {
     constexpr mode_t readableByAll = 0666;  // less the umask
     unlink(path.c_str());
@@ -107,7 +107,7 @@ bool writeNewFile(const std::string& path, std::string_view content, const struc
 }  // namespace
 
 file_read_e readRegularFile(const std::string& path, std::string* content, std::string* cause) {
-    // Not to wait counts where a pipe stands.
+    // O_NONBLOCK: a pipe without a writer must not make the process wait.
     const descriptor file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     if (file.get() < 0) {
         *cause = errno == ENOENT ? "" : withPath(path);

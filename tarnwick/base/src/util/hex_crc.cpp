@@ -19,7 +19,7 @@ constexpr auto hexMap = [] {
     return pairs;
 }();
 
-// What eight steps of the polynomial make of each high byte.
+// The remainder of each high byte after eight steps of the polynomial.
 constexpr auto crcTable = [] {
     constexpr std::uint16_t polynomial = 0x1021;
     std::array<std::uint16_t, 256> table{};

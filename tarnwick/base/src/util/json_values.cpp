@@ -9,11 +9,12 @@
 namespace json_text {
 namespace {
 
-// The library's formatter of a double is not its public face, and std::to_chars differs
-// from it in one of some 2,000 numbers. A test compares it with dump().
+// putReal uses the library's formatter of a double, which is not part of its public interface;
+// std::to_chars differs from it in one of some 2,000 numbers. A test compares it with dump().
 static_assert(NLOHMANN_JSON_VERSION_MAJOR == 3 && NLOHMANN_JSON_VERSION_MINOR == 11);
 
-// What is written as a grid of thousandths; the library prints the same for each of them.
+// Up to this frequency putMegahertz writes the digits itself; the library prints the same for each of
+// these numbers.
 constexpr std::uint32_t gridKilohertz = 6'000'000;
 
 constexpr std::string_view hexDigits = "0123456789abcdef";

@@ -72,8 +72,8 @@ Integer strToInteger(const std::string& text, std::uint32_t* errors, int base, I
         addError(errors, strToErrorText);
         return 0;
     }
-    // The bounds are compared with the true value: a negative one lies in
-    // int64_t or below every bound, any other in uint64_t or above every bound.
+    // The bounds are compared with the true value: a negative one fits into int64_t or is below every
+    // bound, any other fits into uint64_t or is above every bound.
     constexpr std::uint64_t mostNegative = std::uint64_t{1} << 63;
     const bool outOfReach = integer.tooLarge || (integer.negative && integer.magnitude > mostNegative);
     const auto negated = static_cast<std::int64_t>(0 - integer.magnitude);
@@ -92,9 +92,8 @@ Integer strToInteger(const std::string& text, std::uint32_t* errors, int base, I
     return static_cast<Integer>(integer.negative ? 0 - integer.magnitude : integer.magnitude);
 }
 
-// Whether the text begins with a decimal number. The C conversions would also
-// take "inf", "nan" and hexadecimal, none of which can be held to bounds by a
-// person who reads them.
+// Whether the text begins with a decimal number. The C conversions would also accept "inf", "nan" and
+// hexadecimal numbers.
 bool startsAsDecimal(std::string_view text) {
     text = withoutLeadingSpace(text);
     takeSign(&text);
@@ -161,7 +160,7 @@ void splitDecimalString(const std::string& text, long long* whole, long long* mi
         throw std::out_of_range("stof");
     }
     *whole = static_cast<long long>(value);
-    // In float throughout: the product rounds the reading error of "0.7" away.
+    // All in float: the rounding of the product removes the error with which "0.7" is read.
     *micros = static_cast<long long>((value - static_cast<float>(*whole)) * 1000000.0F);
 }
 

@@ -34,8 +34,8 @@ std::vector<std::string> splitOnRuns(std::string_view text, IsDelimiter isDelimi
     *out += length < 0 ? "\nERROR: vsnprintf() problem.\n" : buffer;
 }
 
-// Bytes of the printable character that a text begins with, in UTF-8 (RFC 3629); 0 for
-// a control character and for what is no UTF-8.
+// Bytes of the printable character at the beginning of a text, in UTF-8 (RFC 3629); 0 for a control
+// character and for bytes that are not UTF-8.
 std::size_t printableLength(std::string_view text) {
     const auto byteAt = [text](std::size_t i) { return static_cast<unsigned char>(text[i]); };
     const unsigned char first = byteAt(0);
@@ -53,7 +53,7 @@ std::size_t printableLength(std::string_view text) {
         }
         code = code << 6 | (byteAt(i) & 0x3FU);
     }
-    // By size. Up to U+009F stand control characters; less than the others is an overlong form.
+    // The lowest code by size. Below U+00A0 are control characters; below the others the form is overlong.
     constexpr std::uint32_t lowest[] = {0, 0, 0xA0, 0x800, 0x10000};
     const bool isSurrogate = code >= 0xD800 && code <= 0xDFFF;
     return code < lowest[size] || isSurrogate || code > 0x10FFFF ? 0 : size;

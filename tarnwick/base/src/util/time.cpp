@@ -6,8 +6,8 @@
 
 namespace {
 
-// A second as text. Thousands of reads fall into one second, so that the
-// calendar is asked only when the second changes; each thread has its own.
+// A second as text. Thousands of reads are in one second, so the calendar is computed only when the
+// second changes. Each thread has its own.
 struct second_text_s {
     bool filled = false;  // whether `second` and the lengths mean anything
     std::time_t second = 0;
@@ -21,7 +21,7 @@ constexpr std::size_t millisecondsLength = 4;  // .007
 constexpr std::size_t timeOfDayLength = 8;  // 08:05:09, at the end of dateTime
 
 void fill(second_text_s* text, std::time_t second) {
-    // localtime_r need not look whether the zone has changed.
+    // localtime_r does not have to notice a changed zone; tzset does.
     tzset();
     text->filled = true;
     text->second = second;
@@ -123,8 +123,8 @@ double timevalToDoubleSec(const timeval& time) {
 }
 
 timeval doubleSecToTimeval(double seconds) {
-    // What no time holds, NaN included, becomes the time 0 rather than an
-    // undefined conversion.
+    // A number that a time cannot hold, NaN included, becomes the time 0; its conversion would be
+    // undefined.
     constexpr double limit = 9223372036854775808.0;  // 2 to the 63rd
     if (!(std::fabs(seconds) < limit)) {
         return {};

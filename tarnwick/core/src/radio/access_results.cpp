@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// What became of the accesses of a tag. The radio reads the tag first, then works
-// through its accesses and tells each outcome in an ACCESS_INFO packet; here they
-// join the pending report, and here it is decided that the report is complete.
+// The results of the accesses on a tag. The radio reads the tag first, then does its accesses and
+// sends the result of each in an ACCESS_INFO packet. Here the results join the pending report,
+// and here the report is found to be complete.
 //
 // A mode that reads tag memory as metadata has a member of "data" for each range
 // of words, the memory key. A mode with accesses of the client has one text for
@@ -41,8 +41,8 @@ struct code_text_s {
     std::string_view text;
 };
 
-// Results of an access other than success. The text stands behind "Error: " or its
-// longer form for accesses of several operations.
+// Results of an access other than success. The text follows "Error: ", or its longer form for
+// accesses of several operations.
 constexpr std::array resultTexts{
     code_text_s{RXE_ACCESS_RESULT_TAG_ERROR, "tag returned error code"},
     code_text_s{RXE_ACCESS_RESULT_NO_RESPONSE, "Tag did not respond"},
@@ -73,7 +73,7 @@ std::string_view textOf(const std::array<code_text_s, rows>& table, std::uint8_t
     return row != table.end() ? row->text : otherwise;
 }
 
-// An outcome that has come, and what was asked for.
+// A result that has come, and the access that it belongs to.
 struct outcome_s {
     const ACCESS_INFO_s* info;
     const planned_access_s* access;
@@ -81,20 +81,21 @@ struct outcome_s {
     std::string_view key;    // memory key of a read as metadata, otherwise empty
 };
 
-// A member of "data" that is a text without need of escaping.
+// Sets a member of "data" to a text that needs no escaping.
 void setLateText(std::string_view key, std::string_view text) {
     static std::string value;  // kept for its memory; engine thread
     value.assign("\"").append(text).append("\"");
     setLateMember(key, value);
 }
 
-// Fills the next slot. True when the report has to leave: the slot was the last
+// Fills the next slot of "accessResults". True when the report is complete: the slot was the last
 // one, or was refused.
 bool storeInNextSlot(std::string_view text) {
     return add_to_access_results(text, current_access_idx++) != 0;
 }
 
-// A failure of an access other than a read has the empty key among the metadata.
+// Puts the text into the report. Quirk: in a mode that reads memory as metadata, the failure of an
+// access other than a read goes to the member with the empty key.
 bool store(const outcome_s& outcome, std::string_view text) {
     if (reportPlan().readsAsMetadata) {
         setLateText(outcome.key, text);
@@ -153,8 +154,8 @@ void appendHexByte(std::uint8_t byte, std::string* text) {
     appendHex(&byte, 1, text);
 }
 
-// The count is one of radio operations, whatever the text calls it. A general
-// error that is not counted has two blanks before its number.
+// Quirk: the text says words, and the count is of radio operations. Quirk: without a count a
+// general error has two blanks before its number.
 std::string failureText(const outcome_s& outcome, bool multiPart) {
     const ACCESS_INFO_s& info = *outcome.info;
     std::string text = "Error: ";
@@ -174,7 +175,7 @@ std::string failureText(const outcome_s& outcome, bool multiPart) {
     return text;
 }
 
-// The access of an id that a packet names, or null when there is none.
+// The enabled access with this id, or null.
 const planned_access_s* enabledAccess(std::uint8_t id) {
     const auto& access = reportPlan().access;
     return id < access.size() && access[id].enable != 0 ? &access[id] : nullptr;
@@ -226,8 +227,8 @@ void prepare_access_results(std::uint16_t olio) {
     }
 }
 
-// An outcome that comes without a pending report belongs to a tag that the filter
-// has dropped, or to a report that has left.
+// Without a pending report the result belongs to a tag that the filter has dropped, or to a report
+// that has left; it is ignored.
 int process_access_info_packet(RXE_packet_s* packet) {
     if (!isReportPending()) {
         return 0;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The binary forms of a tag report: the message velmo::tag_data_report (tw_msg.proto) on the
-// wire, written field by field in the order of their numbers as the protobuf library does.
+// The binary forms of a tag report: the bytes of a velmo::tag_data_report (tw_msg.proto), written
+// field by field in the order of their numbers, as the protobuf library writes them.
 #include <algorithm>
 #include <array>
 #include <bit>
@@ -20,7 +20,7 @@ using message_t = velmo::tag_data_report;
 // Types of a field on the wire (Protocol Buffers, encoding).
 enum wire_type_e : std::uint32_t { VARINT = 0, LENGTH_DELIMITED = 2, FIXED_32 = 5 };
 
-// Writes fields one behind the other from `out` on.
+// Writes fields one after the other from `out` on; the caller has made room.
 class wire_writer {
   public:
     explicit wire_writer(char* out) : out_(out) {}
@@ -78,7 +78,7 @@ class wire_writer {
     char* out_;
 };
 
-// EPC bytes, a partial last byte counted as one; the count wraps at 256.
+// The EPC; a partial last byte counts as one. Quirk: the number of bytes wraps at 256.
 void putTagId(const TAG_INFO_s& info, wire_writer* out) {
     const unsigned partial = (info.epcLength & 7) != 0 ? 1 : 0;
     out->bytes(message_t::kTagIdFieldNumber, info.epc, ((info.epcLength >> 3 & 0xFF) + partial) & 0xFF);
@@ -115,7 +115,7 @@ void putControlWords(const TAG_INFO_s& info, const report_plan_s& plan, wire_wri
     if (plan.crc && (info.fields & RXE_FIELD_CRC) != 0) {
         out->words(message_t::kCrcFieldNumber, info.crc);
     }
-    // Here either extended word gives the field; the second brings the first along.
+    // Either XPC word gives the field. With the second the field has both.
     if (plan.xpc && (info.fields & (RXE_FIELD_XPC1 | RXE_FIELD_XPC2)) != 0) {
         out->words(message_t::kXpcFieldNumber, info.xpc1,
                    (info.fields & RXE_FIELD_XPC2) != 0 ? &info.xpc2 : nullptr);
@@ -194,8 +194,8 @@ void sendBinaryReport(const tag_read_s& read) {
     if (subscribers.load(std::memory_order_relaxed) < 2) {
         send_tag_data_message(message, false, true);
     } else {
-        // A frame of its own, past the count and the batch, so that each
-        // subscriber's prefix filter sees the header.
+        // A frame of its own, so that each subscriber's prefix filter sees the header. Quirk: it is
+        // neither counted for the rate nor part of a batch.
         sendTagData(true, message.data(), message.size(), 0);
     }
 }

@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
-// The two outbound channels, tag_data and gpio_led, and the tick that steers
-// their batching. The radio thread only measures; it cannot end a batch that the
-// engine thread has opened, so it counts ticks and the engine thread flushes at
-// its next status packet.
+// The two outbound channels, tag_data and gpio_led, and the tick that controls their batching. The
+// radio thread only measures rates. It cannot end a batch that the engine thread has opened, so it
+// counts ticks, and the engine thread ends the batch at its next CMD_ONGOING or CW_ON packet.
 #include <zmq.h>
 
 #include <mutex>
@@ -14,12 +13,12 @@
 
 namespace {
 
-// From more than this many messages a second on, a channel gathers messages in
-// batches, and a batch ends with the message that finds it above this size.
+// Above this rate a channel gathers messages in batches. A batch ends with the message that finds
+// it above this size.
 constexpr int maxMessagesPerSecond = 25;
 constexpr int maxBatchBytes = 1500;
 
-// Messages complete on tag_data since start; they wrap, only differences count.
+// Messages completed on tag_data since start. The count wraps; only differences matter.
 // Written by the engine thread, read by the radio thread.
 std::atomic<std::uint32_t> tag_data_msg_count{0};
 // The same at the last tick. Radio thread.
@@ -46,8 +45,7 @@ std::uint32_t do_background_activity_rxe_thread_prev_background_activity_count =
 
 constexpr auto relaxed = std::memory_order_relaxed;
 
-// Sends the present time behind a prefix. Main and engine threads, so the texts
-// are local.
+// Sends a prefix and the present time. Main and engine threads, so the texts are local.
 void sendTimedLine(std::string line) {
     timeval now{};
     gettimeofday(&now, nullptr);
@@ -69,8 +67,8 @@ void closeGpioLedBatch() {
     current_gpio_led_msg_size = 0;
 }
 
-// Ends an open batch on tag_data in the same way; one that went with its socket has no
-// end. Engine thread.
+// Ends an open batch on tag_data in the same way. When the form has changed meanwhile, the batch
+// went with its socket and nothing is sent. Engine thread.
 void closeTagDataBatch() {
     sendTagData(current_tag_data_msg_outside, "", 0, 0);
     current_tag_data_msg_size = 0;
@@ -171,8 +169,7 @@ void send_radio_start_message() {
     sendTimedLine("RADIO_START,");
 }
 
-// No status packet follows a stop and no batch may stay open behind it, so the line
-// that it would open or join one with ends it too.
+// No packet that flushes follows a stop, so a batch that this line opens or joins is ended here.
 void send_radio_stop_message() {
     sendTimedLine("RADIO_STOP,");
     closeGpioLedBatch();

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The one place where the engine's packets enter: a table from packet type to
-// what is done. What the main thread must hear leaves raw, as a topic and a
-// payload; the main thread decodes it.
+// All packets of the engine enter here: a table maps the packet type to its handler. News for the
+// main thread leaves as a topic and the raw payload, which the main thread decodes.
 #include <algorithm>
 #include <array>
 #include <cstddef>
@@ -40,8 +39,8 @@ std::array<std::atomic<std::uint64_t>, 65536> tagReadCountPerAntQDX{};
 struct packet_row_s;
 using packet_handler = void (*)(RXE_packet_s* packet, const packet_row_s& row);
 
-// A packet type as it stands in the packet. A packet with less payload than the
-// handler reads by itself is ignored; `topic` is for the handlers that send news.
+// A packet type (RXE_PACKET_) and its handler. A packet is ignored when it has less payload than
+// the handler itself reads; `topic` is for handlers that send news.
 struct packet_row_s {
     std::uint16_t type;
     std::uint16_t minLength;
@@ -49,7 +48,7 @@ struct packet_row_s {
     std::string_view topic;
 };
 
-// Numbers that are read here, and not by the library, are big-endian.
+// Numbers in packets that the library does not decode are big-endian.
 std::uint16_t word16(const std::uint8_t* bytes) {
     return static_cast<std::uint16_t>(bytes[0] << 8 | bytes[1]);
 }
@@ -91,7 +90,7 @@ void onTagPacket(RXE_packet_s* packet, const packet_row_s&) {
     prev_access_idx = noAccessYet;
 }
 
-// The topic's name is odd for the end of a run; the main thread knows it so.
+// Quirk: the topic of the end of a run is "start_ack".
 void onRunEnded(RXE_packet_s* packet, const packet_row_s& row) {
     if (payloadBeginsWith(packet, "\x08\x09")) {
         flush_zmq_sockets();
@@ -136,8 +135,7 @@ void onAntennaInfo(RXE_packet_s* packet, const packet_row_s&) {
     currentTxAntenna = word16(packet->payload + 2);
 }
 
-// The report that this completes keeps the channel on which its tag was seen: it
-// was written then.
+// The pending report has the channel on which its tag was seen, since its text was written then.
 void onCarrierOn(RXE_packet_s* packet, const packet_row_s&) {
     if (packet->length >= 8) {
         currentChannel = word32(packet->payload + 4);
@@ -193,7 +191,7 @@ constexpr std::array packetRows{
 static_assert(std::ranges::adjacent_find(packetRows, std::ranges::greater_equal{}, &packet_row_s::type) ==
               packetRows.end());
 
-// All types lie within a kilobyte of numbers: by number the place of the row, from 1, or 0.
+// The place of each type's row, from 1, or 0. All types are within 1,024 numbers.
 constexpr std::uint16_t firstType = RXE_PACKET_TYPE_XOR;
 constexpr std::size_t typeCount = 1024;
 constexpr auto placeOfType = [] {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Heat maps: the level that a tag had on each beam of the array reader. The
-// packet follows its tag packet and completes the report.
+// Heat maps: the level that a tag had on each beam of the array reader. The packet follows the tag
+// packet and completes the report. An entry: {"az":15,"el":60,"pol":"TOTAL","rssi":-61.5}
 #include <algorithm>
 #include <array>
 #include <string>
@@ -41,6 +41,6 @@ void process_parallel_rssi_debug(RXE_packet_s* packet) {
         map += count == 0 ? "null" : "]";
         setLateMember("HEATMAP", map);
     }
-    // A map that cannot be read still ends the report.
+    // The report leaves also when the map cannot be decoded.
     send_out_tag_data();
 }

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The two commands that the main thread forwards, since what they set belongs to
-// the radio thread. Their table is separate from that of the main thread, whose
-// handlers of the same names only pass the request on.
+// The two commands that the main thread forwards to the radio thread, which owns their settings.
+// The main thread has rows of the same names in its own table, which only pass the request on.
 #include <algorithm>
 #include <array>
 
@@ -29,8 +28,8 @@ constexpr std::array dataAnalyticsWords{
     data_analytics_word_s{"OFF", DATA_ANALYTICS_OFF},
 };
 
-// Makes tag_data anew, for outside subscribers or for the local consumer. False,
-// with the reply filled, when that fails; then reports go on where they went.
+// Makes tag_data anew, for outside subscribers or for the local consumer. False, with the reply
+// filled, when that fails; then the socket is made for the form that was in force.
 bool recreateDataSocket(bool forOutside, std::string* response) {
     if (closeZMQSocketForData() != 0) {
         *response = "Failure: Failed to close ZMQ socket for data";
@@ -89,7 +88,7 @@ int subscribersHandler(std::vector<std::string>* tokens, std::string* response) 
         return 0;
     }
     if (tokens->size() != 2) {
-        // The range in this text is not the one that holds; it stays as it is.
+        // Quirk: the text says 0 to 1024, and 1 to 1024 are accepted.
         *response = "Failure: error requires at least 1 param (an unsigned integer between 0 and 1024)";
         return 0;
     }

@@ -33,7 +33,7 @@ struct late_member_s {
     std::string text;
 };
 
-// Where a member of the tag packet stands in the text, behind the comma before it.
+// Where a member of the tag packet begins in the text, behind its comma.
 struct mark_s {
     std::string_view key;
     std::size_t begin;
@@ -212,7 +212,7 @@ late_member_s* lateMember(std::string_view key) {
     return &*first;
 }
 
-// From here on the report is pending, whether a tag packet came or not.
+// Makes the report pending. A late member does so also without a tag packet.
 void expectMore() {
     report.everBuilt = report.pending = true;
 }
@@ -230,7 +230,7 @@ void joinResults() {
     text += ']';
 }
 
-// A member on its way into the merged text.
+// Writes a member into the merged text, with a comma in front.
 char* putMember(std::string_view bytes, char* out) {
     *out++ = ',';
     return putBytes(bytes, out);
@@ -242,7 +242,7 @@ char* putMember(const late_member_s& member, char* out) {
     return putBytes(member.text, out);
 }
 
-// A member of the tag packet as it stands in the text, with its key.
+// The text of a member of the tag packet, with its key.
 std::string_view memberAt(std::size_t i) {
     const std::size_t from = report.marks[i].begin;
     const std::size_t to = i + 1 < report.markCount ? report.marks[i + 1].begin - 1 : report.dataEnd;

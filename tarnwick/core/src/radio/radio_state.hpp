@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What the files of the radio unit share. Everything here belongs to the engine
-// thread unless it says otherwise.
+// State and functions that the files of the radio unit share. Engine thread, unless a comment says
+// otherwise.
 #pragma once
 
 #include <sys/time.h>
@@ -15,9 +15,8 @@
 
 struct report_plan_s;  // report_plan.hpp
 
-// Where the radio is: the olio it works on, the antenna or beam on air, and the
-// channel on air in kHz. Written by the packet dispatch; they keep their last
-// values over a radio stop.
+// The olio that the radio works on (1 to 1023), the antenna or beam that transmits, and the channel
+// in kHz. Written by the packet dispatch; they keep their values over a radio stop.
 extern std::uint16_t currentOlio;
 extern std::uint16_t currentTxAntenna;
 extern std::uint32_t currentChannel;
@@ -26,8 +25,8 @@ extern std::uint32_t currentChannel;
 // packet carried no CRC. Written by the tag report, read by the report headers.
 extern std::uint16_t currentHash;
 
-// Running number of reports, shared by the JSON and the full binary report.
-// Written by whichever of the two takes a number.
+// The number of the next report, from 0. JSON reports and full binary reports take it and count it
+// up; reduced binary reports have none.
 extern std::uint64_t eventNum;
 
 // The reader's MAC address and host name.
@@ -39,7 +38,7 @@ struct reader_names_s {
 // from their plan.
 const reader_names_s& readerNames();
 
-// One read that passed the tag filter, and what its report is made of.
+// One read that has passed the tag filter: the parts of its report.
 struct tag_read_s {
     const TAG_INFO_s* info;
     timeval time;                 // time of day of the read
@@ -59,21 +58,21 @@ void clearReport();
 // Fills the empty report from a read; it is pending from then on.
 void buildJsonReport(const tag_read_s& read, const report_plan_s& plan);
 
-// Gives "data" of the report a member that no tag packet brings, or another value of one;
-// `value` is JSON. The report is pending from then on.
+// Sets a member of "data" that does not come from the tag packet: HEATMAP, a memory key. `value` is
+// JSON. The report is pending from then on.
 void setLateMember(std::string_view key, std::string_view value);
 
 // Stores the text, which needs no escaping, in a slot of "accessResults"; slots fill
 // without gaps. Returns -1 if refused, 1 if this was the last slot, 0 otherwise.
 int add_to_access_results(std::string_view text, std::size_t index);
 
-// The value of a member of "data" as JSON, a text in its quotes; empty when there is no
-// such member. Good until the report changes.
+// The value of a member of "data" as JSON, a text with its quotes; empty when there is no such
+// member. Valid until the report changes.
 std::string_view valueInReport(std::string_view key);
 
-// The report as it leaves: room for the header of the STRING form, then the text, which
-// is "null" before the first report and {} when none is pending. A report with an
-// `error`, of a text that is not valid UTF-8, cannot leave. Good until the report changes.
+// The finished report: room for the header of the STRING form, then the text. The text is null
+// before the first report and {} when none is pending. A report with an `error` cannot leave: one
+// of its texts is not valid UTF-8. Valid until the report changes.
 struct finished_report_s {
     std::span<char> bytes;
     std::string_view error;
@@ -95,12 +94,12 @@ extern std::uint8_t current_access_idx;
 // set to 0 by the report release: a report that is held back keeps its count.
 extern std::uint32_t tagMemoryCount;
 
-// Puts "Not Attempted" in every place of the pending report where an access of
-// `olio` will tell its outcome.
+// Puts "Not Attempted" into the pending report for each access of `olio`; its result replaces the
+// text.
 void prepare_access_results(std::uint16_t olio);
 
-// Adds the outcome of an ACCESS_INFO packet to the pending report, and releases the
-// report when nothing more can follow. Returns 0.
+// Adds the result in an ACCESS_INFO packet to the pending report, and releases the report when it
+// is complete. Returns 0.
 int process_access_info_packet(RXE_packet_s* packet);
 
 // ---- forms of a report -----------------------------------------------------

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The radio thread: a tick twice a second, and the commands that the main thread
-// forwards. It sees no packet.
+// The radio thread: a tick twice a second, and the commands that the main thread forwards. It does
+// not handle packets.
 #include <pthread.h>
 #include <sys/epoll.h>
 #include <sys/timerfd.h>
@@ -63,7 +63,7 @@ bool isRequestWaiting() {
     return zmq_getsockopt(radio_from_main, ZMQ_EVENTS, &events, &size) == 0 && (events & ZMQ_POLLIN) != 0;
 }
 
-// However many half seconds have passed, it is one tick.
+// One tick, also when several half seconds have passed since the last.
 void onTimer(int timer) {
     std::uint64_t expiries = 0;
     if (read(timer, &expiries, sizeof expiries) != static_cast<ssize_t>(sizeof expiries)) {
@@ -75,7 +75,7 @@ void onTimer(int timer) {
     tellRefusedPeers();
 }
 
-// One request and its reply; a request that was not there after all has none.
+// Serves one request. When there is none (EAGAIN) nothing is sent.
 void serveRequest() {
     std::string request;
     std::string response;
@@ -92,16 +92,16 @@ void serveRequest() {
     zmq_send(radio_to_main, response.data(), response.size(), ZMQ_DONTWAIT);
 }
 
-// The socket's descriptor is edge-triggered and says only that something has
-// changed, so everything that waits is taken.
+// The socket's descriptor is edge-triggered and only signals a change, so all waiting requests are
+// served.
 void onRequests() {
     while (isRequestWaiting()) {
         serveRequest();
     }
 }
 
-// Waits, and only here can the thread be cancelled: no lock and no half-done
-// work is lost with it.
+// Waits for events. The thread can be cancelled only here, where it holds no lock and no work is
+// half done.
 int waitForEvents(int epoll, std::array<epoll_event, maxEvents>* events) {
     pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, nullptr);
     const int count = epoll_wait(epoll, events->data(), maxEvents, -1);
@@ -147,7 +147,7 @@ void* radio_thread_fcn(void*) {
     }
     watch(epoll.get(), timer.get(), EPOLLIN, " error adding background_timer_event: ");
     watch(epoll.get(), requestDescriptor(), EPOLLIN | EPOLLOUT | EPOLLET, " error adding responder_event: ");
-    // The main thread skips the word; it only makes the lane known at both ends.
+    // The main thread ignores "init"; the messages only establish the connection.
     for (int i = 0; i < initMessages; ++i) {
         sendShared(&radio_to_main_async, "init", 4, 0);
         usleep(initPauseMicroseconds);

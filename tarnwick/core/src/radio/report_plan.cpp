@@ -15,7 +15,8 @@ const report_plan_s* planInForce = nullptr;
 
 namespace {
 
-// A plan on its way: offered by the main thread, in force, retired, freed.
+// A plan. The main thread offers it, the engine thread puts it in force and later retires it, the
+// main thread frees it.
 struct plan_node_s {
     report_plan_s plan;
     plan_node_s* next = nullptr;  // among the retired
@@ -57,7 +58,8 @@ std::size_t roomOf(const planned_text_s& text) {
     return std::max(text.json.size(), text.plain.size());
 }
 
-// More than enough for any tag: a URI of a kilobyte of which each byte is escaped, twice.
+// The most bytes of a report, generously: two URIs of a kilobyte in which each byte is escaped in
+// six characters.
 std::size_t roomFor(const report_plan_s& plan) {
     constexpr std::size_t roomOfUris = std::size_t{2} * 6 * 1024;
     constexpr std::size_t roomOfEpc = 520;
@@ -74,7 +76,7 @@ std::size_t roomFor(const report_plan_s& plan) {
            roomOf(plan.userDefinedText);
 }
 
-// Words to read or write, 0 to 255. The high byte of a read is another count.
+// Words to read or write, 0 to 255. In a read the high byte holds the count once more.
 std::uint8_t wordCountOf(const ACCESS_OP_s& op) {
     return static_cast<std::uint8_t>(op.wordCount & 0xFF);
 }
@@ -145,7 +147,7 @@ void publishReportPlan() {
     auto fresh = std::make_unique<plan_node_s>();
     fresh->plan = makePlan(mode_configuration);
     freeRetired();
-    // One that the engine thread has never seen is ours again.
+    // A plan that the engine thread has not taken comes back and is freed here.
     const std::unique_ptr<plan_node_s> unseen(offered.exchange(fresh.release(), std::memory_order_acq_rel));
 }
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// What the engine thread needs of the mode to make its reports: made once by the main
-// thread for each mode, constant from then on, and put in force between two packets. The
-// engine thread reads nothing else of the mode.
+// The parts of the mode that the engine thread needs for its reports. The main thread makes a plan
+// for each mode; it is constant from then on and takes effect between two packets. The engine
+// thread reads nothing else of the mode.
 #pragma once
 
 #include <array>
@@ -17,7 +17,7 @@
 struct tag_read_s;
 struct report_plan_s;
 
-// A text that reports repeat.
+// A text that is the same in many reports.
 struct planned_text_s {
     std::string plain;
     std::string json;   // escaped, in its quotes
@@ -33,7 +33,8 @@ struct planned_member_s {
     char* (*write)(const tag_read_s& read, const report_plan_s& plan, char* out);
 };
 
-// An access of the mode, as its outcomes are told. `enable` 0: there is no such access.
+// The parts of an access that reports of its results need. `enable` is 0 when the mode has no access
+// with the id.
 struct planned_access_s {
     std::uint8_t enable = 0;
     std::uint8_t type = 0;   // RXE_ACCESS_*
@@ -48,8 +49,8 @@ struct report_plan_s {
     tagFilter_s filter;
 
     std::vector<planned_member_s> members;  // in the order of their keys
-    std::size_t room = 0;                   // bytes that a report takes at most, before others join it
-    std::string tail;                       // what stands behind the timestamp
+    std::size_t room = 0;                   // the most bytes of a report without late members
+    std::string tail;                       // the text behind the timestamp
 
     // The switches of the mode, for the binary form.
     bool antenna = false;
@@ -85,8 +86,8 @@ struct report_plan_s {
 // The members that a mode asks for, in the order of their keys. Any thread.
 std::vector<planned_member_s> plannedMembers(const mode_configuration_s& mode);
 
-// The plan in force; that of an empty mode before the first. Written by takeReportPlan, which
-// comes before any use. Engine thread.
+// The plan in force; before the first mode that of an empty one. takeReportPlan writes it before
+// each packet. Engine thread.
 extern const report_plan_s* planInForce;
 inline const report_plan_s& reportPlan() {
     return *planInForce;

@@ -9,7 +9,8 @@
 
 namespace {
 
-// A pattern longer than the EPC cannot match, an empty one always does.
+// Whether the EPC begins or ends with the pattern. A pattern longer than the EPC does not match, an
+// empty one always does.
 bool matchesPattern(const tagFilter_s& filter, const std::uint8_t* epc, unsigned byteCount) {
     const unsigned length = filter.patternLength;
     if (length > byteCount) {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// From a tag packet to its report: decoding, the tag filter, the subscriber that
-// the tag belongs to, and the choice of the output form.
+// From a tag packet to its report: decoding, the tag filter, the subscriber that gets the report,
+// and the output form.
 #include <algorithm>
 #include <array>
 
@@ -23,7 +23,8 @@ std::string timeText;
 constexpr std::string_view tagRead = "TAG_READ,";
 std::string tagReadLine(tagRead);
 
-// The one byte that tells the parts of an item apart, and its bits that do not.
+// The byte of the EPC that differs between the parts of an item, and its bits that are the same in
+// all parts.
 struct multi_tag_mask_s {
     multiTag_e type;
     std::size_t byte;
@@ -35,12 +36,12 @@ constexpr std::array multiTagMasks{
     multi_tag_mask_s{MULTI_TAG_3, 3, 0xF0},
 };
 
-// Whole bytes of an EPC whose length in bits stands in the low 11 bits.
+// Whole bytes of an EPC; its length in bits is in the low 11 bits.
 unsigned wholeBytes(std::uint16_t epcLength) {
     return epcLength >> 3 & 0xFF;
 }
 
-// The subscriber of a tag, from 1; all parts of an item go to the same one.
+// The subscriber for a tag, from 1; all parts of an item have the same one. 0 without a CRC.
 std::uint16_t hashOf(const TAG_INFO_s& info) {
     if ((info.fields & RXE_FIELD_CRC) == 0) {
         return 0;
@@ -50,7 +51,7 @@ std::uint16_t hashOf(const TAG_INFO_s& info) {
     return static_cast<std::uint16_t>(crc % subscribers.load(std::memory_order_relaxed) + 1);
 }
 
-// Makes room in the pending report for what its accesses will tell.
+// Prepares the pending report for the results of its accesses.
 void expectAccessResults(const report_plan_s& plan) {
     prepare_access_results(currentOlio);
     if (plan.restartsSlots) {
@@ -77,7 +78,7 @@ void reportAsJson(tag_read_s* read) {
 
 int process_tag_info_packet(RXE_packet_s* packet, const timeval& time) {
     clearReport();
-    TAG_INFO_s info{};  // zeroed, all of it: the library leaves what the packet lacks
+    TAG_INFO_s info{};  // all zero: the library writes only the fields that the packet has
     if (RXE_formatPayloadToStruct(packet, &info) != RXE_OK) {
         constexpr std::string_view failure = "Error parsing tag info packet";
         sendNews("error", failure.data(), failure.size());
