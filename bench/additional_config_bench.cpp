@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: MIT
-// The additional-keys database: what one report costs with many keys against few,
-// what it allocates, and what a full database holds in memory.
+// The additional-keys database: the cost of a report with many keys against few, its allocations, and
+// the memory of a full database.
 //
-// The ratios are of the least disturbed of many rounds, in one process. Many keys
-// fill more memory than few: where other programs keep that memory out of the near
-// caches, each look-up pays for it. What a bare read pays is printed beside, so that
-// a miss on a busy machine is not taken for one of the database.
+// The ratios are those of the fastest of many rounds, in one process. Many keys fill more memory than
+// few, so when other programs use the caches each look-up costs more. The cost of a bare read of memory
+// is printed as well: an aim missed on a busy machine need not be the fault of the database.
 //
 // Exit status 1 when an aim is missed.
 #include <malloc.h>
@@ -51,8 +50,8 @@ double nanoseconds(std::uint32_t size, const std::vector<std::string>& keys, flo
     for (std::uint32_t i = 0; i < size; ++i) {
         report_line(keys[i], {0, 0});
     }
-    // The keys in the order of the reports, so that reading them costs the same
-    // however many there are: the daemon has a report's key at hand too.
+    // The keys in the order of the reports, so that reading them costs the same for any number of keys:
+    // the daemon has the key of a report in its cache too.
     std::string texts;
     std::mt19937 random(1);
     for (int i = 0; i < reports; ++i) {

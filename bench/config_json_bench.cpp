@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // The document of the engine's whole state on an array reader with 50 olios, 32
 // selects, 63 accesses and 127 channels, as a ratio to the bare RXE_getParam
-// calls that it makes. The engine here does nothing but copy the record out; it
-// stands in this file, and the library is not linked. Both are measured in turn
+// calls that it makes. The engine is one of this file, which only copies the
+// record; the library is not linked. Both are measured in turn
 // in one process, and the figure is the median of the ratios of neighbouring
 // rounds. A second ratio takes the same calls through a lock, as a library that
 // serves several threads has one; a third counts beside the calls what the JSON
@@ -35,7 +35,7 @@ void hold(unsigned id, const Record& record) {
                        reinterpret_cast<const std::uint8_t*>(&record) + sizeof(record));
 }
 
-// Records that are there but disabled, so that each read copies what it would.
+// Records that exist and are disabled, so that each read copies as much as usual.
 template <class Record>
 void holdRange(unsigned base, unsigned last) {
     for (unsigned id = base; id <= base + last; ++id) {
@@ -139,7 +139,7 @@ RXE_API_STATUS RXE_setParam2(unsigned short id, void* record, bool, bool) {
     return RXE_OK;
 }
 
-// The rest of the library's operations are there to be linked; nothing here reaches them.
+// The other operations of the library are needed by the linker and never called.
 #define UNUSED(name, ...)              \
     RXE_API_STATUS name(__VA_ARGS__) { \
         return RXE_OK;                 \

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
-// How much of a second's work the software radio engine itself takes: tag
-// packets a second in fast time to a callback that does nothing, with few tags
-// in the field and with many, and the cost of decoding one. The exit status is 1
+// The cost of the software radio engine: tag packets a second on the fast clock to a callback that does
+// nothing, with few tags in the field and with many, and the cost of decoding one. The exit status is 1
 // when an aim is missed.
 #include <benchmark/benchmark.h>
 #include <stdlib.h>
@@ -69,7 +68,7 @@ void fastTime(benchmark::State& state) {
     for (auto _ : state) {
         ended = false;
         RXE_start();
-        ended.wait(false, std::memory_order_acquire);  // asleep: one core for the engine
+        ended.wait(false, std::memory_order_acquire);  // asleep, so the engine has a core for itself
         RXE_stop();
     }
     state.SetItemsProcessed(static_cast<std::int64_t>(tags.load()));

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// What the tag filter costs for each tag, by kind, as a ratio to no filter (which
-// still writes the EPC's hex text). Kinds run in turn in one process; the figure
-// is the median of the ratios of neighbouring rounds.
+// The cost of the tag filter for each tag, by kind, as a ratio to that without a filter (which still
+// writes the EPC in hexadecimal). Kinds run in turn in one process; the figure is the median of the
+// ratios of neighbouring rounds.
 #include <algorithm>
 #include <array>
 #include <chrono>

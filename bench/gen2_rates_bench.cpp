@@ -57,7 +57,8 @@ int countNaks(RXE_packet_s* packet) {
     return 0;
 }
 
-// A reader in fast time with `count` tags that are all alike, so that none drowns another.
+// A reader on the fast clock with `count` tags at equal levels, so that colliding replies are never
+// understood.
 std::unique_ptr<rxe::engine_s> readerBefore(unsigned count, std::uint64_t seed) {
     auto engine = std::make_unique<rxe::engine_s>();
     engine->radio.scenario.fastClock = true;
@@ -83,10 +84,10 @@ bool set(rxe::engine_s* engine, unsigned id, const Record& record) {
     return setParam(&engine->host.params, static_cast<std::uint16_t>(id), &record) == RXE_OK;
 }
 
-// Milliseconds of the engine's own round, one frame of 16 slots long: the published rounds
-// neither adapt Q nor ask again, and their reader ends a broken EPC without a NAK, so its time
-// does not count. The tags stand where their signal gives the bit error rate; with `tid` each
-// is asked for four words.
+// Milliseconds of the engine's own round, for a single frame of 16 slots: the published rounds do not
+// adapt Q and do not begin another frame. Their reader sends no NAK after a broken EPC, so its time is
+// subtracted. The tags are where their signal gives the bit error rate; with `tid` four words of the
+// TID are read from each.
 double roundTime(int tags, double ber, bool tid) {
     constexpr int rounds = 4000;
     const auto engine = readerBefore(static_cast<unsigned>(tags), 41);
@@ -137,7 +138,7 @@ double roundTime(int tags, double ber, bool tid) {
     return microseconds / rounds / 1000;
 }
 
-// What a tag costs beyond an empty slot, from rounds with one: its slot.
+// The duration of a slot with one tag, from the difference of rounds with a tag and without.
 double singleSlotTime(double ber, bool tid) {
     return roundTime(1, ber, tid) - roundTime(0, ber, tid) + emptySlot(vehicleLink()) / 1000;
 }
@@ -167,7 +168,7 @@ void roundTimes() {
     }
 }
 
-// As many tags as slots: 1/e of the slots hold one.
+// With as many tags as slots 1/e of the slots have exactly one.
 void singleSlots() {
     std::printf("share of single slots, frame full       measured  published\n");
     rxe::random_s random{.state = 7};
@@ -182,7 +183,7 @@ void singleSlots() {
     compare("1,024 tags in 1,024 slots", singles / static_cast<double>(frames) / slots, 0.368, 0.01);
 }
 
-// Tags a second that a whole run brings, asked in turn for both flags of session 2.
+// Tags a second of a whole run, with session 2 and both flags in turn.
 double tagsPerSecond(std::uint16_t profile, unsigned count, std::uint8_t initialQ) {
     const auto engine = readerBefore(count, count * 977 + profile);
     const INVENTORY_OP_s inventory = everyTagInventory(initialQ);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What a heartbeat costs with 14 ports while the radio is busy, and what the radio
-// is asked for it: nothing, but for the array reader's echo.
+// The cost of a heartbeat with 14 ports while the radio is busy, and how often it asks the radio: never,
+// except for the echo of the array reader.
 //
 // Exit status 1 when an aim is missed.
 #include <array>
@@ -41,7 +41,7 @@ extern "C" RXE_API_STATUS RXE_resume() {
 int main() {
     bool good = true;
     max_ants = 14;
-    current_amb_temp = 40;  // as the radio has told by itself; it would be asked otherwise
+    current_amb_temp = 40;  // as after an alarm of the radio; otherwise the heartbeat would ask for it
     rxeAntennaCheckSupported = true;
     current_channels[0].enable = 1;
     for (const model_s& model : models) {

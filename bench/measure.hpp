@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What the benchmarks measure with. It replaces operator new, so a program takes
-// it into one file only.
+// Counts allocations and measures times for the benchmarks. It replaces operator new, so only one file
+// of a program may include it.
 #pragma once
 
 #include <algorithm>
@@ -14,7 +14,7 @@
 // malloc and are not among them.
 inline thread_local std::uint64_t allocations = 0;
 
-// Never inlined: the compiler would take the pair below for a mismatch.
+// Not inlined: the compiler would warn that the pair below does not match.
 [[gnu::noinline]] void* operator new(std::size_t size) {
     ++allocations;
     if (void* memory = std::malloc(size)) {

@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
-// What it costs to make a full mode request into a record and to render that again,
-// as a ratio to a bare json::parse and dump of the same text. Both run in turn in one
-// process; the verdict is the median of the ratios of neighbouring rounds. The status
-// is 1 when it is above the aim.
+// The cost of parsing a full mode request into a record and rendering it again, as a ratio to a bare
+// json::parse and dump of the same text. Both run in turn in one process; the verdict is the median of
+// the ratios of neighbouring rounds. The exit status is 1 when it is above the aim.
 #include <cstdio>
 #include <cstdlib>
 #include <nlohmann/json.hpp>
@@ -29,8 +28,8 @@ json read(std::size_t pointer) {
     return {{"type", "READ"}, {"config", {{"membank", "USER"}, {"wordPointer", pointer}, {"wordCount", 4}}}};
 }
 
-// Every key that another does not exclude, and a value of its own for each antenna
-// wherever there can be one.
+// Every key that no other key excludes, with a different value for each antenna where the key allows
+// it.
 json fullRequest() {
     json request = json::parse(R"({
         "type": "CUSTOM", "beams": [], "transmitPower": [], "linkProfile": [], "antennaStopCondition": [],

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What the benchmarks tell the engine for a run on antenna 1.
+// The parameters with which the benchmarks run the engine on antenna 1.
 #pragma once
 
 #include <cstdint>

@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
-// What a tag report costs from the engine's packet until its bytes are with
-// ZeroMQ, its TAG_READ line included, measured against bare zmq_send calls of the
-// same bytes on like sockets. Both run in turn, burst by burst, in one process;
-// the verdict is the median of the ratios of neighbouring bursts.
+// The cost of a tag report from the engine's packet until ZeroMQ has its bytes, its TAG_READ line
+// included, as a ratio to bare zmq_send calls of the same bytes on similar sockets. Both run in turn,
+// burst by burst, in one process; the verdict is the median of the ratios of neighbouring bursts.
 //
 //   report_path_bench                        the table, exit status 1 when an aim is missed;
 //                                            then the instructions of a report, counted
@@ -38,8 +37,8 @@
 namespace {
 
 constexpr int burst = 512;  // reports
-// Messages that a socket holds, as on the daemon's tag_data. A publisher learns
-// of what was read only after half as many, so a burst must stay below half.
+// Messages that a socket holds, as on the daemon's tag_data. A publisher is told that messages were read
+// only after half as many, so a burst must be smaller than half.
 constexpr int highWaterMark = 2048;
 constexpr int rounds = 200;
 
@@ -108,7 +107,7 @@ void openLanes(const std::string& directory) {
     gpio_led.handle = lanes[lineLane].publisher;
 }
 
-// Takes everything that arrives, until `stop`.
+// Receives everything until `stop`.
 void readLanes(const std::atomic<bool>* stop) {
     std::array<zmq_pollitem_t, laneCount> items{};
     for (std::size_t i = 0; i < items.size(); ++i) {
@@ -125,9 +124,9 @@ void readLanes(const std::atomic<bool>* stop) {
     }
 }
 
-// The pause between bursts: until the reader has caught up, and then some. A
-// publisher asks what was read once in about a millisecond; bursts that come faster
-// would find its queue full, though no reader is behind.
+// The pause between bursts: until the reader has caught up, and a little longer. A publisher checks what
+// was read about once a millisecond; faster bursts would find its queue full although no reader is
+// behind.
 void awaitArrivals() {
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
     for (lane_s& lane : lanes) {
@@ -267,7 +266,7 @@ bool measure(const form_s& form, const sizes_s& sizes, bool followed, std::vecto
     return ratio <= aim;
 }
 
-// What one report sends, seen by the readers.
+// The messages of one report, as the readers receive them.
 sizes_s sizesOf(const form_s& form, std::vector<std::uint8_t>* packet) {
     data_analytics_type = form.type;
     tag_data.outside = form.type != DATA_ANALYTICS_OFF;
@@ -299,16 +298,15 @@ bool runTable(std::vector<std::uint8_t>* packet) {
     for (lane_s& lane : lanes) {
         zmq_close(lane.subscriber);
     }
-    std::this_thread::sleep_for(std::chrono::milliseconds(200));  // the publishers see them go
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));  // until the publishers notice it
     for (std::size_t i = 0; i < forms.size(); ++i) {
         allMet = measure(forms[i], sizes[i], false, packet) && allMet;
     }
     return allMet;
 }
 
-// What a report costs in instructions, ZeroMQ's part in the calling thread included:
-// counted by callgrind in a process of its own, without a subscriber. True when the aim
-// is met.
+// The instructions of a report, with those of ZeroMQ in the calling thread, counted by callgrind in a
+// process of its own without a subscriber. True when the aim is met.
 bool printInstructions(std::string_view name, long long aim) {
     constexpr long long count = 2000;
     const std::string program = std::filesystem::read_symlink("/proc/self/exe").string();

@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: MIT
-// What the simulator adds to a report: processor time of its thread per report at
-// a requested 100,000 reports a second, against reports of the same tags that are
-// handed in by themselves, as report_path_bench does. No subscriber, so that
-// nothing but the daemon's own work is in either. Both run in turn; the verdict is
-// the median of the ratios, without noise as a request has it that asks for none;
-// what noise costs, a logarithm and a sine, is printed beside.
+// The cost that the simulator adds to a report: processor time of its thread for each report at a
+// requested 100,000 reports a second, against reports of the same tags whose packets are delivered
+// directly, as report_path_bench does. There is not a subscriber, so both contain only the daemon's own
+// work. Both run in turn; the verdict is the median of the ratios without noise. The cost of noise, a
+// logarithm and a sine, is printed as well.
 //
 // Exit status 1 when an aim is missed.
 #include <stdlib.h>
@@ -44,7 +43,7 @@ void writeFiles() {
     std::ofstream("aar.json") << R"({"aar_info": [{"x":0,"y":0,"z":3,"orientation":0}]})";
     std::ofstream tags("tag.json");
     tags << R"({"tag_info": [)";
-    for (unsigned tag = 0; tag <= tagCount; ++tag) {  // the last is a spare
+    for (unsigned tag = 0; tag <= tagCount; ++tag) {  // the simulator leaves out the last
         tags << (tag == 0 ? "" : ",") << R"({"tag_id":")" << tagId(tag) << R"(","x":)" << tag % 20
              << R"(,"y":)" << tag / 20 << R"(,"z":1})";
     }
@@ -53,8 +52,8 @@ void writeFiles() {
 
 using packet_t = std::vector<std::uint8_t>;
 
-// Packets like the simulator's: its tags and bearings in random order, so that no
-// branch is easier to foretell than there. Drawn before they are timed.
+// Packets like the simulator's: its tags and bearings in random order, so that branches are as hard to
+// predict as there. Drawn before the measurement.
 struct draw_s {
     unsigned tag;
     std::array<std::uint8_t, 4> bearing;  // at the end of the packet, before the confidences
@@ -90,8 +89,8 @@ double secondsOn(clockid_t clock) {
     return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
 }
 
-// The processor clock of the simulator's thread, made from its id as clock_getres(2)
-// has it from the kernel: per thread, scheduler's time.
+// The processor clock of the simulator's thread, made from its id by the kernel's encoding: thread
+// clock, scheduler time.
 clockid_t simulatorClock() {
     for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
         std::string name;
@@ -129,7 +128,7 @@ double ofSimulator(float degrees) {
     return seconds / (slices * slice);
 }
 
-// The same for reports that are handed in, by a thread of their own as well.
+// The same for packets that are delivered directly, also by a thread of their own.
 double ofReports(reports_s* reports) {
     double seconds = 0;
     std::thread engine([&] {

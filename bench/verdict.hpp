@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What the benchmarks of a program came to, for the aims that it tells behind
-// its table and that its exit status follows.
+// The results of a program's benchmarks, for the aims that it prints behind its table. The exit status
+// is 1 when an aim is missed.
 #pragma once
 
 #include <benchmark/benchmark.h>

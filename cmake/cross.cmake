@@ -1,8 +1,8 @@
 # SPDX-License-Identifier: MIT
-# What the toolchain files of other processors share; they set `architecture`, Debian's
-# name of the processor, and `triple`, the compiler's. Headers and libraries come from
-# build/sysroot/<architecture>, which scripts/matrix fills, or from what -D
-# CMAKE_SYSROOT names; programs, protoc among them, from this machine.
+# For the toolchain files of other processors, which set `architecture`, Debian's name of the processor,
+# and `triple`, the compiler's. Headers and libraries come from build/sysroot/<architecture>, which
+# scripts/matrix fills, or from the folder that -D CMAKE_SYSROOT names; programs such as protoc come from
+# this machine.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_C_COMPILER ${triple}-gcc)
 set(CMAKE_CXX_COMPILER ${triple}-g++)

@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
-# Component "reader" is what a reader gets; its own libraries and management server
-# stand where "standins" puts ours on any other machine.
+# Component "reader" is for a reader, which has its own libraries and management server. Component
+# "standins" has the stand-ins for these, for any other machine.
 set(share ${CMAKE_INSTALL_DATADIR}/tarnwick)
 set(doc ${CMAKE_INSTALL_DOCDIR})
 
@@ -11,10 +11,10 @@ install(FILES docs/man/twctl.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONEN
 install(FILES docs/man/tarnwick.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8 COMPONENT reader)
 install(FILES packaging/tarnwick.service DESTINATION lib/systemd/system COMPONENT reader)
 install(FILES packaging/sysusers.conf RENAME tarnwick.conf DESTINATION lib/sysusers.d COMPONENT reader)
-# What a client is made from.
+# Schemas and message definitions for clients.
 install(FILES docs/mode.schema.json docs/events.schema.json DESTINATION ${share}/schema COMPONENT reader)
 install(DIRECTORY tarnwick/proto DESTINATION ${share} COMPONENT reader FILES_MATCHING PATTERN *.proto)
-# The documents lie to each other as they do here, so that their links hold.
+# The documents have the same folders as here, so that the links between them work.
 install(FILES LICENSE README.md CHANGELOG.md DESTINATION ${doc} COMPONENT reader)
 install(DIRECTORY docs DESTINATION ${doc} COMPONENT reader PATTERN man EXCLUDE)
 install(DIRECTORY examples DESTINATION ${doc} USE_SOURCE_PERMISSIONS COMPONENT reader
@@ -22,7 +22,7 @@ install(DIRECTORY examples DESTINATION ${doc} USE_SOURCE_PERMISSIONS COMPONENT r
 
 install(TARGETS rm_server RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT standins)
 install(TARGETS Rxe tuvr LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT standins)
-# What the makers of such libraries need.
+# For the makers of such libraries.
 install(FILES include/rxe.h include/tuvr.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/tarnwick COMPONENT standins)
 install(FILES docs/man/tarnwick-scenario.5 DESTINATION ${CMAKE_INSTALL_MANDIR}/man5 COMPONENT standins)
 install(FILES engine/scenario.schema.json DESTINATION ${share}/schema COMPONENT standins)

@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: MIT
-# Target "uninstall": removes what was installed last from the directory `build`, each
-# component by its manifest, and the folders of its own that this leaves empty.
-# DESTDIR counts as it does for the installation.
+# Target "uninstall": removes the files that were last installed from the directory `build`, each
+# component by its manifest, and then the project's own folders if they are empty. DESTDIR has the same
+# effect as for the installation.
 file(GLOB manifests ${build}/install_manifest*.txt)
 if(NOT manifests)
   message(FATAL_ERROR "nothing is installed from ${build}")

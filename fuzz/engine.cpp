@@ -38,8 +38,8 @@ void controlEvent(std::string_view input) {
     readEvent(input, &event);
 }
 
-// The raw type in two bytes, low byte first, and a payload. The record stands in a
-// block of its own size.
+// The raw type in two bytes, low byte first, and a payload. The record is in a block of exactly its
+// size, so that a sanitizer sees a write behind it.
 template <class Record>
 void decodeAs(std::uint16_t type, std::span<const std::uint8_t> payload) {
     const auto record = std::make_unique<Record>();
@@ -65,8 +65,8 @@ void payload(std::string_view input) {
 
 // ---- runs
 
-// The host's clock, which runs ahead: where the radio waits, the wait is over at once and
-// the clock has moved on. Nanoseconds; written by the radio thread.
+// How far the clock of the process is ahead of the real one, nanoseconds: each wait of the radio ends at
+// once, and the clock moves on to the end of the wait. Written by the radio thread.
 std::atomic<std::int64_t> ahead{0};
 pthread_t host;
 
@@ -97,8 +97,8 @@ int count(RXE_packet_s* packet) {
     return 0;
 }
 
-// Making the radio thread for each input would be a third of the time under the address
-// sanitizer, so one thread of ours does the work of all of them.
+// A new radio thread for each input would take a third of the time under the address sanitizer, so one
+// thread does the work for all inputs.
 struct worker_s {
     std::mutex mutex;
     std::condition_variable changed;
@@ -134,8 +134,8 @@ bool connect(char model) {
     return connected && RXE_setCallback(count) == RXE_OK;
 }
 
-// A run until it ends, waits for the host, or has sent enough. A plan may well have nothing
-// to send and never wait, so that time ends it too.
+// A run until it ends, waits for the host, or has sent enough packets. A plan may send nothing and never
+// wait, so a limit of time ends it as well.
 bool run() {
     constexpr std::chrono::microseconds patience{600};
     delivered = waited = ended = 0;
@@ -149,7 +149,7 @@ bool run() {
     return true;
 }
 
-// A log, which is read, and played back as far as four runs when it holds a packet.
+// A packet log: it is read and, when it has a packet, up to four runs are played back.
 void packetLog(std::string_view input) {
     setenv("RXE_REPLAY_SPEED", "fast", 1);
     setenv("RXE_REPLAY", fileOf(input), 1);
@@ -169,8 +169,8 @@ void packetLog(std::string_view input) {
     unsetenv("RXE_REPLAY");
 }
 
-// Ends a run that its host would let go on. The radio's own time makes each run of an input the
-// same, which the patience of the host does not.
+// Limits each run to 20 ms of the engine's clock. A limit by real time would make the runs of one input
+// differ.
 void limitRun() {
     constexpr std::uint32_t longest = 20;  // ms
     for (const std::uint16_t id : {RXE_PARAM_RADIO_STOP, RXE_PARAM_RADIO_STOP2}) {
@@ -182,12 +182,11 @@ void limitRun() {
     }
 }
 
-// The reader's model, then records, of which what lies behind the last byte that is
-// not zero is left out:
+// The reader's model, then records, without the zeros at their end:
 //
 //   | id, low byte first: 2 | bytes: 1 | record |
 //
-// Those that the radio takes read back, and then it runs with them.
+// The records that the radio accepts are read back, and then it runs with them.
 void parameters(std::string_view input) {
     require(connect(input.empty() ? '0' : input.front()), "the engine connects");
     input.remove_prefix(input.empty() ? 0 : 1);
@@ -217,7 +216,7 @@ constexpr target_s table[] = {
 
 const std::span<const target_s> targets = table;
 
-// The engine's library calls these in the place of the system's.
+// The engine's library calls these in place of the system's.
 std::chrono::steady_clock::time_point std::chrono::steady_clock::now() noexcept {
     timespec real{};
     clock_gettime(CLOCK_MONOTONIC, &real);

@@ -73,7 +73,7 @@ namespace {
 namespace fs = std::filesystem;
 
 void runFile(const fs::path& path) {
-    std::printf("%s\n", path.c_str());  // the last one named is the one that failed
+    std::printf("%s\n", path.c_str());  // after a crash the last name is that of the input
     std::fflush(stdout);
     std::ifstream file(path, std::ios::binary);
     // A block of its own, so that a sanitizer sees a read beyond the end.

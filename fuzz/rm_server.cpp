@@ -21,7 +21,7 @@
 
 namespace {
 
-// A request: what a client can read comes back, whatever was asked.
+// A request: the answer to any request is one that the client can read.
 void request(std::string_view input) {
     profile_s profile;
     findBuiltInProfile("PN5100", &profile);
@@ -48,7 +48,7 @@ void profile(std::string_view input) {
     require(parseProfile(text, &second, &error) && renderProfile(second) == text, "a profile is read back");
 }
 
-// ---- clients, which the functions at the end are the system's side of
+// ---- clients; the functions at the end of this file are their side of the system calls
 
 struct client_s {
     std::deque<std::string_view> sent;  // pieces that the server has not read
@@ -58,7 +58,7 @@ struct client_s {
     int shutdowns = 0;
 };
 
-// The script of the clients, and what it has made so far.
+// The script of the clients, and the clients that it has made so far.
 std::string_view script;
 std::map<int, client_s> clients;  // by descriptor, while the server has it open
 int waiting = 0;                  // for the server to accept them
@@ -75,8 +75,8 @@ client_s* clientAt(std::size_t number) {
     return &std::next(clients.begin(), static_cast<std::ptrdiff_t>(number % clients.size()))->second;
 }
 
-// One step of the script: a byte that says what, one that says who or how much, and for a
-// piece of a request the piece up to the next NUL.
+// One step of the script: a byte for the kind, one for the client or the amount, and a piece of a
+// request up to the next NUL.
 //
 //   0: a client comes   1: time passes   2: a client ends   3: a client breaks off   else: it sends
 void takeStep() {
@@ -107,7 +107,7 @@ bool isReadable(int descriptor) {
            (!client->second.sent.empty() || client->second.hasEnded || client->second.isBroken);
 }
 
-// What goes wrong on purpose, then the script.
+// The fault, then the script.
 void connections(std::string_view input) {
     server_s server{
         .port = 0, .timeout = std::chrono::seconds(2), .verbose = false, .profile = {}, .plan = {}};
@@ -130,7 +130,7 @@ constexpr target_s table[] = {{"rm_request", request}, {"rm_profile", profile}, 
 
 const std::span<const target_s> targets = table;
 
-// The linker puts these in the place of the system's. The clock is that of the script.
+// The linker puts these in place of the system's. The clock is that of the script.
 std::chrono::steady_clock::time_point wrappedNow() noexcept
     __asm__("__wrap__ZNSt6chrono3_V212steady_clock3nowEv");
 std::chrono::steady_clock::time_point wrappedNow() noexcept {
@@ -201,8 +201,7 @@ int __wrap_shutdown(int fd, int) {
     require(++clients.at(fd).shutdowns == 1, "a client is told once that nothing follows");
     return 0;
 }
-// Runs the script until somebody has something to say or time has passed; at its end comes
-// a signal.
+// Runs the script until a client has sent something or time has passed; at its end comes a signal.
 int __wrap_poll(pollfd* items, nfds_t count, int) {
     const std::span polled(items, count);
     for (;;) {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The inputs of the programs, each as a function that takes whatever bytes come. The
-// sanitizers check memory; require() checks everything else that is promised.
+// The inputs of the programs, each as a function that takes any bytes. The sanitizers check memory;
+// require() checks everything else that the program promises about its input.
 #pragma once
 
 #include <cstdio>
@@ -10,11 +10,11 @@
 
 struct target_s {
     std::string_view name;  // of "--target=" and of the folder of its seeds
-    // Leaves nothing behind that would change what the next input does. The input
-    // has no terminating NUL and nothing readable behind it.
+    // Leaves no state that would change the effect of the next input. The input is not terminated, and
+    // a read behind it is an error.
     void (*run)(std::string_view input);
 };
-// Those of this executable.
+// The targets of this executable.
 extern const std::span<const target_s> targets;
 
 inline void require(bool kept, const char* promise) {
@@ -33,6 +33,6 @@ inline std::string_view takeUntil(char separator, std::string_view* rest) {
     return part;
 }
 
-// A file in memory, for what is read from a file: its name, good until the next call with
-// the same number, which is 0 or 1.
+// A file in memory with this content, for programs that read a file. Returns its name, which is valid
+// until the next call with the same number, 0 or 1.
 const char* fileOf(std::string_view content, std::size_t number = 0);

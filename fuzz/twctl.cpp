@@ -29,7 +29,7 @@
 
 namespace {
 
-// What is still to come from the daemon, the next first.
+// The frames that the daemon has yet to send, the next first.
 std::vector<std::string_view> frames;
 
 // What a subcommand did.
@@ -80,8 +80,7 @@ bool isLine(std::string_view text) {
     return text.find_first_of(std::string_view("\n\0", 2)) == std::string_view::npos;
 }
 
-// A frame of the tag channel, in each of the ways to show it. A body of JSON is
-// shown as it came.
+// A frame of the tag channel, shown in each form. A JSON body is printed unchanged.
 void tagFrame(std::string_view input) {
     decodeTagFrame(input);
     require(isLine(decodeTextFrame(input)), "a frame of text is one line");
@@ -96,7 +95,7 @@ void tagFrame(std::string_view input) {
     tableLines(seen, seen.began, 10);
 }
 
-// A mode or settings for "events": a good one is as good without its blanks.
+// A mode or settings for "events": one that is accepted is accepted without its blanks as well.
 void document(std::string_view input) {
     const std::string text(input);
     nlohmann::json root, again;
@@ -112,7 +111,7 @@ void document(std::string_view input) {
     require(isObject(word, &again, &reason) && again == root, "a packed document says the same");
 }
 
-// What a person types behind "twctl".
+// The arguments of twctl.
 void words(std::string_view input) {
     const std::vector<std::string> typed = splitWords(input);
     std::string reason;
@@ -210,7 +209,7 @@ constexpr target_s table[] = {
 
 const std::span<const target_s> targets = table;
 
-// The linker puts these in the place of the library's.
+// The linker puts these in place of the library's.
 namespace {
 
 std::optional<std::string_view> takeFrame() {

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-# What scripts/setup, scripts/demo and scripts/test share; sourced, not run.
+# Functions and variables for the other scripts, which source this file.
 
 export LC_ALL=C.UTF-8
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
@@ -13,7 +13,7 @@ fail() {
     exit 1
 }
 
-# Runs a command as root: as it is, or through sudo.
+# Runs a command as root, through sudo if this user is not root.
 as_root() {
     if [ "$(id -u)" -eq 0 ]; then
         "$@"
@@ -24,10 +24,9 @@ as_root() {
     fi
 }
 
-# take_lock <descriptor> <file> <what for>: waits until no other run holds the
-# lock, then holds it until this script ends. The file is opened for reading, so
-# that it may belong to another user. Programs that can outlive the script must
-# not inherit the descriptor.
+# take_lock <descriptor> <file> <what for>: waits until no other run holds the lock, and holds it until
+# this script ends. The file is opened for reading, so that it may belong to another user. Programs that
+# can outlive the script must not inherit the descriptor.
 take_lock() {
     [ -e "$2" ] || : > "$2"
     eval "exec $1< \"\$2\""
@@ -37,8 +36,8 @@ take_lock() {
     fi
 }
 
-# Configures and builds $preset, or only the targets given of it. Two builds in one
-# directory would spoil each other.
+# build [target...]: configures and builds $preset, or only these targets of it. The lock keeps two
+# builds out of one directory.
 build() {
     mkdir -p "$root/build"
     take_lock 8 "$root/build/.lock" "$root/build"
@@ -64,7 +63,7 @@ file_listeners() {
     awk -v file="$1" '$4 == "00010000" && $8 == file { print $7 }' /proc/net/unix
 }
 
-# report_holder <endpoint> <inode>: which process holds it and how to end it.
+# report_holder <endpoint> <inode>: names the process that holds the endpoint, and how to end it.
 report_holder() {
     local fd pid
     fd=$(find /proc/[0-9]*/fd -lname "socket:\\[$2\\]" 2> /dev/null | head -n 1) || true
@@ -78,8 +77,9 @@ report_holder() {
     echo "    if it is left over from a run that was killed, end it with: kill $pid" >&2
 }
 
-# The endpoints are fixed, so one run at a time uses them, and nobody else must.
-# A file that a killed process left is no listener and does no harm.
+# Waits for the lock on the endpoints, which are fixed, so that one run at a time uses them, and fails
+# when another process listens there. A file that a killed process has left is not a listener and does no
+# harm.
 claim_endpoints() {
     local port file inode held=0
     take_lock 9 /tmp/tarnwick-endpoints.lock "the endpoints"

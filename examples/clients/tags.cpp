@@ -13,7 +13,7 @@
 volatile std::sig_atomic_t ended = 0;
 
 // Prints one report. `expected` is its number, -1 for any, and becomes the next one's. A
-// share has only some of the numbers, so only whoever takes all reports sees a loss.
+// share has only some of the numbers, so a loss shows only when all reports are taken.
 void take(const std::string& frame, bool takesAll, long long& expected) try {
     const nlohmann::json report = nlohmann::json::parse(frame.substr(4));  // behind the header
     const nlohmann::json& data = report.at("data");

@@ -25,7 +25,7 @@ using nlohmann::json;
 
 struct packet_type_s {
     std::uint16_t type;
-    std::uint16_t mostBytes;  // the double copies a payload to the record of its type
+    std::uint16_t mostBytes;  // size of its record, to which the engine double copies the payload
 };
 constexpr packet_type_s packetTypes[] = {
     {RXE_PACKET_TAG_INFO_CUSTOM, sizeof(TAG_INFO_s)},
@@ -103,7 +103,7 @@ void additionalKeys(std::string_view input) {
             "the keys are listed");
 }
 
-// The simulator's two files, behind each other with a NUL between: the readers, the tags.
+// The simulator's two files with a NUL between them: the readers, the tags.
 void simulatorFiles(std::string_view input) {
     static aar_table_t aars;
     static tag_id_table_t ids;
@@ -121,8 +121,8 @@ void simulatorFiles(std::string_view input) {
     }
 }
 
-// A simulation runs on the two files until it has sent a slice of tags, or has told why
-// it cannot:
+// A simulation with the two files, until it has sent the tags of one slice or has printed why it
+// cannot:
 //
 //   | array reader: 1, signed | tags a second: 1 | aar.json | 00 | tag.json |
 void simulation(std::string_view input) {
@@ -150,8 +150,8 @@ void simulation(std::string_view input) {
     takeNews();
 }
 
-// The linker puts this in the place of the system's for the daemon's own code, where only
-// the thread of a simulation uses it, at its begin.
+// The linker puts this in place of the system's for the daemon's own code, where only the thread of a
+// simulation calls it, when it begins.
 extern "C" int __wrap_prctl(int, ...) {
     thread_local at_thread_end_s end;
     static_cast<void>(end);

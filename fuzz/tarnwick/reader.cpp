@@ -21,7 +21,7 @@
 
 namespace {
 
-// Where tag reports arrive. Made once.
+// The socket at which tag reports arrive. Made once.
 void* reports = nullptr;
 
 void openPair(void** one, void** other, const char* endpoint) {
@@ -31,7 +31,7 @@ void openPair(void** one, void** other, const char* endpoint) {
     zmq_connect(*other, endpoint);
 }
 
-// What a process has once.
+// The parts that a process has once.
 void openProcess() {
     if (context == nullptr) {
         context = zmq_ctx_new();
@@ -48,7 +48,7 @@ void newReader(std::string_view* input) {
     const char choice = input->empty() ? '0' : input->front();
     input->remove_prefix(input->empty() ? 0 : 1);
     engine_double::reset();
-    if (isAddlKeysEnabled.exchange(false)) {  // a database is 3 MiB, and is made anew
+    if (isAddlKeysEnabled.exchange(false)) {  // empties 3 MiB, so only when it was used
         resetTagInfoDB();
     }
     RXE_setCallback(getPacket);

@@ -1,22 +1,22 @@
 // SPDX-License-Identifier: MIT
-// What the targets of the daemon share: a reader without endpoints. The engine is the
-// tests' double, tag reports and news arrive within the process.
+// A reader without endpoints, for all targets of the daemon. Its engine is the tests' double; tag reports
+// and news arrive within the process.
 #pragma once
 
 #include <string>
 #include <string_view>
 
-// A reader as it is after its start; the first character of the input, which is taken
-// off, says which model.
+// A reader as it is after the start. The first character of the input selects the model and is
+// removed.
 void newReader(std::string_view* input);
 
 // The reply to "mode", and to "mode" with one more word.
 std::string askMode(std::string_view word);
 
-// The mode as it was set, as JSON text. Fails when none is in force.
+// The mode as it was set, as JSON text. Fails when there is none in force.
 std::string modeInForce();
 
-// Takes what has come for the main thread, and for the consumer of the reports.
+// Receives the news for the main thread and the tag reports.
 void takeNews();
 void takeReports();
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Requests, modes, and the mode that the last run has stored.
+// Requests, modes, and the stored mode of the last run.
 #include <algorithm>
 #include <cstdio>
 #include <fstream>
@@ -20,7 +20,7 @@ namespace {
 
 using nlohmann::json;
 
-// Where a text that is not a number ends the process (documented).
+// Requests in which a text that is not a number ends the process (documented).
 constexpr std::string_view deadlyNumbers[] = {"database_reset", "cableLoss",      "aarHeight",
                                               "tagHeight",      "staticVDynamic", "txDelayInterval"};
 
@@ -55,7 +55,7 @@ std::optional<std::string> contentOf(const char* name) {
     return std::string(std::istreambuf_iterator<char>(file), {});
 }
 
-// What the file's "mode" says; discarded when there is none.
+// The "mode" of the file; discarded when there is none.
 json modeIn(std::string_view text) {
     const json document = json::parse(text, nullptr, false);
     const auto mode = document.is_object() ? document.find("mode") : document.end();
@@ -64,8 +64,8 @@ json modeIn(std::string_view text) {
 
 }  // namespace
 
-// A reader, then a request on each line. All that the engine holds is told once, since
-// that takes as long as a hundred other requests.
+// A reader, then a request on each line. The document of the engine's whole state is requested once at
+// most, since it takes as long as a hundred other requests.
 void requests(std::string_view input) {
     constexpr int mostRequests = 16;
     constexpr std::string_view wholeEngine = "configrxe custom";
@@ -80,8 +80,8 @@ void requests(std::string_view input) {
     }
 }
 
-// A reader and a mode. A mode that was taken is taken again, and each rendering is JSON;
-// one that was refused leaves the mode in force and the stored one as they were.
+// A reader and a mode. A mode that is accepted is accepted again, and each rendering is JSON; one that is
+// refused changes neither the mode in force nor the stored one.
 void mode(std::string_view input) {
     newReader(&input);
     if (input.empty()) {
@@ -104,8 +104,8 @@ void mode(std::string_view input) {
     require(askMode(input) == "Success", "a mode is taken a second time");
 }
 
-// A reader, and the file of the last mode, with which it starts twice. What the file
-// held is in force, or kept beside the default.
+// A reader and the file of the last mode, with which it starts twice. Afterwards the mode of the file is
+// in force, or is kept beside the default.
 void storedMode(std::string_view input) {
     newReader(&input);
     std::remove(refusedFileName);

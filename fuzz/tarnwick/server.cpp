@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The management server's answers, from which the daemon learns at its start what reader
-// it is.
+// The management server's answers, from which the daemon learns at its start the facts about the
+// reader.
 #include <sys/socket.h>
 
 #include <cerrno>
@@ -16,9 +16,9 @@
 
 namespace {
 
-// What the server has yet to say; null: nobody listens. An answer for each question, with
-// a NUL between. The byte 01 parts the segments of an answer, which come one by one, and an
-// answer that is "=" is the one that a sound server gives.
+// The answers that the server has yet to give, with a NUL between them; null: no server listens. The
+// byte 01 separates the segments of an answer, which arrive one by one. An answer "=" stands for that of
+// a sound server.
 const char* const sound = "=";
 constexpr char endOfSegment = 1;
 std::string_view* script = nullptr;
@@ -63,7 +63,7 @@ std::string soundAnswerTo(std::string_view request) {
     return "";
 }
 
-// A question that failed leaves what it was to fill.
+// A question that fails does not change its result.
 template <class... Values, class Ask>
 void askAndKeep(Ask question, Values... before) {
     std::tuple<Values...> values(before...);
@@ -76,8 +76,7 @@ void askAndKeep(Ask question, Values... before) {
 
 }  // namespace
 
-// The model of sound answers, then the answers to the questions of a start and to those of
-// the requests.
+// The model in sound answers, then the answers to the questions of a start and of the requests.
 void serverReply(std::string_view input) {
     newReader(&input);
     model = modelName;
@@ -104,7 +103,7 @@ void serverReply(std::string_view input) {
     max_ants = 4;
 }
 
-// The linker puts these in the place of the system's for the daemon's own code.
+// The linker puts these in place of the system's for the daemon's own code.
 extern "C" {
 int __wrap_connect(int, const sockaddr*, socklen_t) {
     errno = ECONNREFUSED;

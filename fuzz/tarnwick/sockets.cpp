@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What peers of the two open sockets send: frames to the reply socket, subscriptions to
-// port 5160.
+// Data from peers of the two open sockets: frames to the reply socket, subscriptions to port 5160.
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -26,8 +25,8 @@ namespace {
 
 using message_t = std::vector<std::string>;  // frames
 
-void* stranger = nullptr;  // a client that sends what it likes
-void* client = nullptr;    // one that asks as it should
+void* stranger = nullptr;  // a client that sends anything
+void* client = nullptr;    // a correct client
 
 void openReplySocket() {
     if (responder == nullptr) {
@@ -62,8 +61,8 @@ std::optional<message_t> takeMessage(void* socket) {
     return message.empty() ? std::nullopt : std::optional(message);
 }
 
-// What a daemon must answer that repeats each request: the envelope, which ends with an
-// empty frame, and the frame behind it. Nothing for a message without an envelope.
+// The reply of a daemon that repeats each request: the envelope, which ends with an empty frame, and the
+// frame behind it. Nothing for a message without an envelope.
 std::optional<message_t> replyTo(const message_t& message) {
     const auto end = std::ranges::find(message, std::string());
     if (end == message.end() || end + 1 == message.end()) {
@@ -76,8 +75,8 @@ std::optional<message_t> replyTo(const message_t& message) {
 
 }  // namespace
 
-// Messages to the reply socket, one on each line, their frames with bars between. Each
-// with an envelope gets one reply; none keeps the next client from getting its own.
+// Messages to the reply socket, one on each line, with bars between their frames. Each message with an
+// envelope gets one reply; no message prevents the next client from getting its own.
 void envelopes(std::string_view input) {
     std::string_view any = "0";
     newReader(&any);
@@ -111,7 +110,7 @@ void envelopes(std::string_view input) {
     require(!takeMessage(stranger) && !takeMessage(client), "a request gets one reply");
 }
 
-// What a subscriber sends, at once and in two pieces; the first byte says where to cut.
+// The bytes of a subscriber, at once and in two pieces; the first byte gives the place of the cut.
 void subscriptionStream(std::string_view input) {
     const std::size_t cut = input.empty() ? 0 : static_cast<std::uint8_t>(input.front());
     input.remove_prefix(input.empty() ? 0 : 1);
@@ -126,7 +125,7 @@ void subscriptionStream(std::string_view input) {
     require(whole.weight() <= input.size(), "a subscription weighs no more than its bytes");
 }
 
-// ---- the doors
+// ---- the two endpoints
 
 extern "C" {
 int __real_connect(int, const sockaddr*, socklen_t);
@@ -137,11 +136,11 @@ ssize_t __real_send(int, const void*, std::size_t, int);
 
 namespace {
 
-// Which door the listener below is. Read by __wrap_getsockname.
+// The endpoint that the listener below stands for. Read by __wrap_getsockname.
 bool isDataDoor = false;
 
-// A listener on a name that the system chooses, and not on a file. The same thread is the
-// daemon and all its peers.
+// A listener on a name that the system chooses instead of a file. One thread plays the daemon and all
+// its peers.
 struct door_s {
     sockaddr_un address{};
     socklen_t size = sizeof(sa_family_t);
@@ -164,11 +163,11 @@ struct peer_s {
     std::size_t weight = 0;  // of its subscriptions
 };
 
-// What a subscriber may weigh in any case, and all of them together.
+// The weight that a subscriber may have in any case, and that of all together.
 constexpr std::size_t ownWeight = 16;
 constexpr std::size_t weightOfAll = 16'384;
 
-// The daemon reads what has come. False when it ends the peer.
+// The daemon reads the bytes that have come. False when it disconnects the peer.
 bool readAll(int near) {
     char buffer[8192];
     while (__real_recv(near, buffer, sizeof buffer, MSG_DONTWAIT) > 0) {
@@ -216,7 +215,7 @@ void go(const peer_s& peer) {
     close(peer.far);
 }
 
-// The publisher looks so often that those who went are forgotten.
+// The publisher looks often enough to forget the subscribers that have gone.
 void forgetAll() {
     int pair[2];
     require(socketpair(AF_UNIX, SOCK_STREAM, 0, pair) == 0, "a pair of sockets can be made");
@@ -233,7 +232,7 @@ void forgetAll() {
 
 }  // namespace
 
-// Peers that come, subscribe and go. Two bytes for each step, what happens and to whom:
+// Peers that come, subscribe and go. Two bytes for each step, its kind and the peer:
 //
 //   0: a client comes   1: a subscriber comes   2: one goes   3: the publisher looks
 //   else: a subscriber subscribes to as many topics
@@ -267,7 +266,7 @@ void peers(std::string_view input) {
     forgetAll();
 }
 
-// The linker puts this in the place of the system's for the daemon's own code.
+// The linker puts this in place of the system's for the daemon's own code.
 extern "C" int __wrap_getsockname(int, sockaddr* address, socklen_t* size) {
     if (isDataDoor) {
         sockaddr_in data{};

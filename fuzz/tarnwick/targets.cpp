@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The targets of the daemon, and the small ones: what it hands EPCs to, and the texts of
-// others in its log.
+// The targets of the daemon, and two small ones: the EPC URI library, and texts from outside in the
+// log.
 #include "../targets.hpp"
 
 #include <algorithm>
@@ -28,7 +28,7 @@ void epcUri(std::string_view input) {
     }
 }
 
-// A text of somebody outside, as a part of a line of the log.
+// A text from outside, as a part of a line of the log.
 void logText(std::string_view input) {
     std::string line = "before ";
     logger_detail::append(line, escaped_s{input});
@@ -60,9 +60,8 @@ constexpr target_s table[] = {
 
 const std::span<const target_s> targets = table;
 
-// The linker puts these in the place of the system's and of libzmq's for the daemon's own
-// code: a target neither waits for the disk nor for time, and opens no endpoint that a daemon
-// or another target would share.
+// The linker puts these in place of the system's and of libzmq's for the daemon's own code: a target does
+// not wait for the disk or for time, and opens no endpoint that a daemon or another target could share.
 namespace {
 
 bool isWithinProcess(const char* endpoint) {
