@@ -7,10 +7,9 @@
 // The database has one entry for each key, with the time of the last report that left.
 // It outlives radio stops and mode changes; only its settings follow the mode.
 //
-// Threads: the engine thread asks, the main thread sets, prints and empties. Both
-// take one lock, the engine thread for a single lookup, the main thread for an
-// exchange of the containers or a copy of 64 keys, never while it allocates,
-// formats or frees; and it lets a waiting engine thread in before it locks again.
+// Threads: the engine thread asks, the main thread sets, prints and empties. Neither waits
+// for the other: settings are single words, an empty database is offered and taken at the
+// next look-up, and the keys are copied one by one while the engine thread goes on.
 #pragma once
 
 #include <array>

@@ -6,13 +6,13 @@
 #include <algorithm>
 #include <array>
 #include <bit>
+#include <cstring>
 #include <limits>
 #include <memory>
-#include <mutex>
 #include <nlohmann/json.hpp>
 #include <string_view>
-#include <thread>
 #include <unordered_set>
+#include <utility>
 #include <vector>
 
 #include "json_fields.hpp"
@@ -28,29 +28,51 @@ namespace {
 constexpr std::uint32_t mostKeys = maxAddlKeysDBSize + 1;
 constexpr std::uint32_t noNode = 0xFFFFFFFF;
 
-// One key and the time of its last report that left. The usual key (PC, CRC, EPC and TID of 96 bits,
-// antenna) fits into `head`, so that a look-up touches only two neighbouring lines of the cache; `rest`
-// has the remainder of a longer key.
+constexpr auto relaxed = std::memory_order_relaxed;
+
+// What a long key has behind its head. The main thread may be reading it when its key goes.
+struct rest_s {
+    std::string text;
+    rest_s* next = nullptr;  // among the retired
+};
+
+// One key and its last report that left. Earlier reports are not kept: a
+// list of them would be read at its end alone and grow for as long as the tag
+// stays. The usual key (PC, CRC, EPC and TID of 96 bits, antenna) stands inside,
+// so that a look-up among thousands touches two neighbouring lines of the cache
+// and no more.
+//
+// The engine thread alone writes; the main thread copies the words, and copies them again
+// when `version` has changed meanwhile. Nothing is initialised before its first use.
 struct alignas(64) tagInfo_s {
-    time_value_s timestamp;
-    std::uint64_t order = 0;       // counts the reports that left: the higher, the later
-    std::uint32_t newer = noNode;  // places in the list: towards the key reported last,
-    std::uint32_t older = noNode;  // and towards the one reported longest ago
-    std::unique_ptr<char[]> rest;
-    std::uint32_t hash = 0;
-    std::uint16_t length = 0;  // of the whole key
-    std::array<char, 82> head{};
+    enum word_e : std::size_t {
+        TIMESTAMP,  // microseconds
+        ORDER,      // counts the reports that left: the higher, the later
+        LENGTH,     // of the whole key
+        REST,       // a rest_s*, or null
+        HEAD,       // the first characters of the key
+        WORDS = 14
+    };
+    using words_t = std::array<std::uint64_t, WORDS>;
+
+    words_t words;
+    std::uint32_t version;  // odd while the words are being written
+    std::uint32_t hash;
+    std::uint32_t newer;  // places in the list: towards the key reported last,
+    std::uint32_t older;  // and towards the one reported longest ago
 };
 static_assert(sizeof(tagInfo_s) == 128);
 
-// All nodes in one vector, linked from the key reported last to the oldest. A node is never removed,
-// only reused for another key.
-struct report_order_s {
-    std::vector<tagInfo_s> nodes;
-    std::uint32_t newest = noNode;
-    std::uint32_t oldest = noNode;
-    std::uint64_t reports = 0;  // that have left
-};
+constexpr std::size_t headRoom = (tagInfo_s::WORDS - tagInfo_s::HEAD) * sizeof(std::uint64_t);
+
+std::string_view headOf(const tagInfo_s::words_t& words) {
+    return {reinterpret_cast<const char*>(&words[tagInfo_s::HEAD]),
+            std::min<std::size_t>(words[tagInfo_s::LENGTH], headRoom)};
+}
+
+rest_s* restOf(const tagInfo_s::words_t& words) {
+    return reinterpret_cast<rest_s*>(static_cast<std::uintptr_t>(words[tagInfo_s::REST]));
+}
 
 // The map from key to node: a hash table with open addressing, at most 61 % full. A key's slot is at or
 // behind the index that its hash gives, without an empty slot in between.
@@ -60,65 +82,81 @@ struct slot_s {
 };
 constexpr std::uint32_t slots = 32768;
 static_assert(std::has_single_bit(slots) && mostKeys < slots * 3 / 4);
-using locate_map_t = std::vector<slot_s>;
 
-// The antenna is part of the key. Written by the main thread, read by the engine thread.
-std::atomic<bool> UseAntenna{false};
+// All nodes in one piece, linked from the key reported last to the oldest. A node
+// is never given up, only given to another key. All room is taken at once (2.7 MiB,
+// touched only as keys come), so that the engine thread allocates for none but unusually
+// long keys. Belongs to the engine thread, but for what the main thread copies.
+struct database_s {
+    database_s() = default;
+    database_s(const database_s&) = delete;
+    database_s& operator=(const database_s&) = delete;
+    ~database_s() {
+        for (std::uint32_t node = 0; node < size.load(relaxed); ++node) {
+            delete restOf(tagInfo_updates_in_order[node].words);
+        }
+    }
 
-// Guards all that follows. Engine thread: one lookup. Main thread: settings, an
-// exchange, a copy of a few keys.
-std::mutex database;
-// The engine thread has found it locked. Written by the engine thread, read by the
-// main thread, which steps back before it locks again: a mutex alone would let it
-// in first each time.
-std::atomic<bool> engineWaits{false};
-// How long a key stays quiet after a report. Written by the main thread.
-time_value_s ReportDuration;
-// Most keys held at once. Written by the main thread.
-std::uint32_t MaxTagInfoDBSize = 20000;
-// A node and a slot for each key. Written by the engine thread. Exchanged for empty
-// ones by the main thread, first when the filter is turned on: the map is empty
-// until then and never again.
-report_order_s tagInfo_updates_in_order;
-locate_map_t tagInfo_locate_map;
+    std::unique_ptr<tagInfo_s[]> tagInfo_updates_in_order =
+        std::make_unique_for_overwrite<tagInfo_s[]>(mostKeys);
+    std::atomic<std::uint32_t> size{0};  // nodes in use
+    std::uint32_t newest = noNode;
+    std::uint32_t oldest = noNode;
+    std::uint64_t reports = 0;  // that have left
+    std::vector<slot_s> tagInfo_locate_map = std::vector<slot_s>(slots);
+    database_s* next = nullptr;  // among the retired
+};
+
+// The settings. Written by the main thread, read by the engine thread.
+std::atomic<bool> UseAntenna{false};          // the antenna is part of the key
+std::atomic<std::int64_t> ReportDuration{0};  // microseconds; how long a key stays quiet after a report
+std::atomic<std::uint32_t> MaxTagInfoDBSize{20000};  // most keys held at once
+
+// The database that counts: the engine thread has it, or will take it before its next
+// look-up. There is none before the filter is first turned on. Main thread.
+database_s* newestDatabase = nullptr;
+// The newest one until the engine thread takes it. Both threads exchange it.
+std::atomic<database_s*> offered{nullptr};
+// The one in use. Engine thread.
+database_s* database = nullptr;
+
+// What one thread has given up and the main thread frees.
+template <class Node>
+class retired_s {
+  public:
+    void add(Node* node) {
+        node->next = first.load(relaxed);
+        while (!first.compare_exchange_weak(node->next, node, std::memory_order_release, relaxed)) {
+        }
+    }
+    void free() {
+        for (Node* node = first.exchange(nullptr, std::memory_order_acquire); node != nullptr;) {
+            const std::unique_ptr<Node> last(node);
+            node = node->next;
+        }
+    }
+
+  private:
+    std::atomic<Node*> first{nullptr};
+};
+retired_s<database_s> retiredDatabases;
+retired_s<rest_s> retiredRests;
+// The main thread may be reading rests: those that go now are retired, not freed.
+std::atomic<bool> restsAreRead{false};
 
 constexpr std::int64_t microsecondsOfSecond = 1'000'000;
 
-time_value_s operator-(const time_value_s& left, const time_value_s& right) {
-    time_value_s difference{left.seconds - right.seconds, left.microseconds - right.microseconds};
-    if (difference.microseconds < 0) {
-        difference.seconds -= 1;
-        difference.microseconds += microsecondsOfSecond;
+std::int64_t microsecondsOf(const time_value_s& time) {
+    return time.seconds * microsecondsOfSecond + time.microseconds;
+}
+
+time_value_s timeOf(std::int64_t microseconds) {
+    time_value_s time{microseconds / microsecondsOfSecond, microseconds % microsecondsOfSecond};
+    if (time.microseconds < 0) {
+        time.seconds -= 1;
+        time.microseconds += microsecondsOfSecond;
     }
-    return difference;
-}
-
-// The time since the end of the quiet time; negative while it lasts.
-time_value_s overdue(const time_value_s& now, const time_value_s& reported, const time_value_s& quiet) {
-    return now - reported - quiet;
-}
-
-bool isAboveZero(const time_value_s& difference) {
-    return difference.seconds > 0 || (difference.seconds == 0 && difference.microseconds > 0);
-}
-
-// Engine thread.
-std::unique_lock<std::mutex> lockForLookup() {
-    std::unique_lock lock(database, std::try_to_lock);
-    if (!lock.owns_lock()) {
-        engineWaits.store(true, std::memory_order_relaxed);
-        lock.lock();
-        engineWaits.store(false, std::memory_order_relaxed);
-    }
-    return lock;
-}
-
-// Main thread.
-std::unique_lock<std::mutex> lockAfterEngine() {
-    while (engineWaits.load(std::memory_order_relaxed)) {
-        std::this_thread::yield();
-    }
-    return std::unique_lock(database);
+    return time;
 }
 
 time_value_s timeOfDay() {
@@ -133,27 +171,53 @@ std::uint32_t hashOf(std::string_view key) {
     return static_cast<std::uint32_t>(std::hash<std::string_view>{}(key));
 }
 
-std::string_view headOf(const tagInfo_s& info) {
-    return {info.head.data(), std::min<std::size_t>(info.length, info.head.size())};
-}
-
-std::string_view restOf(const tagInfo_s& info) {
-    return {info.rest.get(), info.length - headOf(info).size()};
-}
-
+// Engine thread.
 bool hasKey(const tagInfo_s& info, std::string_view key) {
-    const std::string_view head = headOf(info);
-    return info.length == key.size() && key.starts_with(head) && key.substr(head.size()) == restOf(info);
+    if (info.words[tagInfo_s::LENGTH] != key.size()) {
+        return false;
+    }
+    const std::string_view head = headOf(info.words);
+    return key.starts_with(head) &&
+           (key.size() == head.size() || key.substr(head.size()) == restOf(info.words)->text);
 }
 
-void setKey(std::string_view key, std::uint32_t hash, tagInfo_s* info) {
-    info->hash = hash;
-    info->length = static_cast<std::uint16_t>(key.size());
-    const std::string_view head = key.substr(0, info->head.size());
-    const std::string_view rest = key.substr(head.size());
-    std::ranges::copy(head, info->head.begin());
-    info->rest = rest.empty() ? nullptr : std::make_unique_for_overwrite<char[]>(rest.size());
-    std::ranges::copy(rest, info->rest.get());
+// Writes a node for the main thread to see all or nothing of it. Engine thread.
+void rewrite(const tagInfo_s::words_t& words, tagInfo_s* info) {
+    const std::atomic_ref version(info->version);
+    version.store(info->version + 1, relaxed);
+    for (std::size_t i = 0; i < words.size(); ++i) {
+        std::atomic_ref(info->words[i]).store(words[i], std::memory_order_release);
+    }
+    version.store(info->version + 1, std::memory_order_release);
+}
+
+// Frees what a key had behind its head, unless the main thread may have found it: that one
+// says first that it reads and then looks for rests, here the rest goes first. Engine thread.
+void giveUp(rest_s* rest, tagInfo_s* info) {
+    if (rest == nullptr) {
+        return;
+    }
+    std::atomic_ref(info->version).fetch_add(2, std::memory_order_seq_cst);
+    if (restsAreRead.load(std::memory_order_seq_cst)) {
+        retiredRests.add(rest);
+    } else {
+        delete rest;
+    }
+}
+
+// A copy of a node's words. Main thread, which says in restsAreRead that it may follow REST.
+tagInfo_s::words_t copyOf(tagInfo_s* info) {
+    tagInfo_s::words_t copy;
+    const std::atomic_ref version(info->version);
+    for (;;) {
+        const std::uint32_t before = version.load(std::memory_order_seq_cst);
+        for (std::size_t i = 0; i < copy.size(); ++i) {
+            copy[i] = std::atomic_ref(info->words[i]).load(std::memory_order_acquire);
+        }
+        if (before % 2 == 0 && version.load(relaxed) == before) {
+            return copy;
+        }
+    }
 }
 
 // ---------------------------------------------------------------- the map
@@ -164,93 +228,127 @@ std::uint32_t nextSlot(std::uint32_t slot) {
 
 // The node of a key, or noNode.
 std::uint32_t findNode(std::string_view key, std::uint32_t hash) {
-    const auto& nodes = tagInfo_updates_in_order.nodes;
     for (std::uint32_t slot = hash % slots;; slot = nextSlot(slot)) {
-        const slot_s& entry = tagInfo_locate_map[slot];
-        if (entry.node == noNode || (entry.hash == hash && hasKey(nodes[entry.node], key))) {
+        const slot_s& entry = database->tagInfo_locate_map[slot];
+        if (entry.node == noNode ||
+            (entry.hash == hash && hasKey(database->tagInfo_updates_in_order[entry.node], key))) {
             return entry.node;
         }
     }
 }
 
 void addSlot(std::uint32_t hash, std::uint32_t node) {
+    auto& map = database->tagInfo_locate_map;
     std::uint32_t slot = hash % slots;
-    while (tagInfo_locate_map[slot].node != noNode) {
+    while (map[slot].node != noNode) {
         slot = nextSlot(slot);
     }
-    tagInfo_locate_map[slot] = {hash, node};
+    map[slot] = {hash, node};
 }
 
 // Empties the slot of a node; entries behind it move up where a search would no longer find them.
 void removeSlot(std::uint32_t hash, std::uint32_t node) {
+    auto& map = database->tagInfo_locate_map;
     std::uint32_t hole = hash % slots;
-    while (tagInfo_locate_map[hole].node != node) {
+    while (map[hole].node != node) {
         hole = nextSlot(hole);
     }
-    for (std::uint32_t slot = nextSlot(hole); tagInfo_locate_map[slot].node != noNode;
-         slot = nextSlot(slot)) {
-        const std::uint32_t home = tagInfo_locate_map[slot].hash % slots;
-        // Distances are counted forward and around the end of the table.
+    for (std::uint32_t slot = nextSlot(hole); map[slot].node != noNode; slot = nextSlot(slot)) {
+        const std::uint32_t home = map[slot].hash % slots;
+        // Distances run forward and round the end.
         if ((slot - home) % slots >= (slot - hole) % slots) {
-            tagInfo_locate_map[hole] = tagInfo_locate_map[slot];
+            map[hole] = map[slot];
             hole = slot;
         }
     }
-    tagInfo_locate_map[hole] = {};
+    map[hole] = {};
 }
 
 // ---------------------------------------------------------------- the list
 
 void unlink(std::uint32_t node) {
-    auto& [nodes, newest, oldest, reports] = tagInfo_updates_in_order;
+    const auto& nodes = database->tagInfo_updates_in_order;
     const tagInfo_s& info = nodes[node];
-    (info.newer == noNode ? newest : nodes[info.newer].older) = info.older;
-    (info.older == noNode ? oldest : nodes[info.older].newer) = info.newer;
+    (info.newer == noNode ? database->newest : nodes[info.newer].older) = info.older;
+    (info.older == noNode ? database->oldest : nodes[info.older].newer) = info.newer;
 }
 
 void linkInFront(std::uint32_t node) {
-    auto& [nodes, newest, oldest, reports] = tagInfo_updates_in_order;
-    nodes[node].order = ++reports;
+    const auto& nodes = database->tagInfo_updates_in_order;
     nodes[node].newer = noNode;
-    nodes[node].older = newest;
-    (newest == noNode ? oldest : nodes[newest].newer) = node;
-    newest = node;
+    nodes[node].older = database->newest;
+    (database->newest == noNode ? database->oldest : nodes[database->newest].newer) = node;
+    database->newest = node;
 }
 
 // A node for a new key: one more, or that of the key reported longest ago.
 std::uint32_t takeNode() {
-    auto& nodes = tagInfo_updates_in_order.nodes;
-    if (nodes.size() < MaxTagInfoDBSize || nodes.empty()) {
-        nodes.emplace_back();
-        return static_cast<std::uint32_t>(nodes.size() - 1);
+    const std::uint32_t size = database->size.load(relaxed);
+    if (size < MaxTagInfoDBSize.load(relaxed) || size == 0) {
+        tagInfo_s& info = database->tagInfo_updates_in_order[size];
+        info.words = {};
+        info.version = 0;
+        return size;
     }
-    const std::uint32_t node = tagInfo_updates_in_order.oldest;
-    removeSlot(nodes[node].hash, node);
+    const std::uint32_t node = database->oldest;
+    removeSlot(database->tagInfo_updates_in_order[node].hash, node);
     unlink(node);
     return node;
 }
 
-void addKey(std::string_view key, std::uint32_t hash, const time_value_s& now) {
+void addKey(std::string_view key, std::uint32_t hash, std::int64_t now) {
     const std::uint32_t node = takeNode();
-    tagInfo_s& info = tagInfo_updates_in_order.nodes[node];
-    setKey(key, hash, &info);
-    info.timestamp = now;
+    tagInfo_s& info = database->tagInfo_updates_in_order[node];
+    rest_s* const before = restOf(info.words);
+    tagInfo_s::words_t words{};
+    words[tagInfo_s::TIMESTAMP] = static_cast<std::uint64_t>(now);
+    words[tagInfo_s::ORDER] = ++database->reports;
+    words[tagInfo_s::LENGTH] = key.size();
+    const std::string_view head = key.substr(0, headRoom);
+    std::memcpy(&words[tagInfo_s::HEAD], head.data(), head.size());
+    if (key.size() > head.size()) {
+        words[tagInfo_s::REST] =
+            reinterpret_cast<std::uintptr_t>(new rest_s{std::string(key.substr(head.size()))});
+    }
+    rewrite(words, &info);
+    giveUp(before, &info);
+    info.hash = hash;
     addSlot(hash, node);
+    linkInFront(node);
+    if (node == database->size.load(relaxed)) {
+        database->size.store(node + 1, std::memory_order_release);
+    }
+}
+
+void noteReport(std::uint32_t node, std::int64_t now) {
+    tagInfo_s& info = database->tagInfo_updates_in_order[node];
+    tagInfo_s::words_t words = info.words;
+    words[tagInfo_s::TIMESTAMP] = static_cast<std::uint64_t>(now);
+    words[tagInfo_s::ORDER] = ++database->reports;
+    rewrite(words, &info);
+    unlink(node);
     linkInFront(node);
 }
 
 // ---------------------------------------------------------------- the whole
 
-// Puts an empty database in the place of the one there is. All room is taken at
-// once (2.7 MiB, touched only as keys come), so that the engine thread allocates
-// for none but unusually long keys; the old one is freed outside the lock.
-void exchangeDatabase() {
-    report_order_s order;
-    order.nodes.reserve(mostKeys);
-    locate_map_t map(slots);
-    const auto lock = lockAfterEngine();
-    std::swap(order, tagInfo_updates_in_order);
-    map.swap(tagInfo_locate_map);
+// Puts an empty database in the place of the one there is. Main thread.
+void offerEmptyDatabase() {
+    retiredDatabases.free();
+    newestDatabase = new database_s;
+    // One that the engine thread has never seen is ours again.
+    const std::unique_ptr<database_s> unseen(offered.exchange(newestDatabase, std::memory_order_acq_rel));
+}
+
+// Engine thread.
+void takeDatabase() {
+    if (offered.load(relaxed) == nullptr) {
+        return;
+    }
+    database_s* const before = std::exchange(database, offered.exchange(nullptr, std::memory_order_acq_rel));
+    if (before != nullptr) {
+        retiredDatabases.add(before);
+    }
 }
 
 // A copy of the database. The keys stand one behind the other in one text, so that
@@ -259,10 +357,9 @@ struct copied_key_s {
     std::size_t begin;  // in `database_copy_s::keys`
     std::size_t length;
     std::uint64_t order;
-    time_value_s timestamp;
+    std::int64_t timestamp;  // microseconds
 };
 struct database_copy_s {
-    time_value_s quiet;
     std::string keys;
     std::vector<copied_key_s> entries;  // reported last first
 
@@ -271,76 +368,48 @@ struct database_copy_s {
     }
 };
 
-// Most keys that are copied while the engine thread may have to wait.
-constexpr std::uint32_t keysAtOnce = 64;
-
-// Copies the nodes from `next` on: keysAtOnce, or fewer when there are no more or no
-// room for their texts. Moves *next on, and says in *room what the next text needs.
-// True when there are more. Nothing is allocated under the lock.
-bool copySome(std::size_t* next, std::size_t* room, database_copy_s* copy) {
-    const auto lock = lockAfterEngine();
-    const auto& nodes = tagInfo_updates_in_order.nodes;
-    const std::size_t end = std::min<std::size_t>(*next + keysAtOnce, nodes.size());
-    for (; *next < end; ++*next) {
-        const tagInfo_s& info = nodes[*next];
-        const std::size_t begin = copy->keys.size();
-        *room = info.length;
-        if (*room > copy->keys.capacity() - begin) {
-            return true;
-        }
-        copy->keys += headOf(info);
-        copy->keys += restOf(info);
-        copy->entries.push_back({begin, info.length, info.order, info.timestamp});
-    }
-    return *next < nodes.size();
-}
-
 // Copies in the order of the nodes, which stand still, and not of the list, which
-// the engine thread changes between two steps. A key that gave its node away and
-// came back meanwhile is found twice: its last report counts.
+// the engine thread changes meanwhile. A key that gave its node away and
+// came back is found twice: its last report counts.
 void copyDatabase(database_copy_s* copy) {
-    // Room for the usual key: PC and CRC, a 96-bit EPC and a 96-bit TID.
-    constexpr std::size_t usualKey = 64;
-    copy->quiet = ReportDuration;
-    copy->entries.reserve(mostKeys);
-    std::size_t next = 0;
-    std::size_t room = 0;
-    do {
-        const std::size_t needed = copy->keys.size() + std::max(room, usualKey * keysAtOnce);
-        if (needed > copy->keys.capacity()) {
-            copy->keys.reserve(2 * needed);
+    const std::uint32_t size = newestDatabase->size.load(std::memory_order_acquire);
+    restsAreRead.store(true, std::memory_order_seq_cst);
+    for (std::uint32_t node = 0; node < size; ++node) {
+        const tagInfo_s::words_t words = copyOf(&newestDatabase->tagInfo_updates_in_order[node]);
+        copy->entries.push_back({copy->keys.size(), words[tagInfo_s::LENGTH], words[tagInfo_s::ORDER],
+                                 static_cast<std::int64_t>(words[tagInfo_s::TIMESTAMP])});
+        copy->keys += headOf(words);
+        if (const rest_s* rest = restOf(words); rest != nullptr) {
+            copy->keys += rest->text;
         }
-    } while (copySome(&next, &room, copy));
+    }
+    restsAreRead.store(false, std::memory_order_seq_cst);
+    retiredRests.free();
     std::ranges::sort(copy->entries, std::ranges::greater{}, &copied_key_s::order);
     std::unordered_set<std::string_view> seen(copy->entries.size());
     std::erase_if(copy->entries,
                   [&](const copied_key_s& entry) { return !seen.insert(copy->keyOf(entry)).second; });
 }
 
-std::size_t databaseSize() {
-    const auto lock = lockAfterEngine();
-    return tagInfo_updates_in_order.nodes.size();
-}
-
-// Quirk: writes "seconds.microseconds" without leading zeros: 5 s and 20 us is 5.20.
+// "seconds.microseconds", both as plain decimals: 5 s and 20 us is 5.20.
 void appendTime(const time_value_s& time, std::string* text) {
     *text += std::to_string(time.seconds);
     *text += '.';
     *text += std::to_string(time.microseconds);
 }
 
-void appendKey(std::string_view tagId, const time_value_s& timestamp, const time_value_s& left,
-               std::string* text) {
+// `left`: how long the quiet time has been over, negative while it lasts. Microseconds.
+void appendKey(std::string_view tagId, std::int64_t timestamp, std::int64_t left, std::string* text) {
     *text += "\nTag ID: ";
     *text += tagId;
     *text += ", Timestamp: ";
-    appendTime(timestamp, text);
-    if (isAboveZero(left)) {
+    appendTime(timeOf(timestamp), text);
+    if (left > 0) {
         *text += ", expired";
         return;
     }
     *text += ", Time until expiration: ";
-    appendTime(left, text);
+    appendTime(timeOf(left), text);
     *text += " seconds";
 }
 
@@ -365,22 +434,21 @@ int refuseMissing(const char* member) {
 int setAddlKeysFilterConfig(bool useAntenna, float seconds, std::uint32_t maxSize) {
     const auto whole = static_cast<std::int64_t>(seconds);
     const auto micros = static_cast<std::int64_t>((seconds - static_cast<float>(whole)) * 1e6F);
-    UseAntenna.store(useAntenna, std::memory_order_relaxed);
-    isAddlKeysEnabled.store(true, std::memory_order_relaxed);
-    if (tagInfo_locate_map.empty()) {
-        exchangeDatabase();
+    UseAntenna.store(useAntenna, relaxed);
+    isAddlKeysEnabled.store(true, relaxed);
+    if (newestDatabase == nullptr) {
+        offerEmptyDatabase();
     }
-    const auto lock = lockAfterEngine();
-    ReportDuration = {whole, micros};
+    ReportDuration.store(microsecondsOf({whole, micros}), relaxed);
     if (maxSize > maxAddlKeysDBSize) {
         return -1;
     }
-    MaxTagInfoDBSize = maxSize;
+    MaxTagInfoDBSize.store(maxSize, relaxed);
     return 0;
 }
 
 int makeAddlKey(const addl_key_parts_s& parts, std::string* key) {
-    if (!isAddlKeysEnabled.load(std::memory_order_relaxed)) {
+    if (!isAddlKeysEnabled.load(relaxed)) {
         return -1;
     }
     if (!parts.isReport) {
@@ -393,7 +461,7 @@ int makeAddlKey(const addl_key_parts_s& parts, std::string* key) {
         }
         *key += parts.texts[i];
     }
-    if (UseAntenna.load(std::memory_order_relaxed)) {
+    if (UseAntenna.load(relaxed)) {
         if (parts.antenna.data() == nullptr) {
             return refuseMissing("antenna");
         }
@@ -403,7 +471,7 @@ int makeAddlKey(const addl_key_parts_s& parts, std::string* key) {
 }
 
 int parse_json_for_addl_key(const json* report, std::string* key) {
-    if (!isAddlKeysEnabled.load(std::memory_order_relaxed)) {
+    if (!isAddlKeysEnabled.load(relaxed)) {
         return -1;
     }
     std::string reason;
@@ -420,7 +488,7 @@ int parse_json_for_addl_key(const json* report, std::string* key) {
         parts.texts[i] = texts[i];
     }
     std::string antennaText;
-    if (UseAntenna.load(std::memory_order_relaxed)) {
+    if (UseAntenna.load(relaxed)) {
         using limits = std::numeric_limits<std::int32_t>;
         std::int32_t antenna = 0;
         if (const int result =
@@ -439,29 +507,28 @@ int report_line(const std::string& key) {
 }
 
 int report_line(const std::string& key, const time_value_s& now) {
-    const std::uint32_t hash = hashOf(key);
-    const auto lock = lockForLookup();
-    if (tagInfo_locate_map.empty()) {
+    takeDatabase();
+    if (database == nullptr) {
         return 1;  // the filter has never been on
     }
+    const std::int64_t time = microsecondsOf(now);
+    const std::uint32_t hash = hashOf(key);
     const std::uint32_t node = findNode(key, hash);
     if (node == noNode) {
-        addKey(key, hash, now);
+        addKey(key, hash, time);
         return 1;
     }
-    tagInfo_s& info = tagInfo_updates_in_order.nodes[node];
-    if (!isAboveZero(overdue(now, info.timestamp, ReportDuration))) {
+    const tagInfo_s& info = database->tagInfo_updates_in_order[node];
+    if (time - static_cast<std::int64_t>(info.words[tagInfo_s::TIMESTAMP]) <= ReportDuration.load(relaxed)) {
         return 0;
     }
-    info.timestamp = now;
-    unlink(node);
-    linkInFront(node);
+    noteReport(node, time);
     return 1;
 }
 
 void resetTagInfoDB() {
-    if (!tagInfo_locate_map.empty()) {
-        exchangeDatabase();
+    if (newestDatabase != nullptr) {
+        offerEmptyDatabase();
     }
 }
 
@@ -470,18 +537,20 @@ int getCurrentTagInfoDB(std::string* text, bool detailed) {
 }
 
 int getCurrentTagInfoDB(std::string* text, bool detailed, const time_value_s& now) {
-    if (!isAddlKeysEnabled.load(std::memory_order_relaxed)) {
+    if (!isAddlKeysEnabled.load(relaxed)) {
         return -1;
     }
+    retiredDatabases.free();
     database_copy_s copy;
     if (detailed) {
         copyDatabase(&copy);
     }
-    const std::size_t size = detailed ? copy.entries.size() : databaseSize();
+    const std::size_t size = detailed ? copy.entries.size() : newestDatabase->size.load(relaxed);
     *text = "Success: Current Tag Info DB Size : " + std::to_string(size);
     logDebug("additional_config", " ", *text);
+    const std::int64_t quiet = ReportDuration.load(relaxed);
     for (const copied_key_s& entry : copy.entries) {
-        appendKey(copy.keyOf(entry), entry.timestamp, overdue(now, entry.timestamp, copy.quiet), text);
+        appendKey(copy.keyOf(entry), entry.timestamp, microsecondsOf(now) - entry.timestamp - quiet, text);
     }
     return 0;
 }
