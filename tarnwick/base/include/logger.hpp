@@ -34,11 +34,12 @@ std::uint64_t getWarningCount();
 // Whether a line of this level would be written. Any thread, one atomic load.
 bool isLogLevelEnabled(log_level_e level);
 
-// Writes one line: the name of the unit, then the text, which begins with a blank by
-// convention. A text beyond 16 KiB is cut, and a note tells its length. Warnings and errors
-// are written to the file at once, other lines when a hundred of a level or 8 KiB have come
-// together. When lines were lost because the disk was full, a warning gives their number as
-// soon as there is room. Any thread.
+// Writes one line: the bare name of the unit, then the text, which by custom
+// begins with a blank. Of a text beyond 16 KiB the rest is left out, and its length
+// told. The file gets a warning or an error at once, other lines when a hundred of
+// a level or some kilobytes have come together. What a full disk did not take is
+// told by a warning as soon as there is room. Any thread; the engine thread leaves its line
+// to a thread that is writing, and a warning tells how many of them found no room.
 void logLine(log_level_e level, std::string_view unit, std::string_view text);
 
 // A part of a line that comes from outside, such as a request: the log shows it as

@@ -11,6 +11,7 @@
 #include <fstream>
 #include <iostream>
 
+#include "turn.hpp"
 #include "util.hpp"
 #include "versions.hpp"
 
@@ -115,6 +116,47 @@ class line_writer : public el::LogDispatchCallback {
     std::uint64_t lost_ = 0;                              // lines since the disk is full
 };
 
+void writeLine(log_level_e level, std::string_view line) {
+    // A view, since of a string the library takes no more than up to the first NUL.
+    switch (level) {
+        case log_level_e::debug:
+            LOG(DEBUG) << line;
+            break;
+        case log_level_e::info:
+            LOG(INFO) << line;
+            break;
+        case log_level_e::warning:
+            LOG(WARNING) << line;
+            break;
+        case log_level_e::error:
+            LOG(ERROR) << line;
+            break;
+    }
+}
+
+// A line of the engine thread that came while another thread was writing.
+struct left_line_s {
+    log_level_e level{};
+    std::string line;
+};
+void finishLine(left_line_s& left) {
+    writeLine(left.level, left.line);
+}
+
+// All lines go through here, one at a time: the library's own locks are never waited for.
+turn_s<left_line_s, 1024, finishLine> writing;
+// Lines that the engine thread had no room to leave and that no line has told of yet.
+std::atomic<std::uint64_t> droppedLines{0};
+
+void tellMissing(std::atomic<std::uint64_t>* count, std::string_view reason) {
+    if (count->load(std::memory_order_relaxed) == 0) {
+        return;
+    }
+    if (const std::uint64_t missing = count->exchange(0, std::memory_order_relaxed); missing != 0) {
+        logUncountedWarning("logger", reason, missing, " lines are missing");
+    }
+}
+
 el::Configurations makeConfiguration(bool cli, bool verbose) {
     struct setting_s {
         el::ConfigurationType type;
@@ -203,23 +245,16 @@ void logLine(log_level_e level, std::string_view unit, std::string_view text) {
     if (text.size() > longestLine) {
         appendCutNote(text.size(), &joined);
     }
-    // A view: the library would cut a string at its first NUL.
-    const std::string_view line = joined;
-    switch (level) {
-        case log_level_e::debug:
-            LOG(DEBUG) << line;
-            break;
-        case log_level_e::info:
-            LOG(INFO) << line;
-            break;
-        case log_level_e::warning:
-            LOG(WARNING) << line;
-            break;
-        case log_level_e::error:
-            LOG(ERROR) << line;
-            break;
+    const bool taken = writing.doOrLeave([&] { writeLine(level, joined); },
+                                         [&](left_line_s& left) {
+                                             left.level = level;
+                                             left.line = joined;
+                                         });
+    if (!taken) {
+        droppedLines.fetch_add(1, std::memory_order_relaxed);
     }
-    if (const std::uint64_t missing = missingLines.exchange(0, std::memory_order_relaxed); missing != 0) {
-        logUncountedWarning("logger", " the log file could not be written: ", missing, " lines are missing");
+    tellMissing(&missingLines, " the log file could not be written: ");
+    if (!isEngineThread) {  // the one that was writing when they were dropped
+        tellMissing(&droppedLines, " the log was busy: ");
     }
 }
