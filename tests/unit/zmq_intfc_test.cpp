@@ -180,9 +180,10 @@ TEST_F(ZmqIntfc, sharedSocketsNeitherBlockNorMixTheirUsers) {
     ASSERT_EQ(initZMQ() + createZMQSocketsForMain() + createZMQSocketsForRadio(), 0);
     constexpr int rounds = 20'000;
     const auto publish = [](std::string_view topic, std::string_view payload) {
+        isEngineThread = topic == "first";
         for (int i = 0; i < rounds; ++i) {
             sendNews(topic, payload.data(), payload.size());
-            sendShared(&tag_data, payload.data(), payload.size(), 0);
+            sendTagData(false, payload.data(), payload.size(), 0);
         }
     };
     std::thread engine(publish, "first", "one");

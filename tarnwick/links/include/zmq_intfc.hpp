@@ -16,9 +16,10 @@
 #pragma once
 
 #include <cstddef>
-#include <mutex>
 #include <string>
 #include <string_view>
+
+#include "turn.hpp"
 
 extern void* context;
 
@@ -31,12 +32,25 @@ extern void* main_from_radio;
 extern void* radio_from_main;
 extern void* radio_to_main;
 
-// A socket that more than one thread uses. The lock is held for one non-blocking send, for
-// the exchange of the handle, or while a publisher reads the messages of its subscribers (each
-// send does that as well), and never longer.
+// A sending on a shared socket that the engine thread has left behind: `send` does it.
+struct left_send_s {
+    void (*send)(const left_send_s& left) = nullptr;
+    std::string text;     // one frame, or the topic of news
+    std::string payload;  // of news
+    int flags = 0;        // 0 or ZMQ_SNDMORE
+    bool outside = false;
+};
+inline void sendLeft(left_send_s& left) {
+    left.send(left);
+}
+
+// A socket that more than one thread uses, in turn: for one non-blocking send, for the
+// exchange of the handle, or while a publisher takes in what its subscribers have sent, as
+// each send does too, and never longer. What the engine thread cannot send at once leaves
+// as soon as the other thread is done; beyond 256 sendings it is dropped.
 struct shared_socket_s {
-    std::mutex lock;
-    void* handle = nullptr;  // null while the socket is closed; sends are then dropped
+    turn_s<left_send_s, 256, sendLeft> turn;
+    void* handle = nullptr;  // null while the socket is not there; sends are then dropped
 };
 
 // tag_data, the one socket that is closed and made again while reports are sent.
@@ -49,12 +63,13 @@ extern shared_socket_s gpio_led;
 extern shared_socket_s radio_to_main_async;
 
 // Sends one frame without blocking. `flags` is 0 or ZMQ_SNDMORE. Returns what
-// zmq_send returns, or -1 when the socket is not there. Any thread.
+// zmq_send returns, or -1 when the socket is not there. Any thread but the engine thread.
 int sendShared(shared_socket_s* socket, const void* data, std::size_t size, int flags);
 
-// The same on tag_data, for a frame of the forms STRING and BINARY (`outside`) or of
-// the form OFF. A frame that the present socket is not for is dropped, and the result
-// is -1: the form may have changed since the frame was made. Any thread.
+// Sends one frame of the forms STRING and BINARY (`outside`) or of the form OFF on tag_data.
+// A frame that the present socket is not for is dropped, and the result is -1: the form may
+// have changed since the frame was made. The result is 0 for a frame that was left behind.
+// Any thread.
 int sendTagData(bool outside, const void* data, std::size_t size, int flags);
 
 // Lets tag_data read the messages of its subscribers, which otherwise wait for the next report.

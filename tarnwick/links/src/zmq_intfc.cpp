@@ -65,7 +65,7 @@ std::chrono::steady_clock::time_point portLeft;
 struct socket_s {
     const char* name;
     void** handle;
-    std::mutex* lock;  // null for a socket that one thread uses
+    shared_socket_s* shared;  // null for a socket that one thread uses
     int type;
     int (*attach)(void* socket, const char* endpoint);  // 0, or not 0 and errno
     const char* endpoint;
@@ -177,22 +177,22 @@ constexpr std::array mainSockets{
 // made and closed. The texts of the inproc ones say "bind" although these sockets
 // connect; readers of the log depend on the wording.
 constexpr std::array radioSockets{
-    socket_s{"radio_to_main_async", &radio_to_main_async.handle, &radio_to_main_async.lock, ZMQ_PAIR,
+    socket_s{"radio_to_main_async", &radio_to_main_async.handle, &radio_to_main_async, ZMQ_PAIR,
              zmq_connect, "inproc://radio_2_main_async", " radio_to_main_async bind failed: "},
     socket_s{"radio_from_main", &radio_from_main, nullptr, ZMQ_PAIR,
              zmq_connect, "inproc://main_2_radio", " radio_from_main bind failed: "},
     socket_s{"radio_to_main", &radio_to_main, nullptr, ZMQ_PAIR,
              zmq_connect, "inproc://radio_2_main", " radio_to_main bind failed: "},
-    socket_s{"gpio_led", &gpio_led.handle, &gpio_led.lock, ZMQ_PUB,
+    socket_s{"gpio_led", &gpio_led.handle, &gpio_led, ZMQ_PUB,
              zmq_connect, "ipc:///tmp/gpio_led_controller", " gpio_led connect failed: "},
 };
 
 // tag_data for the local data consumer, and for outside subscribers.
 constexpr socket_s tagDataConnected{
-    "tag_data", &tag_data.handle, &tag_data.lock, ZMQ_PUB, zmq_connect, "ipc:///tmp/data",
+    "tag_data", &tag_data.handle, &tag_data, ZMQ_PUB, zmq_connect, "ipc:///tmp/data",
     " tag_data connect failed: "};
 constexpr socket_s tagDataBound{
-    "tag_data", &tag_data.handle, &tag_data.lock, ZMQ_PUB, bindDataPort, "tcp://*:5160",
+    "tag_data", &tag_data.handle, &tag_data, ZMQ_PUB, bindDataPort, "tcp://*:5160",
     " tag_data bind failed: "};
 // clang-format on
 
@@ -207,11 +207,13 @@ constexpr std::array highWaterMarks{
 
 // Replaces the socket's handle and returns the old one.
 void* exchangeHandle(const socket_s& row, void* handle) {
-    if (row.lock == nullptr) {
-        return std::exchange(*row.handle, handle);
+    const auto exchange = [&] { handle = std::exchange(*row.handle, handle); };
+    if (row.shared == nullptr) {
+        exchange();
+    } else {
+        row.shared->turn.doInTurn(exchange);
     }
-    const std::scoped_lock hold(*row.lock);
-    return std::exchange(*row.handle, handle);
+    return handle;
 }
 
 // Makes a socket of the row's type; ends the process, with the handle's name as
@@ -265,9 +267,22 @@ int setHighWaterMarks(void* socket) {
     return 0;
 }
 
-// Sends one frame on a shared socket whose lock the caller holds.
-int sendLocked(void* handle, const void* data, std::size_t size, int flags) {
+// Sends one frame on a shared socket when it is this thread's turn.
+int sendFrame(void* handle, const void* data, std::size_t size, int flags) {
     return handle == nullptr ? -1 : zmq_send(handle, data, size, flags | ZMQ_DONTWAIT);
+}
+
+int sendReport(bool outside, const void* data, std::size_t size, int flags) {
+    return tag_data.outside == outside ? sendFrame(tag_data.handle, data, size, flags) : -1;
+}
+
+// Both frames in one turn, so that no other thread's frame comes between them. Once the
+// first is taken there is room for the second: the queue counts whole messages.
+void sendBothFrames(std::string_view topic, const void* payload, std::size_t size) {
+    void* handle = radio_to_main_async.handle;
+    if (sendFrame(handle, topic.data(), topic.size(), ZMQ_SNDMORE) >= 0) {
+        sendFrame(handle, payload, size, 0);
+    }
 }
 
 }  // namespace
@@ -305,9 +320,10 @@ int createZMQSocketForData(bool bind) {
     const socket_s& row = bind ? tagDataBound : tagDataConnected;
     void* socket = newSocket(row);
     const int rc = setHighWaterMarks(socket) == 0 ? attachSocket(row, socket) : -1;
-    const std::scoped_lock hold(tag_data.lock);
-    tag_data.handle = socket;
-    tag_data.outside = bind;
+    tag_data.turn.doInTurn([&] {
+        tag_data.handle = socket;
+        tag_data.outside = bind;
+    });
     return rc;
 }
 
@@ -366,33 +382,44 @@ int closeZMQ() {
 }
 
 int sendShared(shared_socket_s* socket, const void* data, std::size_t size, int flags) {
-    const std::scoped_lock hold(socket->lock);
-    return sendLocked(socket->handle, data, size, flags);
+    int rc = 0;
+    socket->turn.doInTurn([&] { rc = sendFrame(socket->handle, data, size, flags); });
+    return rc;
 }
 
 int sendTagData(bool outside, const void* data, std::size_t size, int flags) {
-    const std::scoped_lock hold(tag_data.lock);
-    return tag_data.outside == outside ? sendLocked(tag_data.handle, data, size, flags) : -1;
+    int rc = 0;
+    tag_data.turn.doOrLeave([&] { rc = sendReport(outside, data, size, flags); },
+                            [&](left_send_s& left) {
+                                left.text.assign(static_cast<const char*>(data), size);
+                                left.flags = flags;
+                                left.outside = outside;
+                                left.send = [](const left_send_s& it) {
+                                    sendReport(it.outside, it.text.data(), it.text.size(), it.flags);
+                                };
+                            });
+    return rc;
 }
 
 void takeSubscriptions() {
-    const std::scoped_lock hold(tag_data.lock);
-    int state = 0;
-    std::size_t size = sizeof state;
-    if (tag_data.handle != nullptr && zmq_getsockopt(tag_data.handle, ZMQ_EVENTS, &state, &size) == 0) {
-        subscriptionsTaken();
-    }
+    tag_data.turn.doInTurn([] {
+        int state = 0;
+        std::size_t size = sizeof state;
+        if (tag_data.handle != nullptr && zmq_getsockopt(tag_data.handle, ZMQ_EVENTS, &state, &size) == 0) {
+            subscriptionsTaken();
+        }
+    });
 }
 
 void sendNews(std::string_view topic, const void* payload, std::size_t size) {
-    // Both frames under one hold of the lock, so that no other thread's frame
-    // comes between them. Once the first is taken there is room for the second:
-    // the queue counts whole messages.
-    const std::scoped_lock hold(radio_to_main_async.lock);
-    void* handle = radio_to_main_async.handle;
-    if (sendLocked(handle, topic.data(), topic.size(), ZMQ_SNDMORE) >= 0) {
-        sendLocked(handle, payload, size, 0);
-    }
+    radio_to_main_async.turn.doOrLeave([&] { sendBothFrames(topic, payload, size); },
+                                       [&](left_send_s& left) {
+                                           left.text.assign(topic);
+                                           left.payload.assign(static_cast<const char*>(payload), size);
+                                           left.send = [](const left_send_s& it) {
+                                               sendBothFrames(it.text, it.payload.data(), it.payload.size());
+                                           };
+                                       });
 }
 
 int zmq_recv_string(void* receiver, std::string* out) {

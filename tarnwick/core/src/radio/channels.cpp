@@ -4,8 +4,6 @@
 // counts ticks, and the engine thread ends the batch at its next CMD_ONGOING or CW_ON packet.
 #include <zmq.h>
 
-#include <mutex>
-
 #include "radio.hpp"
 #include "radio/report_plan.hpp"
 #include "util.hpp"
@@ -32,7 +30,7 @@ std::int32_t current_tag_data_msg_size = 0;
 bool current_tag_data_msg_outside = false;
 
 // The same for gpio_led. The main thread writes here too, so the count and the
-// size change only under the socket's lock.
+// size change only in a turn at the socket.
 std::atomic<std::uint32_t> gpio_led_msg_count{0};
 std::uint32_t gpio_led_prev_msg_count = 0;
 std::atomic<std::int32_t> gpio_led_msg_count_last_second{0};
@@ -55,9 +53,23 @@ void sendTimedLine(std::string line) {
     send_gpio_led_message(line);
 }
 
-// Ends an open batch on gpio_led with an empty frame. Main and engine threads.
-void closeGpioLedBatch() {
-    const std::lock_guard guard(gpio_led.lock);
+// In a turn at gpio_led, which spans the choice between batch and single frame, the send
+// and the new size, so that no line of another thread leaves a batch open unnoticed.
+void sendLine(std::string_view line) {
+    const bool batch = gpio_led_slow_down() && current_gpio_led_msg_size <= maxBatchBytes;
+    if (gpio_led.handle != nullptr) {
+        zmq_send(gpio_led.handle, line.data(), line.size(), ZMQ_DONTWAIT | (batch ? ZMQ_SNDMORE : 0));
+    }
+    if (batch) {
+        current_gpio_led_msg_size += static_cast<std::int32_t>(line.size());
+    } else {
+        current_gpio_led_msg_size = 0;
+        gpio_led_msg_count.fetch_add(1, relaxed);
+    }
+}
+
+// Ends an open batch on gpio_led with an empty frame. In a turn at gpio_led.
+void endLines() {
     if (current_gpio_led_msg_size == 0) {
         return;
     }
@@ -67,8 +79,14 @@ void closeGpioLedBatch() {
     current_gpio_led_msg_size = 0;
 }
 
-// Ends an open batch on tag_data in the same way. When the form has changed meanwhile, the batch
-// went with its socket and nothing is sent. Engine thread.
+// Main and engine threads.
+void closeGpioLedBatch() {
+    gpio_led.turn.doOrLeave(endLines,
+                            [](left_send_s& left) { left.send = [](const left_send_s&) { endLines(); }; });
+}
+
+// Ends an open batch on tag_data in the same way; one that went with its socket has no
+// end. Engine thread.
 void closeTagDataBatch() {
     sendTagData(current_tag_data_msg_outside, "", 0, 0);
     current_tag_data_msg_size = 0;
@@ -109,20 +127,12 @@ void send_tag_data_message(std::string_view message, bool immediate, bool outsid
     }
 }
 
-// The lock spans the choice between batch and single frame, the send and the new
-// size, so that the main thread's lines cannot leave a batch open unnoticed.
 int send_gpio_led_message(std::string_view message) {
-    const std::lock_guard guard(gpio_led.lock);
-    const bool batch = gpio_led_slow_down() && current_gpio_led_msg_size <= maxBatchBytes;
-    if (gpio_led.handle != nullptr) {
-        zmq_send(gpio_led.handle, message.data(), message.size(), ZMQ_DONTWAIT | (batch ? ZMQ_SNDMORE : 0));
-    }
-    if (batch) {
-        current_gpio_led_msg_size += static_cast<std::int32_t>(message.size());
-    } else {
-        current_gpio_led_msg_size = 0;
-        gpio_led_msg_count.fetch_add(1, relaxed);
-    }
+    gpio_led.turn.doOrLeave([&] { sendLine(message); },
+                            [&](left_send_s& left) {
+                                left.text.assign(message);
+                                left.send = [](const left_send_s& it) { sendLine(it.text); };
+                            });
     return 0;
 }
 

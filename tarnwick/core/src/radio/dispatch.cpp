@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
-#include <mutex>
 #include <span>
 
 #include "logger.hpp"
@@ -12,6 +11,7 @@
 #include "radio/report_plan.hpp"
 #include "radio_state.hpp"
 #include "rxe_intfc.hpp"
+#include "turn.hpp"
 #include "zmq_intfc.hpp"
 
 std::atomic<std::uint64_t> packetRxCount{0};
@@ -27,8 +27,31 @@ namespace {
 constexpr auto relaxed = std::memory_order_relaxed;
 
 // Held over one packet: serialises the engine and the simulations, which may run at the
-// same time.
-std::mutex packetGate;
+// same time. As long as only one of them runs, nobody waits.
+class packet_gate_s {
+  public:
+    packet_gate_s() {
+        int found = open;
+        if (!gate.compare_exchange_strong(found, shut, std::memory_order_acquire)) {
+            while (gate.exchange(waitedFor, std::memory_order_acquire) != open) {
+                gate.wait(waitedFor, relaxed);
+            }
+        }
+        isEngineThread = true;
+    }
+    packet_gate_s(const packet_gate_s&) = delete;
+    packet_gate_s& operator=(const packet_gate_s&) = delete;
+    ~packet_gate_s() {
+        isEngineThread = false;
+        if (gate.exchange(open, std::memory_order_release) == waitedFor) {
+            gate.notify_one();
+        }
+    }
+
+  private:
+    enum : int { open, shut, waitedFor };
+    static inline std::atomic<int> gate{open};
+};
 
 // Tag packets by beam of the array reader. Beam numbers are sparse, but any
 // 16-bit number has its place, so that the engine thread counts without a lock
@@ -221,7 +244,7 @@ std::map<std::uint16_t, std::uint64_t> getTagReadCountPerAntQDX() {
 }
 
 int getPacket(RXE_packet_s* packet) {
-    const std::scoped_lock hold(packetGate);
+    const packet_gate_s gate;
     takeReportPlan();
     packetRxCount.fetch_add(1, relaxed);
     processMessage(packet);
