@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <bit>
 #include <cstring>
+#include <utility>
 
 #include "status.hpp"
 
@@ -11,6 +12,7 @@ namespace rxe {
 namespace {
 
 constexpr std::uint8_t codeEpc96 = 0x8D;
+constexpr std::size_t epc96Bytes = 12;
 constexpr std::uint16_t codeEpc = 0x00F1;
 constexpr std::uint16_t codeOwn = 0x0384;
 constexpr std::uint16_t epcLengthMask = 0x07FF;  // the bits of TAG_INFO_s::epcLength that count
@@ -89,26 +91,6 @@ constexpr std::size_t sizeOf(const field_s& field) {
     return bytes;
 }
 
-// What the decoder's one look-up gives; `size` 0 is an unknown code.
-struct index_entry_s {
-    std::uint8_t size = 0;
-    std::uint8_t row = 0;
-};
-
-// The decoder looks a code up in one step instead of searching the table.
-template <typename Fields>
-constexpr auto indexByCode(const Fields& fields) {
-    std::array<index_entry_s, 256> index{};
-    for (std::size_t row = 0; row < fields.size(); ++row) {
-        index[fields[row].code] = {static_cast<std::uint8_t>(sizeOf(fields[row])),
-                                   static_cast<std::uint8_t>(row)};
-    }
-    return index;
-}
-
-constexpr auto valueIndex = indexByCode(valueFields);
-constexpr auto ownIndex = indexByCode(ownFields);
-
 // Numbers lie in the records in the processor's order, which is little-endian
 // on every board this runs on.
 static_assert(std::endian::native == std::endian::little);
@@ -146,18 +128,6 @@ void encodeField(const field_s& field, const tag_read_s& read, byte_writer_s* wr
     }
 }
 
-// The same backwards. `value` has all bytes of the field.
-void decodeField(const field_s& field, const std::uint8_t* value, TAG_INFO_s* info) {
-    auto* base = reinterpret_cast<std::uint8_t*>(info);
-    for (const element_s& element : std::span(field.elements).first(field.count)) {
-        if (element.infoOffset != noMember) {
-            copyNumber(base + element.infoOffset, value, element.bytes, field.order);
-        }
-        value += element.bytes;
-    }
-    info->fields |= field.bit;
-}
-
 // 96 bits have a code of their own, any other length is told in bytes and bits.
 void encodeEpc(const tag_read_s& read, byte_writer_s* writer) {
     const std::uint16_t bytes = static_cast<std::uint16_t>((read.epcBits + 7) / 8);
@@ -171,6 +141,28 @@ void encodeEpc(const tag_read_s& read, byte_writer_s* writer) {
     putBytes(writer, {read.epc, bytes});
 }
 
+// Puts the numbers of one field into the record. `value` has all bytes of the field.
+using field_decoder = void (*)(const std::uint8_t* value, TAG_INFO_s* info);
+
+// Compiled for each row of a table: a tag packet is decoded for every read.
+template <const auto& fields, std::size_t row>
+void decodeField(const std::uint8_t* value, TAG_INFO_s* info) {
+    static constexpr field_s field = fields[row];
+    auto* base = reinterpret_cast<std::uint8_t*>(info);
+    const auto decode = [&]<std::size_t i>() {
+        static constexpr element_s element = field.elements[i];
+        if constexpr (element.infoOffset != noMember) {
+            copyNumber(base + element.infoOffset, value, element.bytes, field.order);
+        }
+        value += element.bytes;
+    };
+    [&]<std::size_t... i>(std::index_sequence<i...>) {
+        (decode.template operator()<i>(), ...);
+    }
+    (std::make_index_sequence<field.count>{});
+    info->fields |= field.bit;
+}
+
 // `epc` fits into the record: 12 bytes, or as stepEpc has checked.
 void setEpc(std::span<const std::uint8_t> epc, std::size_t bits, TAG_INFO_s* info) {
     std::memcpy(info->epc, epc.data(), epc.size());
@@ -178,30 +170,52 @@ void setEpc(std::span<const std::uint8_t> epc, std::size_t bits, TAG_INFO_s* inf
     info->fields |= RXE_FIELD_EPC;
 }
 
-// A step reads one field from the front of `rest` and says how many bytes it
-// took; 0 means that `*status` tells why it could not.
-std::size_t stepEpc96(std::span<const std::uint8_t> rest, TAG_INFO_s* info, status_e* status) {
-    if (rest.size() < 13) {
-        *status = STATUS_TRUNCATED;
-        return 0;
-    }
-    setEpc(rest.subspan(1, 12), 96, info);
-    return 13;
+void decodeEpc96(const std::uint8_t* value, TAG_INFO_s* info) {
+    std::memcpy(info->epc, value, epc96Bytes);
+    info->epcLength = 8 * epc96Bytes;
+    info->fields |= RXE_FIELD_EPC;
 }
 
+// What one look-up of a code gives; without a decoder the code is unknown.
+struct index_entry_s {
+    std::size_t size = 0;
+    field_decoder decode = nullptr;
+};
+using code_index = std::array<index_entry_s, 256>;
+
+template <const auto& fields>
+constexpr code_index indexByCode() {
+    code_index index{};
+    [&]<std::size_t... row>(std::index_sequence<row...>) {
+        ((index[fields[row].code] = {sizeOf(fields[row]), decodeField<fields, row>}), ...);
+    }
+    (std::make_index_sequence<fields.size()>{});
+    return index;
+}
+
+constexpr code_index valueIndex = [] {
+    code_index index = indexByCode<valueFields>();
+    index[codeEpc96] = {epc96Bytes, decodeEpc96};
+    return index;
+}();
+constexpr code_index ownIndex = indexByCode<ownFields>();
+
+// A step reads one field from the front of `rest` and says how many bytes it
+// took; 0 means that `*status` tells why it could not.
+//
 // 80 + code: the code tells the size.
-std::size_t stepValue(std::span<const std::uint8_t> rest, TAG_INFO_s* info, status_e* status) {
-    const index_entry_s entry = valueIndex[rest[0]];
-    if (entry.size == 0) {
+inline std::size_t stepValue(std::span<const std::uint8_t> rest, TAG_INFO_s* info, status_e* status) {
+    const index_entry_s& entry = valueIndex[rest[0]];
+    if (entry.decode == nullptr) {
         *status = STATUS_MALFORMED;
         return 0;
     }
-    if (rest.size() < 1U + entry.size) {
+    if (rest.size() <= entry.size) {
         *status = STATUS_TRUNCATED;
         return 0;
     }
-    decodeField(valueFields[entry.row], &rest[1], info);
-    return 1U + entry.size;
+    entry.decode(&rest[1], info);
+    return 1 + entry.size;
 }
 
 // 00 F1: an EPC with its length. Bits that the record's length field cannot hold are refused.
@@ -225,18 +239,18 @@ std::size_t stepEpc(std::span<const std::uint8_t> rest, TAG_INFO_s* info, status
 }
 
 // 03 84: an unknown kind is skipped by its length; a known one may be longer than its numbers.
-std::size_t stepOwn(std::span<const std::uint8_t> rest, TAG_INFO_s* info, status_e* status) {
+inline std::size_t stepOwn(std::span<const std::uint8_t> rest, TAG_INFO_s* info, status_e* status) {
     if (rest.size() < 4 || rest.size() < 4U + rest[3]) {
         *status = STATUS_TRUNCATED;
         return 0;
     }
-    const index_entry_s entry = ownIndex[rest[2]];
+    const index_entry_s& entry = ownIndex[rest[2]];
     if (entry.size > rest[3]) {
         *status = STATUS_MALFORMED;
         return 0;
     }
-    if (entry.size != 0) {
-        decodeField(ownFields[entry.row], rest.data() + 4, info);
+    if (entry.decode != nullptr) {
+        entry.decode(rest.data() + 4, info);
     }
     return 4U + rest[3];
 }
@@ -247,9 +261,7 @@ status_e decodeTag(std::span<const std::uint8_t> payload, void* record) {
     status_e status = STATUS_MALFORMED;
     while (!payload.empty()) {
         std::size_t taken = 0;
-        if (payload[0] == codeEpc96) {
-            taken = stepEpc96(payload, info, &status);
-        } else if ((payload[0] & 0x80) != 0) {
+        if ((payload[0] & 0x80) != 0) {
             taken = stepValue(payload, info, &status);
         } else if (payload.size() < 2) {
             status = STATUS_TRUNCATED;

@@ -5,6 +5,7 @@
 //   2026-03-01T08:05:09.007Z INFO main goodbye
 #pragma once
 
+#include <atomic>
 #include <concepts>
 #include <cstdint>
 #include <sstream>
@@ -12,6 +13,13 @@
 #include <string_view>
 
 enum class log_level_e : std::uint8_t { debug, info, warning, error };
+
+namespace logger_detail {
+// The lowest level that is written. Written once by configureLogs; read by any
+// thread. Above every level until then.
+constexpr int noLevel = static_cast<int>(log_level_e::error) + 1;
+inline std::atomic<int> lowestLevel{noLevel};
+}  // namespace logger_detail
 
 // One line to the system log (ident "tarnwick", LOG_LOCAL1). Main thread, once.
 void setup_syslog();
@@ -32,7 +40,9 @@ std::uint64_t getErrorCount();
 std::uint64_t getWarningCount();
 
 // Whether a line of this level would be written. Any thread, one atomic load.
-bool isLogLevelEnabled(log_level_e level);
+inline bool isLogLevelEnabled(log_level_e level) {
+    return static_cast<int>(level) >= logger_detail::lowestLevel.load(std::memory_order_relaxed);
+}
 
 // Writes one line: the bare name of the unit, then the text, which by custom
 // begins with a blank. Of a text beyond 16 KiB the rest is left out, and its length
@@ -83,7 +93,9 @@ void write(log_level_e level, std::string_view unit, const Parts&... parts) {
 // is off. Any thread.
 template <class... Parts>
 void logDebug(std::string_view unit, const Parts&... parts) {
-    logger_detail::write(log_level_e::debug, unit, parts...);
+    if (isLogLevelEnabled(log_level_e::debug)) {  // here, for the callers that are in a hurry
+        logger_detail::write(log_level_e::debug, unit, parts...);
+    }
 }
 template <class... Parts>
 void logInfo(std::string_view unit, const Parts&... parts) {

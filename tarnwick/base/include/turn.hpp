@@ -6,12 +6,37 @@
 
 #include <array>
 #include <atomic>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <thread>
 
 // Whether this thread is inside the engine's callback. Set for the length of one packet.
 inline thread_local bool isEngineThread = false;
+
+// A flag that one thread at a time holds, for a moment. Both sides cost one instruction as
+// long as nobody else wants it.
+class spin_flag_s {
+  public:
+    bool take() { return !taken.exchange(true, std::memory_order_seq_cst); }
+    void takeAfterWaiting() {
+        // A thread that must run before all others would never let the holder go on by
+        // yielding alone.
+        constexpr int yields = 100;
+        for (int tries = 0; !take(); ++tries) {
+            if (tries < yields) {
+                std::this_thread::yield();
+            } else {
+                std::this_thread::sleep_for(std::chrono::microseconds(50));
+            }
+        }
+    }
+    // `order`: sequentially consistent where the holder looks afterwards for what was left.
+    void give(std::memory_order order = std::memory_order_release) { taken.store(false, order); }
+
+  private:
+    std::atomic<bool> taken{false};
+};
 
 // `Work` is what may be left behind, up to `room` of it, which `finish` does later, on another
 // thread; it is made once and reused, so that its memory is kept. Only one thread at a time
@@ -28,11 +53,10 @@ class turn_s {
             doInTurn(now);
             return true;
         }
-        if (take()) {
+        if (flag_.take()) {
             finishAll();
             now();
-            // Nobody else leaves anything, so there is nothing to look for.
-            taken_.store(false, std::memory_order_release);
+            flag_.give();  // nobody else leaves anything
             return true;
         }
         const std::uint32_t end = end_.load(std::memory_order_relaxed);
@@ -42,7 +66,7 @@ class turn_s {
         leave(left_[end % room]);
         end_.store(end + 1, std::memory_order_seq_cst);
         // The other one has either seen it, or has gone by now.
-        if (take()) {
+        if (flag_.take()) {
             give();
         }
         return true;
@@ -51,17 +75,13 @@ class turn_s {
     // The same for threads that may wait.
     template <class Now>
     void doInTurn(Now&& now) {
-        while (!take()) {
-            std::this_thread::yield();
-        }
+        flag_.takeAfterWaiting();
         finishAll();
         now();
         give();
     }
 
   private:
-    bool take() { return !taken_.exchange(true, std::memory_order_seq_cst); }
-
     void finishAll() {
         std::uint32_t begin = begin_.load(std::memory_order_relaxed);
         while (begin != end_.load(std::memory_order_seq_cst)) {
@@ -73,11 +93,12 @@ class turn_s {
     void give() {
         do {
             finishAll();
-            taken_.store(false, std::memory_order_seq_cst);
-        } while (begin_.load(std::memory_order_relaxed) != end_.load(std::memory_order_seq_cst) && take());
+            flag_.give(std::memory_order_seq_cst);
+        } while (begin_.load(std::memory_order_relaxed) != end_.load(std::memory_order_seq_cst) &&
+                 flag_.take());
     }
 
-    std::atomic<bool> taken_{false};
+    spin_flag_s flag_;
     std::atomic<std::uint32_t> begin_{0};  // of what is left; written by whoever is at it
     std::atomic<std::uint32_t> end_{0};    // written by the engine thread
     std::array<Work, room> left_{};

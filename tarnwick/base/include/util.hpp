@@ -160,6 +160,7 @@ std::uint16_t computeCRC(int length, const std::uint8_t* data);
 // empty (timeOnly: does not change). They write into the caller's string and allocate only to
 // grow it, since they run for each tag read.
 void getISOString(const timeval* time, std::string* out);           // 2026-03-01T08:05:09.007+0100
+void appendISOString(const timeval* time, std::string* out);        // the same, appended to *out
 void getISOString_noTZ(const timeval* time, std::string* out);      // 2026-03-01T08:05:09.007
 void getISOString_timeOnly(const timeval* time, std::string* out);  // 08:05:09.007, appended to *out
 void getISOtimeString(const timeval* time, std::string* out);       // 08:05:09.007

@@ -27,12 +27,7 @@ constexpr int oldLogFiles = 5;
 std::atomic<std::uint64_t> errorCount{0};
 std::atomic<std::uint64_t> warningCount{0};
 
-// The lowest level that is written. Written once by configureLogs; read by any
-// thread. Above every level until then.
-constexpr int noLevel = static_cast<int>(log_level_e::error) + 1;
-std::atomic<int> lowestLevel{noLevel};
-
-// Bytes of a line, more than any line that the daemon makes itself.
+// Of a line: room for each line that the daemon makes itself. Bytes.
 constexpr std::size_t longestLine = 16 * 1024;
 constexpr std::size_t longestEscapedText = 4 * 1024;
 
@@ -202,8 +197,8 @@ int configureLogs(bool cli, bool verbose) {
     el::Helpers::uninstallLogDispatchCallback<el::base::DefaultLogDispatchCallback>(
         "DefaultLogDispatchCallback");
     el::Loggers::reconfigureLogger(el::base::consts::kDefaultLoggerId, configuration);
-    lowestLevel.store(static_cast<int>(verbose ? log_level_e::debug : log_level_e::info),
-                      std::memory_order_relaxed);
+    logger_detail::lowestLevel.store(static_cast<int>(verbose ? log_level_e::debug : log_level_e::info),
+                                     std::memory_order_relaxed);
     logInfo(get_app_version_string());
     return 0;
 }
@@ -227,10 +222,6 @@ std::uint64_t getErrorCount() {
 }
 std::uint64_t getWarningCount() {
     return warningCount.load(std::memory_order_relaxed);
-}
-
-bool isLogLevelEnabled(log_level_e level) {
-    return static_cast<int>(level) >= lowestLevel.load(std::memory_order_relaxed);
 }
 
 void logger_detail::append(std::string& line, escaped_s part) {

@@ -13,6 +13,7 @@ struct second_text_s {
     std::time_t second = 0;
     std::size_t dateTimeLength = 0;  // 0: this second has no date
     std::size_t length = 0;          // of the whole text
+    long milliseconds = -1;          // that stand in the text
     char whole[96] = {};             // 2026-03-01T08:05:09.000+0100; the year may be long
 };
 
@@ -26,6 +27,7 @@ void fill(second_text_s* text, std::time_t second) {
     text->filled = true;
     text->second = second;
     text->dateTimeLength = 0;
+    text->milliseconds = -1;
     std::tm calendar{};
     if (localtime_r(&second, &calendar) != nullptr) {
         constexpr std::size_t zoneRoom = 16;
@@ -47,7 +49,12 @@ const second_text_s* textOf(const timeval& time) {
     if (text.dateTimeLength == 0) {
         return nullptr;
     }
-    const auto milliseconds = static_cast<unsigned long>(time.tv_usec / 1000);
+    const long number = time.tv_usec / 1000;
+    if (number == text.milliseconds) {
+        return &text;
+    }
+    text.milliseconds = number;
+    const auto milliseconds = static_cast<unsigned long>(number);
     char* const digits = text.whole + text.dateTimeLength;
     digits[0] = '.';
     digits[1] = static_cast<char>('0' + milliseconds / 100 % 10);
@@ -82,8 +89,16 @@ void getISOString_noTZ(const timeval* time, std::string* out) {
 
 void getISOString(const timeval* time, std::string* out) {
     out->clear();
+    appendISOString(time, out);
+}
+
+void appendISOString(const timeval* time, std::string* out) {
     if (const second_text_s* text = textOf(*time)) {
-        append(*text, 0, true, *time, out);
+        if (text->milliseconds >= 0 && text->milliseconds <= 999) {
+            out->append(text->whole, text->length);
+        } else {
+            append(*text, 0, true, *time, out);
+        }
     }
 }
 

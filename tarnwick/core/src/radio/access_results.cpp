@@ -233,7 +233,8 @@ int process_access_info_packet(RXE_packet_s* packet) {
     if (!isReportPending()) {
         return 0;
     }
-    ACCESS_INFO_s info{};
+    alignas(recordAlignment) ACCESS_INFO_s info;
+    zeroRecord(&info, sizeof info);
     if (RXE_formatPayloadToStruct(packet, &info) != RXE_OK || takeOutcome(info)) {
         send_out_tag_data();
     }

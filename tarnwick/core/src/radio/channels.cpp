@@ -6,6 +6,7 @@
 
 #include "radio.hpp"
 #include "radio/report_plan.hpp"
+#include "radio_state.hpp"
 #include "util.hpp"
 #include "zmq_intfc.hpp"
 
@@ -64,7 +65,7 @@ void sendLine(std::string_view line) {
         current_gpio_led_msg_size += static_cast<std::int32_t>(line.size());
     } else {
         current_gpio_led_msg_size = 0;
-        gpio_led_msg_count.fetch_add(1, relaxed);
+        countOne(&gpio_led_msg_count);
     }
 }
 
@@ -108,14 +109,14 @@ void send_tag_data_message(std::string_view message, bool immediate, bool outsid
             closeTagDataBatch();
         }
         sendTagData(outside, message.data(), message.size(), 0);
-        tag_data_msg_count.fetch_add(1, relaxed);
+        countOne(&tag_data_msg_count);
         return;
     }
     if (!tag_data_slow_down()) {
         // The size stays as it is: a batch that was open ends with this frame, and
         // the next flush sends one empty message, which readers skip.
         sendTagData(outside, message.data(), message.size(), 0);
-        tag_data_msg_count.fetch_add(1, relaxed);
+        countOne(&tag_data_msg_count);
     } else if (current_tag_data_msg_size <= maxBatchBytes) {
         sendTagData(outside, message.data(), message.size(), ZMQ_SNDMORE);
         current_tag_data_msg_outside = outside;
@@ -123,7 +124,7 @@ void send_tag_data_message(std::string_view message, bool immediate, bool outsid
     } else {
         sendTagData(outside, message.data(), message.size(), 0);
         current_tag_data_msg_size = 0;
-        tag_data_msg_count.fetch_add(1, relaxed);
+        countOne(&tag_data_msg_count);
     }
 }
 

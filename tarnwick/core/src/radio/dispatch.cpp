@@ -31,26 +31,18 @@ constexpr auto relaxed = std::memory_order_relaxed;
 class packet_gate_s {
   public:
     packet_gate_s() {
-        int found = open;
-        if (!gate.compare_exchange_strong(found, shut, std::memory_order_acquire)) {
-            while (gate.exchange(waitedFor, std::memory_order_acquire) != open) {
-                gate.wait(waitedFor, relaxed);
-            }
-        }
+        flag.takeAfterWaiting();
         isEngineThread = true;
     }
     packet_gate_s(const packet_gate_s&) = delete;
     packet_gate_s& operator=(const packet_gate_s&) = delete;
     ~packet_gate_s() {
         isEngineThread = false;
-        if (gate.exchange(open, std::memory_order_release) == waitedFor) {
-            gate.notify_one();
-        }
+        flag.give();
     }
 
   private:
-    enum : int { open, shut, waitedFor };
-    static inline std::atomic<int> gate{open};
+    static inline spin_flag_s flag;
 };
 
 // Tag packets by beam of the array reader. Beam numbers are sparse, but any
@@ -88,11 +80,6 @@ void completePendingReport() {
     if (isReportPending()) {
         send_out_tag_data();
     }
-}
-
-// A plain load and store: the engine thread is the only writer.
-void countOne(std::atomic<std::uint64_t>* counter) {
-    counter->store(counter->load(relaxed) + 1, relaxed);
 }
 
 void countTagRead() {

@@ -35,8 +35,8 @@ struct late_member_s {
 
 // Where a member of the tag packet begins in the text, behind its comma.
 struct mark_s {
-    std::string_view key;
-    std::size_t begin;
+    const planned_member_s* member;
+    const char* begin;
 };
 
 // The report. All memory is kept for the next one. Engine thread, as all state here.
@@ -244,9 +244,9 @@ char* putMember(const late_member_s& member, char* out) {
 
 // The text of a member of the tag packet, with its key.
 std::string_view memberAt(std::size_t i) {
-    const std::size_t from = report.marks[i].begin;
-    const std::size_t to = i + 1 < report.markCount ? report.marks[i + 1].begin - 1 : report.dataEnd;
-    return {report.text.data() + from, to - from};
+    const char* const to =
+        i + 1 < report.markCount ? report.marks[i + 1].begin - 1 : report.text.data() + report.dataEnd;
+    return {report.marks[i].begin, to};
 }
 
 // Writes the report with its late members into `merged`, and returns its end.
@@ -263,7 +263,7 @@ std::size_t merge() {
     putBytes(opening, begin - opening.size());
     std::size_t next = 0;  // of the late ones
     for (std::size_t i = 0; i < report.markCount; ++i) {
-        for (; next < report.lateCount && report.late[next].key < report.marks[i].key; ++next) {
+        for (; next < report.lateCount && report.late[next].key < report.marks[i].member->key; ++next) {
             out = putMember(report.late[next], out);
         }
         out = putMember(memberAt(i), out);
@@ -320,19 +320,20 @@ void buildJsonReport(const tag_read_s& read, const report_plan_s& plan) {
     char* const data = putBytes(opening, base + headerBytes);
     char* out = data;
     const std::uint32_t fields = read.info->fields;
-    std::size_t count = 0;
-    for (const planned_member_s& member : plan.members) {
-        if ((fields & member.fields) == member.fields) {
-            report.marks[count++] = {member.key, static_cast<std::size_t>(out - base) + 1};
+    mark_s* mark = report.marks.data();
+    for (const planned_member_s& member : std::span(plan.members)) {
+        const std::uint32_t needed = member.fields;
+        if ((fields & needed) == needed) {
+            *mark++ = {&member, out + 1};
             std::memcpy(out, member.start.data(), member.start.size());  // of one size, so no call
             out = member.write(read, plan, out + member.startLength);
         }
     }
-    report.markCount = count;
+    report.markCount = static_cast<std::size_t>(mark - report.marks.data());
     *data = '{';  // where the first member has its comma
     report.dataEnd = static_cast<std::size_t>(out - base);
     out = putBytes("},\"timestamp\":\"", out);
-    out = putBytes(*read.timeText, out);
+    out = putBytes(read.timeText, out);
     out = putBytes(plan.tail, out);
     report.end = static_cast<std::size_t>(out - base);
     report.ofTag = true;
@@ -359,7 +360,7 @@ int add_to_access_results(std::string_view text, std::size_t index) {
 
 std::string_view valueInReport(std::string_view key) {
     for (std::size_t i = 0; i < report.markCount; ++i) {
-        if (report.marks[i].key == key) {
+        if (report.marks[i].member->key == key) {
             return memberAt(i).substr(key.size() + 3);  // behind "key":
         }
     }

@@ -51,7 +51,7 @@ int send_out_tag_data() {
         const std::string_view message(report.bytes.data(), report.bytes.size());
         const std::string_view text = message.substr(header.size());
         logDebug("radio", " ", text);
-        msgTxCount.fetch_add(1, std::memory_order_relaxed);
+        countOne(&msgTxCount);
         const int form = data_analytics_type.load(std::memory_order_relaxed);
         const bool outside = form != DATA_ANALYTICS_OFF;
         const bool spread = form == DATA_ANALYTICS_STRING && subscribers.load(std::memory_order_relaxed) > 1;

@@ -3,6 +3,8 @@
 // and the output form.
 #include <algorithm>
 #include <array>
+#include <cstddef>
+#include <cstring>
 
 #include "radio.hpp"
 #include "radio/report_plan.hpp"
@@ -19,7 +21,6 @@ constexpr std::size_t multiTagBytes = multiTagBits / 8;
 
 // Texts of the tag at hand, kept for their memory. Engine thread.
 std::string idHex;
-std::string timeText;
 constexpr std::string_view tagRead = "TAG_READ,";
 std::string tagReadLine(tagRead);
 
@@ -46,9 +47,13 @@ std::uint16_t hashOf(const TAG_INFO_s& info) {
     if ((info.fields & RXE_FIELD_CRC) == 0) {
         return 0;
     }
+    const std::uint16_t count = subscribers.load(std::memory_order_relaxed);
+    if (count == 1) {
+        return 1;
+    }
     const std::uint16_t crc =
         info.epcLength == multiTagBits ? computeMultiTagCRC(multiTagType(&info), info.epc) : info.crc;
-    return static_cast<std::uint16_t>(crc % subscribers.load(std::memory_order_relaxed) + 1);
+    return static_cast<std::uint16_t>(crc % count + 1);
 }
 
 // Prepares the pending report for the results of its accesses.
@@ -61,8 +66,9 @@ void expectAccessResults(const report_plan_s& plan) {
 
 void reportAsJson(tag_read_s* read) {
     const report_plan_s& plan = reportPlan();
-    getISOString(&read->time, &timeText);
-    read->timeText = &timeText;
+    tagReadLine.resize(tagRead.size());
+    appendISOString(&read->time, &tagReadLine);
+    read->timeText = std::string_view(tagReadLine).substr(tagRead.size());
     read->eventNum = eventNum++;
     buildJsonReport(*read, plan);
     if (!waitingForMoreTagData()) {
@@ -70,15 +76,28 @@ void reportAsJson(tag_read_s* read) {
     } else if (plan.accesses) {
         expectAccessResults(plan);
     }
-    tagReadLine.replace(tagRead.size(), std::string::npos, timeText);
     send_gpio_led_message(tagReadLine);
 }
 
 }  // namespace
 
+void zeroRecord(void* record, std::size_t size) {
+    // The C library writes less than 2 KiB in wide registers. The compiler does not know the
+    // number here, or it would write 8 bytes at a time in place of the call.
+    std::size_t mostAtOnce = 1408;
+    asm("" : "+r"(mostAtOnce));
+    for (auto* bytes = static_cast<std::byte*>(record); size > 0;) {
+        const std::size_t piece = std::min(size, mostAtOnce);
+        std::memset(bytes, 0, piece);
+        bytes += piece;
+        size -= piece;
+    }
+}
+
 int process_tag_info_packet(RXE_packet_s* packet, const timeval& time) {
     clearReport();
-    TAG_INFO_s info{};  // all zero: the library writes only the fields that the packet has
+    alignas(recordAlignment) TAG_INFO_s info;
+    zeroRecord(&info, sizeof info);
     if (RXE_formatPayloadToStruct(packet, &info) != RXE_OK) {
         constexpr std::string_view failure = "Error parsing tag info packet";
         sendNews("error", failure.data(), failure.size());
@@ -92,7 +111,7 @@ int process_tag_info_packet(RXE_packet_s* packet, const timeval& time) {
     if (form != DATA_ANALYTICS_OFF) {
         currentHash = hashOf(info);
     }
-    tag_read_s read{.info = &info, .time = time, .timeText = nullptr, .idHex = &idHex, .eventNum = 0};
+    tag_read_s read{.info = &info, .time = time, .timeText = {}, .idHex = &idHex, .eventNum = 0};
     if (form == DATA_ANALYTICS_BINARY) {
         sendBinaryReport(read);
     } else {
