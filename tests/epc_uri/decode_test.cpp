@@ -5,13 +5,13 @@
 
 #include <array>
 #include <bitset>
-#include <fstream>
 #include <map>
 #include <random>
 #include <set>
 #include <sstream>
 #include <string>
 
+#include "support/table.hpp"
 #include "tuvr.h"
 #include "tuvr_status.h"
 
@@ -58,19 +58,16 @@ void expectRefusal(const std::string& hex, const std::string& status) {
 }  // namespace
 
 TEST(Decode, CodesAndWhatIsWrongWithThem) {
-    std::ifstream codes(TARNWICK_SOURCE_DIR "/tests/epc_uri/codes.txt");
     std::string good;  // the bits of the last code that has a URI
     int decoded = 0, refused = 0;
-    for (std::string line, hex, tag; std::getline(codes, line);) {
-        std::istringstream words(line);
-        if (!(words >> hex >> tag) || hex == "#") {
-            continue;
-        }
-        if (hex == "!") {
-            std::size_t width = 0;
+    for (const auto& [hex, result] : readRows("epc_uri/codes.txt")) {
+        const std::string tag = result.substr(0, result.find(' '));
+        if (hex.starts_with("bits ")) {
+            std::istringstream field(hex.substr(5));
+            std::size_t first = 0;
+            unsigned width = 0;
             std::uint64_t value = 0;
-            const std::size_t first = std::stoul(tag);
-            words >> width >> value >> tag;
+            field >> first >> width >> value;
             expectRefusal(hexOf(std::string(good).replace(first, width, number(value, width))), tag);
             ++refused;
         } else if (tag.find(':') == std::string::npos) {

@@ -14,6 +14,7 @@
 #include <list>
 #include <numeric>
 
+#include "support/lists.hpp"
 #include "support/reader.hpp"
 
 namespace {
@@ -104,13 +105,6 @@ TEST(HostileClients, getAnAnswerAndLeaveTheLoopToTheNext) {
 TEST(HostileClients, harmNoModeAndLeaveNoMemoryBehind) {
     reader_s reader;
     const auto request = [](const std::string& keys) { return R"(mode {"type":"SIMPLE",)" + keys + "}"; };
-    const auto list = [](int count, const std::string& element) {
-        std::string all = "[" + element;
-        while (--count > 0) {
-            all += "," + element;
-        }
-        return all + "]";
-    };
     const std::string megabytes = '"' + std::string(10'000'000, 'x');
     const std::string select =
         R"({"target":"SL","action":"ASSERTSL_NOTHING","membank":"EPC","pointer":0,"length":0,"mask":""})";
@@ -123,9 +117,11 @@ TEST(HostileClients, harmNoModeAndLeaveNoMemoryBehind) {
         {R"("type":)" + megabytes + '"', R"(value provided for "type" must be)"},
         {R"("type":"BEARING")", "BEARING operating mode type can only be used on the QDX4400"},
         {R"("linkProfile":18446744073709551616)", R"("linkProfile" field must contain a number or)"},
-        {R"("antennas":)" + list(1024, "2"), R"(mode json payload mode "antennas" list must)"},
-        {R"("antennas":[1],"selects":[)" + list(33, select) + "]", R"(Number of unique "selects" objects)"},
-        {R"("accesses":)" + list(65, kill), R"(Number of unique "accesses" objects must be less than (64))"},
+        {R"("antennas":[)" + listOf(1024, "2") + "]", R"(mode json payload mode "antennas" list must)"},
+        {R"("antennas":[1],"selects":[[)" + listOf(33, select) + "]]",
+         R"(Number of unique "selects" objects)"},
+        {R"("accesses":[)" + listOf(65, kill) + "]",
+         R"(Number of unique "accesses" objects must be less than (64))"},
     };
     [[maybe_unused]] const long before = memory(reader);
     const std::string mode = ask("mode verbose");
@@ -138,8 +134,8 @@ TEST(HostileClients, harmNoModeAndLeaveNoMemoryBehind) {
         }
         EXPECT_EQ(ask(request(R"("query":{},"x":)" + megabytes + '"')), "Success");
     }
-    EXPECT_EQ(ask(request(R"("accesses":)" + list(33, kill))), "Success");
-    EXPECT_EQ(ask(request(R"("antennas":)" + list(1023, "2"))), "Success");
+    EXPECT_EQ(ask(request(R"("accesses":[)" + listOf(33, kill) + "]")), "Success");
+    EXPECT_EQ(ask(request(R"("antennas":[)" + listOf(1023, "2") + "]")), "Success");
 #if !defined __SANITIZE_ADDRESS__ && !defined __SANITIZE_THREAD__  // which keep what was freed
     EXPECT_LT(memory(reader), before + 16'000) << "the log alone keeps the 10 MB of its longest line";
 #endif

@@ -3,7 +3,6 @@
 #include <sys/timerfd.h>
 #include <unistd.h>
 
-#include <fstream>
 #include <nlohmann/json.hpp>
 
 #include "../../tarnwick/doors/src/requests/news.hpp"
@@ -12,6 +11,7 @@
 #include "logger.hpp"
 #include "radio_fixture.hpp"
 #include "rxe_intfc.hpp"
+#include "support/table.hpp"
 #include "support/temp_dir.hpp"
 #include "util.hpp"
 
@@ -73,23 +73,20 @@ TEST_F(Alarms, newsBecomesEventsInItsOrder) {
     setAddlKeysFilterConfig(false, 1000, 10);
     EXPECT_EQ(report_line("key", {1, 0}), 1);
     EXPECT_EQ(report_line("key", {2, 0}), 0);
-    std::ifstream file(TARNWICK_SOURCE_DIR "/tests/unit/radio_news.txt");
     const temp_dir_s directory;
     ASSERT_EQ(chdir(directory.path.c_str()), 0);
     configureLogs(true, false);
     std::string log;
-    for (std::string line; std::getline(file, line);) {
-        const std::size_t space = line.find(' ');
-        const std::size_t arrow = line.find(" =>");
-        if (line.starts_with("log ")) {
-            EXPECT_NE(log.find("INFO requests" + line.substr(3) + "\n"), std::string::npos) << line << log;
-        } else if (!line.starts_with('#')) {
-            const std::string payload = payloadOf(line.substr(space + 1, arrow - space - 1));
+    for (const auto& [item, told] : readRows("unit/radio_news.txt")) {
+        SCOPED_TRACE(item);
+        if (item == "log") {
+            EXPECT_NE(log.find("INFO requests " + told + "\n"), std::string::npos) << log;
+        } else {
+            const std::size_t space = item.find(' ');
             testing::internal::CaptureStdout();
-            const std::string told = onNews(line.substr(0, space), payload);
+            EXPECT_EQ(onNews(item.substr(0, space), payloadOf(item.substr(space + 1))),
+                      told.empty() ? "" : told + "\n");
             log = testing::internal::GetCapturedStdout();
-            EXPECT_EQ(" =>" + (told.empty() ? "" : " " + told.substr(0, told.size() - 1)), line.substr(arrow))
-                << line;
         }
     }
     EXPECT_EQ(report_line("key", {3, 0}), 1) << "a full database empties this one too";

@@ -3,44 +3,41 @@
 // (mode_refusals.txt), and the published schema, which may refuse nothing that a
 // reader takes. And the mode in force as a client sees it: only what is special,
 // everything, and the request itself; and the way back, a rendering as a request.
-#include <fstream>
 #include <nlohmann/json.hpp>
 #include <regex>
 
 #include "mode_request_fixture.hpp"
 #include "requests.hpp"
+#include "support/table.hpp"
+#include "util.hpp"
 
 namespace {
 
 using nlohmann::json;
 
 TEST_F(ModeRequestTest, RefusalsAreToldAndLeaveNoTrace) {
-    std::ifstream file(TARNWICK_SOURCE_DIR "/tests/unit/mode_refusals.txt");
+    const std::string place = "...", onlyTheReader = "(only the reader) ";
     std::vector<std::string> requests;
-    std::vector<bool> bySchema;  // the schema refuses it as well
-    std::string frame, mode, saved;
-    for (std::string line; std::getline(file, line);) {
-        if (line.starts_with("= ")) {
-            frame = line.substr(line.find(' ', 2) + 1);
-            become(line.substr(2, line.find(' ', 2) - 2));
-            mode = ask("verbose");
-            saved = savedRequest();
-        } else if (!line.empty() && line[0] != '#') {
-            const std::size_t arrow = std::min(line.find(" => "), line.find(" -> "));
-            const std::string reply = std::regex_replace(line.substr(arrow + 4), std::regex(R"(\\n)"), "\n");
-            requests.push_back(quoted(framed(frame, unfolded(line.substr(0, arrow)))));
-            bySchema.push_back(line[arrow + 1] == '=');
+    std::vector<bool> accepted;  // by the schema
+    for (const table_section_s& section : readTable("unit/mode_refusals.txt")) {
+        const std::size_t blank = section.heading.find(' ');
+        const std::string frame = section.heading.substr(blank + 1);
+        become(section.heading.substr(0, blank));
+        const std::string mode = ask("verbose"), saved = savedRequest();
+        for (const auto& [value, told] : section.rows) {
+            const bool passes = told.starts_with(onlyTheReader);
+            requests.push_back(std::string(frame).replace(frame.find(place), place.size(), value));
+            accepted.push_back(passes);
             SCOPED_TRACE(requests.back().substr(0, 500) + " on " + modelName);
-            EXPECT_EQ(ask(requests.back()), "Failure: " + quoted(reply));
+            EXPECT_EQ(ask(requests.back()), "Failure: " + told.substr(passes ? onlyTheReader.size() : 0));
             EXPECT_EQ(ask("verbose"), mode);
             EXPECT_EQ(savedRequest(), saved);
             EXPECT_EQ(engine_double::calls().size(), 0U);
         }
     }
-    ASSERT_GT(requests.size(), 300U);
-    const std::vector<bool> accepted = acceptedBySchema(modeSchema, requests);
+    const std::vector<bool> verdicts = acceptedBySchema(modeSchema, requests);
     for (std::size_t i = 0; i < requests.size(); ++i) {
-        EXPECT_NE(accepted[i], bySchema[i]) << requests[i];
+        EXPECT_EQ(verdicts[i], accepted[i]) << requests[i];
     }
 }
 
@@ -53,91 +50,93 @@ class ModeRenderTest : public ModeRequestTest {
         return reply;
     }
     // "verbose", or with an empty text only what is special.
-    static std::string render(const std::string& how) {
+    static json render(const std::string& how) {
         const std::string reply = client(how);
         EXPECT_THAT(reply, testing::StartsWith("Success: "));
-        return reply.substr(std::min<std::size_t>(reply.size(), 9));
+        return json::parse(reply.substr(std::min<std::size_t>(reply.size(), 9)));
+    }
+    // The row's JSON object, which is empty when there is no such row.
+    static json objectOf(const table_section_s& section, const std::string& name) {
+        const std::string text = section.of(name);
+        return json::parse(text.empty() ? "{}" : text);
     }
 
-    // Sends a request and, when it is taken, the verbose rendering. Whether it was taken.
-    bool thereAndBack(const json& request) {
-        if (ask(request.dump()) != "Success") {
-            return false;
-        }
-        SCOPED_TRACE(request.dump() + " on " + modelName);
-        const std::string special = render("");
-        std::string expected = render("verbose") + "\n" + special;
-        json sent = json::parse(render("verbose"));
-        const std::string words = std::string(rssiFilterSupported ? "" : "poor;") +
-                                  (isTagDataMemoryEnabled(nullptr) ? "memory;" : "") +
-                                  (json::parse(special).contains("tagMetaData") ? "" : "usual;");
-        for (section_s& loss : losses) {
-            const std::string shown = words + sent.dump() + "\n" + special;
-            const auto shows = [&](const std::string& text) { return shown.find(text) != std::string::npos; };
-            if (!std::ranges::all_of(loss.lines['?'], shows) || std::ranges::any_of(loss.lines['^'], shows)) {
-                continue;
-            }
-            ++loss.met;
-            for (const std::string& change : loss.lines['~']) {
-                const std::size_t arrow = change.find(" => ");
-                expected = std::regex_replace(expected, std::regex(change.substr(0, arrow)),
-                                              change.substr(arrow + 4));
-            }
-            if (loss.lines.contains('!')) {
-                EXPECT_EQ(client(sent.dump()), "Failure: " + loss.line('!'));
-                if (sent.erase(loss.line('-')) == 0) {
-                    return true;
-                }
-            }
-        }
-        EXPECT_EQ(client(sent.dump()), "Success") << sent;
-        if (isForSchema) {
-            taken.insert(sent.dump());
-        }
-        EXPECT_EQ(render("verbose") + "\n" + render(""), expected);
-        return true;
+    // Makes the section's reader and takes its request, which is returned.
+    json takeRequestOf(const table_section_s& section) {
+        std::string model, type;
+        std::istringstream(section.heading) >> model >> type;
+        const bool isPoor = section.of("reader") == "poor";
+        become(model, isPoor ? 260 : 360);
+        rssiFilterSupported = !isPoor;
+        json request = {{"linkProfile", 201}, {"type", type}};
+        request.update(objectOf(section, "request"));
+        take(request.dump());
+        return request;
     }
 
-    std::vector<section_s> losses = sectionsOf("mode_losses.txt");
+    // Sends the verbose rendering back, without these keys.
+    static std::string sendBack(json rendering, const std::string& keys) {
+        for (const std::string& key : tokenizeRequestByWhitespace(&keys)) {
+            rendering.erase(key);
+        }
+        return client(rendering.dump());
+    }
 };
 
-// Good requests; each of their values taken away or made another, one at a time; and
-// two keys of the others on that model. The fixture holds what is taken against the schema.
-TEST_F(ModeRenderTest, WhatIsTakenIsShownAndComesBack) {
-    const json others = json::parse(R"([null,true,-1,0,0.5,300,1e12,"","x","12",[],[[]],[1],{},{"x":1}])");
-    std::vector<std::string> refused;
-    const auto change = [&](const json& request) {
-        if (!thereAndBack(request)) {
-            refused.push_back(request.dump());
-        }
-    };
-    std::map<std::string, std::vector<json>> requestsOf;  // of the model
-    std::map<std::string, std::vector<std::pair<std::string, json>>> keysOf;
-    for (const section_s& row : sectionsOf("mode_renderings.txt")) {
-        SCOPED_TRACE(row.head);
-        const auto object = [&](char sign) { return json::parse("{" + row.line(sign) + "}"); };
-        const json keys = object(' '), shown = object('+');
-        std::string model, type;
-        std::istringstream(row.head) >> model >> type;
-        json request = {{"linkProfile", 201}, {"type", type}};
-        json special = request;
-        special["query"]["session"] = "S1";
-        request.update(keys);
-        special.update(keys);
-        special.merge_patch(object('~'));
-
-        become(model, 260);
-        rssiFilterSupported = false;
-        change(request);
-        become(model, 360);  // the array reader's default
-        take(request.dump());
-        EXPECT_EQ(json::parse(render("")), special);
-        const json everything = json::parse(render("verbose"));
+TEST_F(ModeRenderTest, WhatIsTakenIsShown) {
+    for (const table_section_s& section : readTable("unit/mode_renderings.txt")) {
+        SCOPED_TRACE(section.heading);
+        json special = {{"query", {{"session", "S1"}}}};
+        special.update(takeRequestOf(section));
+        special.merge_patch(objectOf(section, "default"));
+        EXPECT_EQ(render(""), special);
+        const json everything = render("verbose"), shown = objectOf(section, "verbose");
         for (const auto& item : shown.items()) {
             EXPECT_EQ(everything.value(item.key(), json()), item.value()) << item.key();
         }
-        EXPECT_TRUE(thereAndBack(request));
-        std::vector<std::string> places{""};  // of all values; the first stands for no change
+    }
+}
+
+// The verbose rendering, sent as a request, gives the same mode, but for what the document says.
+TEST_F(ModeRenderTest, WhatIsShownComesBack) {
+    const std::string docs = std::regex_replace(readTextFile(TARNWICK_SOURCE_DIR "/docs/mode-language.md"),
+                                                std::regex("\\s+"), " ");
+    for (table_section_s& section : readTable("unit/mode_renderings.txt")) {
+        SCOPED_TRACE(section.heading);
+        takeRequestOf(section);
+        json everything = render("verbose"), special = render("");
+        bool isTaken = false;
+        if (section.of("back").empty()) {
+            section.rows.push_back({"back", "Success"});
+        }
+        for (const auto& [name, right] : section.rows) {
+            if (name == "lost") {
+                EXPECT_NE(docs.find(right), std::string::npos) << right;
+            } else if (name.starts_with("back")) {
+                isTaken = right == "Success";
+                EXPECT_EQ(sendBack(everything, name.substr(4)), isTaken ? right : "Failure: " + right);
+            }
+        }
+        everything.merge_patch(objectOf(section, "then verbose"));
+        special.merge_patch(objectOf(section, "then default"));
+        EXPECT_EQ(render("verbose"), everything) << json::diff(render("verbose"), everything);
+        EXPECT_EQ(render(""), special);
+    }
+}
+
+// Good requests, each of their values taken away or made another, one at a time. The fixture
+// holds what is taken against the schema.
+TEST_F(ModeRenderTest, TheSchemaTakesWhatTheReaderTakes) {
+    const json others = json::parse(R"([null,true,-1,0,0.5,300,1e12,"","x","12",[],[[]],[1],{},{"x":1}])");
+    std::vector<std::string> refused;
+    const auto change = [&](const json& request) {
+        if (ask(request.dump()) != "Success") {
+            refused.push_back(request.dump());
+        }
+    };
+    for (const table_section_s& section : readTable("unit/mode_renderings.txt")) {
+        const json request = takeRequestOf(section);
+        std::vector<std::string> places{""};  // of all values; the first stands for the whole
         for (std::size_t i = 0; i < places.size(); ++i) {
             const json::json_pointer place(places[i]);
             if (const json& node = request.at(place); node.is_structured() && node.size() < 20) {
@@ -152,33 +151,6 @@ TEST_F(ModeRenderTest, WhatIsTakenIsShownAndComesBack) {
             }
             change(i == 0 ? json() : request.patch({{{"op", "remove"}, {"path", places[i]}}}));
         }
-        requestsOf[model].push_back(request);
-        for (const auto& item : keys.items()) {
-            keysOf[model].emplace_back(item.key(), item.value());
-        }
-    }
-    isForSchema = false;
-    std::size_t skipped = 0, good = 0;
-    for (const auto& [model, keys] : keysOf) {
-        become(model, 360);
-        for (const json& request : requestsOf[model]) {
-            skipped = (skipped + 1) % 7;  // a seventh of the pairs, with each request others
-            for (std::size_t i = 0; i < keys.size(); ++i) {
-                for (std::size_t j = i + 1 + skipped; j < keys.size(); j += 7) {
-                    json changed = request;
-                    changed[keys[i].first] = keys[i].second;
-                    changed[keys[j].first] = keys[j].second;
-                    good += thereAndBack(changed) ? 1 : 0;
-                }
-            }
-        }
-    }
-    EXPECT_GT(good, 1000U);
-    const std::string docs = std::regex_replace(readTextFile(TARNWICK_SOURCE_DIR "/docs/mode-language.md"),
-                                                std::regex("\\s+"), " ");
-    for (const section_s& loss : losses) {
-        EXPECT_GT(loss.met, 0) << loss.head;
-        EXPECT_NE(docs.find(loss.head), std::string::npos) << loss.head;
     }
     const std::vector<bool> accepted = acceptedBySchema(modeSchema, refused);
     EXPECT_GT(refused.size(), 1000U);

@@ -7,8 +7,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <map>
-#include <regex>
 #include <set>
 #include <string>
 #include <vector>
@@ -33,18 +31,6 @@ inline std::string quoted(std::string text) {
 inline std::string framed(std::string frame, const std::string& value) {
     return frame.replace(frame.find('@'), 1, value);
 }
-// Writes "<3*x>" out as "x,x,x" and "<3.x>" as "xxx".
-inline std::string unfolded(std::string text) {
-    static const std::regex repeat("<([0-9]+)([*.])(.*?)>");
-    for (std::smatch match; std::regex_search(text, match, repeat);) {
-        std::string items;
-        for (int i = std::stoi(match[1]); i > 0; --i) {
-            items += match[3].str() + (match[2] == "*" && i > 1 ? "," : "");
-        }
-        text.replace(static_cast<std::size_t>(match.position()), match[0].str().size(), items);
-    }
-    return text;
-}
 // A request of this type. Its link profile keeps it from asking a management server.
 inline std::string typed(const std::string& type, const std::string& keys = {}) {
     return "{'type':'" + type + "','linkProfile':201" + (keys.empty() ? "" : ",") + keys + "}";
@@ -52,28 +38,6 @@ inline std::string typed(const std::string& type, const std::string& keys = {}) 
 // A request of type SIMPLE with further keys.
 inline std::string simple(const std::string& keys) {
     return "{'type':'SIMPLE'," + keys + "}";
-}
-
-// A part of a file of rows: "= head", and lines that begin with a sign and a blank.
-struct section_s {
-    std::string head;
-    std::map<char, std::vector<std::string>> lines;
-    int met = 0;
-
-    std::string line(char sign) const { return lines.contains(sign) ? lines.at(sign).front() : ""; }
-};
-// The file tells what stands in it.
-inline std::vector<section_s> sectionsOf(const std::string& name) {
-    std::vector<section_s> sections;
-    std::ifstream file(TARNWICK_SOURCE_DIR "/tests/unit/" + name);
-    for (std::string line; std::getline(file, line);) {
-        if (line.starts_with("= ")) {
-            sections.emplace_back().head = line.substr(2);
-        } else if (!line.empty() && line[0] != '#') {
-            sections.back().lines[line[0]].push_back(quoted(unfolded(line.substr(2))));
-        }
-    }
-    return sections;
 }
 
 class ModeRequestTest : public testing::Test {

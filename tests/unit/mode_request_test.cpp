@@ -8,6 +8,7 @@
 #include "additional_config.hpp"
 #include "logger.hpp"
 #include "mode_request_fixture.hpp"
+#include "support/lists.hpp"
 
 namespace {
 
@@ -170,7 +171,7 @@ TEST_F(ModeRequestTest, QueriesAndSelectsAreStored) {
         (std::vector<int>{32, 16, 5, 0xAB, 0}));
     take(framed(selects, "[" + select() + "],[" + select() + "]"));
     EXPECT_EQ(m.selectBitMasks, (u32s{1, 2})) << "and here it is not";
-    take(framed(selects, unfolded("[<32*" + select() + ">],[]")));
+    take(framed(selects, "[" + listOf(32, select()) + "],[]"));
     EXPECT_EQ(m.selectBitMasks, (u32s{0xFFFFFFFF, 0}));
 
     // A flat list has no limit of its own: the repeat of a late select and the engine
@@ -206,10 +207,10 @@ TEST_F(ModeRequestTest, AccessesAreStored) {
     EXPECT_EQ(m.blockSize, 4);
     EXPECT_EQ(m.uniqueAccesses.at(2).type, 0) << "nothing to write";
     EXPECT_EQ(m.reportFilter, (reportFilter_s{report_filter_type_e::NONE, 0, {}}));
-    take(framed(accesses, unfolded(write("'data':'<508.f>'"))));
+    take(framed(accesses, write("'data':'" + std::string(508, 'f') + "'")));
     EXPECT_EQ(m.uniqueAccesses.at(0).wordCount, 127);
     EXPECT_EQ(m.blockSize, 0) << "of the request before";
-    take(framed(accesses, unfolded("[<33*" + lock("") + ">],[<2*" + lock("") + ">]")));
+    take(framed(accesses, "[" + listOf(33, lock("")) + "],[" + listOf(2, lock("")) + "]"));
     EXPECT_EQ(m.accessBitMasks, (std::vector<std::uint64_t>{~0ULL, 0}));
     EXPECT_EQ(m.accessListPerAntenna.at(1).at(1).accessIndex, 35);
 }

@@ -8,6 +8,7 @@
 #include <fstream>
 
 #include "support/management_double.hpp"
+#include "support/table.hpp"
 #include "util.hpp"
 
 // While set, sending fails on this thread as on a connection that the server has reset.
@@ -66,12 +67,10 @@ TEST(RmClient, RequestsAndValues) {
               (std::vector<std::string>{"PN8200", "A & B", "FCC", hardwareAddress(), "dock & door"}));
     EXPECT_FLOAT_EQ(width, 500.5F);
     EXPECT_EQ(std::vector<int>(got, got + 5), (std::vector{8, 330, 2, -12, 30}));
-    // As they go out, with @ for the hardware address; the blanks are what is left of
-    // their indentation.
     std::vector<std::string> expected;
-    std::ifstream file(TARNWICK_SOURCE_DIR "/tests/unit/rm_requests.txt");
-    for (std::string line; std::getline(file, line);) {
-        expected.push_back(line.replace(line.find('@'), 1, hardwareAddress()));
+    for (table_row_s& row : readRows("unit/rm_requests.txt")) {
+        const std::string address = "ADDRESS";
+        expected.push_back(row.right.replace(row.right.find(address), address.size(), hardwareAddress()));
     }
     EXPECT_EQ(server.requests(), expected);
 }

@@ -7,6 +7,7 @@
 
 #include "ask.hpp"
 #include "radio_fixture.hpp"
+#include "support/lists.hpp"
 #include "support/process.hpp"
 #include "support/temp_dir.hpp"
 #include "util.hpp"
@@ -15,15 +16,6 @@ namespace {
 
 using testing::EndsWith;
 using testing::HasSubstr;
-
-// So many of one element, for an array.
-std::string listOf(int count, const std::string& element) {
-    std::string list = element;
-    for (int i = 1; i < count; ++i) {
-        list += "," + element;
-    }
-    return list;
-}
 
 TEST(SimulatedRoom, BearingsAndRange) {
     const std::tuple<aar_position_s, tag_position_s, double, double> cases[] = {
