@@ -15,8 +15,12 @@
 #include <string>
 #include <vector>
 
+#include "configrxe.hpp"
+#include "engine_io/channels.hpp"
+#include "engine_io/olios.hpp"
+#include "engine_io/operations.hpp"
 #include "measure.hpp"
-#include "rxe_intfc.hpp"
+#include "reader_facts.hpp"
 
 namespace {
 
@@ -64,21 +68,30 @@ void fillRanges() {
 }
 
 void configure() {
-    modelName = "QDX4400";
-    max_ants = 14;
-    rssiFilterSupported = dynamicRangeSupported = cableLossSupported = txDelayIntervalSupported = true;
-    rxe_max_tx_pwr_x_10 = 360;
+    setModelName("QDX4400");
+    readerFacts.max_ants = 14;
+    readerFacts.rssiFilterSupported = readerFacts.dynamicRangeSupported = readerFacts.cableLossSupported =
+        readerFacts.txDelayIntervalSupported = true;
+    readerFacts.rxe_max_tx_pwr_x_10 = 360;
     fillRanges();
-    const std::uint8_t mask[12] = {0x30, 0x74, 0x25, 0x7B, 0xF7, 0x19, 0x4E, 0x40, 0, 0, 0x1A, 0x85};
     for (std::uint8_t id = 1; id <= RXE_MAX_SELECTS; ++id) {
-        setSelect(id, 1, id % 5, id % 8, 1, 32, 96, mask, 0);
+        const auto target = static_cast<std::uint8_t>(id % 5), action = static_cast<std::uint8_t>(id % 8);
+        setSelect(id, {1,
+                       target,
+                       action,
+                       1,
+                       32,
+                       96,
+                       0,
+                       0,
+                       {0x30, 0x74, 0x25, 0x7B, 0xF7, 0x19, 0x4E, 0x40, 0, 0, 0x1A, 0x85}});
     }
     setInvParams(1, 1, 0, 1, 2, 7);
     for (std::uint8_t id = 1; id <= RXE_MAX_ACCESSES; ++id) {
         setAccessRead(id, 1, 3, id, 4);
     }
     for (std::uint16_t id = 1; id <= 50; ++id) {
-        setOlio(id, 1, id, id, 0x81, 250, 300, 0xFFFFFFFF, 1, 0x7FFFFFFFFFFFFFFF, 201);
+        setOlio(id, {1, 0, id, id, 0x81, 0, 250, 300, 0xFFFFFFFF, 1, {}, 0x7FFFFFFFFFFFFFFF, 201, {}});
     }
     for (std::uint8_t id = 1; id <= RXE_MAX_CHANNELS; ++id) {
         enableChannel(id, 902000U + 200U * id);

@@ -10,8 +10,9 @@
 #include <string>
 #include <vector>
 
+#include "apply/apply.hpp"
 #include "filter_expression.hpp"
-#include "mode_config.hpp"
+#include "mode/record.hpp"
 #include "radio.hpp"
 
 namespace {
@@ -45,7 +46,7 @@ struct kind_s {
 
 double nanosecondsForEachTag(const tagFilter_s& filter) {
     mode_configuration.tagFilter = filter;
-    publishReportPlan();
+    publishReportPlan(mode_configuration, toldAccesses);
     takeReportPlan();
     std::string idHex;
     int passed = 0;

@@ -8,10 +8,11 @@
 #include <string>
 
 #include "../tarnwick/doors/src/requests/report.hpp"
+#include "engine_io/channels.hpp"
 #include "measure.hpp"
 #include "radio.hpp"
+#include "reader_facts.hpp"
 #include "requests.hpp"
-#include "rxe_intfc.hpp"
 
 namespace {
 
@@ -40,12 +41,12 @@ extern "C" RXE_API_STATUS RXE_resume() {
 
 int main() {
     bool good = true;
-    max_ants = 14;
-    current_amb_temp = 40;  // as after an alarm of the radio; otherwise the heartbeat would ask for it
-    rxeAntennaCheckSupported = true;
+    readerFacts.max_ants = 14;
+    current_amb_temp = 40;  // as the radio has told by itself; it would be asked otherwise
+    readerFacts.rxeAntennaCheckSupported = true;
     current_channels[0].enable = 1;
     for (const model_s& model : models) {
-        modelName = model.name;
+        setModelName(model.name);
         std::string text;
         getHeartbeat(&text);  // the first one asks, since no packet has come
         questions = 0;

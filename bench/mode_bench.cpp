@@ -9,8 +9,9 @@
 #include <vector>
 
 #include "measure.hpp"
-#include "mode_config.hpp"
-#include "rxe_intfc.hpp"
+#include "mode/language.hpp"
+#include "mode/record.hpp"
+#include "reader_facts.hpp"
 
 namespace {
 
@@ -70,10 +71,10 @@ void parseAndRender(const std::string& text) {
 }  // namespace
 
 int main() {
-    modelName = "QDX4400";
-    max_ants = 14;
-    max_tx_pwr_x_10 = 360;
-    rssiFilterSupported = true;
+    setModelName("QDX4400");
+    readerFacts.max_ants = 14;
+    readerFacts.max_tx_pwr_x_10 = 360;
+    readerFacts.rssiFilterSupported = true;
     initMode();
     const std::string text = fullRequest().dump();
     std::vector<double> ratios;

@@ -26,11 +26,12 @@
 #include <vector>
 
 #include "additional_config.hpp"
+#include "apply/apply.hpp"
 #include "measure.hpp"
-#include "mode_config.hpp"
+#include "mode/defaults.hpp"
+#include "mode/record.hpp"
 #include "radio.hpp"
 #include "rxe.h"
-#include "rxe_intfc.hpp"
 #include "simulator.hpp"
 #include "zmq_intfc.hpp"
 
@@ -186,10 +187,10 @@ void sendWaitingReports(const waiting_mode_s& mode, std::vector<std::uint8_t>* t
     for (std::size_t i = 0; i < mode.accesses.size(); ++i) {
         const auto id = static_cast<std::uint8_t>(i + 1);
         packets.push_back(accessPacket(id, mode.accesses[i]));
-        enabledAccessOps[id] = {1, mode.accesses[i], {}, {{2, 0, 0}}, 0, {}, 0, 0, 0};
-        enabledAccessOpsPerOlio[0] |= std::uint64_t{1} << i;
+        toldAccesses.enabledAccessOps[id] = {1, mode.accesses[i], {}, {{2, 0, 0}}, 0, {}, 0, 0, 0};
+        toldAccesses.enabledAccessOpsPerOlio[0] |= std::uint64_t{1} << i;
     }
-    accessParamsEnabledCount = static_cast<std::uint32_t>(mode.accesses.size());
+    toldAccesses.accessParamsEnabledCount = static_cast<std::uint32_t>(mode.accesses.size());
     if (mode.asMetadata) {
         mode_configuration.readMemory[2] = {{0, 0}};
         mode_configuration.reportPC = mode_configuration.reportCRC = true;
@@ -199,7 +200,7 @@ void sendWaitingReports(const waiting_mode_s& mode, std::vector<std::uint8_t>* t
     if (mode.withKeys) {
         setAddlKeysFilterConfig(true, 3600, maxAddlKeysDBSize);
     }
-    publishReportPlan();
+    publishReportPlan(mode_configuration, toldAccesses);
     for (int i = 0; i < count; ++i) {
         for (std::vector<std::uint8_t>& packet : packets) {
             getPacket(reinterpret_cast<RXE_packet_s*>(packet.data()));
@@ -344,7 +345,7 @@ int main(int argc, char** argv) {
     initMode();
     setDefaultMode(&mode_configuration);
     setDefaultInventoryMode(&mode_configuration);
-    publishReportPlan();
+    publishReportPlan(mode_configuration, toldAccesses);
     std::vector<std::uint8_t> packet = tagPacket();
     int status = 0;
     if (argc == 4 && std::string_view(argv[1]) == "reports") {

@@ -18,8 +18,10 @@
 #include <string>
 #include <thread>
 
+#include "apply/apply.hpp"
 #include "measure.hpp"
-#include "mode_config.hpp"
+#include "mode/defaults.hpp"
+#include "mode/record.hpp"
 #include "radio.hpp"
 #include "simulator.hpp"
 #include "zmq_intfc.hpp"
@@ -170,7 +172,7 @@ int main() {
     initMode();
     setDefaultMode(&mode_configuration);
     setDefaultInventoryMode(&mode_configuration);
-    publishReportPlan();
+    publishReportPlan(mode_configuration, toldAccesses);
     std::freopen("output", "w", stdout);  // the simulator's own
     std::vector<double> ratios;
     std::vector<double> noisyRatios;

@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: MIT
-// Start-up and shutdown of the daemon, each a list of steps.
+// Start-up and shutdown of the daemon, each a straight list.
+#include "apply/apply.hpp"
+#include "connection.hpp"
 #include "logger.hpp"
-#include "mode_config.hpp"
+#include "mode/record.hpp"
 #include "peer_limit.hpp"
 #include "radio.hpp"
 #include "requests.hpp"
-#include "rxe_intfc.hpp"
 #include "simulator.hpp"
 #include "versions.hpp"
 #include "zmq_intfc.hpp"
@@ -94,6 +95,7 @@ int main(int argc, char** argv) {
     if (startRadioThread() != 0) {
         return failed(" Failed to start radio thread");
     }
+    publishReportPlan(mode_configuration, toldAccesses);  // the thread knows the reader's names now
 
     processRequests(options.cli);
 

@@ -10,11 +10,15 @@
 
 #include "../targets.hpp"
 #include "additional_config.hpp"
-#include "mode_config.hpp"
+#include "apply/apply.hpp"
+#include "engine_io/channels.hpp"
+#include "mode/defaults.hpp"
+#include "mode/record.hpp"
+#include "mode_request.hpp"
 #include "radio.hpp"
+#include "reader_facts.hpp"
 #include "requests.hpp"
 #include "requests/news.hpp"
-#include "rxe_intfc.hpp"
 #include "support/engine_double.hpp"
 #include "tw_msg.pb.h"
 #include "zmq_intfc.hpp"
@@ -53,14 +57,14 @@ void newReader(std::string_view* input) {
     }
     RXE_setCallback(getPacket);
     openProcess();
-    modelName = models[choice & 3];
-    max_ants = modelName == models[2] ? 14 : 4;
-    max_tx_pwr_x_10 = rxe_max_tx_pwr_x_10 = 300;
-    rssiFilterSupported = initial_channel_state = true;
+    setModelName(models[choice & 3]);
+    readerFacts.max_ants = readerFacts.modelName == models[2] ? 14 : 4;
+    readerFacts.max_tx_pwr_x_10 = readerFacts.rxe_max_tx_pwr_x_10 = 300;
+    readerFacts.rssiFilterSupported = initial_channel_state = true;
     mode_configuration = {};
     initMode();
     setDefaultMode(&mode_configuration);
-    publishReportPlan();
+    publishReportPlan(mode_configuration, toldAccesses);
     data_analytics_type = DATA_ANALYTICS_OFF;
     tag_data.outside = false;
 }

@@ -10,11 +10,11 @@
 
 #include "../targets.hpp"
 #include "filter_expression.hpp"
-#include "mode_config.hpp"
+#include "mode/language.hpp"
+#include "mode_request.hpp"
 #include "radio.hpp"
 #include "reader.hpp"
 #include "requests.hpp"
-#include "rxe_intfc.hpp"
 
 namespace {
 

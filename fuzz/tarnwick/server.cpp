@@ -9,10 +9,10 @@
 #include <utility>
 
 #include "../targets.hpp"
-#include "mode_config.hpp"
+#include "connection.hpp"
 #include "reader.hpp"
+#include "reader_facts.hpp"
 #include "rm_client.hpp"
-#include "rxe_intfc.hpp"
 
 namespace {
 
@@ -79,12 +79,12 @@ void askAndKeep(Ask question, Values... before) {
 // The model in sound answers, then the answers to the questions of a start and of the requests.
 void serverReply(std::string_view input) {
     newReader(&input);
-    model = modelName;
+    model = readerFacts.modelName;
     script = &input;
     RXE_connected_status = false;
     const bool started = initRXEConnection() == RXE_OK;
     require(started == RXE_connected_status, "a reader that has not started is not connected");
-    require(max_ants <= 14, "a reader has up to 14 antennas");
+    require(readerFacts.max_ants <= 14, "a reader has up to 14 antennas");
     const std::string& cause = connectionFailureCause();
     require(started || cause == managementFailure() || cause.ends_with(" ports"),
             "a failed start has a cause");
@@ -100,7 +100,7 @@ void serverReply(std::string_view input) {
                               "x", 7.0F);
     askAndKeep<int, int>([](int* a, int* b) { return getCableLossCompensation(14, a, b); }, 7, 7);
     script = nullptr;
-    max_ants = 4;
+    readerFacts.max_ants = 4;
 }
 
 // The linker puts these in place of the system's for the daemon's own code.

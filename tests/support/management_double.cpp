@@ -17,7 +17,7 @@ std::string managementElement(const std::string& name, const std::string& body) 
     return "<v:" + name + ">" + body + "</v:" + name + ">";
 }
 
-std::string answerFromFacts(const reader_facts_s& facts, const std::string& request) {
+std::string answerFromFacts(const management_facts_s& facts, const std::string& request) {
     const auto& element = managementElement;
     const std::string length = request.find("Read Point 2<") != std::string::npos ? "625" : "25";
     const std::pair<std::string, std::string> bodies[] = {

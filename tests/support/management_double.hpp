@@ -17,12 +17,12 @@ std::string managementElement(const std::string& name, const std::string& body);
 
 // A reader as the server tells of it. Its cable loss is 1.5 dB at each antenna,
 // but 37.5 dB, which is beyond a byte, at the second.
-struct reader_facts_s {
+struct management_facts_s {
     std::string model = "PN5100";
     int ports = 4;
     std::string refused;  // the query that is answered with result code 5
 };
-std::string answerFromFacts(const reader_facts_s& facts, const std::string& request);
+std::string answerFromFacts(const management_facts_s& facts, const std::string& request);
 
 class ManagementDouble {
   public:

@@ -4,9 +4,9 @@
 #include <nlohmann/json.hpp>
 
 #include "additional_config.hpp"
-#include "mode_config.hpp"
+#include "apply/apply.hpp"
+#include "mode/record.hpp"
 #include "radio_fixture.hpp"
-#include "rxe_intfc.hpp"
 
 namespace {
 
@@ -70,13 +70,13 @@ class AccessResults : public RadioTest {
         mode_configuration.readMemory.assign(4, std::vector<memory_Access_s>(asMetadata ? 1 : 0));
         mode_configuration.uniqueAccesses.resize(asMetadata ? 0 : accesses.size());
         mode_configuration.blockSize = 2;
-        enabledAccessOps = {};
-        enabledAccessOpsPerOlio = {};
-        accessParamsEnabledCount = static_cast<std::uint32_t>(accesses.size());
+        toldAccesses.enabledAccessOps = {};
+        toldAccesses.enabledAccessOpsPerOlio = {};
+        toldAccesses.accessParamsEnabledCount = static_cast<std::uint32_t>(accesses.size());
         for (std::size_t i = 0; i < accesses.size(); ++i) {
             const auto& [type, bank, pointer, words] = accessLetters.at(accesses[i]);
-            enabledAccessOps[i + 1] = {1, type, {}, {{bank, 0, pointer}}, words, {}, 0, 0, 0};
-            enabledAccessOpsPerOlio[5] |= std::uint64_t{accesses[i] != '-'} << i;
+            toldAccesses.enabledAccessOps[i + 1] = {1, type, {}, {{bank, 0, pointer}}, words, {}, 0, 0, 0};
+            toldAccesses.enabledAccessOpsPerOlio[5] |= std::uint64_t{accesses[i] != '-'} << i;
         }
     }
 

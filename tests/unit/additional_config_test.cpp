@@ -12,7 +12,8 @@
 
 #include "additional_config.hpp"
 #include "logger.hpp"
-#include "mode_config.hpp"
+#include "mode/defaults.hpp"
+#include "mode/record.hpp"
 #include "radio_fixture.hpp"
 
 namespace {

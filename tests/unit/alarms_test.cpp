@@ -8,10 +8,10 @@
 #include "../../tarnwick/doors/src/requests/news.hpp"
 #include "additional_config.hpp"
 #include "ask.hpp"
+#include "engine_io/olios.hpp"
+#include "engine_io/parameter_io.hpp"
 #include "logger.hpp"
 #include "radio_fixture.hpp"
-#include "rxe_intfc.hpp"
-#include "support/table.hpp"
 #include "support/temp_dir.hpp"
 #include "util.hpp"
 
@@ -34,7 +34,7 @@ class Alarms : public RadioTest {
         main_from_radio_async = news;
         consumer = peerOf(&events, ZMQ_PAIR, ZMQ_PAIR);
         database_timer = timerfd_create(CLOCK_REALTIME, TFD_NONBLOCK);
-        olios[5].transmitAntenna = 3;
+        rxe_intfc::olios[5].transmitAntenna = 3;
     }
 
     // What came on `events` since: type, number and message of each.

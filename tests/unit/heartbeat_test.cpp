@@ -6,9 +6,11 @@
 
 #include "../../tarnwick/doors/src/requests/report.hpp"
 #include "ask.hpp"
+#include "connection.hpp"
+#include "engine_io/channels.hpp"
 #include "logger.hpp"
 #include "radio.hpp"
-#include "rxe_intfc.hpp"
+#include "reader_facts.hpp"
 
 namespace {
 
@@ -24,9 +26,9 @@ json heartbeat() {
 
 void setReader(const char* model, std::uint16_t antennas) {
     engine_double::reset();
-    modelName = model;
-    max_ants = antennas;
-    rxeAntennaCheckSupported = true;
+    setModelName(model);
+    readerFacts.max_ants = antennas;
+    readerFacts.rxeAntennaCheckSupported = true;
     engine_double::setRecord(RXE_PARAM_ANTENNA_STATE, std::int16_t{0b01});
     engine_double::setRecord(RXE_PARAM_AMB_TEMP, std::int16_t{31});
     engine_double::setRecord(RXE_PARAM_PA_TEMP, std::int16_t{-4});

@@ -7,14 +7,19 @@
 #include <regex>
 #include <tuple>
 
+#include "apply/engine_params.hpp"
 #include "logger.hpp"
-#include "mode_config.hpp"
-#include "rxe_intfc.hpp"
+#include "mode/accessors.hpp"
+#include "mode/beams.hpp"
+#include "mode/defaults.hpp"
+#include "mode/engine_records.hpp"
+#include "mode/record.hpp"
+#include "reader_facts.hpp"
 #include "support/temp_dir.hpp"
 
 TEST(ModeDefaults, WhatNoRenderingShows) {
-    modelName = "PN8200";
-    max_ants = 9;
+    setModelName("PN8200");
+    readerFacts.max_ants = 9;
     mode_configuration_s m;
     m.userDefined = "a trace";
     m.bearingConfig = {1, QDX_BEAM_POL_e::PHI};
@@ -22,8 +27,8 @@ TEST(ModeDefaults, WhatNoRenderingShows) {
     EXPECT_EQ(m.userDefined, "");
     EXPECT_EQ(m.bearingConfig, (bearingConfig_s{0, QDX_BEAM_POL_e::PHI})) << "the one that stays";
     EXPECT_EQ(m.antennaStopCondition.value, 125);
-    modelName = "QDX4400";
-    max_ants = 0;
+    setModelName("QDX4400");
+    readerFacts.max_ants = 0;
     std::vector<std::uint32_t> fields;
     for (const mode_type_s& type : MODE_TYPES) {
         setDefaultMode(&m);
@@ -53,8 +58,8 @@ TEST(ModeRecord, CopyTakesOfAPatternOnlyWhatCounts) {
 }
 
 TEST(ModeAccessors, PortsAndBanksStayInsideTheirLists) {
-    modelName = "PN8200";
-    max_ants = 4;
+    setModelName("PN8200");
+    readerFacts.max_ants = 4;
     mode_configuration.antennaPortNames = {"dock", "gate", "belt", "door", "past"};
     std::string names;
     for (const std::uint8_t port : {0, 1, 4, 5}) {

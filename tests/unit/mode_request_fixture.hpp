@@ -11,8 +11,10 @@
 #include <string>
 #include <vector>
 
-#include "mode_config.hpp"
-#include "rxe_intfc.hpp"
+#include "engine_io/channels.hpp"
+#include "mode/record.hpp"
+#include "mode_request.hpp"
+#include "reader_facts.hpp"
 #include "support/engine_double.hpp"
 #include "support/json_schema.hpp"
 #include "support/temp_dir.hpp"
@@ -71,17 +73,17 @@ class ModeRequestTest : public testing::Test {
 
     // Another reader, with four antennas and goodRequest in force.
     void become(const std::string& model, std::int16_t powerX10 = 300) {
-        modelName = model;
-        max_ants = 4;
-        max_tx_pwr_x_10 = rxe_max_tx_pwr_x_10 = powerX10;
-        rssiFilterSupported = initial_channel_state = true;
+        setModelName(model);
+        readerFacts.max_ants = 4;
+        readerFacts.max_tx_pwr_x_10 = readerFacts.rxe_max_tx_pwr_x_10 = powerX10;
+        readerFacts.rssiFilterSupported = initial_channel_state = true;
         engine_double::reset();
         take(goodRequest);
         engine_double::clearCalls();
     }
 
     void take(const std::string& request) {
-        EXPECT_EQ(ask(request), "Success") << modelName << " " << request.substr(0, 500);
+        EXPECT_EQ(ask(request), "Success") << readerFacts.modelName << " " << request.substr(0, 500);
     }
 
     const mode_configuration_s& m = mode_configuration;

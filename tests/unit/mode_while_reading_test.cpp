@@ -6,9 +6,10 @@
 #include <span>
 #include <thread>
 
-#include "mode_config.hpp"
+#include "engine_io/channels.hpp"
+#include "mode_request.hpp"
 #include "radio_fixture.hpp"
-#include "rxe_intfc.hpp"
+#include "reader_facts.hpp"
 #include "support/temp_dir.hpp"
 
 using ModeWhileReading = RadioTest;
@@ -16,9 +17,9 @@ using ModeWhileReading = RadioTest;
 TEST_F(ModeWhileReading, everyReportIsMadeUnderOneMode) {
     const temp_dir_s directory;
     ASSERT_EQ(chdir(directory.path.c_str()), 0);
-    modelName = "PN5100";
-    max_ants = 4;
-    max_tx_pwr_x_10 = rxe_max_tx_pwr_x_10 = 300;
+    setModelName("PN5100");
+    readerFacts.max_ants = 4;
+    readerFacts.max_tx_pwr_x_10 = readerFacts.rxe_max_tx_pwr_x_10 = 300;
     initial_channel_state = true;
     const auto ask = [](const std::string& antennas, char letter) {
         const std::string user(200, letter);

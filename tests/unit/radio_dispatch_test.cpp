@@ -4,9 +4,9 @@
 #include <regex>
 #include <sstream>
 
-#include "mode_config.hpp"
+#include "mode/record.hpp"
 #include "radio_fixture.hpp"
-#include "rxe_intfc.hpp"
+#include "reader_facts.hpp"
 
 namespace {
 
@@ -161,7 +161,7 @@ TEST_F(RadioDispatch, CountsReadsByAntenna) {
         {"PN8200", 14, 0x0808},    {"PN8200", 65535, 0x0808}, {"QDX4400", 13, 0x0805},
         {"QDX4400", 5897, 0x0805}, {"QDX4400", 5897, 0x0805}};
     for (const auto& [model, antenna, type] : reads) {
-        modelName = model;
+        setModelName(model);
         deliver(RXE_PACKET_ANTENNA_INFO, bytes({0, 0, antenna >> 8, antenna & 0xFF}));
         deliver(type, "x");
     }

@@ -9,6 +9,8 @@
 #include <cstring>
 #include <utility>
 
+#include "apply/apply.hpp"
+#include "mode/record.hpp"
 #include "radio.hpp"
 #include "support/engine_double.hpp"
 #include "zmq_intfc.hpp"
@@ -68,7 +70,7 @@ class RadioTest : public testing::Test {
     // A packet from the engine, of the mode as it stands. The double decodes a payload by
     // copying it.
     static void deliver(std::uint16_t type, const void* payload, std::size_t size) {
-        publishReportPlan();
+        publishReportPlan(mode_configuration, toldAccesses);
         ASSERT_EQ(engine_double::deliver(type, {static_cast<const std::uint8_t*>(payload), size}), 0);
     }
     static void deliver(std::uint16_t type, const std::string& payload = {}) {

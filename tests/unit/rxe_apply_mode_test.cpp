@@ -6,9 +6,13 @@
 #include <cstring>
 #include <functional>
 
+#include "apply/apply.hpp"
+#include "engine_io/channels.hpp"
+#include "engine_io/olios.hpp"
 #include "logger.hpp"
-#include "mode_config.hpp"
-#include "rxe_intfc.hpp"
+#include "mode/defaults.hpp"
+#include "mode/record.hpp"
+#include "reader_facts.hpp"
 #include "support/engine_double.hpp"
 #include "util.hpp"
 
@@ -17,14 +21,15 @@ namespace {
 using enum filter_operation_e;
 // A reader after its connection, and a mode of antennas 1 and 2.
 mode_configuration_s& fresh(const char* model) {
-    modelName = model;
-    regulatory_standard = "US FCC 15";
-    max_ants = 4;
-    rxe_max_tx_pwr_x_10 = 330;
-    power_source = 0;
-    cable_loss_compensation_x_10.fill(0);
+    setModelName(model);
+    readerFacts.regulatory_standard = "US FCC 15";
+    readerFacts.max_ants = 4;
+    readerFacts.rxe_max_tx_pwr_x_10 = 330;
+    readerFacts.power_source = 0;
+    readerFacts.cable_loss_compensation_x_10.fill(0);
     initial_channel_state = true;
-    rssiFilterSupported = dynamicRangeSupported = txDelayIntervalSupported = false;
+    readerFacts.rssiFilterSupported = readerFacts.dynamicRangeSupported =
+        readerFacts.txDelayIntervalSupported = false;
     setDefaultMode(&mode_configuration);
     mode_configuration.antennas = {1, 2};
     mode_configuration.environment = ENVIRONMENT_PARAMS_e::NOT_USED;
@@ -117,7 +122,7 @@ void expectWrites(const std::string& expected) {
     EXPECT_EQ(writes(), baseline + expected);
     EXPECT_EQ(getWarningCount() - warnings, expected.find(" 330 ") != std::string::npos ? 1U : 0U);
     EXPECT_EQ(getTxAntForOlio(1), mode_configuration.antennas[0]);
-    EXPECT_EQ(enabledAccessOpsPerOlio[1], olios[1].accessBitMask);
+    EXPECT_EQ(toldAccesses.enabledAccessOpsPerOlio[1], rxe_intfc::olios[1].accessBitMask);
 }
 
 TEST(RxeApplyMode, OperationsAreWrittenInOrder) {
@@ -133,8 +138,8 @@ TEST(RxeApplyMode, OperationsAreWrittenInOrder) {
     // A prefix of 32 bytes, whose length wraps to 0; power over ethernet.
     prefix(fresh("PN5100"), EXCLUDE, std::string(64, 'F'));
     m.reportFilter = {report_filter_type_e::PER_ANTENNA, 60, {}};
-    power_source = 2;
-    cable_loss_compensation_x_10[1] = 50;
+    readerFacts.power_source = 2;
+    readerFacts.cable_loss_compensation_x_10[1] = 50;
     m.query = {.sel = 2, .session = 3, .target = 1, .tagPopulation = 100000};
     expectWrites("0101 0101000120|0201 01010203010f|" + olio(1, "129/250 300 1 1 0 201") + secondSelected +
                  gpis + "10ff 010100003c|");
@@ -158,23 +163,23 @@ TEST(RxeApplyMode, OperationsAreWrittenInOrder) {
                  "0305 01050000030007|0306 01040000030007|0307 01030000030007|0004 01000c03|10fb 04|" +
                  olio(1, "129/250 270 2 1 55 201") + "10fb 04|" + olio(2, "129/250 270 1 1 2a 201") + gpis +
                  "10ff -|");
-    EXPECT_EQ(accessParamsEnabledCount, 8U);
-    EXPECT_EQ(enabledAccessOps[1].wordCount, 0x0202);
-    EXPECT_EQ(enabledAccessOps[7].type, RXE_ACCESS_KILL);
+    EXPECT_EQ(toldAccesses.accessParamsEnabledCount, 8U);
+    EXPECT_EQ(toldAccesses.enabledAccessOps[1].wordCount, 0x0202);
+    EXPECT_EQ(toldAccesses.enabledAccessOps[7].type, RXE_ACCESS_KILL);
 
     // Nothing of it is left behind.
     fresh("PN5100").antennas = {1};
     expectWrites(query + olio1 + end);
-    EXPECT_EQ(accessParamsEnabledCount, 0U);
-    EXPECT_EQ(enabledAccessOps[1].enable, 0);
-    EXPECT_EQ(enabledAccessOpsPerOlio[2], 0U);
+    EXPECT_EQ(toldAccesses.accessParamsEnabledCount, 0U);
+    EXPECT_EQ(toldAccesses.enabledAccessOps[1].enable, 0);
+    EXPECT_EQ(toldAccesses.enabledAccessOpsPerOlio[2], 0U);
 }
 
 TEST(RxeApplyMode, SettingsAreWrittenInOrder) {
     // By antenna; cable loss and the radio's ceiling.
     mode_configuration_s& m = fresh("PN5100");
-    cable_loss_compensation_x_10[1] = 10;
-    cable_loss_compensation_x_10[2] = 40;
+    readerFacts.cable_loss_compensation_x_10[1] = 10;
+    readerFacts.cable_loss_compensation_x_10[2] = 40;
     m.inventoryParams = {{0, 1, 0, 4}, {3, 2, 2, 7}};
     m.queryList = {{.inventoryParamId = 2}, {.inventoryParamId = 1}};
     m.transmitPowerX10List = {300, 300};
@@ -186,9 +191,10 @@ TEST(RxeApplyMode, SettingsAreWrittenInOrder) {
 
     // Power over ethernet under FCC; four GPIs start and stop it; all features.
     fresh("PN8200");
-    power_source = 2;
-    rssiFilterSupported = dynamicRangeSupported = txDelayIntervalSupported = true;
-    cable_loss_compensation_x_10[1] = 50;
+    readerFacts.power_source = 2;
+    readerFacts.rssiFilterSupported = readerFacts.dynamicRangeSupported =
+        readerFacts.txDelayIntervalSupported = true;
+    readerFacts.cable_loss_compensation_x_10[1] = 50;
     m.radioStopConditions = {70000, 3, 500, 9, {{3, 1, 20}, {4, 0, 21}}};
     m.radioStartConditions = {radio_start_type_e::GPI_WITH_RESTART, {{1, 1, 5}, {4, 1, 6}}};
     m.delayBetweenAntennaCycles = {antenna_delay_type_e::NO_TAGS, 60};
@@ -203,7 +209,7 @@ TEST(RxeApplyMode, SettingsAreWrittenInOrder) {
     m.antennas = {3000, 5897};
     m.bearingConfig.enabled = 1;
     m.reportHeatmap = true;
-    cable_loss_compensation_x_10.fill(99);
+    readerFacts.cable_loss_compensation_x_10.fill(99);
     m.transmitPowerX10 = 300;
     expectWrites(query + "10f0 -|10ec 06|olio 1: 3000 fff3 129/250 300 0 1 0 201|" +
                  "10f0 -|10ec 06|olio 2: 5897 fff5 129/250 300 0 1 0 201|" + end + "0004 01008e02|");
@@ -260,7 +266,8 @@ TEST(RxeApplyMode, EachFailureHasItsCodeAndText) {
     for (const auto& [id, code, what, edit] : cases) {
         SCOPED_TRACE(what + " by " + std::to_string(id));
         mode_configuration_s& m = fresh("QDX4400");  // and a mode that needs every call
-        rssiFilterSupported = dynamicRangeSupported = txDelayIntervalSupported = true;
+        readerFacts.rssiFilterSupported = readerFacts.dynamicRangeSupported =
+            readerFacts.txDelayIntervalSupported = true;
         m.antennas = {3000, 5897};
         m.bearingConfig.enabled = 1;
         giveSelects(m);

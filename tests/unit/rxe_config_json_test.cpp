@@ -6,7 +6,12 @@
 #include <array>
 #include <nlohmann/json.hpp>
 
-#include "rxe_intfc.hpp"
+#include "configrxe.hpp"
+#include "engine_io/channels.hpp"
+#include "engine_io/olios.hpp"
+#include "engine_io/operations.hpp"
+#include "engine_io/parameters.hpp"
+#include "reader_facts.hpp"
 #include "support/engine_double.hpp"
 #include "support/temp_dir.hpp"
 #include "util.hpp"
@@ -27,22 +32,23 @@ json shown(const char* key) {
 }
 
 void supportEverything() {
-    rssiFilterSupported = dynamicRangeSupported = cableLossSupported = txDelayIntervalSupported = true;
-    max_ants = 2;
+    readerFacts.rssiFilterSupported = readerFacts.dynamicRangeSupported = readerFacts.cableLossSupported =
+        readerFacts.txDelayIntervalSupported = true;
+    readerFacts.max_ants = 2;
 }
 
 void writeEverything() {
     const std::uint8_t mask[] = {0xA1, 0xB2, 0xC0};
     const std::uint16_t words[] = {0x1234, 0xABCD};
-    rxe_max_tx_pwr_x_10 = 300;
-    setSelect(32, 1, 1, 7, 1, 32, 18, mask, 0);
+    readerFacts.rxe_max_tx_pwr_x_10 = 300;
+    setSelect(32, {1, 1, 7, 1, 32, 18, 0, 0, {0xA1, 0xB2, 0xC0}});
     setInvParams(255, 1, 3, 2, 1, 4);
     setAccessRead(63, 1, 3, 1, 2);
     setAccessMultiWordWrite(2, 1, 3, 5, 2, words);
     setAccessLock(3, 1, 0x802);
-    setOlio(1, 1, 2, 3, 2, 500, 255, 0x80000000, 255, 0x8000000000000001, 201);
-    setOlio(2, 1, 4, 4, 0x82, 50, 100, 0, 255, 0, 0);
-    setOlio(4, 1, 4, 4, 1, 1, 100, 0, 255, 0, 0);  // behind a disabled one: not seen
+    setOlio(1, {1, 0, 2, 3, 2, 0, 500, 255, 0x80000000, 255, {}, 0x8000000000000001, 201, {}});
+    setOlio(2, {1, 0, 4, 4, 0x82, 0, 50, 100, 0, 255, {}, 0, 0, {}});
+    setOlio(4, {1, 0, 4, 4, 1, 0, 1, 100, 0, 255, {}, 0, 0, {}});  // behind a disabled one: not seen
     setGlobalStopConditions(1000, 2, 0xF005, 0x81, 0, 0, 0, 20);
     setGPIOStart(0x22, 0, 7, 0, 0);
     setCustomFields(RXE_FIELD_EPC | RXE_FIELD_PHASE);
@@ -72,7 +78,7 @@ void writeEverything() {
 
 TEST(RxeConfigJson, TheDocumentShowsWhatWasWritten) {
     supportEverything();
-    modelName = "PN8200";
+    setModelName("PN8200");
     writeEverything();
     const json expected = shown("document");
     EXPECT_EQ(document(), expected) << json::diff(document(), expected);
@@ -89,12 +95,12 @@ TEST(RxeConfigJson, EachModelAndFirmwareShowsWhatItHas) {
     supportEverything();
     setTxDelayInterval(0, 40);
     setDynamicRange(3);
-    modelName = "QDX4400";
+    setModelName("QDX4400");
     expected.update(json::parse(R"({"txDelayInterval": "disabled", "dynamicRange": "UNKNOWN",
         "cableLoss": [{"antenna": 1, "cableLoss": 0.0}, {"antenna": 2, "cableLoss": 1.5}], "aarHeight": 15.5,
         "tagHeight": 3.0, "staticVDynamic": 9, "rssiDetectFilter": -70})"));
     EXPECT_EQ(document(), expected);
-    modelName = "PN5100-ASIC";
+    setModelName("PN5100-ASIC");
     EXPECT_EQ(document()["delayAfterSelects"], 3000);
 }
 
@@ -110,7 +116,7 @@ TEST(RxeConfigJson, AFailedReadIsTheWholeReply) {
         {"QDX4400", "10ee aar height,10ef tag height,10ed static v dynamic"}};
     supportEverything();
     for (const auto& [model, reads] : cases) {
-        modelName = model;
+        setModelName(model);
         for (const std::string& read : tokenizeCommaSeparatedString(&reads)) {
             std::size_t end = 0;
             const int id = std::stoi(read, &end, 16);
@@ -128,10 +134,9 @@ TEST(RxeConfigJson, AFailedReadIsTheWholeReply) {
 // the accesses the lower 32.
 TEST(RxeConfigJson, OneOlioAloneShowsWhatItsMasksStandFor) {
     writeEverything();
-    const std::uint8_t mask[] = {0xA1, 0xB0};
-    setSelect(3, 1, 4, 1, 2, 32, 12, mask, 0);
+    setSelect(3, {1, 4, 1, 2, 32, 12, 0, 0, {0xA1, 0xB0}});
     setInvParams(2, 1, 2, 1, 2, 7);
-    setOlio(9, 1, 2, 0xFFF3, 6, 250, 300, 5, 2, 0xFFFFFFFF00000002, 201);
+    setOlio(9, {1, 0, 2, 0xFFF3, 6, 0, 250, 300, 5, 2, {}, 0xFFFFFFFF00000002, 201, {}});
     std::string reply;
     json out;
     ASSERT_EQ(getEnabledOlio(&reply, &out, 9), 0);
@@ -140,7 +145,7 @@ TEST(RxeConfigJson, OneOlioAloneShowsWhatItsMasksStandFor) {
         {0x202, "inventory"}, {0x103, "select"}, {0x302, "access"}};
     for (const auto& [id, what] : failures) {
         engine_double::reset();
-        setOlio(9, 1, 2, 2, 6, 250, 300, 5, 2, 2, 201);
+        setOlio(9, {1, 0, 2, 2, 6, 0, 250, 300, 5, 2, {}, 2, 201, {}});
         engine_double::failOn("RXE_getParam", id);
         EXPECT_NE(getEnabledOlio(&reply, &out, 9), 0);
         EXPECT_EQ(reply, "Failure: error getting " + what);

@@ -4,9 +4,15 @@
 
 #include <mutex>
 
+#include "apply/apply.hpp"
+#include "connection.hpp"
+#include "engine_io/channels.hpp"
+#include "engine_io/features.hpp"
+#include "engine_io/olios.hpp"
+#include "engine_io/parameter_io.hpp"
 #include "logger.hpp"
 #include "radio.hpp"
-#include "rxe_intfc.hpp"
+#include "reader_facts.hpp"
 #include "support/engine_double.hpp"
 #include "support/management_double.hpp"
 #include "support/temp_dir.hpp"
@@ -17,9 +23,9 @@ class RxeConnectionTest : public testing::Test {
   protected:
     RxeConnectionTest() { std::filesystem::current_path(directory.path); }
 
-    temp_dir_s directory;  // of the saved mode and the log file
-    reader_facts_s facts;  // changed between connections only
-    std::mutex factsLock;  // for the thread sanitizer, which does not see the order that connections make
+    temp_dir_s directory;      // of the saved mode and the log file
+    management_facts_s facts;  // changed between connections only
+    std::mutex factsLock;      // for the thread sanitizer, which does not see the order that connections make
     ManagementDouble server{[this](const std::string& request) {
         const std::lock_guard hold(factsLock);
         return answerFromFacts(facts, request);
@@ -80,15 +86,16 @@ TEST_F(RxeConnectionTest, EngineSeesTheStartUpOfEachModelInOrder) {
             const std::lock_guard hold(factsLock);
             facts.model = model;
         }
-        max_ants = 0;
+        readerFacts.max_ants = 0;
         ASSERT_EQ(initRXEConnection(), RXE_OK);
-        EXPECT_EQ(modelName, name);
+        EXPECT_EQ(readerFacts.modelName, name);
         EXPECT_TRUE(RXE_connected_status && RXE_still_connected);
-        const bool array = modelName == "QDX4400";
-        const std::vector<int> learnt{rxe_max_tx_pwr_x_10, power_source, max_ants, max_tx_pwr_x_10,
-                                      cable_loss_compensation_x_10[2]};
+        const bool array = readerFacts.modelName == "QDX4400";
+        const std::vector<int> learnt{readerFacts.rxe_max_tx_pwr_x_10, readerFacts.power_source,
+                                      readerFacts.max_ants, readerFacts.max_tx_pwr_x_10,
+                                      readerFacts.cable_loss_compensation_x_10[2]};
         EXPECT_EQ(learnt, array ? (std::vector{330, 2, 14, 360, 0}) : (std::vector{330, 2, 4, 300, 375}));
-        EXPECT_EQ(olios[array ? 38 : 4].enable, 1);
+        EXPECT_EQ(rxe_intfc::olios[array ? 38 : 4].enable, 1);
         // The starting mode asks the array reader's firmware whether it detects link
         // profiles; its baseline repeats neither fields nor packets.
         EXPECT_EQ(callText(), "getAPIVerNum|connect 70800 /dev/ttyS1|getParam 0001|" + told +
@@ -194,10 +201,10 @@ TEST(RxeConnection, AClosedLinkIsForgottenOnlyWhenTheEngineAgrees) {
 }
 
 TEST(RxeConnection, OnlyThePN5100FallsBackToTheOtherTransmitDelay) {
-    txDelayIntervalSupported = initial_channel_state = true;
+    readerFacts.txDelayIntervalSupported = initial_channel_state = true;
     engine_double::failOn("RXE_setParam2", 0x10F3);
     for (const bool fallsBack : {false, true}) {
-        modelName = fallsBack ? "PN5100" : "PN5100-ASIC";
+        setModelName(fallsBack ? "PN5100" : "PN5100-ASIC");
         EXPECT_EQ(baselineRXEConfiguration(false), 77);
         EXPECT_EQ(engine_double::lastCall(), fallsBack ? "setParam2 10f3 014b" : "setParam2 10f3 024b");
     }

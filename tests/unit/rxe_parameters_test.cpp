@@ -4,8 +4,13 @@
 
 #include <functional>
 
+#include "configrxe.hpp"
+#include "engine_io/channels.hpp"
+#include "engine_io/olios.hpp"
+#include "engine_io/operations.hpp"
+#include "engine_io/packets.hpp"
+#include "engine_io/parameters.hpp"
 #include "logger.hpp"
-#include "rxe_intfc.hpp"
 #include "support/engine_double.hpp"
 
 namespace {
@@ -25,7 +30,7 @@ TEST(RxeParameters, WhatTheEngineCannotKnowNeverReachesIt) {
         [] { return setAccessBlockWrite(1, 1, 3, 0, 256, words); },
         [] { return setIDFilter(1, 1, 32, 536, mask, 67); },
         [] { return setIDFilter(235, 1, 32, 8, mask, 1); },
-        [] { return setOlio(1024, 1, 1, 1, 1, 1, 100, 0, 1, 0, 201); },
+        [] { return setOlio(1024, {}); },
         [] { return enableChannel(128, 915250); },
         [] { return setCableLossX10(-1, 1); },
         [] { return setCableLossX10(16, 1); }};

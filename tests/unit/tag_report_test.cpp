@@ -4,8 +4,10 @@
 #include <bit>
 #include <nlohmann/json.hpp>
 
+#include "apply/apply.hpp"
 #include "filter_expression.hpp"
-#include "mode_config.hpp"
+#include "mode/beams.hpp"
+#include "mode/record.hpp"
 #include "radio_fixture.hpp"
 #include "tw_msg.pb.h"
 #include "util.hpp"
@@ -52,7 +54,7 @@ class TagReport : public RadioTest {
         const RXE_packet_s head{.type = RXE_PACKET_TAG_INFO_CUSTOM, .length = size};
         std::string packet(reinterpret_cast<const char*>(&head), sizeof head);
         packet.append(reinterpret_cast<const char*>(&tag), size);
-        publishReportPlan();
+        publishReportPlan(mode_configuration, toldAccesses);
         takeReportPlan();
         process_tag_info_packet(reinterpret_cast<RXE_packet_s*>(packet.data()), {1700000000, 987654});
     }

@@ -1,13 +1,45 @@
 // SPDX-License-Identifier: MIT
-// What differs between reader models, as one row for each. Nothing else in the
-// daemon compares names of models: it asks the row for the one thing it needs.
+// What this reader is: the facts that are learnt while the engine connects, and the row of
+// its model. Nothing else in the daemon compares names of models: it asks the row for the
+// one thing that it needs.
+//
+// The facts are written by the main thread while the engine connects, before its callback
+// is registered and before the radio thread starts. Any thread may read them from then on.
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
+#include <string>
 #include <string_view>
 
-#include "mode_config.hpp"
+// Row of the link profile tables.
+enum class ENVIRONMENT_PARAMS_e : std::uint8_t {
+    LOW_INTERFERENCE = 0,
+    HIGH_INTERFERENCE = 1,
+    VERY_HIGH_INTERFERENCE = 2,
+    AUTO_DETECT = 3,
+    DEMO = 4,
+    NOT_USED = 5,  // the client gave link profiles instead; never a client's word
+};
+inline constexpr std::array<std::string_view, 6> ENVIRONMENT_PARAMS_strings{
+    "LOW_INTERFERENCE", "HIGH_INTERFERENCE", "VERY_HIGH_INTERFERENCE", "AUTO_DETECT", "DEMO", "NOT_USED",
+};
+inline constexpr std::array ENVIRONMENT_PARAMs{
+    ENVIRONMENT_PARAMS_e::LOW_INTERFERENCE,
+    ENVIRONMENT_PARAMS_e::HIGH_INTERFERENCE,
+    ENVIRONMENT_PARAMS_e::VERY_HIGH_INTERFERENCE,
+    ENVIRONMENT_PARAMS_e::AUTO_DETECT,
+    ENVIRONMENT_PARAMS_e::DEMO,
+    ENVIRONMENT_PARAMS_e::NOT_USED,
+};
+
+// The wait between two cycles of the antennas.
+enum class antenna_delay_type_e : std::uint32_t { DISABLED = 0, NO_TAGS = 1, NO_UNIQUE_TAGS = 2 };
+
+// Default power of a mode, in tenths of dBm.
+inline constexpr std::int16_t DEFAULT_TX_POWER_X10 = 270;
+inline constexpr std::int16_t DEFAULT_TX_POWER_X10_QDX = 360;
 
 // Link profiles by environment (rows in the order of ENVIRONMENT_PARAMS_e) and
 // channel width (columns: up to 500 kHz; 600; 1200; 1200 in Japan).
@@ -52,8 +84,51 @@ struct reader_model_s {
 // The row of a name, compared exactly; for any other name the row without one. Any
 // thread.
 const reader_model_s& readerModel(std::string_view name);
+inline constexpr reader_model_s otherModel{};
 
-// The row of this reader. Any thread, the tag path included: it only reads, a name
-// that is fixed before the engine's callback is registered and rows that are
-// constant, so that it needs no lock and costs a few comparisons of short texts.
-const reader_model_s& thisModel();
+// Entries of a table by antenna number, 0 to 15.
+inline constexpr std::size_t portTableSize = 16;
+
+struct reader_facts_s {
+    // "PN5100", "PN5100-ASIC", "PN8200", "QDX4400" or any other; empty without a radio.
+    std::string modelName;
+    const reader_model_s* model = &otherModel;  // the row of that name
+
+    // Name of the active regulatory standard, such as "US FCC 15".
+    std::string regulatory_standard;
+
+    // Antennas, or antenna elements on the array reader; 14 at most.
+    std::uint16_t max_ants = 14;
+
+    // What the reader claims to transmit and what the radio itself reports, in tenths of
+    // dBm. The second is the ceiling of setOlio.
+    std::int16_t max_tx_pwr_x_10 = 270;
+    std::int16_t rxe_max_tx_pwr_x_10 = 270;
+
+    // Cable loss in tenths of a dB, by antenna number (entry 0 is the first element of the
+    // array reader).
+    std::array<std::int16_t, portTableSize> cable_loss_compensation_x_10{};
+
+    // 0: 24 V supply, 1: PoE+, 2: PoE, else unknown.
+    std::uint16_t power_source = 0;
+
+    // What the firmware can do.
+    bool rxeAntennaCheckSupported = false;
+    bool rssiFilterSupported = false;
+    bool dynamicRangeSupported = false;
+    bool cableLossSupported = false;
+    bool txDelayIntervalSupported = false;
+};
+extern reader_facts_s readerFacts;
+
+// Stores the name of the model, and its row.
+void setModelName(std::string_view name);
+
+// The row of this reader. Any thread, the tag path included.
+inline const reader_model_s& thisModel() {
+    return *readerFacts.model;
+}
+
+// Any thread.
+std::uint16_t getMaxAnts();
+bool isValidAntenna(std::uint32_t antenna);  // on the array reader every value

@@ -3,7 +3,8 @@
 
 #include <algorithm>
 
-#include "rxe_intfc.hpp"
+// Written by the main thread while the engine connects, read by every thread afterwards.
+reader_facts_s readerFacts;
 
 namespace {
 
@@ -68,8 +69,6 @@ constexpr std::array models{
         .linkProfilesNeedAutoDetect = true,
     },
 };
-constexpr reader_model_s otherModel{};
-
 }  // namespace
 
 const reader_model_s& readerModel(std::string_view name) {
@@ -77,6 +76,15 @@ const reader_model_s& readerModel(std::string_view name) {
     return row != models.end() ? *row : otherModel;
 }
 
-const reader_model_s& thisModel() {
-    return readerModel(modelName);
+void setModelName(std::string_view name) {
+    readerFacts.modelName = name;
+    readerFacts.model = &readerModel(name);
+}
+
+std::uint16_t getMaxAnts() {
+    return readerFacts.max_ants;
+}
+
+bool isValidAntenna(std::uint32_t antenna) {
+    return thisModel().arrayReader || antenna <= readerFacts.max_ants;
 }

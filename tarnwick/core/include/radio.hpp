@@ -21,6 +21,9 @@
 
 #include "rxe.h"
 
+struct mode_configuration_s;  // mode/record.hpp
+struct told_accesses_s;       // engine_io/olios.hpp
+
 // ---- counters --------------------------------------------------------------
 
 // Antenna numbers that are counted: 0 to 13.
@@ -55,9 +58,10 @@ enum data_analytics_e : int {
 extern std::atomic<int> data_analytics_type;
 extern std::atomic<std::uint16_t> subscribers;
 
-// Starts the thread "radio", then asks the Reader Management server for the reader's MAC
-// address and host name, which stay empty when it does not answer. The sockets must exist.
-// Main thread. Returns 0, or -1 if the thread could not be created.
+// Starts the thread "radio", then asks the Reader Management server for the
+// reader's MAC address and host name; reports have them from the next plan on. The sockets
+// stand by now. Main thread.
+// Returns 0, or -1 if the thread could not be created.
 int startRadioThread();
 
 // Stops the radio engine, then the thread. Main thread, at shutdown, after a
@@ -116,10 +120,10 @@ void send_radio_stop_message();
 // a simulation, and never throws. Returns 0. Engine thread.
 int getPacket(RXE_packet_s* packet);
 
-// Makes the reports' plan of the mode in force and of the accesses that the engine was told,
-// and puts it in force between two packets: a mode may be set while the radio reads.
-// Neither thread waits. Main thread.
-void publishReportPlan();
+// Makes the reports' plan of a mode and of the accesses that the engine was told, and puts
+// it in force between two packets: a mode may be set while the radio reads. Neither
+// thread waits. Main thread.
+void publishReportPlan(const mode_configuration_s& mode, const told_accesses_s& accesses);
 
 // Takes the newest plan, if there is a new one. Engine thread, between two packets.
 void takeReportPlan();

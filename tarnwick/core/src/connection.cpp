@@ -5,29 +5,19 @@
 
 #include <algorithm>
 
+#include "connection.hpp"
+#include "engine_io/channels.hpp"
+#include "engine_io/features.hpp"
 #include "engine_io/parameter_io.hpp"
 #include "logger.hpp"
+#include "mode_request.hpp"
 #include "radio.hpp"
 #include "reader_facts.hpp"
 #include "rm_client.hpp"
-#include "rxe_intfc.hpp"
 #include "versions.hpp"
 
-// Reader facts. Written here by the main thread while the engine connects, and
-// use_rxe by main() before; read by every thread afterwards.
+// Written by main() before any other thread exists.
 constinit bool use_rxe = true;
-std::string modelName;
-std::string regulatory_standard;
-constinit std::uint16_t max_ants = 14;
-constinit std::int16_t max_tx_pwr_x_10 = 270;
-constinit std::int16_t rxe_max_tx_pwr_x_10 = 270;
-constinit std::array<std::int16_t, portTableSize> cable_loss_compensation_x_10{};
-constinit std::uint16_t power_source = 0;
-constinit bool rxeAntennaCheckSupported = false;
-constinit bool rssiFilterSupported = false;
-constinit bool dynamicRangeSupported = false;
-constinit bool cableLossSupported = false;
-constinit bool txDelayIntervalSupported = false;
 
 // Main thread only.
 constinit bool RXE_connected_status = false;
@@ -113,16 +103,16 @@ void noteFeature(bool* feature, bool supported, std::string_view yes, std::strin
 
 RXE_API_STATUS learnFeatures(connect_context_s* my) {
     const REL_VERSION_s* firmware = &my->firmware;
-    noteFeature(&rxeAntennaCheckSupported, isRXEAntennaCheckSupported(firmware),
+    noteFeature(&readerFacts.rxeAntennaCheckSupported, isRXEAntennaCheckSupported(firmware),
                 " RXE Based Antenna Check Supported", " RXE Based Antenna Check NOT Supported");
-    noteFeature(&rssiFilterSupported, isRSSIFilterSupported(firmware), " RSSI Filter Supported",
+    noteFeature(&readerFacts.rssiFilterSupported, isRSSIFilterSupported(firmware), " RSSI Filter Supported",
                 " RSSI Filter NOT Supported");
-    noteFeature(&dynamicRangeSupported, isDynamicRangeSupported(firmware), " Dynamic Range Supported",
-                " Dynamic Range NOT Supported");
-    noteFeature(&cableLossSupported, isCableLossSupported(firmware, &my->library),
+    noteFeature(&readerFacts.dynamicRangeSupported, isDynamicRangeSupported(firmware),
+                " Dynamic Range Supported", " Dynamic Range NOT Supported");
+    noteFeature(&readerFacts.cableLossSupported, isCableLossSupported(firmware, &my->library),
                 " Cable Loss Compensation Supported in RXE and API",
                 " Cable Loss Compensation NOT Supported in RXE or API");
-    noteFeature(&txDelayIntervalSupported, isTxDelayIntervalSupported(firmware),
+    noteFeature(&readerFacts.txDelayIntervalSupported, isTxDelayIntervalSupported(firmware),
                 " Tx Delay Interval Supported in RXE", " Tx Delay Interval NOT Supported in RXE");
     return RXE_OK;
 }
@@ -136,22 +126,21 @@ RXE_API_STATUS waitForManagement(connect_context_s*) {
 }
 
 RXE_API_STATUS learnModel(connect_context_s* my) {
-    if (getModel(&modelName) != 0) {
+    std::string name;
+    if (getModel(&name) != 0) {
         return failManagement(" Cannot connect to RM to get Model");
     }
-    const std::string_view asicName = thisModel().asicName;
-    if (my->firmware.major == 2 && !asicName.empty()) {
-        modelName = asicName;
-    }
-    logInfo(unit, " Reader is model: ", escaped_s{modelName});
+    const std::string_view asicName = readerModel(name).asicName;
+    setModelName(my->firmware.major == 2 && !asicName.empty() ? asicName : name);
+    logInfo(unit, " Reader is model: ", escaped_s{readerFacts.modelName});
     return RXE_OK;
 }
 
 RXE_API_STATUS learnStandard(connect_context_s*) {
-    if (getActiveStandardName(&regulatory_standard) != 0) {
+    if (getActiveStandardName(&readerFacts.regulatory_standard) != 0) {
         return failManagement(" Cannot connect to RM to get regulatory standard");
     }
-    logInfo(unit, " Reader is using ", escaped_s{regulatory_standard}, " regulatory standard");
+    logInfo(unit, " Reader is using ", escaped_s{readerFacts.regulatory_standard}, " regulatory standard");
     return RXE_OK;
 }
 
@@ -160,18 +149,18 @@ constexpr std::uint16_t arrayElements = 14;
 constexpr std::int16_t arrayMaxPower = 360;
 
 void logMaxPower() {
-    logInfo(unit, " Reader can transmit up to ", tenthsText(max_tx_pwr_x_10), " dbm");
+    logInfo(unit, " Reader can transmit up to ", tenthsText(readerFacts.max_tx_pwr_x_10), " dbm");
 }
 
 RXE_API_STATUS setArrayFacts(connect_context_s*) {
-    max_ants = arrayElements;
-    logInfo(unit, " Reader has ", max_ants, " antenna elements");
-    max_tx_pwr_x_10 = arrayMaxPower;
+    readerFacts.max_ants = arrayElements;
+    logInfo(unit, " Reader has ", readerFacts.max_ants, " antenna elements");
+    readerFacts.max_tx_pwr_x_10 = arrayMaxPower;
     logMaxPower();
-    cable_loss_compensation_x_10.fill(0);
+    readerFacts.cable_loss_compensation_x_10.fill(0);
     for (unsigned element = 0; element < arrayElements; ++element) {
         logInfo(unit, " Cable Loss Compensation for antenna element ", element, " is ",
-                tenthsText(cable_loss_compensation_x_10[element]), " db");
+                tenthsText(readerFacts.cable_loss_compensation_x_10[element]), " db");
     }
     return RXE_OK;
 }
@@ -194,14 +183,14 @@ RXE_API_STATUS learnReaderDetails(connect_context_s* my) {
         return fail(" Reader claims to have " + std::to_string(ports) +
                     " antennas but we only expect up to " + std::to_string(maxPorts));
     }
-    max_ants = static_cast<std::uint16_t>(ports);
-    logInfo(unit, " Reader has ", max_ants, " antennas");
+    readerFacts.max_ants = static_cast<std::uint16_t>(ports);
+    logInfo(unit, " Reader has ", readerFacts.max_ants, " antennas");
     if (source >= 0 && static_cast<std::size_t>(source) < std::size(supplyLines)) {
         logInfo(unit, supplyLines[source]);
     } else {
         logInfo(unit, " Reader is powered by unknown source (", source, ")");
     }
-    power_source = static_cast<std::uint16_t>(source);
+    readerFacts.power_source = static_cast<std::uint16_t>(source);
     return RXE_OK;
 }
 
@@ -209,10 +198,11 @@ RXE_API_STATUS learnReaderDetails(connect_context_s* my) {
 
 RXE_API_STATUS tellAntennaCount(connect_context_s*) {
     if (!thisModel().takesAntennaCount ||
-        note("the number of antennas", RXE_setParam(RXE_PARAM_NUM_ANTENNAS, &max_ants)) == RXE_OK) {
+        note("the number of antennas", RXE_setParam(RXE_PARAM_NUM_ANTENNAS, &readerFacts.max_ants)) ==
+            RXE_OK) {
         return RXE_OK;
     }
-    if (rxeAntennaCheckSupported) {
+    if (readerFacts.rxeAntennaCheckSupported) {
         return fail(" Failed to set the number of antennas on the PN5100");
     }
     logCountedWarning(unit, " Failed to set the number of antennas on the PN5100 using old radio Firmware");
@@ -223,8 +213,9 @@ RXE_API_STATUS tellAntennaCount(connect_context_s*) {
 // this ends the connection although it is only a warning.
 RXE_API_STATUS tellAntennaCheck(connect_context_s*) {
     std::uint8_t interval = 5;
-    if (!rxeAntennaCheckSupported || note("the interval of the antenna check",
-                                          RXE_setParam(RXE_PARAM_ANTENNA_CHECK, &interval)) == RXE_OK) {
+    if (!readerFacts.rxeAntennaCheckSupported ||
+        note("the interval of the antenna check", RXE_setParam(RXE_PARAM_ANTENNA_CHECK, &interval)) ==
+            RXE_OK) {
         return RXE_OK;
     }
     logCountedWarning(unit, " Failed to set the antennaCheckInterval, could be old RXE FW");
@@ -232,15 +223,15 @@ RXE_API_STATUS tellAntennaCheck(connect_context_s*) {
 }
 
 RXE_API_STATUS tellCableLosses(connect_context_s* my) {
-    max_tx_pwr_x_10 = static_cast<std::int16_t>(my->reportedPower);
+    readerFacts.max_tx_pwr_x_10 = static_cast<std::int16_t>(my->reportedPower);
     logMaxPower();
-    for (int antenna = 1; antenna <= max_ants; ++antenna) {
+    for (int antenna = 1; antenna <= readerFacts.max_ants; ++antenna) {
         int lossPerHundredFt = 0;
         int cableLength = 0;
         if (getCableLossCompensation(antenna, &lossPerHundredFt, &cableLength) != 0) {
             return failManagement(" Cannot connect to RM to get Cable Loss Compensation");
         }
-        std::int16_t& loss = cable_loss_compensation_x_10[static_cast<std::size_t>(antenna)];
+        std::int16_t& loss = readerFacts.cable_loss_compensation_x_10[static_cast<std::size_t>(antenna)];
         const long long tenths = static_cast<long long>(cableLength) * lossPerHundredFt / 10;
         loss = static_cast<std::int16_t>(tenths);
         logInfo(unit, " Cable Loss Compensation for antenna ", antenna, " is ", tenthsText(loss), " db");
@@ -257,8 +248,8 @@ RXE_API_STATUS learnRadioPower(connect_context_s*) {
     if (status != RXE_OK) {
         return fail(" Failed to get the maximum RXE transmit power", status);
     }
-    rxe_max_tx_pwr_x_10 = static_cast<std::int16_t>(power & 0xFFFF);
-    logInfo(unit, " Maximum RXE Transmit Power is ", tenthsText(rxe_max_tx_pwr_x_10), " dbm");
+    readerFacts.rxe_max_tx_pwr_x_10 = static_cast<std::int16_t>(power & 0xFFFF);
+    logInfo(unit, " Maximum RXE Transmit Power is ", tenthsText(readerFacts.rxe_max_tx_pwr_x_10), " dbm");
     return RXE_OK;
 }
 

@@ -4,11 +4,18 @@
 // one olio that each of them gets.
 #include <algorithm>
 
-#include "apply/apply_mode.hpp"
+#include "apply/apply.hpp"
+#include "apply/steps.hpp"
+#include "apply/engine_params.hpp"
+#include "engine_io/olios.hpp"
+#include "engine_io/operations.hpp"
+#include "engine_io/packets.hpp"
 #include "engine_io/parameter_io.hpp"
+#include "engine_io/parameters.hpp"
 #include "logger.hpp"
+#include "mode/accessors.hpp"
+#include "mode/record.hpp"
 #include "reader_facts.hpp"
-#include "rxe_intfc.hpp"
 #include "util.hpp"
 
 namespace {
@@ -83,18 +90,24 @@ int writePrefixSelect(apply_context_s* my) {
     constexpr std::uint8_t sessionS1 = 1;
     constexpr std::uint8_t bankEPC = 1;
     constexpr std::uint16_t firstEpcBit = 0x20;
-    const auto length = static_cast<std::uint8_t>((my->prefix.size() & 31) * 8);
-    const RXE_API_STATUS status =
-        setSelect(1, 1, sessionS1, exclude ? 0 : 4, bankEPC, firstEpcBit, length, my->prefix.data(), 0);
+    SELECT_OP_s select{};
+    select.enable = 1;
+    select.target = sessionS1;
+    select.action = exclude ? 0 : 4;
+    select.membank = bankEPC;
+    select.pointer = firstEpcBit;
+    select.length = static_cast<std::uint8_t>((my->prefix.size() & 31) * 8);
+    std::copy_n(my->prefix.begin(), select.length / 8, select.mask);
+    const RXE_API_STATUS status = setSelect(1, select);
     my->selectMask = 1;
     return engineFailure(my, exclude ? -2 : -1, status, "select error");
 }
 
 int writeSelects(apply_context_s* my) {
     for (std::size_t i = 0; i < my->selects.size(); ++i) {
-        const SELECT_OP_s& op = my->selects[i];
-        const RXE_API_STATUS status = setSelect(static_cast<std::uint8_t>(i + 1), 1, op.target, op.action,
-                                                op.membank, op.pointer, op.length, op.mask, op.truncate);
+        SELECT_OP_s select = my->selects[i];
+        select.enable = 1;
+        const RXE_API_STATUS status = setSelect(static_cast<std::uint8_t>(i + 1), select);
         if (status != RXE_OK) {
             return engineFailure(my, -1, status, "select error");
         }
@@ -151,8 +164,8 @@ int writeGpioDirection(apply_context_s* my) {
 
 int writeAutorestart(apply_context_s* my) {
     const bool restarts = my->mode.radioStartConditions.type == radio_start_type_e::GPI_WITH_RESTART;
-    std::uint8_t restart = restarts ? 2 : 0;
-    return engineFailure(my, -6, rxe_intfc::writeParameter(RXE_PARAM_AUTORESTART, &restart),
+    const std::uint8_t restart = restarts ? 2 : 0;
+    return engineFailure(my, -6, rxe_intfc::writeParameter<RXE_PARAM_AUTORESTART>(restart),
                          "autorestart error");
 }
 
@@ -168,7 +181,7 @@ int writeGpioStart(apply_context_s* my) {
 }
 
 int writeTxDelay(apply_context_s* my) {
-    if (!txDelayIntervalSupported) {
+    if (!readerFacts.txDelayIntervalSupported) {
         return 0;
     }
     const delay_between_antenna_cycles_s& delay = my->mode.delayBetweenAntennaCycles;
@@ -226,14 +239,15 @@ int writeArrayReader(apply_context_s* my) {
 
 int writeDynamicRange(apply_context_s* my) {
     constexpr std::uint8_t highRange = 2;
-    if (!dynamicRangeSupported || my->mode.environment != ENVIRONMENT_PARAMS_e::VERY_HIGH_INTERFERENCE) {
+    if (!readerFacts.dynamicRangeSupported ||
+        my->mode.environment != ENVIRONMENT_PARAMS_e::VERY_HIGH_INTERFERENCE) {
         return 0;
     }
     return engineFailure(my, -14, setDynamicRange(highRange), "dynamic range error");
 }
 
 int writeRssiThreshold(apply_context_s* my) {
-    if (!rssiFilterSupported) {
+    if (!readerFacts.rssiFilterSupported) {
         return 0;
     }
     return engineFailure(my, -12, setRSSIDetectThreshold(my->mode.rssiFilter.threshold),
@@ -265,6 +279,17 @@ int rxe_intfc::engineFailure(apply_context_s* my, int code, RXE_API_STATUS statu
     }
     return fail(my, code,
                 "Failure: Failed to set " + what + sprintfStr(" 0x%04x", static_cast<unsigned>(status)));
+}
+
+RXE_API_STATUS setRadioStopConditions(const radioStopConditions_s* conditions) {
+    std::uint16_t tagCount = conditions->tagCount;
+    if (tagCount == 0 && conditions->noMoreUniqueTags != 0) {
+        tagCount = static_cast<std::uint16_t>(RXE_NO_MORE_UNIQUE_TAGS_BASE + conditions->noMoreUniqueTags);
+    }
+    const std::vector<gpi_s>* gpis = &conditions->gpis;
+    return setGlobalStopConditions(conditions->duration, conditions->olioLoops, tagCount, getGPIBitMask(gpis),
+                                   getGPIHoldTime(1, gpis), getGPIHoldTime(2, gpis), getGPIHoldTime(3, gpis),
+                                   getGPIHoldTime(4, gpis));
 }
 
 int configureRXEForMode(const mode_configuration_s& mode, std::string* reply) {

@@ -4,14 +4,17 @@
 #include <algorithm>
 #include <string_view>
 
-#include "apply/apply_mode.hpp"
+#include "apply/apply.hpp"
+#include "apply/steps.hpp"
+#include "apply/engine_params.hpp"
+#include "engine_io/olios.hpp"
+#include "engine_io/operations.hpp"
+#include "engine_io/parameters.hpp"
+#include "mode/accessors.hpp"
 #include "reader_facts.hpp"
-#include "rxe_intfc.hpp"
 
-// The accesses the engine was told. Main thread.
-constinit std::array<ACCESS_OP_s, accessTableSize> enabledAccessOps{};
-constinit std::array<std::uint64_t, olioTableSize> enabledAccessOpsPerOlio{};
-constinit std::uint32_t accessParamsEnabledCount = 0;
+// Written by the steps below, read by the report plan that is made behind them. Main thread.
+constinit told_accesses_s toldAccesses;
 
 namespace {
 
@@ -63,19 +66,19 @@ int writeAccess(apply_context_s* my, std::size_t id, const ACCESS_OP_s& op) {
     if (status != RXE_OK) {
         return engineFailure(my, -5, status, "access " + std::string(writer->name) + " error");
     }
-    enabledAccessOps[id] = op;
+    toldAccesses.enabledAccessOps[id] = op;
     return 0;
 }
 
 void forgetAccesses() {
-    enabledAccessOps[0].enable = 0;
-    enabledAccessOpsPerOlio.fill(0);
-    accessParamsEnabledCount = 0;
+    toldAccesses.enabledAccessOps[0].enable = 0;
+    toldAccesses.enabledAccessOpsPerOlio.fill(0);
+    toldAccesses.accessParamsEnabledCount = 0;
 }
 
 void disableAccessesFrom(std::size_t id) {
-    for (; id < enabledAccessOps.size(); ++id) {
-        enabledAccessOps[id].enable = 0;
+    for (; id < toldAccesses.enabledAccessOps.size(); ++id) {
+        toldAccesses.enabledAccessOps[id].enable = 0;
     }
 }
 
@@ -91,11 +94,11 @@ std::int16_t olioPower(std::uint32_t antenna, std::int16_t requested) {
         return requested;
     }
     int power = requested;
-    if (antenna < cable_loss_compensation_x_10.size()) {
-        power += cable_loss_compensation_x_10[antenna];
+    if (antenna < readerFacts.cable_loss_compensation_x_10.size()) {
+        power += readerFacts.cable_loss_compensation_x_10[antenna];
     }
-    if (power_source == poweredByPoE) {
-        const bool fcc = regulatory_standard == "US FCC 15";
+    if (readerFacts.power_source == poweredByPoE) {
+        const bool fcc = readerFacts.regulatory_standard == "US FCC 15";
         power = std::min<int>(power, fcc ? model.poePowerX10FCC : model.poePowerX10);
     }
     return static_cast<std::int16_t>(std::clamp(power, -32768, 32767));
@@ -145,27 +148,28 @@ int writeOlio(apply_context_s* my, std::size_t index) {
     const std::uint32_t antenna = my->mode.antennas[index];
     const auto position = static_cast<std::uint16_t>(index);
     const auto id = static_cast<std::uint16_t>(index + 1);
-    const std::uint8_t stopType = getOlioStopConditionType(my->mode, position);
-    const std::uint16_t stopValue = getOlioStopConditionValue(my->mode, position);
-    std::uint16_t receive = 0;
-    if (const int code = olioReceiveAntenna(my, antenna, &receive); code != 0) {
+    OLIO_s olio{};
+    olio.enable = 1;
+    olio.transmitAntenna = static_cast<std::uint16_t>(antenna);
+    olio.stopType = getOlioStopConditionType(my->mode, position);
+    olio.stopValue = getOlioStopConditionValue(my->mode, position);
+    if (const int code = olioReceiveAntenna(my, antenna, &olio.receiveAntenna); code != 0) {
         return code;
     }
-    std::uint32_t selectMask = 0;
-    std::uint64_t accessMask = 0;
-    if (const int code = olioMasks(my, index, &selectMask, &accessMask); code != 0) {
+    if (const int code = olioMasks(my, index, &olio.selectBitMask, &olio.accessBitMask); code != 0) {
         return code;
     }
     if (const int code = writeBlockSize(my); code != 0) {
         return code;
     }
-    const RXE_API_STATUS status = setOlio(id, 1, static_cast<std::uint16_t>(antenna), receive, stopType,
-                                          stopValue, olioPower(antenna, my->powers[index]), selectMask,
-                                          my->inventoryIds[index], accessMask, my->linkProfiles[index]);
+    olio.transmitPower = olioPower(antenna, my->powers[index]);
+    olio.inventoryIndex = my->inventoryIds[index];
+    olio.linkProfileIndex = my->linkProfiles[index];
+    const RXE_API_STATUS status = setOlio(id, olio);
     if (status != RXE_OK) {
         return engineFailure(my, -5, status, "olio " + std::to_string(id) + " error");
     }
-    enabledAccessOpsPerOlio[id] = accessMask;
+    toldAccesses.enabledAccessOpsPerOlio[id] = olio.accessBitMask;
     return 0;
 }
 
@@ -176,7 +180,7 @@ int rxe_intfc::writeAccesses(apply_context_s* my) {
     std::size_t id = 1;
     for (const ACCESS_OP_s& op : my->accesses) {
         if (op.enable != 0) {
-            ++accessParamsEnabledCount;
+            ++toldAccesses.accessParamsEnabledCount;
         }
         if (const int code = writeAccess(my, id, op); code != 0) {
             return code;

@@ -2,8 +2,9 @@
 // Reads of the mode in force for the engine set-up and the tag path.
 #include <limits>
 
-#include "mode_config.hpp"
-#include "rxe_intfc.hpp"
+#include "mode/accessors.hpp"
+#include "mode/record.hpp"
+#include "reader_facts.hpp"
 
 namespace {
 // Answer for a port without a name; never written.

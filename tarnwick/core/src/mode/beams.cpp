@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
+#include "mode/beams.hpp"
 #include "beam_grid.hpp"
+#include "mode/defaults.hpp"
+#include "mode/record.hpp"
 #include "mode/words.hpp"
-#include "mode_config.hpp"
 
 namespace {
 constexpr bool wordsAreThoseOfTheGrid() {

@@ -3,9 +3,11 @@
 // leaves it out, and a polarization may only be asked for on default antennas.
 #include <numeric>
 
+#include "mode/accessors.hpp"
+#include "mode/defaults.hpp"
+#include "mode/record.hpp"
 #include "mode/render.hpp"
 #include "reader_facts.hpp"
-#include "rxe_intfc.hpp"
 
 namespace {
 

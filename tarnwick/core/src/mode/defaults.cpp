@@ -2,9 +2,10 @@
 // The values a mode starts from, by mode type and reader model.
 #include <numeric>
 
-#include "mode_config.hpp"
+#include "mode/beams.hpp"
+#include "mode/defaults.hpp"
+#include "mode/record.hpp"
 #include "reader_facts.hpp"
-#include "rxe_intfc.hpp"
 
 namespace {
 // ms on each of `antennas` antennas so that a cycle takes a second.

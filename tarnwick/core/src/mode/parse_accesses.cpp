@@ -3,7 +3,9 @@
 // The engine has one pool of them and a mask over it for each antenna.
 #include <nlohmann/json.hpp>
 
+#include "mode/engine_records.hpp"
 #include "mode/parser.hpp"
+#include "mode/record.hpp"
 #include "reader_facts.hpp"
 #include "util.hpp"
 

@@ -5,8 +5,12 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 
+#include "engine_io/packets.hpp"
+#include "mode/beams.hpp"
+#include "mode/defaults.hpp"
 #include "mode/parser.hpp"
-#include "rxe_intfc.hpp"
+#include "mode/record.hpp"
+#include "reader_facts.hpp"
 #include "util.hpp"
 
 using nlohmann::json;
@@ -81,7 +85,7 @@ int getNumberOrArray(const json* root, const char* key, Number* number, Number l
 }
 
 int parsePowerList(const json& list, mode_configuration_s* mode, std::string* reply) {
-    const double ceiling = max_tx_pwr_x_10 / 10.0;
+    const double ceiling = readerFacts.max_tx_pwr_x_10 / 10.0;
     mode->transmitPowerX10List.clear();
     for (const json& element : list) {
         if (!element.is_number()) {
@@ -189,8 +193,8 @@ int getBeam(const json* object, std::uint16_t* beam, std::string* reply) {
 int parseTransmitPower(const json* root, mode_configuration_s* mode, std::string* reply) {
     double dBm = 0;
     json list;
-    const int result =
-        getNumberOrArray(root, "transmitPower", &dBm, antennaPowerMin, max_tx_pwr_x_10 / 10.0, &list, reply);
+    const int result = getNumberOrArray(root, "transmitPower", &dBm, antennaPowerMin,
+                                        readerFacts.max_tx_pwr_x_10 / 10.0, &list, reply);
     if (result != keyParsed) {
         return result == keyAbsent ? keyParsed : keyRefused;
     }

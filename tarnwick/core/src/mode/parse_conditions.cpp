@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 
 #include "mode/parser.hpp"
+#include "mode/record.hpp"
 #include "reader_facts.hpp"
 #include "util.hpp"
 

@@ -5,6 +5,7 @@
 
 #include "filter_expression.hpp"
 #include "mode/parser.hpp"
+#include "mode/record.hpp"
 #include "util.hpp"
 
 using nlohmann::json;

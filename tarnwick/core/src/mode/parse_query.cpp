@@ -3,7 +3,10 @@
 #include <limits>
 #include <nlohmann/json.hpp>
 
+#include "mode/defaults.hpp"
+#include "mode/engine_records.hpp"
 #include "mode/parser.hpp"
+#include "mode/record.hpp"
 
 using nlohmann::json;
 

@@ -7,10 +7,11 @@
 #include <optional>
 
 #include "additional_config.hpp"
+#include "mode/defaults.hpp"
 #include "mode/parser.hpp"
+#include "mode/record.hpp"
 #include "mode/render.hpp"
 #include "reader_facts.hpp"
-#include "rxe_intfc.hpp"
 #include "util.hpp"
 
 using nlohmann::json;
@@ -206,7 +207,7 @@ int parseRSSIFilter(const json* root, mode_configuration_s* mode, std::string* r
     if (const int result = getJsonValueObject(root, "rssiFilter", &value, reply); result != 0) {
         return optionalKey(result, reply) == keyAbsent ? keyParsed : keyRefused;
     }
-    if (!rssiFilterSupported) {
+    if (!readerFacts.rssiFilterSupported) {
         return refuse(reply, "Failure: RSSI filter not supported");
     }
     rssiFilter_s parsed{RSSI_FILTER_OFF};

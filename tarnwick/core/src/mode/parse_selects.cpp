@@ -8,6 +8,7 @@
 #include <unordered_map>
 
 #include "mode/parser.hpp"
+#include "mode/record.hpp"
 #include "util.hpp"
 
 using nlohmann::json;

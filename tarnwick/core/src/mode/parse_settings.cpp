@@ -4,7 +4,11 @@
 #include <limits>
 #include <nlohmann/json.hpp>
 
+#include "mode/accessors.hpp"
+#include "mode/beams.hpp"
+#include "mode/defaults.hpp"
 #include "mode/parser.hpp"
+#include "mode/record.hpp"
 #include "mode/render.hpp"
 #include "reader_facts.hpp"
 #include "util.hpp"

@@ -4,6 +4,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "mode/record.hpp"
 #include "util.hpp"
 
 using nlohmann::json;

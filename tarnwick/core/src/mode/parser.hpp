@@ -20,8 +20,8 @@
 #include <vector>
 
 #include "json_fields.hpp"
+#include "mode/record.hpp"
 #include "mode/words.hpp"
-#include "mode_config.hpp"
 
 // --- Results.
 

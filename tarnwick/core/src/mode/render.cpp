@@ -6,8 +6,13 @@
 #include <nlohmann/json.hpp>
 
 #include "json_fields.hpp"
+#include "mode/beams.hpp"
+#include "mode/defaults.hpp"
+#include "mode/language.hpp"
 #include "mode/parser.hpp"
+#include "mode/record.hpp"
 #include "mode/words.hpp"
+#include "reader_facts.hpp"
 #include "util.hpp"
 
 using nlohmann::json;

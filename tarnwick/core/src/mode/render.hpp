@@ -10,7 +10,8 @@
 #include <string>
 #include <string_view>
 
-#include "mode_config.hpp"
+#include "mode/language.hpp"
+#include "mode/record.hpp"
 #include "rxe.h"
 
 // --- The plain words of "tagMetaData", in the order in which they are rendered. A

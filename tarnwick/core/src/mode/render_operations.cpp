@@ -3,6 +3,8 @@
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
+#include "mode/defaults.hpp"
+#include "mode/record.hpp"
 #include "mode/render.hpp"
 #include "mode/words.hpp"
 #include "util.hpp"

@@ -2,6 +2,10 @@
 // The conditions and filters of the mode in force as JSON.
 #include <nlohmann/json.hpp>
 
+#include "mode/accessors.hpp"
+#include "mode/defaults.hpp"
+#include "mode/language.hpp"
+#include "mode/record.hpp"
 #include "mode/render.hpp"
 #include "mode/words.hpp"
 

@@ -1,24 +1,18 @@
 // SPDX-License-Identifier: MIT
-// A mode request: the keys in their order, the rules between them, and the
-// moment in which the new mode takes the place of the old.
-#include <iomanip>
+// A mode request: the keys in their order, and the rules between them.
 #include <nlohmann/json.hpp>
-#include <ostream>
-#include <stdexcept>
-#include <streambuf>
 
-#include "logger.hpp"
+#include "mode/accessors.hpp"
+#include "mode/defaults.hpp"
+#include "mode/language.hpp"
 #include "mode/parser.hpp"
-#include "radio.hpp"
+#include "mode/record.hpp"
 #include "reader_facts.hpp"
-#include "rxe_intfc.hpp"
 #include "util.hpp"
 
 using nlohmann::json;
 
 namespace {
-
-constexpr std::string_view unit = "mode_config";
 
 // A request on its way. `mode` becomes the mode in force only at the end, so
 // that a request that fails on the way changes nothing, but for the settings of the
@@ -396,51 +390,6 @@ constexpr int (*keyParsers[])(request_s& request) = {
     plainKey<parseDelayBetweenAntCycles>,  // "delayBetweenAntennaCycles"
 };
 
-// Has the engine take the mode. Only then is it the mode in force, and the one that
-// reports are made by. What the engine refuses has been in force nowhere else; the engine
-// itself starts afresh with the next mode.
-int commit(const mode_configuration_s& mode, std::string* reply) {
-    if (configureRXEForMode(mode, reply) != 0) {
-        return -5;
-    }
-    copyModeConfiguration(&mode, &mode_configuration);
-    publishReportPlan();
-    return 0;
-}
-
-// Takes text up to the size that the next start reads, and throws beyond it: the
-// indentation of a few megabytes, deeply nested, would be gigabytes.
-class bounded_text : public std::streambuf {
-  public:
-    std::string text;
-
-  private:
-    std::streamsize xsputn(const char* more, std::streamsize count) override {
-        if (text.size() + static_cast<std::size_t>(count) > maxFileSize) {
-            throw std::length_error("too large");
-        }
-        text.append(more, static_cast<std::size_t>(count));
-        return count;
-    }
-    int_type overflow(int_type next) override {
-        const char character = traits_type::to_char_type(next);
-        return xsputn(&character, 1) == 1 ? next : traits_type::eof();
-    }
-};
-
-// Indented by 4 for people to read, or on one line where that would be too large.
-std::string fileText(const json& document) {
-    bounded_text out;
-    std::ostream stream(&out);
-    stream.exceptions(std::ios::badbit);  // lets the exception through
-    try {
-        stream << std::setw(4) << document;
-    } catch (const std::length_error&) {
-        return document.dump();
-    }
-    return std::move(out.text);
-}
-
 }  // namespace
 
 int parseModeRequest(const std::string& request, json* root, mode_configuration_s* mode, std::string* reply) {
@@ -456,46 +405,5 @@ int parseModeRequest(const std::string& request, json* root, mode_configuration_
             return refused;
         }
     }
-    return 0;
-}
-
-int applyModeRequest(const std::string& request, json* root, std::string* reply) {
-    logInfo(unit, " Reading in Mode Request ", escaped_s{request});
-    mode_configuration_s mode;
-    const int refused = parseModeRequest(request, root, &mode, reply);
-    return refused != 0 ? refused : commit(mode, reply);
-}
-
-// The client is not told of a failure, and the counters are as they were.
-void storeModeRequest(json&& root) {
-    json document = json::object();
-    document["mode"] = std::move(root);
-    std::string cause;
-    if (!replaceFile(modeFile, fileText(document), &cause)) {
-        logUncountedError(unit, " the mode is in force, but not stored for the next start: ", cause);
-    }
-}
-
-int configMode(const std::string* request, std::string* reply) {
-    json root;
-    const int refused = applyModeRequest(*request, &root, reply);
-    if (refused == 0) {
-        storeModeRequest(std::move(root));
-    }
-    return refused;
-}
-
-int handleModeRequest(std::vector<std::string>* tokens, std::string* reply) {
-    if (tokens->size() < 2) {
-        return getCurrentMode(reply, GET_CURRENT_MODE_METHOD_e::DEFAULT);
-    }
-    const std::string& request = (*tokens)[1];
-    if (request == "verbose") {
-        return getCurrentMode(reply, GET_CURRENT_MODE_METHOD_e::VERBOSE);
-    }
-    if (request == "as_set") {
-        return getCurrentMode(reply, GET_CURRENT_MODE_METHOD_e::AS_SET);
-    }
-    configMode(&request, reply);
     return 0;
 }

@@ -11,7 +11,8 @@
 #include <string_view>
 #include <vector>
 
-#include "mode_config.hpp"
+#include "mode/record.hpp"
+#include "reader_facts.hpp"
 
 template <class Value>
 struct word_s {

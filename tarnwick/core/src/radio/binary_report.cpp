@@ -7,6 +7,7 @@
 #include <cstring>
 #include <vector>
 
+#include "mode/record.hpp"
 #include "radio.hpp"
 #include "radio/report_plan.hpp"
 #include "radio_state.hpp"

@@ -10,8 +10,6 @@
 #include "radio.hpp"
 #include "radio/report_plan.hpp"
 #include "radio_state.hpp"
-#include "rxe_intfc.hpp"
-#include "turn.hpp"
 #include "zmq_intfc.hpp"
 
 std::atomic<std::uint64_t> packetRxCount{0};

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "json_values.hpp"
-#include "mode_config.hpp"
+#include "mode/beams.hpp"
 #include "radio.hpp"
 #include "radio_state.hpp"
 

@@ -8,7 +8,7 @@
 #include <utility>
 
 #include "json_values.hpp"
-#include "mode_config.hpp"
+#include "mode/record.hpp"
 #include "radio/report_plan.hpp"
 #include "radio_state.hpp"
 #include "tuvr.h"

@@ -163,7 +163,6 @@ int startRadioThread() {
     }
     pthread_setname_np(radio_thread, "radio");
     getReaderDetails(&names.rdr_mac, &names.rdr_hostname);
-    publishReportPlan();
     return 0;
 }
 

@@ -6,7 +6,11 @@
 #include <memory>
 #include <utility>
 
+#include "engine_io/olios.hpp"
 #include "json_values.hpp"
+#include "mode/accessors.hpp"
+#include "mode/defaults.hpp"
+#include "mode/record.hpp"
 #include "radio.hpp"
 #include "radio_state.hpp"
 #include "reader_facts.hpp"
@@ -97,15 +101,15 @@ std::string memoryKey(const ACCESS_OP_s& op) {
     return key;
 }
 
-void planAccesses(const mode_configuration_s& mode, report_plan_s* plan) {
+void planAccesses(const mode_configuration_s& mode, const told_accesses_s& told, report_plan_s* plan) {
     plan->heatMap = mode.reportHeatmap;
     plan->readsAsMetadata = isTagDataMemoryEnabled(&mode);
     plan->restartsSlots = !mode.uniqueAccesses.empty();
     plan->accesses = plan->readsAsMetadata || plan->restartsSlots;
-    plan->enabledAccesses = accessParamsEnabledCount;
-    plan->accessesOfOlio = enabledAccessOpsPerOlio;
-    for (std::size_t id = 1; id < enabledAccessOps.size(); ++id) {
-        const ACCESS_OP_s& op = enabledAccessOps[id];
+    plan->enabledAccesses = told.accessParamsEnabledCount;
+    plan->accessesOfOlio = told.enabledAccessOpsPerOlio;
+    for (std::size_t id = 1; id < told.enabledAccessOps.size(); ++id) {
+        const ACCESS_OP_s& op = told.enabledAccessOps[id];
         if (op.enable == 0) {
             continue;
         }
@@ -120,7 +124,7 @@ void planAccesses(const mode_configuration_s& mode, report_plan_s* plan) {
     }
 }
 
-report_plan_s makePlan(const mode_configuration_s& mode) {
+report_plan_s makePlan(const mode_configuration_s& mode, const told_accesses_s& told) {
     report_plan_s plan;
     plan.modeType = mode.modeType;
     plan.arrayReader = thisModel().arrayReader;
@@ -136,16 +140,16 @@ report_plan_s makePlan(const mode_configuration_s& mode) {
     plan.userDefined = !mode.userDefined.empty();
     plan.portName = !mode.antennaPortNames.empty();
     planTexts(mode, &plan);
-    planAccesses(mode, &plan);
+    planAccesses(mode, told, &plan);
     plan.room = roomFor(plan);
     return plan;
 }
 
 }  // namespace
 
-void publishReportPlan() {
+void publishReportPlan(const mode_configuration_s& mode, const told_accesses_s& accesses) {
     auto fresh = std::make_unique<plan_node_s>();
-    fresh->plan = makePlan(mode_configuration);
+    fresh->plan = makePlan(mode, accesses);
     freeRetired();
     // A plan that the engine thread has not taken comes back and is freed here.
     const std::unique_ptr<plan_node_s> unseen(offered.exchange(fresh.release(), std::memory_order_acq_rel));
@@ -155,7 +159,7 @@ void takeReportPlan() {
     static plan_node_s* current = nullptr;  // engine thread
     if (offered.load(std::memory_order_relaxed) == nullptr) {
         if (planInForce == nullptr) {
-            static const report_plan_s ofEmptyMode = makePlan({});
+            static const report_plan_s ofEmptyMode = makePlan({}, {});
             planInForce = &ofEmptyMode;
         }
         return;

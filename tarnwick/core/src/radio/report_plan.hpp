@@ -10,9 +10,9 @@
 #include <string_view>
 #include <vector>
 
-#include "mode_config.hpp"
+#include "engine_io/olios.hpp"
+#include "mode/record.hpp"
 #include "rxe.h"
-#include "rxe_intfc.hpp"
 
 struct tag_read_s;
 struct report_plan_s;

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "filter_expression.hpp"
+#include "mode/record.hpp"
 #include "radio.hpp"
 #include "radio/report_plan.hpp"
 #include "util.hpp"

@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "configrxe.hpp"
 #include "configrxe/config_sections.hpp"
 #include "engine_io/parameter_io.hpp"
 #include "logger.hpp"
-#include "rxe_intfc.hpp"
 #include "util.hpp"
 
 namespace {

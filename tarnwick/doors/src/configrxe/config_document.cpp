@@ -2,11 +2,14 @@
 // The document of the engine's state, and the single parameters in it.
 #include <nlohmann/json.hpp>
 
+#include "configrxe.hpp"
 #include "configrxe/config_json.hpp"
 #include "configrxe/config_lists.hpp"
+#include "engine_io/packets.hpp"
 #include "engine_io/parameter_io.hpp"
+#include "engine_io/parameters.hpp"
+#include "engine_io/records_json.hpp"
 #include "reader_facts.hpp"
-#include "rxe_intfc.hpp"
 #include "util.hpp"
 
 namespace {
@@ -120,7 +123,7 @@ int getTagReportInterval(std::string* reply, json* out) {
 }
 
 int getRSSIDetectFilter(std::string* reply, json* out) {
-    if (!rssiFilterSupported) {
+    if (!readerFacts.rssiFilterSupported) {
         return 0;
     }
     std::int8_t dBm = 0;
@@ -133,7 +136,7 @@ int getRSSIDetectFilter(std::string* reply, json* out) {
 
 int getTxDelayIntervalJson(std::string* reply, json* out) {
     constexpr const char* key = "txDelayInterval";
-    if (!txDelayIntervalSupported) {
+    if (!readerFacts.txDelayIntervalSupported) {
         (*out)[key] = notSupported;
         return 0;
     }
@@ -178,22 +181,22 @@ int getDelayAfterSelectsJson(std::string* reply, json* out) {
 int getDynamicRangeJson(std::string* reply, json* out) {
     constexpr const char* names[] = {"LOW", "NORMAL", "HIGH"};
     std::uint8_t value = 0;
-    if (dynamicRangeSupported && getDynamicRange(&value) != RXE_OK) {
+    if (readerFacts.dynamicRangeSupported && getDynamicRange(&value) != RXE_OK) {
         return failWith(reply, "Failure: error getting dynamic range");
     }
-    (*out)["dynamicRange"] = !dynamicRangeSupported     ? notSupported
-                             : value < std::size(names) ? names[value]
-                                                        : "UNKNOWN";
+    (*out)["dynamicRange"] = !readerFacts.dynamicRangeSupported ? notSupported
+                             : value < std::size(names)         ? names[value]
+                                                                : "UNKNOWN";
     return 0;
 }
 
 int getCableLossJson(std::string* reply, json* out) {
-    if (!cableLossSupported) {
+    if (!readerFacts.cableLossSupported) {
         (*out)["cableLoss"] = notSupported;
         return 0;
     }
     json list = json::array();
-    for (int antenna = 1; antenna <= max_ants; ++antenna) {
+    for (int antenna = 1; antenna <= readerFacts.max_ants; ++antenna) {
         std::uint8_t tenths = 0;
         if (getCableLossX10(antenna, &tenths) != RXE_OK) {
             return failWith(reply, "Failure: error getting cable loss");

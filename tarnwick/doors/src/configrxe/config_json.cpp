@@ -3,12 +3,13 @@
 #include "configrxe/config_json.hpp"
 
 #include <algorithm>
-#include <bit>
 #include <nlohmann/json.hpp>
 
+#include "configrxe.hpp"
 #include "configrxe/config_lists.hpp"
+#include "engine_io/olios.hpp"
 #include "engine_io/parameter_io.hpp"
-#include "rxe_intfc.hpp"
+#include "engine_io/records_json.hpp"
 #include "util.hpp"
 
 namespace {
@@ -87,26 +88,6 @@ constexpr slots_s<OLIO_s> olioSlots{rxe_intfc::olioIds, RXE_PARAM_OLIO, "Failure
 
 }  // namespace
 
-int selectSlot_to_json(const SELECT_OP_s* select, json* out) {
-    if (select->enable <= 1) {
-        return select_to_json(select, out);
-    }
-    const auto challenge = std::bit_cast<CHALLENGE_OP_s>(*select);
-    return challenge_to_json(&challenge, out);
-}
-
-int challenge_to_json(const CHALLENGE_OP_s* challenge, json* out) {
-    (*out)["includeResponseLength"] = challenge->includeResponseLength != 0;
-    (*out)["immediateResponse"] = challenge->immediateResponse != 0;
-    (*out)["cryptoSuiteIndex"] = challenge->cryptoSuiteIndex;
-    (*out)["bitLength"] = challenge->bitLength;
-    const std::size_t bytes = (challenge->bitLength + std::size_t{7}) / 8;
-    std::string message;
-    appendHex(challenge->message, std::min(bytes, sizeof(challenge->message)), &message);
-    (*out)["message"] = std::move(message);
-    return 0;
-}
-
 // A last byte of which the mask has only some bits is left out.
 int idFilter_to_json(const REPORT_FILTER_ID_s* filter, json* out) {
     (*out)["bitPointer"] = filter->bitPointer;
@@ -163,11 +144,6 @@ int getEnabledOlio(std::string* reply, json* out, int id) {
 }
 
 namespace rxe_intfc {
-
-int failWith(std::string* reply, const char* text) {
-    *reply = text;
-    return -1;
-}
 
 int getEnabledOlios(std::string* reply, json* out) {
     return getEnabledOlio(reply, out, 0);

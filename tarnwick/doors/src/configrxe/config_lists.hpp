@@ -9,9 +9,6 @@
 
 namespace rxe_intfc {
 
-// Puts the text into *reply and returns -1.
-int failWith(std::string* reply, const char* text);
-
 int getEnabledOlios(std::string* reply, nlohmann::json* out);
 int getEnabledSelects(std::string* reply, nlohmann::json* out);  // "selects" and "challenges"
 int getEnabledInventories(std::string* reply, nlohmann::json* out);

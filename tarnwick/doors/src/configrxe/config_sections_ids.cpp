@@ -9,8 +9,10 @@
 #include <span>
 
 #include "configrxe/config_sections.hpp"
+#include "engine_io/olios.hpp"
+#include "engine_io/operations.hpp"
 #include "engine_io/parameter_io.hpp"
-#include "rxe_intfc.hpp"
+#include "engine_io/records_json.hpp"
 #include "util.hpp"
 
 namespace {
@@ -110,13 +112,16 @@ void writeSelect(const section_request_s& request) {
         *request.reply = "Failure: mask is too long";
         return;
     }
-    answerWrite(
-        request,
-        setSelect(byteId(request), enableOf(request), parameter<std::uint8_t>(request, "target"),
-                  parameter<std::uint8_t>(request, "action"), parameter<std::uint8_t>(request, "membank"),
-                  parameter<std::uint16_t>(request, "pointer"), parameter<std::uint8_t>(request, "length"),
-                  maskOf(text).data(), parameter<std::uint16_t>(request, "truncate")),
-        named("select", request));
+    SELECT_OP_s select{};
+    select.enable = enableOf(request);
+    select.target = parameter<std::uint8_t>(request, "target");
+    select.action = parameter<std::uint8_t>(request, "action");
+    select.membank = parameter<std::uint8_t>(request, "membank");
+    select.pointer = parameter<std::uint16_t>(request, "pointer");
+    select.length = parameter<std::uint8_t>(request, "length");
+    select.truncate = parameter<std::uint16_t>(request, "truncate");
+    std::ranges::copy(maskOf(text), select.mask);
+    answerWrite(request, setSelect(byteId(request), select), named("select", request));
 }
 
 // -------------------------------------------------------------------- id filters
@@ -236,7 +241,8 @@ void writeAccess(const section_request_s& request) {
     access.wordCount = static_cast<std::uint16_t>(words | (words << 8));  // asked for and expected
     access.criteriaIdx = parameter<std::uint8_t>(request, "accessCriteriaIdx");
     access.stopCount = parameter<std::uint16_t>(request, "stopCount");
-    answerWrite(request, rxe_intfc::writeParameter(idOf(RXE_PARAM_ACCESS, request), &access),
+    answerWrite(request,
+                rxe_intfc::writeParameter<RXE_PARAM_ACCESS>(access, static_cast<unsigned>(request.id)),
                 named("access", request));
 }
 
@@ -300,7 +306,7 @@ std::int16_t powerX10(const section_request_s& request) {
 void disableOlio(const section_request_s& request) {
     if (request.id != 0) {
         const auto id = static_cast<std::uint16_t>(request.id);
-        answerWrite(request, setOlio(id, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0), named("olio", request));
+        answerWrite(request, setOlio(id, {}), named("olio", request));
         return;
     }
     const RXE_API_STATUS status = disableOlios();
@@ -324,15 +330,17 @@ void writeOlio(const section_request_s& request) {
         *request.reply = "Failure: setting olio stop_type must be inventory or time";
         return;
     }
-    const auto txBeam = parameter<std::uint16_t>(request, "tx_beam");
-    answerWrite(
-        request,
-        setOlio(static_cast<std::uint16_t>(request.id), 1, txBeam,
-                parameter<std::uint16_t>(request, "rx_beam", txBeam, true), stopType,
-                parameter<std::uint16_t>(request, "stop_value"), powerX10(request),
-                parameter<std::uint32_t>(request, "select_bitmask", 0, true),
-                parameter<std::uint8_t>(request, "inv_param"), 0, parameter<std::uint16_t>(request, "lp")),
-        named("olio", request));
+    OLIO_s olio{};
+    olio.enable = 1;
+    olio.transmitAntenna = parameter<std::uint16_t>(request, "tx_beam");
+    olio.receiveAntenna = parameter<std::uint16_t>(request, "rx_beam", olio.transmitAntenna, true);
+    olio.stopType = stopType;
+    olio.stopValue = parameter<std::uint16_t>(request, "stop_value");
+    olio.transmitPower = powerX10(request);
+    olio.selectBitMask = parameter<std::uint32_t>(request, "select_bitmask", 0, true);
+    olio.inventoryIndex = parameter<std::uint8_t>(request, "inv_param");
+    olio.linkProfileIndex = parameter<std::uint16_t>(request, "lp");
+    answerWrite(request, setOlio(static_cast<std::uint16_t>(request.id), olio), named("olio", request));
 }
 
 constexpr rxe_intfc::section_s selectSection{"select", &rxe_intfc::selectIds, readSelect, writeSelect};

@@ -6,8 +6,9 @@
 #include <limits>
 
 #include "configrxe/config_sections.hpp"
+#include "engine_io/packets.hpp"
 #include "engine_io/parameter_io.hpp"
-#include "rxe_intfc.hpp"
+#include "engine_io/parameters.hpp"
 #include "util.hpp"
 
 namespace {
@@ -63,8 +64,8 @@ void writeChannel(const section_request_s& request) {
     if (channel.enable != 0 && !hasParameter(request, "max_pwr")) {
         return fail(request, "Failure: setting channel must include max_pwr");
     }
-    const unsigned id = RXE_PARAM_CHANNEL + static_cast<unsigned>(request.id);
-    const RXE_API_STATUS status = rxe_intfc::writeParameter(id, &channel);
+    const RXE_API_STATUS status =
+        rxe_intfc::writeParameter<RXE_PARAM_CHANNEL>(channel, static_cast<unsigned>(request.id));
     answerWrite(request, status, named("channel", request));
     if (status != RXE_OK) {
         *request.reply += std::string(" (error ") + RXE_strerror(status) + ")";
@@ -310,7 +311,7 @@ void writeTagInfoFields(const section_request_s& request) {
     for (const field_word_s& field : fieldWords) {
         mask |= hasWord(request, field.word) ? field.bit : 0;
     }
-    answerWrite(request, rxe_intfc::writeParameter(RXE_PARAM_CUSTOM_FIELDS, &mask), "taginfofields");
+    answerWrite(request, rxe_intfc::writeParameter<RXE_PARAM_CUSTOM_FIELDS>(mask), "taginfofields");
 }
 
 constexpr section_s channelSection{"channel", &rxe_intfc::channelIds, readChannel, writeChannel};

@@ -4,8 +4,7 @@
 #include <array>
 
 #include "configrxe/config_sections.hpp"
-#include "engine_io/parameter_io.hpp"
-#include "rxe_intfc.hpp"
+#include "engine_io/olios.hpp"
 #include "util.hpp"
 
 namespace {

@@ -5,9 +5,10 @@
 #include <span>
 
 #include "additional_config.hpp"
+#include "configrxe.hpp"
+#include "engine_io/parameters.hpp"
 #include "json_fields.hpp"
 #include "requests.hpp"
-#include "rxe_intfc.hpp"
 #include "util.hpp"
 #include "versions.hpp"
 

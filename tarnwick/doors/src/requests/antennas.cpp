@@ -2,10 +2,10 @@
 // Which antennas are lost and which power amplifiers have failed.
 #include <algorithm>
 
+#include "engine_io/parameters.hpp"
 #include "reader_facts.hpp"
 #include "requests.hpp"
 #include "requests/report.hpp"
-#include "rxe_intfc.hpp"
 #include "util.hpp"
 
 // Written here, read by heartbeat and status.
@@ -19,7 +19,7 @@ std::array<bool, alarmPorts> problematic_PAs{};
 }  // namespace
 
 std::pair<unsigned, unsigned> reportedPorts() {
-    const unsigned count = std::min<unsigned>(max_ants, alarmPorts - 1);
+    const unsigned count = std::min<unsigned>(readerFacts.max_ants, alarmPorts - 1);
     // With no port at all the range is empty also where it begins with 0.
     return thisModel().arrayReader && count > 0 ? std::pair{0U, count - 1} : std::pair{1U, count};
 }
@@ -45,7 +45,7 @@ void noteAmplifierFailure(unsigned port) {
 
 void updateDisconnectedAntennas() {
     std::array<bool, alarmPorts> connected{};
-    if (!rxeAntennaCheckSupported || getAntennaState(connected.data(), alarmPorts) != RXE_OK) {
+    if (!readerFacts.rxeAntennaCheckSupported || getAntennaState(connected.data(), alarmPorts) != RXE_OK) {
         return;
     }
     // Antenna n stands in front of element n: antennas are counted from 1.

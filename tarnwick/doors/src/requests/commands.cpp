@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 // The command table, the way from a request to its handler, and the commands
 // that are no more than a line.
+#include "configrxe.hpp"
 #include "logger.hpp"
-#include "mode_config.hpp"
+#include "mode_request.hpp"
 #include "requests.hpp"
-#include "rxe_intfc.hpp"
 #include "util.hpp"
 #include "zmq_intfc.hpp"
 

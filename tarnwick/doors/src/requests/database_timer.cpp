@@ -10,11 +10,11 @@
 #include <ctime>
 
 #include "additional_config.hpp"
+#include "engine_io/parameters.hpp"
 #include "logger.hpp"
 #include "requests.hpp"
 #include "requests/news.hpp"
 #include "requests/report.hpp"
-#include "rxe_intfc.hpp"
 #include "util.hpp"
 
 namespace {

@@ -5,12 +5,14 @@
 #include <nlohmann/json.hpp>
 #include <utility>
 
+#include "connection.hpp"
+#include "engine_io/channels.hpp"
+#include "engine_io/parameters.hpp"
 #include "logger.hpp"
 #include "radio.hpp"
 #include "reader_facts.hpp"
 #include "requests.hpp"
 #include "requests/report.hpp"
-#include "rxe_intfc.hpp"
 #include "util.hpp"
 
 using nlohmann::json;

@@ -11,10 +11,10 @@
 #include <string>
 #include <vector>
 
+#include "engine_io/olios.hpp"
 #include "logger.hpp"
 #include "requests.hpp"
 #include "requests/report.hpp"
-#include "rxe_intfc.hpp"
 #include "util.hpp"
 #include "zmq_intfc.hpp"
 

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 // The commands "start" and "stop". Whether the radio runs is the engine's
 // knowledge: it is asked each time and nothing is remembered here.
+#include "engine_io/parameters.hpp"
 #include "logger.hpp"
 #include "radio.hpp"
 #include "requests.hpp"
 #include "rxe.h"
-#include "rxe_intfc.hpp"
 #include "simulator.hpp"
 #include "util.hpp"
 

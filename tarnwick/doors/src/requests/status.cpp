@@ -5,10 +5,11 @@
 #include <iterator>
 #include <nlohmann/json.hpp>
 
+#include "connection.hpp"
+#include "engine_io/parameters.hpp"
 #include "reader_facts.hpp"
 #include "requests.hpp"
 #include "requests/report.hpp"
-#include "rxe_intfc.hpp"
 #include "util.hpp"
 
 namespace {

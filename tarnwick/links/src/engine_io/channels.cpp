@@ -3,9 +3,9 @@
 #include <atomic>
 #include <limits>
 
+#include "engine_io/channels.hpp"
 #include "engine_io/parameter_io.hpp"
 #include "logger.hpp"
-#include "rxe_intfc.hpp"
 
 // Written by the main thread, and read by it but for the frequencies of
 // current_channels: those any thread may look up, also while a channel changes.
@@ -48,7 +48,7 @@ RXE_API_STATUS changeChannel(std::uint8_t channel, bool enable, std::uint32_t fr
     if (enable) {
         record.frequency = frequency;
     }
-    const RXE_API_STATUS status = writeParameter(id, &record);
+    const RXE_API_STATUS status = writeParameter<RXE_PARAM_CHANNEL>(record, channel);
     if (status == RXE_OK) {
         noteChannel(channel, record);
     }
@@ -81,7 +81,7 @@ RXE_API_STATUS resetInitialChannels() {
         return RXE_OK;
     }
     for (unsigned index = 0; index < RXE_MAX_CHANNELS; ++index) {
-        const RXE_API_STATUS status = writeParameter(RXE_PARAM_CHANNEL + 1 + index, &initial_channels[index]);
+        const RXE_API_STATUS status = writeParameter<RXE_PARAM_CHANNEL>(initial_channels[index], index + 1);
         if (status != RXE_OK) {
             return status;
         }

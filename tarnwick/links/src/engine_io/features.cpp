@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
 // What a firmware can do, by its version.
+#include "engine_io/features.hpp"
 #include "engine_io/parameter_io.hpp"
-#include "reader_facts.hpp"
-#include "rxe_intfc.hpp"
 
 namespace {
 
@@ -42,12 +41,4 @@ bool isAutoDetectSupported() {
     REL_VERSION_s firmware{};
     return rxe_intfc::readParameter(RXE_PARAM_FW_VERSION, &firmware) == RXE_OK &&
            isRelease(&firmware, 2, 2) && firmware.patch > 27;
-}
-
-std::uint16_t getMaxAnts() {
-    return max_ants;
-}
-
-bool isValidAntenna(std::uint32_t antenna) {
-    return thisModel().arrayReader || antenna <= max_ants;
 }

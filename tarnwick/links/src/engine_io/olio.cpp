@@ -3,30 +3,33 @@
 // fields its tag packets carry.
 #include <nlohmann/json.hpp>
 
+#include "engine_io/olios.hpp"
+#include "engine_io/packets.hpp"
 #include "engine_io/parameter_io.hpp"
+#include "engine_io/records_json.hpp"
 #include "logger.hpp"
-#include "mode_config.hpp"
-#include "rxe_intfc.hpp"
+#include "reader_facts.hpp"
 
 // What the engine was told. Main thread only: alarms of an olio's antenna are
 // told there too.
-constinit std::array<OLIO_s, olioTableSize> olios{};
+constinit std::array<OLIO_s, olioTableSize> rxe_intfc::olios{};
 
 namespace {
 
 using rxe_intfc::hasFourGPIs;
+using rxe_intfc::olios;
 using rxe_intfc::tenthsText;
 using rxe_intfc::unit;
 using rxe_intfc::writeParameter;
 
 // The ceiling is the radio's own; a mode that asks for more is still applied.
 std::int16_t limitedPower(std::int16_t txPowerX10) {
-    if (txPowerX10 <= rxe_max_tx_pwr_x_10) {
+    if (txPowerX10 <= readerFacts.rxe_max_tx_pwr_x_10) {
         return txPowerX10;
     }
     logCountedWarning(unit, " Requested RXE transmit level too high (", tenthsText(txPowerX10),
-                      " dbm). Limiting to ", tenthsText(rxe_max_tx_pwr_x_10), " dbm.");
-    return rxe_max_tx_pwr_x_10;
+                      " dbm). Limiting to ", tenthsText(readerFacts.rxe_max_tx_pwr_x_10), " dbm.");
+    return readerFacts.rxe_max_tx_pwr_x_10;
 }
 
 void logOlio(std::uint16_t id, const OLIO_s* olio) {
@@ -47,39 +50,33 @@ constexpr auto stopToJson = [](const auto* record, nlohmann::json* out) {
 };
 
 // Writes a record of a start or stop rule; `line` and the record as JSON go to the log.
-RXE_API_STATUS writeRule(unsigned id, auto record, std::string_view line, auto toJson) {
+template <unsigned parameter>
+RXE_API_STATUS writeRule(auto record, std::string_view line, auto toJson) {
     nlohmann::json rendered = nlohmann::json::object();
     toJson(&record, &rendered);
     logInfo(unit, line, rendered.dump());
-    return writeParameter(id, &record);
+    return writeParameter<parameter>(record);
 }
 
 }  // namespace
 
-RXE_API_STATUS setOlio(std::uint16_t id, std::uint8_t enable, std::uint16_t txAntenna,
-                       std::uint16_t rxAntenna, std::uint8_t stopType, std::uint16_t stopValue,
-                       std::int16_t txPowerX10, std::uint32_t selectMask, std::uint8_t inventoryIndex,
-                       std::uint64_t accessMask, std::uint16_t linkProfile) {
+RXE_API_STATUS setOlio(std::uint16_t id, const OLIO_s& olio) {
     if (id >= olios.size()) {
         return rxe_intfc::noteFailure(rxe_intfc::refused, " olio id not supported");
     }
-    OLIO_s record{};
-    record.enable = enable;
-    record.transmitAntenna = txAntenna;
-    record.receiveAntenna = rxAntenna;
-    record.stopType = stopType;
-    record.stopValue = stopValue;
-    record.transmitPower = limitedPower(txPowerX10);
-    record.selectBitMask = selectMask;
-    record.inventoryIndex = inventoryIndex;
-    record.accessBitMask = accessMask;
-    record.linkProfileIndex = linkProfile;
+    OLIO_s record = olio;
+    record.transmitPower = limitedPower(olio.transmitPower);
     logOlio(id, &record);
-    const RXE_API_STATUS status = writeParameter(static_cast<unsigned>(RXE_PARAM_OLIO) + id, &record);
+    const RXE_API_STATUS status = writeParameter<RXE_PARAM_OLIO>(record, id);
     if (status == RXE_OK) {
-        olios[id] = enable != 0 ? record : OLIO_s{};
+        olios[id] = record.enable != 0 ? record : OLIO_s{};
     }
     return status;
+}
+
+RXE_API_STATUS disableOlios() {
+    logInfo(unit, " Disable All Olios");
+    return writeParameter<RXE_PARAM_OLIO>(OLIO_s{});
 }
 
 std::uint16_t getTxAntForOlio(std::uint16_t id) {
@@ -99,23 +96,12 @@ RXE_API_STATUS setGlobalStopConditions(std::uint32_t duration, std::uint16_t oli
         return record;
     };
     if (!hasFourGPIs()) {
-        return writeRule(RXE_PARAM_RADIO_STOP, fill(PER_RADIO_STOP_s{}), stopLine, stopToJson);
+        return writeRule<RXE_PARAM_RADIO_STOP>(fill(PER_RADIO_STOP_s{}), stopLine, stopToJson);
     }
     PER_RADIO_STOP2_s record = fill(PER_RADIO_STOP2_s{});
     record.holdTime3 = hold3;
     record.holdTime4 = hold4;
-    return writeRule(RXE_PARAM_RADIO_STOP2, record, stopLine, stopToJson);
-}
-
-RXE_API_STATUS setRadioStopConditions(const radioStopConditions_s* conditions) {
-    std::uint16_t tagCount = conditions->tagCount;
-    if (tagCount == 0 && conditions->noMoreUniqueTags != 0) {
-        tagCount = static_cast<std::uint16_t>(RXE_NO_MORE_UNIQUE_TAGS_BASE + conditions->noMoreUniqueTags);
-    }
-    const std::vector<gpi_s>* gpis = &conditions->gpis;
-    return setGlobalStopConditions(conditions->duration, conditions->olioLoops, tagCount, getGPIBitMask(gpis),
-                                   getGPIHoldTime(1, gpis), getGPIHoldTime(2, gpis), getGPIHoldTime(3, gpis),
-                                   getGPIHoldTime(4, gpis));
+    return writeRule<RXE_PARAM_RADIO_STOP2>(record, stopLine, stopToJson);
 }
 
 RXE_API_STATUS setGPIOStart(std::uint8_t gpiBitMask, std::uint16_t hold1, std::uint16_t hold2,
@@ -123,7 +109,7 @@ RXE_API_STATUS setGPIOStart(std::uint8_t gpiBitMask, std::uint16_t hold1, std::u
     if (!hasFourGPIs()) {
         const GPIO_START_s record{
             .gpiBitMask = gpiBitMask, .reserved1 = 0, .holdTime1 = hold1, .holdTime2 = hold2};
-        return writeRule(RXE_PARAM_GPIO_START, record, startLine, gpioStart_to_json);
+        return writeRule<RXE_PARAM_GPIO_START>(record, startLine, gpioStart_to_json);
     }
     const GPIO_START2_s record{.gpiBitMask = gpiBitMask,
                                .reserved1 = 0,
@@ -131,7 +117,7 @@ RXE_API_STATUS setGPIOStart(std::uint8_t gpiBitMask, std::uint16_t hold1, std::u
                                .holdTime2 = hold2,
                                .holdTime3 = hold3,
                                .holdTime4 = hold4};
-    return writeRule(RXE_PARAM_GPIO_START2, record, startLine, gpioStart_to_json2);
+    return writeRule<RXE_PARAM_GPIO_START2>(record, startLine, gpioStart_to_json2);
 }
 
 RXE_API_STATUS setCustomFields(std::uint32_t mask) {
@@ -141,7 +127,7 @@ RXE_API_STATUS setCustomFields(std::uint32_t mask) {
         return RXE_OK;
     }
     logInfo(unit, " Setting Custom Fields ", nlohmann::json(getCustomFieldNames(mask)).dump());
-    const RXE_API_STATUS status = writeParameter(RXE_PARAM_CUSTOM_FIELDS, &mask);
+    const RXE_API_STATUS status = writeParameter<RXE_PARAM_CUSTOM_FIELDS>(mask);
     if (status == RXE_OK) {
         lastMask = mask;
     }

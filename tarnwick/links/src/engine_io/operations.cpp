@@ -3,9 +3,9 @@
 // carry an id of their own.
 #include <algorithm>
 
+#include "engine_io/operations.hpp"
 #include "engine_io/parameter_io.hpp"
 #include "logger.hpp"
-#include "rxe_intfc.hpp"
 
 namespace {
 
@@ -40,8 +40,8 @@ ACCESS_OP_s payloadAccessRecord(std::uint8_t enable, std::uint8_t type, std::uin
     return record;
 }
 
-RXE_API_STATUS writeAccess(std::uint8_t id, ACCESS_OP_s record) {
-    return writeParameter(static_cast<unsigned>(RXE_PARAM_ACCESS) + id, &record);
+RXE_API_STATUS writeAccess(std::uint8_t id, const ACCESS_OP_s& record) {
+    return writeParameter<RXE_PARAM_ACCESS>(record, id);
 }
 
 // Where the ids of the id filters end, single parameters begin.
@@ -60,20 +60,18 @@ RXE_API_STATUS writeLongAccess(std::uint8_t id, ACCESS_OP_s record, const std::u
 
 }  // namespace
 
-RXE_API_STATUS setSelect(std::uint8_t id, std::uint8_t enable, std::uint8_t target, std::uint8_t action,
-                         std::uint8_t membank, std::uint16_t pointer, std::uint8_t length,
-                         const std::uint8_t* mask, std::uint16_t truncate) {
+RXE_API_STATUS setSelect(std::uint8_t id, const SELECT_OP_s& select) {
     logInfo(unit, " Setting Select Params");
     SELECT_OP_s record{};
-    record.enable = enable;
-    record.target = target;
-    record.action = action;
-    record.membank = membank;
-    record.pointer = pointer;
-    record.length = length;
-    record.truncate = truncate;
-    std::copy_n(mask, (length + 7) / 8, record.mask);
-    return writeParameter(static_cast<unsigned>(RXE_PARAM_SELECT) + id, &record);
+    record.enable = select.enable;
+    record.target = select.target;
+    record.action = select.action;
+    record.membank = select.membank;
+    record.pointer = select.pointer;
+    record.length = select.length;
+    record.truncate = select.truncate;
+    std::copy_n(select.mask, (select.length + 7) / 8, record.mask);
+    return writeParameter<RXE_PARAM_SELECT>(record, id);
 }
 
 RXE_API_STATUS setIDFilter(std::uint8_t id, std::uint8_t enable, std::uint16_t bitPointer,
@@ -90,7 +88,7 @@ RXE_API_STATUS setIDFilter(std::uint8_t id, std::uint8_t enable, std::uint16_t b
     record.bitLength = bitLength;
     record.bitPointer = bitPointer;
     std::copy_n(mask, maskBytes, record.mask);
-    return writeParameter(static_cast<unsigned>(RXE_PARAM_ID_FILTER) + id, &record);
+    return writeParameter<RXE_PARAM_ID_FILTER>(record, id);
 }
 
 RXE_API_STATUS setInvParams(std::uint8_t id, std::uint8_t enable, std::uint8_t sel, std::uint8_t session,
@@ -103,7 +101,7 @@ RXE_API_STATUS setInvParams(std::uint8_t id, std::uint8_t enable, std::uint8_t s
     record.session = session;
     record.target = target;
     record.initialQ = initialQ;
-    return writeParameter(static_cast<unsigned>(RXE_PARAM_INVENTORY) + id, &record);
+    return writeParameter<RXE_PARAM_INVENTORY>(record, id);
 }
 
 RXE_API_STATUS setAccessRead(std::uint8_t id, std::uint8_t enable, std::uint8_t membank,
@@ -147,4 +145,19 @@ RXE_API_STATUS setAccessLock(std::uint8_t id, std::uint8_t enable, std::uint32_t
 RXE_API_STATUS setAccessAccess(std::uint8_t id, std::uint8_t enable, std::uint32_t password) {
     logInfo(unit, " Setting Access password");
     return writeAccess(id, payloadAccessRecord(enable, RXE_ACCESS_ACCESS, password));
+}
+
+RXE_API_STATUS disableAllSelects() {
+    logInfo(unit, " Disable All Selects ");
+    return writeParameter<RXE_PARAM_SELECT>(SELECT_OP_s{});
+}
+
+RXE_API_STATUS disableAllAccessOps() {
+    logInfo(unit, " Disable All Access Ops");
+    return writeParameter<RXE_PARAM_ACCESS>(ACCESS_OP_s{});
+}
+
+RXE_API_STATUS disableAllIDFilters() {
+    logInfo(unit, " Disable ID Filters ");
+    return writeParameter<RXE_PARAM_ID_FILTER>(REPORT_FILTER_ID_s{});
 }

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Which packet types the engine reports, and this program's memory of it.
+#include "engine_io/packets.hpp"
 #include "engine_io/parameter_io.hpp"
 #include "logger.hpp"
-#include "rxe_intfc.hpp"
 
 namespace {
 
@@ -18,7 +18,7 @@ RXE_API_STATUS setPacketType(std::uint16_t id, bool enable) {
     PACKET_ENABLE_s record{};
     record.enable = enable ? 1 : 0;
     record.id = id;
-    const RXE_API_STATUS status = rxe_intfc::writeParameter(RXE_PARAM_PACKET_ENABLE, &record);
+    const RXE_API_STATUS status = rxe_intfc::writeParameter<RXE_PARAM_PACKET_ENABLE>(record);
     if (status == RXE_OK && row != nullptr) {
         row->enabled = enable;
     }
@@ -37,8 +37,7 @@ RXE_API_STATUS disablePacketType(std::uint16_t id) {
 
 RXE_API_STATUS disableAllPackets() {
     logInfo(unit, " Disable All Packets ");
-    PACKET_ENABLE_s record{};
-    const RXE_API_STATUS status = rxe_intfc::writeParameter(RXE_PARAM_PACKET_ENABLE, &record);
+    const RXE_API_STATUS status = rxe_intfc::writeParameter<RXE_PARAM_PACKET_ENABLE>(PACKET_ENABLE_s{});
     if (status == RXE_OK) {
         for (packet_name_s& row : packet_names) {
             row.enabled = false;

@@ -2,14 +2,12 @@
 #include "engine_io/parameter_io.hpp"
 
 #include <cstdlib>
-#include <vector>
 
 #include "logger.hpp"
 #include "reader_facts.hpp"
-#include "rxe_intfc.hpp"
 #include "util.hpp"
 
-// Written by the command "shadow" and read by every write, all on the main thread.
+// Written by the command "configrxe shadow", read by every write; main thread.
 constinit bool useRXEShadow = true;
 
 namespace rxe_intfc {
@@ -21,7 +19,7 @@ RXE_API_STATUS noteFailure(RXE_API_STATUS status, std::string_view detail) {
     return status;
 }
 
-RXE_API_STATUS writeParameter(unsigned id, void* record) {
+RXE_API_STATUS writeRecord(unsigned id, void* record) {
     return noteFailure(RXE_setParam2(static_cast<unsigned short>(id), record, true, useRXEShadow));
 }
 
@@ -38,16 +36,3 @@ std::string tenthsText(int tenths) {
 }
 
 }  // namespace rxe_intfc
-
-int handleShadowRequest(std::vector<std::string>* tokens, std::string* reply) {
-    const std::string value = tokens->size() > 2 ? (*tokens)[2] : "";
-    if (tokens->size() == 2) {
-        *reply = useRXEShadow ? "Success: using RXE shadow" : "Success: not using RXE shadow";
-    } else if (value == "enable" || value == "disable") {
-        useRXEShadow = value == "enable";
-        *reply = "Success:";
-    } else {
-        *reply = "Failure: shadow requires either enable or disable";
-    }
-    return 0;
-}

@@ -7,8 +7,9 @@
 #include <array>
 
 #include "engine_io/parameter_io.hpp"
+#include "engine_io/parameters.hpp"
 #include "logger.hpp"
-#include "rxe_intfc.hpp"
+#include "reader_facts.hpp"
 
 namespace {
 
@@ -17,10 +18,10 @@ using rxe_intfc::refused;
 using rxe_intfc::unit;
 
 // One log line, one call, one failure line.
-template <class Record, class... Parts>
-RXE_API_STATUS setLogged(unsigned id, Record record, const Parts&... line) {
+template <unsigned parameter, class Record, class... Parts>
+RXE_API_STATUS setLogged(const Record& record, const Parts&... line) {
     logInfo(unit, line...);
-    return rxe_intfc::writeParameter(id, &record);
+    return rxe_intfc::writeParameter<parameter>(record);
 }
 
 // The same for a read; *out changes only after success. Without parts no line.
@@ -59,23 +60,23 @@ RXE_API_STATUS getTemperature(unsigned id, std::int16_t* celsius, const Parts&..
 }  // namespace
 
 RXE_API_STATUS setRSSIDetectThreshold(std::int8_t dBm) {
-    return setLogged(RXE_PARAM_RSSI_THRESHOLD, dBm, " setting RSSI detect threshold ", dBm);
+    return setLogged<RXE_PARAM_RSSI_THRESHOLD>(dBm, " setting RSSI detect threshold ", dBm);
 }
 
 RXE_API_STATUS setGPIODir(std::uint8_t mask) {
-    return setLogged(RXE_PARAM_GPIO_DIR, mask, " Setting GPIO Direction ", mask);
+    return setLogged<RXE_PARAM_GPIO_DIR>(mask, " Setting GPIO Direction ", mask);
 }
 
 RXE_API_STATUS setPeakThreshold(int value) {
-    return setLogged(RXE_PARAM_PEAK_THRESHOLD, lowByte(value), " Setting Peak Threshold to: ", value);
+    return setLogged<RXE_PARAM_PEAK_THRESHOLD>(lowByte(value), " Setting Peak Threshold to: ", value);
 }
 
 RXE_API_STATUS setMonoOrCOM(int value) {
-    return setLogged(RXE_PARAM_MONO_OR_COM, lowByte(value), " Setting monoOrCom to: ", value);
+    return setLogged<RXE_PARAM_MONO_OR_COM>(lowByte(value), " Setting monoOrCom to: ", value);
 }
 
 RXE_API_STATUS setDynamicRange(std::uint8_t value) {
-    return setLogged(RXE_PARAM_DYNAMIC_RANGE, value, " Setting Dynamic Range");
+    return setLogged<RXE_PARAM_DYNAMIC_RANGE>(value, " Setting Dynamic Range");
 }
 
 RXE_API_STATUS getDynamicRange(std::uint8_t* value) {
@@ -83,7 +84,7 @@ RXE_API_STATUS getDynamicRange(std::uint8_t* value) {
 }
 
 RXE_API_STATUS setBlockSize(std::uint8_t words) {
-    return setLogged(RXE_PARAM_BLOCK_SIZE, words, " Setting block size for antenna");
+    return setLogged<RXE_PARAM_BLOCK_SIZE>(words, " Setting block size for antenna");
 }
 
 RXE_API_STATUS getBlockSize(std::uint8_t* words) {
@@ -91,7 +92,7 @@ RXE_API_STATUS getBlockSize(std::uint8_t* words) {
 }
 
 RXE_API_STATUS setStaticVDynamic(std::uint8_t value) {
-    return setLogged(RXE_PARAM_STATIC_V_DYNAMIC, value, " Setting Static v Dynamic Threshold ", value);
+    return setLogged<RXE_PARAM_STATIC_V_DYNAMIC>(value, " Setting Static v Dynamic Threshold ", value);
 }
 
 RXE_API_STATUS getStaticVDynamic(std::uint8_t* value) {
@@ -99,7 +100,7 @@ RXE_API_STATUS getStaticVDynamic(std::uint8_t* value) {
 }
 
 RXE_API_STATUS setAARHeightX10(std::uint16_t tenths) {
-    return setLogged(RXE_PARAM_AAR_HEIGHT, tenths, " Setting AAR Height ", tenths);
+    return setLogged<RXE_PARAM_AAR_HEIGHT>(tenths, " Setting AAR Height ", tenths);
 }
 
 RXE_API_STATUS getAARHeightX10(std::uint16_t* tenths) {
@@ -107,7 +108,7 @@ RXE_API_STATUS getAARHeightX10(std::uint16_t* tenths) {
 }
 
 RXE_API_STATUS setTagHeightX10(std::uint16_t tenths) {
-    return setLogged(RXE_PARAM_TAG_HEIGHT, tenths, " Setting Tag Height ", tenths);
+    return setLogged<RXE_PARAM_TAG_HEIGHT>(tenths, " Setting Tag Height ", tenths);
 }
 
 RXE_API_STATUS getTagHeightX10(std::uint16_t* tenths) {
@@ -115,7 +116,7 @@ RXE_API_STATUS getTagHeightX10(std::uint16_t* tenths) {
 }
 
 RXE_API_STATUS setDelayAfterSelectsInterval(std::uint16_t value) {
-    return setLogged(RXE_PARAM_DELAY_AFTER_SELECTS, value, " Setting Delay After Selects duration");
+    return setLogged<RXE_PARAM_DELAY_AFTER_SELECTS>(value, " Setting Delay After Selects duration");
 }
 
 RXE_API_STATUS getDelayAfterSelectsInterval(std::uint16_t* value) {
@@ -124,7 +125,7 @@ RXE_API_STATUS getDelayAfterSelectsInterval(std::uint16_t* value) {
 
 RXE_API_STATUS setTxDelayInterval(std::uint8_t type, std::uint8_t duration) {
     const auto word = static_cast<std::uint16_t>(type + duration * 256);
-    return setLogged(RXE_PARAM_TX_DELAY_INTERVAL, word, " Setting Transmit Delay Interval");
+    return setLogged<RXE_PARAM_TX_DELAY_INTERVAL>(word, " Setting Transmit Delay Interval");
 }
 
 RXE_API_STATUS getTxDelayInterval(std::uint8_t* type, std::uint8_t* duration) {
@@ -142,8 +143,8 @@ RXE_API_STATUS setCableLossX10(int antenna, std::uint8_t tenths) {
     if (!isCableLossAntenna(antenna)) {
         return noteFailure(refused, " antenna out of range");
     }
-    return setLogged(RXE_PARAM_CABLE_LOSS + static_cast<unsigned>(antenna), tenths,
-                     " Setting Cable Loss for antenna ", antenna);
+    logInfo(unit, " Setting Cable Loss for antenna ", antenna);
+    return rxe_intfc::writeParameter<RXE_PARAM_CABLE_LOSS>(tenths, static_cast<unsigned>(antenna));
 }
 
 RXE_API_STATUS getCableLossX10(int antenna, std::uint8_t* tenths) {
@@ -155,37 +156,21 @@ RXE_API_STATUS getCableLossX10(int antenna, std::uint8_t* tenths) {
 }
 
 RXE_API_STATUS enableHopPerRound() {
-    return setLogged(RXE_PARAM_HOP_PER_ROUND, std::uint8_t{1}, " Enabling Hop Per Round");
+    return setLogged<RXE_PARAM_HOP_PER_ROUND>(std::uint8_t{1}, " Enabling Hop Per Round");
 }
 
 RXE_API_STATUS disableHopPerRound() {
-    return setLogged(RXE_PARAM_HOP_PER_ROUND, std::uint8_t{0}, " Disabling Hop Per Round");
+    return setLogged<RXE_PARAM_HOP_PER_ROUND>(std::uint8_t{0}, " Disabling Hop Per Round");
 }
 
 RXE_API_STATUS enableLastReportedFilter(std::uint8_t type, std::uint32_t duration) {
     const REPORT_FILTER_LAST_REPORT_s record{
         .enable = 1, .type = type, .reserved2 = {}, .duration = duration};
-    return setLogged(RXE_PARAM_LAST_REPORT, record, " Enabling last reported filter: ", type, " ", duration);
+    return setLogged<RXE_PARAM_LAST_REPORT>(record, " Enabling last reported filter: ", type, " ", duration);
 }
 
 RXE_API_STATUS disableLastReportedFilter() {
-    return setLogged(RXE_PARAM_LAST_REPORT, REPORT_FILTER_LAST_REPORT_s{}, " Disabling last reported filter");
-}
-
-RXE_API_STATUS disableOlios() {
-    return setLogged(RXE_PARAM_OLIO, OLIO_s{}, " Disable All Olios");
-}
-
-RXE_API_STATUS disableAllSelects() {
-    return setLogged(RXE_PARAM_SELECT, SELECT_OP_s{}, " Disable All Selects ");
-}
-
-RXE_API_STATUS disableAllAccessOps() {
-    return setLogged(RXE_PARAM_ACCESS, ACCESS_OP_s{}, " Disable All Access Ops");
-}
-
-RXE_API_STATUS disableAllIDFilters() {
-    return setLogged(RXE_PARAM_ID_FILTER, REPORT_FILTER_ID_s{}, " Disable ID Filters ");
+    return setLogged<RXE_PARAM_LAST_REPORT>(REPORT_FILTER_LAST_REPORT_s{}, " Disabling last reported filter");
 }
 
 bool isStartOngoing() {

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 // The engine's records as JSON, for the log and for the document of its state.
+#include "engine_io/records_json.hpp"
+
 #include <algorithm>
+#include <bit>
 #include <nlohmann/json.hpp>
 #include <span>
 
-#include "configrxe/config_json.hpp"
-#include "configrxe/config_lists.hpp"
 #include "engine_io/parameter_io.hpp"
-#include "rxe_intfc.hpp"
 #include "util.hpp"
 
 namespace {
@@ -269,6 +269,26 @@ int access_to_json(const ACCESS_OP_s* access, json* out) {
     return 0;
 }
 
+int selectSlot_to_json(const SELECT_OP_s* select, json* out) {
+    if (select->enable <= 1) {
+        return select_to_json(select, out);
+    }
+    const auto challenge = std::bit_cast<CHALLENGE_OP_s>(*select);
+    return challenge_to_json(&challenge, out);
+}
+
+int challenge_to_json(const CHALLENGE_OP_s* challenge, json* out) {
+    (*out)["includeResponseLength"] = challenge->includeResponseLength != 0;
+    (*out)["immediateResponse"] = challenge->immediateResponse != 0;
+    (*out)["cryptoSuiteIndex"] = challenge->cryptoSuiteIndex;
+    (*out)["bitLength"] = challenge->bitLength;
+    const std::size_t bytes = (challenge->bitLength + std::size_t{7}) / 8;
+    std::string message;
+    appendHex(challenge->message, std::min(bytes, sizeof(challenge->message)), &message);
+    (*out)["message"] = std::move(message);
+    return 0;
+}
+
 int radioStopCondition_to_json(const PER_RADIO_STOP_s* stop, json* out) {
     stopToJson(stop, out);
     gpisToJson(stop->gpiBitMask, {stop->holdTime1, stop->holdTime2}, out);
@@ -290,4 +310,9 @@ int gpioStart_to_json2(const GPIO_START2_s* start, json* out) {
     gpisToJson(start->gpiBitMask, {start->holdTime1, start->holdTime2, start->holdTime3, start->holdTime4},
                out);
     return 0;
+}
+
+int rxe_intfc::failWith(std::string* reply, const char* text) {
+    *reply = text;
+    return -1;
 }

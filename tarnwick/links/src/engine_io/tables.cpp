@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
-#include "rxe_intfc.hpp"
+#include "engine_io/packets.hpp"
 
 namespace {
 

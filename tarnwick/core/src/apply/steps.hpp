@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What the steps of applying a mode share. Private to rxe_intfc; main thread, radio
+// What the steps of applying a mode share. Main thread, radio
 // stopped.
 #pragma once
 
@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "mode_config.hpp"
+#include "mode/record.hpp"
 #include "rxe.h"
 
 namespace rxe_intfc {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The mode in force, and copies of it.
-#include "mode_config.hpp"
+#include "mode/record.hpp"
 
 // The mode in force. Main thread.
 mode_configuration_s mode_configuration;

@@ -1,14 +1,16 @@
 // SPDX-License-Identifier: MIT
 // A mode in the engine's terms: one value for each antenna, and the
 // pools of selects and accesses with their masks.
-#include <bit>
 #include <cmath>
 
+#include "apply/engine_params.hpp"
+#include "engine_io/features.hpp"
 #include "logger.hpp"
-#include "mode_config.hpp"
+#include "mode/defaults.hpp"
+#include "mode/engine_records.hpp"
+#include "mode/record.hpp"
 #include "reader_facts.hpp"
 #include "rm_client.hpp"
-#include "rxe_intfc.hpp"
 
 namespace {
 constexpr std::uint16_t otherModelLinkProfile = 202;
@@ -54,45 +56,6 @@ olio_stop_s olioStopAt(const mode_configuration_s& mode, std::size_t index) {
     return index < list.size() ? olioStop(list[index]) : olio_stop_s{255, 65535};
 }
 
-// An enabled access on words of a bank. A read carries its word count twice, as
-// wordCount and wordCountExpected.
-ACCESS_OP_s bankAccess(std::uint8_t type, std::uint8_t membank, std::uint16_t wordPointer,
-                       std::uint16_t wordCount) {
-    ACCESS_OP_s op{};
-    op.enable = 1;
-    op.type = type;
-    op.membank = membank;
-    op.wordPointer = wordPointer;
-    op.wordCount = wordCount;
-    return op;
-}
-
-ACCESS_OP_s readAccess(std::uint8_t membank, std::uint32_t wordPointer, std::uint8_t wordCount) {
-    return bankAccess(RXE_ACCESS_READ, membank, static_cast<std::uint16_t>(wordPointer),
-                      static_cast<std::uint16_t>(wordCount | wordCount << 8));
-}
-
-ACCESS_OP_s payloadAccess(std::uint8_t type, std::uint32_t payload) {
-    ACCESS_OP_s op{};
-    op.enable = 1;
-    op.type = type;
-    op.payload = payload;
-    return op;
-}
-
-ACCESS_OP_s writeAccess(const ACCESS_CMD_S& access) {
-    const auto words = static_cast<std::uint16_t>(access.writeData.size());
-    if (words == 1 && access.writeBlockSize == 0) {
-        return bankAccess(RXE_ACCESS_WRITE, access.writeMembank, access.writeWordPointer,
-                          access.writeData.front());
-    }
-    const std::uint8_t type =
-        access.writeBlockSize == 0 ? RXE_ACCESS_MULTIWORD_WRITE : RXE_ACCESS_BLOCK_WRITE;
-    ACCESS_OP_s op = bankAccess(type, access.writeMembank, access.writeWordPointer, words);
-    std::ranges::copy(access.writeData, op.data);
-    return op;
-}
-
 // Appends an access with the next bit of the mask. False once there are too many.
 bool appendAccess(const ACCESS_OP_s& op, std::uint64_t* mask, std::vector<ACCESS_OP_s>* accesses) {
     *mask |= accessMaskBit(accesses->size());
@@ -119,7 +82,13 @@ bool appendMemoryReads(const mode_configuration_s& mode, std::uint64_t* mask,
             break;
         }
         for (const memory_Access_s& range : mode.readMemory[row]) {
-            if (!appendAccess(readAccess(row, range.wordOffset, range.wordCount), mask, accesses)) {
+            ACCESS_CMD_S read;
+            read.readMembank = row;
+            read.readWordPointer = static_cast<std::uint16_t>(range.wordOffset);
+            read.readWordCount = range.wordCount;
+            ACCESS_OP_s op{};
+            accessStructToAccessOpStruct(&read, &op);
+            if (!appendAccess(op, mask, accesses)) {
                 return false;
             }
         }
@@ -161,13 +130,6 @@ std::size_t getInventoryParamIds(const mode_configuration_s& mode, std::vector<s
     return listOrRepeated(mode, listed, std::uint8_t{1}, ids);
 }
 
-std::uint8_t initialQForPopulation(std::uint32_t tagPopulation) {
-    if (tagPopulation == 0) {
-        return 0;
-    }
-    return std::min(static_cast<std::uint8_t>(std::bit_width(tagPopulation) - 1), MODE_MAX_INITIAL_Q);
-}
-
 std::uint8_t getOlioStopConditionType(const mode_configuration_s& mode, std::uint16_t index) {
     return olioStopAt(mode, index).type;
 }
@@ -188,7 +150,7 @@ std::uint16_t env_to_lP(std::uint8_t environment) {
         return DEFAULT_LINK_PROFILE;
     }
     const bool autoDetect = thisModel().linkProfilesNeedAutoDetect && isAutoDetectSupported();
-    return linkProfileFor(modelName, environment, channelWidth, region, autoDetect);
+    return linkProfileFor(readerFacts.modelName, environment, channelWidth, region, autoDetect);
 }
 
 std::uint16_t linkProfileFor(std::string_view model, std::uint8_t environment, float channelWidth,
@@ -232,14 +194,6 @@ int getSelectParams(const mode_configuration_s& mode, std::uint32_t* mask,
     return 0;
 }
 
-std::uint64_t accessMaskBit(std::size_t index) {
-    if (index >= 32) {
-        return 0;
-    }
-    const auto shifted = static_cast<std::int32_t>(std::uint32_t{1} << index);
-    return static_cast<std::uint64_t>(std::int64_t{shifted});
-}
-
 int getAccessParams(const mode_configuration_s& mode, std::uint64_t* mask,
                     std::vector<ACCESS_OP_s>* accesses) {
     accesses->clear();
@@ -254,28 +208,4 @@ int getAccessParams(const mode_configuration_s& mode, std::uint64_t* mask,
         complete = appendMemoryReads(mode, mask, accesses);
     }
     return complete ? 0 : -1;
-}
-
-int accessStructToAccessOpStruct(const ACCESS_CMD_S* access, ACCESS_OP_s* op) {
-    switch (access->type) {
-        case access_cmd_type_e::READ:
-            *op = readAccess(access->readMembank, access->readWordPointer, access->readWordCount);
-            return 0;
-        case access_cmd_type_e::WRITE:
-            if (access->writeData.empty() || access->writeData.size() > MODE_MAX_WRITE_WORDS) {
-                return -1;
-            }
-            *op = writeAccess(*access);
-            return 0;
-        case access_cmd_type_e::ACCESS:
-            *op = payloadAccess(RXE_ACCESS_ACCESS, access->accessPassword);
-            return 0;
-        case access_cmd_type_e::LOCK:
-            *op = payloadAccess(RXE_ACCESS_LOCK, access->lockPayload);
-            return 0;
-        case access_cmd_type_e::KILL:
-            *op = payloadAccess(RXE_ACCESS_KILL, access->killPassword);
-            return 0;
-    }
-    return -1;
 }

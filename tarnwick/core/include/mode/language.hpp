@@ -1,0 +1,29 @@
+// SPDX-License-Identifier: MIT
+// The JSON language of the mode: a request into a record, and the mode in force back into
+// JSON. Main thread.
+#pragma once
+
+#include <cstdint>
+#include <nlohmann/json_fwd.hpp>
+#include <string>
+
+#include "mode/record.hpp"
+
+// The last accepted request, in the working directory: {"mode": {...}}.
+inline constexpr const char* modeFile = "mode_config.json";
+
+// How the mode in force is rendered for a client.
+enum class GET_CURRENT_MODE_METHOD_e : std::uint8_t {
+    DEFAULT = 0,  // only what differs from the defaults of the mode type
+    VERBOSE = 1,  // nearly everything
+    AS_SET = 2,   // the object that the client sent
+};
+
+// Fills `root` with a request as JSON and `mode` with the defaults and the keys, all
+// rules checked; the mode in force stays as it is. Returns 0, or a negative number
+// with the failure text.
+int parseModeRequest(const std::string& request, nlohmann::json* root, mode_configuration_s* mode,
+                     std::string* reply);
+
+// The mode in force as "Success: " and one line of JSON. Returns 0.
+int getCurrentMode(std::string* reply, GET_CURRENT_MODE_METHOD_e method);

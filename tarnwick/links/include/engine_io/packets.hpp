@@ -1,0 +1,49 @@
+// SPDX-License-Identifier: MIT
+// Which packet types the engine reports, and its names: packet types, fields of tag
+// packets, link profiles. Main thread, unless a line says otherwise.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string_view>
+#include <vector>
+
+#include "rxe.h"
+
+// A packet type of the engine. `enabled` is whether this program has enabled
+// it; the main thread alone reads and writes that.
+struct packet_name_s {
+    std::string_view name;
+    std::uint16_t id;
+    bool enabled;
+};
+extern const std::size_t nPackets;
+extern const std::span<packet_name_s> packet_names;
+
+// The row of a packet type id, or null. The name may be read on any thread.
+packet_name_s* findPacket(std::uint16_t id);
+
+// A field that tag packets may carry: one bit of parameter 9 and of TAG_INFO_s
+// `fields`.
+struct custom_field_name_s {
+    std::string_view name;
+    std::uint32_t bit;
+};
+inline constexpr std::size_t nCustomFields = 13;
+extern const std::array<custom_field_name_s, nCustomFields> custom_field_names;
+
+// Names of the bits set in `mask`, in table order. Any thread.
+std::vector<std::string_view> getCustomFieldNames(std::uint32_t mask);
+
+// Reporting of one packet type. A type already in the wanted state sends
+// nothing; one that packet_names lacks is sent each time.
+RXE_API_STATUS enablePacketType(std::uint16_t id);
+RXE_API_STATUS disablePacketType(std::uint16_t id);
+RXE_API_STATUS disableAllPackets();
+
+// Link profiles the engine accepts. Constant.
+extern const std::vector<std::uint16_t> RXEValidLPs;
+
+bool isValidLP(std::uint16_t linkProfile);  // any thread

@@ -1,0 +1,55 @@
+// SPDX-License-Identifier: MIT
+// The engine's records as JSON, for the log and for the document of its state. Main thread.
+// Each fills *out and returns 0, or leaves *out unfinished, puts a failure text into *reply
+// and returns another value.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <nlohmann/json_fwd.hpp>
+#include <string>
+
+#include "rxe.h"
+
+// A select slot that sends a Gen2 Challenge instead of a Select: `enable` is
+// neither 0 nor 1. It takes the place of a SELECT_OP_s, `bitLength` where that
+// has its pointer and the message where that has its mask:
+//
+//   0      1            2          3           4  5       6 ... 9    10 ... 75
+//   |enable|incRepLen   |immediate |csi        | bitLength| reserved | message  |
+struct CHALLENGE_OP_s {
+    std::uint8_t enable;
+    std::uint8_t includeResponseLength;  // 0 or 1 (EPC Gen2, 6.3.2.12.1.2)
+    std::uint8_t immediateResponse;      // 0 or 1
+    std::uint8_t cryptoSuiteIndex;
+    std::uint16_t bitLength;  // of the message, bits
+    std::uint8_t reserved6[4];
+    std::uint8_t message[66];  // (bitLength + 7) / 8 bytes count, most significant bit first
+};
+static_assert(sizeof(CHALLENGE_OP_s) == sizeof(SELECT_OP_s));
+static_assert(offsetof(CHALLENGE_OP_s, bitLength) == offsetof(SELECT_OP_s, pointer));
+static_assert(offsetof(CHALLENGE_OP_s, message) == offsetof(SELECT_OP_s, mask));
+
+// With `verbose` the selects, the inventory set and the accesses of the olio
+// are read back from the engine; otherwise their masks and index are shown.
+int olio_to_json(std::string* reply, const OLIO_s* olio, nlohmann::json* out, bool verbose);
+
+int select_to_json(const SELECT_OP_s* select, nlohmann::json* out);
+int inv_to_json(const INVENTORY_OP_s* inventory, nlohmann::json* out);
+int access_to_json(const ACCESS_OP_s* access, nlohmann::json* out);
+
+int radioStopCondition_to_json(const PER_RADIO_STOP_s* stop, nlohmann::json* out);
+int radioStopCondition_to_json(const PER_RADIO_STOP2_s* stop, nlohmann::json* out);
+int gpioStart_to_json(const GPIO_START_s* start, nlohmann::json* out);
+int gpioStart_to_json2(const GPIO_START2_s* start, nlohmann::json* out);
+
+// Renders a slot of the selects as what it holds: a Select or a challenge.
+int selectSlot_to_json(const SELECT_OP_s* select, nlohmann::json* out);
+int challenge_to_json(const CHALLENGE_OP_s* challenge, nlohmann::json* out);
+
+namespace rxe_intfc {
+
+// Puts the text into *reply and returns -1.
+int failWith(std::string* reply, const char* text);
+
+}  // namespace rxe_intfc
