@@ -11,10 +11,6 @@
 
 using nlohmann::json;
 
-// Words of a block write, 0 for none: the first block size of the request in
-// hand. Written by the parsers below, read by configMode; main thread.
-std::uint8_t g_blockSize = 0;
-
 namespace {
 
 constexpr std::size_t maxWriteDigits = 510;
@@ -60,24 +56,12 @@ int parseWriteData(const std::string& digits, std::vector<std::uint16_t>* words,
     return keyParsed;
 }
 
-// The engine has one block size for all accesses.
 int parseBlockSize(const json* config, std::uint8_t* blockSize, std::string* reply) {
     if (config->contains("blockSize") && thisModel().arrayReader) {
         return refuse(reply, "Failure: block write is not supported on the QDX");
     }
     const int result = optionalKey(getJsonValue(config, "blockSize", blockSize, reply, 1, 127), reply);
-    if (result != keyParsed) {
-        return result == keyAbsent ? keyParsed : keyRefused;
-    }
-    if (g_blockSize != 0 && g_blockSize != *blockSize) {
-        sprintfStr(reply,
-                   "Failure: blockSize for all configs must be the same value (requested value: %d, previous "
-                   "value: %d)",
-                   *blockSize, g_blockSize);
-        return keyRefused;
-    }
-    g_blockSize = *blockSize;
-    return keyParsed;
+    return result == keyRefused ? keyRefused : keyParsed;
 }
 
 int parseWrite(const json* config, ACCESS_CMD_S* access, std::string* reply) {
@@ -191,12 +175,30 @@ constexpr std::array configParsers{
 static_assert(std::ranges::equal(configParsers, accessTypeWords, {}, &config_parser_s::type,
                                  &word_s<access_cmd_type_e>::value));
 
-// Appends the access `element` to `list` and, converted, to the pool. `plural`
+// The engine has one block size for all accesses; an access without one has no say.
+int agreeOnBlockSize(std::uint8_t wanted, mode_configuration_s* mode, std::string* reply) {
+    if (wanted == 0) {
+        return keyParsed;
+    }
+    if (mode->blockSize != 0 && mode->blockSize != wanted) {
+        sprintfStr(reply,
+                   "Failure: blockSize for all configs must be the same value (requested value: %d, previous "
+                   "value: %d)",
+                   wanted, mode->blockSize);
+        return keyRefused;
+    }
+    mode->blockSize = wanted;
+    return keyParsed;
+}
+
+// Appends the access `element` to `list` and, converted, to the pool of the mode. `plural`
 // is the word of the text for too many.
-int appendAccess(const json& element, const char* plural, std::vector<ACCESS_OP_s>* pool,
+int appendAccess(const json& element, const char* plural, mode_configuration_s* mode,
                  std::vector<ACCESS_CMD_S>* list, std::string* reply) {
+    std::vector<ACCESS_OP_s>* pool = &mode->uniqueAccesses;
     ACCESS_CMD_S access;
-    if (parseAccessSingleValue(&element, &access, reply) != keyParsed) {
+    if (parseAccessSingleValue(&element, &access, reply) != keyParsed ||
+        agreeOnBlockSize(access.writeBlockSize, mode, reply) != keyParsed) {
         return keyRefused;
     }
     if (pool->size() >= MODE_MAX_UNIQUE_ACCESSES) {
@@ -213,7 +215,7 @@ int appendAccess(const json& element, const char* plural, std::vector<ACCESS_OP_
 
 int parseFlatAccesses(const json* array, mode_configuration_s* mode, std::string* reply) {
     for (const json& element : *array) {
-        if (appendAccess(element, "accesses", &mode->uniqueAccesses, &mode->accessList, reply) != keyParsed) {
+        if (appendAccess(element, "accesses", mode, &mode->accessList, reply) != keyParsed) {
             return keyRefused;
         }
     }
@@ -223,7 +225,7 @@ int parseFlatAccesses(const json* array, mode_configuration_s* mode, std::string
 }  // namespace
 
 int parseAccess(const json* root, mode_configuration_s* mode, std::string* reply) {
-    g_blockSize = 0;
+    mode->blockSize = 0;
     return parseOperations(root, "accesses", parseAccessArray, mode, reply);
 }
 
@@ -237,7 +239,7 @@ int parseAccesArrayOfArrays(const json* array, mode_configuration_s* mode, std::
         std::vector<ACCESS_CMD_S> accesses;
         for (const json& element : inner) {
             mask |= accessMaskBit(mode->uniqueAccesses.size());
-            if (appendAccess(element, "access", &mode->uniqueAccesses, &accesses, reply) != keyParsed) {
+            if (appendAccess(element, "access", mode, &accesses, reply) != keyParsed) {
                 return keyRefused;
             }
         }

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The parsers of the mode language, one for each key, and what they share. A
 // request becomes a record of its own, `mode`; nothing here touches the mode in
-// force. Main thread.
+// force, but parseReportFilter switches the database of additional keys. Main thread.
 //
 // A key parser takes the request's root, the record and the reply, and clears
 // the reply first. It returns
@@ -54,10 +54,7 @@ int parseSelectSingleValue(const nlohmann::json* value, select_s* select, std::s
 
 // --- What is done to each tag (parse_accesses.cpp).
 
-// Words of a block write that the accesses of the request in hand agree on, 0
-// for none. Written by parseAccess and the accesses below it, read by configMode.
-extern std::uint8_t g_blockSize;
-
+// Also stores the words of a block write that all accesses agree on, 0 for none.
 int parseAccess(const nlohmann::json* root, mode_configuration_s* mode, std::string* reply);
 int parseAccessArray(const nlohmann::json* array, mode_configuration_s* mode, std::string* reply);
 int parseAccesArrayOfArrays(const nlohmann::json* array, mode_configuration_s* mode, std::string* reply);

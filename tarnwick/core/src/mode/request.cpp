@@ -190,13 +190,9 @@ int accessesKey(request_s& request) {
     if (parseAccess(request.root, request.mode, request.reply) == keyRefused) {
         return -1;
     }
-    if (!request.has("accesses")) {
-        return 0;
-    }
-    if (request.mode->modeType == MODE_TYPE_e::INVENTORY) {
+    if (request.has("accesses") && request.mode->modeType == MODE_TYPE_e::INVENTORY) {
         return request.fail(-1, "Failure: setting accesses is not allowed in Inventory mode");
     }
-    request.mode->blockSize = g_blockSize;
     return 0;
 }
 
