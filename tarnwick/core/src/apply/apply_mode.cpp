@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: MIT
-// From a mode to engine state. Selects, inventory sets and accesses
-// are written once and shared; what tells antennas apart are the masks on the
-// one olio that each of them gets.
+// From a mode to engine state. Selects, inventory sets and accesses are written once and
+// shared; what tells antennas apart are the masks on the one olio that each of them gets.
 #include <algorithm>
 
 #include "apply/apply.hpp"
-#include "apply/steps.hpp"
 #include "apply/engine_params.hpp"
+#include "apply/steps.hpp"
 #include "engine_io/olios.hpp"
 #include "engine_io/operations.hpp"
 #include "engine_io/packets.hpp"
@@ -20,13 +19,13 @@
 
 namespace {
 
-using rxe_intfc::apply_context_s;
-using rxe_intfc::apply_step_t;
-using rxe_intfc::engineFailure;
-using rxe_intfc::fail;
+using apply::apply_context_s;
+using apply::apply_step_t;
+using apply::engineFailure;
+using apply::fail;
+using apply::writeAccesses;
+using apply::writeOlios;
 using rxe_intfc::unit;
-using rxe_intfc::writeAccesses;
-using rxe_intfc::writeOlios;
 
 // ------------------------------------------------------------- what the mode asks
 
@@ -268,12 +267,12 @@ constexpr apply_step_t applySteps[] = {
 
 }  // namespace
 
-int rxe_intfc::fail(apply_context_s* my, int code, std::string text) {
+int apply::fail(apply_context_s* my, int code, std::string text) {
     *my->reply = std::move(text);
     return code;
 }
 
-int rxe_intfc::engineFailure(apply_context_s* my, int code, RXE_API_STATUS status, const std::string& what) {
+int apply::engineFailure(apply_context_s* my, int code, RXE_API_STATUS status, const std::string& what) {
     if (status == RXE_OK) {
         return 0;
     }

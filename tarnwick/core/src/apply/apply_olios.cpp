@@ -5,8 +5,8 @@
 #include <string_view>
 
 #include "apply/apply.hpp"
-#include "apply/steps.hpp"
 #include "apply/engine_params.hpp"
+#include "apply/steps.hpp"
 #include "engine_io/olios.hpp"
 #include "engine_io/operations.hpp"
 #include "engine_io/parameters.hpp"
@@ -18,9 +18,9 @@ constinit told_accesses_s toldAccesses;
 
 namespace {
 
-using rxe_intfc::apply_context_s;
-using rxe_intfc::engineFailure;
-using rxe_intfc::fail;
+using apply::apply_context_s;
+using apply::engineFailure;
+using apply::fail;
 
 // ---------------------------------------------------------------------- accesses
 
@@ -175,7 +175,7 @@ int writeOlio(apply_context_s* my, std::size_t index) {
 
 }  // namespace
 
-int rxe_intfc::writeAccesses(apply_context_s* my) {
+int apply::writeAccesses(apply_context_s* my) {
     forgetAccesses();
     std::size_t id = 1;
     for (const ACCESS_OP_s& op : my->accesses) {
@@ -191,7 +191,7 @@ int rxe_intfc::writeAccesses(apply_context_s* my) {
     return 0;
 }
 
-int rxe_intfc::writeOlios(apply_context_s* my) {
+int apply::writeOlios(apply_context_s* my) {
     for (std::size_t index = 0; index < my->mode.antennas.size(); ++index) {
         if (const int code = writeOlio(my, index); code != 0) {
             return code;

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
-// A mode in the engine's terms: one value for each antenna, and the
-// pools of selects and accesses with their masks.
+#include "apply/engine_params.hpp"
+
+#include <algorithm>
 #include <cmath>
 
-#include "apply/engine_params.hpp"
 #include "engine_io/features.hpp"
 #include "logger.hpp"
 #include "mode/defaults.hpp"

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What the steps of applying a mode share. Main thread, radio
-// stopped.
+// What the steps of applying a mode share. Main thread, radio stopped.
 #pragma once
 
 #include <cstdint>
@@ -10,7 +9,7 @@
 #include "mode/record.hpp"
 #include "rxe.h"
 
-namespace rxe_intfc {
+namespace apply {
 
 // The mode, and what the steps compute of it and hand on to each other, for one call.
 struct apply_context_s {
@@ -41,4 +40,4 @@ int engineFailure(apply_context_s* my, int code, RXE_API_STATUS status, const st
 int writeAccesses(apply_context_s* my);
 int writeOlios(apply_context_s* my);
 
-}  // namespace rxe_intfc
+}  // namespace apply

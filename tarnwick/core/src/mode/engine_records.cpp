@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
 #include "mode/engine_records.hpp"
-#include "mode/record.hpp"
 
 #include <algorithm>
 #include <bit>

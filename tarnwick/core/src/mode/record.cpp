@@ -2,6 +2,9 @@
 // The mode in force, and copies of it.
 #include "mode/record.hpp"
 
+#include <algorithm>
+#include <utility>
+
 // The mode in force. Main thread.
 mode_configuration_s mode_configuration;
 
