@@ -7,11 +7,10 @@
  *
  * Records. All numbers in records are little-endian. A layout is fixed: every gap is
  * a `reservedNN` field named after its offset, and sizes and offsets are asserted at
- * the end of this file. The host does not look at reserved fields, and writes 0 there
- * or what it has read. It owns every record; the parameter id says how large one is,
- * so none carries its size. A picture in front of a record shows its bytes from the
- * offset on the left, `name: n` for a field of n bytes, one byte where there is no
- * number, `-` for reserved ones.
+ * the end of this file. The host ignores reserved fields, and writes 0 there or the
+ * value that it has read. It owns every record; the parameter id determines the size.
+ * A picture in front of a record shows its bytes from the offset on the left, `name: n`
+ * for a field of n bytes, `name` for one byte, `-` for reserved ones.
  *
  * Order of calls. RXE_getAPIVerNum, RXE_connect, reads and writes of parameters,
  * RXE_setCallback, more reads and writes; then RXE_resetDb, RXE_start and RXE_stop
@@ -35,10 +34,10 @@ extern "C" {
 
 /* -------------------------------------------------------------------- statuses
  *
- * What an operation returns: 0 is success, every other value an error code of the
- * library's own, which the host logs and shows as a number. RXE_strerror gives its
- * text. One value has a meaning of its own for the host: RXE_resume answers
- * RXE_NO_START_ONGOING while no start is under way. */
+ * The results of operations: 0 is success, every other value is an error code that the
+ * library chooses; the host logs it and shows it as a number. RXE_strerror gives its
+ * text. The host knows one of them: RXE_resume returns RXE_NO_START_ONGOING while no
+ * start is under way. */
 typedef enum {
     RXE_OK = 0,
     RXE_NO_START_ONGOING = 241,
@@ -51,8 +50,8 @@ typedef enum {
  *
  *   0 | major | minor | patch | build |
  *
- * The host decides by major, minor and patch which parameters there are; it only
- * prints build. */
+ * By major, minor and patch the host decides which parameters it uses; it only prints
+ * build. */
 typedef struct {
     uint8_t major;
     uint8_t minor;
@@ -62,7 +61,7 @@ typedef struct {
 
 /* --------------------------------------------------------------------- packets
  *
- * What the callback receives. Written by the library, read by the host, and valid
+ * The argument of the callback. Written by the library, read by the host, and valid
  * only during the call.
  *
  *   0 | type: 2 | length: 2 |
@@ -74,26 +73,27 @@ typedef struct {
     __extension__ uint8_t payload[];
 } RXE_packet_s;
 
-/* Packet types, as they stand in RXE_packet_s.type. The same type has a second number,
- * its id: the type XOR 0x800 (RXE_PACKET_TYPE_XOR). PACKET_ENABLE_s and the words of
- * RXE_PARAM_PACKET_BITS go by ids, and so does the host in its texts: type 0x0B0C,
- * ACCESS_INFO, is id 780. Only types are listed here; RXE_PACKET_ID makes the id.
+/* Packet types, the values of RXE_packet_s.type. Each type also has an id, the type XOR
+ * 0x800 (RXE_PACKET_TYPE_XOR). PACKET_ENABLE_s, the words of RXE_PARAM_PACKET_BITS and
+ * the texts of the host use ids: type 0x0B0C, ACCESS_INFO, is id 780. This list has
+ * types; RXE_PACKET_ID gives the id.
  *
  * A type is delivered while its id is enabled. The host first disables all types and
- * then enables those that it needs, but for three, which the library delivers unasked:
- * END_OF_RUN and ERROR_LOG, whose ids have no name for the host, and TAG_INFO_CUSTOM.
+ * then enables those that it needs, except for three, which the library delivers
+ * without being asked: END_OF_RUN and ERROR_LOG, whose ids the host does not have, and
+ * TAG_INFO_CUSTOM.
  *
  * Pictures show the payload, `name: bytes`, numbers most significant byte first. The
- * host reads no byte behind the picture. Where there is none, the host acts on the
- * packet without a look into its payload, or ignores it. */
+ * host does not read behind the picture. Without a picture the host does not read the
+ * payload; it acts on the packet alone or ignores it. */
 enum {
-    /* | 08 | 09 |  A run is over; a payload that begins otherwise is ignored. */
+    /* | 08 | 09 |  A run is over. The host ignores any other payload. */
     RXE_PACKET_END_OF_RUN = 0x0801,
-    /* A tag was read. Decoded into TAG_INFO_s; the four types differ in the fields that
-     * they carry. This one has those that RXE_PARAM_CUSTOM_FIELDS asks for.
+    /* A tag was read. Decoded into TAG_INFO_s; the four types have different fields.
+     * This one has those that RXE_PARAM_CUSTOM_FIELDS asks for.
      *
-     * How fields are encoded is the library's own but for the five below, because the
-     * host's bearing simulator makes such packets itself and has them decoded:
+     * The library chooses the encoding of fields, except for the five below, because
+     * the host's bearing simulator makes such packets and has the library decode them:
      *
      *   | 8D | EPC: 12 |  or, for other lengths,  | 00 F1 | bytes: 2 | bits: 2 | EPC |
      *   | 8C | PC: 2 |
@@ -103,7 +103,7 @@ enum {
     RXE_PACKET_TAG_INFO_SHORT = 0x0806,
     RXE_PACKET_TAG_INFO_LONG = 0x0807,
     RXE_PACKET_TAG_INFO_COMPLETE = 0x0808,
-    /* | "ERRLOG" and text, not terminated |  What RXE_getErr has asked for. */
+    /* | "ERRLOG" and text, not terminated |  The answer to RXE_getErr. */
     RXE_PACKET_ERROR_LOG = 0x0810,
 
     RXE_PACKET_START_INFO = 0x0A81,
@@ -127,8 +127,8 @@ enum {
     RXE_PACKET_ANT_CHECK_CW_ON = 0x0A96,
     RXE_PACKET_ANT_CHECK_ANT_INFO = 0x0A97,
 
-    /* The radio is at work. The host then sends what it has gathered, so it should come
-     * several times a second during a run. */
+    /* The radio is at work. The host then sends the reports that it has gathered, so
+     * this packet should come several times a second during a run. */
     RXE_PACKET_CMD_ONGOING = 0x0B01,
     RXE_PACKET_STATUS = 0x0B02,
     /* | olio: 2 | transmit antenna: 2 |  From here on the radio works on this olio;
@@ -190,7 +190,7 @@ enum {
     RXE_PACKET_PPI_TEST_ERR = 0x0B97,
     RXE_PACKET_RESTART = 0x0B98,
     RXE_PACKET_SERIAL_OVFL = 0x0BFD,
-    /* | code, least significant byte first: 4 |  The host shows the code as it is. */
+    /* | code, least significant byte first: 4 |  The host shows the code. */
     RXE_PACKET_API_ERROR = 0x0BFF,
 };
 
@@ -199,8 +199,8 @@ enum { RXE_PACKET_TYPE_XOR = 0x800 };
 
 /* ------------------------------------------------------------------ parameters
  *
- * Ids of RXE_getParam, RXE_setParam and RXE_setParam2, and what each carries. "get"
- * and "set" stand where the host only reads or only writes; otherwise it does both.
+ * Ids of RXE_getParam, RXE_setParam and RXE_setParam2, and the record of each. "get" or
+ * "set" means that the host only reads or only writes it; otherwise it does both.
  * A range is base + id. Id 0 of the ranges of selects, inventory sets, accesses, olios
  * and id filters addresses the whole range: a record with `enable` 0 disables all of it.
  *
@@ -209,14 +209,14 @@ enum { RXE_PACKET_TYPE_XOR = 0x800 };
 enum {
     /* get: REL_VERSION_s. */
     RXE_PARAM_FW_VERSION = 0x0001,
-    /* get: the host looks at the status only, to learn whether the radio still answers,
-     * and has a scratch record of 256 bytes. */
+    /* get: the host only uses the status, to learn whether the radio still answers. It
+     * gives a scratch record of 256 bytes. */
     RXE_PARAM_LIVENESS = 0x0003,
     /* set: PACKET_ENABLE_s. Id 0 with `enable` 0 disables all types. */
     RXE_PARAM_PACKET_ENABLE = 0x0004,
     /* PER_RADIO_STOP_s. All models but PN8200. */
     RXE_PARAM_RADIO_STOP = 0x0005,
-    /* u32, a mask over RXE_FIELD_*: what tag packets carry. */
+    /* u32, a mask of RXE_FIELD_*: the fields of tag packets. */
     RXE_PARAM_CUSTOM_FIELDS = 0x0009,
     /* set: u16, the number of antennas. PN5100 only. */
     RXE_PARAM_NUM_ANTENNAS = 0x0011,
@@ -248,10 +248,10 @@ enum {
     /* set: u8, 2: the radio starts again after a stop when its start trigger fires
      * anew; 0: it does not. */
     RXE_PARAM_AUTORESTART = 0x10EB,
-    /* u8: the level that a bearing needs, in a unit of the radio's own. The host writes
-     * 6 for a mode with bearings, and what its users ask for. */
+    /* u8: the level that a bearing needs, in a unit of the radio. The host writes 6 for
+     * a mode with bearings, and the values of its command peak_threshold. */
     RXE_PARAM_PEAK_THRESHOLD = 0x10EC,
-    /* u8: the threshold between static and dynamic; its meaning is the radio's own.
+    /* u8: the threshold between static and dynamic; the radio defines its meaning.
      * Array reader. */
     RXE_PARAM_STATIC_V_DYNAMIC = 0x10ED,
     /* u16, tenths: the height of the array reader, and that of the tags. Array reader. */
@@ -267,7 +267,7 @@ enum {
     RXE_PARAM_DELAY_AFTER_SELECTS = 0x10F5,
     /* u8: words of one operation of a block write; 0 counts as 1. */
     RXE_PARAM_BLOCK_SIZE = 0x10FB,
-    /* i8, dBm: weaker replies are not noticed; -128 for no threshold. */
+    /* i8, dBm: the radio ignores weaker replies; -128 turns the threshold off. */
     RXE_PARAM_RSSI_THRESHOLD = 0x10FE,
     /* REPORT_FILTER_LAST_REPORT_s. */
     RXE_PARAM_LAST_REPORT = 0x10FF,
@@ -280,8 +280,8 @@ enum {
     /* get: u16, bit n-1 set: antenna n is connected. On the array reader bit n stands
      * for element n. */
     RXE_PARAM_ANTENNA_STATE = 0x2111,
-    /* set: u8, interval of the antenna check in a unit of the radio's own; the host
-     * writes 5. */
+    /* set: u8, interval of the antenna check in a unit of the radio; the host writes
+     * 5. */
     RXE_PARAM_ANTENNA_CHECK = 0x2112,
     /* +index of a channel, get: AAREchoResults. Array reader. */
     RXE_PARAM_ECHO = 0x2300,
@@ -313,26 +313,26 @@ enum {
     RXE_PACKET_BIT_WORDS = 32,
 };
 
-/* Fields of a tag packet: what RXE_PARAM_CUSTOM_FIELDS asks for, and what the library
- * reports in `fields` of TAG_INFO_s. The host may ask for all of them, also for those
- * without a member of TAG_INFO_s; these bits may be set there and are passed over. */
+/* Fields of a tag packet: the bits of RXE_PARAM_CUSTOM_FIELDS and of `fields` in
+ * TAG_INFO_s. The host may ask for all of them, also for those without a member of
+ * TAG_INFO_s; these bits may be set there, and the host ignores them. */
 enum {
     RXE_FIELD_EPC = 0x1,
     /* No members. */
     RXE_FIELD_ROSPEC = 0x2,
     RXE_FIELD_SPEC_INDEX = 0x4,
     RXE_FIELD_INV_PARAM = 0x8,
-    /* No member: ANTENNA_INFO tells the antenna. */
+    /* No member: ANTENNA_INFO has the antenna. */
     RXE_FIELD_ANTENNA_ID = 0x10,
     RXE_FIELD_RSSI = 0x20,
-    /* No member: CW_ON tells the channel. */
+    /* No member: CW_ON has the channel. */
     RXE_FIELD_CHANNEL_ID = 0x40,
     /* No members: the host takes the time of day at which the packet comes. */
     RXE_FIELD_FIRST_SEEN = 0x80,
     RXE_FIELD_LAST_SEEN = 0x100,
     RXE_FIELD_TAG_COUNT = 0x200,
     RXE_FIELD_PC = 0x400,
-    /* The second XPC word is reported behind the first one only. */
+    /* In JSON the host reports the second XPC word only together with the first. */
     RXE_FIELD_XPC1 = 0x800,
     RXE_FIELD_XPC2 = 0x1000,
     RXE_FIELD_CRC = 0x2000,
@@ -348,8 +348,7 @@ enum {
 };
 
 /* Link profiles: the numbers that `linkProfileIndex` of an olio may have, ascending.
- * What a number means (forward link, link frequency, coding of the tag) is the radio's
- * own. */
+ * The radio defines their meaning (forward link, link frequency, coding of the tag). */
 static const uint16_t RXE_LINK_PROFILES[] = {
     3,   4,   5,    6,    101,  102,  107,  108,  111,  112,  113,  114,  201,  202,  207,  208,  211,
     212, 213, 214,  301,  302,  307,  308,  311,  312,  313,  314,  401,  402,  407,  408,  411,  412,
@@ -360,10 +359,10 @@ static const uint16_t RXE_LINK_PROFILES[] = {
 
 /* --------------------------------------- records that the host writes and reads
  *
- * The host writes them with RXE_setParam2, and may read back at any time what the
- * radio has in force. A record that the library refuses changes nothing. */
+ * The host writes them with RXE_setParam2, and may read the values in force at any time.
+ * A record that the library refuses changes nothing. */
 
-/* RXE_PARAM_PACKET_ENABLE, written only: deliver packets of one type, or no longer.
+/* RXE_PARAM_PACKET_ENABLE, written only: whether packets of one type are delivered.
  *
  *   0 | enable | - | id: 2 |
  */
@@ -469,9 +468,9 @@ typedef struct {
 } INVENTORY_OP_s;
 
 /* RXE_PARAM_ACCESS: one tag memory operation, done on each tag that is read in the olios
- * that name it, in the order of the ids. Each radio operation of it is told by an
- * ACCESS_INFO packet: one, or for a multiword write one for each word, and for a block
- * write one for each block of RXE_PARAM_BLOCK_SIZE words.
+ * that name it, in the order of the ids. The library sends an ACCESS_INFO packet for each
+ * radio operation: one, or for a multiword write one for each word, and for a block write
+ * one for each block of RXE_PARAM_BLOCK_SIZE words.
  *
  *     0 | enable | type | -: 2 |
  *     4 | membank | - | wordPointer: 2 |          or | payload: 4 |
@@ -504,8 +503,8 @@ typedef struct {
     uint16_t stopCount; /* 0 no limit */
 } ACCESS_OP_s;
 
-/* Types of access. The host writes READ to BLOCK_WRITE and MULTIWORD_WRITE, and shows
- * the others as it reads them. */
+/* Types of access. The host writes READ to BLOCK_WRITE and MULTIWORD_WRITE; it only shows
+ * the others when it reads them. */
 enum {
     RXE_ACCESS_READ = 1,
     /* One word. */
@@ -523,7 +522,7 @@ enum {
     RXE_ACCESS_CRYPTO10 = 15,
 };
 
-/* RXE_PARAM_RADIO_STOP: the rule that ends a run, whichever of its parts fires first.
+/* RXE_PARAM_RADIO_STOP: the rule that ends a run, as soon as one of its parts fires.
  *
  *   0 | duration: 4 | olioLoops: 2 | tagCount: 2 |
  *   8 | gpiBitMask | - | holdTime1: 2 | holdTime2: 2 | -: 2 |
@@ -629,11 +628,11 @@ typedef struct {
 
 /* ------------------------------------------------ records that the library writes
  *
- * RXE_formatPayloadToStruct fills them from a packet, into a record that the host has
- * zeroed, so what a packet does not carry is 0. The echo record comes by RXE_getParam. */
+ * RXE_formatPayloadToStruct fills them from a packet. The host has zeroed the record, so
+ * that members without a field in the packet are 0. RXE_getParam fills the echo record. */
 
-/* A tag packet. `fields` says which of the members are present. `epcLength` counts for
- * the host in any case, as the length of what it reports.
+/* A tag packet. `fields` says which of the members are present. The host uses `epcLength`
+ * also without RXE_FIELD_EPC, as the length of the EPC that it reports.
  *
  *    0 | -: 16 |
  *   16 | fields: 4 | azimuth: 2 | elevation: 2 |
@@ -689,8 +688,8 @@ typedef struct {
     uint8_t data[4096];
 } ACCESS_INFO_s;
 
-/* Results of an access. Every other number is a general error, which the host shows as
- * it is. Whatever is not OK ends the accesses on the tag. */
+/* Results of an access. Every other number is a general error, and the host shows the
+ * number. A result other than OK ends the accesses on the tag. */
 enum {
     RXE_ACCESS_RESULT_OK = 0,
     /* The tag has answered with an error code. */
@@ -757,37 +756,39 @@ typedef struct {
  * None throws. RXE_getParam and RXE_setParam2 may be called at any time from RXE_connect
  * on, also while the radio runs, from any thread and from within the callback.
  *
- * The host can run without a radio, so that all are called without a link, too. Then
- * RXE_getAPIVerNum, RXE_strerror and RXE_formatPayloadToStruct work as ever, RXE_resume
- * answers RXE_NO_START_ONGOING, and the others return an error code. */
+ * The host can run without a radio and then calls all of them without a link. Then
+ * RXE_getAPIVerNum, RXE_strerror and RXE_formatPayloadToStruct work as usual, RXE_resume
+ * returns RXE_NO_START_ONGOING, and the others return an error code. */
 
-/* The library's own version. `text` receives a string that the
- * library keeps; the host does not look at it. */
+/* The library's own version. `text` receives a string that belongs to the library; the
+ * host does not use it. */
 RXE_API_STATUS RXE_getAPIVerNum(REL_VERSION_s* version, char** text);
 
-/* Opens the serial link to the radio; the host gives "/dev/ttyS1" and 460800. Whether
- * the radio answers shows with the first read, of RXE_PARAM_FW_VERSION. */
+/* Opens the serial link to the radio; the host gives "/dev/ttyS1" and 460800. The first
+ * read, of RXE_PARAM_FW_VERSION, shows whether the radio answers. */
 RXE_API_STATUS RXE_connect(char* device, unsigned long baud);
 
 /* Ends the link. No callback may be under way when it returns, and none may follow: the
- * host takes down what the callback needs. With an error the link counts as open. */
+ * host then ends, with everything that its callback uses. After an error the link counts
+ * as open. */
 RXE_API_STATUS RXE_disconnect(void);
 
-/* The function is called for every packet, one at a time, on the library's own thread,
- * from now on until RXE_disconnect. It returns 0. It is called at the rate of tag reads. */
+/* The library calls the function for every packet, one at a time, on its own thread, from
+ * now on until RXE_disconnect. The function returns 0. It must be expected to run as often
+ * as tags are read. */
 RXE_API_STATUS RXE_setCallback(int (*callback)(RXE_packet_s* packet));
 
-/* Reads a parameter into the host's record, whose size follows from the id. On an error
- * the record does not count. */
+/* Reads a parameter into the host's record, whose size the id determines. After an error
+ * the host does not use the record. */
 RXE_API_STATUS RXE_getParam(unsigned short id, void* record);
 
 /* Writes a parameter while the host connects, before RXE_setCallback: the number of
  * antennas, the antenna check, the cable losses. */
 RXE_API_STATUS RXE_setParam(unsigned short id, void* record);
 
-/* Writes a parameter at any time from then on. `flag` is always true. `useShadow` asks
- * the library to go through its shadow copy of the parameter; it is true until the host's
- * user switches it off. */
+/* Writes a parameter at any time from then on. `flag` is always true. With `useShadow` the
+ * library may use its shadow copy of the parameter: a record that repeats the stored one
+ * need not reach the radio. It is true until a client of the host switches it off. */
 RXE_API_STATUS RXE_setParam2(unsigned short id, void* record, bool flag, bool useShadow);
 
 /* Writes a parameter that the radio keeps over power cycles: RXE_NVM_*. */
@@ -796,25 +797,25 @@ RXE_API_STATUS RXE_setNVMParam(unsigned short id, void* record);
 /* Begins to execute the enabled olios, when the start trigger fires. */
 RXE_API_STATUS RXE_start(void);
 
-/* Ends the run, if there is one; START_INFO3 and END_OF_RUN tell it as packets. The
- * host also calls it where there is none. */
+/* Ends the run, if there is one; START_INFO3 and END_OF_RUN follow as packets. The host
+ * also calls it without a run. */
 RXE_API_STATUS RXE_stop(void);
 
-/* Changes nothing: RXE_NO_START_ONGOING when no start is under way, anything else when
- * one is. */
+/* Changes nothing. Returns RXE_NO_START_ONGOING when no start is under way, anything else
+ * when one is. */
 RXE_API_STATUS RXE_resume(void);
 
 /* Empties the radio's tag database. The host calls it before every start, and when the
  * database is full. */
 RXE_API_STATUS RXE_resetDb(void);
 
-/* Asks the radio for its error log, which then arrives as an ERROR_LOG packet. */
+/* Asks the radio for its error log, which then comes as an ERROR_LOG packet. */
 RXE_API_STATUS RXE_getErr(void);
 
 /* The text of a status, of any number. Lives as long as the library. Any thread. */
 const char* RXE_strerror(RXE_API_STATUS status);
 
-/* The radio sends made-up tag packets, `count` a second, until RXE_stop. */
+/* The radio sends tag packets of imaginary tags, `count` a second, until RXE_stop. */
 RXE_API_STATUS RXE_txFakeTags(unsigned short count);
 
 /* Logs every packet to this file, in a format of the library's own; the host gives
@@ -831,7 +832,7 @@ RXE_API_STATUS RXE_formatPayloadToStruct(RXE_packet_s* packet, void* record);
 #ifdef __cplusplus
 }
 
-/* The layout that this compiler makes of the records is the one that is promised. */
+/* The compiler must lay the records out as the pictures show. */
 #define RXE_LAYOUT(type, field, offset) static_assert(offsetof(type, field) == (offset), #type "." #field)
 
 static_assert(sizeof(RXE_API_STATUS) == sizeof(int));
