@@ -64,8 +64,8 @@ json modeIn(std::string_view text) {
 
 }  // namespace
 
-// A reader, then a request on each line. The document of the engine's whole state is requested once at
-// most, since it takes as long as a hundred other requests.
+// A reader, then a request on each line. All that the engine holds is told once, since
+// that takes as long as a hundred other requests.
 void requests(std::string_view input) {
     constexpr int mostRequests = 16;
     constexpr std::string_view wholeEngine = "configrxe custom";

@@ -48,8 +48,7 @@ inline bool isLogLevelEnabled(log_level_e level) {
 // begins with a blank. Of a text beyond 16 KiB the rest is left out, and its length
 // told. The file gets a warning or an error at once, other lines when a hundred of
 // a level or some kilobytes have come together. What a full disk did not take is
-// told by a warning as soon as there is room. Any thread; the engine thread leaves its line
-// to a thread that is writing, and a warning tells how many of them found no room.
+// told by a warning as soon as there is room. Any thread.
 void logLine(log_level_e level, std::string_view unit, std::string_view text);
 
 // A part of a line that comes from outside, such as a request: the log shows it as

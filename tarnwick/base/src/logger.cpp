@@ -27,24 +27,29 @@ constexpr int oldLogFiles = 5;
 std::atomic<std::uint64_t> errorCount{0};
 std::atomic<std::uint64_t> warningCount{0};
 
+// The lowest level that is written. Written once by configureLogs; read by any
+// thread. Above every level until then.
+constexpr int noLevel = static_cast<int>(log_level_e::error) + 1;
+std::atomic<int> lowestLevel{noLevel};
+
 // Of a line: room for each line that the daemon makes itself. Bytes.
 constexpr std::size_t longestLine = 16 * 1024;
 constexpr std::size_t longestEscapedText = 4 * 1024;
 
-// Lines that were lost on a full disk and not yet reported. Written by the writer below when there is
-// room again, taken by logLine. Any thread.
+// Lines that a full disk did not take and that no line has told of yet. Written by
+// the writer below when there is room again, taken by logLine. Any thread.
 std::atomic<std::uint64_t> missingLines{0};
 
-// Writes the lines in place of the library's own writer, one at a time under the library's lock. The
-// library's writer takes the position of a failed stream, -1, as a size beyond the limit: on a full
-// disk each flush would rotate the log until all earlier lines are gone. It would also delay warnings
-// like any other line.
+// Writes in place of the library's own writer, one line at a time under the library's
+// lock. That one takes the position of a stream that failed, -1, for a size beyond
+// the limit: on a full disk each flush would turn the log, until all that led to
+// the full disk is gone. And it would hold back warnings like any line.
 class line_writer : public el::LogDispatchCallback {
   public:
     line_writer() = default;
     line_writer(const line_writer&) = delete;
     line_writer& operator=(const line_writer&) = delete;
-    // At the end of the process the library's stream is closed already.
+    // At the end of the process, when the library's stream has gone.
     ~line_writer() override {
         if (!waiting_.empty()) {
             std::ofstream(logFileName, std::ios::app) << waiting_;
@@ -71,8 +76,7 @@ class line_writer : public el::LogDispatchCallback {
     }
 
   private:
-    // Adds a line to those that wait. While the disk is full, lines are kept up to 8 KiB, and warnings and
-    // errors up to 16 KiB; others are lost.
+    // Without room on the disk the first lines wait, and warnings for longer than others.
     void keep(const std::string& line, bool isUrgent) {
         if (waiting_.size() < (isUrgent ? 2 * mostWaiting : mostWaiting)) {
             waiting_ += line;
@@ -81,7 +85,7 @@ class line_writer : public el::LogDispatchCallback {
         }
     }
 
-    // Writes all waiting lines to the file, or none.
+    // Either all lines that wait get to the file, or none.
     void write(std::fstream* file, el::Logger& logger, el::Level level) {
         if (!file->is_open()) {
             file->open(logFileName, std::ios::app);
@@ -100,9 +104,9 @@ class line_writer : public el::LogDispatchCallback {
         waiting_.clear();
         missingLines.fetch_add(lost_, std::memory_order_relaxed);
         lost_ = 0;
-        // A stream without a position, such as a pipe, is never rotated.
+        // What has no position, such as a pipe, is never full.
         if (file->tellp() >= 0) {
-            logger.flush(level, file);  // rotates a full file, and resets this level's count of lines
+            logger.flush(level, file);  // turns a full file, and counts this level's lines anew
         }
     }
 
@@ -236,13 +240,21 @@ void logLine(log_level_e level, std::string_view unit, std::string_view text) {
     if (text.size() > longestLine) {
         appendCutNote(text.size(), &joined);
     }
-    const bool taken = writing.doOrLeave([&] { writeLine(level, joined); },
-                                         [&](left_line_s& left) {
-                                             left.level = level;
-                                             left.line = joined;
-                                         });
-    if (!taken) {
-        droppedLines.fetch_add(1, std::memory_order_relaxed);
+    // A view, since of a string the library takes no more than up to the first NUL.
+    const std::string_view line = joined;
+    switch (level) {
+        case log_level_e::debug:
+            LOG(DEBUG) << line;
+            break;
+        case log_level_e::info:
+            LOG(INFO) << line;
+            break;
+        case log_level_e::warning:
+            LOG(WARNING) << line;
+            break;
+        case log_level_e::error:
+            LOG(ERROR) << line;
+            break;
     }
     tellMissing(&missingLines, " the log file could not be written: ");
     if (!isEngineThread) {  // the one that was writing when they were dropped

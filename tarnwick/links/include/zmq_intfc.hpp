@@ -32,24 +32,11 @@ extern void* main_from_radio;
 extern void* radio_from_main;
 extern void* radio_to_main;
 
-// A sending on a shared socket that the engine thread has left behind: `send` does it.
-struct left_send_s {
-    void (*send)(const left_send_s& left) = nullptr;
-    std::string text;     // one frame, or the topic of news
-    std::string payload;  // of news
-    int flags = 0;        // 0 or ZMQ_SNDMORE
-    bool outside = false;
-};
-inline void sendLeft(left_send_s& left) {
-    left.send(left);
-}
-
-// A socket that more than one thread uses, in turn: for one non-blocking send, for the
-// exchange of the handle, or while a publisher takes in what its subscribers have sent, as
-// each send does too, and never longer. What the engine thread cannot send at once leaves
-// as soon as the other thread is done; beyond 256 sendings it is dropped.
+// A socket that more than one thread uses. The lock is held for one non-blocking
+// send, for the exchange of the handle, or while a publisher takes in what its
+// subscribers have sent, as each send does too, and never longer.
 struct shared_socket_s {
-    turn_s<left_send_s, 256, sendLeft> turn;
+    std::mutex lock;
     void* handle = nullptr;  // null while the socket is not there; sends are then dropped
 };
 

@@ -80,12 +80,6 @@ void endLines() {
     current_gpio_led_msg_size = 0;
 }
 
-// Main and engine threads.
-void closeGpioLedBatch() {
-    gpio_led.turn.doOrLeave(endLines,
-                            [](left_send_s& left) { left.send = [](const left_send_s&) { endLines(); }; });
-}
-
 // Ends an open batch on tag_data in the same way; one that went with its socket has no
 // end. Engine thread.
 void closeTagDataBatch() {

@@ -96,8 +96,7 @@ void zeroRecord(void* record, std::size_t size) {
 
 int process_tag_info_packet(RXE_packet_s* packet, const timeval& time) {
     clearReport();
-    alignas(recordAlignment) TAG_INFO_s info;
-    zeroRecord(&info, sizeof info);
+    TAG_INFO_s info{};  // zeroed, all of it: the library leaves what the packet lacks
     if (RXE_formatPayloadToStruct(packet, &info) != RXE_OK) {
         constexpr std::string_view failure = "Error parsing tag info packet";
         sendNews("error", failure.data(), failure.size());
