@@ -18,7 +18,7 @@ constexpr std::uint16_t codeOwn = 0x0384;
 constexpr std::uint16_t epcLengthMask = 0x07FF;  // the bits of TAG_INFO_s::epcLength that count
 constexpr std::uint16_t noMember = 0xFFFF;
 
-// All numbers come high byte first but for the CRC.
+// All numbers come high byte first, except for the CRC.
 enum order_e : std::uint8_t { HIGH_FIRST, LOW_FIRST };
 
 // One number of a field: its size in bytes, where the encoder takes it from and

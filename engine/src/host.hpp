@@ -38,7 +38,7 @@ struct host_s {
     // Written by the host's threads and the radio thread, under `mutex` except
     // for ENDING; read on any thread without it.
     std::atomic<activity_e> activity{activity_e::IDLE};
-    // Requests: set by the host's threads, cleared by the radio thread, but for
+    // Requests: set by the host's threads, cleared by the radio thread, except for
     // `stopRequested`, which the next start clears.
     std::atomic<bool> stopRequested{false};
     // RXE_getErr asks for the error log as a packet.

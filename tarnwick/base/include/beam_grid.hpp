@@ -25,7 +25,9 @@ inline constexpr std::array<std::string_view, 5> polarizationNames{"TOTAL", "THE
 
 // Numbers up to lastCoarseBeam belong to the coarse grid, higher ones to the fine grid.
 inline constexpr int lastCoarseBeam = 1000;
+// Offset in the fine grid.
 inline constexpr int fineBoresight = 897;
+// Degrees, the outermost ring of the fine grid.
 inline constexpr int highestElevation = 70;
 
 // Degrees.

@@ -58,7 +58,7 @@ int getJsonValue(const nlohmann::json* object, const std::string& key, std::int3
 int getJsonValue(const nlohmann::json* object, const std::string& key, std::int64_t* out, std::string* reply,
                  std::int64_t min, std::int64_t max);
 
-// Floating-point targets take any number.
+// Floating-point targets take any number, integers as well.
 int getJsonValue(const nlohmann::json* object, const std::string& key, float* out, std::string* reply,
                  float min, float max);
 int getJsonValue(const nlohmann::json* object, const std::string& key, double* out, std::string* reply,

@@ -17,7 +17,7 @@ namespace json_text {
 // Room for any number here, bytes. putWord needs 6.
 inline constexpr std::size_t numberRoom = 64;
 
-// Copies bytes as they are.
+// Copies bytes as they are; they must be valid JSON already.
 inline char* putBytes(std::string_view bytes, char* out) {
     std::memcpy(out, bytes.data(), bytes.size());
     return out + bytes.size();
@@ -38,7 +38,8 @@ char* putWord(std::uint16_t word, char* out);
 // 16-bit field, -32768 to 65535.
 char* putTenths(std::int32_t tenths, char* out);
 
-// A frequency in MHz: kHz as a 32-bit float, divided by 1000.0. 915250 gives 915.25.
+// A frequency in MHz: kHz as a 32-bit float, divided by 1000.0. 915250 gives 915.25, 915000
+// gives 915.0.
 char* putMegahertz(std::uint32_t kilohertz, char* out);
 
 // Any number, in digits that read back as the same double; null when it is infinite or not a

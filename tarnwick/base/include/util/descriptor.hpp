@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The owner of a file descriptor.
+// A class that owns a file descriptor.
 #pragma once
 
 #include <unistd.h>
