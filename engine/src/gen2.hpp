@@ -74,8 +74,9 @@ struct backscatter_s {
 backscatter_s backscatterOf(const tag_s& tag);
 // Cuts `*reply` short, after a Select that asked for truncation: five zero bits, what follows
 // the mask in the EPC, and a CRC over these. `*room` gets the bits, from the first byte's most
-// significant bit on. False when less than a word follows the mask, or when the mask does not
-// end within the EPC: then the tag answers whole and `*reply` has not changed.
+// significant bit on. False when less than a word follows the mask, when the mask does not end
+// within the EPC, or when it is on another bank: then the tag answers whole and `*reply` has
+// not changed.
 bool truncate(const SELECT_OP_s& select, std::vector<std::uint8_t>* room, backscatter_s* reply);
 
 // From words 0 to 3 of RESERVED; 0 for a tag without a password.

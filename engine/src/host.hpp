@@ -29,8 +29,8 @@ using packet_callback_f = int(RXE_packet_s*);
 enum class activity_e : std::uint8_t { IDLE, INVENTORY, FAKE_TAGS, ENDING };
 
 struct host_s {
-    // Guards the connection, the start of runs and the radio thread's life (engine.hpp). Nothing
-    // waits for the host's callback with it.
+    // Guards the connection, the start of runs and the radio thread's life (engine.hpp). No thread
+    // holds it while it waits for the host's callback.
     // The radio thread sleeps on `wake`; any thread notifies it.
     std::mutex mutex;
     std::condition_variable wake;

@@ -50,7 +50,7 @@ inline double timeOfOneTag(const active_olio_s& olio) {
     return olio.slotTime + olio.replyTime + olio.accessTime;
 }
 
-// One run. Members that are not named below are constant during it.
+// One run. `radio` and `host` are constant; the rest changes during it.
 struct run_s {
     radio_s* radio = nullptr;
     host_s* host = nullptr;

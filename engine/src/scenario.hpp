@@ -2,7 +2,7 @@
 // The scenario: what the engine simulates. RXE_connect reads it from the JSON file that
 // RXE_SCENARIO names, or takes the built-in one; the records are constant from then on.
 // README.md has the keys of the file, their units and defaults, scenario.schema.json their
-// ranges. Times here are microseconds, places metres.
+// ranges. Times are microseconds where no unit is given, places metres.
 //
 // A function named take... checks one JSON value and writes it to its last argument. It
 // returns a refusal (scenario_keys.hpp), which is empty when the value was taken. After a
@@ -156,7 +156,7 @@ refusal_s takeTags(const json_t& value, tag_group_s* group);
 // One event. With `timed` it must have "at" and may have "every", both in seconds.
 refusal_s takeEvent(const json_t& value, bool timed, timed_event_s* event);
 // An event that comes at once, from a control message: a JSON object, or words as "gpi 1 high".
-// Without a change of `*event` when it is refused.
+// After a refusal `*event` has not changed.
 refusal_s readEvent(std::string_view text, event_s* event);
 // An operation that is to fail.
 refusal_s takeFailing(const json_t& value, failing_s* row);
