@@ -59,8 +59,7 @@ extern std::atomic<int> data_analytics_type;
 extern std::atomic<std::uint16_t> subscribers;
 
 // Starts the thread "radio", then asks the Reader Management server for the
-// reader's MAC address and host name; reports have them from the next plan on. The sockets
-// stand by now. Main thread.
+// reader's MAC address and host name. The sockets stand by now. Main thread.
 // Returns 0, or -1 if the thread could not be created.
 int startRadioThread();
 

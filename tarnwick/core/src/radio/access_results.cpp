@@ -81,14 +81,14 @@ struct outcome_s {
     std::string_view key;    // memory key of a read as metadata, otherwise empty
 };
 
-// Sets a member of "data" to a text that needs no escaping.
+// A member of "data" that is a text without need of escaping.
 void setLateText(std::string_view key, std::string_view text) {
     static std::string value;  // kept for its memory; engine thread
     value.assign("\"").append(text).append("\"");
     setLateMember(key, value);
 }
 
-// Fills the next slot of "accessResults". True when the report is complete: the slot was the last
+// Fills the next slot. True when the report has to leave: the slot was the last
 // one, or was refused.
 bool storeInNextSlot(std::string_view text) {
     return add_to_access_results(text, current_access_idx++) != 0;

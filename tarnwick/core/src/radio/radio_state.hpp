@@ -78,8 +78,8 @@ void setLateMember(std::string_view key, std::string_view value);
 // without gaps. Returns -1 if refused, 1 if this was the last slot, 0 otherwise.
 int add_to_access_results(std::string_view text, std::size_t index);
 
-// The value of a member of "data" as JSON, a text with its quotes; empty when there is no such
-// member. Valid until the report changes.
+// The value of a member of "data" as JSON, a text in its quotes; empty when there is no
+// such member. Good until the report changes.
 std::string_view valueInReport(std::string_view key);
 
 // The finished report: room for the header of the STRING form, then the text. The text is null

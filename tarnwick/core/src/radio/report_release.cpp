@@ -20,13 +20,13 @@ std::string_view textOf(std::string_view key) {
     return value.empty() ? value : value.substr(1, value.size() - 2);
 }
 
-// Whether the additional-keys database holds the report back, because its key was reported too
-// recently. A report without a key is not held back.
+// Whether the additional-keys database holds the report back: its key was reported
+// too recently. A report that has no key leaves unfiltered.
 bool isHeldBack() {
     if (!isAddlKeysEnabled.load(std::memory_order_relaxed)) {
         return false;
     }
-    static std::string key;  // kept for its memory; engine thread
+    static std::string key;  // reused from report to report
     const addl_key_parts_s parts{.isReport = isReportPending(),
                                  .texts = {textOf("PC"), textOf("idHex"), textOf("CRC"), textOf("TID")},
                                  .antenna = valueInReport("antenna")};

@@ -42,7 +42,7 @@ unsigned wholeBytes(std::uint16_t epcLength) {
     return epcLength >> 3 & 0xFF;
 }
 
-// The subscriber for a tag, from 1; all parts of an item have the same one. 0 without a CRC.
+// The subscriber of a tag, from 1; all parts of an item go to the same one.
 std::uint16_t hashOf(const TAG_INFO_s& info) {
     if ((info.fields & RXE_FIELD_CRC) == 0) {
         return 0;
