@@ -11,7 +11,7 @@ enum tuvr_status_e {
     TUVR_BAD_ARGUMENT = 1,
     /* A character that is not a hexadecimal digit, anywhere in the text. */
     TUVR_BAD_HEX = 2,
-    /* Not a digit, an odd number of them, or fewer bits than the scheme needs. */
+    /* An empty text, an odd number of digits, or fewer bits than the scheme needs. */
     TUVR_WRONG_LENGTH = 3,
     /* No scheme has this header: 00 (not programmed), E2 (a TID), and others. */
     TUVR_UNKNOWN_HEADER = 4,

@@ -76,9 +76,9 @@ int get_aar_info(const std::string& path, aar_table_t* aars);
 int get_tag_info(const std::string& path, tag_id_table_t* ids, tag_table_t* tags);
 
 // Fill the cells of the first `tagCount` tags and `aarCount` readers; counts beyond the tables
-// are cut. An azimuth is a compass angle, 0 along y and
-// growing towards x, plus the reader's orientation; an elevation is 0 straight
-// below the reader, 90 level with it and 180 straight above.
+// are cut. An azimuth is a compass angle, 0 along y and growing towards x, plus the reader's
+// orientation; an elevation is 0 straight below the reader, 90 level with it and 180 straight
+// above.
 void get_az(const aar_table_t& aars, const tag_table_t& tags, angle_table_t* azimuths, int aarCount,
             int tagCount);
 void get_el(const aar_table_t& aars, const tag_table_t& tags, angle_table_t* elevations, int aarCount,
