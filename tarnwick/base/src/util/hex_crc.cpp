@@ -18,6 +18,22 @@ constexpr auto hexMap = [] {
     return pairs;
 }();
 
+// The digits of eight bytes at once.
+void putHex8(const std::uint8_t* bytes, char* digits) {
+    using lanes_t [[gnu::vector_size(16)]] = unsigned char;
+    using words_t [[gnu::vector_size(16)]] = std::uint64_t;
+    std::uint64_t word = 0;
+    std::memcpy(&word, bytes, sizeof word);
+    const auto input = reinterpret_cast<lanes_t>(words_t{word, 0});
+    const lanes_t high = input >> 4;
+    const lanes_t low = input & 0xF;
+    const lanes_t nibbles =
+        __builtin_shufflevector(high, low, 0, 16, 1, 17, 2, 18, 3, 19, 4, 20, 5, 21, 6, 22, 7, 23);
+    const auto isLetter = reinterpret_cast<lanes_t>(nibbles > 9);
+    const lanes_t text = nibbles + '0' + (isLetter & ('a' - '0' - 10));
+    std::memcpy(digits, &text, sizeof text);
+}
+
 // What eight steps of the polynomial make of each high byte.
 constexpr auto crcTable = [] {
     constexpr std::uint16_t polynomial = 0x1021;

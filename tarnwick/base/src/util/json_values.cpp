@@ -55,12 +55,13 @@ char* putSmall(std::uint32_t number, char* out) {
 }  // namespace
 
 char* putWord(std::uint16_t word, char* out) {
-    *out++ = '"';
-    for (int shift = 12; shift >= 0; shift -= 4) {
-        *out++ = hexDigits[word >> shift & 15];
-    }
-    *out++ = '"';
-    return out;
+    out[0] = '"';
+    out[1] = hexDigits[word >> 12];
+    out[2] = hexDigits[word >> 8 & 15];
+    out[3] = hexDigits[word >> 4 & 15];
+    out[4] = hexDigits[word & 15];
+    out[5] = '"';
+    return out + 6;
 }
 
 char* putTenths(std::int32_t tenths, char* out) {

@@ -81,13 +81,6 @@ struct outcome_s {
     std::string_view key;    // memory key of a read as metadata, otherwise empty
 };
 
-// A member of "data" that is a text without need of escaping.
-void setLateText(std::string_view key, std::string_view text) {
-    static std::string value;  // kept for its memory; engine thread
-    value.assign("\"").append(text).append("\"");
-    setLateMember(key, value);
-}
-
 // Fills the next slot. True when the report has to leave: the slot was the last
 // one, or was refused.
 bool storeInNextSlot(std::string_view text) {

@@ -5,8 +5,10 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <span>
 #include <utility>
 
+#include "additional_config.hpp"
 #include "json_values.hpp"
 #include "mode/record.hpp"
 #include "radio/report_plan.hpp"
@@ -21,21 +23,47 @@ using json_text::putWord;
 
 std::uint64_t eventNum = 0;
 
+// One member of "data": it is present when the packet has all of `fields` and the
+// mode's switch is on.
+struct report_member_s {
+    std::string_view key;
+    std::uint32_t fields;
+    bool (*enabled)(const mode_configuration_s& mode);
+    char* (*write)(const tag_read_s& read, const report_plan_s& plan, char* out);
+    std::size_t keyPart = 0;  // its place in keyParts; filled for all rows below
+};
+
 namespace {
+
+// What a key of the additional-keys database is made of; any other member is no part.
+constexpr std::array<std::string_view, 5> keyParts{"PC", "idHex", "CRC", "TID", "antenna"};
+constexpr std::size_t antennaPart = 4;
+constexpr std::size_t noPart = keyParts.size();
+constexpr std::size_t keyPartOf(std::string_view key) {
+    return static_cast<std::size_t>(std::ranges::find(keyParts, key) - keyParts.begin());
+}
 
 constexpr std::size_t headerBytes = std::tuple_size_v<report_header_t>;
 constexpr std::string_view opening = "{\"data\":";
 constexpr std::size_t uriBytes = 1024;
 
-// A member that joined the report after its tag packet. `text` is its value as JSON.
+// A member that joined the report after its tag packet: "key":value in the late bytes. Keys are
+// texts without need of escaping.
 struct late_member_s {
-    std::string key;
-    std::string text;
+    std::size_t begin;
+    std::size_t keyLength;
+    std::size_t end;
+};
+
+// A slot of "accessResults": its text in the late bytes.
+struct slot_s {
+    std::size_t begin;
+    std::size_t length;
 };
 
 // Where a member of the tag packet begins in the text, behind its comma.
 struct mark_s {
-    const planned_member_s* member;
+    const report_member_s* row;
     const char* begin;
 };
 
@@ -52,10 +80,10 @@ struct report_s {
     std::array<mark_s, 32> marks;  // the first `markCount` count
     std::size_t markCount = 0;
 
-    std::vector<late_member_s> late;  // the first `lateCount` count, by key
-    std::size_t lateCount = 0;
-    std::vector<std::string> results;  // the slots of "accessResults": the first `resultCount`
-    std::size_t resultCount = 0;
+    std::vector<late_member_s> late;  // by key
+    std::vector<slot_s> results;
+    std::vector<char> lateBytes;  // of both; the first `lateSize` count
+    std::size_t lateSize = 0;
 
     std::vector<char> merged;  // as `text`, with late members
 } report;
@@ -89,15 +117,6 @@ char* putUri(int (*decode)(const char*, int, char*), const std::string& idHex, c
     return putPlanned(text, out);
 }
 
-// One member of "data": it is present when the packet has all of `fields` and the
-// mode's switch is on.
-struct report_member_s {
-    std::string_view key;
-    std::uint32_t fields;
-    bool (*enabled)(const mode_configuration_s& mode);
-    char* (*write)(const tag_read_s& read, const report_plan_s& plan, char* out);
-};
-
 constexpr auto always = [](const mode_configuration_s&) { return true; };
 
 template <bool mode_configuration_s::*flag>
@@ -119,97 +138,134 @@ char* word(const tag_read_s& read, const report_plan_s&, char* out) {
 }
 
 // By key, which is the order of the text.
-constexpr std::array reportMembers{
-    report_member_s{"CRC", RXE_FIELD_CRC, isOn<&mode_configuration_s::reportCRC>, word<&TAG_INFO_s::crc>},
-    report_member_s{"MAC", 0, isOn<&mode_configuration_s::reportMAC>,
-                    [](const tag_read_s&, const report_plan_s& plan, char* out) {
-                        return putPlanned(plan.macText, out);
-                    }},
-    report_member_s{"PC", RXE_FIELD_PC, isOn<&mode_configuration_s::reportPC>, word<&TAG_INFO_s::pc>},
-    report_member_s{"XPC1", RXE_FIELD_XPC1, isOn<&mode_configuration_s::reportXPC>, word<&TAG_INFO_s::xpc1>},
-    report_member_s{"XPC2", RXE_FIELD_XPC1 | RXE_FIELD_XPC2, isOn<&mode_configuration_s::reportXPC>,
-                    word<&TAG_INFO_s::xpc2>},
-    report_member_s{"antenna", 0, isOn<&mode_configuration_s::reportAntenna>,
-                    [](const tag_read_s&, const report_plan_s&, char* out) {
-                        return putUnsigned(currentTxAntenna, out);
-                    }},
-    report_member_s{"antennaPortName", 0,
-                    [](const mode_configuration_s& mode) { return !mode.antennaPortNames.empty(); },
-                    [](const tag_read_s&, const report_plan_s& plan, char* out) {
-                        return putPlanned(plan.portNameOf(static_cast<std::uint8_t>(currentTxAntenna)), out);
-                    }},
-    report_member_s{"azimuth", RXE_FIELD_BEARING, always, tenths<&TAG_INFO_s::azimuth>},
-    report_member_s{"azimuthConf", RXE_FIELD_BEARING, always, number<&TAG_INFO_s::azimuthConf>},
-    report_member_s{"channel", 0, isOn<&mode_configuration_s::reportChannel>,
-                    [](const tag_read_s&, const report_plan_s&, char* out) {
-                        return json_text::putMegahertz(currentChannel, out);
-                    }},
-    report_member_s{"elevation", RXE_FIELD_BEARING, always, tenths<&TAG_INFO_s::elevation>},
-    report_member_s{"elevationConf", RXE_FIELD_BEARING, always, number<&TAG_INFO_s::elevationConf>},
-    report_member_s{"epcUri", 0, isOn<&mode_configuration_s::decodeEpcUri>,
-                    [](const tag_read_s& read, const report_plan_s&, char* out) {
-                        return putUri(tuvr_hexToEpcUri, *read.idHex, out);
-                    }},
-    report_member_s{"eventNum", 0, always,
-                    [](const tag_read_s& read, const report_plan_s&, char* out) {
-                        return putUnsigned(read.eventNum, out);
-                    }},
-    // Bit 8 of the PC is the toggle: the tag holds no EPC but an ISO application
-    // family identifier (Gen2 air interface, 6.3.2.1.2.2).
-    report_member_s{"format", RXE_FIELD_PC, always,
-                    [](const tag_read_s& read, const report_plan_s&, char* out) {
-                        return putBytes((read.info->pc & 0x100) != 0 ? R"("uii")" : R"("epc")", out);
-                    }},
-    report_member_s{"hostName", 0, isOn<&mode_configuration_s::reportHostName>,
-                    [](const tag_read_s&, const report_plan_s& plan, char* out) {
-                        return putPlanned(plan.hostNameText, out);
-                    }},
-    report_member_s{
-        "idHex", 0, always,
-        [](const tag_read_s& read, const report_plan_s&, char* out) { return putPlain(*read.idHex, out); }},
-    report_member_s{"locConf", RXE_FIELD_LOCATION, always, number<&TAG_INFO_s::locConf>},
-    report_member_s{"peakRssi", RXE_FIELD_RSSI, always, number<&TAG_INFO_s::rssi>},
-    report_member_s{"phase", RXE_FIELD_PHASE, always,
-                    [](const tag_read_s& read, const report_plan_s&, char* out) {
-                        return json_text::putReal(static_cast<double>(read.info->phase), out);
-                    }},
-    report_member_s{"reads", RXE_FIELD_TAG_COUNT, always, number<&TAG_INFO_s::tagCount>},
-    report_member_s{"tagUri", 0, isOn<&mode_configuration_s::decodeTagUri>,
-                    [](const tag_read_s& read, const report_plan_s&, char* out) {
-                        return putUri(tuvr_hexToEpcTagUri, *read.idHex, out);
-                    }},
-    report_member_s{"userDefined", 0,
-                    [](const mode_configuration_s& mode) { return !mode.userDefined.empty(); },
-                    [](const tag_read_s&, const report_plan_s& plan, char* out) {
-                        return putPlanned(plan.userDefinedText, out);
-                    }},
-    report_member_s{"x", RXE_FIELD_LOCATION, always, tenths<&TAG_INFO_s::locationX>},
-    report_member_s{"y", RXE_FIELD_LOCATION, always, tenths<&TAG_INFO_s::locationY>},
-};
+constexpr auto reportMembers =
+    [](auto rows) {
+        for (report_member_s& row : rows) {
+            row.keyPart = keyPartOf(row.key);
+        }
+        return rows;
+    }(std::array{
+        report_member_s{"CRC", RXE_FIELD_CRC, isOn<&mode_configuration_s::reportCRC>, word<&TAG_INFO_s::crc>},
+        report_member_s{"MAC", 0, isOn<&mode_configuration_s::reportMAC>,
+                        [](const tag_read_s&, const report_plan_s& plan, char* out) {
+                            return putPlanned(plan.macText, out);
+                        }},
+        report_member_s{"PC", RXE_FIELD_PC, isOn<&mode_configuration_s::reportPC>, word<&TAG_INFO_s::pc>},
+        report_member_s{"XPC1", RXE_FIELD_XPC1, isOn<&mode_configuration_s::reportXPC>,
+                        word<&TAG_INFO_s::xpc1>},
+        report_member_s{"XPC2", RXE_FIELD_XPC1 | RXE_FIELD_XPC2, isOn<&mode_configuration_s::reportXPC>,
+                        word<&TAG_INFO_s::xpc2>},
+        report_member_s{"antenna", 0, isOn<&mode_configuration_s::reportAntenna>,
+                        [](const tag_read_s&, const report_plan_s&, char* out) {
+                            return putUnsigned(currentTxAntenna, out);
+                        }},
+        report_member_s{"antennaPortName", 0,
+                        [](const mode_configuration_s& mode) { return !mode.antennaPortNames.empty(); },
+                        [](const tag_read_s&, const report_plan_s& plan, char* out) {
+                            return putPlanned(plan.portNameOf(static_cast<std::uint8_t>(currentTxAntenna)),
+                                              out);
+                        }},
+        report_member_s{"azimuth", RXE_FIELD_BEARING, always, tenths<&TAG_INFO_s::azimuth>},
+        report_member_s{"azimuthConf", RXE_FIELD_BEARING, always, number<&TAG_INFO_s::azimuthConf>},
+        report_member_s{"channel", 0, isOn<&mode_configuration_s::reportChannel>,
+                        [](const tag_read_s&, const report_plan_s&, char* out) {
+                            return json_text::putMegahertz(currentChannel, out);
+                        }},
+        report_member_s{"elevation", RXE_FIELD_BEARING, always, tenths<&TAG_INFO_s::elevation>},
+        report_member_s{"elevationConf", RXE_FIELD_BEARING, always, number<&TAG_INFO_s::elevationConf>},
+        report_member_s{"epcUri", 0, isOn<&mode_configuration_s::decodeEpcUri>,
+                        [](const tag_read_s& read, const report_plan_s&, char* out) {
+                            return putUri(tuvr_hexToEpcUri, *read.idHex, out);
+                        }},
+        report_member_s{"eventNum", 0, always,
+                        [](const tag_read_s& read, const report_plan_s&, char* out) {
+                            return putUnsigned(read.eventNum, out);
+                        }},
+        // Bit 8 of the PC is the toggle: the tag holds no EPC but an ISO application
+        // family identifier (Gen2 air interface, 6.3.2.1.2.2).
+        report_member_s{"format", RXE_FIELD_PC, always,
+                        [](const tag_read_s& read, const report_plan_s&, char* out) {
+                            return putBytes((read.info->pc & 0x100) != 0 ? R"("uii")" : R"("epc")", out);
+                        }},
+        report_member_s{"hostName", 0, isOn<&mode_configuration_s::reportHostName>,
+                        [](const tag_read_s&, const report_plan_s& plan, char* out) {
+                            return putPlanned(plan.hostNameText, out);
+                        }},
+        report_member_s{"idHex", 0, always,
+                        [](const tag_read_s& read, const report_plan_s&, char* out) {
+                            return putPlain(*read.idHex, out);
+                        }},
+        report_member_s{"locConf", RXE_FIELD_LOCATION, always, number<&TAG_INFO_s::locConf>},
+        report_member_s{"peakRssi", RXE_FIELD_RSSI, always, number<&TAG_INFO_s::rssi>},
+        report_member_s{"phase", RXE_FIELD_PHASE, always,
+                        [](const tag_read_s& read, const report_plan_s&, char* out) {
+                            return json_text::putReal(static_cast<double>(read.info->phase), out);
+                        }},
+        report_member_s{"reads", RXE_FIELD_TAG_COUNT, always, number<&TAG_INFO_s::tagCount>},
+        report_member_s{"tagUri", 0, isOn<&mode_configuration_s::decodeTagUri>,
+                        [](const tag_read_s& read, const report_plan_s&, char* out) {
+                            return putUri(tuvr_hexToEpcTagUri, *read.idHex, out);
+                        }},
+        report_member_s{"userDefined", 0,
+                        [](const mode_configuration_s& mode) { return !mode.userDefined.empty(); },
+                        [](const tag_read_s&, const report_plan_s& plan, char* out) {
+                            return putPlanned(plan.userDefinedText, out);
+                        }},
+        report_member_s{"x", RXE_FIELD_LOCATION, always, tenths<&TAG_INFO_s::locationX>},
+        report_member_s{"y", RXE_FIELD_LOCATION, always, tenths<&TAG_INFO_s::locationY>},
+    });
 static_assert(std::ranges::is_sorted(reportMembers, {}, &report_member_s::key));
 static_assert(reportMembers.size() <= std::tuple_size_v<decltype(report_s::marks)>);
 static_assert(std::ranges::all_of(reportMembers, [](const report_member_s& member) {
     return member.key.size() + 4 <= std::tuple_size_v<decltype(planned_member_s::start)>;
 }));
 
-// The late member of a key; made, with an empty text, when there is none.
-late_member_s* lateMember(std::string_view key) {
-    const auto end = report.late.begin() + static_cast<std::ptrdiff_t>(report.lateCount);
-    const auto place = std::lower_bound(
-        report.late.begin(), end, key,
-        [](const late_member_s& member, std::string_view wanted) { return member.key < wanted; });
-    if (place != end && place->key == key) {
-        return &*place;
+std::string_view bytesOf(const late_member_s& member) {
+    return {report.lateBytes.data() + member.begin, member.end - member.begin};
+}
+std::string_view keyOf(const late_member_s& member) {
+    return bytesOf(member).substr(1, member.keyLength);
+}
+std::string_view valueOf(const late_member_s& member) {
+    return bytesOf(member).substr(member.keyLength + 3);  // behind "key":
+}
+
+// Room for so many more late bytes.
+char* lateRoom(std::size_t count) {
+    if (report.lateBytes.size() - report.lateSize < count) {
+        report.lateBytes.resize(2 * (report.lateSize + count));
     }
-    const auto index = place - report.late.begin();
-    if (report.lateCount == report.late.size()) {
-        report.late.emplace_back();
+    return report.lateBytes.data() + report.lateSize;
+}
+// They end here. Returns where they began.
+std::size_t takeLate(const char* end) {
+    return std::exchange(report.lateSize, static_cast<std::size_t>(end - report.lateBytes.data()));
+}
+
+// Begins "key": of a late member that has room for so many bytes of value.
+char* beginLate(std::string_view key, std::size_t valueBytes) {
+    char* out = lateRoom(key.size() + 3 + valueBytes);
+    out = putPlain(key, out);
+    *out++ = ':';
+    return out;
+}
+
+// Gives the member its place, in that of an older value of the key. `key` need not be the one
+// in the bytes.
+void endLate(std::string_view key, const char* end) {
+    const std::size_t begin = takeLate(end);
+    const late_member_s member{begin, key.size(), report.lateSize};
+    std::size_t from = 0;
+    for (std::size_t to = report.late.size(); from < to;) {
+        const std::size_t middle = (from + to) / 2;
+        const int order = keyOf(report.late[middle]).compare(key);
+        if (order == 0) {
+            report.late[middle] = member;
+            return;
+        }
+        (order < 0 ? from : to) = order < 0 ? middle + 1 : middle;
     }
-    const auto first = report.late.begin() + index;
-    const auto last = report.late.begin() + static_cast<std::ptrdiff_t>(report.lateCount++);
-    std::rotate(first, last, last + 1);
-    first->key.assign(key);
-    return &*first;
+    report.late.insert(report.late.begin() + static_cast<std::ptrdiff_t>(from), member);
 }
 
 // Makes the report pending. A late member does so also without a tag packet.
@@ -219,27 +275,28 @@ void expectMore() {
 
 // Makes the slots of "accessResults" a late member.
 void joinResults() {
-    if (report.resultCount == 0) {
+    if (report.results.empty()) {
         return;
     }
-    std::string& text = lateMember("accessResults")->text;
-    text.assign("[");
-    for (std::size_t i = 0; i < report.resultCount; ++i) {
-        text.append(i == 0 ? "\"" : ",\"").append(report.results[i]).append("\"");
+    std::size_t room = 2;
+    for (const slot_s& slot : report.results) {
+        room += slot.length + 3;
     }
-    text += ']';
+    constexpr std::string_view key = "accessResults";
+    char* out = beginLate(key, room);
+    char before = '[';
+    for (const slot_s& slot : report.results) {
+        *out++ = std::exchange(before, ',');
+        out = putPlain({report.lateBytes.data() + slot.begin, slot.length}, out);
+    }
+    *out++ = ']';
+    endLate(key, out);
 }
 
 // Writes a member into the merged text, with a comma in front.
 char* putMember(std::string_view bytes, char* out) {
     *out++ = ',';
     return putBytes(bytes, out);
-}
-char* putMember(const late_member_s& member, char* out) {
-    *out++ = ',';
-    out = putPlain(member.key, out);
-    *out++ = ':';
-    return putBytes(member.text, out);
 }
 
 // The text of a member of the tag packet, with its key.
@@ -252,8 +309,8 @@ std::string_view memberAt(std::size_t i) {
 // Writes the report with its late members into `merged`, and returns its end.
 std::size_t merge() {
     std::size_t room = headerBytes + opening.size() + report.end + 64;
-    for (std::size_t i = 0; i < report.lateCount; ++i) {
-        room += report.late[i].key.size() + report.late[i].text.size() + 8;
+    for (const late_member_s& member : report.late) {
+        room += member.end - member.begin + 1;
     }
     if (report.merged.size() < room) {
         report.merged.resize(room);
@@ -261,15 +318,15 @@ std::size_t merge() {
     char* const begin = report.merged.data() + headerBytes + opening.size();
     char* out = begin;
     putBytes(opening, begin - opening.size());
-    std::size_t next = 0;  // of the late ones
+    auto next = report.late.begin();
     for (std::size_t i = 0; i < report.markCount; ++i) {
-        for (; next < report.lateCount && report.late[next].key < report.marks[i].member->key; ++next) {
-            out = putMember(report.late[next], out);
+        for (; next != report.late.end() && keyOf(*next) < report.marks[i].row->key; ++next) {
+            out = putMember(bytesOf(*next), out);
         }
         out = putMember(memberAt(i), out);
     }
-    for (; next < report.lateCount; ++next) {
-        out = putMember(report.late[next], out);
+    for (; next != report.late.end(); ++next) {
+        out = putMember(bytesOf(*next), out);
     }
     *begin = '{';
     out += out == begin ? 1 : 0;
@@ -286,7 +343,7 @@ std::vector<planned_member_s> plannedMembers(const mode_configuration_s& mode) {
     std::vector<planned_member_s> members;
     for (const report_member_s& member : reportMembers) {
         if (member.enabled(mode)) {
-            planned_member_s planned{.key = member.key,
+            planned_member_s planned{.row = &member,
                                      .start = {},
                                      .startLength = 0,
                                      .fields = member.fields,
@@ -306,7 +363,9 @@ bool isReportPending() {
 void clearReport() {
     report.pending = report.ofTag = false;
     report.markCount = 0;
-    report.lateCount = report.resultCount = 0;
+    report.late.clear();
+    report.results.clear();
+    report.lateSize = 0;
     report.end = 0;
     report.error.clear();
 }
@@ -324,7 +383,7 @@ void buildJsonReport(const tag_read_s& read, const report_plan_s& plan) {
     for (const planned_member_s& member : std::span(plan.members)) {
         const std::uint32_t needed = member.fields;
         if ((fields & needed) == needed) {
-            *mark++ = {&member, out + 1};
+            *mark++ = {member.row, out + 1};
             std::memcpy(out, member.start.data(), member.start.size());  // of one size, so no call
             out = member.write(read, plan, out + member.startLength);
         }
@@ -341,35 +400,48 @@ void buildJsonReport(const tag_read_s& read, const report_plan_s& plan) {
 }
 
 void setLateMember(std::string_view key, std::string_view value) {
-    lateMember(key)->text.assign(value);
+    endLate(key, putBytes(value, beginLate(key, value.size())));
+    expectMore();
+}
+
+void setLateText(std::string_view key, std::string_view text) {
+    endLate(key, putPlain(text, beginLate(key, text.size() + 2)));
     expectMore();
 }
 
 int add_to_access_results(std::string_view text, std::size_t index) {
-    if (index > report.resultCount) {
+    if (index > report.results.size()) {
         return -1;
     }
+    const slot_s slot{takeLate(putBytes(text, lateRoom(text.size()))), text.size()};
     if (index == report.results.size()) {
-        report.results.emplace_back();
+        report.results.push_back(slot);
+    } else {
+        report.results[index] = slot;
     }
-    report.results[index].assign(text);
-    report.resultCount = std::max(report.resultCount, index + 1);
     expectMore();
-    return index + 1 == report.resultCount ? 1 : 0;
+    return index + 1 == report.results.size() ? 1 : 0;
 }
 
-std::string_view valueInReport(std::string_view key) {
+addl_key_parts_s keyPartsOfReport() {
+    addl_key_parts_s parts{.isReport = report.pending, .texts = {}, .antenna = {}};
+    const auto take = [&parts](std::size_t part, std::string_view value) {
+        if (part < parts.texts.size()) {
+            parts.texts[part] = value.substr(1, value.size() - 2);  // without its quotes
+        } else if (part == antennaPart) {
+            parts.antenna = value;
+        }
+    };
     for (std::size_t i = 0; i < report.markCount; ++i) {
-        if (report.marks[i].member->key == key) {
-            return memberAt(i).substr(key.size() + 3);  // behind "key":
+        const report_member_s& row = *report.marks[i].row;
+        if (row.keyPart != noPart) {
+            take(row.keyPart, memberAt(i).substr(row.key.size() + 3));  // behind "key":
         }
     }
-    for (std::size_t i = 0; i < report.lateCount; ++i) {
-        if (report.late[i].key == key) {
-            return report.late[i].text;
-        }
+    for (const late_member_s& member : report.late) {
+        take(keyPartOf(keyOf(member)), valueOf(member));
     }
-    return {};
+    return parts;
 }
 
 finished_report_s finishReport() {
@@ -380,7 +452,7 @@ finished_report_s finishReport() {
         return {{report.merged.data(), static_cast<std::size_t>(end - report.merged.data())}, {}};
     }
     joinResults();
-    if (report.ofTag && report.lateCount == 0) {
+    if (report.ofTag && report.late.empty()) {
         return {{report.text.data(), report.end}, report.error};
     }
     const std::size_t end = merge();

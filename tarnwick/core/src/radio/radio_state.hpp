@@ -14,7 +14,8 @@
 
 #include "rxe.h"
 
-struct report_plan_s;  // report_plan.hpp
+struct report_plan_s;     // report_plan.hpp
+struct addl_key_parts_s;  // additional_config.hpp
 
 // The olio that the radio works on (1 to 1023), the antenna or beam that transmits, and the channel
 // in kHz. Written by the packet dispatch; they keep their values over a radio stop.
@@ -73,14 +74,15 @@ void buildJsonReport(const tag_read_s& read, const report_plan_s& plan);
 // Sets a member of "data" that does not come from the tag packet: HEATMAP, a memory key. `value` is
 // JSON. The report is pending from then on.
 void setLateMember(std::string_view key, std::string_view value);
+// The same with a text that needs no escaping.
+void setLateText(std::string_view key, std::string_view text);
 
 // Stores the text, which needs no escaping, in a slot of "accessResults"; slots fill
 // without gaps. Returns -1 if refused, 1 if this was the last slot, 0 otherwise.
 int add_to_access_results(std::string_view text, std::size_t index);
 
-// The value of a member of "data" as JSON, a text in its quotes; empty when there is no
-// such member. Good until the report changes.
-std::string_view valueInReport(std::string_view key);
+// What the additional-keys database asks of the report. Good until the report changes.
+addl_key_parts_s keyPartsOfReport();
 
 // The finished report: room for the header of the STRING form, then the text. The text is null
 // before the first report and {} when none is pending. A report with an `error` cannot leave: one

@@ -145,6 +145,24 @@ report_plan_s makePlan(const mode_configuration_s& mode, const told_accesses_s& 
     return plan;
 }
 
+// Rare, and kept out of the way of every packet.
+[[gnu::noinline]] const report_plan_s& planOfEmptyMode() {
+    static const report_plan_s plan = makePlan({});
+    return plan;
+}
+
+[[gnu::noinline]] void exchangePlan() {
+    static plan_node_s* current = nullptr;  // engine thread
+    plan_node_s* const before = std::exchange(current, offered.exchange(nullptr, std::memory_order_acq_rel));
+    planInForce = &current->plan;
+    if (before != nullptr) {
+        before->next = retired.load(std::memory_order_relaxed);
+        while (!retired.compare_exchange_weak(before->next, before, std::memory_order_release,
+                                              std::memory_order_relaxed)) {
+        }
+    }
+}
+
 }  // namespace
 
 void publishReportPlan(const mode_configuration_s& mode, const told_accesses_s& accesses) {
@@ -156,20 +174,9 @@ void publishReportPlan(const mode_configuration_s& mode, const told_accesses_s& 
 }
 
 void takeReportPlan() {
-    static plan_node_s* current = nullptr;  // engine thread
-    if (offered.load(std::memory_order_relaxed) == nullptr) {
-        if (planInForce == nullptr) {
-            static const report_plan_s ofEmptyMode = makePlan({}, {});
-            planInForce = &ofEmptyMode;
-        }
-        return;
-    }
-    plan_node_s* const before = std::exchange(current, offered.exchange(nullptr, std::memory_order_acq_rel));
-    planInForce = &current->plan;
-    if (before != nullptr) {
-        before->next = retired.load(std::memory_order_relaxed);
-        while (!retired.compare_exchange_weak(before->next, before, std::memory_order_release,
-                                              std::memory_order_relaxed)) {
-        }
+    if (offered.load(std::memory_order_relaxed) != nullptr) {
+        exchangePlan();
+    } else if (planInForce == nullptr) {
+        planInForce = &planOfEmptyMode();
     }
 }

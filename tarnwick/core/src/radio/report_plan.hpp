@@ -16,6 +16,7 @@
 
 struct tag_read_s;
 struct report_plan_s;
+struct report_member_s;  // json_report.cpp
 
 // A text that is the same in many reports.
 struct planned_text_s {
@@ -26,7 +27,7 @@ struct planned_text_s {
 
 // A member of "data" that the mode asks for.
 struct planned_member_s {
-    std::string_view key;
+    const report_member_s* row;  // constant, and not of this plan
     std::array<char, 32> start;  // ,"key": and zeros
     std::size_t startLength;
     std::uint32_t fields;  // RXE_FIELD_*: the packet must have all of them

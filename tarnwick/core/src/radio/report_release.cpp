@@ -14,12 +14,6 @@ std::uint32_t tagMemoryCount = 0;
 
 namespace {
 
-// A text member of the pending report without its quotes; no data when it has none.
-std::string_view textOf(std::string_view key) {
-    const std::string_view value = valueInReport(key);
-    return value.empty() ? value : value.substr(1, value.size() - 2);
-}
-
 // Whether the additional-keys database holds the report back: its key was reported
 // too recently. A report that has no key leaves unfiltered.
 bool isHeldBack() {
@@ -27,10 +21,7 @@ bool isHeldBack() {
         return false;
     }
     static std::string key;  // reused from report to report
-    const addl_key_parts_s parts{.isReport = isReportPending(),
-                                 .texts = {textOf("PC"), textOf("idHex"), textOf("CRC"), textOf("TID")},
-                                 .antenna = valueInReport("antenna")};
-    return makeAddlKey(parts, &key) == 0 && report_line(key) == 0;
+    return makeAddlKey(keyPartsOfReport(), &key) == 0 && report_line(key) == 0;
 }
 
 }  // namespace

@@ -6,6 +6,10 @@
 #include <cstddef>
 #include <cstring>
 
+#ifdef __x86_64__
+#include <immintrin.h>
+#endif
+
 #include "radio.hpp"
 #include "radio/report_plan.hpp"
 #include "radio_state.hpp"
@@ -41,6 +45,28 @@ constexpr std::array multiTagMasks{
 unsigned wholeBytes(std::uint16_t epcLength) {
     return epcLength >> 3 & 0xFF;
 }
+
+#ifdef __x86_64__
+// Zeroes the record but for less than `zeroedAtOnce` bytes at its end. What the compiler and the
+// C library make of records of this size takes a fifth longer.
+constexpr std::size_t zeroedAtOnce = 320;
+[[gnu::target("avx2")]] void zeroInWideRegisters(unsigned char* bytes, std::size_t size) {
+    const __m256i zero{};
+    for (const unsigned char* end = bytes + size; bytes != end; bytes += zeroedAtOnce) {
+        auto* wide = reinterpret_cast<__m256i*>(bytes);
+        _mm256_storeu_si256(wide, zero);
+        _mm256_storeu_si256(wide + 1, zero);
+        _mm256_storeu_si256(wide + 2, zero);
+        _mm256_storeu_si256(wide + 3, zero);
+        _mm256_storeu_si256(wide + 4, zero);
+        _mm256_storeu_si256(wide + 5, zero);
+        _mm256_storeu_si256(wide + 6, zero);
+        _mm256_storeu_si256(wide + 7, zero);
+        _mm256_storeu_si256(wide + 8, zero);
+        _mm256_storeu_si256(wide + 9, zero);
+    }
+}
+#endif
 
 // The subscriber of a tag, from 1; all parts of an item go to the same one.
 std::uint16_t hashOf(const TAG_INFO_s& info) {
@@ -82,15 +108,17 @@ void reportAsJson(tag_read_s* read) {
 }  // namespace
 
 void zeroRecord(void* record, std::size_t size) {
-    // The C library writes less than 2 KiB in wide registers. The compiler does not know the
-    // number here, or it would write 8 bytes at a time in place of the call.
-    std::size_t mostAtOnce = 1408;
-    asm("" : "+r"(mostAtOnce));
-    for (auto* bytes = static_cast<std::byte*>(record); size > 0;) {
-        const std::size_t piece = std::min(size, mostAtOnce);
-        std::memset(bytes, 0, piece);
-        bytes += piece;
-        size -= piece;
+    auto* bytes = static_cast<unsigned char*>(record);
+#ifdef __x86_64__
+    if (__builtin_cpu_supports("avx2") != 0) {
+        const std::size_t wide = size - size % zeroedAtOnce;
+        zeroInWideRegisters(bytes, wide);
+        bytes += wide;
+        size -= wide;
+    }
+#endif
+    if (size > 0) {
+        std::memset(bytes, 0, size);
     }
 }
 
