@@ -125,6 +125,10 @@ TEST_F(Radio, RefusesBadRecordsAndKeepsTheOldOnes) {
         expectAll(row.bad, 8);
         expectAll(row.unmodelled, 20);
     }
+}
+
+TEST_F(Radio, RefusesWhatIsNotThere) {
+    ASSERT_EQ(connect("{}"), RXE_OK);
     for (const PACKET_ENABLE_s record : {PACKET_ENABLE_s{1, 0, 0}, {2, 0, 5}, {1, 0, 1024}, {0, 0, 0xFFFF}}) {
         EXPECT_EQ(set(RXE_PARAM_PACKET_ENABLE, record), 8);
     }

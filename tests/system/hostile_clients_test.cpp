@@ -14,7 +14,6 @@
 #include <list>
 #include <numeric>
 
-#include "support/lists.hpp"
 #include "support/reader.hpp"
 
 namespace {
@@ -98,47 +97,6 @@ TEST(HostileClients, getAnAnswerAndLeaveTheLoopToTheNext) {
         EXPECT_TRUE(raw_peer_s(AF_UNIX).send(bytes));
         EXPECT_EQ(ask("data_analytics"), off);
     }
-    EXPECT_EQ(reader.exit(), 0);
-}
-
-// Refused, all but the last, and the mode in force stays as it was.
-TEST(HostileClients, harmNoModeAndLeaveNoMemoryBehind) {
-    reader_s reader;
-    const auto request = [](const std::string& keys) { return R"(mode {"type":"SIMPLE",)" + keys + "}"; };
-    const std::string megabytes = '"' + std::string(10'000'000, 'x');
-    const std::string select =
-        R"({"target":"SL","action":"ASSERTSL_NOTHING","membank":"EPC","pointer":0,"length":0,"mask":""})";
-    const std::string kill = R"({"type":"KILL","config":{"password":"00000001"}})";
-    const std::string noJson = "mode request does not contain a valid json object: Received: {";
-    const std::pair<std::string, std::string> cases[] = {
-        {R"("x":)" + std::string(100'000, '['), noJson},
-        {"\"x\":\"\xC3\x28\"", noJson},
-        {R"("x":)" + megabytes, noJson},
-        {R"("type":)" + megabytes + '"', R"(value provided for "type" must be)"},
-        {R"("type":"BEARING")", "BEARING operating mode type can only be used on the QDX4400"},
-        {R"("linkProfile":18446744073709551616)", R"("linkProfile" field must contain a number or)"},
-        {R"("antennas":[)" + listOf(1024, "2") + "]", R"(mode json payload mode "antennas" list must)"},
-        {R"("antennas":[1],"selects":[[)" + listOf(33, select) + "]]",
-         R"(Number of unique "selects" objects)"},
-        {R"("accesses":[)" + listOf(65, kill) + "]",
-         R"(Number of unique "accesses" objects must be less than (64))"},
-    };
-    [[maybe_unused]] const long before = memory(reader);
-    const std::string mode = ask("mode verbose");
-    for (int round = 0; round < 3; ++round) {
-        for (const auto& [keys, told] : cases) {
-            const std::string text = request(keys), reply = ask(text);
-            EXPECT_TRUE(reply.starts_with("Failure: " + told)) << reply.substr(0, 200);
-            EXPECT_EQ(reply.ends_with(text.substr(5)), told == noJson) << told;
-            EXPECT_EQ(ask("mode verbose"), mode) << told;
-        }
-        EXPECT_EQ(ask(request(R"("query":{},"x":)" + megabytes + '"')), "Success");
-    }
-    EXPECT_EQ(ask(request(R"("accesses":[)" + listOf(33, kill) + "]")), "Success");
-    EXPECT_EQ(ask(request(R"("antennas":[)" + listOf(1023, "2") + "]")), "Success");
-#if !defined __SANITIZE_ADDRESS__ && !defined __SANITIZE_THREAD__  // which keep what was freed
-    EXPECT_LT(memory(reader), before + 16'000) << "the log alone keeps the 10 MB of its longest line";
-#endif
     EXPECT_EQ(reader.exit(), 0);
 }
 

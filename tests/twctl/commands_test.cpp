@@ -73,17 +73,33 @@ TEST(Commands, AskAndShowTheReply) {
     }
 }
 
+namespace {
+
+// What is typed, the status, and a part of the output.
+struct typed_s {
+    std::string line;
+    int status;
+    const char* output;
+};
+
+void type(const std::vector<typed_s>& cases) {
+    for (const auto& [line, status, output] : cases) {
+        SCOPED_TRACE(line.substr(0, 100));
+        process_s client("bash", typed(line));
+        client.closeInput();
+        EXPECT_EQ(client.waitForExit(), status);
+        EXPECT_THAT(client.output(), HasSubstr(output));
+    }
+}
+
+}  // namespace
+
 TEST(Commands, WhatIsWrongIsTold) {
     const peer_s silent(ZMQ_REP);
     ASSERT_EQ(zmq_bind(silent.handle, silent.endpoint.c_str()), 0);
-    const std::string good = silent.directory.path / "good.json";
-    writeTextFile(good, R"({"type": "SIMPLE", "transmitPower": [27, 30.5], "selects": []})");
-    const auto nested = [](int levels) {
-        return "mode check '{\"type\":\"CUSTOM\",\"modeSpecificSettings\":{\"a\":" +
-               std::string(levels - 2, '[') + std::string(levels - 2, ']') + "}}'";
-    };
-    // What is typed, the status, and a part of the output.
-    const std::tuple<std::string, int, const char*> cases[] = {
+    const std::string other = silent.directory.path / "file";
+    writeTextFile(other, "");
+    type({
         {"start fast", 3, "unexpected argument \"fast\" after \"start\"; expected doNotPersistState sim"},
         {"subscribers 1 2", 3, "which is complete"},
         {"logging radioPacketLog=on", 3, "radioPacketLog=ON|OFF"},
@@ -99,8 +115,8 @@ TEST(Commands, WhatIsWrongIsTold) {
         {"mode set /nonexistent", 3, "/nonexistent: No such file"},
         {"mode check /", 3, "/: Is a directory"},
         {"mode set '{'", 3, "mode: not JSON: parse error"},
-        {"status --timeout 0.2 --socket " + good + "-none", 2, "is the daemon running?"},
-        {"stop --timeout 0.2 --socket " + good, 2, "daemon that has ended"},
+        {"status --timeout 0.2 --socket " + other + "-none", 2, "is the daemon running?"},
+        {"stop --timeout 0.2 --socket " + other, 2, "daemon that has ended"},
         {"request start --timeout 0.2 --socket " + silent.file, 2, "no reply within 0.2 s"},
         {"request", 3, "WORDS is required"},
         {"request start --timeot 1", 3, "--timeot: there is no such option of \"request\""},
@@ -109,15 +125,27 @@ TEST(Commands, WhatIsWrongIsTold) {
         {"subscribers --help", 0,
          "--timeout SECONDS           How many seconds to wait for the answer (default: 5)"},
         {"watch tags --count 0", 3, "not a whole number from 1 up"},
-        {R"(events set '{"hearbeat":{},"heartbeat":{"stats":["uptme"]}}' --timeout 0.1 --socket )" + good, 2,
+        {R"(events set '{"hearbeat":{},"heartbeat":{"stats":["uptme"]}}' --timeout 0.1 --socket )" + other, 2,
          "events: heartbeat.stats[0]: \"uptme\" is not valid; use numTagReads"},
         {"request --endpoint nonsense start", 3, "nonsense"},
-        {"engine --timeout 0.2 --socket " + good + "-none fault", 2, "running with the software engine?"},
+        {"engine --timeout 0.2 --socket " + other + "-none fault", 2, "running with the software engine?"},
         {"watch tags --epc 30x", 3, "is not a hex string"},
         {"watch tags --columns epc", 3, "only with --csv or --live"},
         {"watch tags --csv --columns epc,hex", 3, "\"hex\" is not a column; use time epc"},
         {"watch events --live", 3, "only for tags"},
         {"watch events --antenna 1", 3, "only for tags"},
+    });
+}
+
+TEST(Commands, ModesAndBeamsAreChecked) {
+    const temp_dir_s directory;
+    const std::string good = directory.path / "good.json";
+    writeTextFile(good, R"({"type": "SIMPLE", "transmitPower": [27, 30.5], "selects": []})");
+    const auto nested = [](int levels) {
+        return "mode check '{\"type\":\"CUSTOM\",\"modeSpecificSettings\":{\"a\":" +
+               std::string(levels - 2, '[') + std::string(levels - 2, ']') + "}}'";
+    };
+    type({
         {"mode check " + good, 0, "good.json: no errors found (what depends on the reader"},
         {"mode check -", 1, "not JSON"},
         {"mode check '{\"type\": \"\xff\"}'", 1, "not JSON"},
@@ -174,14 +202,7 @@ TEST(Commands, WhatIsWrongIsTold) {
         {"beam 90 12 RHCP", 0, "4811, which is azimuth 90, elevation 15\n"},
         {"beam 425", 1, "not a beam"},
         {"beam 350 5", 1, "the nearest is azimuth 0, elevation 5"},
-    };
-    for (const auto& [line, status, output] : cases) {
-        SCOPED_TRACE(line.substr(0, 100));
-        process_s client("bash", typed(line));
-        client.closeInput();
-        EXPECT_EQ(client.waitForExit(), status);
-        EXPECT_THAT(client.output(), HasSubstr(output));
-    }
+    });
 }
 
 // As bash calls it: words parted at "=" too, and the last part replaced.
