@@ -208,6 +208,8 @@ TEST_F(Effects, OfSelects) {
          .target = onlyA, .parameters = {selectOfAB(24)}, .shows = {{reads, 1}, {cutReplies, 1}, {crc, 0xFF46}}},
         {.name = "asked for the others, no reply is cut", .scenario = five, .selects = 1, .sel = withoutSl,
          .target = onlyA, .parameters = {selectOfAB(24)}, .shows = {{reads, 4}, {cutReplies, 0}}},
+        {.name = "asked for all, no reply is cut", .scenario = five, .selects = 1, .target = onlyA, .parameters = {selectOfAB(24)},
+         .shows = {{reads, 5}, {cutReplies, 0}}},
         {.name = "SL asserted, asked for SL", .scenario = six, .selects = 1, .sel = withSl, .target = onlyA,
          .parameters = {selectOf01(sl, 0)}, .shows = {{who, chosen}}},
         {.name = "SL asserted, asked for the others", .scenario = six, .selects = 1, .sel = withoutSl,

@@ -152,6 +152,7 @@ TEST(Gen2, MemoryEndsWhereItEndsAndTheCrcFollows) {
 TEST(Air, EveryProfileKeepsToTheStandard) {
     std::size_t profiles = 0;
     std::set<std::vector<double>> different;
+    std::set<long> frequencies;  // tenths of kHz
     for (std::uint16_t id = 1; id < 3000; ++id) {
         if (!isLinkProfile(id)) {
             continue;
@@ -163,9 +164,11 @@ TEST(Air, EveryProfileKeepsToTheStandard) {
         EXPECT_TRUE(link.rtcal >= 2.5 * link.tari && link.rtcal <= 3 * link.tari);
         EXPECT_TRUE(link.trcal >= 1.1 * link.rtcal && link.trcal <= 3 * link.rtcal);
         EXPECT_TRUE(1000 / period(link) >= 40 && 1000 / period(link) <= 640.01);
+        frequencies.insert(std::lround(10'000 / period(link)));
         different.insert({link.tari, link.rtcal, link.trcal, link.pilot * 16.0 + link.miller});
     }
     EXPECT_EQ(profiles, 84U);
+    EXPECT_EQ(frequencies, (std::set<long>{400, 1600, 1706, 2133, 2740, 3200, 4267, 5000, 6400}));
     EXPECT_GE(different.size(), 72U);
 }
 

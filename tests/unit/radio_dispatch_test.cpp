@@ -210,6 +210,25 @@ TEST_F(RadioTest, BatchByTheMeasuredRate) {
     }
 }
 
+// Spread over two subscribers each report leaves alone: a prefix tells nothing of further frames.
+TEST_F(RadioTest, ReportsOfOneSubscriberAreBatched) {
+    run("t t f 13x t");
+    tag_data.outside = true;
+    for (const int form : {DATA_ANALYTICS_STRING, DATA_ANALYTICS_BINARY}) {
+        data_analytics_type = form;
+        for (const std::uint16_t count : {1, 2}) {
+            subscribers = count;
+            received(data);
+            for (int i = 0; i < 3; ++i) {
+                deliver(tagWithEpc("\x30\x31"));
+                deliver(RXE_PACKET_INV_BEGIN);
+            }
+            flush_zmq_sockets();
+            EXPECT_EQ(received(data).size(), count == 1 ? 1U : 3U) << form;
+        }
+    }
+}
+
 // The engine thread cannot be woken to flush: it looks at its next status packet
 // whether the radio thread has ticked since.
 TEST_F(RadioTest, StatusPacketFlushesOnceForEachTick) {
