@@ -207,6 +207,17 @@ TEST_F(Simulator, RequestsWhileIdleAndRunning) {
     EXPECT_THAT(engineCalls(), EndsWith("stop stop resume resetDb start")) << "nothing before";
 }
 
+// Four slices a second.
+TEST_F(Simulator, KeepsItsPace) {
+    startSimulationThread(0, 400, 0, 0);
+    ASSERT_TRUE(eventually([] { return packetRxCount >= 100; }));
+    const auto begin = std::chrono::steady_clock::now();
+    ASSERT_TRUE(eventually([] { return packetRxCount >= 500; }));
+    const std::chrono::duration<double> passed = std::chrono::steady_clock::now() - begin;
+    EXPECT_GT(passed.count(), 0.9);
+    EXPECT_LT(passed.count(), 1.8) << "or this machine is very busy";
+}
+
 TEST_F(Simulator, RatesAtTheEnds) {
     // Below 4 a second nothing is sent; the run goes on until it is stopped.
     for (const int tps : {3, 0, -8}) {
