@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Start-up and shutdown of the daemon, each a straight list.
+#include "apply/apply.hpp"
+#include "connection.hpp"
 #include "logger.hpp"
 #include "mode/record.hpp"
 #include "peer_limit.hpp"

@@ -13,8 +13,8 @@ import sys
 from pathlib import Path
 
 PROGRAMS = ("tarnwick", "engine", "epc_uri", "rm_server", "twctl")
-BOUNDARIES = ("include",)  # headers for libraries that others may bring
-NOT_PART_OF_A_NAME = {"src", "include", "base", "links", "core", "doors"}
+BOUNDARIES = ("include", "words")  # headers that programs share: interfaces and words
+NOT_PART_OF_A_NAME = {"src", "include"}
 SOURCES = (".cpp", ".hpp", ".h")
 GENERATED = ".pb.h"
 

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The log file, the line in the system log at the start, and the counters of errors and
-// warnings that heartbeats and alarms report. A line of the file:
-//
-//   2026-03-01T08:05:09.007Z INFO main goodbye
+// The log file, the system log line at start, and the two run-wide counters
+// that heartbeats and alarms report.
 #pragma once
 
 #include <atomic>
@@ -29,11 +27,11 @@ void setup_syslog();
 // `verbose`. Main thread, once. Returns 0.
 int configureLogs(bool cli, bool verbose);
 
-// The logging library calls it before it truncates a full log file: renames filename to
-// ".1", ".1" to ".2" and so on; ".5" is the oldest that is kept. `size` is not used.
+// Called by the logging library before it truncates a full log file: moves
+// filename to ".1", ".1" to ".2" and so on; ".5" is the oldest kept.
 void RotationHandler(const char* filename, unsigned size);
 
-// Error and warning lines since start, without the uncounted ones. Any thread.
+// Error and warning lines written since start, but for the uncounted ones. Any thread.
 void incrementErrorCount();
 void incrementWarningCount();
 std::uint64_t getErrorCount();
@@ -48,12 +46,13 @@ inline bool isLogLevelEnabled(log_level_e level) {
 // begins with a blank. Of a text beyond 16 KiB the rest is left out, and its length
 // told. The file gets a warning or an error at once, other lines when a hundred of
 // a level or some kilobytes have come together. What a full disk did not take is
-// told by a warning as soon as there is room. Any thread.
+// told by a warning as soon as there is room. Any thread; the engine thread leaves its line
+// to a thread that is writing, and a warning tells how many of them found no room.
 void logLine(log_level_e level, std::string_view unit, std::string_view text);
 
-// A part of a line that comes from outside, such as a request: the log shows it as
-// appendPrintable (util.hpp) does, 4 KiB at most, so that it can neither forge a line nor
-// fill the disk.
+// A part of a line that somebody outside chose, such as a client: the log shows it
+// as appendPrintable (util.hpp) does, with at most 4 KiB, so that it can neither forge
+// a line nor fill the disk.
 struct escaped_s {
     std::string_view text;
 };
@@ -100,8 +99,8 @@ template <class... Parts>
 void logInfo(std::string_view unit, const Parts&... parts) {
     logger_detail::write(log_level_e::info, unit, parts...);
 }
-// Without a count: for the cause behind a counted line, and for failures that status and
-// heartbeats do not count. Any thread.
+// What the counted line before it leaves open, such as its true cause, or a failure
+// that status and heartbeats have never counted. Any thread.
 template <class... Parts>
 void logUncountedError(std::string_view unit, const Parts&... parts) {
     logger_detail::write(log_level_e::error, unit, parts...);

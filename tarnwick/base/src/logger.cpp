@@ -27,11 +27,6 @@ constexpr int oldLogFiles = 5;
 std::atomic<std::uint64_t> errorCount{0};
 std::atomic<std::uint64_t> warningCount{0};
 
-// The lowest level that is written. Written once by configureLogs; read by any
-// thread. Above every level until then.
-constexpr int noLevel = static_cast<int>(log_level_e::error) + 1;
-std::atomic<int> lowestLevel{noLevel};
-
 // Of a line: room for each line that the daemon makes itself. Bytes.
 constexpr std::size_t longestLine = 16 * 1024;
 constexpr std::size_t longestEscapedText = 4 * 1024;
@@ -240,21 +235,13 @@ void logLine(log_level_e level, std::string_view unit, std::string_view text) {
     if (text.size() > longestLine) {
         appendCutNote(text.size(), &joined);
     }
-    // A view, since of a string the library takes no more than up to the first NUL.
-    const std::string_view line = joined;
-    switch (level) {
-        case log_level_e::debug:
-            LOG(DEBUG) << line;
-            break;
-        case log_level_e::info:
-            LOG(INFO) << line;
-            break;
-        case log_level_e::warning:
-            LOG(WARNING) << line;
-            break;
-        case log_level_e::error:
-            LOG(ERROR) << line;
-            break;
+    const bool taken = writing.doOrLeave([&] { writeLine(level, joined); },
+                                         [&](left_line_s& left) {
+                                             left.level = level;
+                                             left.line = joined;
+                                         });
+    if (!taken) {
+        droppedLines.fetch_add(1, std::memory_order_relaxed);
     }
     tellMissing(&missingLines, " the log file could not be written: ");
     if (!isEngineThread) {  // the one that was writing when they were dropped

@@ -32,15 +32,28 @@ extern void* main_from_radio;
 extern void* radio_from_main;
 extern void* radio_to_main;
 
-// A socket that more than one thread uses. The lock is held for one non-blocking
-// send, for the exchange of the handle, or while a publisher takes in what its
-// subscribers have sent, as each send does too, and never longer.
+// A sending on a shared socket that the engine thread has left behind: `send` does it.
+struct left_send_s {
+    void (*send)(const left_send_s& left) = nullptr;
+    std::string text;     // one frame, or the topic of news
+    std::string payload;  // of news
+    int flags = 0;        // 0 or ZMQ_SNDMORE
+    bool outside = false;
+};
+inline void sendLeft(left_send_s& left) {
+    left.send(left);
+}
+
+// A socket that more than one thread uses, in turn: for one non-blocking send, for the
+// exchange of the handle, or while a publisher takes in what its subscribers have sent, as
+// each send does too, and never longer. What the engine thread cannot send at once leaves
+// as soon as the other thread is done; beyond 256 sendings it is dropped.
 struct shared_socket_s {
-    std::mutex lock;
+    turn_s<left_send_s, 256, sendLeft> turn;
     void* handle = nullptr;  // null while the socket is not there; sends are then dropped
 };
 
-// tag_data, the one socket that is closed and made again while reports are sent.
+// tag_data, the one socket that is made anew while reports leave.
 struct data_socket_s : shared_socket_s {
     bool outside = false;  // bound for outside subscribers (forms STRING and BINARY), or connected (OFF)
 };
@@ -59,8 +72,8 @@ int sendShared(shared_socket_s* socket, const void* data, std::size_t size, int 
 // Any thread.
 int sendTagData(bool outside, const void* data, std::size_t size, int flags);
 
-// Lets tag_data read the messages of its subscribers, which otherwise wait for the next report.
-// Radio thread, at each tick.
+// Lets tag_data take in what its subscribers have sent, which else waits for the next
+// report. Radio thread, at each tick.
 void takeSubscriptions();
 
 // News for the main thread: a message of two frames, topic then payload, on
@@ -83,9 +96,9 @@ int createZMQSocketsForRadio();
 int createZMQSocketForData(bool bind);
 int closeZMQSocketForData();
 
-// Close in the fixed order; the first failure ends the function with -1 and leaves the rest
-// open. The file of the reply socket is removed only if it is still the one that this process
-// made. Main thread.
+// Close in the fixed order; the first failure ends the function with -1 and
+// leaves the rest open. The reply socket's file goes only where it is still the one
+// that this process made. Main thread.
 int closeZMQSocketsForRadio();
 int closeZMQSocketsForMain();
 

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
-// The two outbound channels, tag_data and gpio_led, and the tick that controls their batching. The
-// radio thread only measures rates. It cannot end a batch that the engine thread has opened, so it
-// counts ticks, and the engine thread ends the batch at its next CMD_ONGOING or CW_ON packet.
+// The two outbound channels, tag_data and gpio_led, and the tick that steers
+// their batching. The radio thread only measures; it cannot end a batch that the
+// engine thread has opened, so it counts ticks and the engine thread flushes at
+// its next status packet.
 #include <zmq.h>
 
 #include "radio.hpp"
@@ -12,12 +13,12 @@
 
 namespace {
 
-// Above this rate a channel gathers messages in batches. A batch ends with the message that finds
-// it above this size.
+// From more than this many messages a second on, a channel gathers messages in
+// batches, and a batch ends with the message that finds it above this size.
 constexpr int maxMessagesPerSecond = 25;
 constexpr int maxBatchBytes = 1500;
 
-// Messages completed on tag_data since start. The count wraps; only differences matter.
+// Messages complete on tag_data since start; they wrap, only differences count.
 // Written by the engine thread, read by the radio thread.
 std::atomic<std::uint32_t> tag_data_msg_count{0};
 // The same at the last tick. Radio thread.
@@ -44,7 +45,8 @@ std::uint32_t do_background_activity_rxe_thread_prev_background_activity_count =
 
 constexpr auto relaxed = std::memory_order_relaxed;
 
-// Sends a prefix and the present time. Main and engine threads, so the texts are local.
+// Sends the present time behind a prefix. Main and engine threads, so the texts
+// are local.
 void sendTimedLine(std::string line) {
     timeval now{};
     gettimeofday(&now, nullptr);
@@ -78,6 +80,12 @@ void endLines() {
         zmq_send(gpio_led.handle, "", 0, ZMQ_DONTWAIT);
     }
     current_gpio_led_msg_size = 0;
+}
+
+// Main and engine threads.
+void closeGpioLedBatch() {
+    gpio_led.turn.doOrLeave(endLines,
+                            [](left_send_s& left) { left.send = [](const left_send_s&) { endLines(); }; });
 }
 
 // Ends an open batch on tag_data in the same way; one that went with its socket has no
@@ -174,7 +182,8 @@ void send_radio_start_message() {
     sendTimedLine("RADIO_START,");
 }
 
-// No packet that flushes follows a stop, so a batch that this line opens or joins is ended here.
+// No status packet follows a stop and no batch may stay open behind it, so the line
+// that it would open or join one with ends it too.
 void send_radio_stop_message() {
     sendTimedLine("RADIO_STOP,");
     closeGpioLedBatch();

@@ -147,7 +147,7 @@ report_plan_s makePlan(const mode_configuration_s& mode, const told_accesses_s& 
 
 // Rare, and kept out of the way of every packet.
 [[gnu::noinline]] const report_plan_s& planOfEmptyMode() {
-    static const report_plan_s plan = makePlan({});
+    static const report_plan_s plan = makePlan({}, {});
     return plan;
 }
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// From a tag packet to its report: decoding, the tag filter, the subscriber that gets the report,
-// and the output form.
+// From a tag packet to its report: decoding, the tag filter, the subscriber that
+// the tag belongs to, and the choice of the output form.
 #include <algorithm>
 #include <array>
 #include <cstddef>
@@ -28,8 +28,7 @@ std::string idHex;
 constexpr std::string_view tagRead = "TAG_READ,";
 std::string tagReadLine(tagRead);
 
-// The byte of the EPC that differs between the parts of an item, and its bits that are the same in
-// all parts.
+// The one byte that tells the parts of an item apart, and its bits that do not.
 struct multi_tag_mask_s {
     multiTag_e type;
     std::size_t byte;
@@ -41,7 +40,7 @@ constexpr std::array multiTagMasks{
     multi_tag_mask_s{MULTI_TAG_3, 3, 0xF0},
 };
 
-// Whole bytes of an EPC; its length in bits is in the low 11 bits.
+// Whole bytes of an EPC whose length in bits stands in the low 11 bits.
 unsigned wholeBytes(std::uint16_t epcLength) {
     return epcLength >> 3 & 0xFF;
 }
@@ -82,7 +81,7 @@ std::uint16_t hashOf(const TAG_INFO_s& info) {
     return static_cast<std::uint16_t>(crc % count + 1);
 }
 
-// Prepares the pending report for the results of its accesses.
+// Makes room in the pending report for what its accesses will tell.
 void expectAccessResults(const report_plan_s& plan) {
     prepare_access_results(currentOlio);
     if (plan.restartsSlots) {
@@ -124,7 +123,8 @@ void zeroRecord(void* record, std::size_t size) {
 
 int process_tag_info_packet(RXE_packet_s* packet, const timeval& time) {
     clearReport();
-    TAG_INFO_s info{};  // zeroed, all of it: the library leaves what the packet lacks
+    alignas(recordAlignment) TAG_INFO_s info;
+    zeroRecord(&info, sizeof info);
     if (RXE_formatPayloadToStruct(packet, &info) != RXE_OK) {
         constexpr std::string_view failure = "Error parsing tag info packet";
         sendNews("error", failure.data(), failure.size());

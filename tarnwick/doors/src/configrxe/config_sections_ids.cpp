@@ -2,11 +2,11 @@
 // Sections with an id whose records belong to olios: selects, inventory sets,
 // accesses, id filters and the olios themselves.
 //
-// Quirk: the widths and blanks of the reports differ from section to section, and the
-// id_filter section answers with the words of another. Scripts parse them as they are.
+// Quirk: the widths and blanks of the reports differ from section to section. Scripts
+// parse them as they are.
 #include <algorithm>
+#include <array>
 #include <nlohmann/json.hpp>
-#include <span>
 
 #include "configrxe/config_sections.hpp"
 #include "engine_io/olios.hpp"
@@ -15,16 +15,11 @@
 #include "engine_io/records_json.hpp"
 #include "util.hpp"
 
-namespace {
+namespace rxe_intfc {
 
-using rxe_intfc::answerWrite;
-using rxe_intfc::hasParameter;
-using rxe_intfc::named;
-using rxe_intfc::parameter;
-using rxe_intfc::readInto;
-using rxe_intfc::saysDisable;
-using rxe_intfc::section_request_s;
-using rxe_intfc::textParameter;
+namespace word = vocabulary::configrxe_words;
+
+namespace {
 
 constexpr std::size_t maskBytes = sizeof(SELECT_OP_s::mask);
 static_assert(maskBytes == sizeof(REPORT_FILTER_ID_s::mask));
@@ -80,9 +75,11 @@ std::string_view membankText(unsigned membank) {
     return membank < std::size(texts) ? texts[membank] : std::string_view("Unknown");
 }
 
+}  // namespace
+
 void readSelect(const section_request_s& request) {
     SELECT_OP_s select{};
-    if (!readInto(request, idOf(RXE_PARAM_SELECT, request), &select, named("select", request))) {
+    if (!readInto(request, idOf(RXE_PARAM_SELECT, request), &select)) {
         return;
     }
     std::string* reply = request.reply;
@@ -107,28 +104,27 @@ void readSelect(const section_request_s& request) {
 
 void writeSelect(const section_request_s& request) {
     constexpr std::size_t longestText = 2 * maskBytes + 1;
-    const std::string text = textParameter(request, "mask");
+    const std::string text = textParameter(request, word::select::mask);
     if (text.size() > longestText) {
-        *request.reply = "Failure: mask is too long";
-        return;
+        return fail(request, "Failure: mask is too long");
     }
     SELECT_OP_s select{};
     select.enable = enableOf(request);
-    select.target = parameter<std::uint8_t>(request, "target");
-    select.action = parameter<std::uint8_t>(request, "action");
-    select.membank = parameter<std::uint8_t>(request, "membank");
-    select.pointer = parameter<std::uint16_t>(request, "pointer");
-    select.length = parameter<std::uint8_t>(request, "length");
-    select.truncate = parameter<std::uint16_t>(request, "truncate");
+    select.target = parameter<std::uint8_t>(request, word::select::target);
+    select.action = parameter<std::uint8_t>(request, word::select::action);
+    select.membank = parameter<std::uint8_t>(request, word::select::membank);
+    select.pointer = parameter<std::uint16_t>(request, word::select::pointer);
+    select.length = parameter<std::uint8_t>(request, word::select::length);
+    select.truncate = parameter<std::uint16_t>(request, word::select::truncate);
     std::ranges::copy(maskOf(text), select.mask);
-    answerWrite(request, setSelect(byteId(request), select), named("select", request));
+    answerWrite(request, setSelect(byteId(request), select));
 }
 
 // -------------------------------------------------------------------- id filters
 
 void readIDFilter(const section_request_s& request) {
     REPORT_FILTER_ID_s filter{};
-    if (!readInto(request, idOf(RXE_PARAM_ID_FILTER, request), &filter, named("id_filter", request))) {
+    if (!readInto(request, idOf(RXE_PARAM_ID_FILTER, request), &filter)) {
         return;
     }
     sprintfStr(request.reply, "Success:\nid_filter %4d:\n", request.id);
@@ -140,37 +136,24 @@ void readIDFilter(const section_request_s& request) {
 }
 
 void writeIDFilter(const section_request_s& request) {
-    const std::string text = textParameter(request, "mask");
-    const auto length = parameter<std::uint16_t>(request, "length");
+    const std::string text = textParameter(request, word::id_filter::mask);
+    const auto length = parameter<std::uint16_t>(request, word::id_filter::length);
     if (text.size() > 2 * maskBytes || length > 8 * maskBytes) {
-        *request.reply = "Failure: mask is too long";
-        return;
+        return fail(request, "Failure: mask is too long");
     }
     const auto bytes = static_cast<std::uint16_t>((length + 7) / 8);
     answerWrite(request,
-                setIDFilter(byteId(request), enableOf(request), parameter<std::uint16_t>(request, "startIdx"),
-                            length, maskOf(text).data(), bytes),
-                named("select", request));
+                setIDFilter(byteId(request), enableOf(request),
+                            parameter<std::uint16_t>(request, word::id_filter::startIdx), length,
+                            maskOf(text).data(), bytes),
+                "select " + std::to_string(request.id));  // quirk: the words of another section
 }
 
 // ---------------------------------------------------------------- inventory sets
 
-struct word_value_s {
-    std::string_view word;
-    std::uint8_t value;
-};
-constexpr word_value_s selWords[] = {{"ignore", 0}, {"~SL", 2}, {"SL", 3}};
-constexpr word_value_s targetWords[] = {{"A", 0}, {"a", 0}, {"B", 1}, {"b", 1}, {"AB", 2}, {"ab", 2}};
-
-// 0 for a word that is none of them, as for a missing one.
-std::uint8_t valueOf(std::span<const word_value_s> words, const std::string& word) {
-    const auto row = std::ranges::find(words, word, &word_value_s::word);
-    return row == words.end() ? std::uint8_t{0} : row->value;
-}
-
 void readInventory(const section_request_s& request) {
     INVENTORY_OP_s inventory{};
-    if (!readInto(request, idOf(RXE_PARAM_INVENTORY, request), &inventory, named("inventory", request))) {
+    if (!readInto(request, idOf(RXE_PARAM_INVENTORY, request), &inventory)) {
         return;
     }
     std::string* reply = request.reply;
@@ -186,16 +169,16 @@ void readInventory(const section_request_s& request) {
 }
 
 void writeInventory(const section_request_s& request) {
-    answerWrite(
-        request,
-        setInvParams(byteId(request), enableOf(request), valueOf(selWords, textParameter(request, "sel")),
-                     parameter<std::uint8_t>(request, "session"),
-                     valueOf(targetWords, textParameter(request, "target")),
-                     parameter<std::uint8_t>(request, "initq")),
-        named("inventory", request));
+    answerWrite(request,
+                setInvParams(byteId(request), enableOf(request), choiceValue(request, word::inventory::sel),
+                             parameter<std::uint8_t>(request, word::inventory::session),
+                             choiceValue(request, word::inventory::target),
+                             parameter<std::uint8_t>(request, word::inventory::initialQ)));
 }
 
 // ---------------------------------------------------------------------- accesses
+
+namespace {
 
 // As JSON where the record's fields are known, else its name, else its number.
 std::string accessText(const ACCESS_OP_s* access) {
@@ -208,9 +191,11 @@ std::string accessText(const ACCESS_OP_s* access) {
     return type.starts_with("unknown") ? std::to_string(access->type) : type;
 }
 
+}  // namespace
+
 void readAccess(const section_request_s& request) {
     ACCESS_OP_s access{};
-    if (!readInto(request, idOf(RXE_PARAM_ACCESS, request), &access, named("access", request))) {
+    if (!readInto(request, idOf(RXE_PARAM_ACCESS, request), &access)) {
         return;
     }
     sprintfStr(request.reply, "Success:\naccess %4d:\n", request.id);
@@ -225,28 +210,29 @@ void readAccess(const section_request_s& request) {
 
 void writeAccess(const section_request_s& request) {
     ACCESS_OP_s access{};
-    const std::string type = textParameter(request, "type");
     if (!saysDisable(request)) {
-        if (type != "read") {
-            *request.reply = hasParameter(request, "type") ? "Failure: setting access type only supports read"
-                                                           : "Failure: setting access requires type";
+        if (choiceOf(request, word::access::type) == nullptr) {
+            *request.reply = hasParameter(request, word::access::type)
+                                 ? "Failure: setting access type only supports read"
+                                 : "Failure: setting access requires type";
             return;
         }
         access.enable = 1;
     }
-    const auto words = parameter<std::uint8_t>(request, "wordCount");
+    const auto words = parameter<std::uint8_t>(request, word::access::wordCount);
+    static_assert(word::access::types[0].value == RXE_ACCESS_READ);
     access.type = RXE_ACCESS_READ;
-    access.membank = parameter<std::uint8_t>(request, "membank");
-    access.wordPointer = parameter<std::uint16_t>(request, "startWord");
+    access.membank = parameter<std::uint8_t>(request, word::access::membank);
+    access.wordPointer = parameter<std::uint16_t>(request, word::access::startWord);
     access.wordCount = static_cast<std::uint16_t>(words | (words << 8));  // asked for and expected
-    access.criteriaIdx = parameter<std::uint8_t>(request, "accessCriteriaIdx");
-    access.stopCount = parameter<std::uint16_t>(request, "stopCount");
-    answerWrite(request,
-                rxe_intfc::writeParameter<RXE_PARAM_ACCESS>(access, static_cast<unsigned>(request.id)),
-                named("access", request));
+    access.criteriaIdx = parameter<std::uint8_t>(request, word::access::criteriaIdx);
+    access.stopCount = parameter<std::uint16_t>(request, word::access::stopCount);
+    answerWrite(request, writeParameter<RXE_PARAM_ACCESS>(access, static_cast<unsigned>(request.id)));
 }
 
 // ------------------------------------------------------------------------- olios
+
+namespace {
 
 void reportOlioStop(std::string* reply, const OLIO_s& olio) {
     if (olio.stopType == RXE_STOP_INVENTORY_ROUNDS && olio.stopValue == 1) {
@@ -261,11 +247,13 @@ void reportOlioStop(std::string* reply, const OLIO_s& olio) {
     }
 }
 
+}  // namespace
+
 void readOlio(const section_request_s& request) {
     // Receive beams from here up name a secondary beam set in their low byte.
     constexpr int secondaryBeams = 0xFF00;
     OLIO_s olio{};
-    if (!readInto(request, idOf(RXE_PARAM_OLIO, request), &olio, named("olio", request))) {
+    if (!readInto(request, idOf(RXE_PARAM_OLIO, request), &olio)) {
         return;
     }
     std::string* reply = request.reply;
@@ -281,7 +269,7 @@ void readOlio(const section_request_s& request) {
         sprintfStrAppend(reply, " rx_beam: %d (secondary beam set %d)\n", olio.receiveAntenna,
                          olio.receiveAntenna - secondaryBeams);
     }
-    *reply += "          tx_pwr: " + rxe_intfc::tenthsText(olio.transmitPower) + " dbm\n";
+    *reply += "          tx_pwr: " + tenthsText(olio.transmitPower) + " dbm\n";
     sprintfStrAppend(reply, "          lp: %d\n", olio.linkProfileIndex);
     sprintfStrAppend(reply, "          select_bitmask: 0x%08x\n", olio.selectBitMask);
     sprintfStrAppend(reply, "          inv_param: %d\n", olio.inventoryIndex);
@@ -291,84 +279,55 @@ void readOlio(const section_request_s& request) {
     reportOlioStop(reply, olio);
 }
 
-// 0 for a word that is not a stop type.
-std::uint8_t stopTypeOf(const std::string& word) {
-    constexpr word_value_s words[] = {{"inventory", RXE_STOP_INVENTORY_ROUNDS},
-                                      {"time", RXE_STOP_DWELL_TIME}};
-    return valueOf(words, word);
-}
+namespace {
+
+static_assert(word::olio::stopTypes[0].value == RXE_STOP_INVENTORY_ROUNDS &&
+              word::olio::stopTypes[1].value == RXE_STOP_DWELL_TIME);
 
 // Whole dBm as tenths.
 std::int16_t powerX10(const section_request_s& request) {
-    return static_cast<std::int16_t>(parameter<std::int16_t>(request, "tx_pwr") * 10);
+    return static_cast<std::int16_t>(parameter<std::int16_t>(request, word::olio::txPower) * 10);
 }
 
 void disableOlio(const section_request_s& request) {
     if (request.id != 0) {
         const auto id = static_cast<std::uint16_t>(request.id);
-        answerWrite(request, setOlio(id, {}), named("olio", request));
+        answerWrite(request, setOlio(id, {}));
         return;
     }
     const RXE_API_STATUS status = disableOlios();
-    answerWrite(request, status, named("olio", request));
+    answerWrite(request, status);
     if (status == RXE_OK) {
         *request.reply = "Success: disabled all olios";
     }
 }
+
+}  // namespace
 
 void writeOlio(const section_request_s& request) {
     if (saysDisable(request)) {
         disableOlio(request);
         return;
     }
-    const std::uint8_t stopType = stopTypeOf(textParameter(request, "stop_type"));
-    if (!hasParameter(request, "tx_beam")) {
-        *request.reply = "Failure: setting olio must include tx_beam";
-        return;
+    const std::uint8_t stopType = choiceValue(request, word::olio::stopType);
+    if (!hasParameter(request, word::olio::txBeam)) {
+        return fail(request, "Failure: setting olio must include tx_beam");
     }
     if (stopType == 0) {
-        *request.reply = "Failure: setting olio stop_type must be inventory or time";
-        return;
+        return fail(request, "Failure: setting olio stop_type must be inventory or time");
     }
+    const auto txBeam = parameter<std::uint16_t>(request, word::olio::txBeam);
     OLIO_s olio{};
     olio.enable = 1;
-    olio.transmitAntenna = parameter<std::uint16_t>(request, "tx_beam");
-    olio.receiveAntenna = parameter<std::uint16_t>(request, "rx_beam", olio.transmitAntenna, true);
+    olio.transmitAntenna = txBeam;
+    olio.receiveAntenna = parameter<std::uint16_t>(request, word::olio::rxBeam, txBeam, true);
     olio.stopType = stopType;
-    olio.stopValue = parameter<std::uint16_t>(request, "stop_value");
+    olio.stopValue = parameter<std::uint16_t>(request, word::olio::stopValue);
     olio.transmitPower = powerX10(request);
-    olio.selectBitMask = parameter<std::uint32_t>(request, "select_bitmask", 0, true);
-    olio.inventoryIndex = parameter<std::uint8_t>(request, "inv_param");
-    olio.linkProfileIndex = parameter<std::uint16_t>(request, "lp");
-    answerWrite(request, setOlio(static_cast<std::uint16_t>(request.id), olio), named("olio", request));
+    olio.selectBitMask = parameter<std::uint32_t>(request, word::olio::selectBitmask, 0, true);
+    olio.inventoryIndex = parameter<std::uint8_t>(request, word::olio::invParam);
+    olio.linkProfileIndex = parameter<std::uint16_t>(request, word::olio::linkProfile);
+    answerWrite(request, setOlio(static_cast<std::uint16_t>(request.id), olio));
 }
 
-constexpr rxe_intfc::section_s selectSection{"select", &rxe_intfc::selectIds, readSelect, writeSelect};
-constexpr rxe_intfc::section_s idFilterSection{"id_filter", &rxe_intfc::filterIds, readIDFilter,
-                                               writeIDFilter};
-constexpr rxe_intfc::section_s inventorySection{"inventory", &rxe_intfc::inventoryIds, readInventory,
-                                                writeInventory};
-constexpr rxe_intfc::section_s accessSection{"access", &rxe_intfc::accessIds, readAccess, writeAccess};
-constexpr rxe_intfc::section_s olioSection{"olio", &rxe_intfc::olioIds, readOlio, writeOlio};
-
-}  // namespace
-
-int handleSelectRequest(std::vector<std::string>* tokens, std::size_t index, std::string* reply) {
-    return serveWithId(selectSection, *tokens, index, reply);
-}
-
-int handleIDFilterRequest(std::vector<std::string>* tokens, std::size_t index, std::string* reply) {
-    return serveWithId(idFilterSection, *tokens, index, reply);
-}
-
-int handleInventoryRequest(std::vector<std::string>* tokens, std::size_t index, std::string* reply) {
-    return serveWithId(inventorySection, *tokens, index, reply);
-}
-
-int handleAccessRequest(std::vector<std::string>* tokens, std::size_t index, std::string* reply) {
-    return serveWithId(accessSection, *tokens, index, reply);
-}
-
-int handleOlioRequest(std::vector<std::string>* tokens, std::size_t index, std::string* reply) {
-    return serveWithId(olioSection, *tokens, index, reply);
-}
+}  // namespace rxe_intfc

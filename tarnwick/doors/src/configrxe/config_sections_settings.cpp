@@ -11,29 +11,16 @@
 #include "engine_io/parameters.hpp"
 #include "util.hpp"
 
-namespace {
+namespace rxe_intfc {
 
-using rxe_intfc::answerWrite;
-using rxe_intfc::hasParameter;
-using rxe_intfc::hasWord;
-using rxe_intfc::named;
-using rxe_intfc::parameter;
-using rxe_intfc::readInto;
-using rxe_intfc::saysDisable;
-using rxe_intfc::section_request_s;
-using rxe_intfc::section_s;
-using rxe_intfc::textParameter;
-
-void fail(const section_request_s& request, const char* text) {
-    *request.reply = text;
-}
+namespace word = vocabulary::configrxe_words;
 
 // ---------------------------------------------------------------------- channels
 
 void readChannel(const section_request_s& request) {
     CHANNEL_s channel{};
     const unsigned id = RXE_PARAM_CHANNEL + static_cast<unsigned>(request.id);
-    if (!readInto(request, id, &channel, named("channel", request))) {
+    if (!readInto(request, id, &channel)) {
         return;
     }
     sprintfStr(request.reply, "Success:\nchannel %4d:\n", request.id);
@@ -46,6 +33,8 @@ void readChannel(const section_request_s& request) {
                      channel.maxPower % 10);
 }
 
+namespace {
+
 // A decimal number of dBm as tenths, of which the low 16 bits count; 0 for a text that
 // is not a number, and where the tenths are none or beyond a 64-bit integer.
 std::uint16_t tenthsOf(const std::string& text) {
@@ -53,20 +42,22 @@ std::uint16_t tenthsOf(const std::string& text) {
     return std::fabs(tenths) < 0x1p63 ? static_cast<std::uint16_t>(std::llround(tenths)) : std::uint16_t{0};
 }
 
+}  // namespace
+
 void writeChannel(const section_request_s& request) {
     CHANNEL_s channel{};
     channel.enable = saysDisable(request) ? 0 : 1;
-    channel.frequency = parameter<std::uint32_t>(request, "frequency");
-    channel.maxPower = tenthsOf(textParameter(request, "max_pwr"));
-    if (channel.enable != 0 && !hasParameter(request, "frequency")) {
+    channel.frequency = parameter<std::uint32_t>(request, word::channel::frequency);
+    channel.maxPower = tenthsOf(textParameter(request, word::channel::maxPower));
+    if (channel.enable != 0 && !hasParameter(request, word::channel::frequency)) {
         return fail(request, "Failure: setting channel must include frequency");
     }
-    if (channel.enable != 0 && !hasParameter(request, "max_pwr")) {
+    if (channel.enable != 0 && !hasParameter(request, word::channel::maxPower)) {
         return fail(request, "Failure: setting channel must include max_pwr");
     }
     const RXE_API_STATUS status =
-        rxe_intfc::writeParameter<RXE_PARAM_CHANNEL>(channel, static_cast<unsigned>(request.id));
-    answerWrite(request, status, named("channel", request));
+        writeParameter<RXE_PARAM_CHANNEL>(channel, static_cast<unsigned>(request.id));
+    answerWrite(request, status);
     if (status != RXE_OK) {
         *request.reply += std::string(" (error ") + RXE_strerror(status) + ")";
     }
@@ -74,9 +65,13 @@ void writeChannel(const section_request_s& request) {
 
 // ----------------------------------------------------------------------- packets
 
+namespace {
+
 std::string packetText(const section_request_s& request) {
     return sprintfStr("packet %d (0x%04x)", request.id, static_cast<unsigned>(request.id));
 }
+
+}  // namespace
 
 void readPacket(const section_request_s& request) {
     std::uint32_t bits = 0;
@@ -94,7 +89,7 @@ void readPacket(const section_request_s& request) {
 
 void writePacket(const section_request_s& request) {
     const bool enable = !saysDisable(request);
-    if (enable && !hasWord(request, "enable")) {
+    if (enable && !hasWord(request, word::enable)) {
         return fail(request, "Failure: configrxe packet must include enable or disable");
     }
     const auto id = static_cast<std::uint16_t>(request.id);
@@ -103,24 +98,25 @@ void writePacket(const section_request_s& request) {
 
 // -------------------------------------------------------- numbers stored in tenths
 
+namespace {
+
 // The value as typed goes into the reply, its tenths to the engine. A text that
 // is not a number throws; a number that the field cannot hold is refused.
 void writeTenths(const section_request_s& request, double most, const std::string& what,
                  RXE_API_STATUS (*set)(int id, long tenths)) {
     const double value = std::stof(request.words.front());
     const double tenths = value * 10;
-    RXE_API_STATUS status = rxe_intfc::refused;
+    RXE_API_STATUS status = refused;
     if (tenths > -0.5 && tenths < most + 0.5) {
         status = set(request.id, std::lround(tenths));
     }
     answerWrite(request, status, what + sprintfStr(" to %3.1f", value));
 }
 
-template <class Value>
-void readTenths(const section_request_s& request, unsigned id, const std::string& what, const char* lead) {
-    Value tenths = 0;
+void readHeight(const section_request_s& request, unsigned id, const std::string& what) {
+    std::uint16_t tenths = 0;
     if (readInto(request, id, &tenths, what)) {
-        *request.reply = "Success: " + what + lead + sprintfStr("%3.1f", tenths / 10.0);
+        *request.reply = "Success: " + what + sprintfStr(" is set to: %3.1f", tenths / 10.0);
     }
 }
 
@@ -128,8 +124,10 @@ constexpr double mostTenths16 = std::numeric_limits<std::uint16_t>::max();
 constexpr double mostTenths8 = std::numeric_limits<std::uint8_t>::max();
 
 std::string cableLossText(const section_request_s& request) {
-    return named("cable loss compensation for antenna", request);
+    return "cable loss compensation for antenna " + std::to_string(request.id);
 }
+
+}  // namespace
 
 void readCableLoss(const section_request_s& request) {
     std::uint8_t tenths = 0;
@@ -146,7 +144,7 @@ void writeCableLoss(const section_request_s& request) {
 }
 
 void readAARHeight(const section_request_s& request) {
-    readTenths<std::uint16_t>(request, RXE_PARAM_AAR_HEIGHT, "aar height", " is set to: ");
+    readHeight(request, RXE_PARAM_AAR_HEIGHT, "aar height");
 }
 
 void writeAARHeight(const section_request_s& request) {
@@ -155,7 +153,7 @@ void writeAARHeight(const section_request_s& request) {
 }
 
 void readTagHeight(const section_request_s& request) {
-    readTenths<std::uint16_t>(request, RXE_PARAM_TAG_HEIGHT, "tag height", " is set to: ");
+    readHeight(request, RXE_PARAM_TAG_HEIGHT, "tag height");
 }
 
 void writeTagHeight(const section_request_s& request) {
@@ -165,7 +163,11 @@ void writeTagHeight(const section_request_s& request) {
 
 // --------------------------------------------------------------- single settings
 
+namespace {
+
 constexpr const char* thresholdText = "static vs dynamic threshold";
+
+}  // namespace
 
 void readStaticVDynamic(const section_request_s& request) {
     std::uint8_t value = 0;
@@ -174,35 +176,39 @@ void readStaticVDynamic(const section_request_s& request) {
     }
 }
 
+namespace {
+
 bool isByte(int value) {
     return value >= 0 && value <= std::numeric_limits<std::uint8_t>::max();
 }
 
+}  // namespace
+
 void writeStaticVDynamic(const section_request_s& request) {
     const int value = std::stoi(request.words.front());
     const RXE_API_STATUS status =
-        isByte(value) ? setStaticVDynamic(static_cast<std::uint8_t>(value)) : rxe_intfc::refused;
+        isByte(value) ? setStaticVDynamic(static_cast<std::uint8_t>(value)) : refused;
     answerWrite(request, status, sprintfStr("%s to %d", thresholdText, value));
 }
 
 void readHopPerRound(const section_request_s& request) {
     std::uint8_t on = 0;
-    if (readInto(request, RXE_PARAM_HOP_PER_ROUND, &on, "hopperround")) {
+    if (readInto(request, RXE_PARAM_HOP_PER_ROUND, &on)) {
         *request.reply = on != 0 ? "Success:\nhopperround enabled\n" : "Success:\nhopperround disabled\n";
     }
 }
 
 void writeHopPerRound(const section_request_s& request) {
     const bool enable = !saysDisable(request);
-    if (enable && !hasWord(request, "enable")) {
+    if (enable && !hasWord(request, word::enable)) {
         return fail(request, "Failure: setting hopperround requires enable or disable");
     }
-    answerWrite(request, enable ? enableHopPerRound() : disableHopPerRound(), "hopperround");
+    answerWrite(request, enable ? enableHopPerRound() : disableHopPerRound());
 }
 
 void readLastReportFilter(const section_request_s& request) {
     REPORT_FILTER_LAST_REPORT_s filter{};
-    if (!readInto(request, RXE_PARAM_LAST_REPORT, &filter, "reportfilter")) {
+    if (!readInto(request, RXE_PARAM_LAST_REPORT, &filter)) {
         return;
     }
     if (filter.enable == 0) {
@@ -216,15 +222,15 @@ void readLastReportFilter(const section_request_s& request) {
 
 void writeLastReportFilter(const section_request_s& request) {
     if (saysDisable(request)) {
-        answerWrite(request, disableLastReportedFilter(), "reportfilter");
+        answerWrite(request, disableLastReportedFilter());
         return;
     }
-    const std::string type = textParameter(request, "type");
-    if (type != "radio" && type != "antenna") {
+    const vocabulary::choice_s* type = choiceOf(request, word::report_filter::type);
+    if (type == nullptr) {
         return fail(request, "Failure: type must be radion or antenna");
     }
-    const auto duration = parameter<std::uint32_t>(request, "duration");
-    answerWrite(request, enableLastReportedFilter(type == "radio" ? 0 : 1, duration), "reportfilter");
+    const auto duration = parameter<std::uint32_t>(request, word::report_filter::duration);
+    answerWrite(request, enableLastReportedFilter(type->value, duration));
 }
 
 void readTxDelayInterval(const section_request_s& request) {
@@ -242,127 +248,62 @@ void readTxDelayInterval(const section_request_s& request) {
 
 void writeTxDelayInterval(const section_request_s& request) {
     if (saysDisable(request)) {
-        answerWrite(request, setTxDelayInterval(0, 0), "txDelayInterval");
+        answerWrite(request, setTxDelayInterval(0, 0));
         return;
     }
-    const std::string type = textParameter(request, "type");
-    if (!hasParameter(request, "type")) {
+    namespace words = word::tx_delay_interval;
+    if (!hasParameter(request, words::type)) {
         return fail(request, "Failure: txDelayInterval must include disable or type");
     }
-    if (type != "noReads" && type != "noUniqueReads") {
+    const std::uint8_t type = choiceValue(request, words::type);
+    if (type == 0) {
         return fail(request, "Failure: type must be noReads or noUniqueReads");
     }
-    if (!hasParameter(request, "duration")) {
+    if (!hasParameter(request, words::duration)) {
         return fail(request, "Failure: txDelayInterval must include disable or duration");
     }
-    const int milliseconds = std::stoi(textParameter(request, "duration"));
-    RXE_API_STATUS status = rxe_intfc::refused;
+    const int milliseconds = std::stoi(textParameter(request, words::duration));
+    RXE_API_STATUS status = refused;
     if (isByte(milliseconds)) {
-        status = setTxDelayInterval(type == "noReads" ? 1 : 2, static_cast<std::uint8_t>(milliseconds));
+        status = setTxDelayInterval(type, static_cast<std::uint8_t>(milliseconds));
     }
-    answerWrite(request, status, "txDelayInterval");
+    answerWrite(request, status);
 }
 
 // ---------------------------------------------------------------- tag info fields
 
+namespace {
+
 // Words of this command alone: more fields than the mode language has.
-struct field_word_s {
-    std::string_view word;
-    std::uint32_t bit;
-};
-constexpr field_word_s fieldWords[] = {
-    {"epc", RXE_FIELD_EPC},
-    {"rospec", RXE_FIELD_ROSPEC},
-    {"specid", RXE_FIELD_SPEC_INDEX},
-    {"invparam", RXE_FIELD_INV_PARAM},
-    {"antid", RXE_FIELD_ANTENNA_ID},
-    {"rssi", RXE_FIELD_RSSI},
-    {"chanid", RXE_FIELD_CHANNEL_ID},
-    {"1sttime", RXE_FIELD_FIRST_SEEN},
-    {"lasttime", RXE_FIELD_LAST_SEEN},
-    {"tagcount", RXE_FIELD_TAG_COUNT},
-    {"pc", RXE_FIELD_PC},
-    {"xpc1", RXE_FIELD_XPC1},
-    {"xpc2", RXE_FIELD_XPC2},
-    {"crc", RXE_FIELD_CRC},
-    {"accessspec", RXE_FIELD_ACCESS_SPEC},
-    {"phase", RXE_FIELD_PHASE},
-    {"rssilin", RXE_FIELD_RSSI_LIN},
-    {"bearing", RXE_FIELD_BEARING},
-    {"brandid", RXE_FIELD_BRAND_ID},
-    {"location", RXE_FIELD_LOCATION},
-};
+// The n-th word is bit n: RXE_FIELD_EPC is the first, RXE_FIELD_LOCATION the last.
+static_assert(RXE_FIELD_EPC == 1U &&
+              RXE_FIELD_LOCATION == 1U << (std::size(word::tag_info_fields::arguments) - 1));
+
+}  // namespace
 
 void readTagInfoFields(const section_request_s& request) {
     std::uint32_t mask = 0;
-    if (!readInto(request, RXE_PARAM_CUSTOM_FIELDS, &mask, "taginfofields")) {
+    if (!readInto(request, RXE_PARAM_CUSTOM_FIELDS, &mask)) {
         return;
     }
     sprintfStr(request.reply, "Success: taginfofields: (0x%08x)\nEnabled Fields:\n", mask);
-    for (const field_word_s& field : fieldWords) {
-        if ((mask & field.bit) != 0) {
-            request.reply->append("    ").append(field.word).append("\n");
+    std::uint32_t bit = 1;
+    for (const vocabulary::argument_s& field : word::tag_info_fields::arguments) {
+        if ((mask & bit) != 0) {
+            request.reply->append("    ").append(field.name).append("\n");
         }
+        bit <<= 1;
     }
 }
 
 void writeTagInfoFields(const section_request_s& request) {
     std::uint32_t mask = 0;
-    for (const field_word_s& field : fieldWords) {
-        mask |= hasWord(request, field.word) ? field.bit : 0;
+    std::uint32_t bit = 1;
+    for (const vocabulary::argument_s& field : word::tag_info_fields::arguments) {
+        mask |= hasWord(request, field) ? bit : 0;
+        bit <<= 1;
     }
-    answerWrite(request, rxe_intfc::writeParameter<RXE_PARAM_CUSTOM_FIELDS>(mask), "taginfofields");
+    answerWrite(request, writeParameter<RXE_PARAM_CUSTOM_FIELDS>(mask));
 }
 
-constexpr section_s channelSection{"channel", &rxe_intfc::channelIds, readChannel, writeChannel};
-constexpr section_s packetSection{"packet", nullptr, readPacket, writePacket};
-constexpr section_s cableLossSection{"cableLoss", nullptr, readCableLoss, writeCableLoss};
-constexpr section_s aarHeightSection{"aarHeight", nullptr, readAARHeight, writeAARHeight};
-constexpr section_s tagHeightSection{"tagHeight", nullptr, readTagHeight, writeTagHeight};
-constexpr section_s thresholdSection{"staticVDynamic", nullptr, readStaticVDynamic, writeStaticVDynamic};
-constexpr section_s hopSection{"hopperround", nullptr, readHopPerRound, writeHopPerRound};
-constexpr section_s reportSection{"reportfilter", nullptr, readLastReportFilter, writeLastReportFilter};
-constexpr section_s delaySection{"txDelayInterval", nullptr, readTxDelayInterval, writeTxDelayInterval};
-constexpr section_s fieldsSection{"taginfofields", nullptr, readTagInfoFields, writeTagInfoFields};
-
-}  // namespace
-
-int handleChannelRequest(std::vector<std::string>* tokens, std::size_t index, std::string* reply) {
-    return serveWithId(channelSection, *tokens, index, reply);
-}
-
-int handlePacketRequest(std::vector<std::string>* tokens, std::size_t index, std::string* reply) {
-    return serveWithId(packetSection, *tokens, index, reply, true);
-}
-
-int handleCableLossRequest(std::vector<std::string>* tokens, std::size_t index, std::string* reply) {
-    return serveWithId(cableLossSection, *tokens, index, reply);
-}
-
-int handleAARHeightRequest(std::vector<std::string>* tokens, std::size_t index, std::string* reply) {
-    return serveWithoutId(aarHeightSection, *tokens, index, reply);
-}
-
-int handleTagHeightRequest(std::vector<std::string>* tokens, std::size_t index, std::string* reply) {
-    return serveWithoutId(tagHeightSection, *tokens, index, reply);
-}
-
-int handleStaticVDynamicRequest(std::vector<std::string>* tokens, std::size_t index, std::string* reply) {
-    return serveWithoutId(thresholdSection, *tokens, index, reply);
-}
-
-int handleHopPerRoundRequest(std::vector<std::string>* tokens, std::size_t index, std::string* reply) {
-    return serveWithoutId(hopSection, *tokens, index, reply);
-}
-
-int handleLastReportFilterRequest(std::vector<std::string>* tokens, std::size_t index, std::string* reply) {
-    return serveWithoutId(reportSection, *tokens, index, reply);
-}
-
-int handleTxDelayIntervalRequest(std::vector<std::string>* tokens, std::size_t index, std::string* reply) {
-    return serveWithoutId(delaySection, *tokens, index, reply);
-}
-
-int handleTagInfoFieldsRequest(std::vector<std::string>* tokens, std::size_t index, std::string* reply) {
-    return serveWithoutId(fieldsSection, *tokens, index, reply);
-}
+}  // namespace rxe_intfc

@@ -5,41 +5,39 @@
 
 #include "configrxe/config_sections.hpp"
 #include "engine_io/olios.hpp"
+#include "engine_io/parameter_io.hpp"
 #include "util.hpp"
+
+namespace rxe_intfc {
+
+namespace word = vocabulary::configrxe_words;
 
 namespace {
 
-using rxe_intfc::answerWrite;
-using rxe_intfc::hasWord;
-using rxe_intfc::parameter;
-using rxe_intfc::readInto;
-using rxe_intfc::saysDisable;
-using rxe_intfc::section_request_s;
-using rxe_intfc::section_s;
+using hold_times = std::array<std::uint16_t, std::size(word::gpio::holdTimes)>;  // ms, by port - 1
 
-constexpr std::size_t mostPorts = 4;
-using hold_times = std::array<std::uint16_t, mostPorts>;  // ms, by port - 1
-
-std::uint8_t gpioMask(const section_request_s& request) {
-    return parameter<std::uint8_t>(request, "gpiobitmask", 0, true);
+std::size_t ports() {
+    return hasFourGPIs() ? 4 : 2;
 }
 
-// Of the ports that the reader has; the others stay 0.
-hold_times holdTimes(const section_request_s& request, std::size_t ports) {
-    constexpr const char* names[mostPorts] = {"gpio1holdtime", "gpio2holdtime", "gpio3holdtime",
-                                              "gpio4holdtime"};
+std::uint8_t gpioMask(const section_request_s& request) {
+    return parameter<std::uint8_t>(request, word::gpio::bitmask, 0, true);
+}
+
+// Of the ports that this reader has; the others stay 0.
+hold_times holdTimes(const section_request_s& request) {
     hold_times times{};
-    for (std::size_t i = 0; i < ports; ++i) {
-        times[i] = parameter<std::uint16_t>(request, names[i]);
+    for (std::size_t i = 0; i < ports(); ++i) {
+        times[i] = parameter<std::uint16_t>(request, word::gpio::holdTimes[i]);
     }
     return times;
 }
 
 // -------------------------------------------------------------------------- stop
 
-std::string stopGpioLine(std::uint8_t mask, const hold_times& times, std::size_t ports) {
+std::string stopGpioLine(std::uint8_t mask, const hold_times& times) {
     std::string line = sprintfStr("    after GPIO activity (0x%02x) with hold times: ", mask);
-    for (std::size_t i = 0; i < ports; ++i) {
+    for (std::size_t i = 0; i < ports(); ++i) {
         sprintfStrAppend(&line, "%sgpio%d %d mS", i == 0 ? "" : ", ", static_cast<int>(i + 1), times[i]);
     }
     return line + "\n";
@@ -54,7 +52,7 @@ void reportTagCount(std::string* lines, std::uint16_t tagCount) {
     }
 }
 
-void reportStop(std::string* reply, const auto& stop, const hold_times& times, std::size_t ports) {
+void reportStop(std::string* reply, const auto& stop, const hold_times& times) {
     std::string lines;
     if (stop.duration != 0) {
         sprintfStrAppend(&lines, "    after %d mS\n", static_cast<int>(stop.duration));
@@ -64,47 +62,52 @@ void reportStop(std::string* reply, const auto& stop, const hold_times& times, s
         sprintfStrAppend(&lines, "    after %d olio loops\n", stop.olioLoops);
     }
     if (stop.gpiBitMask != 0) {
-        lines += stopGpioLine(stop.gpiBitMask, times, ports);
+        lines += stopGpioLine(stop.gpiBitMask, times);
     }
     *reply = lines.empty() ? "Success: stopconditions are set to autonomous"
                            : "Success: stopconditions:\n" + lines;
 }
 
-void readStop(const section_request_s& request) {
+void readStopOfTwo(const section_request_s& request) {
     PER_RADIO_STOP_s stop{};
-    if (readInto(request, RXE_PARAM_RADIO_STOP, &stop, "stopconditions")) {
-        reportStop(request.reply, stop, {stop.holdTime1, stop.holdTime2}, 2);
+    if (readInto(request, RXE_PARAM_RADIO_STOP, &stop)) {
+        reportStop(request.reply, stop, {stop.holdTime1, stop.holdTime2});
     }
 }
 
-void readStop2(const section_request_s& request) {
+void readStopOfFour(const section_request_s& request) {
     PER_RADIO_STOP2_s stop{};
-    if (readInto(request, RXE_PARAM_RADIO_STOP2, &stop, "stopconditions")) {
-        reportStop(request.reply, stop, {stop.holdTime1, stop.holdTime2, stop.holdTime3, stop.holdTime4}, 4);
+    if (readInto(request, RXE_PARAM_RADIO_STOP2, &stop)) {
+        reportStop(request.reply, stop, {stop.holdTime1, stop.holdTime2, stop.holdTime3, stop.holdTime4});
     }
 }
 
-RXE_API_STATUS setStop(const section_request_s& request, std::size_t ports) {
-    if (hasWord(request, "autonomous")) {
-        return setGlobalStopConditions(0, 0, 0, 0, 0, 0, 0, 0);
-    }
-    const hold_times times = holdTimes(request, ports);
-    return setGlobalStopConditions(parameter<std::uint32_t>(request, "time"),
-                                   parameter<std::uint16_t>(request, "olioloops"),
-                                   parameter<std::uint16_t>(request, "tagcount"), gpioMask(request), times[0],
-                                   times[1], times[2], times[3]);
+}  // namespace
+
+void readStopConditions(const section_request_s& request) {
+    hasFourGPIs() ? readStopOfFour(request) : readStopOfTwo(request);
 }
 
-template <std::size_t Ports>
-void writeStop(const section_request_s& request) {
-    answerWrite(request, setStop(request, Ports), "stopconditions");
+void writeStopConditions(const section_request_s& request) {
+    namespace words = word::stop_conditions;
+    if (hasWord(request, words::autonomous)) {
+        answerWrite(request, setGlobalStopConditions(0, 0, 0, 0, 0, 0, 0, 0));
+        return;
+    }
+    const hold_times times = holdTimes(request);
+    answerWrite(request, setGlobalStopConditions(parameter<std::uint32_t>(request, words::time),
+                                                 parameter<std::uint16_t>(request, words::olioLoops),
+                                                 parameter<std::uint16_t>(request, words::tagCount),
+                                                 gpioMask(request), times[0], times[1], times[2], times[3]));
 }
 
 // ------------------------------------------------------------------------- start
 
-void reportStart(std::string* reply, std::uint8_t mask, const hold_times& times, std::size_t ports) {
+namespace {
+
+void reportStart(std::string* reply, std::uint8_t mask, const hold_times& times) {
     *reply = "Success:\n";
-    for (std::size_t i = 0; i < ports; ++i) {
+    for (std::size_t i = 0; i < ports(); ++i) {
         sprintfStrAppend(reply, "     Triggering on GPIO %d is ", static_cast<int>(i + 1));
         if ((mask >> (i + 4) & 1) == 0) {
             *reply += "disabled\n";
@@ -115,50 +118,36 @@ void reportStart(std::string* reply, std::uint8_t mask, const hold_times& times,
     }
 }
 
-void readStart(const section_request_s& request) {
+void readStartOfTwo(const section_request_s& request) {
     GPIO_START_s start{};
-    if (readInto(request, RXE_PARAM_GPIO_START, &start, "startconditions")) {
-        reportStart(request.reply, start.gpiBitMask, {start.holdTime1, start.holdTime2}, 2);
+    if (readInto(request, RXE_PARAM_GPIO_START, &start)) {
+        reportStart(request.reply, start.gpiBitMask, {start.holdTime1, start.holdTime2});
     }
 }
 
-void readStart2(const section_request_s& request) {
+void readStartOfFour(const section_request_s& request) {
     GPIO_START2_s start{};
-    if (readInto(request, RXE_PARAM_GPIO_START2, &start, "startconditions")) {
+    if (readInto(request, RXE_PARAM_GPIO_START2, &start)) {
         reportStart(request.reply, start.gpiBitMask,
-                    {start.holdTime1, start.holdTime2, start.holdTime3, start.holdTime4}, 4);
+                    {start.holdTime1, start.holdTime2, start.holdTime3, start.holdTime4});
     }
 }
-
-// A disable that fails has always blamed the stop conditions.
-template <std::size_t Ports>
-void writeStart(const section_request_s& request) {
-    if (saysDisable(request)) {
-        const RXE_API_STATUS status = setGPIOStart(0, 0, 0, 0, 0);
-        answerWrite(request, status, status == RXE_OK ? "startconditions" : "stopconditions");
-        return;
-    }
-    const hold_times times = holdTimes(request, Ports);
-    answerWrite(request, setGPIOStart(gpioMask(request), times[0], times[1], times[2], times[3]),
-                "startconditions");
-}
-
-constexpr section_s stopSection{"stopconditions", nullptr, readStop, writeStop<2>};
-constexpr section_s stopSection2{"stopconditions", nullptr, readStop2, writeStop<4>};
-constexpr section_s startSection{"startconditions", nullptr, readStart, writeStart<2>};
-constexpr section_s startSection2{"startconditions", nullptr, readStart2, writeStart<4>};
 
 }  // namespace
 
-int handleStopConditionsRequest(std::vector<std::string>* tokens, std::size_t index, std::string* reply,
-                                bool isPN8200) {
-    return serveWithoutId(isPN8200 ? stopSection2 : stopSection, *tokens, index, reply);
+void readStartConditions(const section_request_s& request) {
+    hasFourGPIs() ? readStartOfFour(request) : readStartOfTwo(request);
 }
 
-int handleStartConditionsRequest(std::vector<std::string>* tokens, std::size_t index, std::string* reply) {
-    return serveWithoutId(startSection, *tokens, index, reply);
+// Quirk: a disable that fails names the stop conditions.
+void writeStartConditions(const section_request_s& request) {
+    if (!saysDisable(request)) {
+        const hold_times times = holdTimes(request);
+        answerWrite(request, setGPIOStart(gpioMask(request), times[0], times[1], times[2], times[3]));
+        return;
+    }
+    const RXE_API_STATUS status = setGPIOStart(0, 0, 0, 0, 0);
+    answerWrite(request, status, status == RXE_OK ? itemOf(request) : "stopconditions");
 }
 
-int handleStartConditionsRequest2(std::vector<std::string>* tokens, std::size_t index, std::string* reply) {
-    return serveWithoutId(startSection2, *tokens, index, reply);
-}
+}  // namespace rxe_intfc

@@ -47,6 +47,9 @@ int gpioStart_to_json2(const GPIO_START2_s* start, nlohmann::json* out);
 int selectSlot_to_json(const SELECT_OP_s* select, nlohmann::json* out);
 int challenge_to_json(const CHALLENGE_OP_s* challenge, nlohmann::json* out);
 
+int idFilter_to_json(const REPORT_FILTER_ID_s* filter, nlohmann::json* out);
+int lastReportInterval_to_json(const REPORT_FILTER_LAST_REPORT_s* filter, nlohmann::json* out);
+
 namespace rxe_intfc {
 
 // Puts the text into *reply and returns -1.

@@ -234,6 +234,16 @@ int select_to_json(const SELECT_OP_s* select, json* out) {
     return 0;
 }
 
+// A last byte of which the mask has only some bits is left out.
+int idFilter_to_json(const REPORT_FILTER_ID_s* filter, json* out) {
+    (*out)["bitPointer"] = filter->bitPointer;
+    (*out)["bitLength"] = filter->bitLength;
+    std::string mask;
+    appendHex(filter->mask, std::min<std::size_t>(filter->bitLength / 8, sizeof(filter->mask)), &mask);
+    (*out)["mask"] = std::move(mask);
+    return 0;
+}
+
 int inv_to_json(const INVENTORY_OP_s* inventory, json* out) {
     (*out)["protocol"] = nameOf(protocols, inventory->protocol);
     if (inventory->protocol == protocolGen2) {
@@ -312,7 +322,17 @@ int gpioStart_to_json2(const GPIO_START2_s* start, json* out) {
     return 0;
 }
 
-int rxe_intfc::failWith(std::string* reply, const char* text) {
+int lastReportInterval_to_json(const REPORT_FILTER_LAST_REPORT_s* filter, json* out) {
+    (*out)["duration"] = filter->duration;
+    (*out)["type"] = filter->type == 0 ? "radioWide" : "perOlio";
+    return 0;
+}
+
+namespace rxe_intfc {
+
+int failWith(std::string* reply, const char* text) {
     *reply = text;
     return -1;
 }
+
+}  // namespace rxe_intfc

@@ -1,23 +1,16 @@
 // SPDX-License-Identifier: MIT
-// What the engine holds, read back parameter by parameter, as JSON. Private to
-// rxe_intfc; main thread, also while the radio runs.
-//
-// Nothing here looks at this program's memory of what it wrote.
+// The ids of the engine's records, as the command "configrxe" and the document of the
+// engine's state take them. Private to configrxe.
 #pragma once
-
-#include <cstddef>
-#include <cstdint>
-#include <nlohmann/json_fwd.hpp>
-#include <string>
 
 #include "rxe.h"
 
 namespace rxe_intfc {
 
-// Ids that the engine's ranges have; 0 addresses a whole range, for disabling,
-// except for the channels, of which the engine itself refuses 0.
+// Ids that a range of the engine has. Id 0 addresses the whole range, for disabling, except
+// in the range of the channels: the engine refuses it there.
 struct id_range_s {
-    int first, last;
+    int first, last;          // both included
     const char* unsupported;  // failure text for an id outside
 };
 inline constexpr id_range_s channelIds{0, RXE_MAX_CHANNELS, "Failure: channel id not supported"};
@@ -33,6 +26,3 @@ inline bool isIn(const id_range_s& range, int id) {
 }
 
 }  // namespace rxe_intfc
-
-int idFilter_to_json(const REPORT_FILTER_ID_s* filter, nlohmann::json* out);
-int lastReportInterval_to_json(const REPORT_FILTER_LAST_REPORT_s* filter, nlohmann::json* out);

@@ -1,0 +1,89 @@
+// SPDX-License-Identifier: MIT
+// The commands of the reply socket and of the console, with what may stand behind them.
+//
+// Not here: the sections of "configrxe" (configrxe_words.hpp), the names behind "status"
+// (stat_names.hpp) and the JSON documents behind "mode" and "events", whose keys and words
+// are in docs/mode.schema.json and docs/events.schema.json.
+#pragma once
+
+#include "vocabulary.hpp"
+
+namespace vocabulary {
+
+// "start": sim needs a rate, sim_bearing a rate and the number of an array reader.
+inline constexpr argument_s doNotPersistState{"doNotPersistState"};
+inline constexpr argument_s sim{"sim"};
+inline constexpr argument_s simBearing{"sim_bearing"};
+inline constexpr argument_s startArguments[] = {doNotPersistState, sim, simBearing};
+
+// Behind "start sim_bearing <rate> <reader>": standard deviations of azimuth and elevation,
+// in degrees.
+inline constexpr argument_s stdAz{"std_az", value_e::number};
+inline constexpr argument_s stdEl{"std_el", value_e::number};
+inline constexpr argument_s simBearingArguments[] = {stdAz, stdEl};
+
+// "data_analytics": where tag reports go, and in which form.
+inline constexpr argument_s analyticsOff{"OFF"};
+inline constexpr argument_s analyticsString{"STRING"};
+inline constexpr argument_s analyticsBinary{"BINARY"};
+inline constexpr argument_s dataAnalyticsArguments[] = {analyticsOff, analyticsString, analyticsBinary};
+
+// "database_reset": local time of day.
+inline constexpr argument_s resetTime{"time", value_e::timeOfDay};
+inline constexpr argument_s databaseResetArguments[] = {resetTime};
+
+inline constexpr argument_s radioErrorLog{"radioErrorLog"};
+inline constexpr argument_s errorArguments[] = {radioErrorLog};
+
+inline constexpr choice_s packetLogStates[] = {{"ON", 1}, {"OFF", 0}};
+inline constexpr argument_s radioPacketLog{"radioPacketLog", value_e::choice, packetLogStates};
+inline constexpr argument_s loggingArguments[] = {radioPacketLog};
+
+// "tag_info": both words ask for all fields of a tag.
+inline constexpr argument_s tagInfoShort{"v"};
+inline constexpr argument_s tagInfoVerbose{"verbose"};
+inline constexpr argument_s tagInfoArguments[] = {tagInfoShort, tagInfoVerbose};
+
+// "mode": the mode in force in full, and the last accepted mode as it was sent.
+inline constexpr argument_s modeVerbose{"verbose"};
+inline constexpr argument_s modeAsSet{"as_set"};
+inline constexpr argument_s modeArguments[] = {modeVerbose, modeAsSet};
+
+// "peak_threshold": 0 to 12. "subscribers": 1 to 1024.
+inline constexpr argument_s numberArgument[] = {{"", value_e::number}};
+
+// One command. `help` is what the reply to "help" says of it; it may be empty.
+struct command_s {
+    std::string_view word;
+    std::string_view help;
+    std::span<const argument_s> arguments{};  // of which one follows
+};
+inline constexpr command_s configrxe{"configrxe", "Sets and Gets the RXE configuration"};
+inline constexpr command_s databaseReset{"database_reset", "Sets and gets the database reset functionality",
+                                         databaseResetArguments};
+inline constexpr command_s dataAnalytics{
+    "data_analytics", "Sets and gets whether TW sends data to data analytics block", dataAnalyticsArguments};
+inline constexpr command_s subscribers{"subscribers", "Sets and gets the number of subscribers",
+                                       numberArgument};
+inline constexpr command_s error{"error", "Gets error information", errorArguments};
+inline constexpr command_s exit{"exit", "Exits the application"};
+inline constexpr command_s events{"events", "Sets and gets the event channel parameters"};
+inline constexpr command_s help{"help", "Gets help"};
+inline constexpr command_s logging{"logging", "Sets and Gets the logging configuration", loggingArguments};
+inline constexpr command_s mode{"mode", "Sets the radio's mode", modeArguments};
+inline constexpr command_s start{"start", "Starts the RXE (or the simulator)", startArguments};
+inline constexpr command_s status{"status", "Gets the status"};
+inline constexpr command_s stop{"stop", "Stops the RXE (or the simulator)"};
+inline constexpr command_s test{"test", ""};
+inline constexpr command_s version{"version", "Returns the version information"};
+inline constexpr command_s tagInfo{"tag_info", "Return tag info parameters", tagInfoArguments};
+inline constexpr command_s peakThreshold{"peak_threshold", "Sets and gets the peak threshold",
+                                         numberArgument};
+
+// In the order in which "help" lists them.
+inline constexpr command_s commands[] = {
+    configrxe, databaseReset, dataAnalytics, subscribers, error, exit,    events,  help,          logging,
+    mode,      start,         status,        stop,        test,  version, tagInfo, peakThreshold,
+};
+
+}  // namespace vocabulary

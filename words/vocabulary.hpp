@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: MIT
+// What a word of a request is. These headers hold constants only. The daemon compares a
+// request with them, the client offers them and checks what is typed, and the dictionary
+// of the fuzzers is made from them.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string_view>
+
+namespace vocabulary {
+
+// What stands behind "name=", or in place of the whole word where there is no name.
+enum class value_e : std::uint8_t {
+    none,       // nothing follows the name: "disable"
+    number,     // decimal with or without a fraction, or hexadecimal behind "0x"
+    byte,       // 0 to 255, decimal
+    hex,        // hex digits, without "0x"
+    timeOfDay,  // HH:MM, 0:00 to 23:59
+    choice,     // one of `choices`
+};
+
+// One of the texts that a parameter takes, and the number that stands for it in the record
+// which the daemon fills; 0 where the text itself is what counts.
+struct choice_s {
+    std::string_view word;
+    std::uint8_t value = 0;
+};
+
+// A word behind a command. Words are compared exactly, capital letters too.
+struct argument_s {
+    std::string_view name;  // empty: the word is the value alone
+    value_e value = value_e::none;
+    std::span<const choice_s> choices{};  // in the order in which they are offered
+};
+
+}  // namespace vocabulary
