@@ -3,13 +3,14 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "requests.hpp"
 
 struct command_s {
-    const char* name;
-    const char* help;
+    std::string_view name;  // as it goes to the daemon
+    const char* help;       // of the client, for people
 };
 extern const std::vector<command_s> commands;
 

@@ -58,9 +58,9 @@ int nestingOf(std::string_view source) {
 
 }  // namespace
 
-bool readDocument(const std::string& source, const char* inlineName, document_s* document) {
+bool readDocument(const std::string& source, std::string_view inlineName, document_s* document) {
     if (source.starts_with('{')) {
-        *document = {inlineName, source};
+        *document = {std::string(inlineName), source};
         return true;
     }
     const bool standardInput = source == "-";

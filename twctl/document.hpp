@@ -4,6 +4,7 @@
 
 #include <nlohmann/json_fwd.hpp>
 #include <string>
+#include <string_view>
 #include <vector>
 
 struct document_s {
@@ -14,7 +15,7 @@ struct document_s {
 // `source` is a file, "-" for standard input, or the document itself when it
 // begins with "{", which is then called `inlineName`. Tells on standard error why it
 // cannot be read.
-bool readDocument(const std::string& source, const char* inlineName, document_s* document);
+bool readDocument(const std::string& source, std::string_view inlineName, document_s* document);
 
 // Whether the daemon can take it at all: JSON, an object, neither too large nor
 // too deep. If not, `reason` is a sentence.

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
+#include "command_words.hpp"
 #include "document.hpp"
 #include "exit_status.hpp"
 
@@ -15,21 +16,29 @@ std::vector<std::string> noWarnings(const nlohmann::json&) {
 
 // What tells the two subcommands apart.
 struct settings_s {
-    const char* request;  // also what an inline document is called
+    std::string_view request;  // also what an inline document is called
     std::vector<std::string> (*findFaults)(const nlohmann::json& document);
     std::vector<std::string> (*findWarnings)(const nlohmann::json& document);
     bool (*isDangerous)(const nlohmann::json& document, std::string* reason);  // null: none is
 };
-constexpr settings_s modeSettings{"mode", findModeFaults, findModeWarnings, nullptr};
-constexpr settings_s eventsSettings{"events", findEventsFaults, noWarnings, wouldEndDaemon};
+constexpr settings_s modeSettings{vocabulary::mode.word, findModeFaults, findModeWarnings, nullptr};
+constexpr settings_s eventsSettings{vocabulary::events.word, findEventsFaults, noWarnings, wouldEndDaemon};
 
 // What "show" and its like ask.
 struct question_s {
-    const char* action;
-    const char* words;
+    std::string_view action;
+    std::string_view argument;  // empty: none
 };
-constexpr question_s questions[] = {
-    {"show", ""}, {"verbose", " verbose"}, {"as-set", " as_set"}, {"as_set", " as_set"}};
+constexpr question_s questions[] = {{"show", ""},
+                                    {"verbose", vocabulary::modeVerbose.name},
+                                    {"as-set", vocabulary::modeAsSet.name},
+                                    {vocabulary::modeAsSet.name, vocabulary::modeAsSet.name}};
+
+// The command and one argument, which may be empty.
+std::string requestOf(const settings_s& settings, std::string_view argument) {
+    std::string request(settings.request);
+    return argument.empty() ? request : request.append(" ").append(argument);
+}
 
 // The reply's object over several lines.
 int show(const daemon_s& daemon, const std::string& request) {
@@ -87,8 +96,7 @@ int set(const daemon_s& daemon, const settings_s& settings, const std::string& s
         return exitTrouble;
     }
     std::string reply;
-    const std::string request = std::string(settings.request) + " " + packed(document.text);
-    int status = askDaemon(daemon, request, &reply);
+    int status = askDaemon(daemon, requestOf(settings, packed(document.text)), &reply);
     status = status == exitSuccess ? printReply(reply) : status;
     tellFindings(settings, document, root);
     return status;
@@ -117,7 +125,7 @@ int run(const daemon_s& daemon, const settings_s& settings, const json_command_s
     }
     for (const question_s& question : questions) {
         if (command.action == question.action) {
-            return show(daemon, settings.request + std::string(question.words));
+            return show(daemon, requestOf(settings, question.argument));
         }
     }
     return exitTrouble;

@@ -3,11 +3,14 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <iterator>
 #include <nlohmann/json.hpp>
 
 #include "alarms.hpp"
+#include "command_words.hpp"
 #include "exit_status.hpp"
 #include "sockets.hpp"
+#include "stat_names.hpp"
 
 namespace {
 
@@ -58,27 +61,28 @@ std::string antennas(const ordered_json& value) {
 
 // In the table's order; an object is shown by its own function.
 struct status_row_s {
-    const char* name;
+    std::string_view name;
     const char* label;
     std::string (*show)(const ordered_json& value);
     bool takesObject = false;
 };
 constexpr status_row_s rows[] = {
-    {"radioConnection", "radio", plain},
-    {"radioActivity", "activity", plain},
-    {"uptime", "up for", plain},
-    {"numTagReads", "tag reads", plain},
-    {"numTagReadsPerAntenna", "by antenna", countsByPort, true},
-    {"numRadioPacketsRxed", "radio packets", plain},
-    {"numDataMessagesTxed", "reports sent", plain},
-    {"numErrors", "errors", plain},
-    {"numWarnings", "warnings", plain},
-    {"cpuUtilization", "processor", percent},
-    {"ramUtilization", "memory", percent},
-    {"temperature", "temperature", temperatures, true},
-    {"antennas", "antennas", antennas, true},
-    {"aarEcho", "echo", plain},
+    {vocabulary::radioConnection, "radio", plain},
+    {vocabulary::radioActivity, "activity", plain},
+    {vocabulary::uptime, "up for", plain},
+    {vocabulary::numTagReads, "tag reads", plain},
+    {vocabulary::numTagReadsPerAntenna, "by antenna", countsByPort, true},
+    {vocabulary::numRadioPacketsRxed, "radio packets", plain},
+    {vocabulary::numDataMessagesTxed, "reports sent", plain},
+    {vocabulary::numErrors, "errors", plain},
+    {vocabulary::numWarnings, "warnings", plain},
+    {vocabulary::cpuUtilization, "processor", percent},
+    {vocabulary::ramUtilization, "memory", percent},
+    {vocabulary::temperature, "temperature", temperatures, true},
+    {vocabulary::antennas, "antennas", antennas, true},
+    {vocabulary::aarEcho, "echo", plain},
 };
+static_assert(std::size(rows) == std::size(vocabulary::stats), "each stat has a row");
 
 // A name that has nothing to tell leaves its separator behind, and that is no JSON.
 std::string withoutGaps(std::string text) {
@@ -134,7 +138,7 @@ std::string statusNames() {
 }
 
 int runStatus(const daemon_s& daemon, const status_request_s& request) {
-    std::vector<std::string> words{"status"};
+    std::vector<std::string> words{std::string(vocabulary::status.word)};
     words.insert(words.end(), request.names.begin(), request.names.end());
     std::string reply;
     if (const int status = askDaemon(daemon, joinWords(words), &reply); status != exitSuccess) {

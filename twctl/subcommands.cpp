@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "beams.hpp"
+#include "command_words.hpp"
 #include "commands.hpp"
 #include "engine.hpp"
 #include "exit_status.hpp"
@@ -62,7 +63,7 @@ void addRawRequest(CLI::App* app, const words_t* words, int* status) {
 
 void addCommand(CLI::App* app, const command_s& command, const words_t* words, int* status) {
     auto daemon = std::make_shared<daemon_s>();
-    CLI::App* sub = app->add_subcommand(command.name, command.help);
+    CLI::App* sub = app->add_subcommand(std::string(command.name), command.help);
     const std::string rules = describeWords(command.name);
     if (!rules.empty()) {
         sub->prefix_command();
@@ -85,8 +86,8 @@ void addJsonCommand(CLI::App* app, const char* name, const char* help, const cha
     CLI::App* sub = app->add_subcommand(name, help);
     sub->footer(actions);
     words_t known = wordsAfter({name});
-    if (std::string(name) == "mode") {
-        known.emplace_back("as_set");  // the daemon's own spelling
+    if (name == vocabulary::mode.word) {
+        known.emplace_back(vocabulary::modeAsSet.name);  // the daemon's own spelling
     }
     sub->add_option("ACTION", options->command.action, "What to do, below")
         ->check(oneOf(known))

@@ -2,92 +2,106 @@
 #include "words.hpp"
 
 #include <algorithm>
+#include <iterator>
 #include <regex>
+#include <span>
 #include <sstream>
 
+#include "command_words.hpp"
+#include "configrxe_words.hpp"
 #include "sockets.hpp"
 #include "status.hpp"
 #include "watch.hpp"
 
 namespace {
 
+using vocabulary::argument_s;
+using vocabulary::value_e;
+
 // The letters that stand for a value. The daemon takes a text where it expects a
 // number for 0, or ends on it, so none leaves from here.
 struct value_word_s {
+    value_e value;
     const char* word;
     const char* pattern;
 };
 constexpr value_word_s valueWords[] = {
-    {"N", "-?[0-9]{1,10}([.][0-9]{1,6})?|0[xX][0-9a-fA-F]{1,8}"},
-    {"BYTE", "[0-9]{1,3}"},
-    {"HEX", "[0-9a-fA-F]+"},
-    {"HH:MM", "[0-9]{1,2}:[0-9]{1,2}"},
+    {value_e::number, "N", "-?[0-9]{1,10}([.][0-9]{1,6})?|0[xX][0-9a-fA-F]{1,8}"},
+    {value_e::byte, "BYTE", "[0-9]{1,3}"},
+    {value_e::hex, "HEX", "[0-9a-fA-F]+"},
+    {value_e::timeOfDay, "HH:MM", "[0-9]{1,2}:[0-9]{1,2}"},
 };
 
-constexpr const char* holdTimes = "gpio1holdtime=N gpio2holdtime=N gpio3holdtime=N gpio4holdtime=N";
-
-std::vector<word_rule_s> makeRules() {
-    std::string channelNames;
-    for (const channel_s& channel : channels) {
-        channelNames += std::string(channelNames.empty() ? "" : " ") + channel.name;
+// An argument as the rules have it: "disable", "lp=N", "stop_type=inventory|time", "N".
+std::string ruleWordOf(const argument_s& argument) {
+    std::string text(argument.name);
+    text += text.empty() || argument.value == value_e::none ? "" : "=";
+    for (const vocabulary::choice_s& choice : argument.choices) {
+        text += (choice.word == argument.choices.front().word ? "" : "|") + std::string(choice.word);
     }
-    return {
-        {"start", "doNotPersistState sim sim_bearing"},
-        {"start sim", "N", false, "reads per second"},
-        {"start sim_bearing", "N", false, "tags per second"},
-        {"start sim_bearing N", "N", false, "number of the array reader, from 0"},
-        {"start sim_bearing N N", "std_az=N std_el=N", true},
-        {"data_analytics", "OFF STRING BINARY"},
-        {"database_reset", "time=HH:MM"},
-        {"error", "radioErrorLog"},
-        {"logging", "radioPacketLog=ON|OFF"},
-        {"peak_threshold", "N"},
-        {"subscribers", "N"},
-        {"tag_info", "v verbose"},
-        {"configrxe", "custom shadow"},
-        {"configrxe shadow", "enable disable"},
-        {"configrxe custom",
-         "olio select access id_filter inventory packet channel cableLoss hopperround taginfofields "
-         "stopconditions startconditions reportfilter txDelayInterval aarHeight tagHeight staticVDynamic"},
-        {"configrxe custom olio", "N"},
-        {"configrxe custom olio N",
-         "disable tx_beam=N rx_beam=N stop_type=inventory|time stop_value=N tx_pwr=N select_bitmask=N "
-         "inv_param=N lp=N",
-         true},
-        {"configrxe custom select", "N"},
-        {"configrxe custom select N",
-         "disable target=N action=N membank=N pointer=N length=N truncate=N mask=HEX", true},
-        {"configrxe custom access", "N"},
-        {"configrxe custom access N",
-         "disable type=read membank=N startWord=N wordCount=N accessCriteriaIdx=N stopCount=N", true},
-        {"configrxe custom id_filter", "N"},
-        {"configrxe custom id_filter N", "disable startIdx=N length=N mask=HEX", true},
-        {"configrxe custom inventory", "N"},
-        {"configrxe custom inventory N", "disable sel=ignore|~SL|SL session=N target=A|B|AB|a|b|ab initq=N",
-         true},
-        {"configrxe custom packet", "N"},
-        {"configrxe custom packet N", "enable disable"},
-        {"configrxe custom channel", "N"},
-        {"configrxe custom channel N", "disable frequency=N max_pwr=N", true},
-        {"configrxe custom cableLoss", "N"},
-        {"configrxe custom cableLoss N", "N"},
-        {"configrxe custom hopperround", "enable disable"},
-        {"configrxe custom taginfofields",
-         "epc rospec specid invparam antid rssi chanid 1sttime lasttime tagcount pc xpc1 xpc2 crc "
-         "accessspec phase rssilin bearing brandid location",
-         true},
-        {"configrxe custom stopconditions",
-         std::string("autonomous time=N tagcount=N olioloops=N gpiobitmask=N ") + holdTimes, true},
-        {"configrxe custom startconditions", std::string("disable gpiobitmask=N ") + holdTimes, true},
-        {"configrxe custom reportfilter", "disabled type=radio|antenna duration=N", true},
-        {"configrxe custom txDelayInterval", "disable type=noReads|noUniqueReads duration=BYTE", true},
-        {"configrxe custom aarHeight", "N"},
-        {"configrxe custom tagHeight", "N"},
-        {"configrxe custom staticVDynamic", "BYTE"},
+    const auto* row = std::ranges::find(valueWords, argument.value, &value_word_s::value);
+    return row == std::end(valueWords) ? text : text + row->word;
+}
+
+std::string ruleWordsOf(std::span<const argument_s> arguments) {
+    std::vector<std::string> words;
+    for (const argument_s& argument : arguments) {
+        words.push_back(ruleWordOf(argument));
+    }
+    return joinWords(words);
+}
+
+// The names of a table's rows.
+template <class Table, class Name>
+std::string namesOf(const Table& table, Name name) {
+    std::vector<std::string> names;
+    for (const auto& row : table) {
+        names.emplace_back(row.*name);
+    }
+    return joinWords(names);
+}
+
+// "mode" has subcommands of its own here, below.
+void addCommandRules(std::vector<word_rule_s>* rules) {
+    for (const vocabulary::command_s& command : vocabulary::commands) {
+        if (!command.arguments.empty() && command.word != vocabulary::mode.word) {
+            rules->push_back({std::string(command.word), ruleWordsOf(command.arguments)});
+        }
+    }
+    const std::string start(vocabulary::start.word);
+    const std::string sim = joinWords({start, ruleWordOf(vocabulary::sim)});
+    const std::string simBearing = joinWords({start, ruleWordOf(vocabulary::simBearing)});
+    rules->push_back({sim, "N", false, "reads per second"});
+    rules->push_back({simBearing, "N", false, "tags per second"});
+    rules->push_back({simBearing + " N", "N", false, "number of the array reader, from 0"});
+    rules->push_back({simBearing + " N N", ruleWordsOf(vocabulary::simBearingArguments), true});
+}
+
+void addConfigrxeRules(std::vector<word_rule_s>* rules) {
+    namespace words = vocabulary::configrxe_words;
+    const std::string command(vocabulary::configrxe.word);
+    const std::string custom = command + " " + std::string(words::custom);
+    const std::string shadow = command + " " + std::string(words::shadow);
+    rules->push_back({command, std::string(words::custom) + " " + std::string(words::shadow)});
+    rules->push_back({shadow, ruleWordsOf(words::enableOrDisable)});
+    rules->push_back({custom, namesOf(words::sections, &words::section_s::word)});
+    for (const words::section_s& section : words::sections) {
+        std::string path = custom + " " + std::string(section.word);
+        if (section.id != words::id_e::none) {
+            rules->push_back({path, "N"});
+            path += " N";
+        }
+        rules->push_back({path, ruleWordsOf(section.arguments), section.repeated});
+    }
+}
+
+// What the daemon does not know as a request: the client's own subcommands.
+void addOwnRules(std::vector<word_rule_s>* rules) {
+    const word_rule_s own[] = {
         {"mode", "show verbose as-set set check"},
         {"events", "show set check"},
         {"status", statusNames(), true},
-        {"watch", channelNames},
+        {"watch", namesOf(channels, &channel_s::name)},
         {"beam", "N"},
         {"beam N", "N"},
         {"beam N N", "TOTAL THETA PHI RHCP LHCP"},
@@ -101,6 +115,15 @@ std::vector<word_rule_s> makeRules() {
         {"engine temperature", "pa ambient"},
         {"engine database", "warning full"},
     };
+    rules->insert(rules->end(), std::begin(own), std::end(own));
+}
+
+std::vector<word_rule_s> makeRules() {
+    std::vector<word_rule_s> rules;
+    addCommandRules(&rules);
+    addConfigrxeRules(&rules);
+    addOwnRules(&rules);
+    return rules;
 }
 
 bool isOf(const std::string& expected, const std::string& word) {

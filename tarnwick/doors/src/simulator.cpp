@@ -20,6 +20,7 @@
 #include <system_error>
 #include <thread>
 
+#include "command_words.hpp"
 #include "json_fields.hpp"
 #include "radio.hpp"
 #include "util.hpp"
@@ -104,9 +105,11 @@ void say(const Parts&... parts) {
     std::fflush(stdout);
 }
 
-double standardDeviation(const char* name, const std::vector<std::string>* tokens) {
+double standardDeviation(const vocabulary::argument_s& argument, const std::vector<std::string>* tokens) {
     std::string text;
-    const double value = getParamValue(name, tokens, &text) == 0 ? std::strtod(text.c_str(), nullptr) : 0.0;
+    const double value = getParamValue(std::string(argument.name), tokens, &text) == 0
+                             ? std::strtod(text.c_str(), nullptr)
+                             : 0.0;
     say("setting std_az to: ", value);
     return value;
 }
@@ -417,12 +420,12 @@ bool isSimulationRunning() {
 }
 
 double get_std_az(const std::vector<std::string>* tokens) {
-    return standardDeviation("std_az", tokens);
+    return standardDeviation(vocabulary::stdAz, tokens);
 }
 
 // Quirk: says "std_az" for the elevation too.
 double get_std_el(const std::vector<std::string>* tokens) {
-    return standardDeviation("std_el", tokens);
+    return standardDeviation(vocabulary::stdEl, tokens);
 }
 
 int get_aar_info(const std::string& path, aar_table_t* aars) {

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 
+#include "command_words.hpp"
 #include "logger.hpp"
 #include "radio.hpp"
 #include "util.hpp"
@@ -23,9 +24,9 @@ struct data_analytics_word_s {
     data_analytics_e type;
 };
 constexpr std::array dataAnalyticsWords{
-    data_analytics_word_s{"STRING", DATA_ANALYTICS_STRING},
-    data_analytics_word_s{"BINARY", DATA_ANALYTICS_BINARY},
-    data_analytics_word_s{"OFF", DATA_ANALYTICS_OFF},
+    data_analytics_word_s{vocabulary::analyticsString.name, DATA_ANALYTICS_STRING},
+    data_analytics_word_s{vocabulary::analyticsBinary.name, DATA_ANALYTICS_BINARY},
+    data_analytics_word_s{vocabulary::analyticsOff.name, DATA_ANALYTICS_OFF},
 };
 
 // Makes tag_data anew, for outside subscribers or for the local consumer. False, with the reply
@@ -108,8 +109,8 @@ struct internal_command_s {
     int (*handler)(std::vector<std::string>* tokens, std::string* response);
 };
 constexpr std::array internalCommands{
-    internal_command_s{"data_analytics", dataAnalyticsHandler},
-    internal_command_s{"subscribers", subscribersHandler},
+    internal_command_s{vocabulary::dataAnalytics.word, dataAnalyticsHandler},
+    internal_command_s{vocabulary::subscribers.word, subscribersHandler},
 };
 
 }  // namespace

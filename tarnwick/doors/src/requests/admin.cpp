@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: MIT
 // The small commands: help, versions, the engine's error log and packet log, the
 // additional keys, the peak threshold.
+#include <algorithm>
+#include <iterator>
 #include <nlohmann/json.hpp>
 #include <span>
 
 #include "additional_config.hpp"
-#include "configrxe.hpp"
-#include "engine_io/parameters.hpp"
+#include "command_words.hpp"
 #include "json_fields.hpp"
 #include "requests.hpp"
 #include "util.hpp"
@@ -87,7 +88,7 @@ int versionHandler(std::vector<std::string>* /*tokens*/, std::string* reply) {
 int errorHandler(std::vector<std::string>* tokens, std::string* reply) {
     if (tokens->size() < 2) {
         *reply = "Failure: error requires at least 1 param";
-    } else if ((*tokens)[1] != "radioErrorLog") {
+    } else if ((*tokens)[1] != vocabulary::radioErrorLog.name) {
         *reply = "Failure: error requires at least 1 param - string \"radioErrorLog\"";
     } else if (RXE_getErr() != RXE_OK) {
         *reply = "Failure: could not radioErrorLog";
@@ -107,16 +108,16 @@ int loggingHandler(std::vector<std::string>* tokens, std::string* reply) {
         return 0;
     }
     std::string value;
-    if (getParamValue("radioPacketLog", tokens, &value) != 0) {
+    if (getParamValue(std::string(vocabulary::radioPacketLog.name), tokens, &value) != 0) {
         return 0;
     }
-    const bool turnOn = value == "ON";
-    if (!turnOn && value != "OFF") {
+    const auto* state = std::ranges::find(vocabulary::packetLogStates, value, &vocabulary::choice_s::word);
+    if (state == std::end(vocabulary::packetLogStates)) {
         // The text has always named the parameter packet_log.
         sprintfStr(reply,
                    "Failure: %s is not an acceptable value for packet_log (acceptable values are: ON or OFF)",
                    value.c_str());
-    } else if (turnOn ? restartPacketLog() : stopPacketLog()) {
+    } else if (const bool turnOn = state->value != 0; turnOn ? restartPacketLog() : stopPacketLog()) {
         rxe_packet_log_running = turnOn;
         *reply = "Success";
     } else {
@@ -128,7 +129,8 @@ int loggingHandler(std::vector<std::string>* tokens, std::string* reply) {
 
 int tagInfoHandler(std::vector<std::string>* tokens, std::string* reply) {
     *reply = "Success";
-    const bool detailed = tokens->size() == 2 && ((*tokens)[1] == "v" || (*tokens)[1] == "verbose");
+    const bool detailed = tokens->size() == 2 && ((*tokens)[1] == vocabulary::tagInfoShort.name ||
+                                                  (*tokens)[1] == vocabulary::tagInfoVerbose.name);
     if (tokens->size() > 1 && !detailed) {
         *reply = "Failure: tagInfo supported commands are: tag_info or tag_info v | verbose";
     } else if (getCurrentTagInfoDB(reply, detailed) != 0) {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The command table, the way from a request to its handler, and the commands
 // that are no more than a line.
-#include "configrxe.hpp"
+#include "command_words.hpp"
 #include "logger.hpp"
 #include "mode_request.hpp"
 #include "requests.hpp"
@@ -14,24 +14,6 @@
 #include <iterator>
 
 namespace {
-
-constexpr std::string_view configRXEHelp = "Sets and Gets the RXE configuration";
-constexpr std::string_view databaseResetHelp = "Sets and gets the database reset functionality";
-constexpr std::string_view dataAnalyticsHelp = "Sets and gets whether TW sends data to data analytics block";
-constexpr std::string_view subscribersHelp = "Sets and gets the number of subscribers";
-constexpr std::string_view errorHelp = "Gets error information";
-constexpr std::string_view exitHelp = "Exits the application";
-constexpr std::string_view eventsHelp = "Sets and gets the event channel parameters";
-constexpr std::string_view helpHelp = "Gets help";
-constexpr std::string_view loggingHelp = "Sets and Gets the logging configuration";
-constexpr std::string_view modeHelp = "Sets the radio's mode";
-constexpr std::string_view startHelp = "Starts the RXE (or the simulator)";
-constexpr std::string_view statusHelp = "Gets the status";
-constexpr std::string_view stopHelp = "Stops the RXE (or the simulator)";
-constexpr std::string_view testHelp = "";
-constexpr std::string_view versionHelp = "Returns the version information";
-constexpr std::string_view tagInfoHelp = "Return tag info parameters";
-constexpr std::string_view peakThresholdHelp = "Sets and gets the peak threshold";
 
 // Hands the request to the radio thread, which owns the setting, and waits for
 // its reply; there is no time-out.
@@ -56,27 +38,34 @@ int modeHandler(std::vector<std::string>* tokens, std::string* reply) {
     return handleModeRequest(tokens, reply);
 }
 
+constexpr command_s row(const vocabulary::command_s& words, command_handler handler) {
+    return {words.word, handler, words.help};
+}
+
 }  // namespace
 
 constexpr command_s commands[] = {
-    {"configrxe", configRXEHandler, configRXEHelp},
-    {"database_reset", databaseResetHandler, databaseResetHelp},
-    {"data_analytics", dataAnalyticsHandler, dataAnalyticsHelp},
-    {"subscribers", subscribersHandler, subscribersHelp},
-    {"error", errorHandler, errorHelp},
-    {"exit", exitHandler, exitHelp},
-    {"events", eventsHandler, eventsHelp},
-    {"help", helpHandler, helpHelp},
-    {"logging", loggingHandler, loggingHelp},
-    {"mode", modeHandler, modeHelp},
-    {"start", startHandler, startHelp},
-    {"status", statusHandler, statusHelp},
-    {"stop", stopHandler, stopHelp},
-    {"test", testHandler, testHelp},
-    {"version", versionHandler, versionHelp},
-    {"tag_info", tagInfoHandler, tagInfoHelp},
-    {"peak_threshold", peakThresholdHandler, peakThresholdHelp},
+    row(vocabulary::configrxe, configRXEHandler),
+    row(vocabulary::databaseReset, databaseResetHandler),
+    row(vocabulary::dataAnalytics, dataAnalyticsHandler),
+    row(vocabulary::subscribers, subscribersHandler),
+    row(vocabulary::error, errorHandler),
+    row(vocabulary::exit, exitHandler),
+    row(vocabulary::events, eventsHandler),
+    row(vocabulary::help, helpHandler),
+    row(vocabulary::logging, loggingHandler),
+    row(vocabulary::mode, modeHandler),
+    row(vocabulary::start, startHandler),
+    row(vocabulary::status, statusHandler),
+    row(vocabulary::stop, stopHandler),
+    row(vocabulary::test, testHandler),
+    row(vocabulary::version, versionHandler),
+    row(vocabulary::tagInfo, tagInfoHandler),
+    row(vocabulary::peakThreshold, peakThresholdHandler),
 };
+static_assert(std::ranges::equal(commands, vocabulary::commands, {}, &command_s::name,
+                                 &vocabulary::command_s::word),
+              "each command that the client knows is served, in the order of the list");
 constexpr std::size_t nCommands = std::size(commands);
 
 int ProcessRequest(std::string* request, std::string* reply) {

@@ -10,7 +10,7 @@
 #include <ctime>
 
 #include "additional_config.hpp"
-#include "engine_io/parameters.hpp"
+#include "command_words.hpp"
 #include "logger.hpp"
 #include "requests.hpp"
 #include "requests/news.hpp"
@@ -134,7 +134,7 @@ int databaseResetHandler(std::vector<std::string>* tokens, std::string* reply) {
     *reply = "Success: ";
     std::string time;
     if (tokens->size() > 1) {
-        if (getParamValue("time", tokens, &time) != 0) {
+        if (getParamValue(std::string(vocabulary::resetTime.name), tokens, &time) != 0) {
             return 0;
         }
         const std::vector<std::string> parts = split(time.c_str(), ':');

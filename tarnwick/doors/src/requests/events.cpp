@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: MIT
 // The command "events": what heartbeats tell and which alarms are published.
 #include <iostream>
+#include <iterator>
 #include <limits>
 #include <nlohmann/json.hpp>
 
 #include "json_fields.hpp"
 #include "requests.hpp"
 #include "requests/report.hpp"
+#include "stat_names.hpp"
 #include "util.hpp"
 
 using nlohmann::json;
@@ -17,20 +19,8 @@ std::chrono::seconds heartbeat_period{10};
 
 namespace {
 
-const std::vector<std::string> default_heartbeat_stats{"numTagReads",
-                                                       "numTagReadsPerAntenna",
-                                                       "numRadioPacketsRxed",
-                                                       "numDataMessagesTxed",
-                                                       "cpuUtilization",
-                                                       "ramUtilization",
-                                                       "uptime",
-                                                       "numErrors",
-                                                       "numWarnings",
-                                                       "radioConnection",
-                                                       "radioActivity",
-                                                       "temperature",
-                                                       "antennas",
-                                                       "aarEcho"};
+const std::vector<std::string> default_heartbeat_stats(std::begin(vocabulary::stats),
+                                                       std::end(vocabulary::stats));
 
 }  // namespace
 

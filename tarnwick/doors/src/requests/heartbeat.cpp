@@ -13,6 +13,8 @@
 #include "reader_facts.hpp"
 #include "requests.hpp"
 #include "requests/report.hpp"
+#include "rxe_intfc.hpp"
+#include "stat_names.hpp"
 #include "util.hpp"
 
 using nlohmann::json;
@@ -24,11 +26,11 @@ std::uint64_t load(const std::atomic<std::uint64_t>& counter) {
 }
 
 constexpr counter_stat_s counters[] = {
-    {"numTagReads", [] { return load(tagReadCount); }},
-    {"numRadioPacketsRxed", [] { return load(packetRxCount); }},
-    {"numDataMessagesTxed", [] { return load(msgTxCount); }},
-    {"numErrors", getErrorCount},
-    {"numWarnings", getWarningCount},
+    {vocabulary::numTagReads, [] { return load(tagReadCount); }},
+    {vocabulary::numRadioPacketsRxed, [] { return load(packetRxCount); }},
+    {vocabulary::numDataMessagesTxed, [] { return load(msgTxCount); }},
+    {vocabulary::numErrors, getErrorCount},
+    {vocabulary::numWarnings, getWarningCount},
 };
 
 // What a heartbeat tells beside the counters. `active` is whether the radio runs.
@@ -43,18 +45,16 @@ void uptimeToJson(bool, json* out) {
     *out = sprintfStr("%02lu:%02lu:%02lu", up.hours, up.minutes, up.seconds);
 }
 
-constexpr std::string_view echoStat = "aarEcho";
-
 constexpr heartbeat_stat_s otherStats[] = {
-    {"numTagReadsPerAntenna", [](bool, json* out) { getNumTagReadsPerAntennaJson(out); }},
-    {"cpuUtilization", [](bool, json* out) { *out = get_cpu_util() / 10.0; }},
-    {"ramUtilization", [](bool, json* out) { *out = get_mem_util() / 10.0; }},
-    {"uptime", uptimeToJson},
-    {"radioConnection", [](bool, json* out) { *out = connectionWord(RXE_still_connected); }},
-    {"radioActivity", [](bool active, json* out) { *out = activityWord(active); }},
-    {"temperature", [](bool active, json* out) { getTemperatureJson(active, out); }},
-    {"antennas", [](bool active, json* out) { getAntennaStateJson(active, out); }},
-    {echoStat, [](bool, json* out) { getEchoStateJson(out); }},
+    {vocabulary::numTagReadsPerAntenna, [](bool, json* out) { getNumTagReadsPerAntennaJson(out); }},
+    {vocabulary::cpuUtilization, [](bool, json* out) { *out = get_cpu_util() / 10.0; }},
+    {vocabulary::ramUtilization, [](bool, json* out) { *out = get_mem_util() / 10.0; }},
+    {vocabulary::uptime, uptimeToJson},
+    {vocabulary::radioConnection, [](bool, json* out) { *out = connectionWord(RXE_still_connected); }},
+    {vocabulary::radioActivity, [](bool active, json* out) { *out = activityWord(active); }},
+    {vocabulary::temperature, [](bool active, json* out) { getTemperatureJson(active, out); }},
+    {vocabulary::antennas, [](bool active, json* out) { getAntennaStateJson(active, out); }},
+    {vocabulary::aarEcho, [](bool, json* out) { getEchoStateJson(out); }},
 };
 
 void addStat(const std::string& name, bool active, json* data) {
@@ -63,7 +63,7 @@ void addStat(const std::string& name, bool active, json* data) {
         return;
     }
     const auto* stat = std::ranges::find(otherStats, name, &heartbeat_stat_s::name);
-    if (stat != std::end(otherStats) && (name != echoStat || thisModel().arrayReader)) {
+    if (stat != std::end(otherStats) && (name != vocabulary::aarEcho || thisModel().arrayReader)) {
         stat->toJson(active, &(*data)[name]);
     }
 }

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The commands "start" and "stop". Whether the radio runs is the engine's
 // knowledge: it is asked each time and nothing is remembered here.
-#include "engine_io/parameters.hpp"
+#include "command_words.hpp"
 #include "logger.hpp"
 #include "radio.hpp"
 #include "requests.hpp"
@@ -95,9 +95,9 @@ struct startForm_s {
     command_handler handler;
 };
 constexpr std::array startForms{
-    startForm_s{"sim", startFakeTags},
-    startForm_s{"sim_bearing", startBearings},
-    startForm_s{"doNotPersistState", startOnce},
+    startForm_s{vocabulary::sim.name, startFakeTags},
+    startForm_s{vocabulary::simBearing.name, startBearings},
+    startForm_s{vocabulary::doNotPersistState.name, startOnce},
 };
 
 }  // namespace

@@ -10,14 +10,16 @@
 #include "reader_facts.hpp"
 #include "requests.hpp"
 #include "requests/report.hpp"
+#include "rxe_intfc.hpp"
+#include "stat_names.hpp"
 #include "util.hpp"
 
 namespace {
 
-// "name": {"1": value, ...}
+// {"1": value, ...}
 template <class Values, class Append>
-void appendByPort(const char* name, const Values& values, Append append, std::string* out) {
-    sprintfStrAppend(out, "\"%s\": {", name);
+void appendByPort(const Values& values, Append append, std::string* out) {
+    *out += "{";
     const char* separator = "";
     for (const auto& [port, value] : values) {
         sprintfStrAppend(out, "%s\"%u\": ", separator, port);
@@ -29,7 +31,11 @@ void appendByPort(const char* name, const Values& values, Append append, std::st
 
 void appendTagReadsByPort(std::string* out) {
     const auto append = [](std::uint64_t count, std::string* text) { *text += std::to_string(count); };
-    appendByPort("numTagReadsPerAntenna", getTagReadsByPort(), append, out);
+    appendByPort(getTagReadsByPort(), append, out);
+}
+
+void appendWord(const char* word, std::string* out) {
+    sprintfStrAppend(out, "\"%s\"", word);
 }
 
 void appendAntennas(std::string* out) {
@@ -40,74 +46,75 @@ void appendAntennas(std::string* out) {
         states[port] = !disconnected_antenna[port];
     }
     const auto append = [](bool connected, std::string* text) {
-        sprintfStrAppend(text, "\"%s\"", connectionWord(connected));
+        appendWord(connectionWord(connected), text);
     };
-    appendByPort("antennas", states, append, out);
+    appendByPort(states, append, out);
 }
 
-void appendTenths(const char* name, int tenths, std::string* out) {
-    sprintfStrAppend(out, "\"%s\": %d.%d", name, tenths / 10, tenths % 10);
+void appendTenths(int tenths, std::string* out) {
+    sprintfStrAppend(out, "%d.%d", tenths / 10, tenths % 10);
 }
 
 void appendUptime(std::string* out) {
     const clock_time_s up = getUptime();
-    sprintfStrAppend(out, "\"uptime\": \"%lu:%02lu:%02lu\"", up.hours, up.minutes, up.seconds);
+    sprintfStrAppend(out, "\"%lu:%02lu:%02lu\"", up.hours, up.minutes, up.seconds);
 }
 
 void appendTemperature(std::string* out) {
     const temperatures_s read = readTemperatures();
-    sprintfStrAppend(out, "\"temperature\": {\"ambient\":%d", read.ambient);
+    sprintfStrAppend(out, "{\"ambient\":%d", read.ambient);
     if (thisModel().amplifierTemperature) {
         sprintfStrAppend(out, ",\"pa\":%d", read.pa);
     }
     *out += "}";
 }
 
-void appendWord(const char* name, const char* word, std::string* out) {
-    sprintfStrAppend(out, "\"%s\": \"%s\"", name, word);
-}
-
 void appendEcho(std::string* out) {
-    if (thisModel().arrayReader) {
-        nlohmann::json echo;
-        getEchoStateJson(&echo);
-        *out += "\"aarEcho\": " + echo.dump(4);
-    }
+    nlohmann::json echo;
+    getEchoStateJson(&echo);
+    *out += echo.dump(4);
 }
 
-// Those without a function are plain counters.
+// The order of the reply. `append` writes the value; without it the stat is a plain counter.
 struct status_stat_s {
     std::string_view name;
     void (*append)(std::string* out);
 };
 constexpr status_stat_s stats[] = {
-    {"numTagReads", nullptr},
-    {"numTagReadsPerAntenna", appendTagReadsByPort},
-    {"numRadioPacketsRxed", nullptr},
-    {"numDataMessagesTxed", nullptr},
-    {"cpuUtilization", [](std::string* out) { appendTenths("cpuUtilization", get_cpu_util(), out); }},
-    {"ramUtilization", [](std::string* out) { appendTenths("ramUtilization", get_mem_util(), out); }},
-    {"uptime", appendUptime},
-    {"numErrors", nullptr},
-    {"numWarnings", nullptr},
-    {"radioConnection",
-     [](std::string* out) { appendWord("radioConnection", connectionWord(RXE_still_connected), out); }},
-    {"radioActivity",
-     [](std::string* out) { appendWord("radioActivity", activityWord(isStartOngoing()), out); }},
-    {"antennas", appendAntennas},
-    {"temperature", appendTemperature},
-    {"aarEcho", appendEcho},  // only when asked for by name
+    {vocabulary::numTagReads, nullptr},
+    {vocabulary::numTagReadsPerAntenna, appendTagReadsByPort},
+    {vocabulary::numRadioPacketsRxed, nullptr},
+    {vocabulary::numDataMessagesTxed, nullptr},
+    {vocabulary::cpuUtilization, [](std::string* out) { appendTenths(get_cpu_util(), out); }},
+    {vocabulary::ramUtilization, [](std::string* out) { appendTenths(get_mem_util(), out); }},
+    {vocabulary::uptime, appendUptime},
+    {vocabulary::numErrors, nullptr},
+    {vocabulary::numWarnings, nullptr},
+    {vocabulary::radioConnection,
+     [](std::string* out) { appendWord(connectionWord(RXE_still_connected), out); }},
+    {vocabulary::radioActivity, [](std::string* out) { appendWord(activityWord(isStartOngoing()), out); }},
+    {vocabulary::antennas, appendAntennas},
+    {vocabulary::temperature, appendTemperature},
+    {vocabulary::aarEcho, appendEcho},  // only when asked for by name
 };
 constexpr std::size_t nStatsUnasked = std::size(stats) - 1;
+static_assert(std::size(stats) == std::size(vocabulary::stats));
 
-void appendStat(const std::string& name, std::string* out) {
+// Quirk: where the reader has no echoes their name adds nothing, and the comma stays.
+void appendStat(std::string_view name, std::string* out) {
+    if (name == vocabulary::aarEcho && !thisModel().arrayReader) {
+        return;
+    }
     const auto* stat = std::ranges::find(stats, name, &status_stat_s::name);
-    if (stat != std::end(stats) && stat->append != nullptr) {
+    if (stat == std::end(stats)) {
+        sprintfStrAppend(out, "\"%s\": \"unknown param\"", std::string(name).c_str());
+        return;
+    }
+    out->append("\"").append(name).append("\": ");
+    if (stat->append != nullptr) {
         stat->append(out);
-    } else if (const counter_stat_s* counter = findCounter(name)) {
-        *out += "\"" + name + "\": " + std::to_string(counter->read());
     } else {
-        sprintfStrAppend(out, "\"%s\": \"unknown param\"", name.c_str());
+        *out += std::to_string(findCounter(name)->read());
     }
 }
 
@@ -118,7 +125,7 @@ int statusHandler(std::vector<std::string>* tokens, std::string* reply) {
     if (tokens->size() == 1) {
         for (std::size_t i = 0; i < nStatsUnasked; ++i) {
             *reply += i == 0 ? "" : ",";
-            appendStat(std::string(stats[i].name), reply);
+            appendStat(stats[i].name, reply);
         }
     }
     for (std::size_t i = 1; i < tokens->size(); ++i) {
