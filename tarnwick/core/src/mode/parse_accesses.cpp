@@ -23,12 +23,13 @@ std::string configOf(const char* access) {
 
 int parseRead(const json* config, ACCESS_CMD_S* access, std::string* reply) {
     const std::string place = configOf("read");
-    const bool good = required(getJsonWord(config, "membank", membankWords, &access->readMembank, reply),
-                               "membank", place, reply) &&
-                      required(getJsonValue(config, "wordPointer", &access->readWordPointer, reply, 0, 65535),
-                               "wordPointer", place, reply) &&
-                      required(getJsonValue(config, "wordCount", &access->readWordCount, reply, 0, 255),
-                               "wordCount", place, reply);
+    const bool good =
+        required(getJsonWord(config, key::membank, membankWords, &access->readMembank, reply), key::membank,
+                 place, reply) &&
+        required(getJsonValue(config, key::wordPointer, &access->readWordPointer, reply, 0, 65535),
+                 key::wordPointer, place, reply) &&
+        required(getJsonValue(config, key::wordCount, &access->readWordCount, reply, 0, 255), key::wordCount,
+                 place, reply);
     return good ? keyParsed : keyRefused;
 }
 
@@ -57,22 +58,33 @@ int parseWriteData(const std::string& digits, std::vector<std::uint16_t>* words,
 }
 
 int parseBlockSize(const json* config, std::uint8_t* blockSize, std::string* reply) {
-    if (config->contains("blockSize") && thisModel().arrayReader) {
+    if (config->contains(key::blockSize) && thisModel().arrayReader) {
         return refuse(reply, "Failure: block write is not supported on the QDX");
     }
-    const int result = optionalKey(getJsonValue(config, "blockSize", blockSize, reply, 1, 127), reply);
-    return result == keyRefused ? keyRefused : keyParsed;
+    const int result = optionalKey(getJsonValue(config, key::blockSize, blockSize, reply, 1, 127), reply);
+    if (result != keyParsed) {
+        return result == keyAbsent ? keyParsed : keyRefused;
+    }
+    if (g_blockSize != 0 && g_blockSize != *blockSize) {
+        sprintfStr(reply,
+                   "Failure: blockSize for all configs must be the same value (requested value: %d, previous "
+                   "value: %d)",
+                   *blockSize, g_blockSize);
+        return keyRefused;
+    }
+    g_blockSize = *blockSize;
+    return keyParsed;
 }
 
 int parseWrite(const json* config, ACCESS_CMD_S* access, std::string* reply) {
     const std::string place = configOf("write");
     std::string digits;
     const bool good =
-        required(getJsonWord(config, "membank", membankWords, &access->writeMembank, reply), "membank", place,
-                 reply) &&
-        required(getJsonValue(config, "wordPointer", &access->writeWordPointer, reply, 0, 65535),
-                 "wordPointer", place, reply) &&
-        required(getJsonValue(config, "data", &digits, reply, {}), "data", place, reply);
+        required(getJsonWord(config, key::membank, membankWords, &access->writeMembank, reply), key::membank,
+                 place, reply) &&
+        required(getJsonValue(config, key::wordPointer, &access->writeWordPointer, reply, 0, 65535),
+                 key::wordPointer, place, reply) &&
+        required(getJsonValue(config, key::data, &digits, reply, {}), key::data, place, reply);
     if (!good || parseWriteData(digits, &access->writeData, reply) != keyParsed) {
         return keyRefused;
     }
@@ -82,7 +94,7 @@ int parseWrite(const json* config, ACCESS_CMD_S* access, std::string* reply) {
 // The password of an access or a kill.
 int parsePassword(const json* config, const char* access, std::uint32_t* password, std::string* reply) {
     std::string digits;
-    if (!required(getJsonValue(config, "password", &digits, reply, {}), "password", configOf(access),
+    if (!required(getJsonValue(config, key::password, &digits, reply, {}), key::password, configOf(access),
                   reply)) {
         return keyRefused;
     }
@@ -145,7 +157,7 @@ int addLockAction(const std::string& word, std::uint32_t* payload, std::string* 
 
 int parseLock(const json* config, ACCESS_CMD_S* access, std::string* reply) {
     json actions;
-    if (!required(getJsonValueArray(config, "actions", &actions, reply), "actions", configOf("lock"),
+    if (!required(getJsonValueArray(config, key::actions, &actions, reply), key::actions, configOf("lock"),
                   reply)) {
         return keyRefused;
     }
@@ -215,7 +227,8 @@ int appendAccess(const json& element, const char* plural, mode_configuration_s* 
 
 int parseFlatAccesses(const json* array, mode_configuration_s* mode, std::string* reply) {
     for (const json& element : *array) {
-        if (appendAccess(element, "accesses", mode, &mode->accessList, reply) != keyParsed) {
+        if (appendAccess(element, key::accesses, &mode->uniqueAccesses, &mode->accessList, reply) !=
+            keyParsed) {
             return keyRefused;
         }
     }
@@ -225,8 +238,8 @@ int parseFlatAccesses(const json* array, mode_configuration_s* mode, std::string
 }  // namespace
 
 int parseAccess(const json* root, mode_configuration_s* mode, std::string* reply) {
-    mode->blockSize = 0;
-    return parseOperations(root, "accesses", parseAccessArray, mode, reply);
+    g_blockSize = 0;
+    return parseOperations(root, key::accesses, parseAccessArray, mode, reply);
 }
 
 int parseAccessArray(const json* array, mode_configuration_s* mode, std::string* reply) {
@@ -256,8 +269,9 @@ int parseAccessSingleValue(const json* value, ACCESS_CMD_S* access, std::string*
     ACCESS_CMD_S parsed;
     json config;
     const std::string place = "accesses object";
-    if (!required(getJsonWord(value, "type", accessTypeWords, &parsed.type, reply), "type", place, reply) ||
-        !required(getJsonValueObject(value, "config", &config, reply), "config", place, reply)) {
+    if (!required(getJsonWord(value, key::type, accessTypeWords, &parsed.type, reply), key::type, place,
+                  reply) ||
+        !required(getJsonValueObject(value, key::config, &config, reply), key::config, place, reply)) {
         return keyRefused;
     }
     const auto* parser = std::ranges::find(configParsers, parsed.type, &config_parser_s::type);

@@ -130,7 +130,7 @@ int parseLinkProfileList(const json& list, mode_configuration_s* mode, std::stri
 
 int parseAntennas(const json* value, std::vector<std::uint32_t>* antennas, std::string* reply) {
     if (!value->is_array()) {
-        return refuse(reply, quotedKey("antennas", "must have an array value"));
+        return refuse(reply, quotedKey(key::antennas, "must have an array value"));
     }
     std::vector<std::uint32_t> list;
     for (const json& element : *value) {
@@ -144,12 +144,12 @@ int parseAntennas(const json* value, std::vector<std::uint32_t>* antennas, std::
         }
         list.push_back(antenna);
     }
-    return storeAntennas("antennas", std::move(list), antennas, reply);
+    return storeAntennas(key::antennas, std::move(list), antennas, reply);
 }
 
 int parseBeams(const json* value, std::vector<std::uint32_t>* antennas, std::string* reply) {
     if (!value->is_array()) {
-        return refuse(reply, quotedKey("beams", "must have an array value"));
+        return refuse(reply, quotedKey(key::beams, "must have an array value"));
     }
     std::vector<std::uint32_t> list;
     for (const json& element : *value) {
@@ -162,7 +162,7 @@ int parseBeams(const json* value, std::vector<std::uint32_t>* antennas, std::str
         }
         list.push_back(beam);
     }
-    return storeAntennas("beams", std::move(list), antennas, reply);
+    return storeAntennas(key::beams, std::move(list), antennas, reply);
 }
 
 int getBeam(const json* object, std::uint16_t* beam, std::string* reply) {
@@ -172,9 +172,9 @@ int getBeam(const json* object, std::uint16_t* beam, std::string* reply) {
     std::uint16_t azimuth = 0;
     std::uint16_t elevation = 0;
     QDX_BEAM_POL_e polarization = DEFAULT_BEAM_POLARIZATION;
-    if (getJsonValue(object, "azimuth", &azimuth, reply, 0, maxAzimuth) != 0 ||
-        getJsonValue(object, "elevation", &elevation, reply, 0, maxElevation) != 0 ||
-        optionalKey(getJsonWord(object, "polarization", polarizationWords, &polarization, reply), reply) ==
+    if (getJsonValue(object, key::azimuth, &azimuth, reply, 0, maxAzimuth) != 0 ||
+        getJsonValue(object, key::elevation, &elevation, reply, 0, maxElevation) != 0 ||
+        optionalKey(getJsonWord(object, key::polarization, polarizationWords, &polarization, reply), reply) ==
             keyRefused) {
         return keyRefused;
     }
@@ -193,8 +193,8 @@ int getBeam(const json* object, std::uint16_t* beam, std::string* reply) {
 int parseTransmitPower(const json* root, mode_configuration_s* mode, std::string* reply) {
     double dBm = 0;
     json list;
-    const int result = getNumberOrArray(root, "transmitPower", &dBm, antennaPowerMin,
-                                        readerFacts.max_tx_pwr_x_10 / 10.0, &list, reply);
+    const int result = getNumberOrArray(root, key::transmitPower, &dBm, antennaPowerMin,
+                                        max_tx_pwr_x_10 / 10.0, &list, reply);
     if (result != keyParsed) {
         return result == keyAbsent ? keyParsed : keyRefused;
     }
@@ -208,7 +208,7 @@ int parseTransmitPower(const json* root, mode_configuration_s* mode, std::string
 int parseLinkProfile(const json* root, mode_configuration_s* mode, std::string* reply) {
     std::uint16_t linkProfile = 0;
     json list;
-    const int result = getNumberOrArray(root, "linkProfile", &linkProfile, std::uint16_t{0},
+    const int result = getNumberOrArray(root, key::linkProfile, &linkProfile, std::uint16_t{0},
                                         std::numeric_limits<std::uint16_t>::max(), &list, reply);
     if (result != keyParsed) {
         return result;
@@ -222,5 +222,6 @@ int parseLinkProfile(const json* root, mode_configuration_s* mode, std::string* 
 
 int parseEnvironmentParam(const json* root, mode_configuration_s* mode, std::string* reply) {
     reply->clear();
-    return optionalKey(getJsonWord(root, "environment", environmentWords, &mode->environment, reply), reply);
+    return optionalKey(getJsonWord(root, key::environment, environmentWords, &mode->environment, reply),
+                       reply);
 }

@@ -29,7 +29,7 @@ bool goodOrAbsent(int accessorResult, std::string* reply) {
 // replaced on success.
 int parseGPIs(const json* object, std::vector<gpi_s>* gpis, std::string* reply) {
     json array;
-    if (const int result = getJsonValueArray(object, "gpis", &array, reply); result != 0) {
+    if (const int result = getJsonValueArray(object, key::gpis, &array, reply); result != 0) {
         return result;
     }
     std::vector<gpi_s> parsed;
@@ -63,9 +63,9 @@ int parseGPI(const json* value, gpi_s* gpi, std::string* reply) {
         return refuse(reply, "Failure: json payload \"gpi\" must have an object value");
     }
     gpi_s parsed;
-    if (getJsonValue(value, "port", &parsed.port, reply, std::uint8_t{1}, thisModel().gpis) != 0 ||
-        getJsonWord(value, "signal", gpiSignalWords, &parsed.signal, reply) != 0 ||
-        !goodOrAbsent(getJsonValue(value, "debounceTime", &parsed.debounceTime, reply, 0,
+    if (getJsonValue(value, key::port, &parsed.port, reply, std::uint8_t{1}, thisModel().gpis) != 0 ||
+        getJsonWord(value, key::signal, gpiSignalWords, &parsed.signal, reply) != 0 ||
+        !goodOrAbsent(getJsonValue(value, key::debounceTime, &parsed.debounceTime, reply, 0,
                                    std::numeric_limits<std::uint16_t>::max()),
                       reply)) {
         return keyRefused;
@@ -79,7 +79,7 @@ int parseGPI(const json* value, gpi_s* gpi, std::string* reply) {
 int parseAntennaStopCondition(const json* root, mode_configuration_s* mode, std::string* reply) {
     reply->clear();
     json value;
-    if (const int result = getObjectOrArray(root, "antennaStopCondition", &value, reply);
+    if (const int result = getObjectOrArray(root, key::antennaStopCondition, &value, reply);
         result != keyParsed) {
         return result == keyAbsent ? keyParsed : keyRefused;
     }
@@ -105,11 +105,11 @@ int parseAntennaStopConditionSingleValue(const json* value, antennaStopCondition
                       "Failure: mode json payload mode \"antennaStopCondition\" must have an object value");
     }
     antennaStopCondition_s parsed;
-    if (getJsonWord(value, "type", antennaStopTypeWords, &parsed.type, reply) != 0) {
+    if (getJsonWord(value, key::type, antennaStopTypeWords, &parsed.type, reply) != 0) {
         return keyRefused;
     }
     if (parsed.type == antenna_stop_type_e::GPI) {
-        const auto rule = value->find("value");
+        const auto rule = value->find(key::value);
         if (rule == value->end()) {
             return refuse(reply,
                           "Failure: mode json payload mode type GPI must also contain a GPI object value");
@@ -117,7 +117,7 @@ int parseAntennaStopConditionSingleValue(const json* value, antennaStopCondition
         if (parseGPI(&*rule, &parsed.gpi, reply) != keyParsed) {
             return keyRefused;
         }
-    } else if (getJsonValue(value, "value", &parsed.value, reply, 0,
+    } else if (getJsonValue(value, key::value, &parsed.value, reply, 0,
                             std::numeric_limits<std::uint16_t>::max()) != 0) {
         return keyRefused;
     }
@@ -130,11 +130,11 @@ int parseAntennaStopConditionSingleValue(const json* value, antennaStopCondition
 int parseRadioStartConditions(const json* root, mode_configuration_s* mode, std::string* reply) {
     reply->clear();
     json value;
-    if (const int result = getJsonValueObject(root, "radioStartConditions", &value, reply); result != 0) {
+    if (const int result = getJsonValueObject(root, key::radioStartConditions, &value, reply); result != 0) {
         return optionalKey(result, reply) == keyAbsent ? keyParsed : keyRefused;
     }
     radioStartConditions_s parsed;
-    switch (optionalKey(getJsonWord(&value, "type", radioStartTypeWords, &parsed.type, reply), reply)) {
+    switch (optionalKey(getJsonWord(&value, key::type, radioStartTypeWords, &parsed.type, reply), reply)) {
         case keyParsed:
             if (parseGPIs(&value, &parsed.gpis, reply) != 0) {
                 return keyRefused;
@@ -153,7 +153,7 @@ int parseRadioStartConditions(const json* root, mode_configuration_s* mode, std:
 int parseRadioStopConditions(const json* root, mode_configuration_s* mode, std::string* reply) {
     reply->clear();
     json value;
-    if (const int result = getJsonValueObject(root, "radioStopConditions", &value, reply); result != 0) {
+    if (const int result = getJsonValueObject(root, key::radioStopConditions, &value, reply); result != 0) {
         return optionalKey(result, reply) == keyAbsent ? keyParsed : keyRefused;
     }
     using doubles = std::numeric_limits<double>;
@@ -162,10 +162,10 @@ int parseRadioStopConditions(const json* root, mode_configuration_s* mode, std::
     radioStopConditions_s parsed;
     double seconds = 0;
     const auto good = [reply](int result) { return goodOrAbsent(result, reply); };
-    if (!good(getJsonValue(&value, "duration", &seconds, reply, doubles::lowest(), doubles::max())) ||
-        !good(getJsonValue(&value, "antennaCycles", &parsed.olioLoops, reply, none, any)) ||
-        !good(getJsonValue(&value, "tagCount", &parsed.tagCount, reply, none, maxTagCount)) ||
-        !good(getJsonValue(&value, "durationAfterNoMoreUniqueTags", &parsed.noMoreUniqueTags, reply, none,
+    if (!good(getJsonValue(&value, key::duration, &seconds, reply, doubles::lowest(), doubles::max())) ||
+        !good(getJsonValue(&value, key::antennaCycles, &parsed.olioLoops, reply, none, any)) ||
+        !good(getJsonValue(&value, key::tagCount, &parsed.tagCount, reply, none, maxTagCount)) ||
+        !good(getJsonValue(&value, key::durationAfterNoMoreUniqueTags, &parsed.noMoreUniqueTags, reply, none,
                            maxNoMoreUniqueTags)) ||
         !good(parseGPIs(&value, &parsed.gpis, reply))) {
         return keyRefused;
@@ -185,7 +185,7 @@ int parseRadioStopConditions(const json* root, mode_configuration_s* mode, std::
 int parseDelayBetweenAntCycles(const json* root, mode_configuration_s* mode, std::string* reply) {
     reply->clear();
     json value;
-    if (const int result = getJsonValueObject(root, "delayBetweenAntennaCycles", &value, reply);
+    if (const int result = getJsonValueObject(root, key::delayBetweenAntennaCycles, &value, reply);
         result != 0) {
         return optionalKey(result, reply) == keyAbsent ? keyParsed : keyRefused;
     }
@@ -195,8 +195,8 @@ int parseDelayBetweenAntCycles(const json* root, mode_configuration_s* mode, std
         mode->delayBetweenAntennaCycles = {thisModel().antennaDelay, emptyDelayDuration};
         return keyParsed;
     }
-    if (getJsonWord(&value, "type", antennaDelayTypeWords, &parsed.type, reply) != 0 ||
-        getJsonValue(&value, "duration", &parsed.duration, reply, 0,
+    if (getJsonWord(&value, key::type, antennaDelayTypeWords, &parsed.type, reply) != 0 ||
+        getJsonValue(&value, key::duration, &parsed.duration, reply, 0,
                      std::numeric_limits<std::uint8_t>::max()) != 0) {
         return keyRefused;
     }
@@ -223,7 +223,7 @@ int parseDelayAfterSelect(const json* root, mode_configuration_s* mode, std::str
     reply->clear();
     std::uint32_t delay = 0;
     if (const int result =
-            getJsonValue(root, "delayAfterSelects", &delay, reply, std::uint32_t{0}, maxDelayAfterSelects);
+            getJsonValue(root, key::delayAfterSelects, &delay, reply, std::uint32_t{0}, maxDelayAfterSelects);
         result != 0) {
         return optionalKey(result, reply);
     }

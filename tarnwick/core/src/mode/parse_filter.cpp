@@ -32,13 +32,13 @@ struct filter_key_s {
 };
 // Quirk: the first row's second text names the wrong key.
 constexpr std::array filterKeys{
-    filter_key_s{"value", &filter_words_s::value,
+    filter_key_s{key::value, &filter_words_s::value,
                  "Failure: mode json payload mode \"filter\" must include value",
                  "Failure: mode json payload mode \"filter\"\\\"match\" must be a string"},
-    filter_key_s{"match", &filter_words_s::match,
+    filter_key_s{key::match, &filter_words_s::match,
                  "Failure: mode json payload mode \"filter\" must include match",
                  "Failure: Failure: mode json payload mode \"filter\"\\\"match\" must be a string"},
-    filter_key_s{"operation", &filter_words_s::operation,
+    filter_key_s{key::operation, &filter_words_s::operation,
                  "Failure: mode json payload mode \"filter\" must include operation",
                  "Failure: Failure: mode json payload mode \"filter\"\\\"operation\" must be a string"},
 };

@@ -29,7 +29,7 @@ std::uint8_t inventoryParamIdOf(const query_s& query, std::vector<c1g2_info_s>* 
 int parseQuery(const json* root, mode_configuration_s* mode, std::string* reply) {
     reply->clear();
     json value;
-    if (const int result = getObjectOrArray(root, "query", &value, reply); result != keyParsed) {
+    if (const int result = getObjectOrArray(root, key::query, &value, reply); result != keyParsed) {
         return result;
     }
     if (value.is_object()) {
@@ -54,10 +54,10 @@ int parseQuerySingleValue(const json* value, query_s* query, std::string* reply)
     query_s parsed{
         .sel = DEFAULT_QUERY_SEL, .session = DEFAULT_QUERY_SESSION, .target = DEFAULT_QUERY_TARGET};
     const auto optional = [reply](int result) { return optionalKey(result, reply) != keyRefused; };
-    if (!optional(getJsonWord(value, "sel", querySelWords, &parsed.sel, reply)) ||
-        !optional(getJsonWord(value, "session", querySessionWords, &parsed.session, reply)) ||
-        !optional(getJsonWord(value, "target", queryTargetWords, &parsed.target, reply)) ||
-        !optional(getJsonValue(value, "tagPopulation", &parsed.tagPopulation, reply, 0,
+    if (!optional(getJsonWord(value, key::sel, querySelWords, &parsed.sel, reply)) ||
+        !optional(getJsonWord(value, key::session, querySessionWords, &parsed.session, reply)) ||
+        !optional(getJsonWord(value, key::target, queryTargetWords, &parsed.target, reply)) ||
+        !optional(getJsonValue(value, key::tagPopulation, &parsed.tagPopulation, reply, 0,
                                std::numeric_limits<std::uint32_t>::max()))) {
         return keyRefused;
     }

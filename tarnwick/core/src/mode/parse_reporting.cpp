@@ -26,7 +26,7 @@ constexpr std::uint32_t maxWordsOfRange = 255;
 // "addl_keys": turns the database of additional keys on, or off without the key.
 int parseAddlKeys(const json* object, reportFilter_s* filter, std::string* reply) {
     json keys;
-    if (getJsonValueArray(object, "addl_keys", &keys, reply) != 0) {
+    if (getJsonValueArray(object, key::addl_keys, &keys, reply) != 0) {
         reply->clear();
         isAddlKeysEnabled.store(false, std::memory_order_relaxed);
         return keyParsed;
@@ -163,12 +163,12 @@ int parseAntennaPortNames(const json* names, mode_configuration_s* mode, std::st
 
 // An object with neither of its two keys passes.
 int parseMetadataObject(const json* object, mode_configuration_s* mode, std::string* reply) {
-    if (optionalKey(getJsonValue(object, "userDefined", &mode->userDefined, reply, {}), reply) ==
+    if (optionalKey(getJsonValue(object, key::userDefined, &mode->userDefined, reply, {}), reply) ==
         keyRefused) {
         return keyRefused;
     }
     json names;
-    switch (optionalKey(getJsonValueArray(object, "antennaPortNames", &names, reply), reply)) {
+    switch (optionalKey(getJsonValueArray(object, key::antennaPortNames, &names, reply), reply)) {
         case keyParsed:
             return parseAntennaPortNames(&names, mode, reply);
         case keyAbsent:
@@ -185,12 +185,12 @@ int parseMetadataObject(const json* object, mode_configuration_s* mode, std::str
 int parseReportFilter(const json* root, mode_configuration_s* mode, std::string* reply) {
     reply->clear();
     json value;
-    if (const int result = getJsonValueObject(root, "reportFilter", &value, reply); result != 0) {
+    if (const int result = getJsonValueObject(root, key::reportFilter, &value, reply); result != 0) {
         return optionalKey(result, reply) == keyAbsent ? keyParsed : keyRefused;
     }
     reportFilter_s parsed{report_filter_type_e::NONE, 0, {}};
-    if (!value.empty() && (getJsonWord(&value, "type", reportFilterTypeWords, &parsed.type, reply) != 0 ||
-                           getJsonValue(&value, "duration", &parsed.duration, reply, 0,
+    if (!value.empty() && (getJsonWord(&value, key::type, reportFilterTypeWords, &parsed.type, reply) != 0 ||
+                           getJsonValue(&value, key::duration, &parsed.duration, reply, 0,
                                         std::numeric_limits<std::uint32_t>::max()) != 0)) {
         return keyRefused;
     }
@@ -204,7 +204,7 @@ int parseReportFilter(const json* root, mode_configuration_s* mode, std::string*
 int parseRSSIFilter(const json* root, mode_configuration_s* mode, std::string* reply) {
     reply->clear();
     json value;
-    if (const int result = getJsonValueObject(root, "rssiFilter", &value, reply); result != 0) {
+    if (const int result = getJsonValueObject(root, key::rssiFilter, &value, reply); result != 0) {
         return optionalKey(result, reply) == keyAbsent ? keyParsed : keyRefused;
     }
     if (!readerFacts.rssiFilterSupported) {
@@ -213,7 +213,7 @@ int parseRSSIFilter(const json* root, mode_configuration_s* mode, std::string* r
     rssiFilter_s parsed{RSSI_FILTER_OFF};
     using bounds = std::numeric_limits<std::int8_t>;
     if (!value.empty() &&
-        getJsonValue(&value, "threshold", &parsed.threshold, reply, bounds::min(), bounds::max()) != 0) {
+        getJsonValue(&value, key::threshold, &parsed.threshold, reply, bounds::min(), bounds::max()) != 0) {
         return keyRefused;
     }
     copyRSSIFilter(&parsed, &mode->rssiFilter);
@@ -223,7 +223,7 @@ int parseRSSIFilter(const json* root, mode_configuration_s* mode, std::string* r
 int parseTagMetaData(const json* root, mode_configuration_s* mode, std::string* reply) {
     reply->clear();
     json value;
-    if (const int result = getJsonValueArray(root, "tagMetaData", &value, reply); result != 0) {
+    if (const int result = getJsonValueArray(root, key::tagMetaData, &value, reply); result != 0) {
         return optionalKey(result, reply);
     }
     clearTagMetaData(mode);

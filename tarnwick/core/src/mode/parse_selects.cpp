@@ -27,7 +27,7 @@ int maskBytes(std::uint32_t length) {
 
 bool parseMask(const json* value, select_s* select, std::string* reply) {
     std::string digits;
-    if (!required(getJsonValue(value, "mask", &digits, reply, {}), "mask", selectsObject, reply)) {
+    if (!required(getJsonValue(value, key::mask, &digits, reply, {}), key::mask, selectsObject, reply)) {
         return false;
     }
     if (!isAllHexDigits(digits)) {
@@ -62,7 +62,7 @@ std::string recordBytes(const SELECT_OP_s& op) {
 }
 
 int refuseTooManySelects(std::string* reply) {
-    return refuseTooMany("selects", MODE_MAX_UNIQUE_SELECTS, reply);
+    return refuseTooMany(key::selects, MODE_MAX_UNIQUE_SELECTS, reply);
 }
 
 // New selects go into the pool without a limit: too many unique ones fail when
@@ -90,7 +90,7 @@ int parseFlatSelects(const json* array, mode_configuration_s* mode, std::string*
 }  // namespace
 
 int parseSelect(const json* root, mode_configuration_s* mode, std::string* reply) {
-    return parseOperations(root, "selects", parseSelectArray, mode, reply);
+    return parseOperations(root, key::selects, parseSelectArray, mode, reply);
 }
 
 int parseSelectArray(const json* array, mode_configuration_s* mode, std::string* reply) {
@@ -133,14 +133,14 @@ int parseSelectSingleValue(const json* value, select_s* select, std::string* rep
     const auto number = [&](const char* key, std::uint32_t* out, std::uint32_t max) {
         return required(getJsonValue(value, key, out, reply, 0, max), key, selectsObject, reply);
     };
-    if (!word("target", selectTargetWords, &parsed.target) ||
-        !word("action", selectActionWords(parsed.target), &parsed.action) ||
-        !word("membank", membankWords, &parsed.membank) || !number("pointer", &parsed.pointer, 65535) ||
-        !number("length", &parsed.length, 255) || !parseMask(value, &parsed, reply)) {
+    if (!word(key::target, selectTargetWords, &parsed.target) ||
+        !word(key::action, selectActionWords(parsed.target), &parsed.action) ||
+        !word(key::membank, membankWords, &parsed.membank) || !number(key::pointer, &parsed.pointer, 65535) ||
+        !number(key::length, &parsed.length, 255) || !parseMask(value, &parsed, reply)) {
         return keyRefused;
     }
     constexpr std::uint32_t anyTruncate = std::numeric_limits<std::uint32_t>::max();
-    if (optionalKey(getJsonValue(value, "truncate", &parsed.truncate, reply, 0, anyTruncate), reply) ==
+    if (optionalKey(getJsonValue(value, key::truncate, &parsed.truncate, reply, 0, anyTruncate), reply) ==
         keyRefused) {
         return keyRefused;
     }

@@ -85,7 +85,7 @@ int parsePrimaryBeam(const json* settings, mode_configuration_s* mode, QDX_BEAM_
                      std::string* reply) {
     QDX_BEAM_POL_e parsed{};
     const int result = optionalKey(
-        getJsonWord(settings, "primaryBeamPolarization", polarizationWords, &parsed, reply), reply);
+        getJsonWord(settings, key::primaryBeamPolarization, polarizationWords, &parsed, reply), reply);
     if (result != keyParsed) {
         return result == keyAbsent ? keyParsed : keyRefused;
     }
@@ -107,16 +107,16 @@ int parseInterval(const json* value, inventoryInterval_s* interval, std::string*
     if (!value->is_object()) {
         return refuse(reply, "Failure: mode json payload mode \"interval\" must have an object value");
     }
-    const auto* word = wordSubkey(value, "interval", "unit", reply);
+    const auto* word = wordSubkey(value, key::interval, key::unit, reply);
     if (word == nullptr) {
         return keyRefused;
     }
     const interval_unit_e* parsedUnit = findValue(intervalUnitWords, *word);
     if (parsedUnit == nullptr) {
-        return refuse(reply, "Failure: Failure: " + pathOf("interval", "unit") +
+        return refuse(reply, "Failure: Failure: " + pathOf(key::interval, key::unit) +
                                  " must be a seconds, minutes, hours or seconds: received: " + *word);
     }
-    const auto* number = numberSubkey(value, "interval", "value", reply);
+    const auto* number = numberSubkey(value, key::interval, key::value, reply);
     if (number == nullptr) {
         return keyRefused;
     }
@@ -134,16 +134,16 @@ int parseStartTrigger(const json* value, gpi_s* trigger, std::string* reply) {
     if (!value->is_object()) {
         return refuse(reply, "Failure: mode json payload mode \"startTrigger\" must have an object value");
     }
-    const auto* word = wordSubkey(value, "startTrigger", "signal", reply);
+    const auto* word = wordSubkey(value, key::startTrigger, key::signal, reply);
     if (word == nullptr) {
         return keyRefused;
     }
     const std::uint8_t* level = findValue(gpiSignalWords, *word);
     if (level == nullptr) {
-        return refuse(reply, "Failure: Failure: " + pathOf("startTrigger", "signal") +
+        return refuse(reply, "Failure: Failure: " + pathOf(key::startTrigger, key::signal) +
                                  " must be HIGH or LOW: received: " + *word);
     }
-    const auto* number = numberSubkey(value, "startTrigger", "port", reply);
+    const auto* number = numberSubkey(value, key::startTrigger, key::port, reply);
     if (number == nullptr) {
         return keyRefused;
     }
@@ -151,7 +151,7 @@ int parseStartTrigger(const json* value, gpi_s* trigger, std::string* reply) {
     const gpi_s parsed{.port = static_cast<std::uint8_t>(*number), .signal = *level};
     const std::uint8_t ports = thisModel().triggerPorts;
     if (ports != 0 && (parsed.port < 1 || parsed.port > ports)) {
-        return refuse(reply, "Failure: " + pathOf("startTrigger", "port") + " must a value " +
+        return refuse(reply, "Failure: " + pathOf(key::startTrigger, key::port) + " must a value " +
                                  (ports == 4 ? "between 1 and 4" : "be either 1 or 2"));
     }
     *trigger = parsed;
@@ -194,7 +194,8 @@ int storeStopInterval(const json* value, mode_configuration_s* mode, std::string
 int parseModeSpecificSettings(const json* root, mode_configuration_s* mode, std::string* reply) {
     reply->clear();
     json settings;
-    if (const int result = getJsonValueObject(root, "modeSpecificSettings", &settings, reply); result != 0) {
+    if (const int result = getJsonValueObject(root, key::modeSpecificSettings, &settings, reply);
+        result != 0) {
         return optionalKey(result, reply) == keyAbsent ? settingsNone : keyRefused;
     }
     const auto* row = std::ranges::find(settingsRows, mode->modeType, &settings_row_s::type);
@@ -209,12 +210,13 @@ int parseModeSpecificSettings(const json* root, mode_configuration_s* mode, std:
 }
 
 int parseInventorySettings(const json* settings, mode_configuration_s* mode, std::string* reply) {
-    return storeIfThere(settings, "interval", storeInterval, mode, reply);
+    return storeIfThere(settings, key::interval, storeInterval, mode, reply);
 }
 
 int parsePortalSettings(const json* settings, mode_configuration_s* mode, std::string* reply) {
-    const bool good = storeIfThere(settings, "startTrigger", storeStartTrigger, mode, reply) == keyParsed &&
-                      storeIfThere(settings, "stopInterval", storeStopInterval, mode, reply) == keyParsed;
+    const bool good =
+        storeIfThere(settings, key::startTrigger, storeStartTrigger, mode, reply) == keyParsed &&
+        storeIfThere(settings, key::stopInterval, storeStopInterval, mode, reply) == keyParsed;
     return good ? keyParsed : keyRefused;
 }
 
@@ -229,9 +231,9 @@ int parsePortalDirSettings(const json* settings, mode_configuration_s* mode, std
     parsed.staticVDynamic = DEFAULT_STATIC_V_DYNAMIC;
     const auto good = [reply](int result) { return optionalKey(result, reply) != keyRefused; };
     if (parsePrimaryBeam(settings, mode, &parsed.polarization, reply) != keyParsed ||
-        !good(getJsonValue(settings, "aarHeight", &parsed.aarHeight, reply, minHeight, maxHeight)) ||
-        !good(getJsonValue(settings, "tagHeight", &parsed.tagHeight, reply, minHeight, maxHeight)) ||
-        !good(getJsonValue(settings, "staticVDynamic", &parsed.staticVDynamic, reply, std::int32_t{0},
+        !good(getJsonValue(settings, key::aarHeight, &parsed.aarHeight, reply, minHeight, maxHeight)) ||
+        !good(getJsonValue(settings, key::tagHeight, &parsed.tagHeight, reply, minHeight, maxHeight)) ||
+        !good(getJsonValue(settings, key::staticVDynamic, &parsed.staticVDynamic, reply, std::int32_t{0},
                            std::numeric_limits<std::int32_t>::max()))) {
         return keyRefused;
     }

@@ -30,17 +30,17 @@ std::string polarizationName(QDX_BEAM_POL_e polarization) {
 
 void addAntennas(json* root, GET_CURRENT_MODE_METHOD_e) {
     if (!inForce.usesBeams) {
-        (*root)["antennas"] = inForce.antennas;
+        (*root)[key::antennas] = inForce.antennas;
         return;
     }
     json beams = json::array();
     for (const std::uint32_t antenna : inForce.antennas) {
         const auto beam = static_cast<short>(antenna);
-        beams.push_back({{"azimuth", beam_to_az(beam)},
-                         {"elevation", beam_to_el(beam)},
-                         {"polarization", polarizationName(beam_to_pol(beam))}});
+        beams.push_back({{key::azimuth, beam_to_az(beam)},
+                         {key::elevation, beam_to_el(beam)},
+                         {key::polarization, polarizationName(beam_to_pol(beam))}});
     }
-    (*root)["beams"] = std::move(beams);
+    (*root)[key::beams] = std::move(beams);
 }
 
 void addEnvironmentOrLinkProfile(json* root, GET_CURRENT_MODE_METHOD_e) {
@@ -55,20 +55,20 @@ void addAntennaStopCondition(json* root, GET_CURRENT_MODE_METHOD_e method) {
     json value;
     getAntennaStopConditionJsonObj(&value, method);
     if (!value.empty()) {
-        (*root)["antennaStopCondition"] = std::move(value);
+        (*root)[key::antennaStopCondition] = std::move(value);
     }
 }
 
 void addRSSIFilter(json* root, GET_CURRENT_MODE_METHOD_e) {
-    (*root)["rssiFilter"] = {{"threshold", inForce.rssiFilter.threshold}};
+    (*root)[key::rssiFilter] = {{key::threshold, inForce.rssiFilter.threshold}};
 }
 
 void addDelayAfterSelects(json* root, GET_CURRENT_MODE_METHOD_e) {
-    (*root)["delayAfterSelects"] = inForce.delayAfterSelects;
+    (*root)[key::delayAfterSelects] = inForce.delayAfterSelects;
 }
 
 void addQuery(json* root, GET_CURRENT_MODE_METHOD_e method) {
-    getQueryJsonObj(&(*root)["query"], method == GET_CURRENT_MODE_METHOD_e::VERBOSE);
+    getQueryJsonObj(&(*root)[key::query], method == GET_CURRENT_MODE_METHOD_e::VERBOSE);
 }
 
 // A key whose value one builder makes.
@@ -82,23 +82,23 @@ void addBuilt(json* root, const char* key) {
 void addInventorySettings(json* settings, bool verbose) {
     if (verbose || !isDefaultInventory(&inForce)) {
         const std::string_view unit = findWord(intervalUnitWords, inForce.inventoryInterval.unit);
-        (*settings)["interval"] = {{"value", inForce.inventoryInterval.value},
-                                   {"unit", unit.empty() ? "unknown" : unit}};
+        (*settings)[key::interval] = {{key::value, inForce.inventoryInterval.value},
+                                      {key::unit, unit.empty() ? "unknown" : unit}};
     }
 }
 
 void addPortalSettings(json* settings, bool verbose) {
     if (verbose || !isDefaultPortal(&inForce)) {
         const portalConfig_s& portal = inForce.portalConfig;
-        (*settings)["startTrigger"] = {{"port", portal.startTrigger.port},
-                                       {"signal", portal.startTrigger.signal == 1 ? "HIGH" : "LOW"}};
-        (*settings)["stopInterval"] = portal.stopInterval;
+        (*settings)[key::startTrigger] = {{key::port, portal.startTrigger.port},
+                                          {key::signal, portal.startTrigger.signal == 1 ? "HIGH" : "LOW"}};
+        (*settings)[key::stopInterval] = portal.stopInterval;
     }
 }
 
 void addBearingSettings(json* settings, bool verbose) {
     if (verbose || !isDefaultBearing(&inForce)) {
-        (*settings)["primaryBeamPolarization"] = polarizationName(inForce.bearingConfig.polarization);
+        (*settings)[key::primaryBeamPolarization] = polarizationName(inForce.bearingConfig.polarization);
     }
 }
 
@@ -109,16 +109,16 @@ void addPortalDirSettings(json* settings, bool) {
         return;
     }
     if (config.aarHeight != DEFAULT_AAR_HEIGHT) {
-        (*settings)["aarHeight"] = config.aarHeight;
+        (*settings)[key::aarHeight] = config.aarHeight;
     }
     if (config.tagHeight != DEFAULT_TAG_HEIGHT) {
-        (*settings)["tagHeight"] = config.tagHeight;
+        (*settings)[key::tagHeight] = config.tagHeight;
     }
     if (config.staticVDynamic != DEFAULT_STATIC_V_DYNAMIC) {
-        (*settings)["staticVDynamic"] = config.staticVDynamic;
+        (*settings)[key::staticVDynamic] = config.staticVDynamic;
     }
     if (config.polarization != DEFAULT_BEAM_POLARIZATION) {
-        (*settings)["primaryBeamPolarization"] = polarizationName(config.polarization);
+        (*settings)[key::primaryBeamPolarization] = polarizationName(config.polarization);
     }
 }
 
@@ -142,7 +142,7 @@ void addModeSpecificSettings(json* root, GET_CURRENT_MODE_METHOD_e method) {
     json settings = json::object();
     row->build(&settings, method == GET_CURRENT_MODE_METHOD_e::VERBOSE);
     if (!settings.empty()) {
-        (*root)["modeSpecificSettings"] = std::move(settings);
+        (*root)[key::modeSpecificSettings] = std::move(settings);
     }
 }
 
@@ -176,30 +176,32 @@ constexpr std::array renderedKeys{
                    [](json* root, method_t) { addTransmitPowerToJsonObj(root); }},
     rendered_key_s{always, unless<isDefaultEnvironmentVariable>, addEnvironmentOrLinkProfile},
     rendered_key_s{always, unless<isDefaultAntennaStopCondition>, addAntennaStopCondition},
-    rendered_key_s{
-        isNotPortal, unless<isDefaultRadioStopConditions>,
-        [](json* root, method_t) { addBuilt<getRadioStopConditionsJsonObj>(root, "radioStopConditions"); }},
-    rendered_key_s{
-        isNotPortal, unless<isDefaultRadioStartConditions>,
-        [](json* root, method_t) { addBuilt<getRadioStartConditionsJsonObj>(root, "radioStartConditions"); }},
+    rendered_key_s{isNotPortal, unless<isDefaultRadioStopConditions>,
+                   [](json* root, method_t) {
+                       addBuilt<getRadioStopConditionsJsonObj>(root, key::radioStopConditions);
+                   }},
+    rendered_key_s{isNotPortal, unless<isDefaultRadioStartConditions>,
+                   [](json* root, method_t) {
+                       addBuilt<getRadioStartConditionsJsonObj>(root, key::radioStartConditions);
+                   }},
     rendered_key_s{[](record_t mode) { return mode.modeType != MODE_TYPE_e::INVENTORY; },
                    unless<isDefaultReportFilter>,
-                   [](json* root, method_t) { addBuilt<getReportFilterJsonObj>(root, "reportFilter"); }},
+                   [](json* root, method_t) { addBuilt<getReportFilterJsonObj>(root, key::reportFilter); }},
     rendered_key_s{always, unless<isDefaultTagMetaData>,
-                   [](json* root, method_t) { addBuilt<getTagMetaDataJsonObj>(root, "tagMetaData"); }},
+                   [](json* root, method_t) { addBuilt<getTagMetaDataJsonObj>(root, key::tagMetaData); }},
     rendered_key_s{always, [](record_t mode) { return mode.rssiFilter.threshold != RSSI_FILTER_OFF; },
                    addRSSIFilter},
     rendered_key_s{always, unless<isDefaultDelayBetweenAntCycles>,
                    [](json* root, method_t) {
-                       addBuilt<getDelayBetweenAntCyclesJsonObj>(root, "delayBetweenAntennaCycles");
+                       addBuilt<getDelayBetweenAntCyclesJsonObj>(root, key::delayBetweenAntennaCycles);
                    }},
     rendered_key_s{[](record_t mode) { return mode.tagFilter.enabled != 0; }, always,
-                   [](json* root, method_t) { addBuilt<getTagFilterJsonObj>(root, "filter"); }},
+                   [](json* root, method_t) { addBuilt<getTagFilterJsonObj>(root, key::filter); }},
     rendered_key_s{always, [](record_t mode) { return mode.delayAfterSelects != 0; }, addDelayAfterSelects},
     rendered_key_s{unless<isDefaultSelects>, always,
-                   [](json* root, method_t) { addBuilt<getSelectsJsonObj>(root, "selects"); }},
+                   [](json* root, method_t) { addBuilt<getSelectsJsonObj>(root, key::selects); }},
     rendered_key_s{unless<isDefaultAccesses>, always,
-                   [](json* root, method_t) { addBuilt<getAccessesJsonObj>(root, "accesses"); }},
+                   [](json* root, method_t) { addBuilt<getAccessesJsonObj>(root, key::accesses); }},
     // A prefix filter has set the query itself: it is not the client's.
     rendered_key_s{always,
                    [](record_t mode) {
@@ -212,7 +214,7 @@ constexpr std::array renderedKeys{
 json renderMode(method_t method) {
     const bool verbose = method == GET_CURRENT_MODE_METHOD_e::VERBOSE;
     json root = json::object();
-    root["type"] = inForce.modeTypeName;
+    root[key::type] = inForce.modeTypeName;
     for (const rendered_key_s& row : renderedKeys) {
         if (row.possible(inForce) && (verbose || row.needed(inForce))) {
             row.add(&root, method);
@@ -246,26 +248,26 @@ void readRequest(std::string* reply) {
 void addTransmitPowerToJsonObj(json* root) {
     constexpr double tenths = 10.0;
     if (inForce.transmitPowerX10List.empty()) {
-        (*root)["transmitPower"] = inForce.transmitPowerX10 / tenths;
+        (*root)[key::transmitPower] = inForce.transmitPowerX10 / tenths;
         return;
     }
     json powers = json::array();
     for (const std::int16_t power : inForce.transmitPowerX10List) {
         powers.push_back(power / tenths);
     }
-    (*root)["transmitPower"] = std::move(powers);
+    (*root)[key::transmitPower] = std::move(powers);
 }
 
 void addLinkProfileToJsonObj(json* root) {
     if (inForce.linkProfileList.empty()) {
-        (*root)["linkProfile"] = inForce.linkProfile;
+        (*root)[key::linkProfile] = inForce.linkProfile;
     } else {
-        (*root)["linkProfile"] = inForce.linkProfileList;
+        (*root)[key::linkProfile] = inForce.linkProfileList;
     }
 }
 
 void addEnvironmentParamToJsonObj(json* root) {
-    (*root)["environment"] = findWord(environmentWords, inForce.environment);
+    (*root)[key::environment] = findWord(environmentWords, inForce.environment);
 }
 
 int getCurrentMode(std::string* reply, GET_CURRENT_MODE_METHOD_e method) {

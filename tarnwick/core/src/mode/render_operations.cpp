@@ -21,14 +21,14 @@ std::string hexNumber(std::uint32_t number, int digits) {
 json queryObj(const query_s& query, bool verbose) {
     json out = json::object();
     if (verbose || query.sel != DEFAULT_QUERY_SEL) {
-        out["sel"] = findWord(querySelWords, query.sel);
+        out[key::sel] = findWord(querySelWords, query.sel);
     }
-    out["session"] = findWord(querySessionWords, query.session);
+    out[key::session] = findWord(querySessionWords, query.session);
     if (verbose || query.target != DEFAULT_QUERY_TARGET) {
-        out["target"] = findWord(queryTargetWords, query.target);
+        out[key::target] = findWord(queryTargetWords, query.target);
     }
     if (verbose || query.tagPopulation != 0) {
-        out["tagPopulation"] = query.tagPopulation;
+        out[key::tagPopulation] = query.tagPopulation;
     }
     return out;
 }
@@ -89,14 +89,14 @@ void getQueryJsonObj(json* out, bool verbose) {
 // ---------------------------------------------------------------- "selects"
 
 void getIndividualSelectJsonObj(json* out, const select_s* select) {
-    *out = {{"target", findWord(selectTargetWords, select->target)},
-            {"action", findWord(selectActionWords(select->target), select->action)},
-            {"membank", findWord(membankWords, select->membank)},
-            {"pointer", select->pointer},
-            {"length", select->length},
-            {"mask", hexStr(select->mask, static_cast<int>(select->mask.size()))}};
+    *out = {{key::target, findWord(selectTargetWords, select->target)},
+            {key::action, findWord(selectActionWords(select->target), select->action)},
+            {key::membank, findWord(membankWords, select->membank)},
+            {key::pointer, select->pointer},
+            {key::length, select->length},
+            {key::mask, hexStr(select->mask, static_cast<int>(select->mask.size()))}};
     if (select->truncate != 0) {
-        (*out)["truncate"] = select->truncate;
+        (*out)[key::truncate] = select->truncate;
     }
 }
 
@@ -113,13 +113,13 @@ void getIndividualAccessJsonObj(json* out, const ACCESS_CMD_S* access) {
     if (row != accessBuilders.end()) {
         row->build(&config, access);
     }
-    *out = {{"type", findWord(accessTypeWords, access->type)}, {"config", std::move(config)}};
+    *out = {{key::type, findWord(accessTypeWords, access->type)}, {key::config, std::move(config)}};
 }
 
 void getIndividualAccessJsonObj_read(json* config, const ACCESS_CMD_S* access) {
-    *config = {{"membank", findWord(membankWords, access->readMembank)},
-               {"wordPointer", access->readWordPointer},
-               {"wordCount", access->readWordCount}};
+    *config = {{key::membank, findWord(membankWords, access->readMembank)},
+               {key::wordPointer, access->readWordPointer},
+               {key::wordCount, access->readWordCount}};
 }
 
 void getIndividualAccessJsonObj_write(json* config, const ACCESS_CMD_S* access) {
@@ -127,16 +127,16 @@ void getIndividualAccessJsonObj_write(json* config, const ACCESS_CMD_S* access) 
     for (const std::uint16_t word : access->writeData) {
         data += hexNumber(word, 4);
     }
-    *config = {{"membank", findWord(membankWords, access->writeMembank)},
-               {"wordPointer", access->writeWordPointer},
-               {"data", std::move(data)}};
+    *config = {{key::membank, findWord(membankWords, access->writeMembank)},
+               {key::wordPointer, access->writeWordPointer},
+               {key::data, std::move(data)}};
     if (access->writeBlockSize != 0) {
-        (*config)["blockSize"] = access->writeBlockSize;
+        (*config)[key::blockSize] = access->writeBlockSize;
     }
 }
 
 void getIndividualAccessJsonObj_access(json* config, const ACCESS_CMD_S* access) {
-    *config = {{"password", hexNumber(access->accessPassword, 8)}};
+    *config = {{key::password, hexNumber(access->accessPassword, 8)}};
 }
 
 void getIndividualAccessJsonObj_lock(json* config, const ACCESS_CMD_S* access) {
@@ -146,11 +146,11 @@ void getIndividualAccessJsonObj_lock(json* config, const ACCESS_CMD_S* access) {
             actions.push_back(row.word);
         }
     }
-    *config = {{"actions", std::move(actions)}};
+    *config = {{key::actions, std::move(actions)}};
 }
 
 void getIndividualAccessJsonObj_kill(json* config, const ACCESS_CMD_S* access) {
-    *config = {{"password", hexNumber(access->killPassword, 8)}};
+    *config = {{key::password, hexNumber(access->killPassword, 8)}};
 }
 
 void getAccessesJsonObj(json* out) {

@@ -30,16 +30,16 @@ void addGPIs(json* out, const std::vector<gpi_s>& gpis) {
         getGPIJsonObj(&rule, &gpi);
         array.push_back(std::move(rule));
     }
-    (*out)["gpis"] = std::move(array);
+    (*out)[key::gpis] = std::move(array);
 }
 
 json antennaStopObj(const antennaStopCondition_s& condition) {
     json out = json::object();
-    out["type"] = findWord(antennaStopTypeWords, condition.type);
+    out[key::type] = findWord(antennaStopTypeWords, condition.type);
     if (condition.type == antenna_stop_type_e::GPI) {
-        getGPIJsonObj(&out["value"], &condition.gpi);
+        getGPIJsonObj(&out[key::value], &condition.gpi);
     } else {
-        out["value"] = condition.value;
+        out[key::value] = condition.value;
     }
     return out;
 }
@@ -52,9 +52,9 @@ std::string_view wordOrUnknown(std::string_view word) {
 }  // namespace
 
 void getGPIJsonObj(json* out, const gpi_s* gpi) {
-    *out = {{"port", gpi->port},
-            {"signal", gpi->signal == 1 ? "HIGH" : "LOW"},
-            {"debounceTime", gpi->debounceTime}};
+    *out = {{key::port, gpi->port},
+            {key::signal, gpi->signal == 1 ? "HIGH" : "LOW"},
+            {key::debounceTime, gpi->debounceTime}};
 }
 
 void getAntennaStopConditionJsonObj(json* out, GET_CURRENT_MODE_METHOD_e method) {
@@ -82,11 +82,11 @@ void getRadioStopConditionsJsonObj(json* out) {
     const radioStopConditions_s& conditions = mode_configuration.radioStopConditions;
     *out = json::object();
     if (conditions.duration != 0) {
-        (*out)["duration"] = conditions.duration / 1000;  // whole seconds
+        (*out)[key::duration] = conditions.duration / 1000;  // whole seconds
     }
-    addNonZero(out, "antennaCycles", conditions.olioLoops);
-    addNonZero(out, "tagCount", conditions.tagCount);
-    addNonZero(out, "durationAfterNoMoreUniqueTags", conditions.noMoreUniqueTags);
+    addNonZero(out, key::antennaCycles, conditions.olioLoops);
+    addNonZero(out, key::tagCount, conditions.tagCount);
+    addNonZero(out, key::durationAfterNoMoreUniqueTags, conditions.noMoreUniqueTags);
     addGPIs(out, conditions.gpis);
 }
 
@@ -94,7 +94,7 @@ void getRadioStartConditionsJsonObj(json* out) {
     const radioStartConditions_s& conditions = mode_configuration.radioStartConditions;
     *out = json::object();
     if (const std::string_view word = findWord(radioStartTypeWords, conditions.type); !word.empty()) {
-        (*out)["type"] = word;
+        (*out)[key::type] = word;
     }
     addGPIs(out, conditions.gpis);
 }
@@ -106,23 +106,23 @@ void getReportFilterJsonObj(json* out) {
     if (type.empty()) {
         return;
     }
-    (*out)["type"] = type;
-    (*out)["duration"] = filter.duration;
+    (*out)[key::type] = type;
+    (*out)[key::duration] = filter.duration;
     if (!filter.addlKeys.empty()) {
-        (*out)["addl_keys"] = filter.addlKeys;
+        (*out)[key::addl_keys] = filter.addlKeys;
     }
 }
 
 void getDelayBetweenAntCyclesJsonObj(json* out) {
     const delay_between_antenna_cycles_s& delay = mode_configuration.delayBetweenAntennaCycles;
-    *out = {{"type", findWord(antennaDelayTypeWords, delay.type)}, {"duration", delay.duration}};
+    *out = {{key::type, findWord(antennaDelayTypeWords, delay.type)}, {key::duration, delay.duration}};
 }
 
 void getTagFilterJsonObj(json* out) {
     const tagFilter_s& filter = mode_configuration.tagFilter;
-    *out = {{"value", filter.value},
-            {"match", wordOrUnknown(findWord(filterMatchWords, filter.match))},
-            {"operation", wordOrUnknown(findWord(filterOperationWords, filter.operation))}};
+    *out = {{key::value, filter.value},
+            {key::match, wordOrUnknown(findWord(filterMatchWords, filter.match))},
+            {key::operation, wordOrUnknown(findWord(filterOperationWords, filter.operation))}};
 }
 
 // ---------------------------------------------------------------- "tagMetaData"
@@ -138,10 +138,10 @@ void getTagMetaDataJsonObj(json* out) {
         }
     }
     if (!mode.userDefined.empty()) {
-        out->push_back(json::object({{"userDefined", mode.userDefined}}));
+        out->push_back(json::object({{key::userDefined, mode.userDefined}}));
     }
     if (!mode.antennaPortNames.empty()) {
-        out->push_back(json::object({{"antennaPortNames", mode.antennaPortNames}}));
+        out->push_back(json::object({{key::antennaPortNames, mode.antennaPortNames}}));
     }
     for (const EPC_GEN2_MB_e bank : EPC_GEN2_MBs) {
         if (isAccessEnabled(bank, &mode)) {

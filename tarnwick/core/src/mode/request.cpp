@@ -42,7 +42,7 @@ constexpr std::array arrayReaderTypes{MODE_TYPE_e::BEARING, MODE_TYPE_e::PORTAL_
 // ---------------------------------------------------------------- "type"
 
 int takeDeprecatedType(const request_s& request) {
-    const auto* word = request.find("mode")->get_ptr<const json::string_t*>();
+    const auto* word = request.find(key::mode)->get_ptr<const json::string_t*>();
     if (word == nullptr) {
         return request.fail(-3, "Failure: \"mode\" field must contain a string");
     }
@@ -56,7 +56,7 @@ int takeDeprecatedType(const request_s& request) {
 }
 
 int takeType(const request_s& request) {
-    const auto* word = request.find("type")->get_ptr<const json::string_t*>();
+    const auto* word = request.find(key::type)->get_ptr<const json::string_t*>();
     if (word == nullptr) {
         return request.fail(-3, "Failure: \"type\" field must contain a string");
     }
@@ -75,13 +75,13 @@ int takeType(const request_s& request) {
 }
 
 int typeKey(request_s& request) {
-    const bool deprecated = request.has("mode");
-    if (request.has("type") && deprecated) {
+    const bool deprecated = request.has(key::mode);
+    if (request.has(key::type) && deprecated) {
         return request.fail(-2,
                             "Failure: \"type\" and \"mode\" cannot both be included in object. \"mode\" is "
                             "being deprecated, please use \"type\"");
     }
-    if (!request.has("type") && !deprecated) {
+    if (!request.has(key::type) && !deprecated) {
         return request.fail(-2, "Failure: \"type\" must be included in object");
     }
     return deprecated ? takeDeprecatedType(request) : takeType(request);
@@ -90,7 +90,7 @@ int typeKey(request_s& request) {
 // ---------------------------------------------------------------- antennas, and what has one value for each
 
 int antennasKey(request_s& request) {
-    const json* value = request.find("antennas");
+    const json* value = request.find(key::antennas);
     if (value == nullptr || parseAntennas(value, &request.mode->antennas, request.reply) == keyParsed) {
         return 0;
     }
@@ -98,11 +98,11 @@ int antennasKey(request_s& request) {
 }
 
 int beamsKey(request_s& request) {
-    const json* value = request.find("beams");
+    const json* value = request.find(key::beams);
     if (value == nullptr) {
         return 0;
     }
-    if (request.has("antennas")) {
+    if (request.has(key::antennas)) {
         return request.fail(-1, "Failure: setting both antennas and beams is not allowed");
     }
     if (!thisModel().arrayReader) {
@@ -190,7 +190,10 @@ int accessesKey(request_s& request) {
     if (parseAccess(request.root, request.mode, request.reply) == keyRefused) {
         return -1;
     }
-    if (request.has("accesses") && request.mode->modeType == MODE_TYPE_e::INVENTORY) {
+    if (!request.has(key::accesses)) {
+        return 0;
+    }
+    if (request.mode->modeType == MODE_TYPE_e::INVENTORY) {
         return request.fail(-1, "Failure: setting accesses is not allowed in Inventory mode");
     }
     return 0;
@@ -199,11 +202,11 @@ int accessesKey(request_s& request) {
 // A prefix filter works in the engine, as a select that puts the wanted tags
 // into B of session S1: the query has to ask for those, and is not the client's.
 int forcePrefixQuery(const request_s& request) {
-    if (request.has("query")) {
+    if (request.has(key::query)) {
         return request.fail(
             -1, "Failure: \"query\" and \"filter\" with \"prefix\" cannot be configured at the same time");
     }
-    if (request.has("selects")) {
+    if (request.has(key::selects)) {
         return request.fail(
             -1, "Failure: \"selects\" and \"filter\" with \"prefix\" cannot be configured at the same time");
     }
@@ -217,7 +220,7 @@ int forcePrefixQuery(const request_s& request) {
 }
 
 int filterKey(request_s& request) {
-    const json* value = request.find("filter");
+    const json* value = request.find(key::filter);
     if (value == nullptr) {
         return 0;
     }
@@ -230,14 +233,14 @@ int filterKey(request_s& request) {
 }
 
 int radioStopKey(request_s& request) {
-    if (request.has("radioStopConditions") && request.mode->modeType == MODE_TYPE_e::PORTAL) {
+    if (request.has(key::radioStopConditions) && request.mode->modeType == MODE_TYPE_e::PORTAL) {
         return request.fail(-1, "Failure: setting radioStopConditions is not allowed in PORTAL mode");
     }
     return plainKey<parseRadioStopConditions>(request);
 }
 
 int radioStartKey(request_s& request) {
-    if (request.has("radioStartConditions") && request.mode->modeType == MODE_TYPE_e::PORTAL) {
+    if (request.has(key::radioStartConditions) && request.mode->modeType == MODE_TYPE_e::PORTAL) {
         return request.fail(-1, "Failure: setting radioStartConditions is not allowed in PORTAL mode");
     }
     return plainKey<parseRadioStartConditions>(request);
@@ -246,8 +249,8 @@ int radioStartKey(request_s& request) {
 // Accesses want every read of a tag: the report filter goes, and the client may
 // not ask for one.
 int reportFilterKey(request_s& request) {
-    const bool accesses = request.has("accesses");
-    if (!request.has("reportFilter")) {
+    const bool accesses = request.has(key::accesses);
+    if (!request.has(key::reportFilter)) {
         if (accesses) {
             request.mode->reportFilter = {report_filter_type_e::NONE, 0, {}};
         }
@@ -279,12 +282,12 @@ struct top_level_setting_s {
     value_parser_t store;
     int failed;  // what configMode returns when `store` refuses the value
 };
-constexpr top_level_setting_s topInterval{"interval",  settingsInventory, MODE_TYPE_e::INVENTORY,
-                                          "inventory", storeInterval,     -6};
-constexpr top_level_setting_s topStartTrigger{"startTrigger", settingsPortal,    MODE_TYPE_e::PORTAL,
-                                              "portal",       storeStartTrigger, -7};
-constexpr top_level_setting_s topStopInterval{"stopInterval", settingsPortal,    MODE_TYPE_e::PORTAL,
-                                              "portal",       storeStopInterval, -4};
+constexpr top_level_setting_s topInterval{key::interval, settingsInventory, MODE_TYPE_e::INVENTORY,
+                                          "inventory",   storeInterval,     -6};
+constexpr top_level_setting_s topStartTrigger{key::startTrigger, settingsPortal,    MODE_TYPE_e::PORTAL,
+                                              "portal",          storeStartTrigger, -7};
+constexpr top_level_setting_s topStopInterval{key::stopInterval, settingsPortal,    MODE_TYPE_e::PORTAL,
+                                              "portal",          storeStopInterval, -4};
 
 template <const top_level_setting_s& row>
 int topLevelKey(request_s& request) {
@@ -346,11 +349,11 @@ int tagMetaDataKey(request_s& request) {
                                         "\" and \"tagMetaData\" with RESERVED, EPC, TID, or USER cannot be "
                                         "configured at the same time");
         };
-        if (request.has("accesses")) {
-            return excluded("accesses");
+        if (request.has(key::accesses)) {
+            return excluded(key::accesses);
         }
-        if (request.has("reportFilter") && !isAddlKeysConfigured(request.mode)) {
-            return excluded("reportFilter");
+        if (request.has(key::reportFilter) && !isAddlKeysConfigured(request.mode)) {
+            return excluded(key::reportFilter);
         }
     }
     return checkTidKey(request);

@@ -11,8 +11,10 @@
 #include <string_view>
 #include <vector>
 
-#include "mode/record.hpp"
-#include "reader_facts.hpp"
+#include "mode_config.hpp"
+#include "mode_keys.hpp"
+
+namespace key = vocabulary::mode_key;
 
 template <class Value>
 struct word_s {
