@@ -41,19 +41,19 @@ extern "C" RXE_API_STATUS RXE_resume() {
 
 int main() {
     bool good = true;
-    readerFacts.max_ants = 14;
-    current_amb_temp = 40;  // as the radio has told by itself; it would be asked otherwise
-    readerFacts.rxeAntennaCheckSupported = true;
+    max_ants = 14;
+    requests::current_amb_temp = 40;  // as the radio has told by itself; it would be asked otherwise
+    rxeAntennaCheckSupported = true;
     current_channels[0].enable = 1;
     for (const model_s& model : models) {
         setModelName(model.name);
         std::string text;
-        getHeartbeat(&text);  // the first one asks, since no packet has come
+        requests::getHeartbeat(&text);  // the first one asks, since no packet has come
         questions = 0;
         std::vector<double> seconds;
         for (int i = 0; i < rounds; ++i) {
             packetRxCount += 1000;
-            seconds.push_back(secondsOf([&text] { getHeartbeat(&text); }));
+            seconds.push_back(secondsOf([&text] { requests::getHeartbeat(&text); }));
         }
         const double usual = median(seconds);
         const bool met = usual < aimSeconds && questions == model.questions * rounds;

@@ -97,7 +97,7 @@ int main(int argc, char** argv) {
     }
     publishReportPlan(mode_configuration, toldAccesses);  // the thread knows the reader's names now
 
-    processRequests(options.cli);
+    requests::processRequests(options.cli);
 
     logDebug("main", " stopping radio thread");
     // Simulations send packets as the radio does, so they end before the sockets close.

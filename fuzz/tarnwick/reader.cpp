@@ -41,7 +41,7 @@ void openProcess() {
         context = zmq_ctx_new();
         openPair(&main_from_radio_async, &radio_to_main_async.handle, "inproc://news");
         openPair(&reports, &tag_data.handle, "inproc://reports");
-        database_timer = timerfd_create(CLOCK_REALTIME, TFD_NONBLOCK);
+        requests::database_timer = timerfd_create(CLOCK_REALTIME, TFD_NONBLOCK);
     }
 }
 
@@ -92,7 +92,7 @@ void takeNews() {
     std::size_t size = sizeof ready;
     while (zmq_getsockopt(main_from_radio_async, ZMQ_EVENTS, &ready, &size) == 0 &&
            (ready & ZMQ_POLLIN) != 0) {
-        handleRadioNews();
+        requests::handleRadioNews();
     }
 }
 

@@ -21,7 +21,7 @@ void takeNews();
 void takeReports();
 
 // The targets of each file; main.cpp knows them by the table in targets.cpp.
-void requests(std::string_view input);
+void requestLine(std::string_view input);
 void mode(std::string_view input);
 void storedMode(std::string_view input);
 void filter(std::string_view input);

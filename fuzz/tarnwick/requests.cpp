@@ -36,7 +36,7 @@ void ask(std::string_view line) {
         return;
     }
     try {
-        const int rc = ProcessRequest(&request, &reply);
+        const int rc = requests::ProcessRequest(&request, &reply);
         const bool isText = reply.starts_with("Success") || reply.starts_with("Failure");
         require(rc != 0 || isText || json::accept(reply), "a reply is a Success, a Failure or JSON");
     } catch (const std::logic_error&) {
@@ -66,7 +66,7 @@ json modeIn(std::string_view text) {
 
 // A reader, then a request on each line. All that the engine holds is told once, since
 // that takes as long as a hundred other requests.
-void requests(std::string_view input) {
+void requestLine(std::string_view input) {
     constexpr int mostRequests = 16;
     constexpr std::string_view wholeEngine = "configrxe custom";
     newReader(&input);

@@ -97,10 +97,10 @@ void envelopes(std::string_view input) {
     sendMessage(stranger, {"", "the last"});  // so that all before it are taken
     awaited.push_back({"", std::string("the last", 9)});
     for (std::size_t i = 0; i <= awaited.size(); ++i) {
-        MSG_BUF source{};
+        requests::MSG_BUF source{};
         std::string request;
-        GetNextRequest(&source, &request, false);
-        SendReply(source, &request);
+        requests::GetNextRequest(&source, &request, false);
+        requests::SendReply(source, &request);
     }
     const std::string answer("are you there?", 15);
     require(takeMessage(client) == message_t{"", answer}, "a client gets its reply, whatever others send");

@@ -40,7 +40,7 @@ void logText(std::string_view input) {
 namespace {
 
 constexpr target_s table[] = {
-    {"requests", requests},
+    {"requests", requestLine},
     {"mode", mode},
     {"mode_file", storedMode},
     {"filter", filter},

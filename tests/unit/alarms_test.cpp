@@ -27,6 +27,8 @@ extern "C" time_t time(time_t*) noexcept {
 
 namespace {
 
+using requests::database_timer;
+
 class Alarms : public RadioTest {
   protected:
     Alarms() {
@@ -54,7 +56,7 @@ class Alarms : public RadioTest {
 
     std::string onNews(std::string_view topic, const std::string& payload) {
         sendNews(topic, payload.data(), payload.size());
-        handleRadioNews();
+        requests::handleRadioNews();
         return published();
     }
 
@@ -109,7 +111,7 @@ TEST_F(Alarms, aPayloadThatIsTooShortIsIgnored) {
     }
     EXPECT_EQ(getErrorCount() + getWarningCount(), 0U);
     zmq_send(radio_to_main_async.handle, "db_error", 8, 0);  // a message of one frame
-    handleRadioNews();
+    requests::handleRadioNews();
     EXPECT_EQ(engineCalls(), "");
 }
 
@@ -140,7 +142,7 @@ TEST_F(Alarms, aNearlyFullDatabaseIsResetAtTheHour) {
     unsigned number = 0;
     for (const auto& [hour, now, reset, shown] : cases) {
         SCOPED_TRACE(shown);
-        cancel_database_timer();
+        requests::cancel_database_timer();
         ask("database_reset time=" + hour);
         givenTime = now;
         EXPECT_EQ(onDatabaseWarning({.used = 50000000, .free = 5000000}),
@@ -152,7 +154,7 @@ TEST_F(Alarms, aNearlyFullDatabaseIsResetAtTheHour) {
         EXPECT_NEAR(time(nullptr) + timer.it_value.tv_sec, reset, 2);
         EXPECT_EQ(onDatabaseWarning({.used = 99, .free = 1}), "") << "armed";
     }
-    cancel_database_timer();
+    requests::cancel_database_timer();
     EXPECT_NE(onDatabaseWarning({}).find("0% full"), std::string::npos) << "zeros";
 }
 
@@ -173,7 +175,7 @@ TEST_F(Alarms, aResetStopsARunningRadioForItsTime) {
         const itimerspec now{{0, 0}, {0, 1}};
         ASSERT_EQ(timerfd_settime(database_timer, 0, &now, nullptr), 0);
         usleep(1'000);
-        handleDatabaseTimer();
+        requests::handleDatabaseTimer();
         EXPECT_EQ(published(), "warning " + std::to_string(++warnings) + " Resetting database\n" + told);
         EXPECT_EQ(engineCalls(), running ? "resume stop resetDb start" : "resume resetDb");
     }

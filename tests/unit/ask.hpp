@@ -11,7 +11,7 @@
 
 inline std::string ask(std::string request, int expected = 0) {
     std::string reply = "left over";
-    EXPECT_EQ(ProcessRequest(&request, &reply), expected) << request.substr(0, 100);
+    EXPECT_EQ(requests::ProcessRequest(&request, &reply), expected) << request.substr(0, 100);
     return reply;
 }
 

@@ -19,7 +19,7 @@ using testing::HasSubstr;
 
 json heartbeat() {
     std::string text;
-    EXPECT_EQ(getHeartbeat(&text), 1);
+    EXPECT_EQ(requests::getHeartbeat(&text), 1);
     EXPECT_EQ(json::parse(text).dump(), text) << "compact, sorted";
     return json::parse(text);
 }
@@ -59,8 +59,8 @@ TEST(Heartbeat, tellsAllThatIsInTheListOfAnIdleReader) {
 TEST(Heartbeat, leavesABusyRadioAlone) {
     setReader("PN5100", 1);
     packetRxCount = 20;
-    current_amb_temp = 44;
-    current_pa_temp = 55;
+    requests::current_amb_temp = 44;
+    requests::current_pa_temp = 55;
     const json data = heartbeat()["data"];
     EXPECT_EQ(data["radioActivity"], "active");
     EXPECT_EQ(data["temperature"], json::parse(R"({"ambient": 44, "pa": 55})"));

@@ -50,7 +50,7 @@ class ModeRenderTest : public ModeRequestTest {
     // As a client asks, whose words are joined.
     static std::string client(const std::string& words) {
         std::string request = "mode " + words, reply;
-        ProcessRequest(&request, &reply);
+        requests::ProcessRequest(&request, &reply);
         return reply;
     }
     // "verbose", or with an empty text only what is special.

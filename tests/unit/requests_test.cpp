@@ -12,6 +12,8 @@
 
 namespace {
 
+using requests::database_timer;
+
 constexpr const char* running = "Failure: Start currently ongoing. Issue a stop prior to issuing a start.";
 
 // What they do to the engine, and to the file that tells the next start. To turn the
@@ -108,11 +110,11 @@ class RequestLoop : public RadioTest {
 
     // The next request, and where it came from in front of it.
     std::string next() {
-        EXPECT_EQ(GetNextRequest(&msg, &request, true), 0);
+        EXPECT_EQ(requests::GetNextRequest(&msg, &request, true), 0);
         return std::to_string(msg.source) + " " + request;
     }
 
-    MSG_BUF msg{-1};
+    requests::MSG_BUF msg{-1};
     std::string request;
     void* client = nullptr;
     int console = -1;
@@ -138,7 +140,7 @@ TEST_F(RequestLoop, takesOneMessageOfNewsAPassWithAllItsFrames) {
     zmq_send(client, "first", 5, 0);
     EXPECT_EQ(next(), "1 first");
     std::string reply = "Success";
-    SendReply(msg, &reply);
+    requests::SendReply(msg, &reply);
     EXPECT_EQ(received(client), (std::vector<message_t>{{std::string("Success", 8)}}));
     EXPECT_EQ(received(main_from_radio_async), (std::vector<message_t>{{"alone"}}));
 }

@@ -13,6 +13,8 @@
 #include <string_view>
 #include <vector>
 
+namespace requests {
+
 // Where a request came from, and so where its reply goes.
 struct MSG_BUF {
     std::int32_t source;  // 0: a line of the console, 1: the socket `responder`
@@ -110,3 +112,5 @@ int testHandler(std::vector<std::string>* tokens, std::string* reply);
 int versionHandler(std::vector<std::string>* tokens, std::string* reply);
 int tagInfoHandler(std::vector<std::string>* tokens, std::string* reply);
 int peakThresholdHandler(std::vector<std::string>* tokens, std::string* reply);
+
+}  // namespace requests

@@ -13,6 +13,8 @@
 #include "util.hpp"
 #include "versions.hpp"
 
+namespace requests {
+
 namespace {
 
 constexpr int highestPeakThreshold = 12;
@@ -151,3 +153,5 @@ int peakThresholdHandler(std::vector<std::string>* tokens, std::string* reply) {
     }
     return 0;
 }
+
+}  // namespace requests

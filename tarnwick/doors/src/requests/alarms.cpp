@@ -12,6 +12,8 @@
 #include "util.hpp"
 #include "zmq_intfc.hpp"
 
+namespace requests {
+
 // Written by the notes below, read by the heartbeat.
 std::int8_t current_amb_temp = noTemperature;
 std::int8_t current_pa_temp = noTemperature;
@@ -109,3 +111,5 @@ void noteCriticalAmbientTemperature(std::int8_t celsius) {
 void noteCriticalPATemperature(std::int8_t celsius) {
     noteCritical(amplifier, celsius);
 }
+
+}  // namespace requests

@@ -8,6 +8,8 @@
 #include "requests/report.hpp"
 #include "util.hpp"
 
+namespace requests {
+
 // Written here, read by heartbeat and status.
 std::array<bool, alarmPorts> disconnected_antenna{};
 
@@ -54,3 +56,5 @@ void updateDisconnectedAntennas() {
         noteAntenna(port, !connected[port - first]);
     }
 }
+
+}  // namespace requests

@@ -13,6 +13,8 @@
 #include <algorithm>
 #include <iterator>
 
+namespace requests {
+
 namespace {
 
 // Hands the request to the radio thread, which owns the setting, and waits for
@@ -86,3 +88,5 @@ int exitHandler(std::vector<std::string>* /*tokens*/, std::string* reply) {
     *reply = "Success";
     return -1;
 }
+
+}  // namespace requests

@@ -17,6 +17,8 @@
 #include "requests/report.hpp"
 #include "util.hpp"
 
+namespace requests {
+
 namespace {
 
 // Local time of day of the reset. Written by databaseResetHandler, read when the
@@ -162,3 +164,5 @@ int databaseResetHandler(std::vector<std::string>* tokens, std::string* reply) {
     sprintfStrAppend(reply, "time: %02d:%02d", database_reset_hour, database_reset_min);
     return 0;
 }
+
+}  // namespace requests

@@ -11,6 +11,8 @@
 #include "stat_names.hpp"
 #include "util.hpp"
 
+namespace requests {
+
 using nlohmann::json;
 
 report_error_s report_error;
@@ -186,3 +188,5 @@ int eventsHandler(std::vector<std::string>* tokens, std::string* reply) {
     *reply = "Success";
     return 0;
 }
+
+}  // namespace requests

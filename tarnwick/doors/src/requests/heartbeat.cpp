@@ -17,6 +17,8 @@
 #include "stat_names.hpp"
 #include "util.hpp"
 
+namespace requests {
+
 using nlohmann::json;
 
 namespace {
@@ -188,3 +190,5 @@ int getHeartbeat(std::string* out) {
     *out = json{{"component", "TW"}, {"data", std::move(data)}, {"type", "heartbeat"}}.dump();
     return 1;
 }
+
+}  // namespace requests

@@ -21,6 +21,8 @@
 #include "requests/report.hpp"
 #include "zmq_intfc.hpp"
 
+namespace requests {
+
 // Written by processRequests, read by the wait loop and the reset of the tag
 // database. Main thread.
 int database_timer = 0;
@@ -212,3 +214,5 @@ int processRequests(bool cli) {
     database_timer = -1;
     return 0;
 }
+
+}  // namespace requests

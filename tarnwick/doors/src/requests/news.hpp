@@ -4,6 +4,8 @@
 
 #include "rxe.h"
 
+namespace requests {
+
 // Whether frames of the message whose frame was received last are still to come.
 bool hasMoreFrames(void* socket);
 
@@ -17,3 +19,5 @@ void scheduleDatabaseReset(const DB_WARNING_s& filling);
 
 // Serves the expired database timer.
 void handleDatabaseTimer();
+
+}  // namespace requests

@@ -10,6 +10,8 @@
 
 #include "requests/report.hpp"
 
+namespace requests {
+
 namespace {
 
 std::int64_t microseconds(const timeval& time) {
@@ -62,3 +64,5 @@ int get_proc_uptime() {
     const time_t started = stat("/proc/self/stat", &status) == 0 ? status.st_mtime : 100;
     return static_cast<int>(now - started);
 }
+
+}  // namespace requests

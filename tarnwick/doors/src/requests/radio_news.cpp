@@ -18,6 +18,8 @@
 #include "util.hpp"
 #include "zmq_intfc.hpp"
 
+namespace requests {
+
 namespace {
 
 // Text of the last run's stop cause, for the line of its end. Written and read
@@ -186,3 +188,5 @@ void handleRadioNews() {
         row->handler(frames[1]);
     }
 }
+
+}  // namespace requests

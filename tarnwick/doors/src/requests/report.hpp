@@ -16,6 +16,8 @@
 
 #include "rxe.h"
 
+namespace requests {
+
 // ---- settings, in memory only: a restart brings the defaults back -----------
 // Written by the `events` command, read by the heartbeat and by all that alarms.
 
@@ -124,3 +126,5 @@ int get_mem_util();
 
 // Seconds since the process started.
 int get_proc_uptime();
+
+}  // namespace requests

@@ -15,6 +15,8 @@
 #include <cstdio>
 #include <cstdlib>
 
+namespace requests {
+
 namespace {
 
 // Read by the software that starts this process: whether the radio is to be
@@ -155,3 +157,5 @@ int stopHandler(std::vector<std::string>* /*tokens*/, std::string* reply) {
     send_radio_stop_message();
     return 0;
 }
+
+}  // namespace requests

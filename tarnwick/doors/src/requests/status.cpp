@@ -14,6 +14,8 @@
 #include "stat_names.hpp"
 #include "util.hpp"
 
+namespace requests {
+
 namespace {
 
 // {"1": value, ...}
@@ -135,3 +137,5 @@ int statusHandler(std::vector<std::string>* tokens, std::string* reply) {
     *reply += "}";
     return 0;
 }
+
+}  // namespace requests
