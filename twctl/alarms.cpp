@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// Finds the daemon's log by the process that listens on its reply socket: each daemon has a
+// working directory of its own.
 #include "alarms.hpp"
 
 #include <algorithm>
@@ -19,7 +21,8 @@ bool isAlarm(std::string_view line) {
     return rest.starts_with(" ERROR ") || rest.starts_with(" WARNING ");
 }
 
-// Without the unit that all published alarms come from, and without control characters.
+// The line without " requests", the unit of all published alarms, and without control
+// characters: the log holds texts of the engine.
 std::string shown(std::string line) {
     constexpr std::string_view unit = " requests ";
     const std::size_t level = line.find(' ');
@@ -29,7 +32,8 @@ std::string shown(std::string line) {
     return decodeTextFrame(line);
 }
 
-// The alarms of one file behind those that are there. Returns 0 or the errno.
+// Appends the alarms of one file. Returns 0 or the errno; of a file that could not be opened
+// for another reason EIO.
 int readAlarms(const std::filesystem::path& path, std::vector<std::string>* lines) {
     errno = 0;
     std::ifstream file(path);
@@ -53,6 +57,7 @@ alarms_s lastAlarms(const std::string& endpoint, std::size_t count) {
     }
     const std::filesystem::path log = "/proc/" + std::to_string(daemon) + "/cwd/tarnwick.log";
     alarms_s alarms;
+    // The rotated log may be missing: a young daemon has none.
     readAlarms(log.string() + ".1", &alarms.lines);
     if (const int error = readAlarms(log, &alarms.lines); error != 0) {
         return {{},

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The errors and warnings that the daemon has logged. Its replies hold only their
-// number, and alarms are told once, to those that listen; the log alone remembers them.
+// The errors and warnings that the daemon has logged. Its replies hold only their number,
+// and it publishes an alarm once, to those that listen at that moment. Only the log keeps them.
 #pragma once
 
 #include <string>
@@ -12,6 +12,6 @@ struct alarms_s {
 };
 
 // The last `count` of them, the newest last, from tarnwick.log and tarnwick.log.1 in the
-// working directory of the process that listens on the ipc endpoint. Takes the right to
-// look there: that of root or of the user who runs the daemon.
+// working directory of the process that listens on the ipc endpoint. The caller must be root
+// or the user who runs the daemon. Older logs (.2 to .5) are not read.
 alarms_s lastAlarms(const std::string& endpoint, std::size_t count);

@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// Behind the first word of a request the parser (CLI11) takes everything for words: of "twctl
+// start sim 5 --timeout 1" the daemon would get the option too. So the arguments are put in
+// order before the parser sees them.
 #include "arguments.hpp"
 
 #include <algorithm>
@@ -8,12 +11,14 @@ namespace {
 
 using words_t = std::vector<std::string>;
 
+// "-5" and "-.5" are numbers, and "-" is standard input.
 bool isOption(const std::string& word) {
     const bool isNumber =
         word.size() > 1 && (std::isdigit(static_cast<unsigned char>(word[1])) != 0 || word[1] == '.');
     return word.size() > 1 && word.front() == '-' && !isNumber;
 }
 
+// The option of this program or subcommand that "--name" or "--name=value" means, or null.
 const CLI::Option* optionOf(const CLI::App& app, const std::string& word) {
     return app.get_option_no_throw(word.substr(0, word.find('=')));
 }
@@ -33,7 +38,8 @@ const CLI::Option* optionOfAny(const CLI::App& app, const std::string& word) {
     return nullptr;
 }
 
-// Where the subcommand stands; the size when there is none.
+// The index of the subcommand: the first word that is neither an option nor the value of one.
+// The size of the list when there is none.
 std::size_t findSubcommand(const CLI::App& app, const words_t& typed) {
     for (std::size_t i = 0; i < typed.size(); ++i) {
         if (!isOption(typed[i])) {
@@ -83,6 +89,7 @@ words_t arrangeArguments(const CLI::App& app, const words_t& typed, words_t* wor
         *words = others;
         return arranged;
     }
+    // A word that begins with "-" reached `others` behind "--" only, and needs it again.
     if (std::ranges::any_of(others, isOption)) {
         arranged.emplace_back("--");
     }

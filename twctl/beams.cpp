@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The numbers are those of beam_grid.hpp, which the daemon's mode language uses too: an index
+// in a grid of directions plus a number that stands for the polarization.
 #include "beams.hpp"
 
 #include <algorithm>
@@ -18,7 +20,8 @@ using beam_grid::direction_s;
 
 constexpr std::uint32_t usualPolarization = 5000;  // LHCP, as in a mode
 
-// The cosine of the angle between two directions; elevations are angles from the boresight.
+// The cosine of the angle between two directions, 1 for the same. Azimuth and elevation are in
+// degrees, and the elevation is the angle from the boresight.
 double closeness(const direction_s& a, const direction_s& b) {
     constexpr double radian = std::numbers::pi / 180;
     return std::cos(a.elevation * radian) * std::cos(b.elevation * radian) +
@@ -26,6 +29,8 @@ double closeness(const direction_s& a, const direction_s& b) {
                std::cos((a.azimuth - b.azimuth) * radian);
 }
 
+// Of all directions of the fine grid the one with the smallest angle. Among equals the lowest
+// number counts: `rounding` keeps the noise of the cosines from choosing.
 direction_s nearestBeam(const direction_s& wanted) {
     direction_s nearest = beam_grid::noDirection;
     double best = -std::numeric_limits<double>::infinity();
@@ -45,7 +50,8 @@ std::string textOf(const direction_s& direction) {
            std::to_string(direction.elevation);
 }
 
-// A number of a word, out of range as -1.
+// The decimal number with which a word begins; -1 without one, and for more than five
+// characters.
 int numberOf(const std::string& word) {
     int number = -1;
     return std::sscanf(word.c_str(), "%5d", &number) == 1 && word.size() <= 5 ? number : -1;
@@ -56,6 +62,7 @@ int refuse(const std::string& text) {
     return exitFailure;
 }
 
+// "5361" to "azimuth 0, elevation 45, polarization LHCP".
 int showBeam(int number) {
     const direction_s direction = beam_grid::directionOf(number);
     const int polarization = beam_grid::polarizationOf(number);
@@ -69,6 +76,7 @@ int showBeam(int number) {
         std::string(beam_grid::polarizationNames[static_cast<std::size_t>(polarization) / 1000 - 1]));
 }
 
+// A direction to its number. `polarization` is in thousands, as in the number.
 int showNumber(const direction_s& wanted, std::uint32_t polarization) {
     if (wanted.azimuth < 0 || wanted.azimuth > 359 || wanted.elevation < 0 ||
         wanted.elevation > beam_grid::highestElevation) {

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// The rows stand in the order of the program's help.
 #include "commands.hpp"
 
 #include <cstdio>

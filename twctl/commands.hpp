@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The subcommands that are a request of the same name.
+// The subcommands that are a request of the same name: their words go to the daemon as they
+// are typed. "status", "mode" and "events" have files of their own.
 #pragma once
 
 #include <string>
@@ -8,12 +9,14 @@
 
 #include "requests.hpp"
 
+// A row of the program's help. The daemon has a help text of its own for each command, which
+// the request "help" shows.
 struct command_s {
-    std::string_view name;  // as it goes to the daemon
-    const char* help;       // of the client, for people
+    std::string_view name;  // the command's word
+    const char* help;       // a line for people
 };
 extern const std::vector<command_s> commands;
 
-// Sends such a request when its words may stand where they do. Prints what the reply says,
-// or on standard error the failure. Returns an exit_status_e.
+// Sends such a request when its words, the command first, may stand where they do. Prints the
+// reply on standard output, a failure on standard error. Returns an exit_status_e.
 int runCommand(const daemon_s& daemon, const std::vector<std::string>& words);

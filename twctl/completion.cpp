@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// Candidates come from two places: subcommands and options from the parser, words from the
+// rules of words.hpp.
 #include "completion.hpp"
 
 #include <algorithm>
@@ -7,6 +9,7 @@
 
 namespace {
 
+// Without "complete" itself, which is hidden.
 std::vector<std::string> subcommandNames(const CLI::App& app) {
     std::vector<std::string> names;
     for (const CLI::App* sub : app.get_subcommands(nullptr)) {
@@ -32,12 +35,14 @@ std::vector<std::string> optionNames(const CLI::App& app) {
     return names;
 }
 
+// Whether the word is an option that the next word is the value of.
 bool takesValue(const CLI::App& sub, const std::string& word) {
     const CLI::Option* option = word.starts_with("--") ? sub.get_option_no_throw(word) : nullptr;
     return option != nullptr && option->get_items_expected_max() > 0;
 }
 
-// The candidates behind a subcommand. `words` begin with its name.
+// The candidates behind a subcommand. `words` begin with its name and are complete; there are
+// none where an option's value is to come.
 std::vector<std::string> candidatesFor(const CLI::App& sub, const std::vector<std::string>& words,
                                        std::string_view unfinished) {
     if (takesValue(sub, words.back())) {
@@ -59,6 +64,7 @@ std::vector<std::string> candidatesFor(const CLI::App& sub, const std::vector<st
 
 }  // namespace
 
+// A word that is still being typed (no blank behind it) only filters the candidates.
 std::vector<std::string> completeLine(const CLI::App& app, std::string_view line) {
     std::vector<std::string> words = splitWords(line);
     std::string unfinished;

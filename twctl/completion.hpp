@@ -9,6 +9,6 @@
 #include <vector>
 
 // `line` is what stands in front of the cursor, "twctl" first. Each result is a
-// whole word that begins with the unfinished one; empty where a file's name is
-// as good as anything.
+// whole word that begins with the unfinished one. There are none where any text may stand,
+// such as the name of a file; the shell then completes files.
 std::vector<std::string> completeLine(const CLI::App& app, std::string_view line);

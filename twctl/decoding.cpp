@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The binary form is read by reflection over the message's descriptor, so that a new field of
+// tw_msg.proto shows without a change here.
 #include "decoding.hpp"
 
 #include <google/protobuf/descriptor.h>
@@ -18,6 +20,8 @@ namespace {
 using google::protobuf::FieldDescriptor;
 using google::protobuf::Message;
 
+// The header of the forms STRING and BINARY, in bytes: subscriber (16 bits, low byte first),
+// kind, and a zero.
 constexpr std::size_t headerSize = 4;
 constexpr std::size_t kindOffset = 2;
 constexpr std::size_t endOffset = 3;  // always 0
@@ -42,6 +46,7 @@ double shortestDouble(float value) {
     return result;
 }
 
+// One field as JSON. Integers of 64 bits stay exact.
 nlohmann::ordered_json fieldValue(const Message& message, const FieldDescriptor* field) {
     const google::protobuf::Reflection* values = message.GetReflection();
     switch (field->cpp_type()) {

@@ -23,7 +23,7 @@ struct tag_frame_s {
     std::string_view body;
 };
 
-// Nothing for a frame without a header, that is the form OFF or no report.
+// Nothing for a frame without a header: one of the form OFF, or not a report.
 std::optional<tag_frame_s> splitTagFrame(std::string_view frame);
 
 // Two lower-case digits for each byte.

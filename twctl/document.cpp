@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// Size, nesting and NUL are checked before the parser sees a text, since the parser recurses
+// and takes a NUL for the end.
 #include "document.hpp"
 
 #include <algorithm>
@@ -13,7 +15,7 @@ namespace {
 
 using nlohmann::json;
 
-// No mode comes near it; a device or a wrong file is not read to its end.
+// Bytes. No mode comes near it; a device or a wrong file is not read to its end.
 constexpr std::size_t mostBytes = 4U << 20;
 
 // Arrays and objects inside one another, counted from the outermost.
@@ -44,6 +46,8 @@ void walkJson(std::string_view source, Visit visit) {
     }
 }
 
+// How many arrays and objects are inside one another, at most. Brackets in strings do not
+// count; closing ones without an opening one make the text bad, which the parser finds.
 int nestingOf(std::string_view source) {
     int depth = 0, deepest = 0;
     walkJson(source, [&](char c, bool inString) {

@@ -8,17 +8,17 @@
 #include <vector>
 
 struct document_s {
-    std::string name;  // for messages: the file, "standard input", or what an inline text is
+    std::string name;  // for messages: the file, "standard input", or the name of an inline text
     std::string text;
 };
 
-// `source` is a file, "-" for standard input, or the document itself when it
-// begins with "{", which is then called `inlineName`. Tells on standard error why it
+// `source` is a file, "-" for standard input, or the document itself when it begins with
+// "{"; that is then called `inlineName`. False, with the reason on standard error, when it
 // cannot be read.
 bool readDocument(const std::string& source, std::string_view inlineName, document_s* document);
 
-// Whether the daemon can take it at all: JSON, an object, neither too large nor
-// too deep. If not, `reason` is a sentence.
+// Whether the daemon can read it: one JSON object of at most 4 MiB, with at most 255 arrays
+// and objects inside one another. If not, `reason` is a sentence. `root` is then undefined.
 bool isObject(const std::string& text, nlohmann::json* root, std::string* reason);
 
 // The same JSON without a blank: those between its parts go, those in strings
@@ -26,11 +26,12 @@ bool isObject(const std::string& text, nlohmann::json* root, std::string* reason
 // again without any.
 std::string packed(const std::string& text);
 
-// What every reader refuses in a mode, as the published schema says it and the grid of
-// beams, and the keys that the daemon would ignore: a line each.
+// What every reader refuses in a mode, by the published schema and the grid of beams, and
+// the keys that the daemon would ignore: a line each.
 std::vector<std::string> findModeFaults(const nlohmann::json& mode);
 
-// What the daemon takes, and is hardly meant so.
+// What the daemon accepts although it has no effect, or not the one that its writer will
+// expect: a line each.
 std::vector<std::string> findModeWarnings(const nlohmann::json& mode);
 
 // The same for "events", where names of statistics that do not exist have no effect.

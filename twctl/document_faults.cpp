@@ -13,7 +13,7 @@ namespace {
 
 using nlohmann::json;
 
-// A member that is a whole number of 16 bits, or -1.
+// A member that is a whole number from 0 to 32767, or -1.
 int smallNumber(const json& object, const char* key) {
     const auto member = object.find(key);
     const bool fits =
@@ -74,6 +74,7 @@ bool hasCapitalHex(std::string_view expression) {
     return false;
 }
 
+// The text at a JSON pointer (RFC 6901); empty when there is none or it is not a text.
 std::string wordAt(const json& document, const char* pointer) {
     const json::json_pointer path(pointer);
     return document.contains(path) && document.at(path).is_string() ? document.at(path).get<std::string>()

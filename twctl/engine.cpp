@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// The engine reads the event on a REP socket of its own and answers "ok" or a sentence.
 #include "engine.hpp"
 
 #include <cstdio>

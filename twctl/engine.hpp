@@ -1,14 +1,17 @@
 // SPDX-License-Identifier: MIT
-// "twctl engine": one event for the software radio engine, over its control socket.
+// "twctl engine": one event for the software radio engine, over its control socket. A
+// reader's own engine has no such socket.
 #pragma once
 
 #include <string>
 #include <vector>
 
+// An event as tarnwick-scenario(5) has it. `words` are joined by single blanks: short words
+// such as "gpi 1 high", or one word that is a JSON object.
 struct engine_event_s {
-    std::vector<std::string> words;                  // joined by single blanks; or one that is a JSON object
-    std::string endpoint = "ipc:///tmp/rxe_engine";  // or a file's path
-    double timeoutSeconds = 5.0;
+    std::vector<std::string> words;
+    std::string endpoint = "ipc:///tmp/rxe_engine";  // or the path of the file
+    double timeoutSeconds = 5.0;                     // to wait for the answer
 };
 
 // Sends the event and prints the answer on standard output. Returns an

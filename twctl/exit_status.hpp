@@ -1,15 +1,21 @@
 // SPDX-License-Identifier: MIT
-// What twctl tells the shell. The same numbers hold for every subcommand.
+// What twctl tells the shell. The same numbers hold for every subcommand, so that a script
+// can tell a refusal from a daemon that does not run. They are part of the interface: numbers
+// are never given another meaning.
 #pragma once
 
 enum exit_status_e {
-    exitSuccess = 0,   // done; for a request: any reply that is not a failure
-    exitFailure = 1,   // refused: by the daemon, by the engine or by a check of twctl's own
-    exitNoAnswer = 2,  // the time ran out before the reply, or before the frames asked for, came
-    exitTrouble = 3,   // twctl itself could not: wrong usage, a file, an endpoint in use, a write error
+    // Done. For a request: any reply that is not a failure.
+    exitSuccess = 0,
+    // Refused by the daemon, by the engine, or by a check of twctl's own.
+    exitFailure = 1,
+    // The time ran out before the reply came, or before the frames that were asked for.
+    exitNoAnswer = 2,
+    // twctl itself could not: wrong usage, a file, an endpoint in use, a write error.
+    exitTrouble = 3,
 };
 
-// Stands below the help of the program.
+// The same for people, below the help of the program.
 inline constexpr const char* exitStatusHelp =
     "Exit status:\n"
     "  0  done\n"

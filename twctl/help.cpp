@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// Changes of the parser's own formatter, whose texts show types and checks to people.
 #include "help.hpp"
 
 #include <algorithm>
@@ -9,6 +10,7 @@ std::string help_formatter_c::make_usage(const CLI::App* app, std::string name) 
                                      : CLI::Formatter::make_usage(app, name);
 }
 
+// Without a value's type there is nothing to show: a positional has its name already.
 std::string help_formatter_c::make_option_opts(const CLI::Option* option) const {
     const std::string type = option->get_type_name();  // and the checks, behind a colon
     return option->get_positional() || option->get_type_size() == 0 ? ""

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The two subcommands differ in a row of constants: the request, the schema, and one mistake
+// that would end the daemon.
 #include "json_commands.hpp"
 
 #include <cstdio>
@@ -53,6 +55,7 @@ int show(const daemon_s& daemon, const std::string& request) {
     return printText(object.dump(4));
 }
 
+// "twctl: dock.json: what is wrong", on standard error.
 void tell(const document_s& document, const std::string& what) {
     std::fprintf(stderr, "twctl: %s: %s\n", document.name.c_str(), what.c_str());
 }
@@ -102,6 +105,7 @@ int set(const daemon_s& daemon, const settings_s& settings, const std::string& s
     return status;
 }
 
+// Without a daemon. Warnings alone leave the status at success.
 int check(const settings_s& settings, const std::string& source) {
     document_s document;
     nlohmann::json root;

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// "twctl mode" and "twctl events": settings that are JSON objects.
+// "twctl mode" and "twctl events": settings that are JSON objects. They are shown, sent, or
+// checked against the published schema without a daemon.
 #pragma once
 
 #include <string>
@@ -11,6 +12,8 @@ struct json_command_s {
     std::string source;           // of "set" and "check": a file, "-", or "{...}"
 };
 
-// Each returns an exit_status_e and tells on standard error what is wrong.
+// Each runs one action and returns an exit_status_e; what is wrong goes to standard error. A
+// document with faults is sent all the same, since only the daemon knows its reader; one that
+// would end the daemon is not.
 int runMode(const daemon_s& daemon, const json_command_s& command);
 int runEvents(const daemon_s& daemon, const json_command_s& command);

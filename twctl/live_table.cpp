@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// Widths are counted in bytes, so a text that is not ASCII, such as the name of a port, shifts
+// its row.
 #include "live_table.hpp"
 
 #include <sys/ioctl.h>
@@ -13,13 +15,15 @@
 
 namespace {
 
+// Above it half of the tags go at once, so that the search for the oldest ones is rare.
 constexpr std::size_t mostTags = 20'000;
 
+// Whole seconds since the table began.
 std::int64_t secondOf(const live_table_s& table, clock_point now) {
     return std::chrono::duration_cast<std::chrono::seconds>(now - table.began).count();
 }
 
-// Empties the seconds since the newest one.
+// Makes `second` the newest: the sums of the seconds after the last newest one begin at 0.
 void advance(rate_s* rate, std::int64_t second) {
     for (std::int64_t s = std::max(rate->newest + 1, second - rateSeconds + 1); s <= second; ++s) {
         rate->reads[static_cast<std::size_t>(s % rateSeconds)] = 0;
@@ -32,7 +36,9 @@ void count(rate_s* rate, std::int64_t second, std::uint64_t reads) {
     rate->reads[static_cast<std::size_t>(second % rateSeconds)] += reads;
 }
 
-// The current second has only begun, and at first there are fewer than rateSeconds.
+// The mean over the time that the sums stand for: the current second has only begun, and a
+// young table has fewer than rateSeconds of them. At least one second, so that the first
+// reports do not show an absurd rate.
 double perSecond(rate_s rate, const live_table_s& table, clock_point now) {
     advance(&rate, secondOf(table, now));
     std::uint64_t reads = 0;
@@ -44,6 +50,7 @@ double perSecond(rate_s rate, const live_table_s& table, clock_point now) {
     return static_cast<double>(reads) / std::clamp(whole, 1.0, rateSeconds - 1 + begun);
 }
 
+// Drops the tags that were last seen before the median of all.
 void forgetOldest(live_table_s* table) {
     std::vector<clock_point> seen;
     for (const auto& [epc, tag] : table->tags) {
@@ -68,6 +75,7 @@ std::string ageText(std::chrono::duration<double> age) {
     return text;
 }
 
+// Characters. An EPC of 496 bits has 124 digits.
 constexpr std::size_t widestCell = 40, widestTag = 160;
 
 // A cell of the table, filled up in front; a text that is too wide is cut.
@@ -75,7 +83,7 @@ std::string cell(const std::string& text, std::size_t width) {
     return " " + std::string(width - std::min(width, text.size()), ' ') + text.substr(0, width);
 }
 
-// The cells of a row but for those of its columns.
+// The fixed cells of a row, and those of the chosen columns.
 struct row_s {
     std::string tag, reads, seen, rate;
     const std::vector<std::string>& cells;
@@ -111,6 +119,7 @@ struct terminal_size_s {
     std::size_t rows = 24, columns = 80;
 };
 
+// As the terminal is now; the usual size where there is none or it does not tell.
 terminal_size_s terminalSize() {
     winsize size{};
     if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_row == 0 || size.ws_col == 0) {
@@ -189,6 +198,8 @@ int drawTable(const live_table_s& table, clock_point now, std::size_t* drawn) {
     constexpr std::size_t linesAbove = 3;  // sums, heading, and the cursor's own line
     const terminal_size_s size = terminalSize();
     const std::size_t room = size.rows > linesAbove ? size.rows - linesAbove : 1;
+    // One write for the whole drawing: cursor up (CSI A), each line with its old rest erased
+    // (CSI K), and what is left of a longer drawing erased (CSI J). ECMA-48, 8.3.
     std::string text;
     if (*drawn > 0) {
         text = "\x1b[" + std::to_string(std::min(*drawn, size.rows - 1)) + "A\r";

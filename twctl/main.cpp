@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// twctl: talks to the daemon from the command line.
+// twctl: talks to the daemon from the command line. One subcommand runs in each call, on the
+// main thread; its callback leaves the exit status.
 #include <signal.h>
 
 #include <CLI/CLI.hpp>

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// A connection lives for one request: the program ends behind it.
 #include "requests.hpp"
 
 #include <unistd.h>
@@ -12,6 +13,7 @@
 
 namespace {
 
+// After the time-out, on standard error.
 void explainSilence(const daemon_s& daemon, const std::string& endpoint) {
     const std::string hint =
         whySilent(endpoint, "is the daemon running?", "run as root or trfidadm, or join group appsadms");
@@ -50,6 +52,7 @@ bool isFailure(std::string_view reply) {
     return reply.starts_with("Failure");
 }
 
+// Behind the colon a text has a blank, and a list has a newline and one behind each line.
 std::string bodyOf(std::string_view reply) {
     constexpr std::string_view lead = "Success:";
     if (!reply.starts_with(lead)) {

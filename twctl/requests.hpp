@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Requests to the daemon and their replies.
+// Requests to the daemon and their replies. A request is one frame of text; the daemon
+// answers each one, in the order in which they come.
 #pragma once
 
 #include <string>
@@ -12,17 +13,16 @@ struct daemon_s {
     double timeoutSeconds = 5.0;
 };
 
-// Sends `text` and waits for the reply. What goes wrong on this side is told on
-// standard error. Returns an exit_status_e: success says that a reply came,
-// whatever it is.
+// Sends `text` and waits for the reply. What goes wrong on this side is told on standard
+// error. Returns an exit_status_e: success says that a reply came, a failure too.
 int askDaemon(const daemon_s& daemon, const std::string& text, std::string* reply);
 
-// Why nobody may have answered at an ipc endpoint: a text to stand behind what has
-// not come, empty when the file does not tell. `running` is asked when nothing
-// listens, `remedy` says how to get the right to write to the file.
+// Why there may have been no answer at an ipc endpoint: a clause that goes behind "no reply",
+// empty when the file does not tell. `running` is the question to ask when nothing listens,
+// `remedy` says how to get the right to write to the file.
 std::string whySilent(const std::string& endpoint, const std::string& running, const std::string& remedy);
 
-// A reply that begins with "Failure".
+// Whether a reply begins with "Failure", as all refusals do.
 bool isFailure(std::string_view reply);
 
 // What a reply says behind its first word: of "Success: 7" it is "7", of

@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// A walk over the schema and the document side by side: at each place the library says which
+// keywords hold, and a keyword that does not becomes a sentence. Only the keywords that the two
+// schemas use are known here. A document that another one refuses gets one general sentence.
 #include "schema.hpp"
 
 #include <algorithm>
@@ -31,6 +34,7 @@ struct reason_s {
     bool otherwise = false;  // the rule is that of "else"
 };
 
+// One sentence to be. `shape` is a wrong JSON type, `word` a text that is not one of the allowed.
 struct fault_s {
     enum kind_e { shape, word, other };
 
@@ -77,6 +81,7 @@ const json& rulesOf(const json& schema, const char* keyword) {
     return rules == schema.end() ? none : *rules;
 }
 
+// Merges the keys that a fitting alternative knows.
 void addKeys(const std::map<std::string, std::set<std::string>>& keys, findings_s* found) {
     for (const auto& [place, names] : keys) {
         found->keys[place].insert(names.begin(), names.end());
@@ -97,6 +102,7 @@ std::string keyShown(const std::string& key) {
     return shown(json(key));
 }
 
+// The place of a member: "config.password", or "config[\"odd key\"]".
 std::string below(const std::string& place, const std::string& key) {
     const bool plain = !key.empty() && key.find_first_not_of(
                                            "abcdefghijklmnopqrstuvwxyz"
@@ -164,12 +170,14 @@ class judge_c {
     std::map<std::pair<const json*, std::string>, std::unique_ptr<valijson::Schema>> parts;
 };
 
+// Applies a rule to a value, and all rules below it; they call each other in a circle.
 void look(judge_c* judge, const look_s& at, findings_s* found);
 
 std::string becauseOf(const reason_s& reason) {
     return reason.text.empty() || reason.otherwise ? "" : " " + reason.text;
 }
 
+// "must be from 1 to 255", with the bounds that the schema has.
 std::string boundsText(const json& schema) {
     const auto text = [&](const char* key) { return schema.value(key, json()).dump(); };
     return !schema.contains("maximum")   ? "must be at least " + text("minimum")
@@ -225,6 +233,7 @@ void tellLacking(judge_c* judge, const look_s& at, std::vector<fault_s>* faults)
     faults->push_back({at.place, fault_s::other, "must hold " + wanted + becauseOf(at.reason)});
 }
 
+// A "not" with one key forbids it, with more it forbids them together.
 void tellCombination(const json& forbidden, const look_s& at, std::vector<fault_s>* faults) {
     const names_t names = namesIn(forbidden);
     if (names.size() == 1) {
@@ -363,12 +372,15 @@ void look(judge_c* judge, const look_s& where, findings_s* found) {
     }
 }
 
+// "accesses[0].type: "read" is not valid; use READ, WRITE or KILL"
 std::string sentenceOf(const fault_s& fault) {
     const char* const how = fault.kind == fault_s::shape ? " " : "; use ";
     return (fault.place.empty() ? "" : fault.place + ": ") + fault.text +
            (fault.allowed.empty() ? "" : how + listed(fault.allowed, " or "));
 }
 
+// Keys of objects that some rule describes, and that no rule names. What is below an unknown
+// key is not looked at.
 void findUnknownKeys(const findings_s& found, const json& value, const std::string& place,
                      std::vector<std::string>* sentences) {
     if (value.is_object()) {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// Documents against the published JSON Schemas, which are compiled in. The library
-// valijson judges; here its verdicts become sentences for people, each with the
-// place that it is about.
+// Documents against the published JSON Schemas (draft 2020-12), which are compiled in. The
+// library valijson judges; here its verdicts become sentences for people, each with the place
+// that it is about.
 #pragma once
 
 #include <nlohmann/json_fwd.hpp>

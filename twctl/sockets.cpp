@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// What ZeroMQ does not tell about an ipc file, a plain connection to it does.
 #include "sockets.hpp"
 
 #include <sys/socket.h>
@@ -92,7 +93,7 @@ class probe_c {
 
     int descriptor = -1;
     bool connected = false;
-    bool busy = false;  // somebody listens, and its queue of callers is full
+    bool busy = false;  // a process listens, and its queue of connections is full
 };
 
 }  // namespace
@@ -133,6 +134,7 @@ exchange_e exchangeText(const std::string& endpoint, const std::string& text, do
         std::fprintf(stderr, "twctl: %s: %s\n", endpoint.c_str(), zmq_strerror(errno));
         return exchange_e::badEndpoint;
     }
+    // Without a listener the text waits in the socket, and the poll below runs out.
     const deadline_t deadline = deadlineIn(timeoutSeconds);
     zmq_send(socket, text.data(), text.size(), ZMQ_DONTWAIT);
 

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// The daemon's reply has the shape of JSON and is read as such, in the order in which it comes.
 #include "status.hpp"
 
 #include <algorithm>
@@ -19,6 +20,7 @@ using nlohmann::ordered_json;
 // The daemon's word for a temperature that the radio did not tell.
 constexpr int noTemperature = -273;
 
+// A text without quotes, any other value as JSON.
 std::string plain(const ordered_json& value) {
     return value.is_string() ? value.get<std::string>() : value.dump();
 }
@@ -59,7 +61,8 @@ std::string antennas(const ordered_json& value) {
     return text.empty() ? "none" : text;
 }
 
-// In the table's order; an object is shown by its own function.
+// The rows of the table from top to bottom, what people want first. `takesObject` rows fall back
+// to plain JSON where the value is not an object, as for "unknown param".
 struct status_row_s {
     std::string_view name;
     const char* label;
@@ -84,7 +87,8 @@ constexpr status_row_s rows[] = {
 };
 static_assert(std::size(rows) == std::size(vocabulary::stats), "each stat has a row");
 
-// A name that has nothing to tell leaves its separator behind, and that is no JSON.
+// Quirk of the daemon: a stat that this reader does not have leaves its comma behind, which is
+// not JSON.
 std::string withoutGaps(std::string text) {
     constexpr std::pair<std::string_view, std::string_view> gaps[] = {
         {", , ", ", "}, {"{, ", "{"}, {", }", "}"}};

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// Each subcommand owns a record of options in a shared pointer that its callback keeps: the
+// parser fills it after this file's functions have returned.
 #include "subcommands.hpp"
 
 #include <memory>
@@ -28,12 +30,14 @@ const words_t& needed(const words_t& words) {
     return words;
 }
 
+// The whole request: the name, then the words.
 words_t behind(const std::string& name, const words_t& words) {
     words_t request{name};
     request.insert(request.end(), words.begin(), words.end());
     return request;
 }
 
+// --socket and --timeout, with the defaults that the two variables have.
 void addConnection(CLI::App* sub, const std::string& peer, std::string* endpoint, double* timeoutSeconds) {
     sub->add_option("--socket,--endpoint", *endpoint,
                     peer + ": a ZeroMQ endpoint,\nor the path of an ipc file")
@@ -49,6 +53,7 @@ void addDaemon(CLI::App* sub, daemon_s* daemon) {
     addConnection(sub, "The daemon's reply socket", &daemon->endpoint, &daemon->timeoutSeconds);
 }
 
+// "request": for commands that this client does not know, and for tests.
 void addRawRequest(CLI::App* app, const words_t* words, int* status) {
     auto daemon = std::make_shared<daemon_s>();
     CLI::App* sub = app->add_subcommand("request", "Send any request and print the reply as it is");
@@ -61,6 +66,7 @@ void addRawRequest(CLI::App* app, const words_t* words, int* status) {
     sub->callback([daemon, words, status] { *status = runRequest(*daemon, needed(*words)); });
 }
 
+// A command of the daemon. One without rules takes no words, and the parser refuses them.
 void addCommand(CLI::App* app, const command_s& command, const words_t* words, int* status) {
     auto daemon = std::make_shared<daemon_s>();
     CLI::App* sub = app->add_subcommand(std::string(command.name), command.help);
@@ -76,6 +82,7 @@ void addCommand(CLI::App* app, const command_s& command, const words_t* words, i
 
 using run_function = int (*)(const daemon_s& daemon, const json_command_s& command);
 
+// "mode" or "events". FILE belongs to the actions "set" and "check" alone.
 void addJsonCommand(CLI::App* app, const char* name, const char* help, const char* actions, run_function run,
                     int* status) {
     struct options_s {
@@ -123,6 +130,7 @@ constexpr const char* eventsActions =
     "           complete\n"
     "  check    checks such settings without a daemon";
 
+// The names are the stats of the daemon, checked here so that a slip gets the list of them.
 void addStatus(CLI::App* app, int* status) {
     struct options_s {
         daemon_s daemon;
@@ -155,6 +163,7 @@ void addBeam(CLI::App* app, const words_t* words, int* status) {
     sub->callback([words, status] { *status = runBeam(behind("beam", *words)); });
 }
 
+// The words are not checked here; the engine does that and answers with a sentence.
 void addEngine(CLI::App* app, const words_t* words, int* status) {
     auto event = std::make_shared<engine_event_s>();
     CLI::App* sub = app->add_subcommand("engine", "Make something happen to the software radio engine");

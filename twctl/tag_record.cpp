@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The members of a record have the names of the JSON form; rows below tell how the fields of the
+// binary form become them.
 #include "tag_record.hpp"
 
 #include <algorithm>
@@ -18,12 +20,14 @@ std::string textAt(const json& object, const char* key) {
     return member != object.end() && member->is_string() ? member->get<std::string>() : "";
 }
 
+// A member that is a whole number, or nothing.
 std::optional<std::int64_t> integerAt(const json& object, const char* key) {
     const auto member = object.find(key);
     return member != object.end() && member->is_number_integer() ? std::optional(member->get<std::int64_t>())
                                                                  : std::nullopt;
 }
 
+// {"data":{"idHex":"3034...",...},"timestamp":"...","type":"SIMPLE"}. False without an EPC.
 bool readJson(std::string_view text, tag_record_s* record) {
     const json root = json::parse(text, nullptr, false);
     if (!root.is_object() || !root.contains("data") || !root["data"].is_object()) {
@@ -36,6 +40,7 @@ bool readJson(std::string_view text, tag_record_s* record) {
     return !record->epc.empty();
 }
 
+// Milliseconds since 1970 as the JSON form writes a time.
 std::string localTime(std::uint64_t milliseconds) {
     const auto seconds = static_cast<std::time_t>(milliseconds / 1000);
     std::tm local{};
@@ -80,7 +85,8 @@ void takeNumbers(const json& fields, json* members) {
     }
 }
 
-// The texts, and words of memory in hex: "3000", or two words in eight digits.
+// The texts, and words of memory in hex: PC is one word ("3000"), XPC one or two of them. In the
+// reduced form the bytes of PC come low byte first.
 void takeTexts(const json& fields, bool reduced, json* members) {
     constexpr std::pair<const char*, const char*> texts[] = {{"mac", "MAC"},
                                                              {"host_name", "hostName"},
@@ -93,7 +99,7 @@ void takeTexts(const json& fields, bool reduced, json* members) {
             (*members)[member] = fields[field];
         }
     }
-    if (const std::string pc = textAt(fields, "pc"); pc.size() == 4) {  // reduced: low byte first
+    if (const std::string pc = textAt(fields, "pc"); pc.size() == 4) {
         (*members)["PC"] = reduced ? pc.substr(2) + pc.substr(0, 2) : pc;
     }
     if (const std::string xpc = textAt(fields, "xpc"); xpc.size() >= 4) {
@@ -104,6 +110,7 @@ void takeTexts(const json& fields, bool reduced, json* members) {
     }
 }
 
+// `reduced` is the form of a BEARING mode. False without an EPC.
 bool readBinary(std::string_view bytes, bool reduced, tag_record_s* record) {
     const std::optional<json> fields = binaryFields(bytes);
     if (!fields || !fields->contains("tag_id")) {
@@ -118,12 +125,14 @@ bool readBinary(std::string_view bytes, bool reduced, tag_record_s* record) {
     return true;
 }
 
+// Hex digits, of either case.
 bool beginsWith(std::string_view epc, std::string_view prefix) {
     return epc.size() >= prefix.size() &&
            std::equal(prefix.begin(), prefix.end(), epc.begin(),
                       [](unsigned char a, unsigned char b) { return std::tolower(a) == std::tolower(b); });
 }
 
+// RFC 4180, 2.6 and 2.7: quoted where a comma, a quotation mark or a line end stands in it.
 std::string csvField(const std::string& text) {
     if (text.find_first_of(",\"\r\n") == std::string::npos) {
         return text;
@@ -135,6 +144,7 @@ std::string csvField(const std::string& text) {
     return quoted + "\"";
 }
 
+// Whether a member is memory of a tag: "TID", or "USER[0-1]" for a range of words.
 bool isMemory(std::string_view name) {
     constexpr std::string_view banks[] = {"RESERVED", "EPC", "TID", "USER"};
     const std::string_view words = name.substr(std::min(name.find('['), name.size()));

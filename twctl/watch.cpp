@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// One thread waits for frames, signals, the clock and the end of standard output in one poll.
 #include "watch.hpp"
 
 #include <signal.h>
@@ -29,8 +30,10 @@ namespace {
 // Frames taken before the signals and the clock are looked at again.
 constexpr int framesInOneGo = 256;
 
+// What a step leads to: the next one, or the end. `silentlyDone` is the end of a pipe's reader.
 enum progress_e { goOn, enough, silentlyDone, trouble };
 
+// Owner of a descriptor.
 struct descriptor_s {
     int fd = -1;
     ~descriptor_s() {
@@ -51,6 +54,9 @@ int openSignals() {
     return signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
 }
 
+// Subscribes and binds or connects. A subscriber's number is the two bytes with which its
+// frames begin, low byte first, so the filter is ZeroMQ's. False, with a sentence, when it
+// cannot be done.
 bool attach(const watch_s& watch, void* socket) {
     if (watch.bind && hasLiveListener(watch.endpoint)) {
         std::fprintf(stderr, "twctl: %s: another process listens there, and would lose its frames\n",
@@ -70,6 +76,7 @@ bool attach(const watch_s& watch, void* socket) {
     return rc == 0;
 }
 
+// What the errno of a write leads to.
 progress_e afterWriting(int error) {
     if (error == 0) {
         return goOn;
@@ -81,7 +88,7 @@ progress_e afterWriting(int error) {
     return trouble;
 }
 
-// Of the live table on a terminal.
+// Time between two drawings of the live table on a terminal.
 constexpr std::chrono::milliseconds redrawInterval{500};
 
 // What has been shown, and what is to be said of what has not.
@@ -97,7 +104,7 @@ struct display_s {
     std::size_t drawn = 0;
 };
 
-// Reports are taken apart only for those who ask for it.
+// Whether reports must be taken apart, which costs more than printing them.
 bool needsRecords(const watch_s& watch) {
     return watch.form != form_e::lines || !wantsAll(watch.filter);
 }
@@ -115,6 +122,7 @@ bool isToBeShown(const watch_s& watch, std::string_view frame, tag_record_s* rec
     return isWanted(watch.filter, *record);
 }
 
+// Shows one frame, if it is wanted, and counts it.
 progress_e showFrame(const watch_s& watch, std::string_view frame, display_s* display) {
     tag_record_s record;
     if (!isToBeShown(watch, frame, &record, display)) {
@@ -156,6 +164,7 @@ progress_e showFrames(const watch_s& watch, void* socket, display_s* display) {
     return flushed == goOn ? progress : flushed;
 }
 
+// Columns that were asked for are all shown, with or without values.
 void chooseColumns(const watch_s& watch, live_table_s* table) {
     if (watch.form == form_e::live && !watch.columns.empty()) {
         table->columns.clear();
@@ -198,14 +207,14 @@ void tellOnce(bool happened, bool* told, const char* what) {
     }
 }
 
-// What a person should know who wonders where the reports are.
+// Why fewer reports are shown than have come; each reason is told once.
 void tellLeftOut(display_s* display) {
     tellOnce(display->unreadable, &display->toldUnreadable, "frames that are not tag reports are left out");
     tellOnce(display->withoutAntenna, &display->toldWithoutAntenna,
              "reports without an antenna are left out; the mode's \"tagMetaData\" must hold \"ANTENNA\"");
 }
 
-// Whichever is first. Nothing waits for ever while a live table is drawn.
+// The end of the watch or the next drawing, whichever comes first.
 deadline_t nextWake(const watch_s& watch, const display_s& display, const deadline_t& deadline) {
     if (!drawsLive(watch, display)) {
         return deadline;

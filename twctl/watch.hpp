@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// "twctl watch": the frames of one of the daemon's channels, one line each.
+// "twctl watch": the frames of one of the daemon's channels, one line each. Only one process
+// can bind an endpoint, so a second "watch" of the same channel is refused.
 #pragma once
 
 #include <array>
@@ -10,11 +11,12 @@
 
 #include "tag_record.hpp"
 
-// What can be watched. The daemon connects to these endpoints, so that the
-// client binds them.
+// What can be watched. The daemon connects to these endpoints, so the client binds them.
+// The first channel is that of the tag reports, for which alone filters and forms exist.
 struct channel_s {
     const char* name;      // the word on the command line
     const char* endpoint;  // where the daemon connects
+    // The line for a frame, without a newline.
     std::string (*decode)(std::string_view frame);
 };
 extern const std::array<channel_s, 3> channels;
@@ -23,13 +25,15 @@ extern const std::array<channel_s, 3> channels;
 // BINARY; there the daemon listens and the client connects.
 inline constexpr const char* tagTcpEndpoint = "tcp://127.0.0.1:5160";
 
-// How tag reports are shown; the other channels have lines alone.
+// How tag reports are shown: a line for each frame, comma-separated values, or the table of
+// live_table.hpp. The other channels have lines only.
 enum class form_e { lines, csv, live };
 
+// One run, as the command line asks for it.
 struct watch_s {
     const channel_s* channel = nullptr;
     std::string endpoint;
-    bool bind = true;                         // false: connect
+    bool bind = true;                         // false: connect, as to tcp port 5160
     std::optional<std::uint16_t> subscriber;  // only frames that begin with this number
     tag_filter_s filter;
     form_e form = form_e::lines;
@@ -38,7 +42,8 @@ struct watch_s {
     double seconds = 0.0;     // how long to watch; 0 is no limit
 };
 
-// Prints frames, of tag reports those that the filter wants, until `count`, `seconds`, SIGINT, SIGTERM, or
-// the end of the reader of standard output. The file of a bound endpoint is gone on return. Returns an
-// exit_status_e.
+// Prints frames, of tag reports those that the filter wants, until `count` of them are shown,
+// `seconds` are over, SIGINT or SIGTERM comes, or the reader of standard output goes away. The
+// file of a bound endpoint is gone on return. Blocks the two signals for good. Returns an
+// exit_status_e: exitNoAnswer when the time is over before `count`.
 int runWatch(const watch_s& watch);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The command line of "twctl watch".
+// The command line of "twctl watch": where frames come from, which ones are shown, and how.
 #include <algorithm>
 #include <memory>
 #include <string>
@@ -14,6 +14,7 @@
 
 namespace {
 
+// Subscribers count from 1; 0 has the tags that were read without a CRC.
 constexpr int highestSubscriber = 1024;
 
 // What the options of "watch" say, as they are parsed.
@@ -71,6 +72,8 @@ CLI::Validator frameCount() {
         "");
 }
 
+// Turns the options into a watch and runs it. Throws CLI::ValidationError for options that do
+// not go together and that the parser cannot tell apart.
 int startWatch(watch_options_s* options) {
     watch_s* watch = &options->watch;
     watch->channel = std::find_if(channels.begin(), channels.end(),
@@ -99,6 +102,7 @@ int startWatch(watch_options_s* options) {
     return runWatch(*watch);
 }
 
+// Bind by default; the three others connect.
 void addWhere(CLI::App* sub, watch_options_s* options) {
     CLI::Option* tcp = sub->add_flag("--tcp", options->tcp,
                                      "Connect to the daemon's tcp port 5160, where tag reports go while\n"
@@ -136,6 +140,7 @@ void addFilter(CLI::App* sub, tag_filter_s* filter) {
         ->expected(1);
 }
 
+// How frames are shown and when to end.
 void addForm(CLI::App* sub, watch_options_s* options) {
     watch_s* watch = &options->watch;
     CLI::Option* csv = sub->add_flag("--csv", options->csv, "Comma-separated values below a line of names");

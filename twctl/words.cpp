@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The rules of the commands are made from the headers in words/; what only the client knows is
+// in addOwnRules().
 #include "words.hpp"
 
 #include <algorithm>
@@ -18,8 +20,8 @@ namespace {
 using vocabulary::argument_s;
 using vocabulary::value_e;
 
-// The letters that stand for a value. The daemon takes a text where it expects a
-// number for 0, or ends on it, so none leaves from here.
+// The letters that stand for a value. The daemon takes a text that is not a number for 0, or
+// ends on it, so such a text is not sent.
 struct value_word_s {
     value_e value;
     const char* word;
@@ -126,6 +128,7 @@ std::vector<word_rule_s> makeRules() {
     return rules;
 }
 
+// Whether a typed word is the expected one, or a value that the expected letters stand for.
 bool isOf(const std::string& expected, const std::string& word) {
     for (const value_word_s& value : valueWords) {
         if (expected == value.word) {
@@ -141,6 +144,7 @@ struct word_parts_s {
     std::vector<std::string> values;  // empty: the fixed part is the whole word
 };
 
+// "stop_type=inventory|time" is the fixed part "stop_type=" and two values.
 word_parts_s partsOf(const std::string& expected) {
     const std::size_t equals = expected.find('=');
     if (equals == std::string::npos) {
@@ -160,6 +164,7 @@ bool isValueWord(const std::string& text) {
            }) != std::end(valueWords);
 }
 
+// The same as isOf for a word of a rule, with its value.
 bool matches(const std::string& expected, const std::string& word) {
     const word_parts_s parts = partsOf(expected);
     if (parts.values.empty()) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
-// The words of the subcommands: what may stand behind what. Help, completion and
-// the check before a request leaves walk the same table.
+// The words of the subcommands: what may stand behind what. Help, completion and the check
+// before a request leaves walk the same table. What the daemon takes comes from the headers in
+// words/, the rest are words of the client.
 #pragma once
 
 #include <string>
@@ -30,7 +31,7 @@ std::vector<std::string> wordsAfter(const std::vector<std::string>& words);
 // `reason` is a sentence about the first that may not.
 bool areWordsGood(const std::vector<std::string>& words, std::string* reason);
 
-// What a person may type behind `words`: each word as far as it is fixed.
+// What a person may type behind `words`: each word up to where its value begins.
 std::vector<std::string> completionsAfter(const std::vector<std::string>& words);
 
 // The words behind `line`, in lines that fit a terminal, the further ones behind `indent`.

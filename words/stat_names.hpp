@@ -7,20 +7,30 @@
 
 namespace vocabulary {
 
-inline constexpr std::string_view numTagReads = "numTagReads";                      // since the start
-inline constexpr std::string_view numTagReadsPerAntenna = "numTagReadsPerAntenna";  // by port
-inline constexpr std::string_view numRadioPacketsRxed = "numRadioPacketsRxed";      // of every type
-inline constexpr std::string_view numDataMessagesTxed = "numDataMessagesTxed";      // tag reports
-inline constexpr std::string_view cpuUtilization = "cpuUtilization";                // % of one processor
-inline constexpr std::string_view ramUtilization = "ramUtilization";                // % of the machine's
-inline constexpr std::string_view uptime = "uptime";                                // h:mm:ss
-inline constexpr std::string_view numErrors = "numErrors";                          // counted in the log
-inline constexpr std::string_view numWarnings = "numWarnings";                      // counted in the log
-inline constexpr std::string_view radioConnection = "radioConnection";              // a word
-inline constexpr std::string_view radioActivity = "radioActivity";                  // a word
-inline constexpr std::string_view temperature = "temperature";                      // degrees Celsius
-inline constexpr std::string_view antennas = "antennas";                            // a word, by port
-inline constexpr std::string_view aarEcho = "aarEcho";                              // array reader only
+// Counters since the start of the process: tags read, of the whole reader and by port; packets
+// of every type that the radio sent; messages with tag reports that left.
+inline constexpr std::string_view numTagReads = "numTagReads";
+inline constexpr std::string_view numTagReadsPerAntenna = "numTagReadsPerAntenna";
+inline constexpr std::string_view numRadioPacketsRxed = "numRadioPacketsRxed";
+inline constexpr std::string_view numDataMessagesTxed = "numDataMessagesTxed";
+
+// The process: percent of one processor since the last look, percent of the machine's memory at
+// its peak, hours:minutes:seconds.
+inline constexpr std::string_view cpuUtilization = "cpuUtilization";
+inline constexpr std::string_view ramUtilization = "ramUtilization";
+inline constexpr std::string_view uptime = "uptime";
+
+// Errors and warnings that were counted since the start, published or not.
+inline constexpr std::string_view numErrors = "numErrors";
+inline constexpr std::string_view numWarnings = "numWarnings";
+
+// The radio: "connected" or "disconnected", "active" or "inactive", degrees Celsius, the state of
+// each port, and the echoes of one channel of the array reader.
+inline constexpr std::string_view radioConnection = "radioConnection";
+inline constexpr std::string_view radioActivity = "radioActivity";
+inline constexpr std::string_view temperature = "temperature";
+inline constexpr std::string_view antennas = "antennas";
+inline constexpr std::string_view aarEcho = "aarEcho";
 
 // All of them. A heartbeat tells these unless "events" adds to them.
 inline constexpr std::string_view stats[] = {

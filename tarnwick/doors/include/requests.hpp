@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The main thread's wait loop, the command table behind the reply socket and
-// the console, and the handlers that belong to no other unit.
+// The main thread's wait loop, the command table behind the reply socket and the console, and
+// the handlers of the commands that do not belong to another unit.
 //
 // Replies are text for people and programs alike: "Success", "Success: " and
 // text, "Success:" with a newline and lines, or "Failure: " and a sentence.
@@ -20,18 +20,18 @@ struct MSG_BUF {
     std::int32_t source;  // 0: a line of the console, 1: the socket `responder`
 };
 
-// Gets the request's tokens, the command word first, and empties and fills the
-// reply. Returns 0, or -1 to end the loop after the reply has been sent.
+// Gets the request's tokens, of which the command word is the first, and replaces the reply.
+// Returns 0, or -1 to end the loop after the reply has been sent.
 using command_handler = int (*)(std::vector<std::string>* tokens, std::string* reply);
 
-// One command. `help` is what the client's user reads; it may be empty.
+// One command. `help` is its line in the reply to "help"; it may be empty.
 struct command_s {
     std::string_view name;
     command_handler handler;
     std::string_view help;
 };
 
-// All commands, in the order in which they are compared and listed.
+// All commands, in the order in which "help" lists them.
 extern const command_s commands[];
 extern const std::size_t nCommands;
 
@@ -39,15 +39,13 @@ extern const std::size_t nCommands;
 // there is none. Lives as long as processRequests. Main thread.
 extern int database_timer;
 
-// Serves requests until an `exit` request, SIGINT or SIGTERM. `cli` adds
-// standard input as a source of requests. Main thread. Returns 0, also at once
-// when its timer cannot be made.
+// Serves requests until an "exit" request, SIGINT or SIGTERM. `cli` adds standard input as a
+// source of requests. Main thread. Returns 0, and does so at once when the timer cannot be made.
 int processRequests(bool cli);
 
-// Waits for the next request; meanwhile takes the radio side's news, one
-// message a pass, serves the database timer, and publishes a heartbeat when one
-// is due and nothing waits. A signal becomes an "exit"
-// request from the console. Main thread. Returns 0.
+// Waits for the next request. Meanwhile it takes the radio side's news, one message in each
+// pass, serves the database timer, and publishes a heartbeat when one is due and no message
+// waits. A signal becomes an "exit" request from the console. Main thread. Returns 0.
 int GetNextRequest(MSG_BUF* msg, std::string* request, bool cli);
 
 // Finds the request's command and runs it. Main thread. Returns what the
@@ -58,7 +56,7 @@ int ProcessRequest(std::string* request, std::string* reply);
 // terminating NUL. Main thread. Returns 0.
 int SendReply(MSG_BUF msg, std::string* reply);
 
-// For SIGINT and SIGTERM: leaves a mark for the wait loop and does nothing else.
+// For SIGINT and SIGTERM: leaves a mark for the wait loop and does nothing else. Any thread.
 void s_signal_handler(int signal);
 
 // Command "exit". Main thread. Returns -1.
@@ -77,9 +75,8 @@ int startRXE(bool persist, std::string* reply);
 int cancel_database_timer();
 
 // Empties the engine's tag database and the additional keys, and disarms the
-// timer. A running radio is stopped for it and started again, without a word to
-// others; what fails is logged and the rest done all the same. Main thread.
-// Returns 0.
+// timer. A running radio is stopped for it and started again, without start and stop messages. A
+// step that fails is logged, and the next one follows. Main thread. Returns 0.
 int reset_database();
 
 // Count and log an error or a warning; with `publish` also an alarm on `events`.
@@ -88,22 +85,22 @@ int reset_database();
 int logError(std::string* text, bool publish);
 int logWarning(std::string* text, bool publish);
 
-// The heartbeat as compact JSON. Asks the radio only while it is idle. Main
+// The heartbeat as compact JSON with sorted keys. Asks the radio only while that is idle. Main
 // thread. Returns 1.
 int getHeartbeat(std::string* out);
 
-// Takes the antennas' state from the radio, if its firmware can tell it; each
-// change is an error. Main thread.
+// Takes the antennas' state from the radio, if its firmware can tell it. Each change counts as
+// an error, logged and published. Main thread.
 void updateDisconnectedAntennas();
 
-// Commands that tell what the process does and set what it tells by itself. Main
-// thread. Return 0; eventsHandler -1, which ends the loop, for a "stats" with
-// anything but strings.
+// The commands "status" and "events". Main thread. Return 0; eventsHandler returns -1, which ends
+// the loop, for "stats" with an element that is not a string.
 int statusHandler(std::vector<std::string>* tokens, std::string* reply);
 int eventsHandler(std::vector<std::string>* tokens, std::string* reply);
 
-// Small commands. Main thread. Return 0, failures are replies; only a part of
-// the time of "database_reset" that is not a number throws and ends the process.
+// The other commands. Main thread. Return 0, failures are replies. databaseResetHandler throws
+// std::invalid_argument or std::out_of_range for a part of the time that is not a number, which
+// ends the process.
 int databaseResetHandler(std::vector<std::string>* tokens, std::string* reply);
 int errorHandler(std::vector<std::string>* tokens, std::string* reply);
 int helpHandler(std::vector<std::string>* tokens, std::string* reply);

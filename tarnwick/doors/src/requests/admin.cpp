@@ -18,6 +18,8 @@ namespace requests {
 namespace {
 
 constexpr int highestPeakThreshold = 12;
+
+// In the working directory. The engine does not make the folder.
 constexpr const char* packetLogFileName = "logs/packet_log";
 
 // "<command> <value>" behind the "Success: " that stands in the reply.
@@ -33,7 +35,7 @@ void showPeakThreshold(const std::string& command, std::string* reply) {
     sprintfStrAppend(reply, "%s %d", command.c_str(), value);
 }
 
-// Of the number only the low byte counts, also for the test of its range.
+// Quirk: only the low byte of the number counts, also in the range check: 256 is 0.
 void changePeakThreshold(const std::string& command, const std::string& text, std::string* reply) {
     std::uint32_t errors = 0;
     const int value = strToInt32(text, &errors) & 0xFF;
@@ -57,6 +59,7 @@ bool stopPacketLog() {
     return RXE_disablePacketLogging() == 0;
 }
 
+// A log that runs is closed first.
 bool restartPacketLog() {
     RXE_disablePacketLogging();
     return RXE_enablePacketLogging(packetLogFileName) == 0;
@@ -115,7 +118,7 @@ int loggingHandler(std::vector<std::string>* tokens, std::string* reply) {
     }
     const auto* state = std::ranges::find(vocabulary::packetLogStates, value, &vocabulary::choice_s::word);
     if (state == std::end(vocabulary::packetLogStates)) {
-        // The text has always named the parameter packet_log.
+        // Quirk: the text calls the parameter packet_log.
         sprintfStr(reply,
                    "Failure: %s is not an acceptable value for packet_log (acceptable values are: ON or OFF)",
                    value.c_str());

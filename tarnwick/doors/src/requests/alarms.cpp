@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Errors and warnings that the reader's other software is to know of, and the
-// temperatures among them.
+// Alarms: errors and warnings that are counted, logged and, where they concern the reader's
+// other software, published on `events`. Main thread.
 #include <zmq.h>
 
 #include <cstdlib>
@@ -25,12 +25,14 @@ namespace {
 std::int8_t prev_reported_amb_temp = noTemperature;
 std::int8_t prev_reported_pa_temp = noTemperature;
 
-// Above these a reading is looked at, whatever the limits of `events` are.
+// Degrees Celsius. Readings up to these are ignored, also where the limits that `events` sets
+// are lower.
 constexpr std::int8_t amb_temp_threshold = 75;
 constexpr std::int8_t pa_temp_threshold = 105;
 
 constexpr int hysteresis = 5;  // degrees Celsius
 
+// Where a temperature is kept, and what is said of it.
 struct thermometer_s {
     std::int8_t* current;
     std::int8_t* reported;
@@ -63,7 +65,10 @@ void noteCritical(const thermometer_s& thermometer, std::int8_t celsius) {
     logError(&text, true);
 }
 
-// The text may hold what the engine wrote, which need not be UTF-8.
+// {"component":"TW","data":{"eventNum":7,"message":"..."},"timestamp":"...","type":"error"}
+//
+// `number` counts the errors, or the warnings, since the start. The message may hold text of
+// the engine, of which bytes that are not UTF-8 become U+FFFD.
 void publishAlarm(const char* type, std::uint64_t number, const std::string& message) {
     timeval now{};
     gettimeofday(&now, nullptr);

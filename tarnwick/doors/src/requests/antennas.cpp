@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Which antennas are lost and which power amplifiers have failed.
+// Which antennas are lost and which power amplifiers have failed. Main thread.
 #include <algorithm>
 
 #include "engine_io/parameters.hpp"
@@ -15,14 +15,14 @@ std::array<bool, alarmPorts> disconnected_antenna{};
 
 namespace {
 
-// By port, set once and for all. Written and read by noteAmplifierFailure.
+// By port; an entry is never cleared. Written and read by noteAmplifierFailure.
 std::array<bool, alarmPorts> problematic_PAs{};
 
 }  // namespace
 
 std::pair<unsigned, unsigned> reportedPorts() {
-    const unsigned count = std::min<unsigned>(readerFacts.max_ants, alarmPorts - 1);
-    // With no port at all the range is empty also where it begins with 0.
+    const unsigned count = std::min<unsigned>(max_ants, alarmPorts - 1);
+    // A reader without ports has the empty range 1 to 0.
     return thisModel().arrayReader && count > 0 ? std::pair{0U, count - 1} : std::pair{1U, count};
 }
 

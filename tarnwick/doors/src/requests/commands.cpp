@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The command table, the way from a request to its handler, and the commands
-// that are no more than a line.
+// The command table, the search in it, and the handlers that are a line or two. Main thread.
 #include "command_words.hpp"
 #include "logger.hpp"
 #include "mode_request.hpp"
@@ -29,8 +28,8 @@ int askRadioThread(std::vector<std::string>* tokens, std::string* reply) {
 constexpr auto dataAnalyticsHandler = askRadioThread;
 constexpr auto subscribersHandler = askRadioThread;
 
-// A JSON text that was typed with blanks comes in several tokens and is one
-// again here; blanks inside its strings are lost.
+// A JSON text with blanks in it comes in several tokens, which are joined again. Quirk: blanks
+// inside its strings are lost.
 int modeHandler(std::vector<std::string>* tokens, std::string* reply) {
     *reply = "Success";
     if (tokens->size() > 2) {
@@ -40,6 +39,7 @@ int modeHandler(std::vector<std::string>* tokens, std::string* reply) {
     return handleModeRequest(tokens, reply);
 }
 
+// A row of the table: what the words say, and who serves it.
 constexpr command_s row(const vocabulary::command_s& words, command_handler handler) {
     return {words.word, handler, words.help};
 }

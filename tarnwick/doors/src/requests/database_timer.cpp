@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The reset of the engine's tag database: when it is full, or by a one-shot timer
-// at a quiet hour after it has become nearly full; and the command that sets the hour.
+// The reset of the engine's tag database, at once when it is full, or by a one-shot timer at a
+// quiet hour after it has become nearly full; and the command that sets the hour. Main thread.
 #include <sys/timerfd.h>
 #include <unistd.h>
 
@@ -50,8 +50,8 @@ void setTimer(const itimerspec& timer) {
     }
 }
 
-// The next time the clock shows the reset time. Left to mktime: a day of 23 or
-// 25 hours, and the last day of a month.
+// The next moment at which the clock shows the reset time, today or tomorrow. mktime handles
+// days of 23 and 25 hours and the end of a month.
 tm nextReset() {
     const time_t now = time(nullptr);
     tm local{};
@@ -94,7 +94,7 @@ void scheduleDatabaseReset(const DB_WARNING_s& filling) {
     timer.it_value.tv_sec = mktime(&reset);
     setTimer(timer);
 
-    // A warning that could not be decoded comes with zeros.
+    // A warning that could not be decoded arrives with zeros.
     const std::uint64_t capacity = std::uint64_t{filling.used} + filling.free;
     const std::uint64_t percent = capacity == 0 ? 0 : std::uint64_t{100} * filling.used / capacity;
     char moment[64] = {};

@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: MIT
-// The command "events": what heartbeats tell and which alarms are published.
+// The command "events": what heartbeats tell and which alarms are published. Main thread.
+//
+//   events                                                shows what is in force
+//   events {"heartbeat": {"period": 30, "stats": [...]}}   changes one group or more
 #include <iostream>
 #include <iterator>
 #include <limits>
@@ -30,7 +33,7 @@ std::vector<std::string> heartbeat_stats = default_heartbeat_stats;
 
 namespace {
 
-// A request as far as it has been read; nothing is in force before all of it is.
+// What a request sets. It takes effect when the whole request has been read without a failure.
 struct events_settings_s {
     report_error_s errors;
     report_warning_s warnings;
@@ -38,6 +41,7 @@ struct events_settings_s {
     std::vector<std::string> newStats;
 };
 
+// `settingsFatal` is the failure that ends the daemon.
 enum result_e { settingsRead, settingsRefused, settingsFatal };
 
 // A switch of a group: its key and its place.
@@ -58,6 +62,7 @@ constexpr switch_s<report_warning_s> warningSwitches[] = {
     {"database", &report_warning_s::database},
 };
 
+// A temperature limit: its key and its place.
 struct limit_s {
     const char* key;
     std::int16_t report_warning_s::*place;
@@ -90,6 +95,7 @@ result_e readErrors(const json& object, events_settings_s* settings, std::string
     return readSwitches(object, errorSwitches, &settings->errors, reply) ? settingsRead : settingsRefused;
 }
 
+// The temperatures first: the first key that fails is the reply.
 result_e readWarnings(const json& object, events_settings_s* settings, std::string* reply) {
     json temperature;
     if (getJsonValueObject(&object, "temperature", &temperature, reply) != 0) {
@@ -119,12 +125,12 @@ result_e readHeartbeat(const json& object, events_settings_s* settings, std::str
         }
         settings->newStats.push_back(*name);
     }
-    // The upper half of the range is negative from here on, which is not a pause at all.
+    // Quirk: a period above 2147483647 becomes negative, and heartbeats follow without pause.
     settings->period = std::chrono::seconds(static_cast<std::int32_t>(period));
     return settingsRead;
 }
 
-// Each may be absent, but one that is there must be complete.
+// A group of settings. It may be absent; one that is there must be complete.
 struct group_s {
     const char* key;
     result_e (*read)(const json& object, events_settings_s* settings, std::string* reply);
@@ -168,7 +174,7 @@ int eventsHandler(std::vector<std::string>* tokens, std::string* reply) {
         showSettings(reply);
         return 0;
     }
-    // Blanks that were typed between tokens are gone, also inside strings.
+    // Quirk: blanks between the tokens are gone, also those inside strings.
     const std::string request = joinStrings({tokens->begin() + 1, tokens->end()}, "");
     std::cout << request << std::endl;
     json root;

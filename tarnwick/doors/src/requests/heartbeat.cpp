@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The heartbeat, and the sources that it shares with the `status` command.
+// The heartbeat, and the sources that it shares with the `status` command. Main thread; the
+// counters are written by the engine thread and read here without a lock.
 #include <algorithm>
 #include <iterator>
 #include <nlohmann/json.hpp>
@@ -35,7 +36,8 @@ constexpr counter_stat_s counters[] = {
     {vocabulary::numWarnings, getWarningCount},
 };
 
-// What a heartbeat tells beside the counters. `active` is whether the radio runs.
+// What a heartbeat tells besides the counters. `active` is whether the radio runs: then the
+// engine is not asked, and the last news are told.
 using stat_to_json = void (*)(bool active, json* out);
 struct heartbeat_stat_s {
     std::string_view name;
@@ -59,6 +61,7 @@ constexpr heartbeat_stat_s otherStats[] = {
     {vocabulary::aarEcho, [](bool, json* out) { getEchoStateJson(out); }},
 };
 
+// A name that is not known adds nothing, as the echoes on a reader without an array.
 void addStat(const std::string& name, bool active, json* data) {
     if (const counter_stat_s* counter = findCounter(name)) {
         (*data)[name] = counter->read();
@@ -70,8 +73,8 @@ void addStat(const std::string& name, bool active, json* data) {
     }
 }
 
-// Two packets a second are a running radio, which is not to be disturbed with
-// questions.
+// Two packets a second, over the last period, are a running radio, which must not be disturbed
+// with questions. Otherwise the engine is asked.
 bool isRadioActive() {
     if (std::cmp_greater_equal(get_num_RXE_packets_since_last_time(), 2 * heartbeat_period.count())) {
         return true;
@@ -80,9 +83,10 @@ bool isRadioActive() {
     return isStartOngoing();
 }
 
-// The channel index of the next echo state. Written and read by getEchoStateJson.
+// The channel index of the next echo state, from 0. Written and read by getEchoStateJson.
 std::uint8_t echoChannel = 0;
 
+// In place of a frequency in kHz.
 constexpr std::uint32_t channelNotEnabled = 0xFFFFFFFF;
 
 }  // namespace

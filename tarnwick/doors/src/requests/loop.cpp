@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The main thread's one wait, and the way of a request through it.
+// The main thread's one wait: for requests, news of the radio side, the database timer, the
+// console, signals and the time of the next heartbeat.
 #include <poll.h>
 #include <signal.h>
 #include <sys/timerfd.h>
@@ -41,7 +42,7 @@ using std::chrono::system_clock;
 // When the next heartbeat is due; at the first idle wait after start. Main thread.
 system_clock::time_point heartbeat_timeout{};
 
-// What has come of the console's next line. Main thread.
+// The beginning of the console's next line. Written and read by takeConsoleLine. Main thread.
 std::string unfinishedLine;
 
 constexpr std::int32_t consoleSource = 0;
@@ -50,8 +51,8 @@ constexpr std::int32_t responderSource = 1;
 // Pause after a failed wait, so that a lasting failure does not take the processor.
 constexpr useconds_t pollFailurePause = 1'000'000;  // microseconds
 
-// A signal that comes between the look at its mark and the wait interrupts
-// nothing. The mark is then seen after this time at the latest.
+// A signal that comes after its mark was read and before the wait begins does not interrupt the
+// wait. The mark is then seen after this time at the latest.
 constexpr milliseconds longestWait{1'000};
 
 // The places of the poll set, in the order in which they are served.
@@ -65,10 +66,9 @@ void installSignalHandler() {
     sigaction(SIGTERM, &action, nullptr);
 }
 
-// Takes one request from the reply socket, if there is one: the socket is ready
-// also for a message without a proper envelope, which the library discards while
-// it looks for the next one. Not to wait here keeps the loop alive then. Any
-// other failure leaves *request as it was, to be dispatched as it is.
+// Takes one request from the reply socket, if there is one. The socket is also ready for a
+// message without a proper envelope, which the library discards; a receive that waits would
+// then stop the loop. Any other failure leaves *request as it was, to be dispatched as it is.
 bool takeRequest(std::string* request) {
     zmq_msg_t message;
     zmq_msg_init(&message);
@@ -81,20 +81,19 @@ bool takeRequest(std::string* request) {
     return taken;
 }
 
-// A request is one frame. A client that sends more has them discarded, since the
-// socket gives no reply, and so takes no other client's request, before it has
-// delivered all of them.
+// A request is one frame. Further frames are received and dropped: before that the socket takes
+// no reply, and so no request of another client.
 void discardFurtherFrames() {
     std::string discarded;
     while (hasMoreFrames(responder) && zmq_recv_string(responder, &discarded) == 0) {
     }
 }
 
-// Takes one line without its newline from the console, which must be ready. False while
-// the line is unfinished: what has come of it is kept, so that a signal or another
-// request need not wait for the rest. Byte by byte, since a next line in a buffer of ours
-// would not wake the next wait. At the end of the input its last line counts as finished,
-// and after it empty lines come, one for each call.
+// Takes one line without its newline from the console, which must be ready. False while the
+// line is unfinished; what has come is kept, so that signals and other requests do not wait for
+// the rest. Reads byte by byte: a second line in a buffer of this process would not wake the
+// next wait. At the end of the input the last line counts as finished; after it each call takes
+// an empty line.
 bool takeConsoleLine(std::string* line) {
     pollfd console{STDIN_FILENO, POLLIN, 0};
     char next = 0;
@@ -110,14 +109,14 @@ bool takeConsoleLine(std::string* line) {
     return false;
 }
 
-// When an idle wait that begins now ends, with a heartbeat. The time of day counts
-// only here: a clock that is set meanwhile neither shortens nor stretches the wait.
+// When an idle wait that begins now ends with a heartbeat. The time of day is read only here: a
+// clock that is set during the wait does not change its length.
 steady_clock::time_point endOfIdleWait() {
     const auto left = std::chrono::duration_cast<milliseconds>(heartbeat_timeout - system_clock::now());
     return steady_clock::now() + std::max(left, milliseconds(0));
 }
 
-// Without a listener it is dropped.
+// Publishes a heartbeat, which ZeroMQ drops without a listener, and sets the time of the next.
 void sendHeartbeat() {
     std::string heartbeat;
     getHeartbeat(&heartbeat);

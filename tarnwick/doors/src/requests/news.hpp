@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What the wait loop serves besides requests. Main thread.
+// What the wait loop serves besides requests. Main thread. Neither function waits.
 #pragma once
 
 #include "rxe.h"

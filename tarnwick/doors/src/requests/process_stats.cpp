@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// How much processor, memory and time the process has used.
+// How much processor, memory and time the process has used (getrusage(2), sysinfo(2)).
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/sysinfo.h>

@@ -49,8 +49,7 @@ std::string stopCauseText(std::uint16_t cause) {
     return row == stopCauses.end() ? "Unknown Stop Cause" + std::to_string(cause) : std::string(row->text);
 }
 
-// ---- payload decoders. Each row of the table sees to it that the payload is
-// ---- long enough.
+// ---- payload decoders. The table has the least length of each payload.
 
 std::uint8_t byteAt(std::string_view payload, std::size_t index) {
     return static_cast<std::uint8_t>(payload[index]);
@@ -79,13 +78,13 @@ void onError(std::string_view payload) {
     logError(&text, report_error.tarnwick);
 }
 
-// The switch is that of the errors, though the message is a warning.
+// Quirk: the switch is that of the errors, although the message is a warning.
 void onWarning(std::string_view payload) {
     std::string text(payload);
     logWarning(&text, report_error.tarnwick);
 }
 
-// Antenna 0 is what an unknown work item gives, and no antenna.
+// Antenna 0 stands for an olio that is not known, and is not an antenna.
 void onAntenna(std::string_view payload, bool disconnected) {
     if (const std::uint16_t port = txAntennaOf(payload); port != 0) {
         noteAntenna(port, disconnected);
@@ -101,7 +100,7 @@ void onApiError(std::string_view payload) {
 void onRunEnded(std::string_view payload) {
     const auto run = recordOf<START_INFO_s>(payload);
     most_recent_done_state_string = stopCauseText(run.stopCause);
-    // Single precision is what the line has always shown.
+    // Quirk: single precision, so that a long run shows fewer digits.
     const double seconds = static_cast<double>(static_cast<float>(run.duration)) / 1'000'000;
     logInfo("requests", " duration: ", seconds, " seconds, total tag reads: ", run.tagReads,
             ", total rounds: ", run.rounds, ", stop cause: ", most_recent_done_state_string);
@@ -131,7 +130,7 @@ void onErrorLog(std::string_view payload) {
     logError(&text, report_error.radio);
 }
 
-// A message with less payload than its handler reads is ignored, as is one with
+// By topic. A message with less payload than its handler reads is ignored, and so is one with
 // an unknown topic.
 struct news_s {
     std::string_view topic;

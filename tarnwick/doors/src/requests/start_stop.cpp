@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The commands "start" and "stop". Whether the radio runs is the engine's
-// knowledge: it is asked each time and nothing is remembered here.
+// The commands "start" and "stop". Only the engine knows whether the radio runs; it is asked
+// each time. Main thread.
 #include "command_words.hpp"
 #include "logger.hpp"
 #include "radio.hpp"
@@ -26,7 +26,7 @@ constexpr const char* autoStartFile = "autoStart.txt";
 constexpr const char* startOngoing =
     "Failure: Start currently ongoing. Issue a stop prior to issuing a start.";
 
-// A failure shows in the log alone: neither the reply nor the counters tell of it.
+// "true" or "false". A failure is logged; it changes neither the reply nor the counters.
 void recordAutoStart(std::string_view wanted) {
     std::string cause;
     if (!replaceFile(autoStartFile, wanted, &cause)) {
@@ -47,8 +47,8 @@ int startOnce(std::vector<std::string>* /*tokens*/, std::string* reply) {
     return startRXE(false, reply);
 }
 
-// "start sim <tags per second>": tags made up by the engine itself. Nothing
-// tells whether the radio runs, and no listener is told of the start.
+// "start sim <tags per second>": tags that the engine makes up. Quirk: a running radio is not
+// asked for, autoStart.txt stays as it is, and the start is not announced.
 int startFakeTags(std::vector<std::string>* tokens, std::string* reply) {
     if (tokens->size() < 3) {
         *reply = "Failure: sim requires tps";
@@ -70,8 +70,8 @@ int leadingNumber(const std::string& text) {
     return static_cast<int>(std::clamp<long>(std::strtol(text.c_str(), nullptr, 10), INT_MIN, INT_MAX));
 }
 
-// "start sim_bearing <tags per second> <array reader>": the simulator in the
-// engine's place. Whether its files are good shows only on standard output.
+// "start sim_bearing <tags per second> <array reader>": the simulator in place of the engine.
+// What is wrong with its files is told on standard output only.
 int startBearings(std::vector<std::string>* tokens, std::string* reply) {
     if (isStartOngoing()) {
         *reply = startOngoing;
@@ -116,7 +116,7 @@ int startRXE(bool persist, std::string* reply) {
     if (refused("RXE_resetDb()", RXE_resetDb(), reply)) {
         return 0;
     }
-    // The database is empty, so a reset that was due because it filled up is not.
+    // The database is empty, so a reset that was scheduled because it filled up is not needed.
     cancel_database_timer();
     if (refused("RXE_start()", RXE_start(), reply)) {
         return 0;
@@ -152,7 +152,7 @@ int stopHandler(std::vector<std::string>* /*tokens*/, std::string* reply) {
         return 0;
     }
     *reply = "Success";
-    // Also after a start that left the file alone: a stop is always an intention.
+    // Also after "start doNotPersistState": there is no stop that leaves the file alone.
     recordAutoStart("false");
     send_radio_stop_message();
     return 0;

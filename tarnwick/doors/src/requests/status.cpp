@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
-// The command "status": what a heartbeat tells, asked for, and written in a
-// format of its own: members in a fixed order, a blank behind most colons.
+// The command "status": the stats of a heartbeat as text that has the shape of JSON, with the
+// members in a fixed order and a blank behind most colons. Unlike a heartbeat it always asks
+// the radio. Main thread.
 #include <algorithm>
 #include <iterator>
 #include <nlohmann/json.hpp>
@@ -53,6 +54,7 @@ void appendAntennas(std::string* out) {
     appendByPort(states, append, out);
 }
 
+// 15 is "1.5".
 void appendTenths(int tenths, std::string* out) {
     sprintfStrAppend(out, "%d.%d", tenths / 10, tenths % 10);
 }
