@@ -10,7 +10,9 @@
 #include "engine_io/channels.hpp"
 #include "logger.hpp"
 #include "radio.hpp"
-#include "reader_facts.hpp"
+#include "rxe_intfc.hpp"
+#include "stat_names.hpp"
+#include "support/temp_dir.hpp"
 
 namespace {
 
@@ -108,6 +110,9 @@ TEST(Events, theListOfStatsGrowsAndALongPeriodIsNone) {
               "Success");
     EXPECT_THAT(ask("events"), HasSubstr(R"("period":-1,"stats":["numTagReads",)"));
     EXPECT_THAT(ask("events"), HasSubstr(R"("antennas","aarEcho","uptime","weather"]})"));
+    const json schema = json::parse(readTextFile(TARNWICK_SOURCE_DIR "/docs/events.schema.json"));
+    EXPECT_EQ(schema["properties"]["heartbeat"]["properties"]["stats"]["items"]["enum"],
+              json(vocabulary::stats));
     EXPECT_EQ(heartbeat()["data"].size(), 13U) << "neither twice nor unknown";
 }
 
