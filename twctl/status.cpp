@@ -51,7 +51,7 @@ std::string countsByPort(const ordered_json& value) {
 // {"1": "connected", "2": "disconnected"} as "1 connected; 2 disconnected"
 std::string antennas(const ordered_json& value) {
     std::string text;
-    for (const char* state : {"connected", "disconnected"}) {
+    for (const char* state : {vocabulary::connected, vocabulary::disconnected}) {
         std::string ports;
         for (const auto& [port, word] : value.items()) {
             ports += word == state ? (ports.empty() ? "" : ", ") + port : "";

@@ -9,6 +9,7 @@
 #include <span>
 #include <sstream>
 
+#include "beam_grid.hpp"
 #include "command_words.hpp"
 #include "configrxe_words.hpp"
 #include "sockets.hpp"
@@ -106,7 +107,7 @@ void addOwnRules(std::vector<word_rule_s>* rules) {
         {"watch", namesOf(channels, &channel_s::name)},
         {"beam", "N"},
         {"beam N", "N"},
-        {"beam N N", "TOTAL THETA PHI RHCP LHCP"},
+        {"beam N N", joinWords({beam_grid::polarizationNames.begin(), beam_grid::polarizationNames.end()})},
         {"engine", "gpi antenna pa temperature fail enter move leave database error apiError fault"},
         {"engine gpi", "N"},
         {"engine gpi N", "low high"},

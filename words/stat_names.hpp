@@ -32,7 +32,13 @@ inline constexpr std::string_view temperature = "temperature";
 inline constexpr std::string_view antennas = "antennas";
 inline constexpr std::string_view aarEcho = "aarEcho";
 
-// All of them. A heartbeat tells these unless "events" adds to them.
+// The two words of the connection, which an antenna has too, and of the activity.
+inline constexpr char connected[] = "connected";
+inline constexpr char disconnected[] = "disconnected";
+inline constexpr char active[] = "active";
+inline constexpr char inactive[] = "inactive";
+
+// All stats. A heartbeat tells these unless "events" adds to them.
 inline constexpr std::string_view stats[] = {
     numTagReads,
     numTagReadsPerAntenna,

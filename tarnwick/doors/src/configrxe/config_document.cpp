@@ -4,14 +4,12 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
-#include "configrxe.hpp"
-#include "configrxe/config_ids.hpp"
-#include "engine_io/olios.hpp"
-#include "engine_io/packets.hpp"
-#include "engine_io/parameter_io.hpp"
-#include "engine_io/parameters.hpp"
-#include "engine_io/records_json.hpp"
-#include "reader_facts.hpp"
+#include "configrxe_words.hpp"
+#include "reader_model.hpp"
+#include "rxe_intfc.hpp"
+#include "rxe_intfc/config_ids.hpp"
+#include "rxe_intfc/parameter_io.hpp"
+#include "rxe_intfc/records_json.hpp"
 #include "util.hpp"
 
 namespace {
@@ -251,9 +249,10 @@ int getTxDelayIntervalJson(std::string* reply, json* out) {
     if (getTxDelayInterval(&type, &duration) != RXE_OK) {
         return failWith(reply, "Failure: error getting txDelayInterval");
     }
-    const std::string name = type == 1   ? "noReads"
-                             : type == 2 ? "noUniqueReads"
-                                         : sprintfStr("unknown: 0x%02x", type);
+    const auto& types = vocabulary::configrxe_words::tx_delay_interval::types;
+    const auto* row = std::ranges::find(types, type, &vocabulary::choice_s::value);
+    const std::string name =
+        row != std::end(types) ? std::string(row->word) : sprintfStr("unknown: 0x%02x", type);
     (*out)[key] = type == 0 ? json("disabled") : json({{"type", name}, {"duration", duration}});
     return 0;
 }

@@ -147,7 +147,8 @@ void writeStartConditions(const section_request_s& request) {
         return;
     }
     const RXE_API_STATUS status = setGPIOStart(0, 0, 0, 0, 0);
-    answerWrite(request, status, status == RXE_OK ? itemOf(request) : "stopconditions");
+    answerWrite(request, status,
+                std::string((status == RXE_OK ? request.section : word::stop_conditions::section).word));
 }
 
 }  // namespace rxe_intfc

@@ -109,7 +109,9 @@ int loggingHandler(std::vector<std::string>* tokens, std::string* reply) {
 
     *reply = "Success: ";
     if (tokens->size() <= 1) {
-        sprintfStrAppend(reply, "radioPacketLog: %s", rxe_packet_log_running ? "ON" : "OFF");
+        const auto* state = std::ranges::find(vocabulary::packetLogStates, rxe_packet_log_running ? 1 : 0,
+                                              &vocabulary::choice_s::value);
+        reply->append(vocabulary::radioPacketLog.name).append(": ").append(state->word);
         return 0;
     }
     std::string value;

@@ -97,11 +97,11 @@ const counter_stat_s* findCounter(std::string_view name) {
 }
 
 const char* connectionWord(bool connected) {
-    return connected ? "connected" : "disconnected";
+    return connected ? vocabulary::connected : vocabulary::disconnected;
 }
 
 const char* activityWord(bool active) {
-    return active ? "active" : "inactive";
+    return active ? vocabulary::active : vocabulary::inactive;
 }
 
 clock_time_s getUptime() {

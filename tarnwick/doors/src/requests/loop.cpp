@@ -16,6 +16,7 @@
 #include <iostream>
 #include <utility>
 
+#include "command_words.hpp"
 #include "logger.hpp"
 #include "requests.hpp"
 #include "requests/news.hpp"
@@ -141,7 +142,7 @@ int GetNextRequest(MSG_BUF* msg, std::string* request, bool cli) {
     steady_clock::time_point idleEnd = endOfIdleWait();
     for (bool received = false; !received;) {
         if (s_interrupted.load(std::memory_order_relaxed) != 0) {
-            *request = "exit";
+            *request = vocabulary::exit.word;
             msg->source = consoleSource;
             return 0;
         }
