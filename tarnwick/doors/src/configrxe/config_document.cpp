@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: MIT
 // The document of the engine's state, read back parameter by parameter: this program's own
 // memory of what it wrote is not looked at. Main thread, also while the radio runs.
+//
+//   {"aarHeight":"not supported","accesses":[...],"blockSize":4,"cableLoss":[...],...}
+//
+// Each getter adds one key and returns 0, or puts a failure text into *reply and returns -1.
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
@@ -20,10 +24,12 @@ using rxe_intfc::hasFourGPIs;
 using rxe_intfc::id_range_s;
 using rxe_intfc::readParameter;
 
+// In place of the value of what this reader does not have.
 constexpr const char* notSupported = "not supported";
 
 // ---------------------------------------------------------- records that have ids
 
+// kHz, and dBm with one decimal.
 int channel_to_json(const CHANNEL_s* channel, json* out) {
     (*out)["frequency"] = channel->frequency;
     (*out)["maxPower"] = channel->maxPower / 10.0;
@@ -56,6 +62,7 @@ int readSlot(std::string* reply, const slots_s<Record>& slots, int id, Record* r
 }
 
 template <class Record>
+// One record by its id, also a disabled one, of which only the id is shown.
 int getSlot(std::string* reply, json* out, int id, const slots_s<Record>& slots) {
     Record record{};
     if (!rxe_intfc::isIn(slots.range, id)) {
@@ -92,10 +99,12 @@ int listEnabled(std::string* reply, json* out, const slots_s<Record>& slots, con
 constexpr slots_s<OLIO_s> olioSlots{rxe_intfc::olioIds, RXE_PARAM_OLIO, "Failure: error getting olio",
                                     nullptr};
 
+// Those before the first disabled one: this program fills the ids without a gap.
 int getEnabledOlios(std::string* reply, json* out) {
     return getEnabledOlio(reply, out, 0);
 }
 
+// Selects and challenges share the slots. A challenge is the one with a crypto suite.
 int getEnabledSelects(std::string* reply, json* out) {
     json slots;
     if (listEnabled(reply, &slots, selectSlots, "slots") != 0) {
@@ -129,6 +138,7 @@ int getEnabledIDFilters(std::string* reply, json* out) {
 // ------------------------------------------------------- start, stop and ports
 
 template <class Record, class ToJson>
+// A record of its own, whole, as an object under the key.
 int getRule(std::string* reply, json* out, unsigned id, const char* key, const char* failure, ToJson toJson) {
     Record record{};
     if (readParameter(id, &record) != RXE_OK) {
@@ -174,6 +184,7 @@ int getGPIODir(std::string* reply, json* out) {
 
 // ------------------------------------------------------------ packets and fields
 
+// By name; a type that this program does not know by its number, "0x10fe".
 int getEnabledPackets(std::string* reply, json* out) {
     json list = json::array();
     for (unsigned word = 0; word < RXE_PACKET_BIT_WORDS; ++word) {
@@ -204,6 +215,7 @@ int getCustomFields(std::string* reply, json* out) {
 
 // --------------------------------------------------------------- single settings
 
+// A byte that is 0 or not.
 int getFlag(std::string* reply, json* out, unsigned id, const char* key, const char* failure) {
     std::uint8_t value = 0;
     if (readParameter(id, &value) != RXE_OK) {
@@ -239,6 +251,7 @@ int getRSSIDetectFilter(std::string* reply, json* out) {
     return 0;
 }
 
+// {"type":"noReads","duration":40}, the duration in ms, or "disabled".
 int getTxDelayIntervalJson(std::string* reply, json* out) {
     constexpr const char* key = "txDelayInterval";
     if (!readerFacts.txDelayIntervalSupported) {
@@ -296,6 +309,7 @@ int getDynamicRangeJson(std::string* reply, json* out) {
     return 0;
 }
 
+// [{"antenna":1,"cableLoss":1.5},...] in dB.
 int getCableLossJson(std::string* reply, json* out) {
     if (!readerFacts.cableLossSupported) {
         (*out)["cableLoss"] = notSupported;
@@ -376,6 +390,7 @@ int getIDFilter(std::string* reply, json* out, int id) {
     return getSlot(reply, out, id, filterSlots);
 }
 
+// The olios of the document, or one alone with what its masks stand for.
 int getEnabledOlio(std::string* reply, json* out, int id) {
     const bool all = id == 0;
     if (!all && !rxe_intfc::isIn(rxe_intfc::olioIds, id)) {
@@ -410,6 +425,7 @@ int getPeakThreshold(std::string* reply, json* out) {
     return 0;
 }
 
+// How the array reader estimates a bearing. Quirk: "unkonwn".
 int getMonoOrCOM(std::string* reply, json* out) {
     constexpr const char* texts[] = {"monopulse for az and el", "monopulse for el/COM and az",
                                      "monopulse for az/COM and el", "COM for az and el"};

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-#include "configrxe/config_request.hpp"
+// The words of a request are few, so each look at one walks through all of them.
+#include "rxe_intfc/config_request.hpp"
 
 #include <algorithm>
 #include <cstdlib>
@@ -13,6 +14,7 @@ using vocabulary::argument_s;
 using vocabulary::choice_s;
 using vocabulary::configrxe_words::id_e;
 
+// "disabled" and "disable=1" count as well.
 bool saysDisable(const section_request_s& request) {
     return std::ranges::any_of(request.words, [](const std::string& word) {
         return word.starts_with(vocabulary::configrxe_words::disable.name);
@@ -23,6 +25,7 @@ bool hasWord(const section_request_s& request, const argument_s& argument) {
     return std::ranges::find(request.words, argument.name) != request.words.end();
 }
 
+// Of "12kHz" it is 12.
 std::int64_t numberOf(const std::string& text, bool hex) {
     const bool prefixed = text.starts_with("0x") || text.starts_with("0X");
     return std::strtoll(text.c_str(), nullptr, hex && prefixed ? 16 : 10);
@@ -44,6 +47,7 @@ std::string textParameter(const section_request_s& request, const argument_s& ar
     return value;
 }
 
+// Capital letters count.
 const choice_s* choiceOf(const section_request_s& request, const argument_s& argument) {
     const auto row = std::ranges::find(argument.choices, textParameter(request, argument), &choice_s::word);
     return row == argument.choices.end() ? nullptr : &*row;
@@ -54,6 +58,7 @@ std::uint8_t choiceValue(const section_request_s& request, const argument_s& arg
     return choice == nullptr ? std::uint8_t{0} : choice->value;
 }
 
+// "olio 3", or "hopperround".
 std::string itemOf(const section_request_s& request) {
     std::string item(request.section.word);
     return request.section.id == id_e::none ? item : item + " " + std::to_string(request.id);

@@ -16,6 +16,7 @@
 
 namespace rxe_intfc {
 
+// What a section gets. It lives as long as the request is served.
 struct section_request_s {
     const vocabulary::configrxe_words::section_s& section;
     int id;                          // 0 in a section without ids
@@ -25,6 +26,8 @@ struct section_request_s {
 
 // Whether a word begins with "disable".
 bool saysDisable(const section_request_s& request);
+
+// Whether one of the words is this one.
 bool hasWord(const section_request_s& request, const vocabulary::argument_s& argument);
 
 // As strtol with a long of 64 bits: decimal, or with `hex` also hexadecimal behind

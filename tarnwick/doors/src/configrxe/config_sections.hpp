@@ -13,6 +13,8 @@
 
 namespace rxe_intfc {
 
+// One step. An id outside the section's range does not come here; readPacket, writePacket,
+// readCableLoss and writeCableLoss get any id.
 using section_step = void(const section_request_s& request);
 
 // Records that have ids (config_sections_ids.cpp).

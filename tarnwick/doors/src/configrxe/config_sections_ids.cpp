@@ -24,14 +24,17 @@ namespace {
 constexpr std::size_t maskBytes = sizeof(SELECT_OP_s::mask);
 static_assert(maskBytes == sizeof(REPORT_FILTER_ID_s::mask));
 
+// The number of the record's parameter.
 unsigned idOf(unsigned base, const section_request_s& request) {
     return base + static_cast<unsigned>(request.id);
 }
 
+// As the setters take it; no range of ids here needs more than eight bits.
 std::uint8_t byteId(const section_request_s& request) {
     return static_cast<std::uint8_t>(request.id);
 }
 
+// As the records have it.
 std::uint8_t enableOf(const section_request_s& request) {
     return saysDisable(request) ? 0 : 1;
 }
@@ -65,6 +68,8 @@ void reportMask(std::string* reply, int pointer, int length, const std::uint8_t*
 
 // ----------------------------------------------------------------------- selects
 
+// S0 to S3 are the inventoried flags, SL is the selected flag; 5 to 7 are reserved (EPC Gen2,
+// 6.3.2.12.1.1).
 std::string_view targetText(unsigned target) {
     constexpr std::string_view texts[] = {"S0", "S1", "S2", "S3", "SL", "RFU", "RFU", "RFU"};
     return target < std::size(texts) ? texts[target] : std::string_view("Unknown");
@@ -77,6 +82,14 @@ std::string_view membankText(unsigned membank) {
 
 }  // namespace
 
+// select    2:
+//              target: 4 (SL)
+//              action: 1
+//              membank: 2 (TID)
+//              pointer: bit 32
+//              length: 36 bits
+//              mask: a1b2c3d4 e5
+//              no truncation
 void readSelect(const section_request_s& request) {
     SELECT_OP_s select{};
     if (!readInto(request, idOf(RXE_PARAM_SELECT, request), &select)) {
@@ -151,6 +164,9 @@ void writeIDFilter(const section_request_s& request) {
 
 // ---------------------------------------------------------------- inventory sets
 
+// inventory    2: ignore ~SL, S1-A,initial Q: 4
+//
+// Quirk: each `sel` other than 2 shows as "ignore SL", also one that does not look at SL.
 void readInventory(const section_request_s& request) {
     INVENTORY_OP_s inventory{};
     if (!readInto(request, idOf(RXE_PARAM_INVENTORY, request), &inventory)) {
@@ -208,6 +224,7 @@ void readAccess(const section_request_s& request) {
     sprintfStrAppend(request.reply, "             stopCount: %d\n", access.stopCount);
 }
 
+// Without this program's memory of accesses: the mode in force does not report what they give.
 void writeAccess(const section_request_s& request) {
     ACCESS_OP_s access{};
     if (!saysDisable(request)) {
@@ -249,6 +266,14 @@ void reportOlioStop(std::string* reply, const OLIO_s& olio) {
 
 }  // namespace
 
+// olio    3:
+//           tx_beam: 3, rx_beam: 3
+//           tx_pwr: 30.5 dbm
+//           lp: 508
+//           select_bitmask: 0x00000001
+//           inv_param: 1
+//           access_bitmask : 0x00000000 00000001
+//           stop after 500 mS
 void readOlio(const section_request_s& request) {
     // Receive beams from here up name a secondary beam set in their low byte.
     constexpr int secondaryBeams = 0xFF00;
@@ -304,6 +329,8 @@ void disableOlio(const section_request_s& request) {
 
 }  // namespace
 
+// Through setOlio, which lowers the power to the reader's limit and remembers the olio. The
+// accesses of an olio cannot be set here.
 void writeOlio(const section_request_s& request) {
     if (saysDisable(request)) {
         disableOlio(request);

@@ -17,6 +17,9 @@ namespace word = vocabulary::configrxe_words;
 
 // ---------------------------------------------------------------------- channels
 
+// channel    3:
+//           frequency (kHz):  915250
+//           maxPwrValue (dbm): 30.5
 void readChannel(const section_request_s& request) {
     CHANNEL_s channel{};
     const unsigned id = RXE_PARAM_CHANNEL + static_cast<unsigned>(request.id);
@@ -44,6 +47,7 @@ std::uint16_t tenthsOf(const std::string& text) {
 
 }  // namespace
 
+// The record is written whole: what the request does not name becomes 0.
 void writeChannel(const section_request_s& request) {
     CHANNEL_s channel{};
     channel.enable = saysDisable(request) ? 0 : 1;
@@ -67,12 +71,15 @@ void writeChannel(const section_request_s& request) {
 
 namespace {
 
+// "packet 4352 (0x1100)"
 std::string packetText(const section_request_s& request) {
     return sprintfStr("packet %d (0x%04x)", request.id, static_cast<unsigned>(request.id));
 }
 
 }  // namespace
 
+// The engine has a bit for each type, 32 of them in a parameter. An id beyond them is a failed
+// read, without a question to the engine.
 void readPacket(const section_request_s& request) {
     std::uint32_t bits = 0;
     const auto id = static_cast<unsigned>(request.id);
@@ -87,6 +94,8 @@ void readPacket(const section_request_s& request) {
     *request.reply += (bits >> (id & 31) & 1) != 0 ? "enabled" : "disabled";
 }
 
+// Goes through this program's own list of enabled packets, so that the next mode knows of it.
+// Quirk: the id keeps its low 16 bits.
 void writePacket(const section_request_s& request) {
     const bool enable = !saysDisable(request);
     if (enable && !hasWord(request, word::enable)) {
@@ -123,6 +132,7 @@ void readHeight(const section_request_s& request, unsigned id, const std::string
 constexpr double mostTenths16 = std::numeric_limits<std::uint16_t>::max();
 constexpr double mostTenths8 = std::numeric_limits<std::uint8_t>::max();
 
+// In place of "cableLoss 1".
 std::string cableLossText(const section_request_s& request) {
     return "cable loss compensation for antenna " + std::to_string(request.id);
 }
@@ -178,6 +188,7 @@ void readStaticVDynamic(const section_request_s& request) {
 
 namespace {
 
+// Whether an 8-bit field holds the number.
 bool isByte(int value) {
     return value >= 0 && value <= std::numeric_limits<std::uint8_t>::max();
 }
@@ -198,6 +209,7 @@ void readHopPerRound(const section_request_s& request) {
     }
 }
 
+// "disable" wins where both words stand.
 void writeHopPerRound(const section_request_s& request) {
     const bool enable = !saysDisable(request);
     if (enable && !hasWord(request, word::enable)) {
@@ -233,6 +245,7 @@ void writeLastReportFilter(const section_request_s& request) {
     answerWrite(request, enableLastReportedFilter(type->value, duration));
 }
 
+// Quirk: "milliSeconds" and "milliseconds", by type.
 void readTxDelayInterval(const section_request_s& request) {
     std::uint8_t type = 0, duration = 0;
     if (getTxDelayInterval(&type, &duration) != RXE_OK) {
@@ -281,6 +294,11 @@ static_assert(RXE_FIELD_EPC == 1U &&
 
 }  // namespace
 
+// taginfofields: (0x00008021)
+// Enabled Fields:
+//     epc
+//     rssi
+//     phase
 void readTagInfoFields(const section_request_s& request) {
     std::uint32_t mask = 0;
     if (!readInto(request, RXE_PARAM_CUSTOM_FIELDS, &mask)) {
@@ -296,6 +314,7 @@ void readTagInfoFields(const section_request_s& request) {
     }
 }
 
+// The mask is written as it is, behind the back of setCustomFields, which remembers its own.
 void writeTagInfoFields(const section_request_s& request) {
     std::uint32_t mask = 0;
     std::uint32_t bit = 1;

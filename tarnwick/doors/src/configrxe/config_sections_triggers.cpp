@@ -16,6 +16,7 @@ namespace {
 
 using hold_times = std::array<std::uint16_t, std::size(word::gpio::holdTimes)>;  // ms, by port - 1
 
+// Inputs of this reader.
 std::size_t ports() {
     return hasFourGPIs() ? 4 : 2;
 }
@@ -35,6 +36,7 @@ hold_times holdTimes(const section_request_s& request) {
 
 // -------------------------------------------------------------------------- stop
 
+// "    after GPIO activity (0x11) with hold times: gpio1 20 mS, gpio2 0 mS"
 std::string stopGpioLine(std::uint8_t mask, const hold_times& times) {
     std::string line = sprintfStr("    after GPIO activity (0x%02x) with hold times: ", mask);
     for (std::size_t i = 0; i < ports(); ++i) {
@@ -43,6 +45,7 @@ std::string stopGpioLine(std::uint8_t mask, const hold_times& times) {
     return line + "\n";
 }
 
+// A count above the base is a time in seconds instead.
 void reportTagCount(std::string* lines, std::uint16_t tagCount) {
     if (tagCount > RXE_NO_MORE_UNIQUE_TAGS_BASE) {
         sprintfStrAppend(lines, "    after no more tags read for %d seconds\n",
@@ -52,6 +55,12 @@ void reportTagCount(std::string* lines, std::uint16_t tagCount) {
     }
 }
 
+// stopconditions:
+//     after 1000 mS
+//     after 50 tags read
+//     after 2 olio loops
+//
+// A condition that is 0 has no line.
 void reportStop(std::string* reply, const auto& stop, const hold_times& times) {
     std::string lines;
     if (stop.duration != 0) {
@@ -88,6 +97,7 @@ void readStopConditions(const section_request_s& request) {
     hasFourGPIs() ? readStopOfFour(request) : readStopOfTwo(request);
 }
 
+// The record is written whole: a condition that the request does not name goes.
 void writeStopConditions(const section_request_s& request) {
     namespace words = word::stop_conditions;
     if (hasWord(request, words::autonomous)) {
@@ -105,6 +115,8 @@ void writeStopConditions(const section_request_s& request) {
 
 namespace {
 
+//      Triggering on GPIO 1 is enabled HIGH  HoldTime: 20
+//      Triggering on GPIO 2 is disabled
 void reportStart(std::string* reply, std::uint8_t mask, const hold_times& times) {
     *reply = "Success:\n";
     for (std::size_t i = 0; i < ports(); ++i) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
-// The engine's records as JSON, for the log and for the document of its state.
-#include "engine_io/records_json.hpp"
+// The engine's records as JSON, for the log and for the document of its state. Numbers that the
+// tables do not name show as "unknown: 0x2a".
+#include "rxe_intfc/records_json.hpp"
 
 #include <algorithm>
 #include <bit>
@@ -49,6 +50,7 @@ std::string nameOf(std::span<const value_name_s> names, unsigned value) {
     return sprintfStr("unknown: 0x%02x", value);
 }
 
+// ["1234","abcd"]
 json wordsAsHex(const std::uint16_t* words, std::size_t count) {
     json list = json::array();
     for (std::size_t i = 0; i < count; ++i) {
@@ -205,6 +207,7 @@ int addOlioDetails(std::string* reply, const OLIO_s* olio, json* out) {
 
 }  // namespace
 
+// Power in dBm.
 int olio_to_json(std::string* reply, const OLIO_s* olio, json* out, bool verbose) {
     (*out)["transmitAntenna"] = olio->transmitAntenna;
     (*out)["receiveAntenna"] = olio->receiveAntenna;
@@ -260,6 +263,7 @@ int inv_to_json(const INVENTORY_OP_s* inventory, json* out) {
     return 0;
 }
 
+// {"type":"read","config":{...}}; a type that this program never writes has no "config".
 int access_to_json(const ACCESS_OP_s* access, json* out) {
     const auto* row = std::ranges::find(accessTypes, access->type, &access_type_s::type);
     if (row == std::end(accessTypes)) {
