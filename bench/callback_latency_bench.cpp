@@ -27,11 +27,14 @@
 #include <vector>
 
 #include "additional_config.hpp"
-#include "mode_config.hpp"
+#include "apply/apply.hpp"
+#include "engine_io/channels.hpp"
+#include "mode/defaults.hpp"
+#include "mode_request.hpp"
 #include "radio.hpp"
+#include "reader_facts.hpp"
 #include "requests.hpp"
 #include "rxe.h"
-#include "rxe_intfc.hpp"
 #include "simulator.hpp"
 #include "zmq_intfc.hpp"
 
@@ -66,8 +69,8 @@ void ask(const std::string& request) {
     }
     std::string reply;
     const auto handler = tokens[0] == "mode"     ? handleModeRequest
-                         : tokens[0] == "status" ? statusHandler
-                                                 : tagInfoHandler;
+                         : tokens[0] == "status" ? requests::statusHandler
+                                                 : requests::tagInfoHandler;
     handler(&tokens, &reply);
     if (reply.starts_with("Failure")) {
         std::fprintf(stderr, "%s: %s\n", request.c_str(), reply.c_str());
@@ -194,9 +197,9 @@ void readAll(const std::string& endpoint) {
 
 // A reader with four ports and the software radio, connected but at rest.
 void connectReader() {
-    modelName = "PN5100";
-    max_ants = 4;
-    max_tx_pwr_x_10 = rxe_max_tx_pwr_x_10 = 300;
+    setModelName("PN5100");
+    readerFacts.max_ants = 4;
+    readerFacts.max_tx_pwr_x_10 = readerFacts.rxe_max_tx_pwr_x_10 = 300;
     initial_channel_state = true;
     std::string device = "/dev/null";
     if (RXE_connect(device.data(), 115200) != RXE_OK || getInitialChannels() != RXE_OK) {

@@ -41,9 +41,9 @@ extern "C" RXE_API_STATUS RXE_resume() {
 
 int main() {
     bool good = true;
-    max_ants = 14;
+    readerFacts.max_ants = 14;
     requests::current_amb_temp = 40;  // as the radio has told by itself; it would be asked otherwise
-    rxeAntennaCheckSupported = true;
+    readerFacts.rxeAntennaCheckSupported = true;
     current_channels[0].enable = 1;
     for (const model_s& model : models) {
         setModelName(model.name);

@@ -12,6 +12,7 @@
 #include "engine_io/parameter_io.hpp"
 #include "logger.hpp"
 #include "radio_fixture.hpp"
+#include "support/table.hpp"
 #include "support/temp_dir.hpp"
 #include "util.hpp"
 

@@ -36,52 +36,36 @@ std::string writes() {
     return std::regex_replace(text, std::regex("0{40,}"), "~");
 }
 
-// The exchanges of one "@" block, whose lines these are, on one model.
-void play(const std::string& model, const std::vector<std::string>& lines) {
-    setModelName(model);
-    engine_double::reset();
-    for (std::size_t i = 0; i < lines.size(); ++i) {
-        const std::string& line = lines[i];
-        SCOPED_TRACE(model + " " + line);
-        if (line[0] == ':') {
-            std::vector<std::uint8_t> record;
-            for (std::size_t digit = line.find(' ', 2) + 1; digit < line.size(); digit += 2) {
-                record.push_back(hex2int(line[digit], line[digit + 1]));
-            }
-            const int id = std::stoi(line.substr(2), nullptr, 16);
-            engine_double::setRecord(static_cast<unsigned short>(id), record.data(), record.size());
-        } else if (line[0] == '!') {
-            engine_double::failOn("RXE_getParam", -1);
-            engine_double::failOn("RXE_setParam2", -1);
-        } else {
-            const std::string reply = ask(line.substr(2));
-            std::string seen = std::regex_replace(writes() + reply, std::regex(" \n"), "\u00b7\n");
-            seen = seen.ends_with('\n') ? seen.substr(0, seen.size() - 1) + "\u21b5\n" : seen + "\n";
-            std::string expected;
-            while (i + 1 < lines.size() && std::string(":!>").find(lines[i + 1][0]) == std::string::npos) {
-                expected += lines[++i] + "\n";
-            }
-            EXPECT_EQ(seen, expected);
-        }
+// "holds <id>": the parameter is `digits`, two for each byte.
+void hold(const std::string& id, const std::string& digits) {
+    std::vector<std::uint8_t> record;
+    for (std::size_t i = 0; i < digits.size(); i += 2) {
+        record.push_back(hex2int(digits[i], digits[i + 1]));
     }
     engine_double::setRecord(static_cast<unsigned>(std::stoi(id, nullptr, 16)), record.data(), record.size());
 }
 
 TEST(ConfigRXE, AnswersAndTellsTheEngineAsTheExchangesShow) {
     readerFacts.rxe_max_tx_pwr_x_10 = 315;
-    std::istringstream file(readTextFile(TARNWICK_SOURCE_DIR "/tests/unit/configrxe.txt"));
-    std::vector<std::vector<std::string>> blocks;  // the first line of each names the models
-    for (std::string line; std::getline(file, line);) {
-        if (line.starts_with("@ ")) {
-            blocks.push_back({line.substr(2)});
-        } else if (!line.empty() && line[0] != '#') {
-            blocks.at(blocks.size() - 1).push_back(line);
-        }
-    }
-    EXPECT_EQ(blocks.size(), 7U);
-    for (const std::vector<std::string>& block : blocks) {
-        for (const std::string& model : tokenizeRequestByWhitespace(&block[0])) {
-            play(model, {block.begin() + 1, block.end()});
+    for (const table_section_s& section : readTable("unit/configrxe.txt")) {
+        const std::vector<std::string> words = tokenizeRequestByWhitespace(&section.heading);
+        const bool isFailing = words.back() == "failing";
+        for (const std::string& model : std::vector(words.begin(), words.end() - (isFailing ? 1 : 0))) {
+            setModelName(model);
+            engine_double::reset();
+            if (isFailing) {
+                engine_double::failOn("RXE_getParam", -1);
+                engine_double::failOn("RXE_setParam2", -1);
+            }
+            for (const auto& [request, expected] : section.rows) {
+                SCOPED_TRACE(section.heading + ": " + request);
+                if (request.starts_with("holds ")) {
+                    hold(request.substr(6), expected);
+                } else {
+                    const std::string reply = ask(request);
+                    EXPECT_EQ(writes() + reply, expected) << model;
+                }
+            }
         }
     }
 }

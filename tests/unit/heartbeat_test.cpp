@@ -10,7 +10,7 @@
 #include "engine_io/channels.hpp"
 #include "logger.hpp"
 #include "radio.hpp"
-#include "rxe_intfc.hpp"
+#include "reader_facts.hpp"
 #include "stat_names.hpp"
 #include "support/temp_dir.hpp"
 

@@ -19,21 +19,18 @@ using nlohmann::json;
 TEST_F(ModeRequestTest, RefusalsAreToldAndLeaveNoTrace) {
     const std::string place = "...", onlyTheReader = "(only the reader) ";
     std::vector<std::string> requests;
-    std::vector<bool> bySchema;  // the schema refuses it as well
-    std::string frame, mode, saved;
-    for (std::string line; std::getline(file, line);) {
-        if (line.starts_with("= ")) {
-            frame = line.substr(line.find(' ', 2) + 1);
-            become(line.substr(2, line.find(' ', 2) - 2));
-            mode = ask("verbose");
-            saved = savedRequest();
-        } else if (!line.empty() && line[0] != '#') {
-            const std::size_t arrow = std::min(line.find(" => "), line.find(" -> "));
-            const std::string reply = std::regex_replace(line.substr(arrow + 4), std::regex(R"(\\n)"), "\n");
-            requests.push_back(quoted(framed(frame, unfolded(line.substr(0, arrow)))));
-            bySchema.push_back(line[arrow + 1] == '=');
+    std::vector<bool> accepted;  // by the schema
+    for (const table_section_s& section : readTable("unit/mode_refusals.txt")) {
+        const std::size_t blank = section.heading.find(' ');
+        const std::string frame = section.heading.substr(blank + 1);
+        become(section.heading.substr(0, blank));
+        const std::string mode = ask("verbose"), saved = savedRequest();
+        for (const auto& [value, told] : section.rows) {
+            const bool passes = told.starts_with(onlyTheReader);
+            requests.push_back(std::string(frame).replace(frame.find(place), place.size(), value));
+            accepted.push_back(passes);
             SCOPED_TRACE(requests.back().substr(0, 500) + " on " + readerFacts.modelName);
-            EXPECT_EQ(ask(requests.back()), "Failure: " + quoted(reply));
+            EXPECT_EQ(ask(requests.back()), "Failure: " + told.substr(passes ? onlyTheReader.size() : 0));
             EXPECT_EQ(ask("verbose"), mode);
             EXPECT_EQ(savedRequest(), saved);
             EXPECT_EQ(engine_double::calls().size(), 0U);
@@ -65,43 +62,17 @@ class ModeRenderTest : public ModeRequestTest {
         return json::parse(text.empty() ? "{}" : text);
     }
 
-    // Sends a request and, when it is taken, the verbose rendering. Whether it was taken.
-    bool thereAndBack(const json& request) {
-        if (ask(request.dump()) != "Success") {
-            return false;
-        }
-        SCOPED_TRACE(request.dump() + " on " + readerFacts.modelName);
-        const std::string special = render("");
-        std::string expected = render("verbose") + "\n" + special;
-        json sent = json::parse(render("verbose"));
-        const std::string words = std::string(readerFacts.rssiFilterSupported ? "" : "poor;") +
-                                  (isTagDataMemoryEnabled(nullptr) ? "memory;" : "") +
-                                  (json::parse(special).contains("tagMetaData") ? "" : "usual;");
-        for (section_s& loss : losses) {
-            const std::string shown = words + sent.dump() + "\n" + special;
-            const auto shows = [&](const std::string& text) { return shown.find(text) != std::string::npos; };
-            if (!std::ranges::all_of(loss.lines['?'], shows) || std::ranges::any_of(loss.lines['^'], shows)) {
-                continue;
-            }
-            ++loss.met;
-            for (const std::string& change : loss.lines['~']) {
-                const std::size_t arrow = change.find(" => ");
-                expected = std::regex_replace(expected, std::regex(change.substr(0, arrow)),
-                                              change.substr(arrow + 4));
-            }
-            if (loss.lines.contains('!')) {
-                EXPECT_EQ(client(sent.dump()), "Failure: " + loss.line('!'));
-                if (sent.erase(loss.line('-')) == 0) {
-                    return true;
-                }
-            }
-        }
-        EXPECT_EQ(client(sent.dump()), "Success") << sent;
-        if (isForSchema) {
-            taken.insert(sent.dump());
-        }
-        EXPECT_EQ(render("verbose") + "\n" + render(""), expected);
-        return true;
+    // Makes the section's reader and takes its request, which is returned.
+    json takeRequestOf(const table_section_s& section) {
+        std::string model, type;
+        std::istringstream(section.heading) >> model >> type;
+        const bool isPoor = section.of("reader") == "poor";
+        become(model, isPoor ? 260 : 360);
+        readerFacts.rssiFilterSupported = !isPoor;
+        json request = {{"linkProfile", 201}, {"type", type}};
+        request.update(objectOf(section, "request"));
+        take(request.dump());
+        return request;
     }
 
     // Sends the verbose rendering back, without these keys.
@@ -113,38 +84,14 @@ class ModeRenderTest : public ModeRequestTest {
     }
 };
 
-// Good requests; each of their values taken away or made another, one at a time; and
-// two keys of the others on that model. The fixture holds what is taken against the schema.
-TEST_F(ModeRenderTest, WhatIsTakenIsShownAndComesBack) {
-    const json others = json::parse(R"([null,true,-1,0,0.5,300,1e12,"","x","12",[],[[]],[1],{},{"x":1}])");
-    std::vector<std::string> refused;
-    const auto change = [&](const json& request) {
-        if (!thereAndBack(request)) {
-            refused.push_back(request.dump());
-        }
-    };
-    std::map<std::string, std::vector<json>> requestsOf;  // of the model
-    std::map<std::string, std::vector<std::pair<std::string, json>>> keysOf;
-    for (const section_s& row : sectionsOf("mode_renderings.txt")) {
-        SCOPED_TRACE(row.head);
-        const auto object = [&](char sign) { return json::parse("{" + row.line(sign) + "}"); };
-        const json keys = object(' '), shown = object('+');
-        std::string model, type;
-        std::istringstream(row.head) >> model >> type;
-        json request = {{"linkProfile", 201}, {"type", type}};
-        json special = request;
-        special["query"]["session"] = "S1";
-        request.update(keys);
-        special.update(keys);
-        special.merge_patch(object('~'));
-
-        become(model, 260);
-        readerFacts.rssiFilterSupported = false;
-        change(request);
-        become(model, 360);  // the array reader's default
-        take(request.dump());
-        EXPECT_EQ(json::parse(render("")), special);
-        const json everything = json::parse(render("verbose"));
+TEST_F(ModeRenderTest, WhatIsTakenIsShown) {
+    for (const table_section_s& section : readTable("unit/mode_renderings.txt")) {
+        SCOPED_TRACE(section.heading);
+        json special = {{"query", {{"session", "S1"}}}};
+        special.update(takeRequestOf(section));
+        special.merge_patch(objectOf(section, "default"));
+        EXPECT_EQ(render(""), special);
+        const json everything = render("verbose"), shown = objectOf(section, "verbose");
         for (const auto& item : shown.items()) {
             EXPECT_EQ(everything.value(item.key(), json()), item.value()) << item.key();
         }

@@ -9,20 +9,21 @@
 #include <thread>
 
 #include "additional_config.hpp"
+#include "engine_io/channels.hpp"
 #include "logger.hpp"
-#include "mode_config.hpp"
+#include "mode_request.hpp"
 #include "radio_fixture.hpp"
+#include "reader_facts.hpp"
 #include "requests.hpp"
-#include "rxe_intfc.hpp"
 #include "support/temp_dir.hpp"
 
 class ModeWhileReading : public RadioTest {
   protected:
     ModeWhileReading() {
         EXPECT_EQ(chdir(directory.path.c_str()), 0);
-        modelName = "PN5100";
-        max_ants = 4;
-        max_tx_pwr_x_10 = rxe_max_tx_pwr_x_10 = 300;
+        setModelName("PN5100");
+        readerFacts.max_ants = 4;
+        readerFacts.max_tx_pwr_x_10 = readerFacts.rxe_max_tx_pwr_x_10 = 300;
         initial_channel_state = true;
         setMode("[1]", 'a');
     }
@@ -44,10 +45,10 @@ class ModeWhileReading : public RadioTest {
     static void askAside(int turn) {
         std::vector<std::string> tokens{"tag_info", "v"};
         std::string reply;
-        tagInfoHandler(&tokens, &reply);
+        requests::tagInfoHandler(&tokens, &reply);
         EXPECT_TRUE(reply.starts_with("Success: Current Tag Info DB Size : ")) << reply;
         tokens = {"status"};
-        statusHandler(&tokens, &reply);
+        requests::statusHandler(&tokens, &reply);
         if (turn % 10 == 0) {
             resetTagInfoDB();
         }

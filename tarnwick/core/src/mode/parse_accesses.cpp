@@ -62,18 +62,7 @@ int parseBlockSize(const json* config, std::uint8_t* blockSize, std::string* rep
         return refuse(reply, "Failure: block write is not supported on the QDX");
     }
     const int result = optionalKey(getJsonValue(config, key::blockSize, blockSize, reply, 1, 127), reply);
-    if (result != keyParsed) {
-        return result == keyAbsent ? keyParsed : keyRefused;
-    }
-    if (g_blockSize != 0 && g_blockSize != *blockSize) {
-        sprintfStr(reply,
-                   "Failure: blockSize for all configs must be the same value (requested value: %d, previous "
-                   "value: %d)",
-                   *blockSize, g_blockSize);
-        return keyRefused;
-    }
-    g_blockSize = *blockSize;
-    return keyParsed;
+    return result == keyRefused ? keyRefused : keyParsed;
 }
 
 int parseWrite(const json* config, ACCESS_CMD_S* access, std::string* reply) {
@@ -227,8 +216,7 @@ int appendAccess(const json& element, const char* plural, mode_configuration_s* 
 
 int parseFlatAccesses(const json* array, mode_configuration_s* mode, std::string* reply) {
     for (const json& element : *array) {
-        if (appendAccess(element, key::accesses, &mode->uniqueAccesses, &mode->accessList, reply) !=
-            keyParsed) {
+        if (appendAccess(element, key::accesses, mode, &mode->accessList, reply) != keyParsed) {
             return keyRefused;
         }
     }
@@ -238,7 +226,7 @@ int parseFlatAccesses(const json* array, mode_configuration_s* mode, std::string
 }  // namespace
 
 int parseAccess(const json* root, mode_configuration_s* mode, std::string* reply) {
-    g_blockSize = 0;
+    mode->blockSize = 0;
     return parseOperations(root, key::accesses, parseAccessArray, mode, reply);
 }
 

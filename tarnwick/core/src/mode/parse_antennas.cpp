@@ -194,7 +194,7 @@ int parseTransmitPower(const json* root, mode_configuration_s* mode, std::string
     double dBm = 0;
     json list;
     const int result = getNumberOrArray(root, key::transmitPower, &dBm, antennaPowerMin,
-                                        max_tx_pwr_x_10 / 10.0, &list, reply);
+                                        readerFacts.max_tx_pwr_x_10 / 10.0, &list, reply);
     if (result != keyParsed) {
         return result == keyAbsent ? keyParsed : keyRefused;
     }

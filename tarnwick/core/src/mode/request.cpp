@@ -2,12 +2,12 @@
 // A mode request: the keys in their order, and the rules between them.
 #include <nlohmann/json.hpp>
 
-#include "command_words.hpp"
-#include "logger.hpp"
-#include "mode_config/parser.hpp"
-#include "radio.hpp"
-#include "reader_model.hpp"
-#include "rxe_intfc.hpp"
+#include "mode/accessors.hpp"
+#include "mode/defaults.hpp"
+#include "mode/language.hpp"
+#include "mode/parser.hpp"
+#include "mode/record.hpp"
+#include "reader_facts.hpp"
 #include "util.hpp"
 
 using nlohmann::json;
@@ -404,46 +404,5 @@ int parseModeRequest(const std::string& request, json* root, mode_configuration_
             return refused;
         }
     }
-    return 0;
-}
-
-int applyModeRequest(const std::string& request, json* root, std::string* reply) {
-    logInfo(unit, " Reading in Mode Request ", escaped_s{request});
-    mode_configuration_s mode;
-    const int refused = parseModeRequest(request, root, &mode, reply);
-    return refused != 0 ? refused : commit(mode, reply);
-}
-
-// The client is not told of a failure, and the counters are as they were.
-void storeModeRequest(json&& root) {
-    json document = json::object();
-    document["mode"] = std::move(root);
-    std::string cause;
-    if (!replaceFile(modeFile, fileText(document), &cause)) {
-        logUncountedError(unit, " the mode is in force, but not stored for the next start: ", cause);
-    }
-}
-
-int configMode(const std::string* request, std::string* reply) {
-    json root;
-    const int refused = applyModeRequest(*request, &root, reply);
-    if (refused == 0) {
-        storeModeRequest(std::move(root));
-    }
-    return refused;
-}
-
-int handleModeRequest(std::vector<std::string>* tokens, std::string* reply) {
-    if (tokens->size() < 2) {
-        return getCurrentMode(reply, GET_CURRENT_MODE_METHOD_e::DEFAULT);
-    }
-    const std::string& request = (*tokens)[1];
-    if (request == vocabulary::modeVerbose.name) {
-        return getCurrentMode(reply, GET_CURRENT_MODE_METHOD_e::VERBOSE);
-    }
-    if (request == vocabulary::modeAsSet.name) {
-        return getCurrentMode(reply, GET_CURRENT_MODE_METHOD_e::AS_SET);
-    }
-    configMode(&request, reply);
     return 0;
 }

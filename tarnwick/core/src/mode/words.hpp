@@ -11,8 +11,9 @@
 #include <string_view>
 #include <vector>
 
-#include "mode_config.hpp"
+#include "mode/record.hpp"
 #include "mode_keys.hpp"
+#include "reader_facts.hpp"
 
 namespace key = vocabulary::mode_key;
 

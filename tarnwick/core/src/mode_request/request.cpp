@@ -8,6 +8,7 @@
 #include <streambuf>
 
 #include "apply/apply.hpp"
+#include "command_words.hpp"
 #include "logger.hpp"
 #include "mode/language.hpp"
 #include "mode/record.hpp"
@@ -99,10 +100,10 @@ int handleModeRequest(std::vector<std::string>* tokens, std::string* reply) {
         return getCurrentMode(reply, GET_CURRENT_MODE_METHOD_e::DEFAULT);
     }
     const std::string& request = (*tokens)[1];
-    if (request == "verbose") {
+    if (request == vocabulary::modeVerbose.name) {
         return getCurrentMode(reply, GET_CURRENT_MODE_METHOD_e::VERBOSE);
     }
-    if (request == "as_set") {
+    if (request == vocabulary::modeAsSet.name) {
         return getCurrentMode(reply, GET_CURRENT_MODE_METHOD_e::AS_SET);
     }
     configMode(&request, reply);

@@ -8,12 +8,14 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
+#include "configrxe.hpp"
+#include "configrxe/config_ids.hpp"
 #include "configrxe_words.hpp"
-#include "reader_model.hpp"
-#include "rxe_intfc.hpp"
-#include "rxe_intfc/config_ids.hpp"
-#include "rxe_intfc/parameter_io.hpp"
-#include "rxe_intfc/records_json.hpp"
+#include "engine_io/packets.hpp"
+#include "engine_io/parameter_io.hpp"
+#include "engine_io/parameters.hpp"
+#include "engine_io/records_json.hpp"
+#include "reader_facts.hpp"
 #include "util.hpp"
 
 namespace {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The words of a request are few, so each look at one walks through all of them.
-#include "rxe_intfc/config_request.hpp"
+#include "configrxe/config_request.hpp"
 
 #include <algorithm>
 #include <cstdlib>

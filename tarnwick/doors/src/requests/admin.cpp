@@ -8,6 +8,8 @@
 
 #include "additional_config.hpp"
 #include "command_words.hpp"
+#include "configrxe.hpp"
+#include "engine_io/parameters.hpp"
 #include "json_fields.hpp"
 #include "requests.hpp"
 #include "util.hpp"

@@ -21,7 +21,7 @@ std::array<bool, alarmPorts> problematic_PAs{};
 }  // namespace
 
 std::pair<unsigned, unsigned> reportedPorts() {
-    const unsigned count = std::min<unsigned>(max_ants, alarmPorts - 1);
+    const unsigned count = std::min<unsigned>(readerFacts.max_ants, alarmPorts - 1);
     // A reader without ports has the empty range 1 to 0.
     return thisModel().arrayReader && count > 0 ? std::pair{0U, count - 1} : std::pair{1U, count};
 }

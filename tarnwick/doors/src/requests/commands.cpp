@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The command table, the search in it, and the handlers that are a line or two. Main thread.
 #include "command_words.hpp"
+#include "configrxe.hpp"
 #include "logger.hpp"
 #include "mode_request.hpp"
 #include "requests.hpp"

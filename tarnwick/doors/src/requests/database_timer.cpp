@@ -11,6 +11,7 @@
 
 #include "additional_config.hpp"
 #include "command_words.hpp"
+#include "engine_io/parameters.hpp"
 #include "logger.hpp"
 #include "requests.hpp"
 #include "requests/news.hpp"

@@ -2,6 +2,7 @@
 // The commands "start" and "stop". Only the engine knows whether the radio runs; it is asked
 // each time. Main thread.
 #include "command_words.hpp"
+#include "engine_io/parameters.hpp"
 #include "logger.hpp"
 #include "radio.hpp"
 #include "requests.hpp"

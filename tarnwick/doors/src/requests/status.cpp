@@ -11,7 +11,6 @@
 #include "reader_facts.hpp"
 #include "requests.hpp"
 #include "requests/report.hpp"
-#include "rxe_intfc.hpp"
 #include "stat_names.hpp"
 #include "util.hpp"
 

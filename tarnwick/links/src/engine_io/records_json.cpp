@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The engine's records as JSON, for the log and for the document of its state. Numbers that the
 // tables do not name show as "unknown: 0x2a".
-#include "rxe_intfc/records_json.hpp"
+#include "engine_io/records_json.hpp"
 
 #include <algorithm>
 #include <bit>
