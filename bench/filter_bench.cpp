@@ -12,7 +12,6 @@
 
 #include "apply/apply.hpp"
 #include "filter_expression.hpp"
-#include "mode/record.hpp"
 #include "radio.hpp"
 
 namespace {

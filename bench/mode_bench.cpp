@@ -10,8 +10,6 @@
 
 #include "measure.hpp"
 #include "mode/language.hpp"
-#include "mode/record.hpp"
-#include "reader_facts.hpp"
 
 namespace {
 

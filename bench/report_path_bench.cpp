@@ -29,7 +29,6 @@
 #include "apply/apply.hpp"
 #include "measure.hpp"
 #include "mode/defaults.hpp"
-#include "mode/record.hpp"
 #include "radio.hpp"
 #include "rxe.h"
 #include "simulator.hpp"

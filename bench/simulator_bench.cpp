@@ -21,7 +21,6 @@
 #include "apply/apply.hpp"
 #include "measure.hpp"
 #include "mode/defaults.hpp"
-#include "mode/record.hpp"
 #include "radio.hpp"
 #include "simulator.hpp"
 #include "zmq_intfc.hpp"

@@ -5,7 +5,6 @@
 
 #include "additional_config.hpp"
 #include "apply/apply.hpp"
-#include "mode/record.hpp"
 #include "radio_fixture.hpp"
 
 namespace {

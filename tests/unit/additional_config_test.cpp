@@ -13,7 +13,6 @@
 #include "additional_config.hpp"
 #include "logger.hpp"
 #include "mode/defaults.hpp"
-#include "mode/record.hpp"
 #include "radio_fixture.hpp"
 
 namespace {

@@ -8,7 +8,6 @@
 #include "../../tarnwick/doors/src/requests/news.hpp"
 #include "additional_config.hpp"
 #include "ask.hpp"
-#include "engine_io/olios.hpp"
 #include "engine_io/parameter_io.hpp"
 #include "logger.hpp"
 #include "radio_fixture.hpp"

@@ -13,8 +13,6 @@
 #include "mode/beams.hpp"
 #include "mode/defaults.hpp"
 #include "mode/engine_records.hpp"
-#include "mode/record.hpp"
-#include "reader_facts.hpp"
 #include "support/temp_dir.hpp"
 
 TEST(ModeDefaults, WhatNoRenderingShows) {

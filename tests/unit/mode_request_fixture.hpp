@@ -14,7 +14,6 @@
 #include "engine_io/channels.hpp"
 #include "mode/record.hpp"
 #include "mode_request.hpp"
-#include "reader_facts.hpp"
 #include "support/engine_double.hpp"
 #include "support/json_schema.hpp"
 #include "support/temp_dir.hpp"

@@ -4,9 +4,7 @@
 #include <regex>
 #include <sstream>
 
-#include "mode/record.hpp"
 #include "radio_fixture.hpp"
-#include "reader_facts.hpp"
 
 namespace {
 

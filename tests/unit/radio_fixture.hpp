@@ -10,7 +10,6 @@
 #include <utility>
 
 #include "apply/apply.hpp"
-#include "mode/record.hpp"
 #include "radio.hpp"
 #include "support/engine_double.hpp"
 #include "zmq_intfc.hpp"

@@ -8,11 +8,8 @@
 
 #include "apply/apply.hpp"
 #include "engine_io/channels.hpp"
-#include "engine_io/olios.hpp"
 #include "logger.hpp"
 #include "mode/defaults.hpp"
-#include "mode/record.hpp"
-#include "reader_facts.hpp"
 #include "support/engine_double.hpp"
 #include "util.hpp"
 
@@ -21,15 +18,12 @@ namespace {
 using enum filter_operation_e;
 // A reader after its connection, and a mode of antennas 1 and 2.
 mode_configuration_s& fresh(const char* model) {
+    readerFacts = {};
     setModelName(model);
     readerFacts.regulatory_standard = "US FCC 15";
     readerFacts.max_ants = 4;
     readerFacts.rxe_max_tx_pwr_x_10 = 330;
-    readerFacts.power_source = 0;
-    readerFacts.cable_loss_compensation_x_10.fill(0);
     initial_channel_state = true;
-    readerFacts.rssiFilterSupported = readerFacts.dynamicRangeSupported =
-        readerFacts.txDelayIntervalSupported = false;
     setDefaultMode(&mode_configuration);
     mode_configuration.antennas = {1, 2};
     mode_configuration.environment = ENVIRONMENT_PARAMS_e::NOT_USED;

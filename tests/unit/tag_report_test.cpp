@@ -7,7 +7,6 @@
 #include "apply/apply.hpp"
 #include "filter_expression.hpp"
 #include "mode/beams.hpp"
-#include "mode/record.hpp"
 #include "radio_fixture.hpp"
 #include "tw_msg.pb.h"
 #include "util.hpp"

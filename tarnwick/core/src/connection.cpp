@@ -87,7 +87,7 @@ RXE_API_STATUS openLink(connect_context_s*) {
 
 RXE_API_STATUS learnFirmwareVersion(connect_context_s* my) {
     const RXE_API_STATUS status =
-        note("a read of its version", rxe_intfc::readParameter(RXE_PARAM_FW_VERSION, &my->firmware));
+        note("a read of its version", rxe_intfc::readParameter<RXE_PARAM_FW_VERSION>(&my->firmware));
     if (status == RXE_OK) {
         const REL_VERSION_s& version = my->firmware;
         set_radio_fw_version_string(version.major, version.minor, version.patch, version.build);

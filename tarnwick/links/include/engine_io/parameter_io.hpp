@@ -26,57 +26,67 @@ inline constexpr RXE_API_STATUS refused = static_cast<RXE_API_STATUS>(1);
 // Returns the status.
 RXE_API_STATUS noteFailure(RXE_API_STATUS status, std::string_view detail = "");
 
-// The record of each parameter that is written, and of the ids behind it in its range.
+// The record of a parameter, and of all ids of its range. A parameter without a row can
+// only be read by its number.
 template <unsigned parameter>
-struct written_record_s;
+struct record_s;
 template <class Record>
-struct writes_s {
+struct holds_s {
     using type = Record;
 };
 // clang-format off
-template <> struct written_record_s<RXE_PARAM_PACKET_ENABLE> : writes_s<PACKET_ENABLE_s> {};
-template <> struct written_record_s<RXE_PARAM_RADIO_STOP> : writes_s<PER_RADIO_STOP_s> {};
-template <> struct written_record_s<RXE_PARAM_RADIO_STOP2> : writes_s<PER_RADIO_STOP2_s> {};
-template <> struct written_record_s<RXE_PARAM_CUSTOM_FIELDS> : writes_s<std::uint32_t> {};
-template <> struct written_record_s<RXE_PARAM_SELECT> : writes_s<SELECT_OP_s> {};
-template <> struct written_record_s<RXE_PARAM_INVENTORY> : writes_s<INVENTORY_OP_s> {};
-template <> struct written_record_s<RXE_PARAM_ACCESS> : writes_s<ACCESS_OP_s> {};
-template <> struct written_record_s<RXE_PARAM_OLIO> : writes_s<OLIO_s> {};
-template <> struct written_record_s<RXE_PARAM_CHANNEL> : writes_s<CHANNEL_s> {};
-template <> struct written_record_s<RXE_PARAM_HOP_PER_ROUND> : writes_s<std::uint8_t> {};
-template <> struct written_record_s<RXE_PARAM_DYNAMIC_RANGE> : writes_s<std::uint8_t> {};
-template <> struct written_record_s<RXE_PARAM_ID_FILTER> : writes_s<REPORT_FILTER_ID_s> {};
-template <> struct written_record_s<RXE_PARAM_AUTORESTART> : writes_s<std::uint8_t> {};
-template <> struct written_record_s<RXE_PARAM_PEAK_THRESHOLD> : writes_s<std::uint8_t> {};
-template <> struct written_record_s<RXE_PARAM_STATIC_V_DYNAMIC> : writes_s<std::uint8_t> {};
-template <> struct written_record_s<RXE_PARAM_AAR_HEIGHT> : writes_s<std::uint16_t> {};
-template <> struct written_record_s<RXE_PARAM_TAG_HEIGHT> : writes_s<std::uint16_t> {};
-template <> struct written_record_s<RXE_PARAM_MONO_OR_COM> : writes_s<std::uint8_t> {};
-template <> struct written_record_s<RXE_PARAM_TX_DELAY_INTERVAL> : writes_s<std::uint16_t> {};
-template <> struct written_record_s<RXE_PARAM_DELAY_AFTER_SELECTS> : writes_s<std::uint16_t> {};
-template <> struct written_record_s<RXE_PARAM_BLOCK_SIZE> : writes_s<std::uint8_t> {};
-template <> struct written_record_s<RXE_PARAM_RSSI_THRESHOLD> : writes_s<std::int8_t> {};
-template <> struct written_record_s<RXE_PARAM_LAST_REPORT> : writes_s<REPORT_FILTER_LAST_REPORT_s> {};
-template <> struct written_record_s<RXE_PARAM_CABLE_LOSS> : writes_s<std::uint8_t> {};
-template <> struct written_record_s<RXE_PARAM_GPIO_DIR> : writes_s<std::uint8_t> {};
-template <> struct written_record_s<RXE_PARAM_GPIO_START> : writes_s<GPIO_START_s> {};
-template <> struct written_record_s<RXE_PARAM_GPIO_START2> : writes_s<GPIO_START2_s> {};
+template <> struct record_s<RXE_PARAM_FW_VERSION> : holds_s<REL_VERSION_s> {};
+template <> struct record_s<RXE_PARAM_PACKET_ENABLE> : holds_s<PACKET_ENABLE_s> {};
+template <> struct record_s<RXE_PARAM_RADIO_STOP> : holds_s<PER_RADIO_STOP_s> {};
+template <> struct record_s<RXE_PARAM_CUSTOM_FIELDS> : holds_s<std::uint32_t> {};
+template <> struct record_s<RXE_PARAM_RADIO_STOP2> : holds_s<PER_RADIO_STOP2_s> {};
+template <> struct record_s<RXE_PARAM_PACKET_BITS> : holds_s<std::uint32_t> {};
+template <> struct record_s<RXE_PARAM_SELECT> : holds_s<SELECT_OP_s> {};
+template <> struct record_s<RXE_PARAM_INVENTORY> : holds_s<INVENTORY_OP_s> {};
+template <> struct record_s<RXE_PARAM_ACCESS> : holds_s<ACCESS_OP_s> {};
+template <> struct record_s<RXE_PARAM_OLIO> : holds_s<OLIO_s> {};
+template <> struct record_s<RXE_PARAM_CHANNEL> : holds_s<CHANNEL_s> {};
+template <> struct record_s<RXE_PARAM_HOP_PER_ROUND> : holds_s<std::uint8_t> {};
+template <> struct record_s<RXE_PARAM_HOP_PER_OLIO> : holds_s<std::uint8_t> {};
+template <> struct record_s<RXE_PARAM_DYNAMIC_RANGE> : holds_s<std::uint8_t> {};
+template <> struct record_s<RXE_PARAM_ID_FILTER> : holds_s<REPORT_FILTER_ID_s> {};
+template <> struct record_s<RXE_PARAM_AUTORESTART> : holds_s<std::uint8_t> {};
+template <> struct record_s<RXE_PARAM_PEAK_THRESHOLD> : holds_s<std::uint8_t> {};
+template <> struct record_s<RXE_PARAM_STATIC_V_DYNAMIC> : holds_s<std::uint8_t> {};
+template <> struct record_s<RXE_PARAM_AAR_HEIGHT> : holds_s<std::uint16_t> {};
+template <> struct record_s<RXE_PARAM_TAG_HEIGHT> : holds_s<std::uint16_t> {};
+template <> struct record_s<RXE_PARAM_MONO_OR_COM> : holds_s<std::uint8_t> {};
+template <> struct record_s<RXE_PARAM_TX_DELAY_INTERVAL> : holds_s<std::uint16_t> {};
+template <> struct record_s<RXE_PARAM_DELAY_AFTER_SELECTS> : holds_s<std::uint16_t> {};
+template <> struct record_s<RXE_PARAM_BLOCK_SIZE> : holds_s<std::uint8_t> {};
+template <> struct record_s<RXE_PARAM_RSSI_THRESHOLD> : holds_s<std::int8_t> {};
+template <> struct record_s<RXE_PARAM_LAST_REPORT> : holds_s<REPORT_FILTER_LAST_REPORT_s> {};
+template <> struct record_s<RXE_PARAM_CABLE_LOSS> : holds_s<std::uint8_t> {};
+template <> struct record_s<RXE_PARAM_PA_TEMP> : holds_s<std::uint32_t> {};
+template <> struct record_s<RXE_PARAM_AMB_TEMP> : holds_s<std::uint32_t> {};
+template <> struct record_s<RXE_PARAM_ANTENNA_STATE> : holds_s<std::uint32_t> {};
+template <> struct record_s<RXE_PARAM_ECHO> : holds_s<AAREchoResults> {};
+template <> struct record_s<RXE_PARAM_GPIO_DIR> : holds_s<std::uint8_t> {};
+template <> struct record_s<RXE_PARAM_GPIO_START> : holds_s<GPIO_START_s> {};
+template <> struct record_s<RXE_PARAM_GPIO_START2> : holds_s<GPIO_START2_s> {};
 // clang-format on
 
-// Writes a record, whatever it is; what calls it is writeParameter.
+// Write and read whatever the id has. A failure is logged and its status returned.
 RXE_API_STATUS writeRecord(unsigned id, void* record);
+RXE_API_STATUS readParameter(unsigned id, void* record);
 
-// Writes one parameter; of a range the one with this id. A failure is logged and its status
-// returned. The record of another parameter does not compile.
+// Write and read one parameter; of a range the one with this id. The record of another
+// parameter does not compile.
 template <unsigned parameter, class Record>
-requires std::same_as<Record, typename written_record_s<parameter>::type> RXE_API_STATUS
+requires std::same_as<Record, typename record_s<parameter>::type> RXE_API_STATUS
 writeParameter(Record record, unsigned id = 0) {
     return writeRecord(parameter + id, &record);
 }
-
-// Reads one parameter; a failure is logged and its status returned. The record is the one
-// that belongs to the id.
-RXE_API_STATUS readParameter(unsigned id, void* record);
+template <unsigned parameter, class Record>
+requires std::same_as<Record, typename record_s<parameter>::type> RXE_API_STATUS
+readParameter(Record* record, unsigned id = 0) {
+    return readParameter(parameter + id, static_cast<void*>(record));
+}
 
 // Whether this reader has four GPIs, and the records that know them, or two.
 bool hasFourGPIs();

@@ -114,5 +114,5 @@ RXE_API_STATUS get_aar_echo_info(std::uint8_t index, AAREchoResults* results, st
         return RXE_OK;
     }
     *frequency = current_channels[index].frequency;
-    return rxe_intfc::readParameter(static_cast<unsigned>(RXE_PARAM_ECHO) + index, results);
+    return rxe_intfc::readParameter<RXE_PARAM_ECHO>(results, index);
 }

@@ -39,6 +39,6 @@ bool isTxDelayIntervalSupported(const REL_VERSION_s* firmware) {
 
 bool isAutoDetectSupported() {
     REL_VERSION_s firmware{};
-    return rxe_intfc::readParameter(RXE_PARAM_FW_VERSION, &firmware) == RXE_OK &&
+    return rxe_intfc::readParameter<RXE_PARAM_FW_VERSION>(&firmware) == RXE_OK &&
            isRelease(&firmware, 2, 2) && firmware.patch > 27;
 }

@@ -25,13 +25,13 @@ RXE_API_STATUS setLogged(const Record& record, const Parts&... line) {
 }
 
 // The same for a read; *out changes only after success. Without parts no line.
-template <class Record, class... Parts>
-RXE_API_STATUS getLogged(unsigned id, Record* out, const Parts&... line) {
+template <unsigned parameter, class Record, class... Parts>
+RXE_API_STATUS getLogged(Record* out, const Parts&... line) {
     if constexpr (sizeof...(line) > 0) {
         logInfo(unit, line...);
     }
     Record record{};
-    const RXE_API_STATUS status = rxe_intfc::readParameter(id, &record);
+    const RXE_API_STATUS status = rxe_intfc::readParameter<parameter>(&record);
     if (status == RXE_OK) {
         *out = record;
     }
@@ -47,10 +47,10 @@ bool isCableLossAntenna(int antenna) {
 }
 
 // Temperatures stand in the low 16 bits of what the radio answers.
-template <class... Parts>
-RXE_API_STATUS getTemperature(unsigned id, std::int16_t* celsius, const Parts&... line) {
+template <unsigned parameter, class... Parts>
+RXE_API_STATUS getTemperature(std::int16_t* celsius, const Parts&... line) {
     std::uint32_t answer = 0;
-    const RXE_API_STATUS status = getLogged(id, &answer, line...);
+    const RXE_API_STATUS status = getLogged<parameter>(&answer, line...);
     if (status == RXE_OK) {
         *celsius = static_cast<std::int16_t>(answer & 0xFFFF);
     }
@@ -80,7 +80,7 @@ RXE_API_STATUS setDynamicRange(std::uint8_t value) {
 }
 
 RXE_API_STATUS getDynamicRange(std::uint8_t* value) {
-    return getLogged(RXE_PARAM_DYNAMIC_RANGE, value, " Getting Dynamic Range");
+    return getLogged<RXE_PARAM_DYNAMIC_RANGE>(value, " Getting Dynamic Range");
 }
 
 RXE_API_STATUS setBlockSize(std::uint8_t words) {
@@ -88,7 +88,7 @@ RXE_API_STATUS setBlockSize(std::uint8_t words) {
 }
 
 RXE_API_STATUS getBlockSize(std::uint8_t* words) {
-    return getLogged(RXE_PARAM_BLOCK_SIZE, words, " Getting block size");
+    return getLogged<RXE_PARAM_BLOCK_SIZE>(words, " Getting block size");
 }
 
 RXE_API_STATUS setStaticVDynamic(std::uint8_t value) {
@@ -96,7 +96,7 @@ RXE_API_STATUS setStaticVDynamic(std::uint8_t value) {
 }
 
 RXE_API_STATUS getStaticVDynamic(std::uint8_t* value) {
-    return getLogged(RXE_PARAM_STATIC_V_DYNAMIC, value, " Getting Static v Dynamic Threshold ");
+    return getLogged<RXE_PARAM_STATIC_V_DYNAMIC>(value, " Getting Static v Dynamic Threshold ");
 }
 
 RXE_API_STATUS setAARHeightX10(std::uint16_t tenths) {
@@ -104,7 +104,7 @@ RXE_API_STATUS setAARHeightX10(std::uint16_t tenths) {
 }
 
 RXE_API_STATUS getAARHeightX10(std::uint16_t* tenths) {
-    return getLogged(RXE_PARAM_AAR_HEIGHT, tenths, " Getting AAR Height ");
+    return getLogged<RXE_PARAM_AAR_HEIGHT>(tenths, " Getting AAR Height ");
 }
 
 RXE_API_STATUS setTagHeightX10(std::uint16_t tenths) {
@@ -112,7 +112,7 @@ RXE_API_STATUS setTagHeightX10(std::uint16_t tenths) {
 }
 
 RXE_API_STATUS getTagHeightX10(std::uint16_t* tenths) {
-    return getLogged(RXE_PARAM_TAG_HEIGHT, tenths, " Getting Tag Height ");
+    return getLogged<RXE_PARAM_TAG_HEIGHT>(tenths, " Getting Tag Height ");
 }
 
 RXE_API_STATUS setDelayAfterSelectsInterval(std::uint16_t value) {
@@ -120,7 +120,7 @@ RXE_API_STATUS setDelayAfterSelectsInterval(std::uint16_t value) {
 }
 
 RXE_API_STATUS getDelayAfterSelectsInterval(std::uint16_t* value) {
-    return getLogged(RXE_PARAM_DELAY_AFTER_SELECTS, value, " Getting Delay After Selects duration");
+    return getLogged<RXE_PARAM_DELAY_AFTER_SELECTS>(value, " Getting Delay After Selects duration");
 }
 
 RXE_API_STATUS setTxDelayInterval(std::uint8_t type, std::uint8_t duration) {
@@ -131,7 +131,7 @@ RXE_API_STATUS setTxDelayInterval(std::uint8_t type, std::uint8_t duration) {
 RXE_API_STATUS getTxDelayInterval(std::uint8_t* type, std::uint8_t* duration) {
     std::uint16_t word = 0;
     const RXE_API_STATUS status =
-        getLogged(RXE_PARAM_TX_DELAY_INTERVAL, &word, " Getting Transmit Delay Interval");
+        getLogged<RXE_PARAM_TX_DELAY_INTERVAL>(&word, " Getting Transmit Delay Interval");
     if (status == RXE_OK) {
         *type = static_cast<std::uint8_t>(word & 0xFF);
         *duration = static_cast<std::uint8_t>(word >> 8);
@@ -151,8 +151,14 @@ RXE_API_STATUS getCableLossX10(int antenna, std::uint8_t* tenths) {
     if (!isCableLossAntenna(antenna)) {
         return noteFailure(refused, " antenna out of range");
     }
-    return getLogged(RXE_PARAM_CABLE_LOSS + static_cast<unsigned>(antenna), tenths,
-                     " Getting Cable Loss for antenna ", antenna);
+    logInfo(unit, " Getting Cable Loss for antenna ", antenna);
+    std::uint8_t record = 0;
+    const RXE_API_STATUS status =
+        rxe_intfc::readParameter<RXE_PARAM_CABLE_LOSS>(&record, static_cast<unsigned>(antenna));
+    if (status == RXE_OK) {
+        *tenths = record;
+    }
+    return status;
 }
 
 RXE_API_STATUS enableHopPerRound() {
@@ -178,17 +184,17 @@ bool isStartOngoing() {
 }
 
 RXE_API_STATUS getPATemp(std::int16_t* celsius) {
-    return getTemperature(RXE_PARAM_PA_TEMP, celsius, " Getting PA Temperature");
+    return getTemperature<RXE_PARAM_PA_TEMP>(celsius, " Getting PA Temperature");
 }
 
 RXE_API_STATUS getAmbTemp(std::int16_t* celsius) {
-    return getTemperature(RXE_PARAM_AMB_TEMP, celsius);
+    return getTemperature<RXE_PARAM_AMB_TEMP>(celsius);
 }
 
 RXE_API_STATUS getAntennaState(bool* connected, int count) {
     std::uint32_t bits = 0;
     const RXE_API_STATUS status =
-        getLogged(RXE_PARAM_ANTENNA_STATE, &bits, " Getting Antenna Connection State");
+        getLogged<RXE_PARAM_ANTENNA_STATE>(&bits, " Getting Antenna Connection State");
     if (status == RXE_OK) {
         for (int i = 0; i < std::min(count, 16); ++i) {
             connected[i] = ((bits >> i) & 1) != 0;

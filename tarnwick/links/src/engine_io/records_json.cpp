@@ -169,15 +169,15 @@ json stopConditionsOf(const OLIO_s* olio) {
 }
 
 // Reads the records of a mask from the engine into an array, each with its "id".
-template <class Record>
-int readMasked(unsigned base, std::uint32_t mask, int (*toJson)(const Record*, json*), json* out) {
+template <unsigned parameter, class Record>
+int readMasked(std::uint32_t mask, int (*toJson)(const Record*, json*), json* out) {
     *out = json::array();
     for (unsigned id = 1; id <= 32; ++id) {
         if ((mask & (1U << (id - 1))) == 0) {
             continue;
         }
         Record record{};
-        if (rxe_intfc::readParameter(base + id, &record) != RXE_OK) {
+        if (rxe_intfc::readParameter<parameter>(&record, id) != RXE_OK) {
             return -1;
         }
         json& entry = out->emplace_back(json::object());
@@ -189,17 +189,16 @@ int readMasked(unsigned base, std::uint32_t mask, int (*toJson)(const Record*, j
 
 int addOlioDetails(std::string* reply, const OLIO_s* olio, json* out) {
     INVENTORY_OP_s inventory{};
-    const unsigned inventoryId = static_cast<unsigned>(RXE_PARAM_INVENTORY) + olio->inventoryIndex;
-    if (rxe_intfc::readParameter(inventoryId, &inventory) != RXE_OK) {
+    if (rxe_intfc::readParameter<RXE_PARAM_INVENTORY>(&inventory, olio->inventoryIndex) != RXE_OK) {
         return failWith(reply, "Failure: error getting inventory");
     }
     (*out)["inventory"] = json::object();
     inv_to_json(&inventory, &(*out)["inventory"]);
-    if (readMasked(RXE_PARAM_SELECT, olio->selectBitMask, selectSlot_to_json, &(*out)["selects"]) != 0) {
+    if (readMasked<RXE_PARAM_SELECT>(olio->selectBitMask, selectSlot_to_json, &(*out)["selects"]) != 0) {
         return failWith(reply, "Failure: error getting select");
     }
     const auto accessMask = static_cast<std::uint32_t>(olio->accessBitMask & 0xFFFFFFFF);
-    if (readMasked(RXE_PARAM_ACCESS, accessMask, access_to_json, &(*out)["accesses"]) != 0) {
+    if (readMasked<RXE_PARAM_ACCESS>(accessMask, access_to_json, &(*out)["accesses"]) != 0) {
         return failWith(reply, "Failure: error getting access");
     }
     return 0;
