@@ -2,7 +2,6 @@
 // What the engine is told for a mode, and what a client hears when it refuses.
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <cstring>
 #include <functional>
 
@@ -244,18 +243,33 @@ TEST(RxeApplyMode, EachFailureHasItsCodeAndText) {
         {0x888, -14, set + "dynamic range" + error,
          [](auto& m) { m.environment = ENVIRONMENT_PARAMS_e::VERY_HIGH_INTERFERENCE; }},
         {0x10FE, -12, set + "rssi detect threshold 0x004d", asItIs}};
-    // "id code what" of the writes that need no edit
-    const std::string writes =
-        "0x102 -1 select,0x10f5 -1 delayAfterSelects,0x201 -4 invParam,0x301 -5 access read,0x302 -5 "
-        "access write,0x303 -5 access multiword write,0x304 -5 access block write,0x305 -5 access "
-        "access,0x306 -5 access lock,0x307 -5 access kill,0x10f0 -13 Mono or COM to 0,0x10ec -14 peak "
-        "threshold to 6,0x10fb -16 block size,0x402 -5 olio 2,0x05 -6 radio stop condition,0xd001 -7 gpio "
-        "direction,0x10eb -6 autorestart,0xd003 -8 gpio start,0x10f3 -10 Tx Delay Interval,0x10ff -10 "
-        "lastReportFilter,0x09 -11 customFields,0x04 -13 parallel rssi debug";
-    for (const std::string& row : tokenizeCommaSeparatedString(&writes)) {
-        int id = 0, code = 0, behind = 0;
-        ASSERT_EQ(std::sscanf(row.c_str(), "%i %d %n", &id, &code, &behind), 2);
-        cases.emplace_back(id, code, set + row.substr(static_cast<std::size_t>(behind)) + error, asItIs);
+    const struct {
+        int id, code;
+        const char* what;
+    } writes[] = {{0x102, -1, "select"},
+                  {0x10f5, -1, "delayAfterSelects"},
+                  {0x201, -4, "invParam"},
+                  {0x301, -5, "access read"},
+                  {0x302, -5, "access write"},
+                  {0x303, -5, "access multiword write"},
+                  {0x304, -5, "access block write"},
+                  {0x305, -5, "access access"},
+                  {0x306, -5, "access lock"},
+                  {0x307, -5, "access kill"},
+                  {0x10f0, -13, "Mono or COM to 0"},
+                  {0x10ec, -14, "peak threshold to 6"},
+                  {0x10fb, -16, "block size"},
+                  {0x402, -5, "olio 2"},
+                  {0x05, -6, "radio stop condition"},
+                  {0xd001, -7, "gpio direction"},
+                  {0x10eb, -6, "autorestart"},
+                  {0xd003, -8, "gpio start"},
+                  {0x10f3, -10, "Tx Delay Interval"},
+                  {0x10ff, -10, "lastReportFilter"},
+                  {0x09, -11, "customFields"},
+                  {0x04, -13, "parallel rssi debug"}};
+    for (const auto& [id, code, what] : writes) {
+        cases.emplace_back(id, code, set + what + error, asItIs);
     }
     for (const auto& [id, code, what, edit] : cases) {
         SCOPED_TRACE(what + " by " + std::to_string(id));

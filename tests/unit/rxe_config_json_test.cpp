@@ -14,7 +14,6 @@
 #include "reader_facts.hpp"
 #include "support/engine_double.hpp"
 #include "support/temp_dir.hpp"
-#include "util.hpp"
 
 namespace {
 
@@ -106,25 +105,39 @@ TEST(RxeConfigJson, EachModelAndFirmwareShowsWhatItHas) {
 
 TEST(RxeConfigJson, AFailedReadIsTheWholeReply) {
     // By model, the parameter that cannot be read and what is told of it.
-    const std::pair<const char*, std::string> cases[] = {
+    const std::pair<const char*, std::vector<std::pair<int, std::string>>> cases[] = {
         {"PN8200",
-         "401 olio,120 select,2ff inventory,33f access,15 radio stop condition,3f packet bitmask,9 custom "
-         "fields,885 hopPerRound,886 hopPerOlio,87f channel,10ff tagReportInterval,d001 gpioDirections,d005 "
-         "gpioStart,10ea filter,10fe rssi detect filter,10f3 txDelayInterval,10f5 delayAfterSelects,888 "
-         "dynamic range,1202 cable loss,10fb block size"},
-        {"PN5100", "5 radio stop condition,d003 gpioStart"},
-        {"QDX4400", "10ee aar height,10ef tag height,10ed static v dynamic"}};
+         {{0x401, "olio"},
+          {0x120, "select"},
+          {0x2ff, "inventory"},
+          {0x33f, "access"},
+          {0x15, "radio stop condition"},
+          {0x3f, "packet bitmask"},
+          {0x9, "custom fields"},
+          {0x885, "hopPerRound"},
+          {0x886, "hopPerOlio"},
+          {0x87f, "channel"},
+          {0x10ff, "tagReportInterval"},
+          {0xd001, "gpioDirections"},
+          {0xd005, "gpioStart"},
+          {0x10ea, "filter"},
+          {0x10fe, "rssi detect filter"},
+          {0x10f3, "txDelayInterval"},
+          {0x10f5, "delayAfterSelects"},
+          {0x888, "dynamic range"},
+          {0x1202, "cable loss"},
+          {0x10fb, "block size"}}},
+        {"PN5100", {{0x5, "radio stop condition"}, {0xd003, "gpioStart"}}},
+        {"QDX4400", {{0x10ee, "aar height"}, {0x10ef, "tag height"}, {0x10ed, "static v dynamic"}}}};
     supportEverything();
     for (const auto& [model, reads] : cases) {
         setModelName(model);
-        for (const std::string& read : tokenizeCommaSeparatedString(&reads)) {
-            std::size_t end = 0;
-            const int id = std::stoi(read, &end, 16);
+        for (const auto& [id, what] : reads) {
             engine_double::reset();
             engine_double::failOn("RXE_getParam", id);
             std::string reply;
             EXPECT_NE(getFullCustomConfig(&reply), 0);
-            EXPECT_EQ(reply, "Failure: error getting" + read.substr(end));
+            EXPECT_EQ(reply, "Failure: error getting " + what);
             EXPECT_EQ(engine_double::calls().back().id, static_cast<unsigned>(id));
         }
     }

@@ -30,11 +30,21 @@ class TagReport : public RadioTest {
     static TAG_INFO_s fullTag() {
         TAG_INFO_s tag = tagWithEpc(sgtin);
         tag.fields = 0xFFFFFFFF;
-        std::tie(tag.azimuth, tag.elevation, tag.azimuthConf, tag.elevationConf) =
-            std::tuple(3599, 40000, 255, 7);
-        std::tie(tag.locationX, tag.locationY, tag.locConf) = std::tuple(-15, 32767, 200);
-        std::tie(tag.pc, tag.xpc1, tag.xpc2, tag.crc) = std::tuple(0x31AB, 0x00C1, 0xFFFE, 0x0A0B);
-        std::tie(tag.rssi, tag.phase, tag.tagCount, tag.brandIdMatched) = std::tuple(-61, 1.5F, 65535, 2);
+        tag.azimuth = 3599;
+        tag.elevation = 40000;
+        tag.azimuthConf = 255;
+        tag.elevationConf = 7;
+        tag.locationX = -15;
+        tag.locationY = 32767;
+        tag.locConf = 200;
+        tag.pc = 0x31AB;
+        tag.xpc1 = 0x00C1;
+        tag.xpc2 = 0xFFFE;
+        tag.crc = 0x0A0B;
+        tag.rssi = -61;
+        tag.phase = 1.5F;
+        tag.tagCount = 65535;
+        tag.brandIdMatched = 2;
         tag.rssiLin = std::bit_cast<std::uint32_t>(0.25F);
         return tag;
     }

@@ -27,19 +27,28 @@ TEST(Util, Texts) {
 }
 
 TEST(Util, IntegerConversions) {
-    // "base|text|value|errors": blanks and letters around, bounds, more than 64 bits,
-    // the prefixes of each base, a base that there is none of.
-    const char* const cases =
-        "10| \t12 \n|12|0;10|12x|0|2;10| -|0|2;10|-32768|-32768|0;10|-32769|-32768|4;10|32768|32767|8;"
-        "10|99999999999999999999|32767|8;10|-99999999999999999999|-32768|4;"
-        "0|-0X10|-16|0;0|010|10|0;10|0x10|0|2;16|1F|31|0;0|0x|0|2;8|7|0|1";
+    // Base, text, value and errors: blanks and letters around, bounds, more than 64 bits, the
+    // prefixes of each base, a base that does not exist.
+    const std::tuple<int, std::string, int, std::uint32_t> cases[] = {
+        {10, " \t12 \n", 12, 0},
+        {10, "12x", 0, strToErrorText},
+        {10, " -", 0, strToErrorText},
+        {10, "-32768", -32768, 0},
+        {10, "-32769", -32768, strToErrorTooLow},
+        {10, "32768", 32767, strToErrorTooHigh},
+        {10, "99999999999999999999", 32767, strToErrorTooHigh},
+        {10, "-99999999999999999999", -32768, strToErrorTooLow},
+        {0, "-0X10", -16, 0},
+        {0, "010", 10, 0},
+        {10, "0x10", 0, strToErrorText},
+        {16, "1F", 31, 0},
+        {0, "0x", 0, strToErrorText},
+        {8, "7", 0, strToErrorBase}};
     std::uint32_t errors = 0;
-    for (const std::string& row : split(cases, ';')) {
-        const strings parts = split(row.c_str(), '|');
-        const int base = std::stoi(parts[0]);
-        const int value = strToInt16(parts[1], &(errors = 0), base);
-        EXPECT_EQ(std::to_string(value) + "|" + std::to_string(errors), parts[2] + "|" + parts[3]) << row;
-        EXPECT_EQ(strToInt16(parts[1], nullptr, base), value);
+    for (const auto& [base, text, value, expected] : cases) {
+        EXPECT_EQ(strToInt16(text, &(errors = 0), base), value) << text;
+        EXPECT_EQ(errors, expected) << text;
+        EXPECT_EQ(strToInt16(text, nullptr, base), value);
     }
     EXPECT_EQ(strToInt16({"12\0", 3}, &(errors = 0)), 0);
     EXPECT_EQ(errors, strToErrorText);
