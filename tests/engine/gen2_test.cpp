@@ -85,32 +85,7 @@ TEST(Gen2, FlagsOutliveThePowerByTheirSession) {
     }
 }
 
-// The four states of a lock's pair, for a password and for a bank that is only
-// guarded against writing: open, secured; r and w for what is allowed.
-TEST(Gen2, LocksGuardReadingAndWriting) {
-    const struct {
-        unsigned pair;
-        const char *password, *bank;
-    } cases[] = {{0, "rw rw", "rw rw"}, {1, "rw rw", "rw rw"}, {2, "-- rw", "r- rw"}, {3, "-- --", "r- r-"}};
-    for (const auto& row : cases) {
-        const auto allowed = [&](std::uint16_t lock, std::uint8_t bank) {
-            std::string text;
-            for (const bool secured : {false, true}) {
-                tag_s tag = tagWithEpc(1);
-                tag.locks = static_cast<std::uint16_t>(row.pair * (lock >> 1));
-                std::vector<std::uint8_t> data;
-                const std::uint16_t words[] = {0x1234};
-                text += readMemory(tag, bank, 0, 1, secured, &data) == TAG_OK ? 'r' : '-';
-                const tag_error_e error = writeMemory(bank, 0, words, secured, &tag);
-                EXPECT_TRUE(error == TAG_OK || error == TAG_LOCKED);
-                text += error == TAG_OK ? 'w' : '-';
-                text += secured ? "" : " ";
-            }
-            return text;
-        };
-        EXPECT_EQ(allowed(LOCK_KILL, BANK_RESERVED), row.password) << row.pair;
-        EXPECT_EQ(allowed(LOCK_USER, BANK_USER), row.bank) << row.pair;
-    }
+TEST(Gen2, LockingOneFieldLeavesTheOthers) {
     tag_s tag = tagWithEpc(1);
     EXPECT_EQ(lockMemory(0x802 | 0x401, true, &tag), TAG_OK) << "user bank, for good";
     EXPECT_EQ(lockMemory(0x800, true, &tag), TAG_LOCKED) << "cannot be undone";
