@@ -204,12 +204,13 @@ TEST_F(Effects, OfSelects) {
     constexpr double chosen = 0x22, others = 0x7E - chosen;
     constexpr std::uint8_t sl = 4, withoutSl = 2, withSl = 3;
     play({
-        {.name = "asked for SL, what matches is cut, but for its CRC", .scenario = five, .selects = 1, .sel = withSl,
-         .target = onlyA, .parameters = {selectOfAB(24)}, .shows = {{reads, 1}, {cutReplies, 1}, {crc, 0xFF46}}},
+        {.name = "asked for SL, what matches is cut, but for its CRC", .scenario = five, .selects = 1,
+         .sel = withSl, .target = onlyA, .parameters = {selectOfAB(24)},
+         .shows = {{reads, 1}, {cutReplies, 1}, {crc, 0xFF46}}},
         {.name = "asked for the others, no reply is cut", .scenario = five, .selects = 1, .sel = withoutSl,
          .target = onlyA, .parameters = {selectOfAB(24)}, .shows = {{reads, 4}, {cutReplies, 0}}},
-        {.name = "asked for all, no reply is cut", .scenario = five, .selects = 1, .target = onlyA, .parameters = {selectOfAB(24)},
-         .shows = {{reads, 5}, {cutReplies, 0}}},
+        {.name = "asked for all, no reply is cut", .scenario = five, .selects = 1, .target = onlyA,
+         .parameters = {selectOfAB(24)}, .shows = {{reads, 5}, {cutReplies, 0}}},
         {.name = "SL asserted, asked for SL", .scenario = six, .selects = 1, .sel = withSl, .target = onlyA,
          .parameters = {selectOf01(sl, 0)}, .shows = {{who, chosen}}},
         {.name = "SL asserted, asked for the others", .scenario = six, .selects = 1, .sel = withoutSl,
@@ -265,9 +266,10 @@ TEST_F(Effects, OfReplies) {
 }
 
 TEST_F(Effects, OfAccesses) {
-    const std::string large = R"("tags": [{"epc": "AA01", "position": [0, 1, 1], "accessPassword": "00000007", "user": ")" +
-                              std::string(4 * 2049, '0') + "\"}]";
-    const parameter_s readAll = access(RXE_ACCESS_READ, 3, 0), write200 = access(RXE_ACCESS_MULTIWORD_WRITE, 3, 200);
+    const std::string large = R"("tags": [{"epc": "AA01", "position": [0, 1, 1], "accessPassword": "00000007",
+        "user": ")" + std::string(4 * 2049, '0') + "\"}]";
+    const parameter_s readAll = access(RXE_ACCESS_READ, 3, 0);
+    const parameter_s write200 = access(RXE_ACCESS_MULTIWORD_WRITE, 3, 200);
     play({
         {.name = "a bank of more than 2,048 words", .scenario = large, .profile = fastest, .accesses = 1,
          .parameters = {readAll}, .shows = {{result, 4}, {bytes, 4096}}},
@@ -292,7 +294,8 @@ TEST_F(Effects, OfChannelsAndPauses) {
     const parameter_s withoutReads = parameter(RXE_PARAM_TX_DELAY_INTERVAL, std::uint16_t{0xC801});
     const parameter_s withoutNewTags = parameter(RXE_PARAM_TX_DELAY_INTERVAL, std::uint16_t{0xC802});
     play({
-        {.name = "the level at 865.7 MHz", .scenario = one, .channels = {1, 865700}, .shows = {{level, -28.4, 0.1}}},
+        {.name = "the level at 865.7 MHz", .scenario = one, .channels = {1, 865700},
+         .shows = {{level, -28.4, 0.1}}},
         {.name = "ten channels, 0.4 s in 20 s", .scenario = one, .dwell = 40000, .channels = {10, 902000},
          .shows = {{carriers, 20}}},
         {.name = "below 900 MHz 4 s, then a rest", .scenario = one, .dwell = 8050, .channels = {1, 865700},
@@ -313,8 +316,9 @@ TEST_F(Effects, OfTheAir) {
         "user": "00000001", "sensitivity": -40, "position": [0, 12, 1]}])";
     const std::string far = stillWith(tagAt(15, "AA01") + ", " + tagAt(18, "AA02"));
     play({
-        {.name = "no report is below the RSSI threshold", .scenario = R"("air": {"fade": 4}, "tags": [{"epc": "AA01"}])",
-         .rounds = 200, .parameters = {parameter(RXE_PARAM_RSSI_THRESHOLD, std::int8_t{-46})},
+        {.name = "no report is below the RSSI threshold",
+         .scenario = R"("air": {"fade": 4}, "tags": [{"epc": "AA01"}])", .rounds = 200,
+         .parameters = {parameter(RXE_PARAM_RSSI_THRESHOLD, std::int8_t{-46})},
          .shows = {{weakest, -46}}},
         {.name = "0.2 dB within the mean range", .scenario = edge, .rounds = 400, .target = onlyA,
          .channels = {1, 865700}, .parameters = {parameter(RXE_PARAM_HOP_PER_ROUND, std::uint8_t{1})},
@@ -413,9 +417,11 @@ TEST_F(Effects, OfEvents) {
          .shows = {{disconnections, 0}}},
         {.name = "a fault", .scenario = halfway + "\"fault\"}]", .dwell = 100, .stop = second,
          .shows = {{cause, 32}}},
-        {.name = "no more unique tags, the database full", .scenario = R"("database": {"capacity": 2}, "tags": {"count": 5})",
-         .dwell = 60000, .stop = stopRecord(9000, 0, 0xF001), .shows = {{milliseconds, 1010, 60}}},
-        {.name = "started by port 3, stopped by port 4, held for 0.1 and 0.2 s", .scenario = bothPorts, .dwell = 60000,
+        {.name = "no more unique tags, the database full",
+         .scenario = R"("database": {"capacity": 2}, "tags": {"count": 5})", .dwell = 60000,
+         .stop = stopRecord(9000, 0, 0xF001), .shows = {{milliseconds, 1010, 60}}},
+        {.name = "started by port 3, stopped by port 4, held for 0.1 and 0.2 s", .scenario = bothPorts,
+         .dwell = 60000,
          .parameters = {parameter(RXE_PARAM_GPIO_START2, GPIO_START2_s{0x44, 0, 0, 0, 100, 0}),
                         parameter(RXE_PARAM_RADIO_STOP2, PER_RADIO_STOP2_s{9000, 0, 0, 0x88, 0, 0, 0, 0, 200, 0})},
          .shows = {{milliseconds, 500, 15}}},

@@ -106,7 +106,6 @@ TEST_F(ModeRenderTest, WhatIsShownComesBack) {
         SCOPED_TRACE(section.heading);
         takeRequestOf(section);
         json everything = render("verbose"), special = render("");
-        bool isTaken = false;
         if (section.of("back").empty()) {
             section.rows.push_back({"back", "Success"});
         }
@@ -114,8 +113,8 @@ TEST_F(ModeRenderTest, WhatIsShownComesBack) {
             if (name == "lost") {
                 EXPECT_NE(docs.find(right), std::string::npos) << right;
             } else if (name.starts_with("back")) {
-                isTaken = right == "Success";
-                EXPECT_EQ(sendBack(everything, name.substr(4)), isTaken ? right : "Failure: " + right);
+                EXPECT_EQ(sendBack(everything, name.substr(4)),
+                          right == "Success" ? right : "Failure: " + right);
             }
         }
         everything.merge_patch(objectOf(section, "then verbose"));
