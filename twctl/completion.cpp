@@ -35,7 +35,7 @@ std::vector<std::string> optionNames(const CLI::App& app) {
     return names;
 }
 
-// Whether the word is an option that the next word is the value of.
+// Whether the word is an option whose value is the next word.
 bool takesValue(const CLI::App& sub, const std::string& word) {
     const CLI::Option* option = word.starts_with("--") ? sub.get_option_no_throw(word) : nullptr;
     return option != nullptr && option->get_items_expected_max() > 0;

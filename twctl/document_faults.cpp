@@ -21,8 +21,8 @@ int smallNumber(const json& object, const char* key) {
     return fits ? member->get<int>() : -1;
 }
 
-// Directions that are in range and yet not those of a beam; of these the ones that a
-// mode may name, or those that it may not.
+// Directions that are in range but are not those of a beam: with `taken` the ones that a mode
+// may name, else the ones that it may not.
 void findMissingBeams(const json& mode, bool taken, std::vector<std::string>* faults) {
     const auto beams = mode.find("beams");
     for (std::size_t i = 0; beams != mode.end() && beams->is_array() && i < beams->size(); ++i) {
@@ -36,7 +36,7 @@ void findMissingBeams(const json& mode, bool taken, std::vector<std::string>* fa
     }
 }
 
-// What a backslash at `at` begins, so many characters: "\\x4f", "\\u00e9", "\\cA", "\\D".
+// How many characters the escape sequence at `at` has: "\\x4f", "\\u00e9", "\\cA", "\\D".
 std::size_t escapeLength(std::string_view expression, std::size_t at) {
     const char kind = at + 1 < expression.size() ? expression[at + 1] : ' ';
     return kind == 'x' ? 4 : kind == 'u' ? 6 : kind == 'c' ? 3 : 2;
@@ -46,8 +46,8 @@ bool isCapitalDigit(char c) {
     return c >= 'A' && c <= 'F';
 }
 
-// Whether an expression asks for one of the digits A to F that no EPC has, as its text
-// is in small letters: outside brackets, or in brackets that have no small letter.
+// Whether an expression needs a capital digit A to F, outside brackets or in brackets without a
+// small letter. EPCs are compared in lower case, so it never matches.
 bool hasCapitalHex(std::string_view expression) {
     bool inBrackets = false, capital = false, small = false, negated = false;
     for (std::size_t i = 0; i < expression.size(); ++i) {

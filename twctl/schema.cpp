@@ -34,7 +34,8 @@ struct reason_s {
     bool otherwise = false;  // the rule is that of "else"
 };
 
-// One sentence to be. `shape` is a wrong JSON type, `word` a text that is not one of the allowed.
+// A fault, from which one sentence is made. `shape` is a wrong JSON type, `word` a text that is not one of
+// the allowed.
 struct fault_s {
     enum kind_e { shape, word, other };
 
@@ -274,7 +275,7 @@ void lookAtKeywords(judge_c* judge, const look_s& at, findings_s* found) {
         if (at.schema.contains(keyword.name) && !judge->accepts(at.schema, at.value, keyword.name)) {
             keyword.tell(judge, at, &found->faults);
             if (keyword.tell == tellCount || keyword.tell == tellBounds) {
-                return;  // a text that is too long need not be told to be no pattern, too
+                return;  // the pattern of a text that is too long is not judged
             }
         }
     }
@@ -297,8 +298,8 @@ void lookAtParts(judge_c* judge, const look_s& at, findings_s* found) {
     }
 }
 
-// How far a rule of "anyOf" is from what stands there: how high the first wrong shape
-// lies, then how many wrong words and how many faults there are. Less is nearer.
+// How far an alternative of "anyOf" is from the value: how near to the root the first wrong shape
+// is, then how many wrong words and how many faults there are. Less is nearer.
 std::tuple<std::ptrdiff_t, std::ptrdiff_t, std::size_t> distanceOf(const findings_s& found) {
     std::ptrdiff_t highest = PTRDIFF_MAX;
     std::ptrdiff_t words = 0;
@@ -309,7 +310,7 @@ std::tuple<std::ptrdiff_t, std::ptrdiff_t, std::size_t> distanceOf(const finding
     return {-highest, words, found.faults.size()};
 }
 
-// What may stand in the same places by any of the rules, in their order.
+// Adds to each fault of the nearest alternative the words that the others allow at its place.
 void addAlternatives(const std::vector<findings_s>& choices, findings_s* best) {
     for (fault_s& fault : best->faults) {
         fault.allowed.clear();
@@ -325,7 +326,7 @@ void addAlternatives(const std::vector<findings_s>& choices, findings_s* best) {
     }
 }
 
-// Those that fit, or the one that is nearest.
+// The alternatives of "anyOf": all that fit, or else the nearest one.
 void lookAtChoices(judge_c* judge, const look_s& at, findings_s* found) {
     std::vector<findings_s> others;
     bool fits = false;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What ZeroMQ does not tell about an ipc file, a plain connection to it does.
+// ZeroMQ does not tell who holds the file of an ipc endpoint; a plain connection to it does.
 #include "sockets.hpp"
 
 #include <sys/socket.h>
@@ -64,9 +64,8 @@ bound_file_c::~bound_file_c() {
 
 namespace {
 
-// A plain connection, which tells more than ZeroMQ does: that takes an ipc file over
-// without asking who holds it, so that a second listener would silently cut the first
-// one off.
+// A plain connection that asks whether a process listens. ZeroMQ takes an ipc file over without
+// asking, so a second listener would silently cut off the first.
 class probe_c {
   public:
     explicit probe_c(const std::string& endpoint) {

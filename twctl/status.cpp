@@ -61,8 +61,8 @@ std::string antennas(const ordered_json& value) {
     return text.empty() ? "none" : text;
 }
 
-// The rows of the table from top to bottom, what people want first. `takesObject` rows fall back
-// to plain JSON where the value is not an object, as for "unknown param".
+// The rows of the table from top to bottom. A row with `takesObject` shows plain JSON where the
+// value is not an object, as for "unknown param".
 struct status_row_s {
     std::string_view name;
     const char* label;

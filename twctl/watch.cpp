@@ -91,7 +91,7 @@ progress_e afterWriting(int error) {
 // Time between two drawings of the live table on a terminal.
 constexpr std::chrono::milliseconds redrawInterval{500};
 
-// What has been shown, and what is to be said of what has not.
+// What has been shown, and why some frames were not.
 struct display_s {
     bool onTerminal = isatty(STDOUT_FILENO) == 1;
     std::uint64_t shown = 0;

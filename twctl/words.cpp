@@ -21,7 +21,7 @@ namespace {
 using vocabulary::argument_s;
 using vocabulary::value_e;
 
-// The letters that stand for a value. The daemon takes a text that is not a number for 0, or
+// The letters that stand for a value. The daemon reads 0 from a text that is not a number, or
 // ends on it, so such a text is not sent.
 struct value_word_s {
     value_e value;

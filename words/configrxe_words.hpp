@@ -216,7 +216,7 @@ inline constexpr argument_s arguments[] = {disabled, type, duration};
 inline constexpr section_s section{"reportfilter", id_e::none, arguments, true};
 }  // namespace report_filter
 
-// A pause of the transmitter when a round had no reads, or none of new tags.
+// A pause of the transmitter after a round without a read, or without a new tag.
 namespace tx_delay_interval {
 inline constexpr choice_s types[] = {{"noReads", 1}, {"noUniqueReads", 2}};
 inline constexpr argument_s type{"type", value_e::choice, types};

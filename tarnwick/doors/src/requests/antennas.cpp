@@ -50,7 +50,7 @@ void updateDisconnectedAntennas() {
     if (!readerFacts.rxeAntennaCheckSupported || getAntennaState(connected.data(), alarmPorts) != RXE_OK) {
         return;
     }
-    // Antenna n stands in front of element n: antennas are counted from 1.
+    // connected[0] is the first port: antenna 1, or element 0.
     const auto [first, last] = reportedPorts();
     for (unsigned port = first; port <= last; ++port) {
         noteAntenna(port, !connected[port - first]);

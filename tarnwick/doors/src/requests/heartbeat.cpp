@@ -36,7 +36,7 @@ constexpr counter_stat_s counters[] = {
 };
 
 // What a heartbeat tells besides the counters. `active` is whether the radio runs: then the
-// engine is not asked, and the last news are told.
+// engine is not asked, and what the radio last reported is told.
 using stat_to_json = void (*)(bool active, json* out);
 struct heartbeat_stat_s {
     std::string_view name;

@@ -201,7 +201,7 @@ int processRequests(bool cli) {
 
     MSG_BUF msg{responderSource};
     for (int rc = 0; rc != -1;) {
-        // Afresh for each request: these would keep the memory of the longest one.
+        // New for each request: a string keeps the memory of its longest text.
         std::string request;
         std::string reply;
         GetNextRequest(&msg, &request, cli);

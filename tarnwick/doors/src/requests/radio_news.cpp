@@ -49,7 +49,7 @@ std::string stopCauseText(std::uint16_t cause) {
     return row == stopCauses.end() ? "Unknown Stop Cause" + std::to_string(cause) : std::string(row->text);
 }
 
-// ---- payload decoders. The table has the least length of each payload.
+// ---- payload decoders. The least length in the table keeps them inside the payload.
 
 std::uint8_t byteAt(std::string_view payload, std::size_t index) {
     return static_cast<std::uint8_t>(payload[index]);

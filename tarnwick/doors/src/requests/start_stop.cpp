@@ -48,8 +48,8 @@ int startOnce(std::vector<std::string>* /*tokens*/, std::string* reply) {
     return startRXE(false, reply);
 }
 
-// "start sim <tags per second>": tags that the engine makes up. Quirk: a running radio is not
-// asked for, autoStart.txt stays as it is, and the start is not announced.
+// "start sim <tags per second>": tags that the engine makes up. Quirk: it starts also while the
+// radio runs, autoStart.txt stays as it is, and the start is not announced.
 int startFakeTags(std::vector<std::string>* tokens, std::string* reply) {
     if (tokens->size() < 3) {
         *reply = "Failure: sim requires tps";
