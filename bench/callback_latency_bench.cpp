@@ -178,7 +178,7 @@ bool measure(const row_s& row, packets_s* packets) {
 
 // A publisher, and a reader that takes all that comes until the process ends.
 void* publisher(const std::string& endpoint) {
-    void* socket = zmq_socket(context, ZMQ_PUB);
+    void* socket = zmq_socket(sockets::context, ZMQ_PUB);
     if (zmq_bind(socket, endpoint.c_str()) != 0) {
         std::perror(endpoint.c_str());
         std::exit(2);
@@ -186,7 +186,7 @@ void* publisher(const std::string& endpoint) {
     return socket;
 }
 void readAll(const std::string& endpoint) {
-    void* socket = zmq_socket(context, ZMQ_SUB);
+    void* socket = zmq_socket(sockets::context, ZMQ_SUB);
     zmq_setsockopt(socket, ZMQ_SUBSCRIBE, "", 0);
     zmq_connect(socket, endpoint.c_str());
     std::array<char, 4096> buffer;
@@ -219,11 +219,11 @@ int main() {
     }
     std::filesystem::current_path(directory);
     std::freopen("output", "w", stdout);  // modes tell that there is no management server
-    context = zmq_ctx_new();
+    sockets::context = zmq_ctx_new();
     const std::string reports = std::string("ipc://") + directory + "/reports";
     const std::string lines = std::string("ipc://") + directory + "/lines";
-    tag_data.handle = publisher(reports);
-    gpio_led.handle = publisher(lines);
+    sockets::tag_data.handle = publisher(reports);
+    sockets::gpio_led.handle = publisher(lines);
     std::thread reportReader(readAll, reports);
     std::thread lineReader(readAll, lines);
     connectReader();
@@ -245,10 +245,10 @@ int main() {
     for (const row_s& row : rows) {
         met = measure(row, &packets) && met;
     }
-    zmq_close(tag_data.handle);
-    zmq_close(gpio_led.handle);
+    zmq_close(sockets::tag_data.handle);
+    zmq_close(sockets::gpio_led.handle);
     RXE_disconnect();
-    std::thread end([] { zmq_ctx_term(context); });
+    std::thread end([] { zmq_ctx_term(sockets::context); });
     reportReader.join();
     lineReader.join();
     end.join();

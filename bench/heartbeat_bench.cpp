@@ -52,7 +52,7 @@ int main() {
         questions = 0;
         std::vector<double> seconds;
         for (int i = 0; i < rounds; ++i) {
-            packetRxCount += 1000;
+            radio::packetRxCount += 1000;
             seconds.push_back(secondsOf([&text] { requests::getHeartbeat(&text); }));
         }
         const double usual = median(seconds);

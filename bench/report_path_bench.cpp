@@ -94,7 +94,7 @@ std::array<lane_s, laneCount> lanes;
 void openLanes(const std::string& directory) {
     for (std::size_t i = 0; i < lanes.size(); ++i) {
         lanes[i].endpoint = "ipc://" + directory + "/lane" + std::to_string(i);
-        lanes[i].publisher = zmq_socket(context, ZMQ_PUB);
+        lanes[i].publisher = zmq_socket(sockets::context, ZMQ_PUB);
         const int linger = 0;
         zmq_setsockopt(lanes[i].publisher, ZMQ_LINGER, &linger, sizeof linger);
         zmq_setsockopt(lanes[i].publisher, ZMQ_SNDHWM, &highWaterMark, sizeof highWaterMark);
@@ -103,8 +103,8 @@ void openLanes(const std::string& directory) {
             std::exit(2);
         }
     }
-    tag_data.handle = lanes[reportLane].publisher;
-    gpio_led.handle = lanes[lineLane].publisher;
+    sockets::tag_data.handle = lanes[reportLane].publisher;
+    sockets::gpio_led.handle = lanes[lineLane].publisher;
 }
 
 // Receives everything until `stop`.
@@ -146,7 +146,7 @@ void awaitArrivals() {
 // Connects a reader to each lane and waits until its subscription works.
 void followLanes() {
     for (lane_s& lane : lanes) {
-        lane.subscriber = zmq_socket(context, ZMQ_SUB);
+        lane.subscriber = zmq_socket(sockets::context, ZMQ_SUB);
         zmq_setsockopt(lane.subscriber, ZMQ_SUBSCRIBE, "", 0);
         zmq_setsockopt(lane.subscriber, ZMQ_RCVHWM, &highWaterMark, sizeof highWaterMark);
         zmq_connect(lane.subscriber, lane.endpoint.c_str());
@@ -239,8 +239,8 @@ double timeBurst(lane_e reports, bool lines, bool followed, auto&& work) {
 // two sends, the report and a line, for every form; a binary report, which has no
 // line, is shown against one send too.
 bool measure(const form_s& form, const sizes_s& sizes, bool followed, std::vector<std::uint8_t>* packet) {
-    data_analytics_type = form.type;
-    tag_data.outside = form.type != DATA_ANALYTICS_OFF;
+    radio::data_analytics_type = form.type;
+    sockets::tag_data.outside = form.type != DATA_ANALYTICS_OFF;
     const auto report = [&] { sendReports(packet, burst); };
     timeBurst(reportLane, form.hasLine, followed, report);  // to the steady state
     std::vector<double> ratios;
@@ -268,8 +268,8 @@ bool measure(const form_s& form, const sizes_s& sizes, bool followed, std::vecto
 
 // The messages of one report, as the readers receive them.
 sizes_s sizesOf(const form_s& form, std::vector<std::uint8_t>* packet) {
-    data_analytics_type = form.type;
-    tag_data.outside = form.type != DATA_ANALYTICS_OFF;
+    radio::data_analytics_type = form.type;
+    sockets::tag_data.outside = form.type != DATA_ANALYTICS_OFF;
     sendReports(packet, 1);
     std::array<char, 4096> buffer;
     sizes_s sizes{.report = 0, .line = lineBytes};
@@ -339,7 +339,7 @@ int main(int argc, char** argv) {
         std::perror("mkdtemp");
         return 2;
     }
-    context = zmq_ctx_new();
+    sockets::context = zmq_ctx_new();
     openLanes(directory);
     initMode();
     setDefaultMode(&mode_configuration);
@@ -351,8 +351,8 @@ int main(int argc, char** argv) {
         const auto* form = std::ranges::find(forms, std::string_view(argv[2]), &form_s::name);
         const auto* mode = std::ranges::find(waitingModes, std::string_view(argv[2]), &waiting_mode_s::name);
         if (form != forms.end()) {
-            data_analytics_type = form->type;
-            tag_data.outside = form->type != DATA_ANALYTICS_OFF;
+            radio::data_analytics_type = form->type;
+            sockets::tag_data.outside = form->type != DATA_ANALYTICS_OFF;
             sendReports(&packet, std::atoi(argv[3]));
         } else if (mode != waitingModes.end()) {
             sendWaitingReports(*mode, &packet, std::atoi(argv[3]));
@@ -373,7 +373,7 @@ int main(int argc, char** argv) {
     for (lane_s& lane : lanes) {
         zmq_close(lane.publisher);
     }
-    zmq_ctx_destroy(context);
+    zmq_ctx_destroy(sockets::context);
     std::filesystem::remove_all(directory);
     return status;
 }

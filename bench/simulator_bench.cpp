@@ -106,11 +106,11 @@ clockid_t simulatorClock() {
 
 // Waits until the simulator has sent `count` packets and pauses.
 void awaitPackets(std::uint64_t count) {
-    while (packetRxCount < count) {
+    while (radio::packetRxCount < count) {
         std::this_thread::sleep_for(std::chrono::milliseconds(2));
     }
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    if (packetRxCount != count) {
+    if (radio::packetRxCount != count) {
         std::fprintf(stderr, "a slice takes longer than its time: the figures would be void\n");
         std::exit(2);
     }
@@ -118,7 +118,7 @@ void awaitPackets(std::uint64_t count) {
 
 // Seconds of the processor for one report of the simulator, with noise of `degrees`.
 double ofSimulator(float degrees) {
-    const std::uint64_t before = packetRxCount;
+    const std::uint64_t before = radio::packetRxCount;
     startSimulationThread(0, tagsPerSecond, degrees, degrees);
     awaitPackets(before + slice);
     const clockid_t clock = simulatorClock();
@@ -146,7 +146,7 @@ double ofReports(reports_s* reports) {
 }
 
 void* publisher(const std::string& endpoint) {
-    void* socket = zmq_socket(context, ZMQ_PUB);
+    void* socket = zmq_socket(sockets::context, ZMQ_PUB);
     if (zmq_bind(socket, endpoint.c_str()) != 0) {
         std::perror(endpoint.c_str());
         std::exit(2);
@@ -165,9 +165,9 @@ int main() {
     std::filesystem::current_path(directory);
     writeFiles();
     reports_s reports = makeReports();
-    context = zmq_ctx_new();
-    tag_data.handle = publisher("inproc://reports");
-    gpio_led.handle = publisher("inproc://lines");
+    sockets::context = zmq_ctx_new();
+    sockets::tag_data.handle = publisher("inproc://reports");
+    sockets::gpio_led.handle = publisher("inproc://lines");
     initMode();
     setDefaultMode(&mode_configuration);
     setDefaultInventoryMode(&mode_configuration);
@@ -184,9 +184,9 @@ int main() {
         noisyRatios.push_back(ofSimulator(2) / alone);
         nanoseconds.push_back(simulated * 1e9);
     }
-    zmq_close(tag_data.handle);
-    zmq_close(gpio_led.handle);
-    zmq_ctx_destroy(context);
+    zmq_close(sockets::tag_data.handle);
+    zmq_close(sockets::gpio_led.handle);
+    zmq_ctx_destroy(sockets::context);
     std::filesystem::current_path("/");
     std::filesystem::remove_all(directory);
     const double ratio = median(ratios);

@@ -68,8 +68,8 @@ struct at_thread_end_s {
 void packets(std::string_view input) {
     newReader(&input);
     std::string_view setting = takeUntil('\n', &input);
-    data_analytics_type = setting.empty() ? 0 : static_cast<std::uint8_t>(setting.front()) % 3;
-    tag_data.outside = data_analytics_type != DATA_ANALYTICS_OFF;
+    radio::data_analytics_type = setting.empty() ? 0 : static_cast<std::uint8_t>(setting.front()) % 3;
+    sockets::tag_data.outside = radio::data_analytics_type != DATA_ANALYTICS_OFF;
     askMode(setting.substr(setting.empty() ? 0 : 1));
     for (std::size_t row = 0; input.size() >= 3;) {
         const auto at = [&input](std::size_t i) { return static_cast<std::uint8_t>(input[i]); };
@@ -90,7 +90,7 @@ void packets(std::string_view input) {
 void additionalKeys(std::string_view input) {
     newReader(&input);
     setAddlKeysFilterConfig(!input.empty() && input.front() == '{', 1.5F, 4);
-    isAddlKeysEnabled = true;
+    additional_config::isAddlKeysEnabled = true;
     for (std::int64_t second = 0; !input.empty(); ++second) {
         const json report = json::parse(takeUntil('\n', &input), nullptr, false);
         std::string key;
@@ -137,10 +137,11 @@ void simulation(std::string_view input) {
     std::ofstream("aar.json", std::ios::binary) << takeUntil('\0', &input);
     std::ofstream("tag.json", std::ios::binary) << input;
     const unsigned ended = simulationsEnded;
-    const std::uint64_t sent = packetRxCount.load();
+    const std::uint64_t sent = radio::packetRxCount.load();
     require(startSimulationThread(aar, rate, 1.5F, 0.5F) == 0, "a simulation is started");
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(10);
-    while (simulationsEnded == ended && packetRxCount.load() - sent < static_cast<unsigned>(rate) / 4 &&
+    while (simulationsEnded == ended &&
+           radio::packetRxCount.load() - sent < static_cast<unsigned>(rate) / 4 &&
            std::chrono::steady_clock::now() < deadline) {
         takeReports();
         std::this_thread::yield();

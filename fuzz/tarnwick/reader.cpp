@@ -27,18 +27,18 @@ namespace {
 void* reports = nullptr;
 
 void openPair(void** one, void** other, const char* endpoint) {
-    *one = zmq_socket(context, ZMQ_PAIR);
-    *other = zmq_socket(context, ZMQ_PAIR);
+    *one = zmq_socket(sockets::context, ZMQ_PAIR);
+    *other = zmq_socket(sockets::context, ZMQ_PAIR);
     zmq_bind(*one, endpoint);
     zmq_connect(*other, endpoint);
 }
 
 // The parts that a process has once.
 void openProcess() {
-    if (context == nullptr) {
-        context = zmq_ctx_new();
-        openPair(&main_from_radio_async, &radio_to_main_async.handle, "inproc://news");
-        openPair(&reports, &tag_data.handle, "inproc://reports");
+    if (sockets::context == nullptr) {
+        sockets::context = zmq_ctx_new();
+        openPair(&sockets::main_from_radio_async, &sockets::radio_to_main_async.handle, "inproc://news");
+        openPair(&reports, &sockets::tag_data.handle, "inproc://reports");
         requests::database_timer = timerfd_create(CLOCK_REALTIME, TFD_NONBLOCK);
     }
 }
@@ -50,7 +50,7 @@ void newReader(std::string_view* input) {
     const char choice = input->empty() ? '0' : input->front();
     input->remove_prefix(input->empty() ? 0 : 1);
     engine_double::reset();
-    if (isAddlKeysEnabled.exchange(false)) {  // empties 3 MiB, so only when it was used
+    if (additional_config::isAddlKeysEnabled.exchange(false)) {  // empties 3 MiB, so only when it was used
         resetTagInfoDB();
     }
     RXE_setCallback(getPacket);
@@ -63,8 +63,8 @@ void newReader(std::string_view* input) {
     initMode();
     setDefaultMode(&mode_configuration);
     publishReportPlan(mode_configuration, toldAccesses);
-    data_analytics_type = DATA_ANALYTICS_OFF;
-    tag_data.outside = false;
+    radio::data_analytics_type = DATA_ANALYTICS_OFF;
+    sockets::tag_data.outside = false;
 }
 
 std::string askMode(std::string_view word) {
@@ -88,7 +88,7 @@ std::string modeInForce() {
 void takeNews() {
     int ready = 0;
     std::size_t size = sizeof ready;
-    while (zmq_getsockopt(main_from_radio_async, ZMQ_EVENTS, &ready, &size) == 0 &&
+    while (zmq_getsockopt(sockets::main_from_radio_async, ZMQ_EVENTS, &ready, &size) == 0 &&
            (ready & ZMQ_POLLIN) != 0) {
         requests::handleRadioNews();
     }
@@ -98,7 +98,7 @@ namespace {
 
 // The frame's report, JSON or the binary message by the header's third byte, written anew.
 std::string asALibraryWritesIt(std::string_view frame) {
-    if (data_analytics_type == DATA_ANALYTICS_OFF) {
+    if (radio::data_analytics_type == DATA_ANALYTICS_OFF) {
         return nlohmann::json::parse(frame, nullptr, false).dump();
     }
     constexpr std::size_t kind = 2, headerBytes = 4;

@@ -29,14 +29,14 @@ void* stranger = nullptr;  // a client that sends anything
 void* client = nullptr;    // a correct client
 
 void openReplySocket() {
-    if (responder == nullptr) {
+    if (sockets::responder == nullptr) {
         constexpr const char* endpoint = "inproc://requests";
-        responder = zmq_socket(context, ZMQ_REP);
+        sockets::responder = zmq_socket(sockets::context, ZMQ_REP);
         constexpr int noLimit = 0;  // of messages, since the same thread writes and reads
-        zmq_setsockopt(responder, ZMQ_RCVHWM, &noLimit, sizeof noLimit);
-        zmq_bind(responder, endpoint);
+        zmq_setsockopt(sockets::responder, ZMQ_RCVHWM, &noLimit, sizeof noLimit);
+        zmq_bind(sockets::responder, endpoint);
         for (void** peer : {&stranger, &client}) {
-            *peer = zmq_socket(context, ZMQ_DEALER);
+            *peer = zmq_socket(sockets::context, ZMQ_DEALER);
             zmq_setsockopt(*peer, ZMQ_SNDHWM, &noLimit, sizeof noLimit);
             zmq_connect(*peer, endpoint);
         }

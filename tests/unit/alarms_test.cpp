@@ -33,8 +33,8 @@ class Alarms : public RadioTest {
   protected:
     Alarms() {
         engine_double::reset();
-        main_from_radio_async = news;
-        consumer = peerOf(&events, ZMQ_PAIR, ZMQ_PAIR);
+        sockets::main_from_radio_async = news;
+        consumer = peerOf(&sockets::events, ZMQ_PAIR, ZMQ_PAIR);
         database_timer = timerfd_create(CLOCK_REALTIME, TFD_NONBLOCK);
         rxe_intfc::olios[5].transmitAntenna = 3;
     }
@@ -110,7 +110,7 @@ TEST_F(Alarms, aPayloadThatIsTooShortIsIgnored) {
         }
     }
     EXPECT_EQ(getErrorCount() + getWarningCount(), 0U);
-    zmq_send(radio_to_main_async.handle, "db_error", 8, 0);  // a message of one frame
+    zmq_send(sockets::radio_to_main_async.handle, "db_error", 8, 0);  // a message of one frame
     requests::handleRadioNews();
     EXPECT_EQ(engineCalls(), "");
 }

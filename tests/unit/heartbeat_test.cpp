@@ -34,9 +34,9 @@ void setReader(const char* model, std::uint16_t antennas) {
     engine_double::setRecord(RXE_PARAM_ANTENNA_STATE, std::int16_t{0b01});
     engine_double::setRecord(RXE_PARAM_AMB_TEMP, std::int16_t{31});
     engine_double::setRecord(RXE_PARAM_PA_TEMP, std::int16_t{-4});
-    tagReadCount = 12;
-    tagReadCountPerAnt[1] = 5;
-    msgTxCount = 9;
+    radio::tagReadCount = 12;
+    radio::tagReadCountPerAnt[1] = 5;
+    radio::msgTxCount = 9;
 }
 
 TEST(Heartbeat, tellsAllThatIsInTheListOfAnIdleReader) {
@@ -60,14 +60,14 @@ TEST(Heartbeat, tellsAllThatIsInTheListOfAnIdleReader) {
 // A radio that sends two packets a second is not asked anything.
 TEST(Heartbeat, leavesABusyRadioAlone) {
     setReader("PN5100", 1);
-    packetRxCount = 20;
+    radio::packetRxCount = 20;
     requests::current_amb_temp = 44;
     requests::current_pa_temp = 55;
     const json data = heartbeat()["data"];
     EXPECT_EQ(data["radioActivity"], "active");
     EXPECT_EQ(data["temperature"], json::parse(R"({"ambient": 44, "pa": 55})"));
     EXPECT_TRUE(engine_double::calls().empty());
-    packetRxCount = 39;
+    radio::packetRxCount = 39;
     EXPECT_EQ(heartbeat()["data"]["radioActivity"], "inactive") << "nineteen in ten seconds";
     EXPECT_FALSE(engine_double::calls().empty());
 }

@@ -225,7 +225,7 @@ TEST_F(ModeRequestTest, ConditionsReportsAndSettingsAreStored) {
         {"'reportFilter':{'type':'RADIO_WIDE','duration':1,'addl_keys':1}", false}};
     for (const auto& [keys, enabled] : addlKeys) {
         take(typed("CUSTOM", keys));
-        EXPECT_EQ(isAddlKeysEnabled, enabled) << keys;
+        EXPECT_EQ(additional_config::isAddlKeysEnabled, enabled) << keys;
     }
     take(typed("CUSTOM", "'tagMetaData':['EPC','USER[0-254,300,4294967295]']"));
     using rows = std::vector<std::vector<memory_Access_s>>;

@@ -82,7 +82,7 @@ const std::tuple<std::uint16_t, std::string, const char*, std::string> newsCases
     {RXE_PACKET_AMB_TEMP_CRIT_ALARM, "", "amb_temp_crit", ""}};
 
 TEST_F(RadioDispatch, NewsForTheMainThread) {
-    std::uint64_t packets = packetRxCount;
+    std::uint64_t packets = radio::packetRxCount;
     for (const auto& [type, payload, topic, expected] : newsCases) {
         SCOPED_TRACE(testing::Message() << std::hex << type << payload);
         deliver(type, payload);
@@ -90,7 +90,7 @@ TEST_F(RadioDispatch, NewsForTheMainThread) {
         EXPECT_EQ(told.size(), topic == nullptr ? 0U : 1U);
         EXPECT_TRUE(told.empty() || told[0] == (message_t{topic, expected}));
         EXPECT_TRUE(received(data).empty());
-        EXPECT_EQ(packetRxCount, ++packets);
+        EXPECT_EQ(radio::packetRxCount, ++packets);
     }
 }
 
@@ -163,12 +163,12 @@ TEST_F(RadioDispatch, CountsReadsByAntenna) {
         deliver(RXE_PACKET_ANTENNA_INFO, bytes({0, 0, antenna >> 8, antenna & 0xFF}));
         deliver(type, "x");
     }
-    EXPECT_EQ(tagReadCountPerAnt[0], 1U);
-    EXPECT_EQ(tagReadCountPerAnt[14], 0U);
-    EXPECT_EQ(tagReadCount, 8U);
-    EXPECT_EQ(tagReadCountPerAnt[13], 2U);
+    EXPECT_EQ(radio::tagReadCountPerAnt[0], 1U);
+    EXPECT_EQ(radio::tagReadCountPerAnt[14], 0U);
+    EXPECT_EQ(radio::tagReadCount, 8U);
+    EXPECT_EQ(radio::tagReadCountPerAnt[13], 2U);
     EXPECT_EQ(getTagReadCountPerAntQDX(), (std::map<std::uint16_t, std::uint64_t>{{13, 1}, {5897, 2}}));
-    EXPECT_EQ(msgTxCount, 0U);
+    EXPECT_EQ(radio::msgTxCount, 0U);
 }
 
 // What is sent: the sizes of a message's frames with "+" between them; the 13 are left

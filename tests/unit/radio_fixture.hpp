@@ -37,10 +37,10 @@ inline std::vector<message_t> received(void* socket) {
 class RadioTest : public testing::Test {
   protected:
     RadioTest() {
-        context = zmq_ctx_new();
-        data = peerOf(&tag_data.handle, ZMQ_PUB, ZMQ_SUB);
-        lines = peerOf(&gpio_led.handle, ZMQ_PUB, ZMQ_SUB);
-        news = peerOf(&radio_to_main_async.handle, ZMQ_PAIR, ZMQ_PAIR);
+        sockets::context = zmq_ctx_new();
+        data = peerOf(&sockets::tag_data.handle, ZMQ_PUB, ZMQ_SUB);
+        lines = peerOf(&sockets::gpio_led.handle, ZMQ_PUB, ZMQ_SUB);
+        news = peerOf(&sockets::radio_to_main_async.handle, ZMQ_PAIR, ZMQ_PAIR);
         RXE_setCallback(getPacket);
     }
 
@@ -49,14 +49,14 @@ class RadioTest : public testing::Test {
             zmq_close(std::exchange(*socket, nullptr));
             zmq_close(peer);
         }
-        zmq_ctx_destroy(context);
+        zmq_ctx_destroy(sockets::context);
     }
 
     // Makes *socket and its peer, to which it can send at once.
     void* peerOf(void** socket, int type, int peerType) {
         const std::string endpoint = "inproc://test" + std::to_string(sockets.size());
-        void* peer = zmq_socket(context, peerType);
-        *socket = zmq_socket(context, type);
+        void* peer = zmq_socket(sockets::context, peerType);
+        *socket = zmq_socket(sockets::context, type);
         sockets.emplace_back(socket, peer);
         EXPECT_EQ(zmq_bind(*socket, endpoint.c_str()) + zmq_connect(peer, endpoint.c_str()), 0);
         zmq_setsockopt(peer, ZMQ_SUBSCRIBE, "", 0);

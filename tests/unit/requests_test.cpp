@@ -95,8 +95,8 @@ TEST(BadInput, getsItsReplyAndChangesNothing) {
 class RequestLoop : public RadioTest {
   protected:
     RequestLoop() {
-        client = peerOf(&responder, ZMQ_REP, ZMQ_REQ);
-        main_from_radio_async = news;
+        client = peerOf(&sockets::responder, ZMQ_REP, ZMQ_REQ);
+        sockets::main_from_radio_async = news;
         database_timer = timerfd_create(CLOCK_REALTIME, TFD_NONBLOCK);
         int ends[2];
         EXPECT_EQ(pipe(ends), 0);
@@ -136,13 +136,13 @@ TEST_F(RequestLoop, takesConsoleLinesOneByOneAndEmptyOnesAtTheEnd) {
 
 TEST_F(RequestLoop, takesOneMessageOfNewsAPassWithAllItsFrames) {
     sendNews("start_ack", "", 0);
-    zmq_send(radio_to_main_async.handle, "alone", 5, 0);
+    zmq_send(sockets::radio_to_main_async.handle, "alone", 5, 0);
     zmq_send(client, "first", 5, 0);
     EXPECT_EQ(next(), "1 first");
     std::string reply = "Success";
     requests::SendReply(msg, &reply);
     EXPECT_EQ(received(client), (std::vector<message_t>{{std::string("Success", 8)}}));
-    EXPECT_EQ(received(main_from_radio_async), (std::vector<message_t>{{"alone"}}));
+    EXPECT_EQ(received(sockets::main_from_radio_async), (std::vector<message_t>{{"alone"}}));
 }
 
 // The console wins over a client in the same pass, and an expired timer is served too.
@@ -153,7 +153,7 @@ TEST_F(RequestLoop, servesAllThatWaitsInOnePass) {
     usleep(1'000);
     type("stop\n");
     EXPECT_EQ(next(), "0 stop");
-    EXPECT_TRUE(received(responder).empty());
+    EXPECT_TRUE(received(sockets::responder).empty());
     std::uint64_t expiries = 0;
     EXPECT_EQ(read(database_timer, &expiries, sizeof expiries), -1) << "it has been read";
     EXPECT_EQ(getErrorCount(), 0U);

@@ -175,20 +175,20 @@ TEST_F(Simulator, RunsThatEndByThemselves) {
         EXPECT_THAT(testing::internal::GetCapturedStdout(), EndsWith(ending));
         EXPECT_FALSE(isSimulationRunning());
     }
-    EXPECT_EQ(packetRxCount, 0U);
+    EXPECT_EQ(radio::packetRxCount, 0U);
 }
 
 TEST_F(Simulator, RequestsWhileIdleAndRunning) {
     testing::internal::CaptureStdout();
     EXPECT_EQ(ask("start sim_bearing 12x 0 std_el=0.25 std_az=-1.5"), "Success");
-    EXPECT_TRUE(eventually([] { return packetRxCount >= 3; }));
+    EXPECT_TRUE(eventually([] { return radio::packetRxCount >= 3; }));
     // A second simulation runs beside the first.
     EXPECT_EQ(ask("start sim_bearing 400 0"), "Success");
-    EXPECT_TRUE(eventually([] { return packetRxCount >= 103; }));
+    EXPECT_TRUE(eventually([] { return radio::packetRxCount >= 103; }));
     EXPECT_EQ(simulators(), 2);
     EXPECT_EQ(ask("stop"), "Success");
     EXPECT_EQ(simulators(), 0);
-    EXPECT_EQ(packetRxCount % 100 % 3, 0U) << "whole slices of 3 and of 100";
+    EXPECT_EQ(radio::packetRxCount % 100 % 3, 0U) << "whole slices of 3 and of 100";
     EXPECT_FALSE(isSimulationRunning());
     EXPECT_EQ(readTextFile("autoStart.txt"), "false");
     EXPECT_EQ(ask("stop"), "Success");
@@ -224,7 +224,7 @@ TEST_F(Simulator, RatesAtTheEnds) {
         startSimulationThread(0, tps, 0, 0);
         EXPECT_TRUE(eventually(isSimulationRunning)) << tps;
         EXPECT_EQ(stopSimulationThread(), 0);
-        EXPECT_EQ(packetRxCount, 0U) << tps;
+        EXPECT_EQ(radio::packetRxCount, 0U) << tps;
     }
     // A slice that would take minutes ends at the stop. Tags past the table are drawn and
     // passed over.
@@ -232,7 +232,7 @@ TEST_F(Simulator, RatesAtTheEnds) {
     writeTextFile("tag.json", R"({"tag_info": [)" + tags + "]}");
     testing::internal::CaptureStdout();
     startSimulationThread(0, 2'000'000'000, 0, 0);
-    EXPECT_TRUE(eventually([] { return packetRxCount >= 3000; }));
+    EXPECT_TRUE(eventually([] { return radio::packetRxCount >= 3000; }));
     EXPECT_EQ(stopSimulationThread(), 0);
     const std::string output = testing::internal::GetCapturedStdout();
     EXPECT_THAT(output, HasSubstr("Number of Tags seen by this AAR: 1000\n"));

@@ -98,7 +98,7 @@ TEST_F(TagReport, JsonWithEveryMember) {
               "\"userDefined\":\"d\xC3\xA9p\xC3\xB4t \\\"1\\\"\\n\","
               R"("x":-1.5,"y":3276.7},"timestamp":"2023-11-14T22:13:20.987+0000","type":"SIMPLE"})");
     EXPECT_EQ(received(lines), (std::vector<message_t>{{"TAG_READ,2023-11-14T22:13:20.987+0000"}}));
-    EXPECT_EQ(msgTxCount, 1U);
+    EXPECT_EQ(radio::msgTxCount, 1U);
 }
 
 // Values are written in place while the members stay the same, and no member of
@@ -145,8 +145,8 @@ TEST_F(TagReport, TextThatIsNoUtf8DropsTheReport) {
 }
 
 TEST_F(TagReport, BinaryReports) {
-    data_analytics_type = DATA_ANALYTICS_BINARY;
-    tag_data.outside = true;
+    radio::data_analytics_type = DATA_ANALYTICS_BINARY;
+    sockets::tag_data.outside = true;
     switchAllOn();
     read(fullTag());
     EXPECT_EQ(
@@ -179,7 +179,7 @@ TEST_F(TagReport, BinaryReports) {
               R"(pc: "\2531" rssi_int: -61 antenna: 2 azimuthx10: 3599 elevationx10: 40000 )"
               R"(azimuth_confidence: 255 elevation_confidence: 7)");
     EXPECT_TRUE(received(lines).empty());
-    EXPECT_EQ(msgTxCount, 0U);
+    EXPECT_EQ(radio::msgTxCount, 0U);
 }
 
 // The EPC is "0t%{": 3074257b. A pattern is bytes or the expression, an empty one was
@@ -213,9 +213,9 @@ TEST_F(TagReport, Filter) {
 // The parts of an item go to one subscriber, whatever the CRC of each; other
 // bits, and other lengths of the EPC, do not.
 TEST_F(TagReport, SubscriberOfMultiPartItems) {
-    data_analytics_type = DATA_ANALYTICS_STRING;
-    tag_data.outside = true;
-    subscribers = 1024;
+    radio::data_analytics_type = DATA_ANALYTICS_STRING;
+    sockets::tag_data.outside = true;
+    radio::subscribers = 1024;
     const auto subscriberOf = [this](const TAG_INFO_s& tag) { return read(tag), onlyFrame().substr(0, 2); };
     // The first byte, the place of the one that tells the parts apart, its bits that do not count.
     const std::tuple<std::uint8_t, std::size_t, std::uint8_t> cases[] = {

@@ -64,10 +64,10 @@ TEST_F(ZmqIntfc, makesAndClosesEverySocketAndGivesTheReplyFileToTheReadersUser) 
 TEST_F(ZmqIntfc, namesTheStepThatFailedAndGoesNoFurther) {
     // The address that is taken, if any; the next socket in order, if any, is not made.
     const std::tuple<const char*, int (*)(), const char*, void**> cases[] = {
-        {"/tmp/tarnwick_rep", createZMQSocketsForMain, "responder bind", &events},
+        {"/tmp/tarnwick_rep", createZMQSocketsForMain, "responder bind", &sockets::events},
         {"inproc://radio_2_main_async", createZMQSocketsForMain, "main_from_radio_async bind",
-         &main_to_radio},
-        {"inproc://main_2_radio", createZMQSocketsForMain, "main_to_radio bind", &main_from_radio},
+         &sockets::main_to_radio},
+        {"inproc://main_2_radio", createZMQSocketsForMain, "main_to_radio bind", &sockets::main_from_radio},
         {"inproc://radio_2_main", createZMQSocketsForMain, "main_from_radio bind", nullptr},
         {"", closeZMQSocketsForMain, "responder close", nullptr},
         {"", closeZMQSocketsForRadio, "radio_to_main_async close", nullptr},
@@ -78,13 +78,14 @@ TEST_F(ZmqIntfc, namesTheStepThatFailedAndGoesNoFurther) {
     for (const auto& [taken, step, failed, notMade] : cases) {
         SCOPED_TRACE(failed);
         std::filesystem::remove_all("/tmp/tarnwick_rep");
-        responder = events = main_from_radio_async = main_to_radio = main_from_radio = nullptr;
+        sockets::responder = sockets::events = sockets::main_from_radio_async = sockets::main_to_radio =
+            sockets::main_from_radio = nullptr;
         initZMQ();
-        contexts.push_back(context);
+        contexts.push_back(sockets::context);
         if (*taken == '/') {
             std::filesystem::create_directory(taken);
         } else if (*taken != '\0') {  // in the process's own context
-            ASSERT_EQ(zmq_bind(zmq_socket(context, ZMQ_PAIR), taken), 0);
+            ASSERT_EQ(zmq_bind(zmq_socket(sockets::context, ZMQ_PAIR), taken), 0);
         }
         const std::uint64_t errors = getErrorCount();
         testing::internal::CaptureStdout();
@@ -113,7 +114,7 @@ TEST_F(ZmqIntfc, aChangeOfTheFormWorksOrLeavesTheOldForm) {
         return sendTagData(false, "frame", 5, 0) == 5 && sendTagData(true, "frame", 5, 0) == -1;
     };
     ASSERT_EQ(createZMQSocketForData(false), 0);
-    void* squatter = zmq_socket(context, ZMQ_PAIR);
+    void* squatter = zmq_socket(sockets::context, ZMQ_PAIR);
     ASSERT_EQ(zmq_bind(squatter, "tcp://*:5160"), 0);
     testing::internal::CaptureStdout();
     EXPECT_EQ(ask("data_analytics STRING"), "Failure: Failed to open ZMQ socket for data");
@@ -195,11 +196,11 @@ TEST_F(ZmqIntfc, sharedSocketsNeitherBlockNorMixTheirUsers) {
     radio.join();
 
     int messages = 0;
-    zmq_pollitem_t item{main_from_radio_async, 0, ZMQ_POLLIN, 0};
+    zmq_pollitem_t item{sockets::main_from_radio_async, 0, ZMQ_POLLIN, 0};
     while (zmq_poll(&item, 1, 100) > 0) {
         std::string topic, payload;
-        ASSERT_EQ(zmq_recv_string(main_from_radio_async, &topic), 0);
-        ASSERT_EQ(zmq_recv_string(main_from_radio_async, &payload), 0);
+        ASSERT_EQ(zmq_recv_string(sockets::main_from_radio_async, &topic), 0);
+        ASSERT_EQ(zmq_recv_string(sockets::main_from_radio_async, &payload), 0);
         ASSERT_EQ(payload, topic == "first" ? "one" : "two");
         ++messages;
     }

@@ -26,9 +26,11 @@ struct time_value_s {
     std::int64_t microseconds = 0;
 };
 
+namespace additional_config {
 // Whether the filter is on. Written by the main thread as a mode request is
 // parsed, read by the engine thread.
 extern std::atomic<bool> isAddlKeysEnabled;
+}  // namespace additional_config
 
 // Most keys that setAddlKeysFilterConfig accepts. The size before the first call
 // is 20000, one more.

@@ -29,6 +29,8 @@ struct told_accesses_s;       // engine_io/olios.hpp
 // Antenna numbers that are counted: 0 to 13.
 inline constexpr unsigned countedAntennas = 14;
 
+namespace radio {
+
 // Packets delivered to getPacket. Written by the engine thread, and zeroed by
 // the main thread before the callback is registered; read by any thread.
 extern std::atomic<std::uint64_t> packetRxCount;
@@ -39,6 +41,8 @@ extern std::atomic<std::uint64_t> tagReadCount;
 extern std::array<std::atomic<std::uint64_t>, 16> tagReadCountPerAnt;
 // JSON reports sent. Written by the engine thread, read by any.
 extern std::atomic<std::uint64_t> msgTxCount;
+
+}  // namespace radio
 
 // Tag packets seen by beam number, for the array reader; beams without a read
 // are absent. A copy. Any thread.
@@ -55,8 +59,10 @@ enum data_analytics_e : int {
 
 // The form in force, and the number of subscribers (1 to 1024) among which reports are
 // divided. Written by the radio thread, read by the engine thread.
+namespace radio {
 extern std::atomic<int> data_analytics_type;
 extern std::atomic<std::uint16_t> subscribers;
+}  // namespace radio
 
 // Starts the thread "radio", then asks the Reader Management server for the
 // reader's MAC address and host name. The sockets stand by now. Main thread.

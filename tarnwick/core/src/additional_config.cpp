@@ -20,7 +20,7 @@
 
 using nlohmann::json;
 
-std::atomic<bool> isAddlKeysEnabled{false};
+std::atomic<bool> additional_config::isAddlKeysEnabled{false};
 
 namespace {
 
@@ -455,7 +455,7 @@ int setAddlKeysFilterConfig(bool useAntenna, float seconds, std::uint32_t maxSiz
     const auto whole = static_cast<std::int64_t>(seconds);
     const auto micros = static_cast<std::int64_t>((seconds - static_cast<float>(whole)) * 1e6F);
     UseAntenna.store(useAntenna, relaxed);
-    isAddlKeysEnabled.store(true, relaxed);
+    additional_config::isAddlKeysEnabled.store(true, relaxed);
     if (newestDatabase == nullptr) {
         offerEmptyDatabase();
     }
@@ -468,7 +468,7 @@ int setAddlKeysFilterConfig(bool useAntenna, float seconds, std::uint32_t maxSiz
 }
 
 int makeAddlKey(const addl_key_parts_s& parts, std::string* key) {
-    if (!isAddlKeysEnabled.load(relaxed)) {
+    if (!additional_config::isAddlKeysEnabled.load(relaxed)) {
         return -1;
     }
     if (!parts.isReport) {
@@ -498,7 +498,7 @@ int makeAddlKey(const addl_key_parts_s& parts, std::string* key) {
 }
 
 int parse_json_for_addl_key(const json* report, std::string* key) {
-    if (!isAddlKeysEnabled.load(relaxed)) {
+    if (!additional_config::isAddlKeysEnabled.load(relaxed)) {
         return -1;
     }
     std::string reason;
@@ -564,7 +564,7 @@ int getCurrentTagInfoDB(std::string* text, bool detailed) {
 }
 
 int getCurrentTagInfoDB(std::string* text, bool detailed, const time_value_s& now) {
-    if (!isAddlKeysEnabled.load(relaxed)) {
+    if (!additional_config::isAddlKeysEnabled.load(relaxed)) {
         return -1;
     }
     retiredDatabases.free();

@@ -280,7 +280,7 @@ RXE_API_STATUS snapshotChannels(connect_context_s*) {
 
 RXE_API_STATUS registerCallback(connect_context_s*) {
     initial_channel_state = true;
-    packetRxCount.store(0, std::memory_order_relaxed);
+    radio::packetRxCount.store(0, std::memory_order_relaxed);
     const RXE_API_STATUS status = note("RXE_setCallback", RXE_setCallback(getPacket));
     return noteFailure(status) == RXE_OK ? RXE_OK : connectFailure;
 }
@@ -356,7 +356,7 @@ void closeRXEConnection() {
 bool check_RXE_connection() {
     // Packets at the last call. Main thread.
     static std::uint64_t lastCount = 0;
-    const std::uint64_t count = packetRxCount.load(std::memory_order_relaxed);
+    const std::uint64_t count = radio::packetRxCount.load(std::memory_order_relaxed);
     if (count != lastCount) {
         lastCount = count;
         RXE_still_connected = true;
@@ -370,7 +370,7 @@ bool check_RXE_connection() {
 std::uint64_t get_num_RXE_packets_since_last_time() {
     // Packets at the last call. Main thread.
     static std::uint64_t lastCount = 0;
-    const std::uint64_t count = packetRxCount.load(std::memory_order_relaxed);
+    const std::uint64_t count = radio::packetRxCount.load(std::memory_order_relaxed);
     const std::uint64_t difference = count > lastCount ? count - lastCount : lastCount - count;
     lastCount = count;
     return difference;

@@ -21,17 +21,6 @@
 
 #include "turn.hpp"
 
-extern void* context;
-
-extern void* responder;
-extern void* events;
-extern void* main_from_radio_async;
-extern void* main_to_radio;
-extern void* main_from_radio;
-
-extern void* radio_from_main;
-extern void* radio_to_main;
-
 // A sending on a shared socket that the engine thread has left behind: `send` does it.
 struct left_send_s {
     void (*send)(const left_send_s& left) = nullptr;
@@ -58,9 +47,24 @@ struct data_socket_s : shared_socket_s {
     bool outside = false;  // bound for outside subscribers (forms STRING and BINARY), or connected (OFF)
 };
 
+namespace sockets {
+
+extern void* context;
+
+extern void* responder;
+extern void* events;
+extern void* main_from_radio_async;
+extern void* main_to_radio;
+extern void* main_from_radio;
+
+extern void* radio_from_main;
+extern void* radio_to_main;
+
 extern data_socket_s tag_data;
 extern shared_socket_s gpio_led;
 extern shared_socket_s radio_to_main_async;
+
+}  // namespace sockets
 
 // Sends one frame without blocking. `flags` is 0 or ZMQ_SNDMORE. Returns what
 // zmq_send returns, or -1 when the socket is not there. Any thread but the engine thread.

@@ -30,6 +30,8 @@
 
 // The handles. Made and closed by this unit; the table in the header names the
 // thread that uses each. Null before they are made and after they are closed.
+namespace sockets {
+
 void* context = nullptr;
 
 void* responder = nullptr;
@@ -44,6 +46,10 @@ void* radio_to_main = nullptr;
 data_socket_s tag_data;
 shared_socket_s gpio_led;
 shared_socket_s radio_to_main_async;
+
+}  // namespace sockets
+
+using namespace sockets;
 
 namespace {
 

@@ -28,7 +28,7 @@ int parseAddlKeys(const json* object, reportFilter_s* filter, std::string* reply
     json keys;
     if (getJsonValueArray(object, key::addl_keys, &keys, reply) != 0) {
         reply->clear();
-        isAddlKeysEnabled.store(false, std::memory_order_relaxed);
+        additional_config::isAddlKeysEnabled.store(false, std::memory_order_relaxed);
         return keyParsed;
     }
     for (const json& element : keys) {

@@ -18,8 +18,8 @@
 #include "radio_state.hpp"
 #include "util.hpp"
 
-std::uint8_t prev_access_idx = noAccessYet;
-std::uint8_t current_access_idx = 0;
+std::uint8_t radio::prev_access_idx = radio::noAccessYet;
+std::uint8_t radio::current_access_idx = 0;
 
 namespace {
 
@@ -84,7 +84,7 @@ struct outcome_s {
 // Fills the next slot. True when the report has to leave: the slot was the last
 // one, or was refused.
 bool storeInNextSlot(std::string_view text) {
-    return add_to_access_results(text, current_access_idx++) != 0;
+    return add_to_access_results(text, radio::current_access_idx++) != 0;
 }
 
 // Puts the text into the report. Quirk: in a mode that reads memory as metadata, the failure of an
@@ -110,7 +110,7 @@ bool onRead(const outcome_s& outcome) {
     appendHex(outcome.info->data, outcome.dataLength, &words);
     const bool full = store(outcome, words);
     const report_plan_s& plan = reportPlan();
-    return plan.readsAsMetadata ? ++tagMemoryCount == plan.enabledAccesses : full;
+    return plan.readsAsMetadata ? ++radio::tagMemoryCount == plan.enabledAccesses : full;
 }
 
 bool onSingleOperation(const outcome_s&) {
@@ -121,7 +121,7 @@ bool onPart(const outcome_s& outcome) {
     if (++multi_part_access_count != outcome.access->parts) {
         return false;
     }
-    prev_access_idx = noAccessYet;  // the next packet begins to count anew
+    radio::prev_access_idx = radio::noAccessYet;  // the next packet begins to count anew
     return storeInNextSlot(succeeded);
 }
 
@@ -175,8 +175,8 @@ const planned_access_s* enabledAccess(std::uint8_t id) {
 }
 
 void noteAccess(std::uint8_t id) {
-    if (id != prev_access_idx) {
-        prev_access_idx = id;
+    if (id != radio::prev_access_idx) {
+        radio::prev_access_idx = id;
         multi_part_access_count = 0;
     }
 }

@@ -105,7 +105,7 @@ void putReduced(const tag_read_s& read, wire_writer* out) {
     // Low byte first, unlike the full report: consumers of bearings depend on it.
     out->words(message_t::kPcFieldNumber, static_cast<std::uint16_t>(info.pc << 8 | info.pc >> 8));
     out->sint32(message_t::kRssiIntFieldNumber, info.rssi);
-    out->number(message_t::kAntennaFieldNumber, currentTxAntenna);
+    out->number(message_t::kAntennaFieldNumber, radio::currentTxAntenna);
     putBearing(info, out);
 }
 
@@ -147,10 +147,10 @@ void putFull(const tag_read_s& read, const report_plan_s& plan, wire_writer* out
         out->float32(message_t::kPhaseFieldNumber, std::bit_cast<std::uint32_t>(info.phase));
     }
     if (plan.antenna) {
-        out->number(message_t::kAntennaFieldNumber, currentTxAntenna);
+        out->number(message_t::kAntennaFieldNumber, radio::currentTxAntenna);
     }
     if (plan.channel) {
-        out->int32(message_t::kChannelFieldNumber, static_cast<std::int32_t>(currentChannel));
+        out->int32(message_t::kChannelFieldNumber, static_cast<std::int32_t>(radio::currentChannel));
     }
     if (has(RXE_FIELD_TAG_COUNT)) {
         out->number(message_t::kTagCountFieldNumber, info.tagCount);
@@ -169,9 +169,9 @@ void putFull(const tag_read_s& read, const report_plan_s& plan, wire_writer* out
     putText(message_t::kMacFieldNumber, plan.mac, plan.macText, out);
     putText(message_t::kHostNameFieldNumber, plan.hostName, plan.hostNameText, out);
     putText(message_t::kAntennaPortNameFieldNumber, plan.portName,
-            plan.portNameOf(static_cast<std::uint8_t>(currentTxAntenna)), out);
+            plan.portNameOf(static_cast<std::uint8_t>(radio::currentTxAntenna)), out);
     putText(message_t::kUserDefinedFieldNumber, plan.userDefined, plan.userDefinedText, out);
-    out->number(message_t::kEventNumFieldNumber, eventNum++);
+    out->number(message_t::kEventNumFieldNumber, radio::eventNum++);
 }
 
 }  // namespace
@@ -192,7 +192,7 @@ void sendBinaryReport(const tag_read_s& read) {
         putFull(read, plan, &out);
     }
     const std::string_view message(buffer.data(), static_cast<std::size_t>(out.end() - buffer.data()));
-    if (subscribers.load(std::memory_order_relaxed) < 2) {
+    if (radio::subscribers.load(std::memory_order_relaxed) < 2) {
         send_tag_data_message(message, false, true);
     } else {
         // A frame of its own, so that each subscriber's prefix filter sees the header. Quirk: it is

@@ -60,8 +60,9 @@ void sendTimedLine(std::string line) {
 // and the new size, so that no line of another thread leaves a batch open unnoticed.
 void sendLine(std::string_view line) {
     const bool batch = gpio_led_slow_down() && current_gpio_led_msg_size <= maxBatchBytes;
-    if (gpio_led.handle != nullptr) {
-        zmq_send(gpio_led.handle, line.data(), line.size(), ZMQ_DONTWAIT | (batch ? ZMQ_SNDMORE : 0));
+    if (sockets::gpio_led.handle != nullptr) {
+        zmq_send(sockets::gpio_led.handle, line.data(), line.size(),
+                 ZMQ_DONTWAIT | (batch ? ZMQ_SNDMORE : 0));
     }
     if (batch) {
         current_gpio_led_msg_size += static_cast<std::int32_t>(line.size());
@@ -76,16 +77,16 @@ void endLines() {
     if (current_gpio_led_msg_size == 0) {
         return;
     }
-    if (gpio_led.handle != nullptr) {
-        zmq_send(gpio_led.handle, "", 0, ZMQ_DONTWAIT);
+    if (sockets::gpio_led.handle != nullptr) {
+        zmq_send(sockets::gpio_led.handle, "", 0, ZMQ_DONTWAIT);
     }
     current_gpio_led_msg_size = 0;
 }
 
 // Main and engine threads.
 void closeGpioLedBatch() {
-    gpio_led.turn.doOrLeave(endLines,
-                            [](left_send_s& left) { left.send = [](const left_send_s&) { endLines(); }; });
+    sockets::gpio_led.turn.doOrLeave(
+        endLines, [](left_send_s& left) { left.send = [](const left_send_s&) { endLines(); }; });
 }
 
 // Ends an open batch on tag_data in the same way; one that went with its socket has no
@@ -131,11 +132,11 @@ void send_tag_data_message(std::string_view message, bool immediate, bool outsid
 }
 
 int send_gpio_led_message(std::string_view message) {
-    gpio_led.turn.doOrLeave([&] { sendLine(message); },
-                            [&](left_send_s& left) {
-                                left.text.assign(message);
-                                left.send = [](const left_send_s& it) { sendLine(it.text); };
-                            });
+    sockets::gpio_led.turn.doOrLeave([&] { sendLine(message); },
+                                     [&](left_send_s& left) {
+                                         left.text.assign(message);
+                                         left.send = [](const left_send_s& it) { sendLine(it.text); };
+                                     });
     return 0;
 }
 

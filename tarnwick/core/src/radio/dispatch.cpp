@@ -12,13 +12,13 @@
 #include "radio_state.hpp"
 #include "zmq_intfc.hpp"
 
-std::atomic<std::uint64_t> packetRxCount{0};
-std::atomic<std::uint64_t> tagReadCount{0};
-std::array<std::atomic<std::uint64_t>, 16> tagReadCountPerAnt{};
+std::atomic<std::uint64_t> radio::packetRxCount{0};
+std::atomic<std::uint64_t> radio::tagReadCount{0};
+std::array<std::atomic<std::uint64_t>, 16> radio::tagReadCountPerAnt{};
 
-std::uint16_t currentOlio = 0;
-std::uint16_t currentTxAntenna = 0;
-std::uint32_t currentChannel = 0;
+std::uint16_t radio::currentOlio = 0;
+std::uint16_t radio::currentTxAntenna = 0;
+std::uint32_t radio::currentChannel = 0;
 
 namespace {
 
@@ -81,11 +81,11 @@ void completePendingReport() {
 }
 
 void countTagRead() {
-    countOne(&tagReadCount);
+    countOne(&radio::tagReadCount);
     if (reportPlan().arrayReader) {
-        countOne(&tagReadCountPerAntQDX[currentTxAntenna]);
-    } else if (currentTxAntenna < countedAntennas) {
-        countOne(&tagReadCountPerAnt[currentTxAntenna]);
+        countOne(&tagReadCountPerAntQDX[radio::currentTxAntenna]);
+    } else if (radio::currentTxAntenna < countedAntennas) {
+        countOne(&radio::tagReadCountPerAnt[radio::currentTxAntenna]);
     }
 }
 
@@ -95,7 +95,7 @@ void onTagPacket(RXE_packet_s* packet, const packet_row_s&) {
     timeval now{};
     gettimeofday(&now, nullptr);
     process_tag_info_packet(packet, now);
-    prev_access_idx = noAccessYet;
+    radio::prev_access_idx = radio::noAccessYet;
 }
 
 // Quirk: the topic of the end of a run is "start_ack".
@@ -139,14 +139,14 @@ void onCommandOngoing(RXE_packet_s*, const packet_row_s&) {
 }
 
 void onAntennaInfo(RXE_packet_s* packet, const packet_row_s&) {
-    currentOlio = word16(packet->payload);
-    currentTxAntenna = word16(packet->payload + 2);
+    radio::currentOlio = word16(packet->payload);
+    radio::currentTxAntenna = word16(packet->payload + 2);
 }
 
 // The pending report has the channel on which its tag was seen, since its text was written then.
 void onCarrierOn(RXE_packet_s* packet, const packet_row_s&) {
     if (packet->length >= 8) {
-        currentChannel = word32(packet->payload + 4);
+        radio::currentChannel = word32(packet->payload + 4);
     }
     completePendingReport();
     do_background_activity_rxe_thread();
@@ -231,7 +231,7 @@ std::map<std::uint16_t, std::uint64_t> getTagReadCountPerAntQDX() {
 int getPacket(RXE_packet_s* packet) {
     const packet_gate_s gate;
     takeReportPlan();
-    packetRxCount.fetch_add(1, relaxed);
+    radio::packetRxCount.fetch_add(1, relaxed);
     processMessage(packet);
     return 0;
 }

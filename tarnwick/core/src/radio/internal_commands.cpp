@@ -10,8 +10,8 @@
 #include "util.hpp"
 #include "zmq_intfc.hpp"
 
-std::atomic<int> data_analytics_type{DATA_ANALYTICS_OFF};
-std::atomic<std::uint16_t> subscribers{1};
+std::atomic<int> radio::data_analytics_type{DATA_ANALYTICS_OFF};
+std::atomic<std::uint16_t> radio::subscribers{1};
 
 namespace radio_side {
 namespace {
@@ -48,19 +48,19 @@ bool recreateDataSocket(bool forOutside, std::string* response) {
 }
 
 void setDataAnalytics(data_analytics_e type, std::string* response) {
-    const bool wasOff = data_analytics_type.load(relaxed) == DATA_ANALYTICS_OFF;
+    const bool wasOff = radio::data_analytics_type.load(relaxed) == DATA_ANALYTICS_OFF;
     const bool off = type == DATA_ANALYTICS_OFF;
     if (wasOff != off && !recreateDataSocket(!off, response)) {
         return;
     }
-    data_analytics_type.store(type, relaxed);
+    radio::data_analytics_type.store(type, relaxed);
     *response = "Success";
 }
 
 int dataAnalyticsHandler(std::vector<std::string>* tokens, std::string* response) {
     response->clear();
     if (tokens->size() == 1) {
-        const auto* row = std::ranges::find(dataAnalyticsWords, data_analytics_type.load(relaxed),
+        const auto* row = std::ranges::find(dataAnalyticsWords, radio::data_analytics_type.load(relaxed),
                                             &data_analytics_word_s::type);
         response->assign("Success: data_analytics ").append(row->word);
         return 0;
@@ -82,8 +82,8 @@ int dataAnalyticsHandler(std::vector<std::string>* tokens, std::string* response
 int subscribersHandler(std::vector<std::string>* tokens, std::string* response) {
     response->clear();
     if (tokens->size() == 1) {
-        *response = "Success: subscribers " + std::to_string(subscribers.load(relaxed));
-        if (data_analytics_type.load(relaxed) == DATA_ANALYTICS_OFF) {
+        *response = "Success: subscribers " + std::to_string(radio::subscribers.load(relaxed));
+        if (radio::data_analytics_type.load(relaxed) == DATA_ANALYTICS_OFF) {
             *response += " but is irrelevant - data analytics disabled";
         }
         return 0;
@@ -99,7 +99,7 @@ int subscribersHandler(std::vector<std::string>* tokens, std::string* response) 
         *response = "Failure: subscribers must be an unsigned integer between 1 and 1024";
         return 0;
     }
-    subscribers.store(count, relaxed);
+    radio::subscribers.store(count, relaxed);
     *response = "Success";
     return 0;
 }

@@ -21,7 +21,7 @@ using json_text::putTenths;
 using json_text::putUnsigned;
 using json_text::putWord;
 
-std::uint64_t eventNum = 0;
+std::uint64_t radio::eventNum = 0;
 
 // One member of "data": it is present when the packet has all of `fields` and the
 // mode's switch is on.
@@ -157,19 +157,19 @@ constexpr auto reportMembers =
                         word<&TAG_INFO_s::xpc2>},
         report_member_s{"antenna", 0, isOn<&mode_configuration_s::reportAntenna>,
                         [](const tag_read_s&, const report_plan_s&, char* out) {
-                            return putUnsigned(currentTxAntenna, out);
+                            return putUnsigned(radio::currentTxAntenna, out);
                         }},
         report_member_s{"antennaPortName", 0,
                         [](const mode_configuration_s& mode) { return !mode.antennaPortNames.empty(); },
                         [](const tag_read_s&, const report_plan_s& plan, char* out) {
-                            return putPlanned(plan.portNameOf(static_cast<std::uint8_t>(currentTxAntenna)),
-                                              out);
+                            return putPlanned(
+                                plan.portNameOf(static_cast<std::uint8_t>(radio::currentTxAntenna)), out);
                         }},
         report_member_s{"azimuth", RXE_FIELD_BEARING, always, tenths<&TAG_INFO_s::azimuth>},
         report_member_s{"azimuthConf", RXE_FIELD_BEARING, always, number<&TAG_INFO_s::azimuthConf>},
         report_member_s{"channel", 0, isOn<&mode_configuration_s::reportChannel>,
                         [](const tag_read_s&, const report_plan_s&, char* out) {
-                            return json_text::putMegahertz(currentChannel, out);
+                            return json_text::putMegahertz(radio::currentChannel, out);
                         }},
         report_member_s{"elevation", RXE_FIELD_BEARING, always, tenths<&TAG_INFO_s::elevation>},
         report_member_s{"elevationConf", RXE_FIELD_BEARING, always, number<&TAG_INFO_s::elevationConf>},

@@ -17,6 +17,8 @@
 struct report_plan_s;     // report_plan.hpp
 struct addl_key_parts_s;  // additional_config.hpp
 
+namespace radio {
+
 // The olio that the radio works on (1 to 1023), the antenna or beam that transmits, and the channel
 // in kHz. Written by the packet dispatch; they keep their values over a radio stop.
 extern std::uint16_t currentOlio;
@@ -30,6 +32,8 @@ extern std::uint16_t currentHash;
 // The number of the next report, from 0. JSON reports and full binary reports take it and count it
 // up; reduced binary reports have none.
 extern std::uint64_t eventNum;
+
+}  // namespace radio
 
 // The reader's MAC address and host name.
 struct reader_names_s {
@@ -95,9 +99,11 @@ finished_report_s finishReport();
 
 // ---- access results --------------------------------------------------------
 
+namespace radio {
+
 // The access id of the last ACCESS_INFO packet. Written by the access results, and
 // set to noAccessYet by the packet dispatch after each tag packet.
-inline constexpr std::uint8_t noAccessYet = 128;
+constexpr std::uint8_t noAccessYet = 128;
 extern std::uint8_t prev_access_idx;
 
 // The slot of "accessResults" that the next outcome fills. Written by the access
@@ -107,6 +113,8 @@ extern std::uint8_t current_access_idx;
 // Memory reads stored since a report last left. Counted up by the access results,
 // set to 0 by the report release: a report that is held back keeps its count.
 extern std::uint32_t tagMemoryCount;
+
+}  // namespace radio
 
 // Puts "Not Attempted" into the pending report for each access of `olio`; its result replaces the
 // text.
@@ -130,7 +138,7 @@ enum report_kind_e : std::uint8_t {
 //   | hash (low)  | hash (high)  | kind | 0    | report
 using report_header_t = std::array<char, 4>;
 inline report_header_t reportHeader(report_kind_e kind) {
-    return {static_cast<char>(currentHash & 0xFF), static_cast<char>(currentHash >> 8),
+    return {static_cast<char>(radio::currentHash & 0xFF), static_cast<char>(radio::currentHash >> 8),
             static_cast<char>(kind), '\0'};
 }
 

@@ -53,14 +53,15 @@ void watch(int epoll, int fd, std::uint32_t mask, const char* failure) {
 int requestDescriptor() {
     int fd = -1;
     std::size_t size = sizeof fd;
-    zmq_getsockopt(radio_from_main, ZMQ_FD, &fd, &size);
+    zmq_getsockopt(sockets::radio_from_main, ZMQ_FD, &fd, &size);
     return fd;
 }
 
 bool isRequestWaiting() {
     int events = 0;
     std::size_t size = sizeof events;
-    return zmq_getsockopt(radio_from_main, ZMQ_EVENTS, &events, &size) == 0 && (events & ZMQ_POLLIN) != 0;
+    return zmq_getsockopt(sockets::radio_from_main, ZMQ_EVENTS, &events, &size) == 0 &&
+           (events & ZMQ_POLLIN) != 0;
 }
 
 // One tick, also when several half seconds have passed since the last.
@@ -79,7 +80,7 @@ void onTimer(int timer) {
 void serveRequest() {
     std::string request;
     std::string response;
-    if (zmq_recv_string(radio_from_main, &request) == 0) {
+    if (zmq_recv_string(sockets::radio_from_main, &request) == 0) {
         ProcessInternalRequest(&request, &response);
     } else {
         const int error = errno;
@@ -89,7 +90,7 @@ void serveRequest() {
         }
         response = "Failure: Request not properly formed";
     }
-    zmq_send(radio_to_main, response.data(), response.size(), ZMQ_DONTWAIT);
+    zmq_send(sockets::radio_to_main, response.data(), response.size(), ZMQ_DONTWAIT);
 }
 
 // The socket's descriptor is edge-triggered and only signals a change, so all waiting requests are
@@ -149,7 +150,7 @@ void* radio_thread_fcn(void*) {
     watch(epoll.get(), requestDescriptor(), EPOLLIN | EPOLLOUT | EPOLLET, " error adding responder_event: ");
     // The main thread ignores "init"; the messages only establish the connection.
     for (int i = 0; i < initMessages; ++i) {
-        sendShared(&radio_to_main_async, "init", 4, 0);
+        sendShared(&sockets::radio_to_main_async, "init", 4, 0);
         usleep(initPauseMicroseconds);
     }
     serve(epoll.get(), timer.get());

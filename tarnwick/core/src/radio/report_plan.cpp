@@ -15,7 +15,7 @@
 #include "radio_state.hpp"
 #include "reader_facts.hpp"
 
-const report_plan_s* planInForce = nullptr;
+const report_plan_s* radio::planInForce = nullptr;
 
 namespace {
 
@@ -154,7 +154,7 @@ report_plan_s makePlan(const mode_configuration_s& mode, const told_accesses_s& 
 [[gnu::noinline]] void exchangePlan() {
     static plan_node_s* current = nullptr;  // engine thread
     plan_node_s* const before = std::exchange(current, offered.exchange(nullptr, std::memory_order_acq_rel));
-    planInForce = &current->plan;
+    radio::planInForce = &current->plan;
     if (before != nullptr) {
         before->next = retired.load(std::memory_order_relaxed);
         while (!retired.compare_exchange_weak(before->next, before, std::memory_order_release,
@@ -176,7 +176,7 @@ void publishReportPlan(const mode_configuration_s& mode, const told_accesses_s& 
 void takeReportPlan() {
     if (offered.load(std::memory_order_relaxed) != nullptr) {
         exchangePlan();
-    } else if (planInForce == nullptr) {
-        planInForce = &planOfEmptyMode();
+    } else if (radio::planInForce == nullptr) {
+        radio::planInForce = &planOfEmptyMode();
     }
 }

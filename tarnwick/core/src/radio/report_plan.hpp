@@ -89,7 +89,9 @@ std::vector<planned_member_s> plannedMembers(const mode_configuration_s& mode);
 
 // The plan in force; before the first mode that of an empty one. takeReportPlan writes it before
 // each packet. Engine thread.
+namespace radio {
 extern const report_plan_s* planInForce;
+}
 inline const report_plan_s& reportPlan() {
-    return *planInForce;
+    return *radio::planInForce;
 }

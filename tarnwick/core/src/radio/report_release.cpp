@@ -8,16 +8,16 @@
 #include "radio_state.hpp"
 #include "zmq_intfc.hpp"
 
-std::atomic<std::uint64_t> msgTxCount{0};
+std::atomic<std::uint64_t> radio::msgTxCount{0};
 
-std::uint32_t tagMemoryCount = 0;
+std::uint32_t radio::tagMemoryCount = 0;
 
 namespace {
 
 // Whether the additional-keys database holds the report back: its key was reported
 // too recently. A report that has no key leaves unfiltered.
 bool isHeldBack() {
-    if (!isAddlKeysEnabled.load(std::memory_order_relaxed)) {
+    if (!additional_config::isAddlKeysEnabled.load(std::memory_order_relaxed)) {
         return false;
     }
     static std::string key;  // reused from report to report
@@ -42,13 +42,14 @@ int send_out_tag_data() {
         const std::string_view message(report.bytes.data(), report.bytes.size());
         const std::string_view text = message.substr(header.size());
         logDebug("radio", " ", text);
-        countOne(&msgTxCount);
-        const int form = data_analytics_type.load(std::memory_order_relaxed);
+        countOne(&radio::msgTxCount);
+        const int form = radio::data_analytics_type.load(std::memory_order_relaxed);
         const bool outside = form != DATA_ANALYTICS_OFF;
-        const bool spread = form == DATA_ANALYTICS_STRING && subscribers.load(std::memory_order_relaxed) > 1;
+        const bool spread =
+            form == DATA_ANALYTICS_STRING && radio::subscribers.load(std::memory_order_relaxed) > 1;
         send_tag_data_message(outside ? message : text, spread, outside);
     }
-    tagMemoryCount = 0;
+    radio::tagMemoryCount = 0;
     clearReport();
     return 0;
 }

@@ -16,7 +16,7 @@
 #include "util.hpp"
 #include "zmq_intfc.hpp"
 
-std::uint16_t currentHash = 0;
+std::uint16_t radio::currentHash = 0;
 
 namespace {
 
@@ -72,7 +72,7 @@ std::uint16_t hashOf(const TAG_INFO_s& info) {
     if ((info.fields & RXE_FIELD_CRC) == 0) {
         return 0;
     }
-    const std::uint16_t count = subscribers.load(std::memory_order_relaxed);
+    const std::uint16_t count = radio::subscribers.load(std::memory_order_relaxed);
     if (count == 1) {
         return 1;
     }
@@ -83,9 +83,9 @@ std::uint16_t hashOf(const TAG_INFO_s& info) {
 
 // Makes room in the pending report for what its accesses will tell.
 void expectAccessResults(const report_plan_s& plan) {
-    prepare_access_results(currentOlio);
+    prepare_access_results(radio::currentOlio);
     if (plan.restartsSlots) {
-        current_access_idx = 0;
+        radio::current_access_idx = 0;
     }
 }
 
@@ -94,7 +94,7 @@ void reportAsJson(tag_read_s* read) {
     tagReadLine.resize(tagRead.size());
     appendISOString(&read->time, &tagReadLine);
     read->timeText = std::string_view(tagReadLine).substr(tagRead.size());
-    read->eventNum = eventNum++;
+    read->eventNum = radio::eventNum++;
     buildJsonReport(*read, plan);
     if (!waitingForMoreTagData()) {
         send_out_tag_data();
@@ -134,9 +134,9 @@ int process_tag_info_packet(RXE_packet_s* packet, const timeval& time) {
     if (compareTagFilter(info.epc, wholeBytes(info.epcLength), &idHex) == 0) {
         return 0;
     }
-    const int form = data_analytics_type.load(std::memory_order_relaxed);
+    const int form = radio::data_analytics_type.load(std::memory_order_relaxed);
     if (form != DATA_ANALYTICS_OFF) {
-        currentHash = hashOf(info);
+        radio::currentHash = hashOf(info);
     }
     tag_read_s read{.info = &info, .time = time, .timeText = {}, .idHex = &idHex, .eventNum = 0};
     if (form == DATA_ANALYTICS_BINARY) {

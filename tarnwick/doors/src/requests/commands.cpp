@@ -22,8 +22,8 @@ namespace {
 int askRadioThread(std::vector<std::string>* tokens, std::string* reply) {
     reply->clear();
     const std::string request = joinStrings(*tokens, " ");
-    zmq_send(main_to_radio, request.data(), request.size(), 0);
-    zmq_recv_string(main_from_radio, reply);
+    zmq_send(sockets::main_to_radio, request.data(), request.size(), 0);
+    zmq_recv_string(sockets::main_from_radio, reply);
     return 0;
 }
 constexpr auto dataAnalyticsHandler = askRadioThread;

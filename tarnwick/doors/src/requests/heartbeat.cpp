@@ -28,9 +28,9 @@ std::uint64_t load(const std::atomic<std::uint64_t>& counter) {
 }
 
 constexpr counter_stat_s counters[] = {
-    {vocabulary::numTagReads, [] { return load(tagReadCount); }},
-    {vocabulary::numRadioPacketsRxed, [] { return load(packetRxCount); }},
-    {vocabulary::numDataMessagesTxed, [] { return load(msgTxCount); }},
+    {vocabulary::numTagReads, [] { return load(radio::tagReadCount); }},
+    {vocabulary::numRadioPacketsRxed, [] { return load(radio::packetRxCount); }},
+    {vocabulary::numDataMessagesTxed, [] { return load(radio::msgTxCount); }},
     {vocabulary::numErrors, getErrorCount},
     {vocabulary::numWarnings, getWarningCount},
 };
@@ -118,7 +118,7 @@ std::map<unsigned, std::uint64_t> getTagReadsByPort() {
     }
     const auto [first, last] = reportedPorts();
     for (unsigned port = first; port <= last; ++port) {
-        reads[port] = load(tagReadCountPerAnt[port]);
+        reads[port] = load(radio::tagReadCountPerAnt[port]);
     }
     return reads;
 }

@@ -73,7 +73,7 @@ void installSignalHandler() {
 bool takeRequest(std::string* request) {
     zmq_msg_t message;
     zmq_msg_init(&message);
-    const int size = zmq_msg_recv(&message, responder, ZMQ_DONTWAIT);
+    const int size = zmq_msg_recv(&message, sockets::responder, ZMQ_DONTWAIT);
     const bool taken = size >= 0 || errno != EAGAIN;
     if (size >= 0) {
         request->assign(static_cast<const char*>(zmq_msg_data(&message)), zmq_msg_size(&message));
@@ -86,7 +86,7 @@ bool takeRequest(std::string* request) {
 // no reply, and so no request of another client.
 void discardFurtherFrames() {
     std::string discarded;
-    while (hasMoreFrames(responder) && zmq_recv_string(responder, &discarded) == 0) {
+    while (hasMoreFrames(sockets::responder) && zmq_recv_string(sockets::responder, &discarded) == 0) {
     }
 }
 
@@ -121,7 +121,7 @@ steady_clock::time_point endOfIdleWait() {
 void sendHeartbeat() {
     std::string heartbeat;
     getHeartbeat(&heartbeat);
-    zmq_send(events, heartbeat.data(), heartbeat.size(), 0);
+    zmq_send(sockets::events, heartbeat.data(), heartbeat.size(), 0);
     heartbeat_timeout = system_clock::now() + heartbeat_period;
 }
 
@@ -133,8 +133,8 @@ void s_signal_handler(int /*signal*/) {
 
 int GetNextRequest(MSG_BUF* msg, std::string* request, bool cli) {
     std::array<zmq_pollitem_t, pollItemCount> items{};
-    items[responderItem] = {responder, 0, ZMQ_POLLIN, 0};
-    items[newsItem] = {main_from_radio_async, 0, ZMQ_POLLIN, 0};
+    items[responderItem] = {sockets::responder, 0, ZMQ_POLLIN, 0};
+    items[newsItem] = {sockets::main_from_radio_async, 0, ZMQ_POLLIN, 0};
     items[timerItem] = {nullptr, database_timer, ZMQ_POLLIN, 0};
     items[consoleItem] = {nullptr, STDIN_FILENO, ZMQ_POLLIN, 0};
     const int polled = cli ? pollItemCount : consoleItem;
@@ -184,7 +184,7 @@ int GetNextRequest(MSG_BUF* msg, std::string* request, bool cli) {
 
 int SendReply(MSG_BUF msg, std::string* reply) {
     if (msg.source == responderSource) {
-        zmq_send(responder, reply->c_str(), reply->size() + 1, 0);
+        zmq_send(sockets::responder, reply->c_str(), reply->size() + 1, 0);
     } else if (msg.source == consoleSource) {
         std::cout << *reply << std::endl;
     }

@@ -178,7 +178,7 @@ bool hasMoreFrames(void* socket) {
 }
 
 void handleRadioNews() {
-    const std::vector<std::string> frames = receiveFrames(main_from_radio_async);
+    const std::vector<std::string> frames = receiveFrames(sockets::main_from_radio_async);
     if (frames.empty()) {
         return;
     }
