@@ -140,7 +140,8 @@ TEST(AdditionalKeys, TwoThreads) {
     std::atomic<bool> done{false};
     std::thread engine([&done] {
         for (std::int64_t second = 0; second < 1'000'000; ++second) {
-            report_line("key " + std::to_string(second * 7 % 300), {second, 0});
+            const auto number = static_cast<std::size_t>(second * 7 % 300);
+            report_line("key " + std::to_string(number) + std::string(number % 5 * 40, 'e'), {second, 0});
         }
         done = true;
     });

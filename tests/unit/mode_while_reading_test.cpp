@@ -155,3 +155,13 @@ TEST_F(ModeWhileReading, FormsChangeAndLinesKeepTheirOrder) {
     EXPECT_EQ(expected, told);
     EXPECT_GT(told, 0);
 }
+
+// Another thread is at both sockets, and stays there until the packet has been handled.
+TEST_F(RadioTest, TheEngineThreadLeavesBehindWhatItWouldWaitFor) {
+    sockets::gpio_led.turn.doInTurn([] {
+        sockets::tag_data.turn.doInTurn(
+            [] { std::thread([] { deliver(tagWithEpc("\x30 eleven chr")); }).join(); });
+    });
+    ASSERT_EQ(received(data).size(), 1U);
+    EXPECT_TRUE(received(lines).at(0).at(0).starts_with("TAG_READ,"));
+}

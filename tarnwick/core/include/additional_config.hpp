@@ -38,7 +38,7 @@ inline constexpr std::uint32_t maxAddlKeysDBSize = 19999;
 
 // Turns the filter on. `useAntenna` makes the antenna part of the key; a key stays
 // quiet for `seconds` (0 to 2^32) after a report; at most `maxSize` keys are held,
-// but those already there stay. Main thread, radio stopped. Returns 0, or -1 when
+// but those already there stay. Main thread. Returns 0, or -1 when
 // maxSize is above maxAddlKeysDBSize: the size is then as before, all else is set.
 int setAddlKeysFilterConfig(bool useAntenna, float seconds, std::uint32_t maxSize);
 
