@@ -3,12 +3,6 @@
 // the tag belongs to, and the choice of the output form.
 #include <algorithm>
 #include <array>
-#include <cstddef>
-#include <cstring>
-
-#ifdef __x86_64__
-#include <immintrin.h>
-#endif
 
 #include "radio.hpp"
 #include "radio/report_plan.hpp"
@@ -44,28 +38,6 @@ constexpr std::array multiTagMasks{
 unsigned wholeBytes(std::uint16_t epcLength) {
     return epcLength >> 3 & 0xFF;
 }
-
-#ifdef __x86_64__
-// Zeroes the record but for less than `zeroedAtOnce` bytes at its end. What the compiler and the
-// C library make of records of this size takes a fifth longer.
-constexpr std::size_t zeroedAtOnce = 320;
-[[gnu::target("avx2")]] void zeroInWideRegisters(unsigned char* bytes, std::size_t size) {
-    const __m256i zero{};
-    for (const unsigned char* end = bytes + size; bytes != end; bytes += zeroedAtOnce) {
-        auto* wide = reinterpret_cast<__m256i*>(bytes);
-        _mm256_storeu_si256(wide, zero);
-        _mm256_storeu_si256(wide + 1, zero);
-        _mm256_storeu_si256(wide + 2, zero);
-        _mm256_storeu_si256(wide + 3, zero);
-        _mm256_storeu_si256(wide + 4, zero);
-        _mm256_storeu_si256(wide + 5, zero);
-        _mm256_storeu_si256(wide + 6, zero);
-        _mm256_storeu_si256(wide + 7, zero);
-        _mm256_storeu_si256(wide + 8, zero);
-        _mm256_storeu_si256(wide + 9, zero);
-    }
-}
-#endif
 
 // The subscriber of a tag, from 1; all parts of an item go to the same one.
 std::uint16_t hashOf(const TAG_INFO_s& info) {
@@ -105,21 +77,6 @@ void reportAsJson(tag_read_s* read) {
 }
 
 }  // namespace
-
-void zeroRecord(void* record, std::size_t size) {
-    auto* bytes = static_cast<unsigned char*>(record);
-#ifdef __x86_64__
-    if (__builtin_cpu_supports("avx2") != 0) {
-        const std::size_t wide = size - size % zeroedAtOnce;
-        zeroInWideRegisters(bytes, wide);
-        bytes += wide;
-        size -= wide;
-    }
-#endif
-    if (size > 0) {
-        std::memset(bytes, 0, size);
-    }
-}
 
 int process_tag_info_packet(RXE_packet_s* packet, const timeval& time) {
     clearReport();
