@@ -174,12 +174,13 @@ TEST_F(RadioDispatch, CountsReadsByAntenna) {
 // What is sent: the sizes of a message's frames with "+" between them; the 13 are left
 // out. The rate of a tick is the count since the tick before, doubled.
 const std::tuple<const char*, const char*, const char*, const char*> cases[] = {
-    // legend, steps, tag_data, gpio_led
+    // legend, steps, sockets::tag_data, gpio_led
     {"24 a second: single frames", "12x t 9 9 f", "9 9 ", "9 9 "},
     {"26 a second: one batch, ended by the flush", "13x t 9 8 f f", "9+8+0 ", "9+8+0 "},
     {"1500 bytes take one more frame", "13x t 1500 9 8 f", "1500+9+8 ", "1500+9+8 "},
     {"1501 bytes end with the next frame", "13x t 1501 9 f", "1501+9 ", "1501+9 "},
-    {"a lower rate ends the batch; only tag_data has an empty message", "13x t 9 t 8 f", "9+8 0 ", "9+8 "},
+    {"a lower rate ends the batch; only sockets::tag_data has an empty message", "13x t 9 t 8 f", "9+8 0 ",
+     "9+8 "},
     {"a start joins a batch, a stop ends it", "13x t 9 s 8 e 7 f", "9+8+7+0 ", "9+40+8+39+0 7+0 "},
     {"an immediate message closes the batch, stands alone", "13x t 9 i7 8 f", "9+0 7 8+0 ", "9+8+0 "},
 };
@@ -208,14 +209,14 @@ TEST_F(RadioTest, BatchByTheMeasuredRate) {
     }
 }
 
-// Spread over two subscribers each report leaves alone: a prefix tells nothing of further frames.
+// Spread over two radio::subscribers each report leaves alone: a prefix tells nothing of further frames.
 TEST_F(RadioTest, ReportsOfOneSubscriberAreBatched) {
     run("t t f 13x t");
-    tag_data.outside = true;
+    sockets::tag_data.outside = true;
     for (const int form : {DATA_ANALYTICS_STRING, DATA_ANALYTICS_BINARY}) {
-        data_analytics_type = form;
+        radio::data_analytics_type = form;
         for (const std::uint16_t count : {1, 2}) {
-            subscribers = count;
+            radio::subscribers = count;
             received(data);
             for (int i = 0; i < 3; ++i) {
                 deliver(tagWithEpc("\x30\x31"));

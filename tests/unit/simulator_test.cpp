@@ -210,9 +210,9 @@ TEST_F(Simulator, RequestsWhileIdleAndRunning) {
 // Four slices a second.
 TEST_F(Simulator, KeepsItsPace) {
     startSimulationThread(0, 400, 0, 0);
-    ASSERT_TRUE(eventually([] { return packetRxCount >= 100; }));
+    ASSERT_TRUE(eventually([] { return radio::packetRxCount >= 100; }));
     const auto begin = std::chrono::steady_clock::now();
-    ASSERT_TRUE(eventually([] { return packetRxCount >= 500; }));
+    ASSERT_TRUE(eventually([] { return radio::packetRxCount >= 500; }));
     const std::chrono::duration<double> passed = std::chrono::steady_clock::now() - begin;
     EXPECT_GT(passed.count(), 0.9);
     EXPECT_LT(passed.count(), 1.8) << "or this machine is very busy";
