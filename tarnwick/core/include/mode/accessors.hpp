@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: MIT
-// Reads of the mode.
+// Reads of the mode: of `mode_configuration`, or of the record that a function takes; a null
+// record means the global one. Main thread. Those that return an int return 0 unless another
+// result is told.
 #pragma once
 
 #include <cstddef>
@@ -9,27 +11,21 @@
 
 #include "mode/record.hpp"
 
-// They read `mode_configuration`, unless they take a record; a
-// null record means the global one. Main thread. Those that return an
-// int return 0 unless another result is told.
-
 MODE_TYPE_e getModeType();
 int getAntennas(std::vector<std::uint32_t>* antennas);  // replaces the contents
 int getEnvironment(ENVIRONMENT_PARAMS_e* environment);
 
-bool isRawSelectEnabled(const mode_configuration_s* mode = nullptr);  // the mode holds selects of the client
-bool selectsPerAntenna(const mode_configuration_s* mode =
-                           nullptr);  // they differ by antenna: getCurrentSelectBitMask tells which
+// Whether the client gave selects, and whether they differ by antenna.
+bool isRawSelectEnabled(const mode_configuration_s* mode);
+bool selectsPerAntenna(const mode_configuration_s* mode);
 // The select mask of antenna position `index`. Returns -1 past the end, *mask untouched.
-int getCurrentSelectBitMask(std::size_t index, std::uint32_t* mask,
-                            const mode_configuration_s* mode = nullptr);
+int getCurrentSelectBitMask(std::size_t index, std::uint32_t* mask, const mode_configuration_s* mode);
 int getDelayAfterSelects(std::uint32_t* delay);  // ms
 int getModeBlockSize(std::uint8_t* blockSize);
 
-bool accessesPerAntenna(const mode_configuration_s* mode = nullptr);  // the accesses differ by antenna
+bool accessesPerAntenna(const mode_configuration_s* mode);  // the accesses differ by antenna
 // The access mask of antenna position `index`. Returns -1 past the end, *mask untouched.
-int getCurrentAccessBitMask(std::size_t index, std::uint64_t* mask,
-                            const mode_configuration_s* mode = nullptr);
+int getCurrentAccessBitMask(std::size_t index, std::uint64_t* mask, const mode_configuration_s* mode);
 
 // The engine's GPI mask: for ports 1 to 4 bit n+3 says that the port takes part,
 // bit n-1 that its level is high. Other ports add nothing.
@@ -61,8 +57,7 @@ const std::string& getAntennaPortMapping(std::uint8_t port);
 bool isAccessEnabled(EPC_GEN2_MB_e bank, const mode_configuration_s* mode);  // words of this bank are read
 bool isTagDataMemoryEnabled(const mode_configuration_s* mode);               // words of any bank are read
 bool isAddlKeysConfigured(const mode_configuration_s* mode);
-bool isAnyAccessEnabled(
-    const mode_configuration_s* mode = nullptr);  // words are read, or the client gave accesses
+bool isAnyAccessEnabled(const mode_configuration_s* mode);  // words are read, or the client gave accesses
 
 int getTagFilter(tagFilter_s* filter);  // enabled, match, operation, value; the rest stays as it is
 int getRSSIFilter(rssiFilter_s* filter);
