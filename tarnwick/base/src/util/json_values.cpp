@@ -34,24 +34,6 @@ char* putPair(std::uint32_t number, char* out) {
     return out + 2;
 }
 
-// A number below 10,000.
-char* putSmall(std::uint32_t number, char* out) {
-    if (number < 10) {
-        *out++ = static_cast<char>('0' + number);
-        return out;
-    }
-    if (number < 100) {
-        return putPair(number, out);
-    }
-    const std::uint32_t hundreds = number / 100;
-    if (hundreds < 10) {
-        *out++ = static_cast<char>('0' + hundreds);
-    } else {
-        out = putPair(hundreds, out);
-    }
-    return putPair(number % 100, out);
-}
-
 }  // namespace
 
 char* putWord(std::uint16_t word, char* out) {
@@ -69,9 +51,20 @@ char* putTenths(std::int32_t tenths, char* out) {
         *out++ = '-';
         tenths = -tenths;
     }
-    out = putSmall(static_cast<std::uint32_t>(tenths) / 10, out);
+    const auto number = static_cast<std::uint32_t>(tenths);
+    const std::uint32_t tens = number / 100;  // up to 655
+    if (tens >= 100) {
+        *out++ = static_cast<char>('0' + tens / 100);
+    }
+    if (tens >= 10) {
+        out = putPair(tens % 100, out);
+    } else if (tens > 0) {
+        *out++ = static_cast<char>('0' + tens);
+    }
+    const char* last = &pairs[std::size_t{2} * (number % 100)];
+    *out++ = last[0];
     *out++ = '.';
-    *out++ = static_cast<char>('0' + tenths % 10);
+    *out++ = last[1];
     return out;
 }
 

@@ -37,6 +37,7 @@ namespace {
 
 // What a key of the additional-keys database is made of; any other member is no part.
 constexpr std::array<std::string_view, 5> keyParts{"PC", "idHex", "CRC", "TID", "antenna"};
+constexpr std::size_t tidPart = 3;  // the one that no tag packet brings
 constexpr std::size_t antennaPart = 4;
 constexpr std::size_t noPart = keyParts.size();
 constexpr std::size_t keyPartOf(std::string_view key) {
@@ -242,6 +243,18 @@ std::size_t takeLate(const char* end) {
     return std::exchange(report.lateSize, static_cast<std::size_t>(end - report.lateBytes.data()));
 }
 
+// Where the last late bytes, from `begin` on, stand from now on: in the place of those that they
+// replace, if they fit there. So a report for which outcomes come again and again stays small.
+std::size_t placeOfNew(std::size_t begin, std::size_t oldBegin, std::size_t oldLength) {
+    const std::size_t length = report.lateSize - begin;
+    if (length > oldLength) {
+        return begin;
+    }
+    std::memcpy(report.lateBytes.data() + oldBegin, report.lateBytes.data() + begin, length);
+    report.lateSize = begin;
+    return oldBegin;
+}
+
 // Begins "key": of a late member that has room for so many bytes of value.
 char* beginLate(std::string_view key, std::size_t valueBytes) {
     char* out = lateRoom(key.size() + 3 + valueBytes);
@@ -254,18 +267,21 @@ char* beginLate(std::string_view key, std::size_t valueBytes) {
 // in the bytes.
 void endLate(std::string_view key, const char* end) {
     const std::size_t begin = takeLate(end);
-    const late_member_s member{begin, key.size(), report.lateSize};
+    const std::size_t length = report.lateSize - begin;
     std::size_t from = 0;
     for (std::size_t to = report.late.size(); from < to;) {
         const std::size_t middle = (from + to) / 2;
         const int order = keyOf(report.late[middle]).compare(key);
         if (order == 0) {
-            report.late[middle] = member;
+            late_member_s& old = report.late[middle];
+            old.begin = placeOfNew(begin, old.begin, old.end - old.begin);
+            old.end = old.begin + length;
             return;
         }
         (order < 0 ? from : to) = order < 0 ? middle + 1 : middle;
     }
-    report.late.insert(report.late.begin() + static_cast<std::ptrdiff_t>(from), member);
+    report.late.insert(report.late.begin() + static_cast<std::ptrdiff_t>(from),
+                       {begin, key.size(), begin + length});
 }
 
 // Makes the report pending. A late member does so also without a tag packet.
@@ -413,11 +429,12 @@ int add_to_access_results(std::string_view text, std::size_t index) {
     if (index > report.results.size()) {
         return -1;
     }
-    const slot_s slot{takeLate(putBytes(text, lateRoom(text.size()))), text.size()};
+    const std::size_t begin = takeLate(putBytes(text, lateRoom(text.size())));
     if (index == report.results.size()) {
-        report.results.push_back(slot);
+        report.results.push_back({begin, text.size()});
     } else {
-        report.results[index] = slot;
+        slot_s& old = report.results[index];
+        old = {placeOfNew(begin, old.begin, old.length), text.size()};
     }
     expectMore();
     return index + 1 == report.results.size() ? 1 : 0;
@@ -439,7 +456,9 @@ addl_key_parts_s keyPartsOfReport() {
         }
     }
     for (const late_member_s& member : report.late) {
-        take(keyPartOf(keyOf(member)), valueOf(member));
+        if (keyOf(member) == keyParts[tidPart]) {
+            take(tidPart, valueOf(member));
+        }
     }
     return parts;
 }
