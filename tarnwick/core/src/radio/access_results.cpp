@@ -192,7 +192,7 @@ bool takeOutcome(const ACCESS_INFO_s& info) {
         .info = &info,
         .access = access,
         .dataLength = std::min<std::size_t>(info.dataLength, sizeof info.data),
-        .key = access->type == RXE_ACCESS_READ ? std::string_view(access->memoryKey) : std::string_view()};
+        .key = access->type == RXE_ACCESS_READ ? std::string_view(access->memoryKey) : std::string_view("")};
     const auto* row = std::ranges::find(accessRows, access->type, &access_row_s::type);
     const bool known = row != accessRows.end();
     if (info.result != RXE_ACCESS_RESULT_OK) {
