@@ -138,10 +138,12 @@ TEST_F(RadioTest, AReportWithoutAKeyLeavesUnfiltered) {
 TEST(AdditionalKeys, TwoThreads) {
     setAddlKeysFilterConfig(false, 0, 200);
     std::atomic<bool> done{false};
-    std::thread engine([&done] {
+    const auto keyOf = [](std::size_t number) {
+        return "key " + std::to_string(number) + std::string(number % 7 * 40, 'e');
+    };
+    std::thread engine([&] {
         for (std::int64_t second = 0; second < 1'000'000; ++second) {
-            const auto number = static_cast<std::size_t>(second * 7 % 300);
-            report_line("key " + std::to_string(number) + std::string(number % 5 * 40, 'e'), {second, 0});
+            report_line(keyOf(static_cast<std::size_t>(second * 7 % 300)), {second, 0});
         }
         done = true;
     });
@@ -150,6 +152,9 @@ TEST(AdditionalKeys, TwoThreads) {
         std::set<std::string> lines;  // the head with the number of keys, and each key once
         for (std::string line; std::getline(text, line);) {
             lines.insert(line.substr(0, line.find(',')));
+            if (line.starts_with("Tag ID: ")) {
+                EXPECT_EQ(line.substr(8, line.find(',') - 8), keyOf(std::stoul(line.substr(12)))) << "torn";
+            }
         }
         EXPECT_TRUE(
             lines.contains("0 Success: Current Tag Info DB Size : " + std::to_string(lines.size() - 1)));
