@@ -139,15 +139,13 @@ void finishLine(left_line_s& left) {
 
 // All lines go through here, one at a time: the library's own locks are never waited for.
 turn_s<left_line_s, 1024, finishLine> writing;
-// Lines that the engine thread had no room to leave and that no line has told of yet.
-std::atomic<std::uint64_t> droppedLines{0};
 
-void tellMissing(std::atomic<std::uint64_t>* count, std::string_view reason) {
-    if (count->load(std::memory_order_relaxed) == 0) {
+void tellMissing() {
+    if (missingLines.load(std::memory_order_relaxed) == 0) {
         return;
     }
-    if (const std::uint64_t missing = count->exchange(0, std::memory_order_relaxed); missing != 0) {
-        logUncountedWarning("logger", reason, missing, " lines are missing");
+    if (const std::uint64_t missing = missingLines.exchange(0, std::memory_order_relaxed); missing != 0) {
+        logUncountedWarning("logger", " the log file could not be written: ", missing, " lines are missing");
     }
 }
 
@@ -235,16 +233,10 @@ void logLine(log_level_e level, std::string_view unit, std::string_view text) {
     if (text.size() > longestLine) {
         appendCutNote(text.size(), &joined);
     }
-    const bool taken = writing.doOrLeave([&] { writeLine(level, joined); },
-                                         [&](left_line_s& left) {
-                                             left.level = level;
-                                             left.line = joined;
-                                         });
-    if (!taken) {
-        droppedLines.fetch_add(1, std::memory_order_relaxed);
-    }
-    tellMissing(&missingLines, " the log file could not be written: ");
-    if (!isEngineThread) {  // the one that was writing when they were dropped
-        tellMissing(&droppedLines, " the log was busy: ");
-    }
+    writing.doOrLeave([&] { writeLine(level, joined); },
+                      [&](left_line_s& left) {
+                          left.level = level;
+                          left.line = joined;
+                      });
+    tellMissing();
 }
