@@ -4,12 +4,12 @@
 // thread sets modes, or tells the status, or lists a full database of additional keys,
 // or does nothing; a subscriber takes the reports.
 //
-// For each of these it prints the p50, p99, p99.9 and largest time of one call in
-// microseconds, and how often the callback gave its processor up to wait. Exit status 1
-// when a p99.9 is above 50 us, or when more than one call in a thousand waited: a few wait
-// inside ZeroMQ, whose threads share its queues. Calls from which another
-// program on the machine took the processor away are counted apart: their time is not the
-// callback's own.
+// For each of these it prints, of five rounds the one in the middle: the p50, p99, p99.9 and
+// largest time of one call in microseconds, and how often the callback gave its processor up
+// to wait. Exit status 1 when a p99.9 is above 50 us, or when more than one call in a thousand
+// waited: a few wait inside ZeroMQ, whose threads share its queues. Calls that lost their
+// processor to another thread are left out of these times, which are the callback's own; behind
+// them stands the p99.9 of all calls.
 #include <sys/resource.h>
 #include <unistd.h>
 #include <zmq.h>
@@ -44,7 +44,8 @@ using clock_type = std::chrono::steady_clock;
 using microseconds_t = std::chrono::duration<double, std::micro>;
 
 constexpr std::chrono::microseconds packetInterval{100};
-constexpr int tagsOfRow = 15'000;  // each with the packet of a read
+constexpr int rounds = 5;
+constexpr int tags = 5'000;  // of a round, each with the packet of a read
 constexpr std::uint32_t keys = maxAddlKeysDBSize;
 constexpr double aim = 50;  // microseconds
 
@@ -116,18 +117,27 @@ switches_s switches() {
     return {usage.ru_nvcsw, usage.ru_nivcsw};
 }
 
+// One round.
 struct times_s {
     std::vector<double> microseconds;  // ascending
+    std::vector<double> ofAllCalls;    // with those that were interrupted
     long waits = 0;
     int interrupted = 0;
+    int requests = 0;
+
+    [[nodiscard]] double part(double share) const { return part(share, microseconds); }
+    static double part(double share, const std::vector<double>& times) {
+        const auto last = static_cast<double>(times.size() - 1);
+        return times[static_cast<std::size_t>(share * last)];
+    }
 };
 
 // Hands the packets in, each at its time, and tells how long each call took.
 times_s engine(packets_s* packets) {
     times_s times;
-    times.microseconds.reserve(std::size_t{2} * tagsOfRow);
+    times.microseconds.reserve(std::size_t{2} * tags);
     clock_type::time_point due = clock_type::now();
-    for (int i = 0; i < 2 * tagsOfRow; ++i) {
+    for (int i = 0; i < 2 * tags; ++i) {
         auto* packet = reinterpret_cast<RXE_packet_s*>(packets->next(i % 2 != 0)->data());
         due += packetInterval;
         std::this_thread::sleep_until(due);
@@ -137,6 +147,7 @@ times_s engine(packets_s* packets) {
         const microseconds_t taken = clock_type::now() - start;
         const switches_s after = switches();
         times.waits += after.waits - before.waits;
+        times.ofAllCalls.push_back(taken.count());
         if (after.losses == before.losses) {
             times.microseconds.push_back(taken.count());
         } else {
@@ -144,11 +155,11 @@ times_s engine(packets_s* packets) {
         }
     }
     std::ranges::sort(times.microseconds);
+    std::ranges::sort(times.ofAllCalls);
     return times;
 }
 
-// Prints one row. True when the aim is met.
-bool measure(const row_s& row, packets_s* packets) {
+times_s runRound(const row_s& row, packets_s* packets) {
     times_s times;
     std::atomic<bool> done{false};
     std::thread thread([&] {
@@ -163,16 +174,25 @@ bool measure(const row_s& row, packets_s* packets) {
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
     thread.join();
-    const auto part = [&times](double share) {
-        const auto last = static_cast<double>(times.microseconds.size() - 1);
-        return times.microseconds[static_cast<std::size_t>(share * last)];
-    };
-    const bool met = part(0.999) <= aim && times.waits * 1000 <= 2 * tagsOfRow;
+    times.requests = asked;
+    return times;
+}
+
+// Prints one row: of its rounds that with the median p99.9. True when the aim is met.
+bool measure(const row_s& row, packets_s* packets) {
+    std::vector<times_s> all;
+    for (int round = 0; round < rounds; ++round) {
+        all.push_back(runRound(row, packets));
+    }
+    std::ranges::sort(all, {}, [](const times_s& times) { return times.part(0.999); });
+    const times_s& times = all[rounds / 2];
+    const bool met = times.part(0.999) <= aim && times.waits * 1000 <= 2 * tags;
     std::fprintf(stderr,
                  "%-9s p50 %5.1f  p99 %5.1f  p99.9 %6.1f  largest %7.1f us  aim %.0f %s  "
-                 "%ld waits, %d of %d calls interrupted, %d requests beside\n",
-                 row.name, part(0.5), part(0.99), part(0.999), part(1), aim, met ? "met   " : "MISSED",
-                 times.waits, times.interrupted, 2 * tagsOfRow, asked);
+                 "%ld waits, %d of %d calls interrupted, all calls p99.9 %.1f us, %d requests beside\n",
+                 row.name, times.part(0.5), times.part(0.99), times.part(0.999), times.part(1), aim,
+                 met ? "met   " : "MISSED", times.waits, times.interrupted, 2 * tags,
+                 times.part(0.999, times.ofAllCalls), times.requests);
     return met;
 }
 
