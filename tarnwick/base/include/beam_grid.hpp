@@ -10,6 +10,8 @@
 //            889 to 896  every 45 degrees round, elevation 5
 //            897         the boresight
 //
+// So 397 is the boresight in RHCP (4000), 5897 the one of the fine grid in LHCP (5000).
+//
 // Azimuth and elevation are whole degrees. The elevation is the angle from the
 // boresight, which points straight down from a reader on the ceiling.
 #pragma once
@@ -20,20 +22,23 @@
 
 namespace beam_grid {
 
-// The polarization n * 1000 has the name n-1: TOTAL is 1000, LHCP 5000. RHCP and LHCP are circular.
+// The polarization n * 1000 has the name n-1: TOTAL is 1000, LHCP 5000. THETA and PHI are linear,
+// RHCP and LHCP circular, right-handed and left-handed.
 inline constexpr std::array<std::string_view, 5> polarizationNames{"TOTAL", "THETA", "PHI", "RHCP", "LHCP"};
 
 // Numbers up to lastCoarseBeam belong to the coarse grid, higher ones to the fine grid.
 inline constexpr int lastCoarseBeam = 1000;
-// Offset in the fine grid.
+// Offset in the fine grid of the beam that points along the boresight.
 inline constexpr int fineBoresight = 897;
 // Degrees, the outermost ring of the fine grid.
 inline constexpr int highestElevation = 70;
 
-// Degrees.
+// Where a beam points, in degrees. Both are -1 for a number that is not a beam.
 struct direction_s {
-    int azimuth;    // 0 to 359; -1: not a beam
-    int elevation;  // 0 to 70; -1: not a beam
+    // 0 to 359.
+    int azimuth;
+    // 0 to 70, 0 is the boresight.
+    int elevation;
 };
 inline constexpr direction_s noDirection{-1, -1};
 
@@ -42,11 +47,15 @@ inline constexpr direction_s noDirection{-1, -1};
 struct ring_s {
     int first;
     int last;
+    // Degrees.
     int azimuthStep;
-    int turn;  // beams of one turn
+    // Beams of one turn.
+    int turn;
+    // Degrees: of the first turn, and how much lower each further turn is.
     int elevation;
     int elevationStep;
 };
+// Offsets that are in no ring are gaps: 0, and above 97 or 897.
 inline constexpr std::array coarseRings{
     ring_s{1, 96, 15, 24, 60, 15},
     ring_s{97, 97, 0, 1, 0, 0},
@@ -58,7 +67,7 @@ inline constexpr std::array fineRings{
     ring_s{fineBoresight, fineBoresight, 0, 1, 0, 0},
 };
 
-// The direction at an offset of a grid, or noDirection in a gap.
+// The direction at an offset of a grid, or noDirection for an offset outside its rings.
 template <class Rings>
 constexpr direction_s directionIn(const Rings& rings, int offset) {
     for (const ring_s& ring : rings) {
@@ -81,14 +90,15 @@ constexpr direction_s directionOf(int beam) {
     return offset == 0 ? direction_s{-1, highestElevation} : directionIn(fineRings, offset);
 }
 
-// 1000 to 5000, or 0 for a number outside the grids.
+// The polarization of a beam number, 1000 to 5000, or 0 for a number outside the grids. It does
+// not ask whether the offset is a beam.
 constexpr int polarizationOf(int beam) {
     const int thousands = beam <= lastCoarseBeam ? beam / 100 + 1 : beam / 1000;
     const bool known = beam >= 0 && (beam <= lastCoarseBeam ? thousands <= 4 : beam <= 5999);
     return known ? thousands * 1000 : 0;
 }
 
-// The fine number of a direction, or 0 when there is not such a beam. Elevation 0 is the boresight
+// The fine number of a direction, or 0 for a direction without a beam. Elevation 0 is the boresight
 // for any azimuth. Quirk: elevations between the steps are not refused. From 11 up one counts as the
 // next multiple of 5 above it; 6 to 9 give the numbers of other directions or, from azimuth 165 on,
 // of none; 1 to 4 give numbers without a direction. Azimuth and elevation are 0 or more.

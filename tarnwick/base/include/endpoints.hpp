@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The two endpoints on which the daemon itself listens. zmq_intfc binds them, peer_limit
-// recognises them, and twctl has the same ones.
+// recognises their connections, and twctl has the same ones. Both are fixed.
 #pragma once
 
 #include <cstdint>

@@ -12,7 +12,7 @@
 //   -3  Failure: value provided for "antenna" is out of bounds. Must be between 1 and 4.
 // A caller for whom the key is optional clears the reply after -1.
 //
-// Any thread. Nothing here throws, whatever the object holds.
+// Any thread. No function here throws, whatever the object holds.
 #pragma once
 
 #include <cstdint>
@@ -34,7 +34,7 @@ bool parseJsonText(const std::string& text, nlohmann::json* out, std::string* re
 int getJsonValue(const nlohmann::json* object, const std::string& key, std::string* out, std::string* reply,
                  const std::vector<std::string>& allowed);
 
-// true or false.
+// true or false; a number has the wrong type.
 int getJsonValue(const nlohmann::json* object, const std::string& key, bool* out, std::string* reply);
 
 // Unsigned targets take only unsigned integers: -1 and 5.0 have the wrong type (-2). Both
@@ -58,7 +58,8 @@ int getJsonValue(const nlohmann::json* object, const std::string& key, std::int3
 int getJsonValue(const nlohmann::json* object, const std::string& key, std::int64_t* out, std::string* reply,
                  std::int64_t min, std::int64_t max);
 
-// Floating-point targets take any number, integers as well.
+// Floating-point targets take any number, integers as well. A value for a float is compared with
+// the bounds before it is narrowed.
 int getJsonValue(const nlohmann::json* object, const std::string& key, float* out, std::string* reply,
                  float min, float max);
 int getJsonValue(const nlohmann::json* object, const std::string& key, double* out, std::string* reply,

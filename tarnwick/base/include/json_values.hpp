@@ -42,12 +42,12 @@ char* putTenths(std::int32_t tenths, char* out);
 // gives 915.0.
 char* putMegahertz(std::uint32_t kilohertz, char* out);
 
-// Any number, in digits that read back as the same double; null when it is infinite or not a
-// number.
+// Any number, in digits that read back as the same double: 0.1 gives 0.1, 1e30 gives 1e+30. null
+// when it is infinite or not a number, which JSON does not have.
 char* putReal(double number, char* out);
 
 // A text as the library escapes it, in its quotes. A text that is not valid UTF-8 gives "" and,
-// in *error, the library's reason.
+// in *error, the library's reason; otherwise *error stays as it is.
 std::string jsonString(std::string_view text, std::string* error);
 
 // Whether jsonString would only put quotes around the text: it is ASCII from 20h on without

@@ -18,7 +18,7 @@
 std::vector<std::string> tokenizeRequestByWhitespace(const std::string* request);
 
 // The words of a request, for both threads that serve requests: splits at runs of white space.
-// Quotation marks have no effect.
+// Quotation marks do not keep words together.
 std::vector<std::string> tokenizeRequest(std::string* request);
 
 // Splits at runs of `delimiter`. There are no empty tokens.
@@ -29,10 +29,10 @@ std::vector<std::string> tokenizeString(const std::string* text, char delimiter)
 std::vector<std::string> split(const char* text, char delimiter);
 std::vector<std::string> tokenizeCommaSeparatedString(const std::string* text);
 
-// The items with the separator between them.
+// The items with the separator between them; nothing for none.
 std::string joinStrings(const std::vector<std::string>& items, const std::string& separator);
 
-// A copy without any `unwanted`.
+// A copy of the text without the character `unwanted`.
 std::string removeSelectChar(const std::string& text, char unwanted);
 
 // Quirk: despite its name it removes white space from the END of the text. Callers rely on
@@ -71,8 +71,8 @@ void appendCutNote(std::size_t size, std::string* out);
 
 // ---------------------------------------------------------------- numbers
 
-// Error bits of the conversions below. They accumulate: a caller clears its
-// word once and tests it after a run of conversions.
+// Error bits of the conversions below. A conversion sets bits and clears none: a caller clears
+// its word once and tests it after several conversions.
 inline constexpr std::uint32_t strToErrorBase = 1;     // base other than 0, 10 and 16
 inline constexpr std::uint32_t strToErrorText = 2;     // no digits, or other text behind them
 inline constexpr std::uint32_t strToErrorTooLow = 4;   // below the lower bound
@@ -115,7 +115,7 @@ double str_to_double(const std::string& text, std::uint32_t* errors,
 // too large; what() is "stof".
 void splitDecimalString(const std::string& text, long long* whole, long long* micros);
 
-// Whether the two differ by no more than the machine epsilon, absolute or
+// Whether the two differ by at most the machine epsilon, absolute or
 // relative to the larger magnitude.
 bool approxEqual(float a, float b);
 
@@ -140,7 +140,7 @@ bool isAllHexDigits(const std::string& text);
 // all ones for a number that is too large.
 std::uint64_t hexToUint64(const std::string& text);
 
-// Two lower-case digits for each of the first `count` bytes, or for all when there are fewer. A
+// Two lower-case digits for each of the first `count` bytes, or for all when the vector has fewer. A
 // count below 1 gives an empty text.
 std::string hexStr(const std::vector<std::uint8_t>& bytes, int count);
 
@@ -149,8 +149,8 @@ void appendHex(const std::uint8_t* bytes, std::size_t count, std::string* out);
 
 // CRC-16/GENIBUS, which is the CRC-16 of the Gen2 air interface (ISO/IEC
 // 18000-63, annex F): polynomial 0x1021, most significant bit first, initial
-// value 0xFFFF, result inverted. b8_crc16 folds one byte into a running value
-// and does not invert. A length below 1 gives 0.
+// value 0xFFFF, result inverted; the text "123456789" gives 0xD64E. b8_crc16 folds one byte into a
+// running value and does not invert. A length below 1 gives 0.
 void b8_crc16(std::uint16_t* crc, std::uint8_t byte);
 std::uint16_t computeCRC(int length, const std::uint8_t* data);
 
@@ -183,7 +183,7 @@ bool oldEnough(const timeval* start, const timeval* now, const timeval* age);
 // When a path is a symbolic link, they work on the file that it leads to, and on the folder of
 // that file.
 
-// The size, in bytes, of the largest file that is read, so that nothing larger is written.
+// The size, in bytes, of the largest file that is read. A writer must keep to it as well.
 inline constexpr std::size_t maxFileSize = 16 * 1024 * 1024;
 
 enum class file_read_e : std::uint8_t {

@@ -8,8 +8,9 @@
 // It outlives radio stops and mode changes; only its settings follow the mode.
 //
 // Threads: the engine thread asks, the main thread sets, prints and empties. Neither waits
-// for the other: settings are single words, an empty database is offered and taken at the
-// next look-up, and the keys are copied one by one while the engine thread goes on.
+// for the other: settings are single words, the main thread offers an empty database and the
+// engine thread takes it at the next look-up, and the main thread copies the keys one by one while
+// the engine thread goes on.
 #pragma once
 
 #include <array>

@@ -8,7 +8,7 @@
 
 #include "rxe.h"
 
-// False when the process runs without a radio. Written by main() before any
+// False when the process runs without a radio (argument --no_rxe). Written by main() before any
 // other thread exists.
 extern bool use_rxe;
 
@@ -25,8 +25,8 @@ RXE_API_STATUS initRXEConnection();
 // Why that failed, as one clause for the log.
 const std::string& connectionFailureCause();
 
-// Disconnects the engine, also where none was connected. RXE_connected_status stays as it
-// is when the engine refuses. At shutdown, behind closeZMQSocketsForRadio.
+// Disconnects the engine, also when none was connected. RXE_connected_status stays as it
+// is when the engine refuses. Main thread, at shutdown, after closeZMQSocketsForRadio.
 void closeRXEConnection();
 
 // Whether the radio still answers. Asks it only when no packet has come since

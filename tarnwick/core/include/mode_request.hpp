@@ -14,16 +14,16 @@
 // Returns 0.
 int handleModeRequest(std::vector<std::string>* tokens, std::string* reply);
 
-// Makes a request the mode in force, on the engine too, or leaves all as it was.
-// Fills `root` with the request as JSON. Returns 0 with the reply "Success", or a
-// negative number with the failure text.
+// Makes a request the mode in force, on the engine too. Fills `root` with the request as JSON.
+// Returns 0 with the reply "Success", or a negative number with the failure text; the mode in
+// force is then as it was. When the engine refuses, it keeps what was written until then.
 int applyModeRequest(const std::string& request, nlohmann::json* root, std::string* reply);
 
 // Writes an accepted request to mode_config.json, for the next start and for
-// "as_set". Until it is written whole the old file stands; a failure is logged.
+// "as_set". The old file stays until the new one is complete; a failure is logged.
 void storeModeRequest(nlohmann::json&& root);
 
-// Both. Returns what applyModeRequest returns; an unwritable file changes nothing.
+// Both. Returns what applyModeRequest returns; a file that cannot be written does not change that.
 int configMode(const std::string* request, std::string* reply);
 
 // Brings the radio to its known state and applies the starting mode. Returns the

@@ -2,11 +2,11 @@
 // The radio data path: the radio thread, the engine's packets, tag reports from
 // packet to socket, and the two outbound channels tag_data and gpio_led.
 //
-// Two threads work here. The radio thread keeps the half-second tick that
-// measures the send rates and serves the two commands forwarded to it; it never
-// sees a packet. The engine thread (the library's callback thread, or the
+// Two threads work here. The radio thread has the half-second tick that
+// measures the send rates, and serves the two commands that are forwarded to it; it
+// does not handle packets. The engine thread (the library's callback thread, or the
 // simulator in its place) does everything else inside getPacket, one packet at a
-// time.
+// time. docs/way-of-a-read.md follows one tag from the packet to the socket.
 #pragma once
 
 #include <sys/time.h>
@@ -36,8 +36,8 @@ namespace radio {
 extern std::atomic<std::uint64_t> packetRxCount;
 // Tag packets seen, before any filter. Written by the engine thread, read by any.
 extern std::atomic<std::uint64_t> tagReadCount;
-// The same by antenna number, for all models but the array reader. Room for any
-// port number up to 15; only the first `countedAntennas` are ever counted.
+// The same by antenna number, for all models but the array reader. The first
+// `countedAntennas` entries are counted; the others stay 0.
 extern std::array<std::atomic<std::uint64_t>, 16> tagReadCountPerAnt;
 // JSON reports sent. Written by the engine thread, read by any.
 extern std::atomic<std::uint64_t> msgTxCount;
@@ -65,7 +65,7 @@ extern std::atomic<std::uint16_t> subscribers;
 }  // namespace radio
 
 // Starts the thread "radio", then asks the Reader Management server for the
-// reader's MAC address and host name. The sockets stand by now. Main thread.
+// reader's MAC address and host name. The sockets must exist. Main thread.
 // Returns 0, or -1 if the thread could not be created.
 int startRadioThread();
 
@@ -77,9 +77,9 @@ int stopRadioThread();
 // or epoll instance cannot be made.
 void* radio_thread_fcn(void* unused);
 
-// Runs one command forwarded by the main thread ("data_analytics" or
+// Runs one command that the main thread has forwarded ("data_analytics" or
 // "subscribers") and fills *response with its whole reply. Returns the
-// command's result, or 0 where none ran. Radio thread.
+// command's result, or 0 with a "Failure: " reply for any other text. Radio thread.
 int ProcessInternalRequest(std::string* request, std::string* response);
 
 // One tick, twice a second: computes the send rates of both channels, in messages a second,
@@ -91,14 +91,14 @@ void do_background_activity_rxe_thread();
 
 // ---- outbound channels -----------------------------------------------------
 
-// Sends one report on tag_data, never waiting. With `immediate` it leaves as a
-// frame of its own, after any open batch is closed. Otherwise, while more than
-// 25 messages a second were measured, reports are gathered into multipart
+// Sends one report on tag_data without blocking; ZeroMQ drops it for a slow subscriber. With
+// `immediate` it leaves as a frame of its own, after any open batch is closed. Otherwise,
+// when more than 25 messages a second were measured, reports are gathered into multipart
 // messages of some 1500 bytes. `outside` says that the report has the form STRING or
 // BINARY; it is dropped when tag_data is for the other form by now. Engine thread.
 void send_tag_data_message(std::string_view message, bool immediate, bool outside);
 
-// Sends one line on gpio_led, never waiting, batched in the same way. Engine and
+// Sends one line on gpio_led without blocking, batched in the same way. Engine and
 // main threads. Returns 0.
 int send_gpio_led_message(std::string_view message);
 
@@ -121,8 +121,9 @@ void send_radio_stop_message();
 
 // ---- packets and tag reports -----------------------------------------------
 
-// The engine's callback: counts the packet and handles it. Waits for nothing but a packet of
-// a simulation, and never throws. Returns 0. Engine thread.
+// The engine's callback: counts the packet and handles it. It waits only for a packet of
+// a simulation, and for a turn when its room for work is full (turn.hpp); it never throws.
+// Returns 0. Engine thread.
 int getPacket(RXE_packet_s* packet);
 
 // Makes the reports' plan of a mode and of the accesses that the engine was told, and puts
@@ -130,7 +131,7 @@ int getPacket(RXE_packet_s* packet);
 // thread waits. Main thread.
 void publishReportPlan(const mode_configuration_s& mode, const told_accesses_s& accesses);
 
-// Takes the newest plan, if there is a new one. Engine thread, between two packets.
+// Puts the newest plan in force, if there is a new one. Engine thread, between two packets.
 void takeReportPlan();
 
 // Acts on one packet by its type. The result has no meaning. Engine thread.

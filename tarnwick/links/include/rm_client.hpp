@@ -24,6 +24,8 @@ int getReaderDetails(std::string* mac, std::string* hostName);
 // 0 is 24 V, 1 is PoE+, 2 is PoE.
 int getReaderDetails(int* numPorts, int* maxTxPower, int* powerSource);
 
+// The names of the model ("PN5100"), of the active region, and of the standard that the reader
+// transmits by ("US FCC 15").
 int getModel(std::string* model);
 int getActiveRegionName(std::string* regionName);
 int getActiveStandardName(std::string* standardName);

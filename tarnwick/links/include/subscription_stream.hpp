@@ -50,7 +50,9 @@ class subscription_stream {
     bool takeFrame(std::string_view body, bool command, subscriber_messages_s* messages);
 
     framing_e framing_ = framing_e::unknown;
-    std::string unread_;  // the begin of what is not complete yet
+    // The beginning of a greeting or frame that is not complete yet.
+    std::string unread_;
+    // The present subscriptions.
     std::unordered_set<std::string> topics_;
     std::size_t weight_ = 0;
 };

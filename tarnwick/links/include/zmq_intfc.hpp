@@ -21,32 +21,41 @@
 
 #include "turn.hpp"
 
-// A sending on a shared socket that the engine thread has left behind: `send` does it.
+// A message on a shared socket that the engine thread has left behind (turn.hpp): `send` sends it,
+// on the thread whose turn it is.
 struct left_send_s {
     void (*send)(const left_send_s& left) = nullptr;
-    std::string text;     // one frame, or the topic of news
-    std::string payload;  // of news
-    int flags = 0;        // 0 or ZMQ_SNDMORE
+    // One frame, or the topic of news.
+    std::string text;
+    // The second frame of news.
+    std::string payload;
+    // 0 or ZMQ_SNDMORE.
+    int flags = 0;
+    // Of a frame on tag_data: as in sendTagData.
     bool outside = false;
 };
 inline void sendLeft(left_send_s& left) {
     left.send(left);
 }
 
-// A socket that more than one thread uses, in turn: for one non-blocking send, for the
-// exchange of the handle, or while a publisher takes in what its subscribers have sent, as
-// each send does too, and never longer. What the engine thread cannot send at once leaves
-// as soon as the other thread is done; beyond 256 sendings it is dropped.
+// A socket that more than one thread uses, in turn. A turn is short: one non-blocking send, the
+// exchange of the handle, or the time in which a publisher reads the messages of its subscribers,
+// which a send does as well. A message that the engine thread cannot send at once, the other
+// thread sends at the end of its turn; when 256 messages are waiting, the engine thread waits.
 struct shared_socket_s {
     turn_s<left_send_s, 256, sendLeft> turn;
-    void* handle = nullptr;  // null while the socket is not there; sends are then dropped
+    // Null while the socket does not exist; messages are then dropped. Read and written in a turn.
+    void* handle = nullptr;
 };
 
-// tag_data, the one socket that is made anew while reports leave.
+// tag_data, the only socket that is closed and opened again while reports leave.
 struct data_socket_s : shared_socket_s {
-    bool outside = false;  // bound for outside subscribers (forms STRING and BINARY), or connected (OFF)
+    // Bound for outside subscribers (forms STRING and BINARY), or connected (OFF).
+    bool outside = false;
 };
 
+// The handles. Null before a socket is made and after it is closed. The table above names the
+// threads that use them; the main thread makes and closes all of them, the radio thread tag_data too.
 namespace sockets {
 
 extern void* context;
@@ -76,7 +85,7 @@ int sendShared(shared_socket_s* socket, const void* data, std::size_t size, int 
 // Any thread.
 int sendTagData(bool outside, const void* data, std::size_t size, int flags);
 
-// Lets tag_data take in what its subscribers have sent, which else waits for the next
+// Lets tag_data read the messages of its subscribers, which otherwise wait for the next
 // report. Radio thread, at each tick.
 void takeSubscriptions();
 
@@ -88,9 +97,9 @@ void sendNews(std::string_view topic, const void* payload, std::size_t size);
 // Creates the context and logs the library's version. Main thread. Returns 0.
 int initZMQ();
 
-// Make the sockets in the order of the table above, main sockets first. 0, or
-// -1 after the first failure, which is logged and counted; sockets made until
-// then stay open. Main thread, at start-up.
+// Make the sockets of the main thread, then those of the radio side, since an inproc endpoint must
+// be bound before the other side connects. Return 0, or -1 after the first failure, which is logged
+// and counted; sockets that were made until then stay open. Main thread, at start-up.
 int createZMQSocketsForMain();
 int createZMQSocketsForRadio();
 
@@ -100,8 +109,8 @@ int createZMQSocketsForRadio();
 int createZMQSocketForData(bool bind);
 int closeZMQSocketForData();
 
-// Close in the fixed order; the first failure ends the function with -1 and
-// leaves the rest open. The reply socket's file goes only where it is still the one
+// Close the sockets in a fixed order; the first failure ends the function with -1 and
+// leaves the rest open. The reply socket's file is removed only if it is still the one
 // that this process made. Main thread.
 int closeZMQSocketsForRadio();
 int closeZMQSocketsForMain();

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
-// A class that owns a file descriptor.
+// A class that owns a file descriptor. For one thread at a time.
 #pragma once
 
 #include <unistd.h>
 
-// Closes the descriptor at the end of its scope, also when the thread is cancelled. A number below 0
-// owns nothing.
+// Closes the descriptor at the end of its scope, also when the thread is cancelled: pthread_cancel
+// unwinds the stack. A number below 0 owns nothing.
 class descriptor {
   public:
     explicit descriptor(int fd) : fd_(fd) {}
@@ -16,6 +16,7 @@ class descriptor {
     }
     descriptor(const descriptor&) = delete;
     descriptor& operator=(const descriptor&) = delete;
+    // The number, still owned here; below 0 when the call that made it has failed.
     [[nodiscard]] int get() const { return fd_; }
 
   private:

@@ -11,13 +11,14 @@
 #include "mode/record.hpp"
 
 // Each replaces the vector's contents and returns the number of entries: one for
-// each entry of `antennas`, but getInventoryParams one for each parameter set.
+// each entry of `antennas`, and for getInventoryParams one for each parameter set. Powers are in
+// tenths of dBm.
 std::size_t getRequestedTxPwrX10(const mode_configuration_s& mode, std::vector<std::int16_t>* powers);
 // Asks the management server for the region, once, unless the client gave link profiles.
 std::size_t getLinkProfile(const mode_configuration_s& mode, std::vector<std::uint16_t>* linkProfiles);
 std::size_t getInventoryParams(const mode_configuration_s& mode, std::vector<c1g2_info_s>* params);
-std::size_t getInventoryParamIds(const mode_configuration_s& mode,
-                                 std::vector<std::uint8_t>* ids);  // place in getInventoryParams, from 1
+// Places in getInventoryParams, from 1.
+std::size_t getInventoryParamIds(const mode_configuration_s& mode, std::vector<std::uint8_t>* ids);
 
 // The engine's stop rule of antenna position `index` (OLIO_s stopType and
 // stopValue): 255 and 65535 past the end of a per-antenna list, 0 and 0 for an
@@ -40,6 +41,7 @@ int getAccessParams(const mode_configuration_s& mode, std::uint64_t* mask,
 std::uint16_t env_to_lP(std::uint8_t environment);
 
 // The same from the facts: the channel width in kHz and name of the region, and
-// whether the radio can choose a profile itself (asked of the QDX4400 only).
+// whether the radio can choose a profile itself, which counts for the QDX4400 only. 202 for a model
+// without a table, 201 for a channel width that the tables do not have.
 std::uint16_t linkProfileFor(std::string_view model, std::uint8_t environment, float channelWidth,
                              std::string_view region, bool autoDetect);

@@ -24,59 +24,94 @@ inline constexpr std::array<std::uint16_t, 50> DEFAULT_BEAMS_QDX_BEARING{
     411, 431, 379, 577, 399, 419, 367, 637, 387, 407, 427, 625, 375, 395, 415, 613,
 };
 
+// In all mode types, unless a row of MODE_TYPES or a constant below has another value. An antenna
+// has one inventory round of limited length.
 inline constexpr auto DEFAULT_ENVIRONMENT_PARAM = ENVIRONMENT_PARAMS_e::HIGH_INTERFERENCE;
 inline constexpr auto DEFAULT_ANTENNA_STOP_CONDITION_TYPE =
     antenna_stop_type_e::SINGLE_INVENTORY_LIMITED_DURATION;
-inline constexpr std::uint8_t DEFAULT_QUERY_SEL = 0;                            // ALL
-inline constexpr std::uint8_t DEFAULT_QUERY_SESSION = 1;                        // S1
-inline constexpr std::uint8_t DEFAULT_QUERY_SESSION_BEARING = 0;                // S0
-inline constexpr std::uint8_t DEFAULT_QUERY_SESSION_PORTAL_DIRECTIONALITY = 0;  // S0
-inline constexpr std::uint8_t DEFAULT_QUERY_TARGET = 0;                         // A
+
+// The Query of a mode without "query" (EPC Gen2, 6.3.2.12.2.1): all tags, session S1, target A. A tag
+// of S1 answers again after 0.5 to 5 s (EPC Gen2 v1.2.0, table 6.14).
+inline constexpr std::uint8_t DEFAULT_QUERY_SEL = 0;
+inline constexpr std::uint8_t DEFAULT_QUERY_SESSION = 1;
+// Session S0: a tag loses this flag without a carrier, so it answers again on the next beam.
+inline constexpr std::uint8_t DEFAULT_QUERY_SESSION_BEARING = 0;
+inline constexpr std::uint8_t DEFAULT_QUERY_SESSION_PORTAL_DIRECTIONALITY = 0;
+inline constexpr std::uint8_t DEFAULT_QUERY_TARGET = 0;
+// One report of a tag for all antennas together.
 inline constexpr auto DEFAULT_REPORT_FILTER_TYPE = report_filter_type_e::RADIO_WIDE;
 
+// When the region or its channel width is not known (RXE_LINK_PROFILES).
 inline constexpr std::uint16_t DEFAULT_LINK_PROFILE = 201;
-inline constexpr std::uint16_t MIN_ANTENNA_STOP_DURATION = 125;  // ms
+// ms; see getDefaultAntennaStopConditionDuration.
+inline constexpr std::uint16_t MIN_ANTENNA_STOP_DURATION = 125;
+// dBm, the lowest that the engine takes: every reply is stronger.
 inline constexpr std::int8_t RSSI_FILTER_OFF = -128;
+// Seconds, for the engine a duration that does not end.
 inline constexpr std::uint32_t REPORT_FILTER_FOR_EVER = 0xFFFFFFFF;
-inline constexpr std::uint8_t DEFAULT_DELAY_BETWEEN_ANT_CYCLES = 75;  // ms
+// ms, with the type reader_model_s::antennaDelay.
+inline constexpr std::uint8_t DEFAULT_DELAY_BETWEEN_ANT_CYCLES = 75;
+
+// The settings of a mode type, under "modeSpecificSettings".
+// INVENTORY: each tag once a minute.
 inline constexpr auto DEFAULT_INVENTORY_INTERVAL_UNIT = interval_unit_e::MINUTES;
 inline constexpr std::uint32_t DEFAULT_INVENTORY_INTERVAL = 1;
-inline constexpr std::uint8_t DEFAULT_PORTAL_START_PORT = 1;  // its signal is LOW, its debounce time 0
+// PORTAL: the radio starts when this input is LOW, with a debounce time of 0, and stops after 3 s
+// without a new tag.
+inline constexpr std::uint8_t DEFAULT_PORTAL_START_PORT = 1;
 inline constexpr std::uint16_t DEFAULT_PORTAL_STOP_INTERVAL = 3;
+// PORTAL_DIRECTIONALITY: heights of the array reader and of the tags, and the threshold between
+// static and moving tags; the polarization is for BEARING as well.
 inline constexpr double DEFAULT_AAR_HEIGHT = 15.0;
 inline constexpr double DEFAULT_TAG_HEIGHT = 3.0;
 inline constexpr std::int32_t DEFAULT_STATIC_V_DYNAMIC = 0;
 inline constexpr auto DEFAULT_BEAM_POLARIZATION = QDX_BEAM_POL_e::LHCP;
 
-// Reported with each tag in every mode type: 0x3C01.
+// Sent by the engine with each tag in every mode type: EPC, protocol control, both XPC words and
+// CRC, 0x3C01 (EPC Gen2, 6.3.2.1.2). Whether a report shows them is a switch of the mode.
 inline constexpr std::uint32_t DEFAULT_CUSTOM_FIELDS =
     RXE_FIELD_EPC | RXE_FIELD_PC | RXE_FIELD_XPC1 | RXE_FIELD_XPC2 | RXE_FIELD_CRC;
 
 // What a mode type changes in the defaults of SIMPLE. `overlay` is applied to a
-// record that setDefaultMode has filled; it also sets the type and its name.
+// record that setDefaultMode has filled; it also sets the type and its name. A new type is a row
+// here, an overlay and an enumerator.
 struct mode_type_s {
     MODE_TYPE_e type;
-    std::string_view word;            // of the key "type"
-    std::string_view deprecatedWord;  // of the key "mode"; empty for none
+    // Of the key "type".
+    std::string_view word;
+    // Of the key "mode"; empty when that key does not have the type.
+    std::string_view deprecatedWord;
+    // RXE_FIELD_*.
     std::uint32_t customFieldsBitMask;
     bool reportAntenna;
     report_filter_type_e reportFilterType;
-    std::uint32_t reportFilterDuration;  // s
+    // Seconds.
+    std::uint32_t reportFilterDuration;
+    // 0 to 3.
     std::uint8_t querySession;
     int (*overlay)(mode_configuration_s* mode);
 };
 
-// Puts a record, whatever it held, into the defaults of SIMPLE for this reader
-// model and its antenna count; the polarization in `bearingConfig` alone stays.
-// Main thread. All return 0.
+// Sets a record, whatever it held, to the defaults of SIMPLE for this reader
+// model and its antenna count. Quirk: the polarization in `bearingConfig` stays.
+// Main thread. Returns 0.
 int setDefaultMode(mode_configuration_s* mode);
+// The overlays of the other types: each changes a record with the defaults of SIMPLE by the row of
+// its type, and by what stands behind it here. Main thread. They return 0.
+//
+// An interval of a minute.
 int setDefaultInventoryMode(mode_configuration_s* mode);
+// The start trigger and the stop interval of a portal, also as start and stop conditions.
 int setDefaultPortalMode(mode_configuration_s* mode);
+// Nothing else.
 int setDefaultConveyorMode(mode_configuration_s* mode);
 int setDefaultCustomMode(mode_configuration_s* mode);
+// The beams of DEFAULT_BEAMS_QDX_BEARING in the default polarization.
 int setDefaultBearingMode(mode_configuration_s* mode);
+// The same beams, and the heights and the threshold.
 int setDefaultPortalDirMode(mode_configuration_s* mode);
 
+// All types. A word is looked up in this order.
 inline constexpr std::array MODE_TYPES{
     mode_type_s{MODE_TYPE_e::SIMPLE, "SIMPLE", "simple", DEFAULT_CUSTOM_FIELDS, false,
                 DEFAULT_REPORT_FILTER_TYPE, REPORT_FILTER_FOR_EVER, DEFAULT_QUERY_SESSION, setDefaultMode},
@@ -106,7 +141,7 @@ constexpr const mode_type_s* findModeType(MODE_TYPE_e type) {
     return row == MODE_TYPES.end() ? nullptr : &*row;
 }
 
-// ms on each antenna so that a cycle takes a second: 1000 over the number of
-// antennas, at least MIN_ANTENNA_STOP_DURATION; a record without antennas counts
-// as one antenna.
+// ms on each antenna so that a cycle takes a second: 1000 divided by the number of
+// antennas, at least MIN_ANTENNA_STOP_DURATION, so from 9 antennas on a cycle takes longer. A record
+// without antennas counts as one antenna. A null record means the mode in force.
 std::uint16_t getDefaultAntennaStopConditionDuration(const mode_configuration_s* mode);

@@ -20,10 +20,12 @@ enum class GET_CURRENT_MODE_METHOD_e : std::uint8_t {
 };
 
 // Fills `root` with a request as JSON and `mode` with the defaults and the keys, all
-// rules checked; the mode in force stays as it is. Returns 0, or a negative number
-// with the failure text.
+// rules checked; the mode in force stays as it is. Quirk: "reportFilter" changes the settings of
+// the additional-keys database at once (additional_config.hpp). Returns 0, or a negative number
+// with the failure text; `mode` is then half filled.
 int parseModeRequest(const std::string& request, nlohmann::json* root, mode_configuration_s* mode,
                      std::string* reply);
 
-// The mode in force as "Success: " and one line of JSON. Returns 0.
+// The mode in force as "Success: " and one line of JSON. AS_SET reads modeFile; when that cannot be
+// used the reply begins with "Failure: ". Returns 0.
 int getCurrentMode(std::string* reply, GET_CURRENT_MODE_METHOD_e method);
