@@ -10,7 +10,8 @@
 
 namespace vocabulary {
 
-// "start": sim needs a rate, sim_bearing a rate and the number of an array reader.
+// "start": doNotPersistState leaves autoStart.txt as it is. sim needs a rate in tags a second,
+// sim_bearing a rate and the number of an array reader.
 inline constexpr argument_s doNotPersistState{"doNotPersistState"};
 inline constexpr argument_s sim{"sim"};
 inline constexpr argument_s simBearing{"sim_bearing"};
@@ -22,7 +23,8 @@ inline constexpr argument_s stdAz{"std_az", value_e::number};
 inline constexpr argument_s stdEl{"std_el", value_e::number};
 inline constexpr argument_s simBearingArguments[] = {stdAz, stdEl};
 
-// "data_analytics": where tag reports go, and in which form.
+// "data_analytics": where tag reports go, and in which form. OFF: as JSON to the consumer on the
+// reader; STRING and BINARY: to subscribers of port 5160, as JSON or as binary messages.
 inline constexpr argument_s analyticsOff{"OFF"};
 inline constexpr argument_s analyticsString{"STRING"};
 inline constexpr argument_s analyticsBinary{"BINARY"};
@@ -32,9 +34,11 @@ inline constexpr argument_s dataAnalyticsArguments[] = {analyticsOff, analyticsS
 inline constexpr argument_s resetTime{"time", value_e::timeOfDay};
 inline constexpr argument_s databaseResetArguments[] = {resetTime};
 
+// "error": asks the radio for its error log, which then comes into the daemon's log.
 inline constexpr argument_s radioErrorLog{"radioErrorLog"};
 inline constexpr argument_s errorArguments[] = {radioErrorLog};
 
+// "logging": whether the engine library writes its packet log.
 inline constexpr choice_s packetLogStates[] = {{"ON", 1}, {"OFF", 0}};
 inline constexpr argument_s radioPacketLog{"radioPacketLog", value_e::choice, packetLogStates};
 inline constexpr argument_s loggingArguments[] = {radioPacketLog};
@@ -52,11 +56,15 @@ inline constexpr argument_s modeArguments[] = {modeVerbose, modeAsSet};
 // "peak_threshold": 0 to 12. "subscribers": 1 to 1024.
 inline constexpr argument_s numberArgument[] = {{"", value_e::number}};
 
-// One command. `help` is what the reply to "help" says of it; it may be empty.
+// One command. The texts of "help" are part of the interface; some of them name things by older
+// names.
 struct command_s {
     std::string_view word;
+    // What the reply to "help" says of the command; may be empty.
     std::string_view help;
-    std::span<const argument_s> arguments{};  // of which one follows
+    // At most one of them follows the word, unless a comment above says otherwise. Empty for a
+    // command without arguments, and for those whose arguments are not listed here.
+    std::span<const argument_s> arguments{};
 };
 inline constexpr command_s configrxe{"configrxe", "Sets and Gets the RXE configuration"};
 inline constexpr command_s databaseReset{"database_reset", "Sets and gets the database reset functionality",
@@ -80,7 +88,8 @@ inline constexpr command_s tagInfo{"tag_info", "Return tag info parameters", tag
 inline constexpr command_s peakThreshold{"peak_threshold", "Sets and gets the peak threshold",
                                          numberArgument};
 
-// In the order in which "help" lists them.
+// All of them, in the order in which "help" lists them. The daemon has a handler for each, and does
+// not compile without it.
 inline constexpr command_s commands[] = {
     configrxe, databaseReset, dataAnalytics, subscribers, error, exit,    events,  help,          logging,
     mode,      start,         status,        stop,        test,  version, tagInfo, peakThreshold,

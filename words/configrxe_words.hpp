@@ -18,7 +18,8 @@ inline constexpr std::string_view custom = "custom";
 inline constexpr std::string_view shadow = "shadow";
 
 inline constexpr argument_s enable{"enable"};
-inline constexpr argument_s disable{"disable"};  // the daemon takes each word that begins so
+// The daemon accepts each word that begins with this one.
+inline constexpr argument_s disable{"disable"};
 inline constexpr argument_s enableOrDisable[] = {enable, disable};
 
 // Whether an id stands behind the section's word, and how it is read.
@@ -32,7 +33,8 @@ struct section_s {
     std::string_view word;
     id_e id;
     std::span<const argument_s> arguments;
-    bool repeated;  // any number of them in any order, else exactly one
+    // Any number of arguments in any order; otherwise exactly one.
+    bool repeated;
 };
 
 // A work item of the radio: an antenna, how long it transmits there, and with what. Ids are 1 to
@@ -84,7 +86,7 @@ inline constexpr argument_s type{"type", value_e::choice, types};
 inline constexpr argument_s membank{"membank", value_e::number};
 inline constexpr argument_s startWord{"startWord", value_e::number};
 inline constexpr argument_s wordCount{"wordCount", value_e::number};
-// 0 is no criteria, and no limit.
+// 0: without criteria, and without a limit.
 inline constexpr argument_s criteriaIdx{"accessCriteriaIdx", value_e::number};
 inline constexpr argument_s stopCount{"stopCount", value_e::number};
 inline constexpr argument_s arguments[] = {disable,   type,        membank,  startWord,

@@ -38,7 +38,7 @@ inline constexpr char disconnected[] = "disconnected";
 inline constexpr char active[] = "active";
 inline constexpr char inactive[] = "inactive";
 
-// All stats. A heartbeat tells these unless "events" adds to them.
+// All stats. They are the list that a heartbeat has from the start; "events" adds to it.
 inline constexpr std::string_view stats[] = {
     numTagReads,
     numTagReadsPerAntenna,

@@ -12,12 +12,18 @@ namespace vocabulary {
 
 // What stands behind "name=", or in place of the whole word where there is no name.
 enum class value_e : std::uint8_t {
-    none,       // nothing follows the name: "disable"
-    number,     // decimal with or without a fraction, or hexadecimal behind "0x"
-    byte,       // 0 to 255, decimal
-    hex,        // hex digits, without "0x"
-    timeOfDay,  // HH:MM, 0:00 to 23:59
-    choice,     // one of `choices`
+    // Nothing follows the name: "disable".
+    none,
+    // Decimal with or without a fraction, or hexadecimal behind "0x". The daemon knows the range.
+    number,
+    // 0 to 255, decimal.
+    byte,
+    // Hexadecimal digits, without "0x".
+    hex,
+    // HH:MM, 0:00 to 23:59.
+    timeOfDay,
+    // One of `choices`.
+    choice,
 };
 
 // One of the texts that a parameter takes, and the number that stands for it in the record
@@ -29,9 +35,11 @@ struct choice_s {
 
 // A word behind a command. Words are compared exactly, capital letters too.
 struct argument_s {
-    std::string_view name;  // empty: the word is the value alone
+    // Empty: the word is the value alone.
+    std::string_view name;
     value_e value = value_e::none;
-    std::span<const choice_s> choices{};  // in the order in which they are offered
+    // In the order in which the client offers them.
+    std::span<const choice_s> choices{};
 };
 
 }  // namespace vocabulary

@@ -40,10 +40,12 @@ struct direction_s {
     // 0 to 70, 0 is the boresight.
     int elevation;
 };
+// For a number that is not a beam.
 inline constexpr direction_s noDirection{-1, -1};
 
 // A run of offsets of one grid, `first` to `last`. Azimuths come first: a full turn has `turn`
-// beams, `azimuthStep` degrees apart, and the next turn is `elevationStep` degrees lower.
+// beams, `azimuthStep` degrees apart, and the next turn is `elevationStep` degrees lower. The
+// boresight is a ring of one beam.
 struct ring_s {
     int first;
     int last;
@@ -60,6 +62,7 @@ inline constexpr std::array coarseRings{
     ring_s{1, 96, 15, 24, 60, 15},
     ring_s{97, 97, 0, 1, 0, 0},
 };
+// The ring of elevation 10 and that of elevation 5 have fewer beams, since they are shorter.
 inline constexpr std::array fineRings{
     ring_s{1, 864, 5, 72, highestElevation, 5},
     ring_s{865, 888, 15, 24, 10, 0},

@@ -18,7 +18,8 @@ inline constexpr std::size_t maxExpressionLength = 133;
 // states. A usual filter takes some hundred steps; all 20,000 take some milliseconds.
 inline constexpr std::size_t maxMatchSteps = 20'000;
 
-// The most bytes of stack that a match may use.
+// The most bytes of stack that a match may use. The engine library determines the stack of its
+// callback thread.
 inline constexpr std::size_t maxMatchStack = 1024 * 1024;
 
 // A compiled expression. Constant, so any thread may use it.

@@ -72,7 +72,8 @@ template <class Number>
 int json_to_number(const nlohmann::json* object, const std::string& key, Number* out, std::string* reply,
                    Number min, Number max, bool acceptOtherNumbers);
 
-// An array, or an object, of any content; *out becomes a copy of it.
+// An array, or an object, of any content; *out becomes a copy of it. The elements are for the caller
+// to check.
 int getJsonValueArray(const nlohmann::json* object, const std::string& key, nlohmann::json* out,
                       std::string* reply);
 int getJsonValueObject(const nlohmann::json* object, const std::string& key, nlohmann::json* out,

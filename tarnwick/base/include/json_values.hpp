@@ -14,7 +14,7 @@
 
 namespace json_text {
 
-// Room for any number here, bytes. putWord needs 6.
+// Bytes that a caller needs for any number here: the longest double has 24. putWord needs 6.
 inline constexpr std::size_t numberRoom = 64;
 
 // Copies bytes as they are; they must be valid JSON already.

@@ -10,8 +10,8 @@
 
 // ------------------------------------------------------------- the bound on a match
 //
-// The library's matcher cannot be stopped from outside. But it works with iterators, and with an
-// iterator of our own type it calls our functions, which count steps and throw.
+// The library does not have a way to stop its matcher. But the matcher works with iterators: with an
+// iterator of the type below it calls the functions below, which count steps and throw.
 
 namespace {
 
@@ -36,8 +36,8 @@ struct match_budget_s {
     }
 };
 
-// For the match that this thread runs. Not a member of place_s, which the library also
-// default-constructs.
+// For the match that this thread runs. It is not a member of place_s, since the library also makes
+// iterators by the default constructor.
 constinit thread_local match_budget_s budget;
 
 // An iterator over the text. The library makes one for each state of the expression when a match or a

@@ -17,7 +17,8 @@ constexpr int notThere = -1;
 constexpr int wrongType = -2;
 constexpr int notAllowed = -3;
 
-// Null, with the reply written, when the key is not there.
+// The value of a key. Null, with the reply written, when the key is not there or `object` is not an
+// object.
 const json* findValue(const json* object, const std::string& key, std::string* reply) {
     if (object != nullptr && object->is_object()) {
         const auto entry = object->find(key);
@@ -57,8 +58,8 @@ bool isAcceptable(const json& value, bool acceptOtherNumbers) {
 }
 
 // Whether `value`, in the type in which it was parsed, lies within the bounds.
-// Integers are compared by value: the library's own comparison would take an unsigned value above the
-// signed range as negative.
+// Integers are compared by value: the library's own comparison takes an unsigned value above the
+// signed range for negative.
 template <class Value, class Number>
 bool isWithin(Value value, Number min, Number max) {
     if constexpr (std::is_integral_v<Value> && std::is_integral_v<Number>) {

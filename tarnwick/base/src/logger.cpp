@@ -19,6 +19,7 @@ INITIALIZE_EASYLOGGINGPP
 
 namespace {
 
+// In the working directory. A line is its time, level, unit and text.
 constexpr const char* logFileName = "tarnwick.log";
 constexpr const char* logFormat = "%datetime{%Y-%M-%dT%H:%m:%s.%gZ} %level %msg";
 constexpr int oldLogFiles = 5;
@@ -27,24 +28,25 @@ constexpr int oldLogFiles = 5;
 std::atomic<std::uint64_t> errorCount{0};
 std::atomic<std::uint64_t> warningCount{0};
 
-// Of a line: room for each line that the daemon makes itself. Bytes.
+// Bytes of a line. Lines that the daemon makes without texts from outside are shorter.
 constexpr std::size_t longestLine = 16 * 1024;
+// Bytes of a text from outside, such as a request.
 constexpr std::size_t longestEscapedText = 4 * 1024;
 
-// Lines that a full disk did not take and that no line has told of yet. Written by
-// the writer below when there is room again, taken by logLine. Any thread.
+// Lines that were lost while the disk was full, and that no warning has counted yet. Increased by
+// the writer below when there is room again, set to 0 by tellMissing. Any thread.
 std::atomic<std::uint64_t> missingLines{0};
 
 // Writes in place of the library's own writer, one line at a time under the library's
-// lock. That one takes the position of a stream that failed, -1, for a size beyond
-// the limit: on a full disk each flush would turn the log, until all that led to
-// the full disk is gone. And it would hold back warnings like any line.
+// lock. The library takes the position of a stream that has failed, -1, for a size above
+// the limit: on a full disk each flush would rotate the log, until the lines from before
+// the full disk are gone. And it would hold back warnings as it does other lines.
 class line_writer : public el::LogDispatchCallback {
   public:
     line_writer() = default;
     line_writer(const line_writer&) = delete;
     line_writer& operator=(const line_writer&) = delete;
-    // At the end of the process, when the library's stream has gone.
+    // At the end of the process, when the library has closed its stream.
     ~line_writer() override {
         if (!waiting_.empty()) {
             std::ofstream(logFileName, std::ios::app) << waiting_;
@@ -71,7 +73,8 @@ class line_writer : public el::LogDispatchCallback {
     }
 
   private:
-    // Without room on the disk the first lines wait, and warnings for longer than others.
+    // Keeps a line until it is written. While the disk is full the first 8 KiB of lines wait, and of
+    // warnings and errors the first 16 KiB.
     void keep(const std::string& line, bool isUrgent) {
         if (waiting_.size() < (isUrgent ? 2 * mostWaiting : mostWaiting)) {
             waiting_ += line;
@@ -80,7 +83,7 @@ class line_writer : public el::LogDispatchCallback {
         }
     }
 
-    // Either all lines that wait get to the file, or none.
+    // Writes all lines that wait, or none: a part that a full disk took is cut off again.
     void write(std::fstream* file, el::Logger& logger, el::Level level) {
         if (!file->is_open()) {
             file->open(logFileName, std::ios::app);
@@ -99,19 +102,23 @@ class line_writer : public el::LogDispatchCallback {
         waiting_.clear();
         missingLines.fetch_add(lost_, std::memory_order_relaxed);
         lost_ = 0;
-        // What has no position, such as a pipe, is never full.
+        // A pipe or a device does not have a position, and is not rotated.
         if (file->tellp() >= 0) {
-            logger.flush(level, file);  // turns a full file, and counts this level's lines anew
+            // Rotates a file that is full, and sets this level's count of lines to 0.
+            logger.flush(level, file);
         }
     }
 
-    static constexpr std::size_t mostWaiting = 8 * 1024;  // bytes
-    std::string waiting_;                                 // whole lines, in their order
-    std::uint64_t lost_ = 0;                              // lines since the disk is full
+    // Bytes.
+    static constexpr std::size_t mostWaiting = 8 * 1024;
+    // Whole lines, in their order.
+    std::string waiting_;
+    // Lines that were lost since the disk is full.
+    std::uint64_t lost_ = 0;
 };
 
 void writeLine(log_level_e level, std::string_view line) {
-    // A view, since of a string the library takes no more than up to the first NUL.
+    // A view, since the library would write a string only up to its first NUL.
     switch (level) {
         case log_level_e::debug:
             LOG(DEBUG) << line;
@@ -128,7 +135,7 @@ void writeLine(log_level_e level, std::string_view line) {
     }
 }
 
-// A line of the engine thread that came while another thread was writing.
+// A line of the engine thread that came while another thread was writing; that thread writes it.
 struct left_line_s {
     log_level_e level{};
     std::string line;
@@ -137,9 +144,11 @@ void finishLine(left_line_s& left) {
     writeLine(left.level, left.line);
 }
 
-// All lines go through here, one at a time: the library's own locks are never waited for.
+// All lines go through here, one at a time, so that no thread waits for a lock of the library. Any
+// thread.
 turn_s<left_line_s, 1024, finishLine> writing;
 
+// Warns of lines that were lost. Not counted: no unit has failed.
 void tellMissing() {
     if (missingLines.load(std::memory_order_relaxed) == 0) {
         return;
@@ -149,6 +158,7 @@ void tellMissing() {
     }
 }
 
+// Levels are off unless they are turned on here, so that those of the library alone stay off.
 el::Configurations makeConfiguration(bool cli, bool verbose) {
     struct setting_s {
         el::ConfigurationType type;

@@ -8,6 +8,8 @@ reader_facts_s readerFacts;
 
 namespace {
 
+// Rows by environment, columns by channel width (link_profiles_t). The numbers are those of
+// RXE_LINK_PROFILES; the last row, NOT_USED, is never asked for.
 constexpr link_profiles_t linkProfiles8200{{
     {814, 814, 1617, 502},
     {508, 914, 1717, 502},
@@ -24,6 +26,8 @@ constexpr link_profiles_t linkProfiles5100{{
     {1519, 814, 201, 202},
     {201, 201, 201, 201},
 }};
+// Only channels of up to 500 kHz have profiles of their own; the others have 201, which is also the
+// default of a mode.
 constexpr link_profiles_t linkProfilesArray{{
     {408, 201, 201, 201},
     {501, 201, 201, 201},
@@ -33,6 +37,7 @@ constexpr link_profiles_t linkProfilesArray{{
     {201, 201, 201, 201},
 }};
 
+// A row has what differs from reader_model_s.
 constexpr std::array models{
     reader_model_s{
         .name = "PN5100",
@@ -43,8 +48,8 @@ constexpr std::array models{
         .antennaDelay = antenna_delay_type_e::NO_TAGS,
         .linkProfiles = &linkProfiles5100,
     },
-    // A reader of its own in all that the radio does. The mode language does not know
-    // it, and treats it as any other name.
+    // For the radio it is a reader of its own. The mode language does not know it, and treats it
+    // as a reader without a row.
     reader_model_s{
         .name = "PN5100-ASIC",
         .showsDelayAfterSelects = true,

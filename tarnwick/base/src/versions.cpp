@@ -5,8 +5,8 @@
 
 namespace {
 
-// Each is set once at start-up, before the radio thread exists, and read by the command "version" and
-// the log. Empty until then. Main thread.
+// Each is set once at start-up, before the radio thread exists, and read for the command "version"
+// and the log. Empty until it is set. Main thread.
 std::string appVersion;
 std::string radioApiVersion;
 std::string radioFwVersion;

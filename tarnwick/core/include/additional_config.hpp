@@ -45,9 +45,12 @@ int setAddlKeysFilterConfig(bool useAntenna, float seconds, std::uint32_t maxSiz
 
 // The parts of a report's key. A part that the report does not have is a view without data.
 struct addl_key_parts_s {
-    bool isReport = false;                    // false: the report does not have "data"
-    std::array<std::string_view, 4> texts{};  // "PC", "idHex", "CRC" and "TID"
-    std::string_view antenna{};               // in decimal
+    // False when the report does not have "data".
+    bool isReport = false;
+    // "PC", "idHex", "CRC" and "TID", in hexadecimal digits as the report shows them.
+    std::array<std::string_view, 4> texts{};
+    // In decimal.
+    std::string_view antenna{};
 };
 
 // Makes the key of a report: its texts joined, and "_" with the antenna where that counts.

@@ -52,9 +52,13 @@ std::map<std::uint16_t, std::uint64_t> getTagReadCountPerAntQDX();
 
 // The output form of tag reports on tag_data.
 enum data_analytics_e : int {
-    DATA_ANALYTICS_OFF = 0,     // JSON text to the local data consumer, ipc:///tmp/data
-    DATA_ANALYTICS_BINARY = 1,  // header and serialised velmo::tag_data_report
-    DATA_ANALYTICS_STRING = 2,  // header and JSON text
+    // JSON text to the local data consumer, ipc:///tmp/data.
+    DATA_ANALYTICS_OFF = 0,
+    // To subscribers of port 5160: a header of 4 bytes and a serialised velmo::tag_data_report
+    // (tw_msg.proto).
+    DATA_ANALYTICS_BINARY = 1,
+    // To the same: the header and JSON text.
+    DATA_ANALYTICS_STRING = 2,
 };
 
 // The form in force, and the number of subscribers (1 to 1024) among which reports are

@@ -17,7 +17,8 @@ namespace requests {
 
 // Where a request came from, and so where its reply goes.
 struct MSG_BUF {
-    std::int32_t source;  // 0: a line of the console, 1: the socket `responder`
+    // 0: a line of the console, 1: the socket `responder`.
+    std::int32_t source;
 };
 
 // Gets the request's tokens, of which the command word is the first, and replaces the reply.
@@ -49,7 +50,7 @@ int processRequests(bool cli);
 int GetNextRequest(MSG_BUF* msg, std::string* request, bool cli);
 
 // Finds the request's command and runs it. Main thread. Returns what the
-// handler returns; 0, with a "Failure: " reply, when there is no such command.
+// handler returns; 0, with a "Failure: " reply, for an unknown command.
 int ProcessRequest(std::string* request, std::string* reply);
 
 // Sends the reply to where the request came from; on the socket it carries its

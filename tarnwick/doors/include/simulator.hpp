@@ -51,14 +51,16 @@ inline constexpr std::size_t maxSimulatedTags = 1000;
 
 struct aar_position_s {
     double x, y, z;
-    double orientation;  // added to each azimuth
+    // Degrees, added to each azimuth.
+    double orientation;
 };
 struct tag_position_s {
     double x, y, z;
 };
 using aar_table_t = std::array<aar_position_s, maxAars>;
 using tag_table_t = std::array<tag_position_s, maxSimulatedTags>;
-using tag_id_table_t = std::array<std::string, maxSimulatedTags>;  // EPCs in hexadecimal
+// EPCs in hexadecimal.
+using tag_id_table_t = std::array<std::string, maxSimulatedTags>;
 
 // Angles by tag and array reader, in degrees.
 using angle_table_t = std::array<std::array<double, maxAars>, maxSimulatedTags>;
@@ -84,8 +86,9 @@ void get_az(const aar_table_t& aars, const tag_table_t& tags, angle_table_t* azi
 void get_el(const aar_table_t& aars, const tag_table_t& tags, angle_table_t* elevations, int aarCount,
             int tagCount);
 
+// Degrees.
 struct bearing_s {
-    double azimuth, elevation;  // degrees
+    double azimuth, elevation;
 };
 
 // Adds Gaussian noise with these standard deviations, degrees, to both angles; takes two draws

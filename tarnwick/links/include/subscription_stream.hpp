@@ -26,7 +26,8 @@ inline constexpr std::int64_t maxSubscriberFrameBytes = 512;
 // handshake do not count.
 struct subscriber_messages_s {
     std::size_t count = 0;
-    std::size_t longest = 0;  // bytes
+    // Bytes.
+    std::size_t longest = 0;
 };
 
 // The bytes of one peer on one connection. Not for several threads at the same time.

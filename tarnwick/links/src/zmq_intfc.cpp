@@ -134,8 +134,8 @@ void removeReplyFile() {
     ownReplyFile.reset();
 }
 
-// A subscriber whose machine has disappeared loses its place after two minutes; without keep-alive it
-// would keep it.
+// A subscriber whose machine has disappeared loses its place after two minutes: 60 s of silence and
+// four questions without an answer. Without keep-alive it would keep its place.
 constexpr std::array<std::pair<int, int>, 4> keepAlive{{
     {ZMQ_TCP_KEEPALIVE, 1},
     {ZMQ_TCP_KEEPALIVE_IDLE, 60},   // seconds
@@ -167,7 +167,7 @@ constexpr socket_s responderSocket{
     " responder bind failed: "};
 
 // The other sockets of the main thread, in the order in which they are made and
-// closed. The inproc endpoints are bound here, before the radio side connects.
+// closed. The inproc endpoints are bound here, since a connect needs the endpoint.
 constexpr std::array mainSockets{
     socket_s{"events", &events, nullptr, ZMQ_PUB, zmq_connect, "ipc:///tmp/events",
              " events connect failed: "},
@@ -179,9 +179,9 @@ constexpr std::array mainSockets{
              "inproc://radio_2_main", " main_from_radio bind failed: "},
 };
 
-// The sockets of the radio side but tag_data, in the order in which they are
-// made and closed. The texts of the inproc ones say "bind" although these sockets
-// connect; readers of the log depend on the wording.
+// The sockets of the radio side without tag_data, in the order in which they are
+// made and closed. Quirk: the texts of the inproc ones say "bind" although these sockets
+// connect; users search the log for them.
 constexpr std::array radioSockets{
     socket_s{"radio_to_main_async", &radio_to_main_async.handle, &radio_to_main_async, ZMQ_PAIR,
              zmq_connect, "inproc://radio_2_main_async", " radio_to_main_async bind failed: "},
@@ -222,14 +222,14 @@ void* exchangeHandle(const socket_s& row, void* handle) {
     return handle;
 }
 
-// Makes a socket of the row's type; ends the process, with the handle's name as
-// the failed assertion, when the library gives none.
+// Makes a socket of the row's type. When the library cannot make one, this ends the process, with the
+// handle's name as the failed assertion.
 void* newSocket(const socket_s& row) {
     void* socket = zmq_socket(context, row.type);
     if (socket == nullptr) {
         __assert_fail(row.name, __FILE__, __LINE__, __extension__ __PRETTY_FUNCTION__);
     }
-    // Nothing that is still queued may hold up the end of the process.
+    // Messages that are still queued must not delay the end of the process.
     const int linger = 0;
     zmq_setsockopt(socket, ZMQ_LINGER, &linger, sizeof linger);
     return socket;
@@ -243,8 +243,8 @@ int attachSocket(const socket_s& row, void* socket) {
     return 0;
 }
 
-// A socket that could not be attached is stored all the same: it stays open, nothing reads from it,
-// and closeSocket finds it later.
+// A socket that could not be attached is stored as well: it stays open, is not read, and
+// closeSocket closes it later.
 int openSocket(const socket_s& row) {
     void* socket = newSocket(row);
     const int rc = attachSocket(row, socket);
@@ -282,8 +282,8 @@ int sendReport(bool outside, const void* data, std::size_t size, int flags) {
     return tag_data.outside == outside ? sendFrame(tag_data.handle, data, size, flags) : -1;
 }
 
-// Both frames in one turn, so that no other thread's frame comes between them. Once the
-// first is taken there is room for the second: the queue counts whole messages.
+// Sends both frames in one turn, so that a frame of another thread cannot come between them. When the
+// queue takes the first frame it has room for the second: it counts whole messages.
 void sendBothFrames(std::string_view topic, const void* payload, std::size_t size) {
     void* handle = radio_to_main_async.handle;
     if (sendFrame(handle, topic.data(), topic.size(), ZMQ_SNDMORE) >= 0) {

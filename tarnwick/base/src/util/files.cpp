@@ -28,7 +28,7 @@ std::string withPath(const std::string& path) {
     return withPath(path, std::strerror(errno));
 }
 
-// The path at the end of the symbolic links from `path`; the file may be missing. In a ring of links
+// The path to which the symbolic links from `path` lead; the file may be missing. For a ring of links
 // it is one of them, which no later step can open.
 std::string behindLinks(const std::string& path) {
     constexpr int mostLinks = 40;  // as the kernel's
@@ -45,7 +45,7 @@ std::string folderOf(const std::string& path) {
     return folder.empty() ? "." : folder;
 }
 
-// Makes sure that a rename in this folder has come to the disk.
+// Makes sure that a rename in this folder is on the disk.
 bool syncFolder(const std::string& folder, std::string* cause) {
     const descriptor open(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     // Some file systems cannot sync a folder and return EINVAL.

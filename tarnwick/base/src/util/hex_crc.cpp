@@ -18,7 +18,7 @@ constexpr auto hexMap = [] {
     return pairs;
 }();
 
-// The digits of eight bytes at once.
+// The digits of eight bytes at once: 16 lanes of one vector, each a nibble and then its digit.
 void putHex8(const std::uint8_t* bytes, char* digits) {
     using lanes_t [[gnu::vector_size(16)]] = unsigned char;
     using words_t [[gnu::vector_size(16)]] = std::uint64_t;
@@ -34,7 +34,7 @@ void putHex8(const std::uint8_t* bytes, char* digits) {
     std::memcpy(digits, &text, sizeof text);
 }
 
-// What eight steps of the polynomial make of each high byte.
+// The remainder of each high byte after eight steps of the polynomial (most significant bit first).
 constexpr auto crcTable = [] {
     constexpr std::uint16_t polynomial = 0x1021;
     std::array<std::uint16_t, 256> table{};
@@ -49,7 +49,7 @@ constexpr auto crcTable = [] {
     return table;
 }();
 
-// The same of a byte that 0 to 3 bytes follow, so that four are folded in at once.
+// The same for a byte that is followed by 0 to 3 zero bytes, so that four bytes are folded in at once.
 constexpr auto crcBefore = [] {
     std::array<std::array<std::uint16_t, 256>, 4> tables{crcTable};
     for (std::size_t i = 1; i < tables.size(); ++i) {

@@ -13,13 +13,13 @@ namespace {
 // std::to_chars differs from it in one of some 2,000 numbers. A test compares it with dump().
 static_assert(NLOHMANN_JSON_VERSION_MAJOR == 3 && NLOHMANN_JSON_VERSION_MINOR == 11);
 
-// Up to this frequency putMegahertz writes the digits itself; the library prints the same for each of
-// these numbers.
+// Up to this frequency in kHz putMegahertz writes the digits itself; the library prints the same for
+// each of these numbers. UHF channels are below 1 GHz, so the library's formatter is not called.
 constexpr std::uint32_t gridKilohertz = 6'000'000;
 
 constexpr std::string_view hexDigits = "0123456789abcdef";
 
-// 00 to 99.
+// The digits of 00 to 99, two for each number.
 constexpr auto pairs = [] {
     std::array<char, 200> digits{};
     for (std::size_t i = 0; i < 100; ++i) {

@@ -12,7 +12,7 @@
 
 namespace {
 
-// A decimal or hexadecimal integer as it was read, before any bound.
+// A decimal or hexadecimal integer as it was read, before it is compared with bounds.
 struct integer_text_s {
     bool negative = false;
     bool tooLarge = false;  // more than 64 bits; the magnitude is then unset
@@ -34,7 +34,7 @@ std::string_view withoutLeadingSpace(std::string_view text) {
     return text;
 }
 
-// Takes one sign off the front; true for a minus.
+// Removes one sign from the front; true for a minus.
 bool takeSign(std::string_view* text) {
     const bool negative = text->starts_with('-');
     if (negative || text->starts_with('+')) {
@@ -128,7 +128,7 @@ Float strToFloating(const std::string& text, std::uint32_t* errors, Float lowest
 
 }  // namespace
 
-// One function and its type of number.
+// One of the public functions, by its type of number.
 #define TARNWICK_STR_TO_INTEGER(Name, Integer)                                             \
     Integer Name(const std::string& text, std::uint32_t* errors, int base, Integer lowest, \
                  Integer highest) {                                                        \

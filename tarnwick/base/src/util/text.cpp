@@ -10,7 +10,7 @@
 
 namespace {
 
-// One format's result, with its terminating NUL.
+// Bytes of a formatted text with its terminating NUL. Quirk: a longer text is cut without a note.
 constexpr std::size_t formatBufferSize = 1000;
 
 template <class IsDelimiter>
@@ -53,7 +53,8 @@ std::size_t printableLength(std::string_view text) {
         }
         code = code << 6 | (byteAt(i) & 0x3FU);
     }
-    // The lowest code by size. Below U+00A0 are control characters; below the others the form is overlong.
+    // The lowest code by size. Codes below U+00A0 are control characters; below the others the form is
+    // longer than it must be, which UTF-8 does not allow.
     constexpr std::uint32_t lowest[] = {0, 0, 0xA0, 0x800, 0x10000};
     const bool isSurrogate = code >= 0xD800 && code <= 0xDFFF;
     return code < lowest[size] || isSurrogate || code > 0x10FFFF ? 0 : size;
@@ -183,7 +184,7 @@ std::string sprintfStr(const char* format, ...) {
 }
 
 void sprintfStr(std::string* out, const char* format, ...) {
-    // Apart, since *out may be one of the arguments.
+    // Formatted into a string of its own, since *out may be one of the arguments.
     std::string text;
     va_list arguments;
     va_start(arguments, format);

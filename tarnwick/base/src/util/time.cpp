@@ -22,7 +22,7 @@ constexpr std::size_t millisecondsLength = 4;  // .007
 constexpr std::size_t timeOfDayLength = 8;  // 08:05:09, at the end of dateTime
 
 void fill(second_text_s* text, std::time_t second) {
-    // localtime_r does not have to notice a changed zone; tzset does.
+    // localtime_r need not notice that the zone of the machine has changed; tzset does.
     tzset();
     text->filled = true;
     text->second = second;
@@ -39,8 +39,8 @@ void fill(second_text_s* text, std::time_t second) {
     }
 }
 
-// The second of a time with its milliseconds written in, or null when it has no date.
-// Milliseconds above 999, of a time that is not one, are left to the caller.
+// The second of a time with its milliseconds written in, or null when it does not have a date.
+// The caller handles milliseconds above 999, of a timeval that is not valid.
 const second_text_s* textOf(const timeval& time) {
     thread_local second_text_s text;
     if (!text.filled || text.second != time.tv_sec) {

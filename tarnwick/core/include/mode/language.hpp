@@ -14,9 +14,13 @@ inline constexpr const char* modeFile = "mode_config.json";
 
 // How the mode in force is rendered for a client.
 enum class GET_CURRENT_MODE_METHOD_e : std::uint8_t {
-    DEFAULT = 0,  // only what differs from the defaults of the mode type
-    VERBOSE = 1,  // nearly everything
-    AS_SET = 2,   // the object that the client sent
+    // The type, and the keys that differ from the defaults of the type.
+    DEFAULT = 0,
+    // All keys that this reader and mode can have, also at their defaults. Quirk: of the settings of
+    // PORTAL_DIRECTIONALITY only those that differ from their defaults.
+    VERBOSE = 1,
+    // The object that the client sent, from modeFile.
+    AS_SET = 2,
 };
 
 // Fills `root` with a request as JSON and `mode` with the defaults and the keys, all

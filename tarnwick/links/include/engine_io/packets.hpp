@@ -26,7 +26,8 @@ struct packet_name_s {
 extern const std::size_t nPackets;
 extern const std::span<packet_name_s> packet_names;
 
-// The row of a packet type id, or null. The name may be read on any thread.
+// The row of a packet type id (RXE_PACKET_ID, below 1024), or null. The name may be read on any
+// thread.
 packet_name_s* findPacket(std::uint16_t id);
 
 // A field that tag packets may carry: one bit of parameter 9 and of TAG_INFO_s

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The hopping table: the snapshot at start, changes, and the way back.
+// The hopping table: the snapshot at the start, changes, and the return to the snapshot.
 #include <atomic>
 #include <limits>
 
@@ -7,8 +7,8 @@
 #include "engine_io/parameter_io.hpp"
 #include "logger.hpp"
 
-// Written by the main thread, and read by it but for the frequencies of
-// current_channels: those any thread may look up, also while a channel changes.
+// Written and read by the main thread. Any thread may look up the frequencies of current_channels,
+// also while a channel changes, so these are written and read as atomic words.
 constinit std::array<CHANNEL_s, channelTableSize> initial_channels{};
 constinit std::array<CHANNEL_s, channelTableSize> current_channels{};
 
@@ -27,6 +27,8 @@ using rxe_intfc::writeParameter;
 constexpr std::uint32_t unusedFrequency = 915250;
 constexpr std::uint16_t unusedMaxPower = 100;
 
+// Stores a channel as the engine has accepted it. Quirk: a snapshot has channel n at index n-1,
+// changeChannel stores it at index n.
 void noteChannel(std::size_t index, const CHANNEL_s& record) {
     CHANNEL_s& channel = current_channels[index];
     channel.enable = record.enable;
@@ -34,8 +36,7 @@ void noteChannel(std::size_t index, const CHANNEL_s& record) {
     channel.maxPower = record.maxPower;
 }
 
-// The record is read for its maximum power; a channel that cannot be read is
-// written with none.
+// The record is read for its maximum power, which stays; when it cannot be read the power is 0.
 RXE_API_STATUS changeChannel(std::uint8_t channel, bool enable, std::uint32_t frequency) {
     if (channel > RXE_MAX_CHANNELS) {
         return noteFailure(refused, " channel out of range");

@@ -27,12 +27,13 @@ bool isDynamicRangeSupported(const REL_VERSION_s* firmware) {
     return isRelease(firmware, 2, 1) && firmware->patch > 46;
 }
 
-// Both sides must know it.
+// Firmware and library must both know it.
 bool isCableLossSupported(const REL_VERSION_s* firmware, const REL_VERSION_s* library) {
     return isRelease(firmware, 2, 1) && firmware->patch >= 47 && isRelease(library, 2, 2) &&
            library->patch > 33;
 }
 
+// Unlike the others, all release lines have it, except for the first patches of 2.2.
 bool isTxDelayIntervalSupported(const REL_VERSION_s* firmware) {
     return !isRelease(firmware, 2, 2) || firmware->patch > 27;
 }

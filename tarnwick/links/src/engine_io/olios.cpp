@@ -10,8 +10,8 @@
 #include "logger.hpp"
 #include "reader_facts.hpp"
 
-// What the engine was told. Main thread only: alarms of an olio's antenna are
-// told there too.
+// The records that the engine has accepted. Main thread: the alarms that name an olio are handled
+// there too.
 constinit std::array<OLIO_s, olioTableSize> rxe_intfc::olios{};
 
 namespace {
@@ -22,7 +22,8 @@ using rxe_intfc::tenthsText;
 using rxe_intfc::unit;
 using rxe_intfc::writeParameter;
 
-// The ceiling is the radio's own; a mode that asks for more is still applied.
+// Limits the power, in tenths of dBm, to what the radio can. A mode that asks for more is still
+// applied, with a warning.
 std::int16_t limitedPower(std::int16_t txPowerX10) {
     if (txPowerX10 <= readerFacts.rxe_max_tx_pwr_x_10) {
         return txPowerX10;

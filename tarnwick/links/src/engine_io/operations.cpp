@@ -22,8 +22,8 @@ ACCESS_OP_s accessRecord(std::uint8_t enable, std::uint8_t type) {
     return record;
 }
 
-// An access on words of a memory bank. `wordCount` is the field, whatever the
-// type keeps in it.
+// An access on words of a memory bank. The meaning of the field `wordCount` depends on the type: a
+// count, two counts in its bytes, or the word of a write.
 ACCESS_OP_s wordAccessRecord(std::uint8_t enable, std::uint8_t type, std::uint8_t membank,
                              std::uint16_t wordPointer, std::uint16_t wordCount) {
     ACCESS_OP_s record = accessRecord(enable, type);
@@ -44,7 +44,7 @@ RXE_API_STATUS writeAccess(std::uint8_t id, const ACCESS_OP_s& record) {
     return writeParameter<RXE_PARAM_ACCESS>(record, id);
 }
 
-// Where the ids of the id filters end, single parameters begin.
+// The ids of id filters end where the numbers of single parameters begin.
 constexpr unsigned lastIdFilter = RXE_PARAM_AUTORESTART - RXE_PARAM_ID_FILTER - 1;
 
 // The engine counts the words of a long write in a byte.
@@ -107,7 +107,7 @@ RXE_API_STATUS setInvParams(std::uint8_t id, std::uint8_t enable, std::uint8_t s
 RXE_API_STATUS setAccessRead(std::uint8_t id, std::uint8_t enable, std::uint8_t membank,
                              std::uint16_t wordPointer, std::uint8_t wordCount) {
     logInfo(unit, " Setting Access Read");
-    // The low byte asks for words, the high byte is how many are expected.
+    // The low byte is how many words to read, the high byte how many are expected.
     const auto counts = static_cast<std::uint16_t>(wordCount | (wordCount << 8));
     return writeAccess(id, wordAccessRecord(enable, RXE_ACCESS_READ, membank, wordPointer, counts));
 }

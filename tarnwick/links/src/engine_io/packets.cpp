@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Which packet types the engine reports, and this program's memory of it.
+// Which packet types the engine reports, and the record of what was turned on.
 #include "engine_io/packets.hpp"
 #include "engine_io/parameter_io.hpp"
 #include "logger.hpp"
@@ -8,6 +8,7 @@ namespace {
 
 using rxe_intfc::unit;
 
+// `id` is an RXE_PACKET_ID. The row changes only when the engine has accepted the write.
 RXE_API_STATUS setPacketType(std::uint16_t id, bool enable) {
     packet_name_s* row = findPacket(id);
     if (row != nullptr && row->enabled == enable) {

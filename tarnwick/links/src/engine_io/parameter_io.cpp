@@ -19,6 +19,7 @@ RXE_API_STATUS noteFailure(RXE_API_STATUS status, std::string_view detail) {
     return status;
 }
 
+// The third argument is true for every write (rxe.h).
 RXE_API_STATUS writeRecord(unsigned id, void* record) {
     return noteFailure(RXE_setParam2(static_cast<unsigned short>(id), record, true, useRXEShadow));
 }

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The typed face of single engine parameters.
-//
-// A line that ends in a blank is followed by the value; the others say only
-// what is done.
+// Functions for single parameters of the engine. Some lines of the log have the value behind them,
+// others do not: users search for these texts.
 #include <algorithm>
 #include <array>
 
@@ -17,14 +15,14 @@ using rxe_intfc::noteFailure;
 using rxe_intfc::refused;
 using rxe_intfc::unit;
 
-// One log line, one call, one failure line.
+// Logs one line, writes one record, and logs a failure.
 template <unsigned parameter, class Record, class... Parts>
 RXE_API_STATUS setLogged(const Record& record, const Parts&... line) {
     logInfo(unit, line...);
     return rxe_intfc::writeParameter<parameter>(record);
 }
 
-// The same for a read; *out changes only after success. Without parts no line.
+// The same for a read; *out changes only after success. Without parts there is not a line.
 template <unsigned parameter, class Record, class... Parts>
 RXE_API_STATUS getLogged(Record* out, const Parts&... line) {
     if constexpr (sizeof...(line) > 0) {
@@ -46,7 +44,7 @@ bool isCableLossAntenna(int antenna) {
     return antenna >= 0 && static_cast<std::size_t>(antenna) < portTableSize;
 }
 
-// Temperatures stand in the low 16 bits of what the radio answers.
+// The low 16 bits of the radio's answer are the temperature, signed.
 template <unsigned parameter, class... Parts>
 RXE_API_STATUS getTemperature(std::int16_t* celsius, const Parts&... line) {
     std::uint32_t answer = 0;

@@ -68,7 +68,7 @@ void access_read_to_json(const ACCESS_OP_s* access, json* config) {
     (*config)["wordCountExpected"] = access->wordCount >> 8;
 }
 
-// The one word stands where the other types count theirs.
+// The field in which other types have their count holds the word that is written.
 void access_write_to_json(const ACCESS_OP_s* access, json* config) {
     (*config)["wordPointer"] = access->wordPointer;
     (*config)["membank"] = nameOf(membanks, access->membank);
@@ -91,7 +91,7 @@ void access_longwrite_to_json(const ACCESS_OP_s* access, json* config) {
         wordsAsHex(access->data, std::min<std::size_t>(access->wordCount, std::size(access->data)));
 }
 
-// The types that this program never writes have a name only.
+// The daemon never writes the types without a function; it shows their names.
 struct access_type_s {
     unsigned type;
     std::string_view name;
@@ -115,7 +115,8 @@ constexpr access_type_s accessTypes[] = {
 
 // ------------------------------------------------------------------- start and stop
 
-// `holdTimes` has one entry for each port that the record knows.
+// The ports that take part, by the bits of the mask (PER_RADIO_STOP_s). `holdTimes`, in ms, has one
+// entry for each port of the record.
 json gpisOf(std::uint8_t gpiBitMask, std::initializer_list<std::uint16_t> holdTimes) {
     json list = json::array();
     unsigned port = 1;
@@ -206,7 +207,7 @@ int addOlioDetails(std::string* reply, const OLIO_s* olio, json* out) {
 
 }  // namespace
 
-// Power in dBm.
+// The record has the power in tenths of dBm, the JSON in dBm.
 int olio_to_json(std::string* reply, const OLIO_s* olio, json* out, bool verbose) {
     (*out)["transmitAntenna"] = olio->transmitAntenna;
     (*out)["receiveAntenna"] = olio->receiveAntenna;
@@ -236,7 +237,7 @@ int select_to_json(const SELECT_OP_s* select, json* out) {
     return 0;
 }
 
-// A last byte of which the mask has only some bits is left out.
+// Quirk: a last byte of which the mask has only some bits is left out.
 int idFilter_to_json(const REPORT_FILTER_ID_s* filter, json* out) {
     (*out)["bitPointer"] = filter->bitPointer;
     (*out)["bitLength"] = filter->bitLength;

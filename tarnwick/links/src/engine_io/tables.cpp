@@ -7,7 +7,7 @@
 
 namespace {
 
-// A name is that of its enumerator, so that no row can have another one's number.
+// The name is made from that of the enumerator, so that a row cannot have the number of another one.
 #define ROW(type) \
     { #type, RXE_PACKET_ID(RXE_PACKET_##type), false }
 constexpr auto packetTypes = std::to_array<packet_name_s>({
@@ -89,7 +89,7 @@ constexpr bool standsOnce(const packet_name_s& row) {
 static_assert(std::ranges::all_of(packetTypes, hasBit), "each type can be enabled");
 static_assert(std::ranges::all_of(packetTypes, standsOnce), "each type has one name");
 
-// The `enabled` words are written by packets.cpp.
+// The same rows, to be changed: packets.cpp writes `enabled`. Main thread.
 constinit auto rememberedTypes = packetTypes;
 
 }  // namespace
