@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
-// Bringing the radio up: versions, features, what this reader is, the reader's
-// facts into the radio, the channel snapshot, the callback, the first mode.
+// Connects the radio: it learns the versions, the features and what this reader is, writes the
+// reader's facts into the radio, takes the snapshot of the channels, registers the callback and
+// applies the first mode.
 #include <unistd.h>
 
 #include <algorithm>
@@ -50,13 +51,13 @@ RXE_API_STATUS fail(std::string_view text, RXE_API_STATUS status = connectFailur
     return status;
 }
 
-// A failure of the management server, which has its cause ready.
+// A failure of a question to the management server, whose client has the cause.
 RXE_API_STATUS failManagement(std::string_view text) {
     failureCause = managementFailure();
     return fail(text);
 }
 
-// Remembers what the engine refused, if it did. Returns the status.
+// Stores a status other than 0, and what the engine refused, as the cause. Returns the status.
 RXE_API_STATUS note(const char* what, RXE_API_STATUS status) {
     if (status != RXE_OK) {
         failureCause = std::string("the radio engine refused ") + what + ": status " +
@@ -119,7 +120,7 @@ RXE_API_STATUS learnFeatures(connect_context_s* my) {
 
 // ---------------------------------------------------------------- what the reader is
 
-// The management server starts beside this process and may not listen yet.
+// The management server starts at the same time as this process and may not listen yet: 25 ms.
 RXE_API_STATUS waitForManagement(connect_context_s*) {
     usleep(25000);
     return RXE_OK;
@@ -209,8 +210,8 @@ RXE_API_STATUS tellAntennaCount(connect_context_s*) {
     return RXE_OK;
 }
 
-// Without its antenna check the radio would transmit into open ports, so that
-// this ends the connection although it is only a warning.
+// Quirk: a failure ends the connection although it is logged as a warning. Without its antenna check
+// the radio would transmit into open ports.
 RXE_API_STATUS tellAntennaCheck(connect_context_s*) {
     std::uint8_t interval = 5;
     if (!readerFacts.rxeAntennaCheckSupported ||
@@ -253,7 +254,8 @@ RXE_API_STATUS learnRadioPower(connect_context_s*) {
     return RXE_OK;
 }
 
-// The line shows the byte as the radio gets it, as a character.
+// The limit is 131 degrees Celsius as the radio encodes it (RXE_NVM_*). Quirk: the line shows this
+// byte as a character.
 RXE_API_STATUS tellTemperatureWarning(unsigned short id, const std::string& name) {
     std::uint8_t limit = 131;
     const RXE_API_STATUS status = note("the limit of a temperature warning", RXE_setNVMParam(id, &limit));
@@ -290,8 +292,8 @@ RXE_API_STATUS applyStartingMode(connect_context_s*) {
     return status == RXE_OK ? RXE_OK : connectFailure;
 }
 
-// A step that fails while the link is open closes it. The array reader has its
-// facts built in, where the others ask for theirs.
+// A step that fails while the link is open closes it. The facts of the array reader are built in;
+// the other models ask the management server for them.
 enum class models_e : std::uint8_t { all, arrayReader, others };
 struct step_s {
     connect_step_t run;

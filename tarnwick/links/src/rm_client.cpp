@@ -111,8 +111,8 @@ xmlNodePtr addElement(xmlNodePtr parent, const char* name, const char* text = nu
 }
 
 // Begins a request: the root with its attributes in the given order, then the
-// two elements that every request has. The prefixed names are plain names to
-// libxml2; that keeps the attributes in order.
+// two elements that every request has. For libxml2 the prefixed names are plain names, so
+// that it keeps the order of the attributes.
 xmlNodePtr beginDocument(std::span<const namespace_s> attributes, int id, const char* targetName) {
     m_pBrixRMRDNode = nullptr;
     m_pStdRMRDNode = nullptr;
@@ -141,7 +141,7 @@ owner<xmlDoc> getdoc(const char* buffer, std::size_t size) {
     return document;
 }
 
-// The nodes that the expression finds; null when there are none, or it fails.
+// The nodes that the expression finds; null when it finds none, and when it fails.
 owner<xmlXPathObject> getnodeset(xmlDoc* document, const namespace_s* namespaces, std::size_t count,
                                  const char* xpath) {
     const owner<xmlXPathContext> context(xmlXPathNewContext(document));
@@ -207,7 +207,8 @@ int readFloat(const std::string& reply, const char* xpath, float* out) {
     return 0;
 }
 
-// Prints the error in a reply, on one line if the reply has all its parts.
+// Prints the error in a reply, on one line if the reply has all its parts, and stores it as the cause.
+// *customError is written only when the reply has such a code.
 void printError(const std::string& reply, unsigned long code, int* customError) {
     std::printf("error code: %d, ", static_cast<int>(code));
     noteFailure("answered with error code ", std::to_string(static_cast<int>(code)).c_str());
@@ -234,7 +235,8 @@ void printError(const std::string& reply, unsigned long code, int* customError) 
 constexpr int modelAndRegionId = 100;
 constexpr int detailsAndCableId = 104;
 
-// Sends the document. Returns 0 and the reply when the server reports success, or -1.
+// Sends the document. Returns 0 and the reply, with an XML declaration in front, when the server
+// reports success, or -1.
 int exchange(std::string* reply) {
     CreateRequestXML();
     char buffer[rmReplyBufferSize] = "";

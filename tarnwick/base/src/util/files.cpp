@@ -86,7 +86,8 @@ bool isReplaceable(const std::string& path, struct stat* old, std::string* cause
     return true;
 }
 
-// Creates and writes the file, in place of one that an earlier run may have left.
+// Creates, writes and syncs the file, in place of one that an earlier run may have left. It gets the
+// owner and the rights of `old`, if that exists.
 bool writeNewFile(const std::string& path, std::string_view content, const struct stat& old) {
     constexpr mode_t readableByAll = 0666;  // less the umask
     unlink(path.c_str());

@@ -13,6 +13,7 @@ namespace {
 // Bytes of a formatted text with its terminating NUL. Quirk: a longer text is cut without a note.
 constexpr std::size_t formatBufferSize = 1000;
 
+// The parts between runs of delimiters; a run at either end does not give an empty part.
 template <class IsDelimiter>
 std::vector<std::string> splitOnRuns(std::string_view text, IsDelimiter isDelimiter) {
     std::vector<std::string> tokens;

@@ -169,8 +169,8 @@ struct select_s {
     std::uint32_t pointer = 0;
     // Bits that are compared, 0 to 255.
     std::uint32_t length = 0;
-    // Whole bytes, most significant bit first. Quirk: it has one byte less than `length` fills
-    // when that is not a multiple of 8.
+    // Most significant bit first. Quirk: one byte less than the whole bytes of `length` when that is
+    // not a multiple of 8, so 20 bits have 1 byte.
     std::vector<std::uint8_t> mask;
     // The engine gets the low 16 bits.
     std::uint32_t truncate = 0;

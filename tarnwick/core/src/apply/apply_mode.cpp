@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// From a mode to engine state. Selects, inventory sets and accesses are written once and
-// shared; what tells antennas apart are the masks on the one olio that each of them gets.
+// From a mode to the state of the engine. Selects, inventory sets and accesses are written once
+// and shared; each antenna gets one olio, and the masks of the olio say which of them it uses.
 #include <algorithm>
 
 #include "apply/apply.hpp"
@@ -50,7 +50,7 @@ bool hasPrefix(const tagFilter_s& filter) {
     return filter.enabled != 0 && filter.match == filter_match_e::PREFIX;
 }
 
-// A prefix is what the engine can test itself, as a select on the EPC.
+// The engine can test a prefix itself, as a select on the EPC.
 int collectPrefix(apply_context_s* my) {
     const tagFilter_s& filter = my->mode.tagFilter;
     if (hasPrefix(filter)) {
@@ -83,8 +83,9 @@ int writePrefixSelect(apply_context_s* my) {
     if (!hasPrefix(filter)) {
         return 0;
     }
-    // Action 0 moves the matching tags to A and the others to B, action 4 the
-    // reverse (EPC Gen2, 6.3.2.12.1.1).
+    // Action 0 sets the flag of matching tags to A and that of the others to B, action 4 the
+    // reverse (EPC Gen2, 6.3.2.12.1.1). The query asks for B. The EPC begins at bit 20h of its bank,
+    // behind CRC and PC.
     const bool exclude = filter.operation == filter_operation_e::EXCLUDE;
     constexpr std::uint8_t sessionS1 = 1;
     constexpr std::uint8_t bankEPC = 1;
@@ -190,8 +191,8 @@ int writeTxDelay(apply_context_s* my) {
 
 // --------------------------------------------------------------------- what is told
 
-// The engine knows tags by their EPC alone, so with further keys, or with none
-// of its own time, duplicates are left to the daemon.
+// The engine knows tags by their EPC alone, so its filter is off when the mode has additional keys,
+// and when the duration is 0: the daemon then decides about duplicates.
 int writeReportFilter(apply_context_s* my) {
     const reportFilter_s& filter = my->mode.reportFilter;
     RXE_API_STATUS status = RXE_OK;
@@ -253,7 +254,7 @@ int writeRssiThreshold(apply_context_s* my) {
                          "rssi detect threshold");
 }
 
-// The order is the engine's: each step may rely on those above it.
+// In this order: a step may need those above it, and the engine gets its writes in this order.
 constexpr apply_step_t applySteps[] = {
     collectPerAntenna,      collectPrefix,        collectOperations,
     wipePreviousMode,       writePrefixSelect,    writeSelects,

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Applying a mode, the tables of accesses and olios: what is done to a tag, and one
-// olio for each antenna with its power, its receive side and its masks.
+// Applying a mode: the accesses, and one olio for each antenna with its power, its receive
+// side and its masks.
 #include <algorithm>
 #include <string_view>
 
@@ -56,7 +56,7 @@ constexpr access_writer_s accessWriters[] = {
      [](std::uint8_t id, const ACCESS_OP_s& op) { return setAccessKill(id, op.enable, op.payload); }},
 };
 
-// An access of a type without a writer is left out, here and in the table.
+// Writes one access. An access of a type without a writer is left out, here and in toldAccesses.
 int writeAccess(apply_context_s* my, std::size_t id, const ACCESS_OP_s& op) {
     const auto* writer = std::ranges::find(accessWriters, op.type, &access_writer_s::type);
     if (writer == std::end(accessWriters)) {
@@ -86,8 +86,8 @@ void disableAccessesFrom(std::size_t id) {
 
 constexpr std::uint16_t poweredByPoE = 2;
 
-// What an antenna gets of the power that was asked for it, in tenths of dBm: more by
-// what its cable takes, and no more than a PoE supply can give.
+// The power that is written for an antenna, in tenths of dBm: the requested one plus the loss of
+// the antenna's cable, and at most what a PoE supply can give. On the array reader the requested one.
 std::int16_t olioPower(std::uint32_t antenna, std::int16_t requested) {
     const reader_model_s& model = thisModel();
     if (model.arrayReader) {
@@ -104,7 +104,7 @@ std::int16_t olioPower(std::uint32_t antenna, std::int16_t requested) {
     return static_cast<std::int16_t>(std::clamp(power, -32768, 32767));
 }
 
-// With bearings the receive side is not an antenna but a pattern, chosen by the
+// The receive antenna of an olio. With bearings it is not an antenna but a pattern, 0xFFF0 plus the
 // thousands of the beam id, which are its polarization.
 int olioReceiveAntenna(apply_context_s* my, std::uint32_t antenna, std::uint16_t* receive) {
     constexpr int monopulse = 0;

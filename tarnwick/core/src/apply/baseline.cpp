@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The known state that every mode starts from, and the starting mode.
+// The known state that every mode starts from.
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
@@ -38,7 +38,7 @@ constexpr std::uint16_t basePackets[] = {
     RXE_PACKET_INV_BEGIN,
 };
 
-// Of a full baseline only.
+// Only for a full baseline.
 constexpr RXE_API_STATUS (*wipes[])() = {disableAllPackets, disableAllSelects, disableAllAccessOps};
 
 RXE_API_STATUS setBaseFields() {
@@ -63,8 +63,8 @@ RXE_API_STATUS setBaseDynamicRange() {
     return readerFacts.dynamicRangeSupported ? setDynamicRange(normalDynamicRange) : RXE_OK;
 }
 
-// Where the radio may know only the delay after rounds without reads, that is the
-// second choice.
+// Some firmware of a radio whose default is NO_TAGS does not know NO_UNIQUE_TAGS. When it refuses
+// that, NO_TAGS is written in its place.
 RXE_API_STATUS setBaseTxDelay() {
     constexpr auto noReads = static_cast<std::uint8_t>(antenna_delay_type_e::NO_TAGS);
     constexpr auto noUniqueReads = static_cast<std::uint8_t>(antenna_delay_type_e::NO_UNIQUE_TAGS);

@@ -15,7 +15,7 @@
 namespace {
 constexpr std::uint16_t otherModelLinkProfile = 202;
 
-// Replaces `out` by the list, or by one value for each antenna when it is empty.
+// Replaces `out` by the list or, when that is empty, by one value for each antenna.
 template <class Value>
 std::size_t listOrRepeated(const mode_configuration_s& mode, const std::vector<Value>& list, Value value,
                            std::vector<Value>* out) {
@@ -56,7 +56,7 @@ olio_stop_s olioStopAt(const mode_configuration_s& mode, std::size_t index) {
     return index < list.size() ? olioStop(list[index]) : olio_stop_s{255, 65535};
 }
 
-// Appends an access with the next bit of the mask. False once there are too many.
+// Appends an access with the next bit of the mask. False when there are too many.
 bool appendAccess(const ACCESS_OP_s& op, std::uint64_t* mask, std::vector<ACCESS_OP_s>* accesses) {
     *mask |= accessMaskBit(accesses->size());
     accesses->push_back(op);

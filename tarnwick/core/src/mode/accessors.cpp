@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Reads of the mode in force for the engine set-up and the tag path.
+// Reads of a mode: for applying it, for its report plan, and for its rendering.
 #include <limits>
 
 #include "mode/accessors.hpp"
@@ -7,7 +7,7 @@
 #include "reader_facts.hpp"
 
 namespace {
-// Answer for a port without a name; never written.
+// The name of a port that does not have one; never written.
 const std::string noName;
 
 const mode_configuration_s& inForceUnless(const mode_configuration_s* mode) {

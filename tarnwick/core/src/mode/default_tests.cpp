@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What of a mode equals the defaults of its type on this reader. The rendering
-// leaves it out, and a polarization may only be asked for on default antennas.
+// Whether parts of a mode equal the defaults of its type on this reader. The rendering
+// leaves such parts out, and a request may set a polarization only with default antennas.
 #include <numeric>
 
 #include "mode/accessors.hpp"
@@ -73,7 +73,7 @@ bool isDefaultRadioStartConditions(const mode_configuration_s* mode) {
     return mode->radioStartConditions.type == radio_start_type_e::NONE;
 }
 
-// In a CUSTOM mode accesses take the report filter away.
+// In a CUSTOM mode with accesses the default is a mode without a report filter.
 bool isDefaultReportFilter(const mode_configuration_s* mode) {
     const reportFilter_s& filter = mode->reportFilter;
     if (!filter.addlKeys.empty()) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The values a mode starts from, by mode type and reader model.
+// The values that a mode starts from, by mode type and reader model.
 #include <numeric>
 
 #include "mode/beams.hpp"
@@ -24,7 +24,7 @@ std::vector<std::uint32_t> defaultAntennas() {
     return ports;
 }
 
-// What the table of mode types holds: the part that every overlay has.
+// The part that every overlay has: it sets the record to the row of the type.
 template <MODE_TYPE_e type>
 void applyModeType(mode_configuration_s* mode) {
     constexpr const mode_type_s* row = findModeType(type);
@@ -39,7 +39,7 @@ void applyModeType(mode_configuration_s* mode) {
 }  // namespace
 
 int setDefaultMode(mode_configuration_s* mode) {
-    // A bearing polarization outlives the defaults: only a mode of type BEARING sets it.
+    // Quirk: the defaults leave the bearing polarization as it is; only type BEARING sets it.
     const QDX_BEAM_POL_e bearingPolarization = mode->bearingConfig.polarization;
     *mode = mode_configuration_s{};
     mode->bearingConfig.polarization = bearingPolarization;
@@ -50,8 +50,8 @@ int setDefaultMode(mode_configuration_s* mode) {
     mode->transmitPowerX10 = thisModel().transmitPowerX10;
     mode->linkProfile = DEFAULT_LINK_PROFILE;
     mode->environment = DEFAULT_ENVIRONMENT_PARAM;
-    // From the reader's antennas, which on the array reader are fewer than its
-    // beams: the parser computes it again from the list.
+    // From the number of the reader's antennas, which the array reader has fewer of than beams. The
+    // parser computes it again from the list.
     mode->antennaStopCondition.type = DEFAULT_ANTENNA_STOP_CONDITION_TYPE;
     mode->antennaStopCondition.value = cycleShare(getMaxAnts());
     mode->query.sel = DEFAULT_QUERY_SEL;

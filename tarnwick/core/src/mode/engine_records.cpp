@@ -6,8 +6,8 @@
 
 namespace {
 
-// An enabled access on words of a bank. A read carries its word count twice, as
-// wordCount and wordCountExpected.
+// An enabled access on words of a bank. A read has its word count in both bytes of the field, as
+// wordCount and wordCountExpected (rxe.h).
 ACCESS_OP_s bankAccess(std::uint8_t type, std::uint8_t membank, std::uint16_t wordPointer,
                        std::uint16_t wordCount) {
     ACCESS_OP_s op{};

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// "accesses": what is done to each tag, as one flat list or for each antenna.
-// The engine has one pool of them and a mask over it for each antenna.
+// "accesses": the operations on each tag (EPC Gen2, 6.3.2.12.3), as one flat list or for each
+// antenna. The engine has one pool of them and a mask over it for each antenna.
 #include <nlohmann/json.hpp>
 
 #include "mode/engine_records.hpp"
@@ -16,7 +16,7 @@ namespace {
 constexpr std::size_t maxWriteDigits = 510;
 constexpr std::size_t passwordDigits = 8;
 
-// The config of an access, as the texts on a missing key call it.
+// The name of an access's config in the texts about a missing key.
 std::string configOf(const char* access) {
     return std::string("access-config object for ") + access;
 }
@@ -108,7 +108,7 @@ int parseKill(const json* config, ACCESS_CMD_S* access, std::string* reply) {
     return parsePassword(config, "kill", &access->killPassword, reply);
 }
 
-// All actions, three in a line and in columns.
+// All actions, three in a line and in columns, for the text about an unknown action.
 std::string lockActionList() {
     constexpr std::array<std::size_t, 3> columns{28, 36, 0};
     std::string text;
@@ -121,8 +121,8 @@ std::string lockActionList() {
     return text;
 }
 
-// The action that a lock action excludes stands in the same pair: both are named,
-// also when one of them was given twice.
+// Refuses an action whose bit is set already: lock and unlock of one bank exclude each other. Quirk:
+// the text names both also when one of them was given twice.
 int refusePair(const lock_action_s& action, std::string* reply) {
     const auto* lock = std::ranges::find(lockActions, action.pairBit, &lock_action_s::pairBit);
     return refuse(reply, "Failure: cannot use " + std::string(lock->word) + " and " +
@@ -176,7 +176,7 @@ constexpr std::array configParsers{
 static_assert(std::ranges::equal(configParsers, accessTypeWords, {}, &config_parser_s::type,
                                  &word_s<access_cmd_type_e>::value));
 
-// The engine has one block size for all accesses; an access without one has no say.
+// The engine has one block size for all accesses. An access without a block size does not change it.
 int agreeOnBlockSize(std::uint8_t wanted, mode_configuration_s* mode, std::string* reply) {
     if (wanted == 0) {
         return keyParsed;
@@ -205,7 +205,7 @@ int appendAccess(const json& element, const char* plural, mode_configuration_s* 
     if (pool->size() >= MODE_MAX_UNIQUE_ACCESSES) {
         return refuseTooMany(plural, MODE_MAX_UNIQUE_ACCESSES, reply);
     }
-    // A write of no words converts to nothing: its place in the pool stays empty.
+    // Quirk: a write without words is not converted, so its place in the pool is an empty record.
     ACCESS_OP_s op{};
     accessStructToAccessOpStruct(&access, &op);
     pool->push_back(op);

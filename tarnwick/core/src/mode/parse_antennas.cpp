@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Where the radio transmits: "antennas" or "beams", "transmitPower",
+// Where and how the radio transmits: "antennas" or "beams", "transmitPower",
 // "linkProfile" and "environment".
 #include <limits>
 #include <nlohmann/json.hpp>
@@ -25,7 +25,7 @@ std::string quotedKey(const char* key, const char* rest) {
     return std::string("Failure: mode json payload mode \"") + key + "\" " + rest;
 }
 
-// The bounds of a list of antennas or beams. Takes the list over when they hold.
+// Stores a list of antennas or beams when its length is within the bounds.
 int storeAntennas(const char* key, std::vector<std::uint32_t>&& list, std::vector<std::uint32_t>* antennas,
                   std::string* reply) {
     if (list.empty()) {
@@ -39,8 +39,8 @@ int storeAntennas(const char* key, std::vector<std::uint32_t>&& list, std::vecto
     return keyParsed;
 }
 
-// An antenna number, of which the low 32 bits count; 0, which is not an antenna, for
-// what is not an unsigned number.
+// An antenna number. Quirk: of a larger number the low 32 bits count. 0, which is not an antenna, for
+// a value that is not an unsigned number.
 std::uint32_t antennaNumber(const json& element) {
     const auto* number = element.get_ptr<const json::number_unsigned_t*>();
     return number == nullptr ? 0 : static_cast<std::uint32_t>(*number);
@@ -51,10 +51,10 @@ std::int16_t tenths(double dBm) {
     return static_cast<std::int16_t>(dBm * 10);
 }
 
-// Any JSON number, narrowed to 16 bits; a fraction is dropped.
+// Any JSON number. Quirk: it is narrowed to its low 16 bits, and a fraction is dropped.
 std::optional<std::uint16_t> narrowNumber(const json& element) {
     if (const auto* real = element.get_ptr<const json::number_float_t*>()) {
-        constexpr double beyond = 9223372036854775808.0;  // what no 64 bits hold has no low 16 bits either
+        constexpr double beyond = 9223372036854775808.0;  // 2 to the 63rd: does not fit 64 bits, counts as 0
         const bool fits = *real > -beyond && *real < beyond;
         return fits ? static_cast<std::uint16_t>(static_cast<std::int64_t>(*real)) : std::uint16_t{0};
     }
@@ -64,9 +64,9 @@ std::optional<std::uint16_t> narrowNumber(const json& element) {
     return element.get<std::uint16_t>();
 }
 
-// The value of a key that holds a number, or an array with one for each antenna:
-// *list is then that array, and not touched otherwise. A number is within its
-// bounds; the elements of the array are not looked at.
+// The value of a key that holds a number, or an array with one for each antenna. A number is
+// checked against the bounds and stored in *number; an array is copied to *list, without a check
+// of its elements. Returns the result of a key parser.
 template <class Number>
 int getNumberOrArray(const json* root, const char* key, Number* number, Number low, Number high, json* list,
                      std::string* reply) {

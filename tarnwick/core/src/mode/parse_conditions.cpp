@@ -20,13 +20,13 @@ constexpr std::uint16_t maxNoMoreUniqueTags = 4095;  // s
 constexpr std::uint32_t maxDelayAfterSelects = 65;   // ms
 constexpr std::uint8_t emptyDelayDuration = 200;     // ms; for an empty "delayBetweenAntennaCycles"
 
-// True unless an optional key is there and bad; the text of an absent one goes.
+// True when an optional key is good or absent; the text about an absent key is cleared.
 bool goodOrAbsent(int accessorResult, std::string* reply) {
     return optionalKey(accessorResult, reply) != keyRefused;
 }
 
-// "gpis": a list of rules, each port once. An accessor's result; *gpis is
-// replaced on success.
+// "gpis": a list of rules, each port once. Returns what an accessor would (json_fields.hpp); *gpis
+// is replaced on success.
 int parseGPIs(const json* object, std::vector<gpi_s>* gpis, std::string* reply) {
     json array;
     if (const int result = getJsonValueArray(object, key::gpis, &array, reply); result != 0) {
@@ -50,7 +50,7 @@ int parseGPIs(const json* object, std::vector<gpi_s>* gpis, std::string* reply) 
     return 0;
 }
 
-// Whole milliseconds; what 32 bits cannot hold becomes the nearest that they can.
+// Whole milliseconds; a number that does not fit 32 bits becomes the nearest that does.
 std::uint32_t toMilliseconds(double seconds) {
     constexpr double most = std::numeric_limits<std::uint32_t>::max();
     return static_cast<std::uint32_t>(std::clamp(seconds * 1000.0, 0.0, most));
@@ -140,7 +140,7 @@ int parseRadioStartConditions(const json* root, mode_configuration_s* mode, std:
                 return keyRefused;
             }
             break;
-        case keyAbsent:  // whatever else the object holds
+        case keyAbsent:  // the rest of the object is then not read
             parsed.type = radio_start_type_e::NONE;
             break;
         default:
@@ -191,7 +191,7 @@ int parseDelayBetweenAntCycles(const json* root, mode_configuration_s* mode, std
     }
     delay_between_antenna_cycles_s parsed;
     if (value.empty()) {
-        // Not the 75 ms of a request without the key: clients have come to rely on it.
+        // Quirk: an empty object gives 200 ms, an absent key 75 ms.
         mode->delayBetweenAntennaCycles = {thisModel().antennaDelay, emptyDelayDuration};
         return keyParsed;
     }

@@ -23,14 +23,14 @@ struct filter_words_s {
     std::string operation;
 };
 
-// One of them: the texts for an absent key and for a value that is not a text.
+// One of these texts, with the replies for an absent key and for a value that is not a text.
 struct filter_key_s {
     const char* key;
     std::string filter_words_s::*word;
     std::string_view absent;
     std::string_view noString;
 };
-// Quirk: the first row's second text names the wrong key.
+// Quirk: the second reply of the first row names the wrong key, and two begin with "Failure: " twice.
 constexpr std::array filterKeys{
     filter_key_s{key::value, &filter_words_s::value,
                  "Failure: mode json payload mode \"filter\" must include value",
@@ -43,7 +43,7 @@ constexpr std::array filterKeys{
                  "Failure: Failure: mode json payload mode \"filter\"\\\"operation\" must be a string"},
 };
 
-// All three have to be there before any of them is looked at.
+// First tests that all three keys are there, then reads their texts: this is the order of the replies.
 int readWords(const json* value, filter_words_s* words, std::string* reply) {
     if (!value->is_object()) {
         return refuse(reply, "Failure: mode json payload mode \"filter\" must have an object value");
@@ -63,7 +63,7 @@ int readWords(const json* value, filter_words_s* words, std::string* reply) {
     return keyParsed;
 }
 
-// The bytes of a prefix or suffix.
+// Reads the hexadecimal digits of a prefix or suffix into `pattern`.
 int parsePattern(const std::string& digits, tagFilter_s* filter, std::string* reply) {
     if (digits.size() % 2 != 0) {
         sprintfStr(reply,

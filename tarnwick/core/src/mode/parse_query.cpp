@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// "query": the Gen2 inventory parameters, once or for each antenna.
+// "query": the parameters of the Gen2 Query (EPC Gen2, 6.3.2.12.2.1), once or for each antenna.
 #include <limits>
 #include <nlohmann/json.hpp>
 
@@ -12,7 +12,7 @@ using nlohmann::json;
 
 namespace {
 
-// The place of a query's parameters in `params`, from 1; appended when new.
+// The place of a query's parameters in `params`, from 1; they are appended when they are new.
 std::uint8_t inventoryParamIdOf(const query_s& query, std::vector<c1g2_info_s>* params) {
     const c1g2_info_s wanted{query.sel, query.session, query.target,
                              initialQForPopulation(query.tagPopulation)};
@@ -46,7 +46,8 @@ int parseQuery(const json* root, mode_configuration_s* mode, std::string* reply)
     return keyParsed;
 }
 
-// An absent key takes the default of all modes, not that of the mode type.
+// Quirk: an absent key gets the default of all modes, and not that of the mode type: session S1 in
+// a mode of type BEARING too.
 int parseQuerySingleValue(const json* value, query_s* query, std::string* reply) {
     if (!value->is_object()) {
         return refuse(reply, "Failure: mode json payload mode \"query\" must have an object value");

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What is reported, and what each report holds: "reportFilter", "rssiFilter" and
+// Which tags are reported, and what each report holds: "reportFilter", "rssiFilter" and
 // "tagMetaData".
 #include <charconv>
 #include <limits>
@@ -23,7 +23,7 @@ constexpr std::uint32_t maxWordsOfRange = 255;
 
 // ---------------------------------------------------------------- "reportFilter"
 
-// "addl_keys": turns the database of additional keys on, or off without the key.
+// "addl_keys": with the key the database of additional keys is turned on, without it off.
 int parseAddlKeys(const json* object, reportFilter_s* filter, std::string* reply) {
     json keys;
     if (getJsonValueArray(object, key::addl_keys, &keys, reply) != 0) {
@@ -92,7 +92,7 @@ std::vector<memory_Access_s> parseRanges(std::string_view list) {
 }
 
 // The ranges of a word that names this bank: "USER" is the whole bank, "USER[0-3,7]"
-// five words of it. Empty when the word is not of this bank or no good.
+// five words of it. Empty when the word names another bank or is malformed.
 std::vector<memory_Access_s> parseBankWord(std::string_view word, std::string_view bank) {
     if (word == bank) {
         return {memory_Access_s{}};
@@ -105,7 +105,7 @@ std::vector<memory_Access_s> parseBankWord(std::string_view word, std::string_vi
     return parseRanges(word);
 }
 
-// Everything that tag metadata can ask for goes off, also what the mode type had on.
+// Turns off all that "tagMetaData" can ask for, also what the mode type has turned on.
 void clearTagMetaData(mode_configuration_s* mode) {
     for (const metadata_word_s& row : metadataWords) {
         if (row.enabled != nullptr) {
@@ -161,7 +161,7 @@ int parseAntennaPortNames(const json* names, mode_configuration_s* mode, std::st
     return keyParsed;
 }
 
-// An object with neither of its two keys passes.
+// Quirk: an object without either of the two keys is accepted.
 int parseMetadataObject(const json* object, mode_configuration_s* mode, std::string* reply) {
     if (optionalKey(getJsonValue(object, key::userDefined, &mode->userDefined, reply, {}), reply) ==
         keyRefused) {
@@ -180,8 +180,8 @@ int parseMetadataObject(const json* object, mode_configuration_s* mode, std::str
 
 }  // namespace
 
-// An object without additional keys turns their database off, an absent key leaves
-// it as it was.
+// An object without additional keys turns their database off; without "reportFilter" the database
+// stays as it is. Quirk: both happen at once, also when a later key of the request is refused.
 int parseReportFilter(const json* root, mode_configuration_s* mode, std::string* reply) {
     reply->clear();
     json value;

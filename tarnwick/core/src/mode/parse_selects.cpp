@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// "selects": the Gen2 Select commands sent before each inventory, as one flat
-// list or for each antenna. The engine has one pool of them and a mask over it
+// "selects": the Gen2 Select commands (EPC Gen2, 6.3.2.12.1.1) that are sent before each inventory,
+// as one flat list or for each antenna. The engine has one pool of them and a mask over it
 // for each antenna.
 #include <limits>
 #include <nlohmann/json.hpp>
@@ -15,12 +15,12 @@ using nlohmann::json;
 
 namespace {
 
-// As the texts on a missing key call it.
+// The name of the object in the texts about a missing key.
 constexpr const char* selectsObject = "selects object";
 
-// Whole bytes of a mask of `length` bits. A length that is not a multiple of 8
-// counts one byte less than it fills, -1 below 8: clients have always had to
-// send exactly that many, and an odd length below 8 cannot be given.
+// The bytes that a mask of `length` bits must have. Quirk: for a length that is not a multiple of 8
+// it is one byte less than the whole ones, so 20 bits have 1 byte. Below 8 it is -1: a length of 1
+// to 7 is always refused.
 int maskBytes(std::uint32_t length) {
     return static_cast<int>(length / 8) - (length % 8 == 0 ? 0 : 1);
 }
@@ -55,7 +55,7 @@ SELECT_OP_s selectOp(const select_s& select) {
     return op;
 }
 
-// Two selects are the same when their records are: what lies behind the mask is 0.
+// Two selects are the same when their records are: the bytes behind the mask are 0.
 static_assert(std::has_unique_object_representations_v<SELECT_OP_s>);
 std::string recordBytes(const SELECT_OP_s& op) {
     return {reinterpret_cast<const char*>(&op), sizeof(op)};
@@ -65,8 +65,8 @@ int refuseTooManySelects(std::string* reply) {
     return refuseTooMany(key::selects, MODE_MAX_UNIQUE_SELECTS, reply);
 }
 
-// New selects go into the pool without a limit: too many unique ones fail when
-// the engine is set up, and only the repeat of a late one fails here.
+// Quirk: new selects go into the pool without a limit. Too many of them fail when the mode is
+// applied; here only the repeat of one from place 32 on fails.
 int parseFlatSelects(const json* array, mode_configuration_s* mode, std::string* reply) {
     std::unordered_map<std::string, std::size_t> positions;  // in the pool, from 1, by the record
     for (const json& element : *array) {
@@ -97,8 +97,7 @@ int parseSelectArray(const json* array, mode_configuration_s* mode, std::string*
     return parseFlatOrForEachAntenna(array, parseFlatSelects, parseSelectArrayOfArrays, mode, reply);
 }
 
-// No search for a select that is known already: two antennas with the same one
-// take two places of the pool.
+// Quirk: a select is not looked up in the pool, so two antennas with the same one need two places.
 int parseSelectArrayOfArrays(const json* array, mode_configuration_s* mode, std::string* reply) {
     for (const json& inner : *array) {
         std::uint32_t mask = 0;

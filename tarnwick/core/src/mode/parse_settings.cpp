@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The settings proper to one mode type, under "modeSpecificSettings" or, the older
-// place, as "interval" and "startTrigger" at the top of a request.
+// The settings of one mode type, under "modeSpecificSettings" or, their older place,
+// as "interval", "startTrigger" and "stopInterval" at the top of a request.
 #include <limits>
 #include <nlohmann/json.hpp>
 
@@ -20,7 +20,7 @@ namespace {
 constexpr double minHeight = 0.0;
 constexpr double maxHeight = 50.0;
 
-// One sub-parser of "modeSpecificSettings" and the result that tells of it.
+// A mode type, the parser of its settings, and the result of parseModeSpecificSettings.
 struct settings_row_s {
     MODE_TYPE_e type;
     int (*parse)(const json* settings, mode_configuration_s* mode, std::string* reply);  // null: ignored
@@ -34,8 +34,7 @@ constexpr std::array settingsRows{
     settings_row_s{MODE_TYPE_e::PORTAL_DIRECTIONALITY, parsePortalDirSettings, settingsPortalDir},
 };
 
-// A subkey of the setting `name`, which must be there: null, with the text, when it
-// is not.
+// A required subkey of the setting `name`; null, with the text in the reply, when it is absent.
 const json* subkey(const json* setting, const char* name, const char* key, std::string* reply) {
     const auto entry = setting->find(key);
     if (entry == setting->end()) {
@@ -51,7 +50,8 @@ std::string pathOf(const char* name, const char* key) {
     return std::string("mode json payload mode \"") + name + "\"\\\"" + key + "\"";
 }
 
-// A subkey that must be a text, and one that must be an unsigned number.
+// A subkey that must be a text, and one that must be an unsigned number. Quirk: one reply begins with
+// "Failure: " twice.
 const json::string_t* wordSubkey(const json* setting, const char* name, const char* key, std::string* reply) {
     const json* value = subkey(setting, name, key, reply);
     const auto* word = value == nullptr ? nullptr : value->get_ptr<const json::string_t*>();
@@ -72,15 +72,15 @@ const json::number_unsigned_t* numberSubkey(const json* setting, const char* nam
     return number;
 }
 
-// An optional key of the settings.
+// An optional key of the settings; 0 when it is absent.
 int storeIfThere(const json* settings, const char* key, value_parser_t store, mode_configuration_s* mode,
                  std::string* reply) {
     const auto entry = settings->find(key);
     return entry == settings->end() ? keyParsed : store(&*entry, mode, reply);
 }
 
-// "primaryBeamPolarization" turns the default beams into that polarization; it has
-// no say over beams of the client's own. Absent: 0.
+// "primaryBeamPolarization" gives the default beams that polarization. It is refused with antennas
+// or beams of the client. Absent: 0.
 int parsePrimaryBeam(const json* settings, mode_configuration_s* mode, QDX_BEAM_POL_e* polarization,
                      std::string* reply) {
     QDX_BEAM_POL_e parsed{};
@@ -120,7 +120,7 @@ int parseInterval(const json* value, inventoryInterval_s* interval, std::string*
     if (number == nullptr) {
         return keyRefused;
     }
-    // The low 32 bits count.
+    // Quirk: the low 32 bits count.
     const inventoryInterval_s parsed{*parsedUnit, static_cast<std::uint32_t>(*number)};
     std::uint32_t seconds = 0;
     if (getInventoryIntervalSeconds(&parsed, &seconds) != 0) {
@@ -147,7 +147,7 @@ int parseStartTrigger(const json* value, gpi_s* trigger, std::string* reply) {
     if (number == nullptr) {
         return keyRefused;
     }
-    // The low 8 bits count: 257 is port 1.
+    // Quirk: the low 8 bits count: 257 is port 1.
     const gpi_s parsed{.port = static_cast<std::uint8_t>(*number), .signal = *level};
     const std::uint8_t ports = thisModel().triggerPorts;
     if (ports != 0 && (parsed.port < 1 || parsed.port > ports)) {
@@ -183,7 +183,7 @@ int storeStopInterval(const json* value, mode_configuration_s* mode, std::string
                       "Failure: mode json payload mode \"stopInterval\" must have an number value (and must "
                       "be an unsigned integer)");
     }
-    // The low 16 bits count: larger numbers have never been refused.
+    // Quirk: the low 16 bits count; larger numbers are not refused.
     mode->portalConfig.stopInterval = static_cast<std::uint16_t>(*seconds);
     mode->radioStopConditions.noMoreUniqueTags = mode->portalConfig.stopInterval;
     return keyParsed;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What the key parsers share.
+// Functions that the key parsers share.
 #include "mode/parser.hpp"
 
 #include <nlohmann/json.hpp>

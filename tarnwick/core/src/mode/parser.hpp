@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// The parsers of the mode language, one for each key, and what they share. A
-// request becomes a record of its own, `mode`; nothing here touches the mode in
-// force, but parseReportFilter switches the database of additional keys. Main thread.
+// The parsers of the mode language, one for each key, and functions that they share. They
+// fill a record of the request, `mode`, and do not change the mode in force. Quirk:
+// parseReportFilter switches the database of additional keys. Main thread.
 //
 // A key parser takes the request's root, the record and the reply, and clears
 // the reply first. It returns
@@ -9,8 +9,8 @@
 //   -1  refused: the reply is the whole failure text, the record may be half filled
 //   -2  the key is absent; reply empty, record untouched
 // Parsers marked "absent: 0" return 0 for an absent key as well. The parsers of
-// a single value (they take `value` in place of the root) return 0 or -1 and
-// leave the output alone on failure unless told otherwise.
+// a single value (they take `value` in place of the root) return 0 or -1; on failure the
+// output does not change, unless a comment says otherwise.
 #pragma once
 
 #include <cstdint>
@@ -76,13 +76,13 @@ int parseRadioStopConditions(const nlohmann::json* root, mode_configuration_s* m
 int parseInterval(const nlohmann::json* value, inventoryInterval_s* interval, std::string* reply);
 int parseStartTrigger(const nlohmann::json* value, gpi_s* trigger, std::string* reply);
 
-// The values of "interval", "startTrigger" and "stopInterval" with all that follows
-// from them, wherever they stand.
+// The values of "interval", "startTrigger" and "stopInterval", from either place. Beside the setting
+// they store what follows from it: the report filter, the start and the stop conditions.
 int storeInterval(const nlohmann::json* value, mode_configuration_s* mode, std::string* reply);
 int storeStartTrigger(const nlohmann::json* value, mode_configuration_s* mode, std::string* reply);
 int storeStopInterval(const nlohmann::json* value, mode_configuration_s* mode, std::string* reply);
 
-// Which mode type's settings "modeSpecificSettings" held: results beside -1.
+// Results of parseModeSpecificSettings, beside -1: the type whose settings the key held.
 inline constexpr int settingsNone = 0;  // absent, or a type that ignores them
 inline constexpr int settingsInventory = 1;
 inline constexpr int settingsPortal = 2;
@@ -97,7 +97,7 @@ int parsePortalDirSettings(const nlohmann::json* settings, mode_configuration_s*
 
 int parseDelayBetweenAntCycles(const nlohmann::json* root, mode_configuration_s* mode,
                                std::string* reply);  // absent: 0
-// -3 with a text, which a caller is to ignore, where the model lacks the delay.
+// -3 with a text on a model without this delay; the caller must ignore both.
 int parseDelayAfterSelect(const nlohmann::json* root, mode_configuration_s* mode, std::string* reply);
 
 // --- What is reported.
@@ -116,27 +116,27 @@ int parseFilter(const nlohmann::json* value, tagFilter_s* filter, std::string* r
 // Puts the failure text into the reply. Returns keyRefused.
 int refuse(std::string* reply, std::string_view text);
 
-// The result of a key parser for what an accessor of json_fields.hpp returned:
-// an absent key is not a failure, and its text goes.
+// The result of a key parser for what an accessor of json_fields.hpp returned: an absent key is not
+// a failure, and the text about it is cleared.
 int optionalKey(int accessorResult, std::string* reply);
 
 // The same for a key that must be there: its absence has a text of its own, with
 // `object` in it, which says where the key belongs. True when it was there and good.
 bool required(int accessorResult, const char* key, const std::string& object, std::string* reply);
 
-// The value of a key that holds an object, or an array of objects with one for each
-// antenna; which of the two, the value itself says.
+// The value of a key that holds an object, or an array with one for each antenna. *value is the
+// object or the array.
 int getObjectOrArray(const nlohmann::json* root, const char* key, nlohmann::json* value, std::string* reply);
 
 // A parser of a value that goes into the record.
 using value_parser_t = int (*)(const nlohmann::json* value, mode_configuration_s* mode, std::string* reply);
 
-// The key parser of "selects" and "accesses": clears the reply, and hands an array on.
+// The key parser of "selects" and "accesses": clears the reply, and calls `parse` with the array.
 int parseOperations(const nlohmann::json* root, const char* key, value_parser_t parse,
                     mode_configuration_s* mode, std::string* reply);
 
-// An array of nothing but arrays, also an empty one, has one for each antenna and
-// goes to `perAntenna`; any other is one flat list.
+// Calls `perAntenna` for an array whose elements are all arrays, also for an empty one, and `flat`
+// for any other.
 int parseFlatOrForEachAntenna(const nlohmann::json* array, value_parser_t flat, value_parser_t perAntenna,
                               mode_configuration_s* mode, std::string* reply);
 

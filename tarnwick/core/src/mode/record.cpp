@@ -17,7 +17,7 @@ void copyModeConfiguration(const mode_configuration_s* from, mode_configuration_
     copyTagFilter(&from->tagFilter, &to->tagFilter);
 }
 
-// Only the bytes that count: what lies behind them is not part of the filter.
+// Copies only the bytes that count; those behind them are not part of the filter.
 void copyTagFilter(const tagFilter_s* from, tagFilter_s* to) {
     tagFilter_s copy = *from;
     const std::size_t length = std::min<std::size_t>(copy.patternLength, copy.pattern.size());

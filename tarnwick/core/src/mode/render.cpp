@@ -102,7 +102,7 @@ void addBearingSettings(json* settings, bool verbose) {
     }
 }
 
-// Only what differs from its default, even when all else is shown.
+// Quirk: shows only the settings that differ from their defaults, also in the verbose rendering.
 void addPortalDirSettings(json* settings, bool) {
     const portalDirConfig_s& config = inForce.portalDirConfig;
     if (isDefaultPortalDir(&inForce)) {
@@ -151,8 +151,8 @@ void addModeSpecificSettings(json* root, GET_CURRENT_MODE_METHOD_e method) {
 using record_t = const mode_configuration_s&;
 using method_t = GET_CURRENT_MODE_METHOD_e;
 
-// A key of the rendering. It is shown when it is possible, and either needed or
-// everything is wanted.
+// A key of the rendering. It is shown when it is possible on this reader and in this mode, and
+// either differs from its default or the rendering is verbose.
 struct rendered_key_s {
     bool (*possible)(record_t mode);
     bool (*needed)(record_t mode);
@@ -202,7 +202,7 @@ constexpr std::array renderedKeys{
                    [](json* root, method_t) { addBuilt<getSelectsJsonObj>(root, key::selects); }},
     rendered_key_s{unless<isDefaultAccesses>, always,
                    [](json* root, method_t) { addBuilt<getAccessesJsonObj>(root, key::accesses); }},
-    // A prefix filter has set the query itself: it is not the client's.
+    // Not with a prefix filter, which sets the query itself.
     rendered_key_s{always,
                    [](record_t mode) {
                        return mode.tagFilter.enabled == 0 || mode.tagFilter.match != filter_match_e::PREFIX;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The mode in force as JSON in the language of its requests: one builder for each
-// object of the language, and the tests for what is at its default and therefore
-// left out. Main thread; nothing here writes a record.
+// object of the language, and the tests for parts at their defaults, which are
+// left out. Main thread. No function here changes a record.
 #pragma once
 
 #include <array>
@@ -18,8 +18,10 @@
 // word is a switch of the record or a bit of its custom field mask.
 struct metadata_word_s {
     std::string_view word;
-    bool mode_configuration_s::*enabled;  // null: the word is `field`
-    std::uint32_t field;                  // RXE_FIELD_*
+    // Null when the word is a bit of the mask.
+    bool mode_configuration_s::*enabled;
+    // RXE_FIELD_*.
+    std::uint32_t field;
 };
 inline constexpr std::array metadataWords{
     metadata_word_s{"ANTENNA", &mode_configuration_s::reportAntenna, 0},
@@ -63,8 +65,8 @@ bool isDefaultDelayBetweenAntCycles(const mode_configuration_s* mode);
 
 // Conditions and filters (render_parts.cpp).
 void getGPIJsonObj(nlohmann::json* out, const gpi_s* gpi);
-// Null when there is nothing to say, which verbose always has. In a list by
-// antenna an entry at its default is left out: the array is then shorter than the
+// Null when the condition is at its default; not with VERBOSE. Quirk: in a list by
+// antenna an entry at its default is left out, so that the array is shorter than the list of
 // antennas.
 void getAntennaStopConditionJsonObj(nlohmann::json* out, GET_CURRENT_MODE_METHOD_e method);
 void getRadioStopConditionsJsonObj(nlohmann::json* out);

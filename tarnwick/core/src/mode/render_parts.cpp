@@ -44,7 +44,7 @@ json antennaStopObj(const antennaStopCondition_s& condition) {
     return out;
 }
 
-// A word, or "unknown" for a value that has none.
+// The word itself, or "unknown" for a value without a word.
 std::string_view wordOrUnknown(std::string_view word) {
     return word.empty() ? "unknown" : word;
 }

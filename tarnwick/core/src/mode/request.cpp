@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A mode request: the keys in their order, and the rules between them.
+// A mode request: the keys in the order in which they are read, and the rules between them.
 #include <nlohmann/json.hpp>
 
 #include "mode/accessors.hpp"
@@ -14,8 +14,8 @@ using nlohmann::json;
 
 namespace {
 
-// A request on its way. `mode` becomes the mode in force only at the end, so
-// that a request that fails on the way changes nothing, but for the settings of the
+// A request while it is parsed. `mode` becomes the mode in force only at the end, so
+// that a request that is refused changes nothing. Quirk: except the settings of the
 // duplicate filter, which change while "reportFilter" is parsed.
 struct request_s {
     const json* root;
@@ -115,14 +115,14 @@ int beamsKey(request_s& request) {
     return 0;
 }
 
-// The time on each antenna follows the antennas, unless the client sets it.
+// The time on each antenna follows from the number of antennas, unless the client sets it.
 int antennaStopDefault(request_s& request) {
     request.mode->antennaStopCondition.value = getDefaultAntennaStopConditionDuration(request.mode);
     return 0;
 }
 
-// A per-antenna list has an entry for each antenna; an empty one is none. `what`
-// is what the text says before "of the same size".
+// A per-antenna list must have an entry for each antenna; an empty list counts as absent. `what`
+// is the part of the text before "of the same size".
 int requireOneForEachAntenna(const request_s& request, std::size_t entries, const char* what) {
     const std::size_t antennas = request.mode->antennas.size();
     if (entries == 0 || entries == antennas) {
@@ -177,8 +177,8 @@ int queryKey(request_s& request) {
                                     "\"query\" must be an number or an array of objects");
 }
 
-// A key parser that needs no rule around it. A delay after selects on a model
-// that lacks it is not a failure: only keyRefused is.
+// A key without a rule beside its parser. Only keyRefused is a failure: a delay after selects on a
+// model without it is not.
 template <int (*parse)(const json*, mode_configuration_s*, std::string*)>
 int plainKey(request_s& request) {
     return parse(request.root, request.mode, request.reply) == keyRefused ? -1 : 0;
@@ -199,8 +199,8 @@ int accessesKey(request_s& request) {
     return 0;
 }
 
-// A prefix filter works in the engine, as a select that puts the wanted tags
-// into B of session S1: the query has to ask for those, and is not the client's.
+// A prefix filter works in the engine, as a select that sets the flag of the wanted tags
+// in session S1 to B. The query must ask for those tags, so the client may not give one.
 int forcePrefixQuery(const request_s& request) {
     if (request.has(key::query)) {
         return request.fail(
@@ -246,8 +246,8 @@ int radioStartKey(request_s& request) {
     return plainKey<parseRadioStartConditions>(request);
 }
 
-// Accesses want every read of a tag: the report filter goes, and the client may
-// not ask for one.
+// Each read of a tag has results of its accesses: with accesses the report filter is off, and the
+// client may not ask for one.
 int reportFilterKey(request_s& request) {
     const bool accesses = request.has(key::accesses);
     if (!request.has(key::reportFilter)) {
@@ -272,8 +272,8 @@ int settingsKey(request_s& request) {
     return request.settings < 0 ? -1 : 0;
 }
 
-// A settings key at the top of the request: the older place for what
-// "modeSpecificSettings" holds, of one mode type only.
+// A setting of one mode type at the top of the request, its older place; the newer one is in
+// "modeSpecificSettings".
 struct top_level_setting_s {
     const char* key;
     int settings;  // refused beside these
@@ -309,8 +309,8 @@ int topLevelKey(request_s& request) {
 
 // ---------------------------------------------------------------- tag metadata
 
-// A report filter that tells tags apart by their TID needs the TID read with each
-// tag, and the words before it in the report that the key is made of.
+// A report filter that tells tags apart by their TID needs a read of the TID with each
+// tag, and in the report the other members from which the key of a tag is made.
 int checkTidKey(const request_s& request) {
     const mode_configuration_s& mode = *request.mode;
     const auto& keys = mode.reportFilter.addlKeys;
@@ -361,9 +361,8 @@ int tagMetaDataKey(request_s& request) {
 
 // ---------------------------------------------------------------- the whole request
 
-// The keys in the order in which they are read, which is the order in which a
-// client hears of its mistakes. Each returns 0, or with the text in the reply
-// the negative number that configMode returns.
+// The keys in the order in which they are read: the first error is the reply. Each function
+// returns 0, or with the text in the reply the negative number that configMode returns.
 constexpr int (*keyParsers[])(request_s& request) = {
     typeKey,                               // "type", "mode"
     antennasKey,                           // "antennas"

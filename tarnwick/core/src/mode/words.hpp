@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The words of the mode language beside the values that the record holds. The
-// parser and the rendering walk the same rows; the order of the rows is the
+// The words of the mode language, each with the value that the record has for it. The
+// parser and the rendering use the same rows; the order of the rows is the
 // order in which a failure text lists the allowed words.
 #pragma once
 
@@ -39,7 +39,7 @@ constexpr std::string_view findWord(const Table& table, Value value) {
     return row == table.end() ? std::string_view{} : row->word;
 }
 
-// The words as the JSON accessors take them.
+// The words in the type that the JSON accessors need.
 template <class Table>
 std::vector<std::string> allowedWords(const Table& table) {
     std::vector<std::string> words;
@@ -55,7 +55,7 @@ inline constexpr std::array polarizationWords{
     word_s{"LHCP", QDX_BEAM_POL_e::LHCP},
 };
 
-// Without NOT_USED, which only link profiles set.
+// Without NOT_USED, which the key "linkProfile" sets.
 inline constexpr std::array environmentWords{
     word_s{ENVIRONMENT_PARAMS_strings[0], ENVIRONMENT_PARAMs[0]},
     word_s{ENVIRONMENT_PARAMS_strings[1], ENVIRONMENT_PARAMs[1]},
@@ -71,7 +71,8 @@ inline constexpr std::array membankWords{
     word_s<std::uint8_t>{EPC_GEN2_MB_strings[3], 3},
 };
 
-// --- "query" (values of the Gen2 Query command; 1 of sel is another ALL and not used)
+// --- "query": values of the Gen2 Query command (EPC Gen2, 6.3.2.12.2.1). 1 of sel also means ALL and
+// is not used.
 
 inline constexpr std::array querySelWords{
     word_s<std::uint8_t>{"ALL", 0},
@@ -140,7 +141,7 @@ struct lock_action_s {
     std::uint32_t pairBit;  // refused when already set in the payload; 0: never refused
 };
 
-// A lock row stands before the unlock row that excludes it.
+// The unlock row that a lock row excludes is the next one.
 inline constexpr std::array lockActions{
     lock_action_s{"PERMALOCK_USER_BANK", 0x401, 0x401, 0},
     lock_action_s{"WRITE_LOCK_USER_BANK", 0x802, 0x802, 0x800},

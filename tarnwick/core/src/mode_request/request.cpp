@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// A mode request from a client: the moment in which the new mode takes the place of the
-// old, and the file that the next start begins with.
+// A mode request from a client: how the new mode takes the place of the old one, and the
+// file that the next start begins with.
 #include <iomanip>
 #include <nlohmann/json.hpp>
 #include <ostream>
@@ -22,9 +22,9 @@ namespace {
 
 constexpr std::string_view unit = "mode_config";
 
-// Has the engine take the mode. Only then is it the mode in force, and the one that
-// reports are made by. What the engine refuses has been in force nowhere else; the engine
-// itself starts afresh with the next mode.
+// Writes the mode into the engine, and only then into `mode_configuration` and the report plan. A
+// mode that the engine refuses changes neither; the engine keeps what was written, until the next
+// mode sets all of it again.
 int commit(const mode_configuration_s& mode, std::string* reply) {
     if (configureRXEForMode(mode, reply) != 0) {
         return -5;
@@ -34,8 +34,8 @@ int commit(const mode_configuration_s& mode, std::string* reply) {
     return 0;
 }
 
-// Takes text up to the size that the next start reads, and throws beyond it: the
-// indentation of a few megabytes, deeply nested, would be gigabytes.
+// Collects text up to the size that the next start reads, and throws std::length_error above it: a
+// request of a few megabytes, deeply nested, would have gigabytes of indentation.
 class bounded_text : public std::streambuf {
   public:
     std::string text;
@@ -54,7 +54,7 @@ class bounded_text : public std::streambuf {
     }
 };
 
-// Indented by 4 for people to read, or on one line where that would be too large.
+// Indented by 4 for people to read, or on one line when that would be too large.
 std::string fileText(const json& document) {
     bounded_text out;
     std::ostream stream(&out);
@@ -76,7 +76,7 @@ int applyModeRequest(const std::string& request, json* root, std::string* reply)
     return refused != 0 ? refused : commit(mode, reply);
 }
 
-// The client is not told of a failure, and the counters are as they were.
+// A failure is only logged: it is not in the reply, and does not count as an error.
 void storeModeRequest(json&& root) {
     json document = json::object();
     document["mode"] = std::move(root);

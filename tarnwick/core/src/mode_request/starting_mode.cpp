@@ -20,8 +20,8 @@ bool isSuccess(const std::string& reply) {
     return reply.find("Success") != std::string::npos;
 }
 
-// What the last run has left. A file that cannot be used is still worth keeping,
-// unless it tells nothing but the default.
+// The stored mode, or the default. A file that cannot be used is kept, unless it is empty or holds
+// only the default.
 struct starting_mode_s {
     std::string request = defaultRequest;
     bool isFromFile = false;
@@ -52,7 +52,8 @@ starting_mode_s startingMode() {
     return {request, true, request != defaultRequest};
 }
 
-// Moves the stored mode out of the way of the default. Returns whether it is safe.
+// Renames the file of the stored mode, so that the default can be stored. Returns whether that
+// worked: then nothing is lost.
 bool keepStoredMode() {
     std::string kept;
     std::string cause;
@@ -65,7 +66,7 @@ bool keepStoredMode() {
     return true;
 }
 
-// Has a mode request carried out as if a client had sent it.
+// Carries out a mode request as if a client had sent it. Returns the reply.
 std::string requestMode(const std::string& request) {
     std::vector<std::string> tokens{"mode", request};
     std::string reply;
@@ -73,8 +74,8 @@ std::string requestMode(const std::string& request) {
     return reply;
 }
 
-// The same with the default in the place of a stored mode. When that fails as well,
-// the next start finds the stored mode where it was.
+// The same for the default mode. The file of a stored mode that is worth keeping is renamed only
+// when the engine has accepted the default; otherwise the next start tries the stored mode again.
 std::string requestDefault(bool isStoredWorthKeeping) {
     if (!isStoredWorthKeeping) {
         return requestMode(defaultRequest);

@@ -33,6 +33,7 @@ std::int16_t limitedPower(std::int16_t txPowerX10) {
     return readerFacts.rxe_max_tx_pwr_x_10;
 }
 
+// Quirk: the line has the JSON behind the id without a blank.
 void logOlio(std::uint16_t id, const OLIO_s* olio) {
     nlohmann::json rendered = nlohmann::json::object();
     std::string reason;

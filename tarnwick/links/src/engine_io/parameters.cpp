@@ -121,6 +121,7 @@ RXE_API_STATUS getDelayAfterSelectsInterval(std::uint16_t* value) {
     return getLogged<RXE_PARAM_DELAY_AFTER_SELECTS>(value, " Getting Delay After Selects duration");
 }
 
+// The type is the low byte of the parameter, the duration the high byte.
 RXE_API_STATUS setTxDelayInterval(std::uint8_t type, std::uint8_t duration) {
     const auto word = static_cast<std::uint16_t>(type + duration * 256);
     return setLogged<RXE_PARAM_TX_DELAY_INTERVAL>(word, " Setting Transmit Delay Interval");
@@ -177,6 +178,7 @@ RXE_API_STATUS disableLastReportedFilter() {
     return setLogged<RXE_PARAM_LAST_REPORT>(REPORT_FILTER_LAST_REPORT_s{}, " Disabling last reported filter");
 }
 
+// The library does not resume anything here: the status alone counts.
 bool isStartOngoing() {
     return RXE_resume() != RXE_NO_START_ONGOING;
 }
@@ -189,6 +191,7 @@ RXE_API_STATUS getAmbTemp(std::int16_t* celsius) {
     return getTemperature<RXE_PARAM_AMB_TEMP>(celsius);
 }
 
+// The word has 16 bits that count: bit i is antenna i+1, or element i of the array reader.
 RXE_API_STATUS getAntennaState(bool* connected, int count) {
     std::uint32_t bits = 0;
     const RXE_API_STATUS status =

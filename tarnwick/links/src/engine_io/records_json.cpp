@@ -16,6 +16,9 @@ namespace {
 using nlohmann::json;
 using rxe_intfc::failWith;
 
+// Numbers of the records and their names. The Gen2 ones are the codes of the commands (EPC Gen2,
+// 6.3.2.12.1.1 Select, 6.3.2.12.2.1 Query): an action has the flag of tags that match, a slash, and
+// that of the others.
 struct value_name_s {
     unsigned value;
     std::string_view name;
@@ -153,6 +156,7 @@ void stopToJson(const Record* stop, json* out) {
 
 // --------------------------------------------------------------------------- olios
 
+// The stop rule of an olio as a list: types above RXE_STOP_ROUNDS_AND_DWELL are two rules.
 json stopConditionsOf(const OLIO_s* olio) {
     json list = json::array();
     const auto addStop = [&](std::string_view type, std::uint16_t value) {
@@ -169,7 +173,8 @@ json stopConditionsOf(const OLIO_s* olio) {
     return list;
 }
 
-// Reads the records of a mask from the engine into an array, each with its "id".
+// Reads the records of a mask from the engine into an array, each with its "id". Returns -1 at the
+// first that cannot be read.
 template <unsigned parameter, class Record>
 int readMasked(std::uint32_t mask, int (*toJson)(const Record*, json*), json* out) {
     *out = json::array();
