@@ -30,24 +30,23 @@ constexpr std::uint32_t noNode = 0xFFFFFFFF;
 
 constexpr auto relaxed = std::memory_order_relaxed;
 
-// What a long key has behind its head. The main thread may be reading it when its key goes.
+// The part of a long key behind its head. The main thread may be reading it when its key is replaced.
 struct rest_s {
     std::string text;
     rest_s* next = nullptr;  // among the retired
 };
 
-// One key and its last report that left. Earlier reports are not kept: a
-// list of them would be read at its end alone and grow for as long as the tag
-// stays. The usual key (PC, CRC, EPC and TID of 96 bits, antenna) stands inside,
-// so that a look-up among thousands touches two neighbouring lines of the cache
-// and no more.
+// One key and the last of its reports that left. Earlier reports are not kept: only the last one
+// counts, and a list would grow while the tag stays in the field. The usual key (PC, CRC, EPC
+// and TID of 96 bits, antenna) is inside the node, so that a look-up among thousands touches
+// only two neighbouring cache lines.
 //
 // The engine thread alone writes; the main thread copies the words, and copies them again
 // when `version` has changed meanwhile. Nothing is initialised before its first use.
 struct alignas(64) tagInfo_s {
     enum word_e : std::size_t {
         TIMESTAMP,  // microseconds
-        ORDER,      // counts the reports that left: the higher, the later
+        ORDER,      // number of the report, ascending
         LENGTH,     // of the whole key
         REST,       // a rest_s*, or null
         HEAD,       // the first characters of the key
@@ -58,8 +57,8 @@ struct alignas(64) tagInfo_s {
     words_t words;
     std::uint32_t version;  // odd while the words are being written
     std::uint32_t hash;
-    std::uint32_t newer;  // places in the list: towards the key reported last,
-    std::uint32_t older;  // and towards the one reported longest ago
+    std::uint32_t newer;  // the neighbour in the list that was reported later; noNode for the last
+    std::uint32_t older;  // the neighbour that was reported earlier
 };
 static_assert(sizeof(tagInfo_s) == 128);
 
@@ -83,10 +82,10 @@ struct slot_s {
 constexpr std::uint32_t slots = 32768;
 static_assert(std::has_single_bit(slots) && mostKeys < slots * 3 / 4);
 
-// All nodes in one piece, linked from the key reported last to the oldest. A node
-// is never given up, only given to another key. All room is taken at once (2.7 MiB,
-// touched only as keys come), so that the engine thread allocates for none but unusually
-// long keys. Belongs to the engine thread, but for what the main thread copies.
+// All nodes in one array, linked from the key that was reported last to the oldest. A node
+// is never freed, only given to another key. The memory is allocated at once (2.7 MiB, of which
+// the system provides pages as keys come), so that the engine thread allocates only for unusually
+// long keys. Belongs to the engine thread; the main thread copies nodes.
 struct database_s {
     database_s() = default;
     database_s(const database_s&) = delete;
@@ -112,15 +111,15 @@ std::atomic<bool> UseAntenna{false};          // the antenna is part of the key
 std::atomic<std::int64_t> ReportDuration{0};  // microseconds; how long a key stays quiet after a report
 std::atomic<std::uint32_t> MaxTagInfoDBSize{20000};  // most keys held at once
 
-// The database that counts: the engine thread has it, or will take it before its next
-// look-up. There is none before the filter is first turned on. Main thread.
+// The database in force: the engine thread has it, or will take it before its next
+// look-up. Null until the filter is turned on for the first time. Main thread.
 database_s* newestDatabase = nullptr;
 // The newest one until the engine thread takes it. Both threads exchange it.
 std::atomic<database_s*> offered{nullptr};
 // The one in use. Engine thread.
 database_s* database = nullptr;
 
-// What one thread has given up and the main thread frees.
+// Objects that the engine thread does not use any more and that the main thread frees.
 template <class Node>
 class retired_s {
   public:
@@ -141,7 +140,7 @@ class retired_s {
 };
 retired_s<database_s> retiredDatabases;
 retired_s<rest_s> retiredRests;
-// The main thread may be reading rests: those that go now are retired, not freed.
+// The main thread may be reading rests: the engine thread then retires them and does not free them.
 std::atomic<bool> restsAreRead{false};
 
 constexpr std::int64_t microsecondsOfSecond = 1'000'000;
@@ -167,8 +166,8 @@ time_value_s timeOfDay() {
 
 // ---------------------------------------------------------------- keys
 
-// Eight characters at a time; the last eight may overlap those before them. It takes half the
-// time of the standard library's.
+// Takes eight characters at a time; the last eight may overlap those before them. It needs half the
+// time of the standard library's hash.
 std::uint32_t hashOf(std::string_view key) {
     constexpr std::size_t step = sizeof(std::uint64_t);
     constexpr std::uint64_t oddFactor = 0x9E3779B97F4A7C15;  // 2 to the 64th by the golden ratio
@@ -201,7 +200,7 @@ bool hasKey(const tagInfo_s& info, std::string_view key) {
            (key.size() == head.size() || key.substr(head.size()) == restOf(info.words)->text);
 }
 
-// Writes a node for the main thread to see all or nothing of it. Engine thread.
+// Writes a node so that the main thread copies either the old or the new words. Engine thread.
 void rewrite(const tagInfo_s::words_t& words, tagInfo_s* info) {
     const std::atomic_ref version(info->version);
     version.store(info->version + 1, relaxed);
@@ -211,8 +210,9 @@ void rewrite(const tagInfo_s::words_t& words, tagInfo_s* info) {
     version.store(info->version + 1, std::memory_order_release);
 }
 
-// Frees what a key had behind its head, unless the main thread may have found it: that one
-// says first that it reads and then looks for rests, here the rest goes first. Engine thread.
+// Frees the rest of a key. When the main thread may have found it, the rest is retired: the main
+// thread sets restsAreRead before it looks for rests, and this function changes the node before it
+// looks at restsAreRead. Engine thread.
 void giveUp(rest_s* rest, tagInfo_s* info) {
     if (rest == nullptr) {
         return;
@@ -225,7 +225,7 @@ void giveUp(rest_s* rest, tagInfo_s* info) {
     }
 }
 
-// A copy of a node's words. Main thread, which says in restsAreRead that it may follow REST.
+// A copy of a node's words. Main thread, which has set restsAreRead if it follows REST.
 tagInfo_s::words_t copyOf(tagInfo_s* info) {
     tagInfo_s::words_t copy;
     const std::atomic_ref version(info->version);
@@ -266,7 +266,7 @@ void addSlot(std::uint32_t hash, std::uint32_t node) {
     map[slot] = {hash, node};
 }
 
-// Empties the slot of a node; entries behind it move up where a search would no longer find them.
+// Empties the slot of a node; entries behind it that a search would no longer find move up.
 void removeSlot(std::uint32_t hash, std::uint32_t node) {
     auto& map = database->tagInfo_locate_map;
     std::uint32_t hole = hash % slots;
@@ -275,7 +275,7 @@ void removeSlot(std::uint32_t hash, std::uint32_t node) {
     }
     for (std::uint32_t slot = nextSlot(hole); map[slot].node != noNode; slot = nextSlot(slot)) {
         const std::uint32_t home = map[slot].hash % slots;
-        // Distances run forward and round the end.
+        // Distances are counted forward, and continue from the last slot to the first.
         if ((slot - home) % slots >= (slot - hole) % slots) {
             map[hole] = map[slot];
             hole = slot;
@@ -301,7 +301,7 @@ void linkInFront(std::uint32_t node) {
     database->newest = node;
 }
 
-// A node for a new key: one more, or that of the key reported longest ago.
+// A node for a new key: one more, or the node of the key that was reported longest ago.
 std::uint32_t takeNode() {
     const std::uint32_t size = database->size.load(relaxed);
     if (size < MaxTagInfoDBSize.load(relaxed) || size == 0) {
@@ -352,11 +352,11 @@ void noteReport(std::uint32_t node, std::int64_t now) {
 
 // ---------------------------------------------------------------- the whole
 
-// Puts an empty database in the place of the one there is. Main thread.
+// Offers an empty database in place of the present one. Main thread.
 void offerEmptyDatabase() {
     retiredDatabases.free();
     newestDatabase = new database_s;
-    // One that the engine thread has never seen is ours again.
+    // A database that the engine thread has never taken comes back and is freed here.
     const std::unique_ptr<database_s> unseen(offered.exchange(newestDatabase, std::memory_order_acq_rel));
 }
 
@@ -371,8 +371,8 @@ void takeDatabase() {
     }
 }
 
-// A copy of the database. The keys stand one behind the other in one text, so that
-// nothing is allocated for each of them.
+// A copy of the database. The keys are one behind the other in one text, so that
+// a key does not need an allocation of its own.
 struct copied_key_s {
     std::size_t begin;  // in `database_copy_s::keys`
     std::size_t length;
@@ -388,9 +388,9 @@ struct database_copy_s {
     }
 };
 
-// Copies in the order of the nodes, which stand still, and not of the list, which
-// the engine thread changes meanwhile. A key that gave its node away and
-// came back is found twice: its last report counts.
+// Copies in the order of the nodes, which does not change, and not in the order of the list,
+// which the engine thread changes meanwhile. A key that lost its node and came back
+// may be found twice: its last report counts.
 void copyDatabase(database_copy_s* copy) {
     const std::uint32_t size = newestDatabase->size.load(std::memory_order_acquire);
     restsAreRead.store(true, std::memory_order_seq_cst);
@@ -433,7 +433,7 @@ void appendKey(std::string_view tagId, std::int64_t timestamp, std::int64_t left
     *text += " seconds";
 }
 
-// Members of "data" that a key consists of, in their order in the key.
+// Members of "data" from which a key is made, in their order in the key.
 constexpr std::array keyTexts{"PC", "idHex", "CRC", "TID"};
 
 int refuseReport(int result, const std::string& reason) {
@@ -441,7 +441,7 @@ int refuseReport(int result, const std::string& reason) {
     return result;
 }
 
-// The error text of the JSON accessor for an object without this member.
+// Logs and counts the error text that the JSON accessor has for an object without this member.
 int refuseMissing(const char* member) {
     std::string unused;
     std::string reason;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The results of the accesses on a tag. The radio reads the tag first, then does its accesses and
-// sends the result of each in an ACCESS_INFO packet. Here the results join the pending report,
-// and here the report is found to be complete.
+// sends the result of each in an ACCESS_INFO packet. These functions add the results to the pending
+// report, and release it when it is complete.
 //
 // A mode that reads tag memory as metadata has a member of "data" for each range
 // of words, the memory key. A mode with accesses of the client has one text for
@@ -23,11 +23,11 @@ std::uint8_t radio::current_access_idx = 0;
 
 namespace {
 
-// Radio operations that have succeeded in the access at hand. Engine thread.
+// Radio operations that have succeeded in the present access. Engine thread.
 std::uint8_t multi_part_access_count = 0;
 
-// Reports are prepared for the ids up to 63. An access with the last id, 64, has
-// no slot of its own and always ends the report.
+// Reports are prepared for the ids up to 63. Quirk: an access with the last id, 64, does not have
+// a slot of its own and always ends the report.
 constexpr std::uint64_t preparedAccesses = (std::uint64_t{1} << 63) - 1;  // a mask, as of an olio
 constexpr std::uint8_t lastAccess = 64;
 
@@ -73,7 +73,7 @@ std::string_view textOf(const std::array<code_text_s, rows>& table, std::uint8_t
     return row != table.end() ? row->text : otherwise;
 }
 
-// A result that has come, and the access that it belongs to.
+// A result, and the access that it belongs to.
 struct outcome_s {
     const ACCESS_INFO_s* info;
     const planned_access_s* access;
@@ -81,7 +81,7 @@ struct outcome_s {
     std::string_view key;    // memory key of a read as metadata, otherwise empty
 };
 
-// Fills the next slot. True when the report has to leave: the slot was the last
+// Fills the next slot of "accessResults". True when the report must leave: the slot was the last
 // one, or was refused.
 bool storeInNextSlot(std::string_view text) {
     return add_to_access_results(text, radio::current_access_idx++) != 0;
@@ -100,7 +100,7 @@ bool store(const outcome_s& outcome, std::string_view text) {
 // ---- success: each returns true when the report is complete ------------------
 
 bool onRead(const outcome_s& outcome) {
-    static std::string words;  // kept for its memory; engine thread
+    static std::string words;  // static to keep its memory; engine thread
     const unsigned expected = outcome.access->words;
     if (expected != 0 && expected != outcome.dataLength / 2) {
         store(outcome, wordsMismatch);
@@ -121,7 +121,7 @@ bool onPart(const outcome_s& outcome) {
     if (++multi_part_access_count != outcome.access->parts) {
         return false;
     }
-    radio::prev_access_idx = radio::noAccessYet;  // the next packet begins to count anew
+    radio::prev_access_idx = radio::noAccessYet;  // the count of the next packet begins at 0
     return storeInNextSlot(succeeded);
 }
 
@@ -221,7 +221,7 @@ void prepare_access_results(std::uint16_t olio) {
 }
 
 // Without a pending report the result belongs to a tag that the filter has dropped, or to a report
-// that has left; it is ignored.
+// that has left: it is then ignored.
 int process_access_info_packet(RXE_packet_s* packet) {
     if (!isReportPending()) {
         return 0;

@@ -21,7 +21,7 @@ using message_t = velmo::tag_data_report;
 // Types of a field on the wire (Protocol Buffers, encoding).
 enum wire_type_e : std::uint32_t { VARINT = 0, LENGTH_DELIMITED = 2, FIXED_32 = 5 };
 
-// Writes fields one after the other from `out` on; the caller has made room.
+// Writes fields one after the other from `out` on. The caller provides enough room.
 class wire_writer {
   public:
     explicit wire_writer(char* out) : out_(out) {}
@@ -97,12 +97,12 @@ void putBearing(const TAG_INFO_s& info, wire_writer* out) {
     out->number(message_t::kElevationConfidenceFieldNumber, info.elevationConf);
 }
 
-// The form of a BEARING mode. Every field is set, whatever the packet had.
+// The form of a BEARING mode. Every field is set, also those that the packet does not have.
 void putReduced(const tag_read_s& read, wire_writer* out) {
     const TAG_INFO_s& info = *read.info;
     putTagId(info, out);
     putTime(read.time, out);
-    // Low byte first, unlike the full report: consumers of bearings depend on it.
+    // Quirk: low byte first, unlike the full report. Consumers of bearings depend on it.
     out->words(message_t::kPcFieldNumber, static_cast<std::uint16_t>(info.pc << 8 | info.pc >> 8));
     out->sint32(message_t::kRssiIntFieldNumber, info.rssi);
     out->number(message_t::kAntennaFieldNumber, radio::currentTxAntenna);
@@ -177,7 +177,7 @@ void putFull(const tag_read_s& read, const report_plan_s& plan, wire_writer* out
 }  // namespace
 
 void sendBinaryReport(const tag_read_s& read) {
-    static std::vector<char> buffer;  // kept for its memory; engine thread
+    static std::vector<char> buffer;  // static to keep its memory; engine thread
     const report_plan_s& plan = reportPlan();
     const std::size_t room = std::tuple_size_v<report_header_t> + plan.room;
     if (buffer.size() < room) {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// The two outbound channels, tag_data and gpio_led, and the tick that steers
-// their batching. The radio thread only measures; it cannot end a batch that the
-// engine thread has opened, so it counts ticks and the engine thread flushes at
+// The two outbound channels, tag_data and gpio_led, and the tick that determines
+// when they batch. The radio thread only measures. It cannot end a batch that the
+// engine thread has opened, so it counts ticks, and the engine thread flushes at
 // its next status packet.
 #include <zmq.h>
 
@@ -13,20 +13,20 @@
 
 namespace {
 
-// From more than this many messages a second on, a channel gathers messages in
-// batches, and a batch ends with the message that finds it above this size.
+// Above this many messages a second a channel gathers messages in batches. The first message that
+// comes when a batch has more than this many bytes ends the batch.
 constexpr int maxMessagesPerSecond = 25;
 constexpr int maxBatchBytes = 1500;
 
-// Messages complete on tag_data since start; they wrap, only differences count.
+// Messages completed on tag_data since the start; the number wraps, only differences count.
 // Written by the engine thread, read by the radio thread.
 std::atomic<std::uint32_t> tag_data_msg_count{0};
 // The same at the last tick. Radio thread.
 std::uint32_t tag_data_prev_msg_count = 0;
-// Messages a second as of the last tick. Written by the radio thread, read by
+// Messages a second at the last tick. Written by the radio thread, read by
 // the engine thread.
 std::atomic<std::int32_t> tag_data_msg_count_last_second{0};
-// Bytes in the open multipart message on tag_data, 0 when none is. Engine thread.
+// Bytes in the open multipart message on tag_data, 0 when none is open. Engine thread.
 std::int32_t current_tag_data_msg_size = 0;
 // Whether that message is for outside subscribers. Engine thread.
 bool current_tag_data_msg_outside = false;
@@ -45,8 +45,8 @@ std::uint32_t do_background_activity_rxe_thread_prev_background_activity_count =
 
 constexpr auto relaxed = std::memory_order_relaxed;
 
-// Sends the present time behind a prefix. Main and engine threads, so the texts
-// are local.
+// Sends a prefix and the present time behind it. The main thread and the engine thread call it, so
+// the texts are local.
 void sendTimedLine(std::string line) {
     timeval now{};
     gettimeofday(&now, nullptr);
@@ -56,8 +56,8 @@ void sendTimedLine(std::string line) {
     send_gpio_led_message(line);
 }
 
-// In a turn at gpio_led, which spans the choice between batch and single frame, the send
-// and the new size, so that no line of another thread leaves a batch open unnoticed.
+// Runs in a turn at gpio_led. The turn covers the choice between batch and single frame, the send
+// and the new size, so that these stay consistent when two threads send lines.
 void sendLine(std::string_view line) {
     const bool batch = gpio_led_slow_down() && current_gpio_led_msg_size <= maxBatchBytes;
     if (sockets::gpio_led.handle != nullptr) {
@@ -89,14 +89,14 @@ void closeGpioLedBatch() {
         endLines, [](left_send_s& left) { left.send = [](const left_send_s&) { endLines(); }; });
 }
 
-// Ends an open batch on tag_data in the same way; one that went with its socket has no
+// Ends an open batch on tag_data in the same way; a batch whose socket was closed does not get an
 // end. Engine thread.
 void closeTagDataBatch() {
     sendTagData(current_tag_data_msg_outside, "", 0, 0);
     current_tag_data_msg_size = 0;
 }
 
-// Takes the rate of one channel: the count of half a second, doubled.
+// Computes the rate of one channel, in messages a second: the count of half a second, doubled.
 void measureRate(const std::atomic<std::uint32_t>& count, std::uint32_t* previous,
                  std::atomic<std::int32_t>* rate) {
     const std::uint32_t now = count.load(relaxed);
@@ -116,8 +116,8 @@ void send_tag_data_message(std::string_view message, bool immediate, bool outsid
         return;
     }
     if (!tag_data_slow_down()) {
-        // The size stays as it is: a batch that was open ends with this frame, and
-        // the next flush sends one empty message, which readers skip.
+        // The size stays as it is. Quirk: a batch that was open ends with this frame, and
+        // the next flush then sends one empty message, which readers skip.
         sendTagData(outside, message.data(), message.size(), 0);
         countOne(&tag_data_msg_count);
     } else if (current_tag_data_msg_size <= maxBatchBytes) {
@@ -183,8 +183,8 @@ void send_radio_start_message() {
     sendTimedLine("RADIO_START,");
 }
 
-// No status packet follows a stop and no batch may stay open behind it, so the line
-// that it would open or join one with ends it too.
+// A status packet, which flushes, does not follow a stop. So this line, which may open or join a
+// batch, ends it too.
 void send_radio_stop_message() {
     sendTimedLine("RADIO_STOP,");
     closeGpioLedBatch();

@@ -25,7 +25,7 @@ namespace {
 constexpr auto relaxed = std::memory_order_relaxed;
 
 // Held over one packet: serialises the engine and the simulations, which may run at the
-// same time. As long as only one of them runs, nobody waits.
+// same time. While only one of them runs, its thread does not wait.
 class packet_gate_s {
   public:
     packet_gate_s() {
@@ -45,7 +45,7 @@ class packet_gate_s {
 
 // Tag packets by beam of the array reader. Beam numbers are sparse, but any
 // 16-bit number has its place, so that the engine thread counts without a lock
-// while the main thread walks; pages of beams that are never seen cost nothing.
+// while the main thread reads; the system gives memory only to pages of beams that were counted.
 // Written by the engine thread, read by any.
 std::array<std::atomic<std::uint64_t>, 65536> tagReadCountPerAntQDX{};
 

@@ -29,7 +29,7 @@ void appendEntry(short beam, float level, std::string* map) {
 }  // namespace
 
 void process_parallel_rssi_debug(RXE_packet_s* packet) {
-    static std::string map;  // kept for its memory; engine thread
+    static std::string map;  // static to keep its memory; engine thread
     PARALLEL_RSSI_s levels{};
     if (RXE_formatPayloadToStruct(packet, &levels) == RXE_OK) {
         map.clear();

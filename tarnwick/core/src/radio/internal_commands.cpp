@@ -29,8 +29,8 @@ constexpr std::array dataAnalyticsWords{
     data_analytics_word_s{vocabulary::analyticsOff.name, DATA_ANALYTICS_OFF},
 };
 
-// Makes tag_data anew, for outside subscribers or for the local consumer. False, with the reply
-// filled, when that fails; then the socket is made for the form that was in force.
+// Closes tag_data and opens it for outside subscribers or for the local consumer. When that fails it
+// returns false, with the reply filled, and opens the socket again for the form that was in force.
 bool recreateDataSocket(bool forOutside, std::string* response) {
     if (closeZMQSocketForData() != 0) {
         *response = "Failure: Failed to close ZMQ socket for data";

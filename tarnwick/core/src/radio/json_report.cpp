@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The JSON form of a tag report. Its text is written once, member by member, when the
-// tag packet comes. What joins it later (a heat map, outcomes of accesses) waits in a
-// list of its own, sorted by key, and is merged in when the report leaves.
+// tag packet comes. Members that come later (a heat map, outcomes of accesses) are in a
+// list of their own, sorted by key, and are merged into the text when the report leaves.
 #include <algorithm>
 #include <array>
 #include <cstdio>
@@ -35,9 +35,9 @@ struct report_member_s {
 
 namespace {
 
-// What a key of the additional-keys database is made of; any other member is no part.
+// The members from which a key of the additional-keys database is made.
 constexpr std::array<std::string_view, 5> keyParts{"PC", "idHex", "CRC", "TID", "antenna"};
-constexpr std::size_t tidPart = 3;  // the one that no tag packet brings
+constexpr std::size_t tidPart = 3;  // the only one that comes behind the tag packet
 constexpr std::size_t antennaPart = 4;
 constexpr std::size_t noPart = keyParts.size();
 constexpr std::size_t keyPartOf(std::string_view key) {
@@ -48,8 +48,8 @@ constexpr std::size_t headerBytes = std::tuple_size_v<report_header_t>;
 constexpr std::string_view opening = "{\"data\":";
 constexpr std::size_t uriBytes = 1024;
 
-// A member that joined the report after its tag packet: "key":value in the late bytes. Keys are
-// texts without need of escaping.
+// A member that came after the tag packet: "key":value in the late bytes. Keys are
+// texts that need no escaping.
 struct late_member_s {
     std::size_t begin;
     std::size_t keyLength;
@@ -68,7 +68,7 @@ struct mark_s {
     const char* begin;
 };
 
-// The report. All memory is kept for the next one. Engine thread, as all state here.
+// The report. Its memory is kept for the next one. Engine thread, as all state in this file.
 struct report_s {
     bool pending = false;
     bool everBuilt = false;
@@ -182,8 +182,8 @@ constexpr auto reportMembers =
                         [](const tag_read_s& read, const report_plan_s&, char* out) {
                             return putUnsigned(read.eventNum, out);
                         }},
-        // Bit 8 of the PC is the toggle: the tag holds no EPC but an ISO application
-        // family identifier (Gen2 air interface, 6.3.2.1.2.2).
+        // Bit 8 of the PC is the toggle: it is set when the tag does not have an EPC, but an ISO
+        // application family identifier (EPC Gen2, 6.3.2.1.2.2).
         report_member_s{"format", RXE_FIELD_PC, always,
                         [](const tag_read_s& read, const report_plan_s&, char* out) {
                             return putBytes((read.info->pc & 0x100) != 0 ? R"("uii")" : R"("epc")", out);
@@ -231,20 +231,20 @@ std::string_view valueOf(const late_member_s& member) {
     return bytesOf(member).substr(member.keyLength + 3);  // behind "key":
 }
 
-// Room for so many more late bytes.
+// Makes room for `count` more late bytes. Returns where they begin.
 char* lateRoom(std::size_t count) {
     if (report.lateBytes.size() - report.lateSize < count) {
         report.lateBytes.resize(2 * (report.lateSize + count));
     }
     return report.lateBytes.data() + report.lateSize;
 }
-// They end here. Returns where they began.
+// The late bytes end at `end` now. Returns the index at which the new ones begin.
 std::size_t takeLate(const char* end) {
     return std::exchange(report.lateSize, static_cast<std::size_t>(end - report.lateBytes.data()));
 }
 
-// Where the last late bytes, from `begin` on, stand from now on: in the place of those that they
-// replace, if they fit there. So a report for which outcomes come again and again stays small.
+// Moves the last late bytes, from `begin` on, to the place of those that they replace, if they fit
+// there, and returns their index. So a report stays small when outcomes come many times.
 std::size_t placeOfNew(std::size_t begin, std::size_t oldBegin, std::size_t oldLength) {
     const std::size_t length = report.lateSize - begin;
     if (length > oldLength) {
@@ -255,7 +255,8 @@ std::size_t placeOfNew(std::size_t begin, std::size_t oldBegin, std::size_t oldL
     return oldBegin;
 }
 
-// Begins "key": of a late member that has room for so many bytes of value.
+// Writes "key": of a late member, with room for `valueBytes` bytes of value. Returns where the value
+// begins.
 char* beginLate(std::string_view key, std::size_t valueBytes) {
     char* out = lateRoom(key.size() + 3 + valueBytes);
     out = putPlain(key, out);
@@ -263,8 +264,8 @@ char* beginLate(std::string_view key, std::size_t valueBytes) {
     return out;
 }
 
-// Gives the member its place, in that of an older value of the key. `key` need not be the one
-// in the bytes.
+// Puts the member into the list, in place of an older value of the key. `key` may be another text
+// than the one in the bytes.
 void endLate(std::string_view key, const char* end) {
     const std::size_t begin = takeLate(end);
     const std::size_t length = report.lateSize - begin;
@@ -284,7 +285,7 @@ void endLate(std::string_view key, const char* end) {
                        {begin, key.size(), begin + length});
 }
 
-// Makes the report pending. A late member does so also without a tag packet.
+// Makes the report pending. A late member does this also without a tag packet.
 void expectMore() {
     report.everBuilt = report.pending = true;
 }

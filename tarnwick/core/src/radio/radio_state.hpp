@@ -19,18 +19,18 @@ struct addl_key_parts_s;  // additional_config.hpp
 
 namespace radio {
 
-// The olio that the radio works on (1 to 1023), the antenna or beam that transmits, and the channel
-// in kHz. Written by the packet dispatch; they keep their values over a radio stop.
+// The present olio of the radio (1 to 1023), the antenna or beam that transmits, and the frequency
+// of the channel in kHz. Written by the packet dispatch; they keep their values after a radio stop.
 extern std::uint16_t currentOlio;
 extern std::uint16_t currentTxAntenna;
 extern std::uint32_t currentChannel;
 
-// Subscriber selector of the current report: 1 to `subscribers`, or 0 when the
-// packet carried no CRC. Written by the tag report, read by the report headers.
+// The subscriber of the current report: 1 to `subscribers`, or 0 when the packet did not have a
+// CRC. Written by the tag report, read by the report headers.
 extern std::uint16_t currentHash;
 
-// The number of the next report, from 0. JSON reports and full binary reports take it and count it
-// up; reduced binary reports have none.
+// The number of the next report, from 0. JSON reports and full binary reports have a number and
+// increase it; reduced binary reports do not have one.
 extern std::uint64_t eventNum;
 
 }  // namespace radio
@@ -59,8 +59,8 @@ void countOne(std::atomic<Number>* counter) {
     counter->store(counter->load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
 }
 
-// Zeroes the record for a packet, all of it: the library leaves what the packet lacks. A
-// record at the begin of a line of the cache takes a fifth less time.
+// Zeroes the whole record of a packet: the library does not write members that the packet does not
+// have. A record that begins at a cache line takes a fifth less time.
 void zeroRecord(void* record, std::size_t size);
 inline constexpr std::size_t recordAlignment = 64;
 
@@ -85,7 +85,8 @@ void setLateText(std::string_view key, std::string_view text);
 // without gaps. Returns -1 if refused, 1 if this was the last slot, 0 otherwise.
 int add_to_access_results(std::string_view text, std::size_t index);
 
-// What the additional-keys database asks of the report. Good until the report changes.
+// The parts of the report that its key is made of (additional_config.hpp). Valid until the report
+// changes.
 addl_key_parts_s keyPartsOfReport();
 
 // The finished report: room for the header of the STRING form, then the text. The text is null

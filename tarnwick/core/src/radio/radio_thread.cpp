@@ -64,7 +64,7 @@ bool isRequestWaiting() {
            (events & ZMQ_POLLIN) != 0;
 }
 
-// One tick, also when several half seconds have passed since the last.
+// One tick, also when several half seconds have passed since the last one.
 void onTimer(int timer) {
     std::uint64_t expiries = 0;
     if (read(timer, &expiries, sizeof expiries) != static_cast<ssize_t>(sizeof expiries)) {
@@ -76,7 +76,7 @@ void onTimer(int timer) {
     tellRefusedPeers();
 }
 
-// Serves one request. When there is none (EAGAIN) nothing is sent.
+// Serves one request. Without a request (EAGAIN) it does not send a reply.
 void serveRequest() {
     std::string request;
     std::string response;

@@ -29,7 +29,8 @@ struct plan_node_s {
 // The newest plan that the engine thread has not taken yet, or null. Both threads
 // exchange it.
 std::atomic<plan_node_s*> offered{nullptr};
-// Plans that are not in force any more. The engine thread adds, the main thread takes all.
+// Plans that are not in force any more. The engine thread adds one, the main thread takes and frees
+// all.
 std::atomic<plan_node_s*> retired{nullptr};
 
 void freeRetired() {
@@ -62,8 +63,8 @@ std::size_t roomOf(const planned_text_s& text) {
     return std::max(text.json.size(), text.plain.size());
 }
 
-// The most bytes of a report, generously: two URIs of a kilobyte in which each byte is escaped in
-// six characters.
+// An upper bound of the bytes of a report without late members. It allows for two URIs of a
+// kilobyte in which each byte is escaped to six characters.
 std::size_t roomFor(const report_plan_s& plan) {
     constexpr std::size_t roomOfUris = std::size_t{2} * 6 * 1024;
     constexpr std::size_t roomOfEpc = 520;
@@ -80,7 +81,7 @@ std::size_t roomFor(const report_plan_s& plan) {
            roomOf(plan.userDefinedText);
 }
 
-// Words to read or write, 0 to 255. In a read the high byte holds the count once more.
+// Words to read or write, 0 to 255. In a read the high byte has the count too.
 std::uint8_t wordCountOf(const ACCESS_OP_s& op) {
     return static_cast<std::uint8_t>(op.wordCount & 0xFF);
 }
@@ -145,7 +146,7 @@ report_plan_s makePlan(const mode_configuration_s& mode, const told_accesses_s& 
     return plan;
 }
 
-// Rare, and kept out of the way of every packet.
+// Not inlined: it runs rarely, and the code that runs for each packet stays short.
 [[gnu::noinline]] const report_plan_s& planOfEmptyMode() {
     static const report_plan_s plan = makePlan({}, {});
     return plan;

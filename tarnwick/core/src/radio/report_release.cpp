@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Every JSON tag report is sent from here.
+// Sends JSON tag reports, unless the additional-keys database holds them back.
 #include <algorithm>
 
 #include "additional_config.hpp"
@@ -14,8 +14,8 @@ std::uint32_t radio::tagMemoryCount = 0;
 
 namespace {
 
-// Whether the additional-keys database holds the report back: its key was reported
-// too recently. A report that has no key leaves unfiltered.
+// Whether the additional-keys database holds the report back, because its key was reported
+// too recently. A report without a key is not held back.
 bool isHeldBack() {
     if (!additional_config::isAddlKeysEnabled.load(std::memory_order_relaxed)) {
         return false;

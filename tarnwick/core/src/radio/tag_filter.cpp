@@ -10,8 +10,8 @@
 
 namespace {
 
-// Whether the EPC begins or ends with the pattern. A pattern longer than the EPC does not match, an
-// empty one always does.
+// Whether the EPC begins or ends with the pattern. A pattern that is longer than the EPC does not
+// match, an empty one always matches.
 bool matchesPattern(const tagFilter_s& filter, const std::uint8_t* epc, unsigned byteCount) {
     const unsigned length = filter.patternLength;
     if (length > byteCount) {

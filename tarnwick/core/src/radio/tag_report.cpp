@@ -17,12 +17,13 @@ namespace {
 constexpr std::uint16_t multiTagBits = 96;
 constexpr std::size_t multiTagBytes = multiTagBits / 8;
 
-// Texts of the tag at hand, kept for their memory. Engine thread.
+// Texts of the present tag; they are static to keep their memory. Engine thread.
 std::string idHex;
 constexpr std::string_view tagRead = "TAG_READ,";
 std::string tagReadLine(tagRead);
 
-// The one byte that tells the parts of an item apart, and its bits that do not.
+// The byte that tells the parts of one item apart, and the mask of its bits that do not, by scheme
+// (GS1 TDS 1.13, table 14-1).
 struct multi_tag_mask_s {
     multiTag_e type;
     std::size_t byte;
@@ -53,7 +54,7 @@ std::uint16_t hashOf(const TAG_INFO_s& info) {
     return static_cast<std::uint16_t>(crc % count + 1);
 }
 
-// Makes room in the pending report for what its accesses will tell.
+// Prepares the pending report for the results of its accesses.
 void expectAccessResults(const report_plan_s& plan) {
     prepare_access_results(radio::currentOlio);
     if (plan.restartsSlots) {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Zeroing the library's records: some 4 KiB for each packet, and so a tenth of what a report
-// takes.
+// Zeroes the library's records. A packet needs some 4 KiB of zeros, which is a tenth of the time of
+// a report.
 #include <cstddef>
 #include <cstring>
 
@@ -13,8 +13,8 @@
 namespace {
 
 #ifdef __x86_64__
-// Zeroes `size` bytes, a multiple of `zeroedAtOnce`. What the compiler and the
-// C library make of records of this size takes a fifth longer.
+// Zeroes `size` bytes, a multiple of `zeroedAtOnce`. The code of the compiler and memset of the
+// C library take a fifth longer for records of this size.
 constexpr std::size_t zeroedAtOnce = 320;
 [[gnu::target("avx2")]] void zeroInWideRegisters(unsigned char* bytes, std::size_t size) {
     const __m256i zero{};
