@@ -1,15 +1,14 @@
 // SPDX-License-Identifier: MIT
-// How long the engine's callback takes while clients ask for things. A thread in place of
-// the engine's hands in 10,000 packets a second, tags and reads of their memory; the main
-// thread sets modes, or tells the status, or lists a full database of additional keys,
-// or does nothing; a subscriber takes the reports.
+// How long the engine's callback takes while the main thread serves requests. A thread in place
+// of the engine's delivers 10,000 packets a second, tags and reads of their memory; the main
+// thread sets modes, or makes the reply to "status", or lists a full database of additional keys,
+// or does nothing; a subscriber reads the reports.
 //
-// For each of these it prints, of five rounds the one in the middle: the p50, p99, p99.9 and
+// For each of these it prints the middle one of five rounds: the p50, p99, p99.9 and
 // largest time of one call in microseconds, and how often the callback gave its processor up
 // to wait. Exit status 1 when a p99.9 is above 50 us, or when more than one call in a thousand
-// waited: a few wait inside ZeroMQ, whose threads share its queues. Calls that lost their
-// processor to another thread are left out of these times, which are the callback's own; behind
-// them stands the p99.9 of all calls.
+// waited: a few wait inside ZeroMQ, whose threads share its queues. The times leave out calls
+// that lost their processor to another thread; the p99.9 of all calls is behind them.
 #include <sys/resource.h>
 #include <unistd.h>
 #include <zmq.h>
@@ -79,7 +78,7 @@ void ask(const std::string& request) {
     }
 }
 
-// A tag packet and the one of its read, of which each call changes the TID.
+// A tag packet and the packet of the read of its TID, which changes with each call.
 struct packets_s {
     std::vector<std::uint8_t> tag = std::vector<std::uint8_t>(sizeof(RXE_packet_s) + maxSimulatedPayload);
     std::vector<std::uint8_t> read = std::vector<std::uint8_t>(sizeof(RXE_packet_s) + 16);
@@ -132,7 +131,7 @@ struct times_s {
     }
 };
 
-// Hands the packets in, each at its time, and tells how long each call took.
+// Delivers the packets, each at its time, and returns how long each call took.
 times_s engine(packets_s* packets) {
     times_s times;
     times.microseconds.reserve(std::size_t{2} * tags);
@@ -178,7 +177,7 @@ times_s runRound(const row_s& row, packets_s* packets) {
     return times;
 }
 
-// Prints one row: of its rounds that with the median p99.9. True when the aim is met.
+// Prints one row: the round with the median p99.9. True when the aim is met.
 bool measure(const row_s& row, packets_s* packets) {
     std::vector<times_s> all;
     for (int round = 0; round < rounds; ++round) {
@@ -196,7 +195,7 @@ bool measure(const row_s& row, packets_s* packets) {
     return met;
 }
 
-// A publisher, and a reader that takes all that comes until the process ends.
+// A publisher, and a subscriber that reads all messages until the process ends.
 void* publisher(const std::string& endpoint) {
     void* socket = zmq_socket(sockets::context, ZMQ_PUB);
     if (zmq_bind(socket, endpoint.c_str()) != 0) {
@@ -238,7 +237,7 @@ int main() {
         return 2;
     }
     std::filesystem::current_path(directory);
-    std::freopen("output", "w", stdout);  // modes tell that there is no management server
+    std::freopen("output", "w", stdout);  // each mode prints that the management server does not answer
     sockets::context = zmq_ctx_new();
     const std::string reports = std::string("ipc://") + directory + "/reports";
     const std::string lines = std::string("ipc://") + directory + "/lines";

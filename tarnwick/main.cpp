@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Start-up and shutdown of the daemon, each a straight list.
+// Start-up and shutdown of the daemon, each a list of steps in their order.
 #include "apply/apply.hpp"
 #include "connection.hpp"
 #include "logger.hpp"
@@ -19,9 +19,9 @@
 
 namespace {
 
-// Bytes. Memory blocks from this size on return to the system as soon as they are freed. Without a
-// fixed number the C library raises it to the largest block freed so far, and after a request of 10 MB
-// it keeps some 30 MB. Reports are much smaller.
+// Bytes. Memory blocks of at least this size go back to the system as soon as they are freed. Without
+// a fixed number the C library raises its limit to the largest block that was freed, and after a
+// request of 10 MB it keeps some 30 MB. Reports are much smaller.
 constexpr int ownMappingFrom = 1024 * 1024;
 
 struct options_s {
@@ -33,7 +33,7 @@ void say(std::string_view line) {
     std::cout << line << std::endl;
 }
 
-// Prints every argument; an unknown one has no other effect.
+// Prints every argument. Quirk: an unknown one, also --help, has no other effect.
 options_s scanArguments(int argc, char** argv) {
     options_s options;
     for (int i = 1; i < argc; ++i) {
@@ -52,8 +52,8 @@ options_s scanArguments(int argc, char** argv) {
     return options;
 }
 
-// Counts and logs the failed step. Returns the exit status, which is 0 in every
-// case: the boot scripts do not act on it.
+// Counts and logs the failed step. Returns the exit status. Quirk: it is 0 in every
+// case; the boot scripts do not use it.
 template <class... Parts>
 int failed(const Parts&... parts) {
     logCountedError("main", parts...);
@@ -95,7 +95,8 @@ int main(int argc, char** argv) {
     if (startRadioThread() != 0) {
         return failed(" Failed to start radio thread");
     }
-    publishReportPlan(mode_configuration, toldAccesses);  // the thread knows the reader's names now
+    // startRadioThread has learnt the reader's names, which reports may hold.
+    publishReportPlan(mode_configuration, toldAccesses);
 
     requests::processRequests(options.cli);
 

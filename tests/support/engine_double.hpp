@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The radio engine's C interface as a double: it records every call in order,
-// answers from memory and fails on request. Everything here is safe from any
-// thread.
+// answers from memory and fails on request. Any thread.
 #pragma once
 
 #include <cstddef>
@@ -15,7 +14,7 @@
 namespace engine_double {
 
 struct call_s {
-    std::string name;                  // "RXE_setParam2"; behind it which of its flags is cleared
+    std::string name;                  // "RXE_setParam2", with a note behind it when a flag is cleared
     unsigned id = 0;                   // parameter id; RXE_txFakeTags: count; RXE_connect: baud
     std::vector<std::uint8_t> record;  // what a set call carried; empty for gets
     std::string text;                  // RXE_connect: device; RXE_enablePacketLogging: file

@@ -9,8 +9,8 @@
 #include "support/process.hpp"
 #include "support/temp_dir.hpp"
 
-// Which of the texts a schema of draft 2020-12 accepts; none may hold a line break.
-// Throws when the schema itself is no good or cannot be tried.
+// Which of the texts a schema of draft 2020-12 accepts. A text must not have a line break.
+// Throws when the schema itself is not valid or the script cannot run.
 inline std::vector<bool> acceptedBySchema(const std::string& schemaFile,
                                           const std::vector<std::string>& texts) {
     const temp_dir_s directory;

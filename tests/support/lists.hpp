@@ -3,7 +3,7 @@
 
 #include <string>
 
-// So many of one element, with a comma between them, for a JSON array.
+// `count` times the element, with a comma between them, for a JSON array.
 inline std::string listOf(int count, const std::string& element) {
     std::string list = element;
     for (int i = 1; i < count; ++i) {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The Reader Management server as a double: it records each request and gives
-// whatever answer the test wants, right or wrong. One connection at a time.
+// the answer that the test wants, right or wrong. One connection at a time.
 #pragma once
 
 #include <functional>
@@ -15,8 +15,8 @@ std::string managementReply(const std::string& body, const std::string& code = "
 // "<v:name>body</v:name>"
 std::string managementElement(const std::string& name, const std::string& body);
 
-// A reader as the server tells of it. Its cable loss is 1.5 dB at each antenna,
-// but 37.5 dB, which is beyond a byte, at the second.
+// A reader as the server describes it. Its cable loss is 1.5 dB at each antenna, and
+// 37.5 dB, which does not fit the engine's byte, at the second.
 struct management_facts_s {
     std::string model = "PN5100";
     int ports = 4;
@@ -26,11 +26,11 @@ std::string answerFromFacts(const management_facts_s& facts, const std::string& 
 
 class ManagementDouble {
   public:
-    // `answer` runs on the double's thread, so what it reads is to be changed
-    // between queries only. An empty answer closes the connection.
+    // `answer` runs on the double's thread, so a test may change what it reads only
+    // between queries. An empty answer closes the connection.
     using answer_t = std::function<std::string(const std::string& request)>;
     explicit ManagementDouble(answer_t answer);
-    // One answer for each connection, in turn, and no more.
+    // One answer for each connection, in their order.
     explicit ManagementDouble(std::vector<std::string> answers);
     ~ManagementDouble();
     ManagementDouble(const ManagementDouble&) = delete;

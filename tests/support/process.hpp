@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// A program under test: started with its own directory and environment, watched
-// through its output, and ended with the object that stands for it.
+// A program under test: it has its own directory and environment, the test reads its
+// output, and it ends with its object.
 #pragma once
 
 #include <sys/types.h>
@@ -14,7 +14,7 @@
 
 inline constexpr std::chrono::milliseconds defaultPatience{20'000};
 
-// Asks until `holds` does. False when patience ran out first.
+// Asks until `holds` returns true. False when it did not within `patience`.
 bool eventually(const std::function<bool()>& holds, std::chrono::milliseconds patience = defaultPatience);
 
 struct process_options_s {
@@ -26,7 +26,7 @@ struct process_options_s {
 struct process_s {
     // `program` is a path, or a name of a program on the PATH.
     process_s(const std::string& program, const process_options_s& options);
-    // Ends the program: SIGTERM, and SIGKILL when it does not heed that in time.
+    // Ends the program: SIGTERM, and SIGKILL when it still runs after 5 s.
     ~process_s();
     process_s(const process_s&) = delete;
     process_s& operator=(const process_s&) = delete;
@@ -39,8 +39,8 @@ struct process_s {
     void closeInput();
     void signal(int number) const;
 
-    // The exit status, 128 and the signal's number after a signal, or nothing
-    // when the program still runs after `patience`.
+    // The exit status; after a signal 128 plus the signal's number; nothing when the
+    // program still runs after `patience`.
     std::optional<int> waitForExit(std::chrono::milliseconds patience = defaultPatience);
 
     pid_t pid = -1;

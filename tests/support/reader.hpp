@@ -25,28 +25,28 @@ struct socket_s {
     socket_s& operator=(const socket_s&) = delete;
 
     void send(const frames_t& frames) const;
-    // One message with all its frames, or nothing when patience ran out.
+    // One message with all its frames, or nothing when none came within `patience`.
     std::optional<frames_t> receive(std::chrono::milliseconds patience = defaultPatience) const;
 
     void* handle;
 };
 
 // One request of a client that has just connected, and its reply without the
-// terminating NUL. Throws when there is no reply, or no NUL.
+// terminating NUL. Throws when a reply does not come, or does not end with a NUL.
 std::string ask(std::string_view request, std::chrono::milliseconds patience = defaultPatience);
 std::string askFrames(const frames_t& request, std::chrono::milliseconds patience = defaultPatience);
 
-// Binds, as the consumers beside the daemon do: the daemon connects to it.
+// Binds an endpoint, as the consumers on the reader do: the daemon connects to it.
 struct consumer_s : socket_s {
     explicit consumer_s(const char* endpoint);
     ~consumer_s();
-    // Waits until a publisher has connected; what it sends from now on arrives.
+    // Waits until a publisher has connected; messages that it sends from now on arrive.
     void waitForPublisher() const;
     std::unique_ptr<socket_s> monitor;
 };
 
-// Connects to the daemon's own port, as subscribers from outside do. `prefix`
-// is what the messages begin with.
+// Connects to the daemon's own port, as subscribers from outside do. It gets the
+// messages that begin with `prefix`.
 struct outside_subscriber_s : socket_s {
     explicit outside_subscriber_s(std::string_view prefix = {});
 };
@@ -56,7 +56,7 @@ struct reader_options_s {
     std::vector<std::string> serverArguments = {};  // of the server, which takes the profile PN5100 by itself
     bool server = true;
     std::string scenario = {};  // JSON text for the engine; empty for its own
-    // What else the daemon is to find when it starts.
+    // Makes other files that the daemon needs when it starts.
     std::function<void(const std::filesystem::path& directory)> prepare = nullptr;
     bool awaitReady = true;
 };
@@ -67,7 +67,7 @@ struct reader_s {
     // Ends the daemon with an `exit` request. Returns its exit status.
     int exit();
 
-    std::string log() const;  // whole only after the daemon's end
+    std::string log() const;  // complete only after the daemon has ended
 
     temp_dir_s directory;
     std::unique_ptr<process_s> server;

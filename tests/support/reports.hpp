@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What subscribers do with tag reports: take frame after frame, and read one.
+// Functions of subscribers to tag reports: take frame after frame, and read one.
 #pragma once
 
 #include <algorithm>
@@ -30,7 +30,7 @@ struct report_stream_s {
     std::deque<std::string> waiting = {};
 };
 
-// All frames of the messages that come until none came for `silence`, without empty ones.
+// All frames of the messages that come, until none has come for `silence`; without empty frames.
 inline frames_t framesOf(const socket_s& subscriber, std::chrono::milliseconds silence) {
     frames_t frames;
     while (const std::optional<frames_t> message = subscriber.receive(silence)) {
@@ -48,5 +48,5 @@ inline std::string idOf(const nlohmann::json& report) {
     return report.at("data").at("idHex").get<std::string>();
 }
 
-// More tags than any test takes, each reported once, so that reports keep coming.
+// More tags than any test needs. Each is reported once, so that reports come all the time.
 inline const char* const manyTags = R"({"tags": {"count": 50000}, "tagsPerSecond": 400})";

@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: MIT
-// Text tables of tests, which stand beside the test that plays them:
+// Text tables of tests; a table is in the folder of the test that plays it:
 //
 //   # a comment
 //   == words                begins a section and is its heading
 //   left => right           a row; a side may be empty
 //       another line        one more line of the right side, behind four blanks
 //
-// Lines that are empty count for nothing. Sides are taken as they stand, but for "\n", which
-// is a line end, "\x20", a blank at the end of a side, and "<3*text>", the text three times.
-// What headings and sides mean to a test is told at the top of its table.
+// Empty lines are skipped. A side is taken as it is, except for "\n", which is a line end,
+// "\x20", a blank at the end of a side, and "<3*text>", the text three times. The comment at the
+// top of a table says what its headings and sides mean.
 #pragma once
 
 #include <string>
@@ -26,8 +26,8 @@ struct table_section_s {
     std::string of(const std::string& left) const;
 };
 
-// `name` is a path below tests/. Throws std::runtime_error, which names the line, when there is
-// no such file or a line is none of the above.
+// `name` is a path below tests/. Throws std::runtime_error when the file does not exist, or, with
+// the line, when a line does not have one of these forms.
 std::vector<table_section_s> readTable(const std::string& name);
 
 // The rows of a table that has only one section.

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A directory of the test's own, gone at its end.
+// A directory of one test, which is removed with the object.
 #pragma once
 
 #include <stdlib.h>
@@ -31,7 +31,7 @@ inline void writeTextFile(const std::filesystem::path& path, std::string_view te
     std::ofstream(path) << text;
 }
 
-// Empty for a file that is not there.
+// Empty for a file that does not exist.
 inline std::string readTextFile(const std::filesystem::path& path) {
     std::ostringstream text;
     text << std::ifstream(path).rdbuf();
