@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The commands of the reply socket and of the console, with what may stand behind them.
+// The commands of the reply socket and of the console, and their arguments.
 //
 // Not here: the sections of "configrxe" (configrxe_words.hpp), the names behind "status"
 // (stat_names.hpp) and the JSON documents behind "mode" and "events", whose keys and words

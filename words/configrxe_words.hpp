@@ -22,7 +22,7 @@ inline constexpr argument_s enable{"enable"};
 inline constexpr argument_s disable{"disable"};
 inline constexpr argument_s enableOrDisable[] = {enable, disable};
 
-// Whether an id stands behind the section's word, and how it is read.
+// Whether an id follows the section's word, and how it is read.
 enum class id_e : std::uint8_t {
     none,
     decimal,
@@ -50,7 +50,7 @@ inline constexpr argument_s stopType{"stop_type", value_e::choice, stopTypes};
 inline constexpr argument_s stopValue{"stop_value", value_e::number};
 // Whole dBm; the engine holds tenths.
 inline constexpr argument_s txPower{"tx_pwr", value_e::number};
-// Bit n-1 stands for select n.
+// Bit n-1 is select n.
 inline constexpr argument_s selectBitmask{"select_bitmask", value_e::number};
 // Id of an inventory set, and number of a link profile.
 inline constexpr argument_s invParam{"inv_param", value_e::number};
@@ -160,7 +160,7 @@ namespace hop_per_round {
 inline constexpr section_s section{"hopperround", id_e::none, enableOrDisable, false};
 }
 
-// The fields that a tag packet carries. The n-th word, counted from 0, is bit n of the engine's
+// The fields of a tag packet. The n-th word, counted from 0, is bit n of the engine's
 // mask.
 namespace tag_info_fields {
 inline constexpr argument_s arguments[] = {

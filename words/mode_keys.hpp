@@ -3,7 +3,7 @@
 // each holds, with types and ranges, is in docs/mode.schema.json, from which the client and
 // the fuzzers' dictionary take the keys.
 //
-// A key that stands in several objects is here once, where it comes first.
+// A key of several objects is here once, with the first of them.
 #pragma once
 
 namespace vocabulary::mode_key {

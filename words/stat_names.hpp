@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The names of what the daemon tells about itself: members of a heartbeat and of the reply
+// The names of what the daemon reports about itself: members of a heartbeat and of the reply
 // to "status", and words that "status" and "events" take.
 #pragma once
 

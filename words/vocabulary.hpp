@@ -10,7 +10,7 @@
 
 namespace vocabulary {
 
-// What stands behind "name=", or in place of the whole word where there is no name.
+// What follows "name=", or is the whole word when the argument does not have a name.
 enum class value_e : std::uint8_t {
     // Nothing follows the name: "disable".
     none,
@@ -26,7 +26,7 @@ enum class value_e : std::uint8_t {
     choice,
 };
 
-// One of the texts that a parameter takes, and the number that stands for it in the record
+// One of the texts that a parameter takes, and its number in the record
 // which the daemon fills; 0 where the text itself is what counts.
 struct choice_s {
     std::string_view word;

@@ -56,7 +56,7 @@ struct reader_options_s {
     std::vector<std::string> serverArguments = {};  // of the server, which takes the profile PN5100 by itself
     bool server = true;
     std::string scenario = {};  // JSON text for the engine; empty for its own
-    // Makes other files that the daemon needs when it starts.
+    // Makes other files in the daemon's directory before it starts.
     std::function<void(const std::filesystem::path& directory)> prepare = nullptr;
     bool awaitReady = true;
 };

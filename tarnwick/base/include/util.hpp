@@ -14,14 +14,14 @@
 
 // ---------------------------------------------------------------- text
 
-// Splits at runs of white space. There are no empty tokens.
+// Splits at runs of white space. A token is never empty.
 std::vector<std::string> tokenizeRequestByWhitespace(const std::string* request);
 
 // The words of a request, for both threads that serve requests: splits at runs of white space.
 // Quotation marks do not keep words together.
 std::vector<std::string> tokenizeRequest(std::string* request);
 
-// Splits at runs of `delimiter`. There are no empty tokens.
+// Splits at runs of `delimiter`. A token is never empty.
 std::vector<std::string> tokenizeString(const std::string* text, char delimiter);
 
 // Splits at each `delimiter` and keeps empty fields, but a delimiter at the end does not begin
@@ -194,7 +194,7 @@ enum class file_read_e : std::uint8_t {
 
 // Reads a whole regular file. Never waits, also when the path is a pipe or a device. Without
 // `done`, `*content` has not changed and `*cause` is one sentence without a full stop, or empty
-// when there is no such file.
+// when the file does not exist.
 file_read_e readRegularFile(const std::string& path, std::string* content, std::string* cause);
 
 // Replaces or creates a regular file. At any moment, also after a crash or a power cut, it has

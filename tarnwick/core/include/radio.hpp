@@ -130,15 +130,15 @@ void send_radio_stop_message();
 // Returns 0. Engine thread.
 int getPacket(RXE_packet_s* packet);
 
-// Makes the reports' plan of a mode and of the accesses that the engine was told, and puts
-// it in force between two packets: a mode may be set while the radio reads. Neither
-// thread waits. Main thread.
+// Makes the report plan of a mode and of the accesses that were written into the engine, and
+// offers it to the engine thread, which puts it in force between two packets: a mode may be
+// set while the radio reads. Neither thread waits. Main thread.
 void publishReportPlan(const mode_configuration_s& mode, const told_accesses_s& accesses);
 
 // Puts the newest plan in force, if there is a new one. Engine thread, between two packets.
 void takeReportPlan();
 
-// Acts on one packet by its type. The result has no meaning. Engine thread.
+// Calls the function for the packet's type. Returns 0. Engine thread.
 int processMessage(RXE_packet_s* packet);
 
 // Makes the report of one tag packet. It is sent at once, or stays pending while a heat map or

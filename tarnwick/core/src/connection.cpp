@@ -32,7 +32,7 @@ using rxe_intfc::unit;
 
 constexpr auto connectFailure = static_cast<RXE_API_STATUS>(1);
 
-// What the steps below hand on to each other.
+// What the steps below compute for the steps behind them.
 struct connect_context_s {
     REL_VERSION_s library{};
     REL_VERSION_s firmware{};

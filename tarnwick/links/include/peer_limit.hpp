@@ -11,7 +11,7 @@
 // A subscriber whose descriptor is above the first part is refused, a client above the third.
 // When as many clients are connected as the second part has places, the process with the most
 // of them loses its oldest connection. The system always gives the lowest free descriptor, so
-// its number tells how many are open.
+// its number shows how many are open.
 #pragma once
 
 // Raises the limit of descriptors to the most that the system allows. Main thread, before

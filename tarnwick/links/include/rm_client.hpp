@@ -46,7 +46,7 @@ inline constexpr std::size_t rmReplyBufferSize = 4097;
 extern std::string m_pXMLRequestString;
 
 // Stores the hardware address of the interface for the next request's session
-// id; all zeros when there is no such interface. Returns 0, or -1 when a socket
+// id; all zeros when the interface does not exist. Returns 0, or -1 when a socket
 // or the system's answer fails.
 int GetMacAddress(const char* ifname);
 

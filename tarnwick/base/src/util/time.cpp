@@ -11,9 +11,9 @@ namespace {
 struct second_text_s {
     bool filled = false;  // whether `second` and the lengths mean anything
     std::time_t second = 0;
-    std::size_t dateTimeLength = 0;  // 0: this second has no date
+    std::size_t dateTimeLength = 0;  // 0: this second does not have a date
     std::size_t length = 0;          // of the whole text
-    long milliseconds = -1;          // that stand in the text
+    long milliseconds = -1;          // those in the text
     char whole[96] = {};             // 2026-03-01T08:05:09.000+0100; the year may be long
 };
 

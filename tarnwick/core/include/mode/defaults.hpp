@@ -10,14 +10,14 @@
 #include "mode/record.hpp"
 
 // The beams of one cycle of the array reader, ids of the coarse grid. 397, the
-// boresight beam, stands twice: it is visited twice in each cycle.
+// boresight beam, is there twice: it is visited twice in each cycle.
 inline constexpr std::array<std::uint16_t, 38> DEFAULT_BEAMS_QDX{
     397, 325, 329, 363, 333, 337, 371, 341, 345, 355, 326, 330, 365, 334, 338, 349, 342, 346, 357,
     397, 327, 331, 367, 335, 339, 351, 343, 347, 359, 328, 332, 369, 336, 340, 353, 344, 348, 361,
 };
 
 // The beams of one cycle when bearings are wanted: offsets of the fine grid, to
-// which a polarization is added. 897, the boresight, stands twice here too.
+// which a polarization is added. 897, the boresight, is there twice too.
 inline constexpr std::array<std::uint16_t, 50> DEFAULT_BEAMS_QDX_BEARING{
     897, 361, 381, 401, 595, 421, 369, 389, 583, 409, 429, 377, 643, 397, 417, 365, 631,
     385, 405, 425, 619, 373, 393, 413, 607, 897, 363, 383, 403, 601, 423, 371, 391, 589,
@@ -97,7 +97,7 @@ struct mode_type_s {
 // Main thread. Returns 0.
 int setDefaultMode(mode_configuration_s* mode);
 // The overlays of the other types: each changes a record with the defaults of SIMPLE by the row of
-// its type, and by what stands behind it here. Main thread. They return 0.
+// its type, and as the comment of each says. Main thread. They return 0.
 //
 // An interval of a minute.
 int setDefaultInventoryMode(mode_configuration_s* mode);

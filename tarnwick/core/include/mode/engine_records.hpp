@@ -13,7 +13,7 @@
 // upper word, positions from 32 on set nothing. Modes rely on it.
 std::uint64_t accessMaskBit(std::size_t index);
 
-// The engine's form of one access. A WRITE of one word carries the word in
+// The engine's form of one access. A WRITE of one word has the word in
 // `wordCount`, a READ its word count in both bytes of it. Returns -1 and leaves
 // *op as it is for a WRITE without words or with more than MODE_MAX_WRITE_WORDS, and
 // for an unknown type.

@@ -30,7 +30,8 @@
 
 struct filter_expression_s;  // filter_expression.hpp
 
-// --- Enums. The values stand in the record and go to the engine as they are.
+// --- Enums of the record. The engine has other numbers for stop rules and accesses: apply/ and
+// engine_records.hpp convert them.
 
 // The word of "type": which defaults a mode starts from (mode/defaults.hpp).
 enum class MODE_TYPE_e : std::uint32_t {

@@ -189,7 +189,7 @@ int writeTxDelay(apply_context_s* my) {
                          "Tx Delay Interval error");
 }
 
-// --------------------------------------------------------------------- what is told
+// ------------------------------------------------------------------ what is reported
 
 // The engine knows tags by their EPC alone, so its filter is off when the mode has additional keys,
 // and when the duration is 0: the daemon then decides about duplicates.

@@ -82,7 +82,7 @@ int storeInterval(const nlohmann::json* value, mode_configuration_s* mode, std::
 int storeStartTrigger(const nlohmann::json* value, mode_configuration_s* mode, std::string* reply);
 int storeStopInterval(const nlohmann::json* value, mode_configuration_s* mode, std::string* reply);
 
-// Results of parseModeSpecificSettings, beside -1: the type whose settings the key held.
+// Results of parseModeSpecificSettings, apart from -1: the type whose settings the key held.
 inline constexpr int settingsNone = 0;  // absent, or a type that ignores them
 inline constexpr int settingsInventory = 1;
 inline constexpr int settingsPortal = 2;

@@ -122,7 +122,7 @@ void addPortalDirSettings(json* settings, bool) {
     }
 }
 
-// Other types have no settings.
+// The settings of a mode type; the types that are not listed do not have any.
 struct settings_builder_s {
     MODE_TYPE_e type;
     void (*build)(json* settings, bool verbose);

@@ -177,7 +177,7 @@ int queryKey(request_s& request) {
                                     "\"query\" must be an number or an array of objects");
 }
 
-// A key without a rule beside its parser. Only keyRefused is a failure: a delay after selects on a
+// A key that needs its parser only. Only keyRefused is a failure: a delay after selects on a
 // model without it is not.
 template <int (*parse)(const json*, mode_configuration_s*, std::string*)>
 int plainKey(request_s& request) {
@@ -276,7 +276,7 @@ int settingsKey(request_s& request) {
 // "modeSpecificSettings".
 struct top_level_setting_s {
     const char* key;
-    int settings;  // refused beside these
+    int settings;  // the key is refused when "modeSpecificSettings" held these
     MODE_TYPE_e type;
     const char* typeName;
     value_parser_t store;

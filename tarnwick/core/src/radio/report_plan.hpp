@@ -34,8 +34,8 @@ struct planned_member_s {
     char* (*write)(const tag_read_s& read, const report_plan_s& plan, char* out);
 };
 
-// The parts of an access that reports of its results need. `enable` is 0 when the mode has no access
-// with the id.
+// The parts of an access that reports of its results need. `enable` is 0 when the mode does not have
+// an access with the id.
 struct planned_access_s {
     std::uint8_t enable = 0;
     std::uint8_t type = 0;   // RXE_ACCESS_*

@@ -35,7 +35,7 @@ constexpr std::array multiTagMasks{
     multi_tag_mask_s{MULTI_TAG_3, 3, 0xF0},
 };
 
-// Whole bytes of an EPC whose length in bits stands in the low 11 bits.
+// Whole bytes of an EPC; the low 11 bits are its length in bits.
 unsigned wholeBytes(std::uint16_t epcLength) {
     return epcLength >> 3 & 0xFF;
 }

@@ -9,7 +9,7 @@
 #include "rxe.h"
 
 // The channel table as found at start, and as this program believes it to be.
-// After the snapshot channel n stands at n-1; enableChannel and disableChannel
+// Quirk: after the snapshot channel n is at n-1; enableChannel and disableChannel
 // write at n, for which the last entry is there. Main thread only; another
 // thread asks getChannelForChannelIdx.
 inline constexpr std::size_t channelTableSize = RXE_MAX_CHANNELS + 1;

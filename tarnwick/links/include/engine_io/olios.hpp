@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The engine's work items, the rules by which it starts and stops, and the fields that its
-// tag packets carry; and this program's memory of what it was told. Main thread: what the
+// tag packets have; and a record of what was written. Main thread: what the
 // engine thread needs of it is in the report plan.
 #pragma once
 

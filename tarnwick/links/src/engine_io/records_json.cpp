@@ -268,7 +268,7 @@ int inv_to_json(const INVENTORY_OP_s* inventory, json* out) {
     return 0;
 }
 
-// {"type":"read","config":{...}}; a type that this program never writes has no "config".
+// {"type":"read","config":{...}}; a type that the daemon never writes does not have a "config".
 int access_to_json(const ACCESS_OP_s* access, json* out) {
     const auto* row = std::ranges::find(accessTypes, access->type, &access_type_s::type);
     if (row == std::end(accessTypes)) {
