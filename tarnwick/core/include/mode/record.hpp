@@ -318,6 +318,21 @@ struct reportFilter_s {
     bool operator==(const reportFilter_s&) const = default;
 };
 
+// The words of "tagMetaData" for which the radio need not be asked; for the others there is
+// `customFieldsBitMask`. The report plan has a copy.
+struct report_switches_s {
+    bool reportChannel = false;
+    bool reportAntenna = false;
+    bool reportPC = false;
+    bool reportXPC = false;
+    bool reportCRC = false;
+    bool reportHeatmap = false;
+    bool reportMAC = false;
+    bool reportHostName = false;
+    bool decodeTagUri = false;
+    bool decodeEpcUri = false;
+};
+
 // --- The record.
 //
 // Of a single value and its per-antenna list exactly one is in force: a list
@@ -325,7 +340,7 @@ struct reportFilter_s {
 // always has four rows, one for each bank. At most one of `selectList` and
 // `selectListPerAntenna` is filled, and of `accessList` and
 // `accessListPerAntenna`.
-struct mode_configuration_s {
+struct mode_configuration_s : report_switches_s {
     MODE_TYPE_e modeType{};
     // Its word, for messages.
     std::string modeTypeName;
@@ -341,17 +356,6 @@ struct mode_configuration_s {
     // Copied into each tag report; empty for none.
     std::string userDefined;
     std::vector<std::string> antennaPortNames;  // one for each port
-    // The words of "tagMetaData" that are not fields of the engine.
-    bool reportChannel = false;
-    bool reportAntenna = false;
-    bool reportPC = false;
-    bool reportXPC = false;
-    bool reportCRC = false;
-    bool reportHeatmap = false;
-    bool reportMAC = false;
-    bool reportHostName = false;
-    bool decodeTagUri = false;
-    bool decodeEpcUri = false;
     // Word ranges that are read with each tag; the row is the bank.
     std::vector<std::vector<memory_Access_s>> readMemory;
     tagFilter_s tagFilter;

@@ -110,14 +110,14 @@ void putReduced(const tag_read_s& read, wire_writer* out) {
 }
 
 void putControlWords(const TAG_INFO_s& info, const report_plan_s& plan, wire_writer* out) {
-    if (plan.pc && (info.fields & RXE_FIELD_PC) != 0) {
+    if (plan.switches.reportPC && (info.fields & RXE_FIELD_PC) != 0) {
         out->words(message_t::kPcFieldNumber, info.pc);
     }
-    if (plan.crc && (info.fields & RXE_FIELD_CRC) != 0) {
+    if (plan.switches.reportCRC && (info.fields & RXE_FIELD_CRC) != 0) {
         out->words(message_t::kCrcFieldNumber, info.crc);
     }
     // Either XPC word gives the field. With the second the field has both.
-    if (plan.xpc && (info.fields & (RXE_FIELD_XPC1 | RXE_FIELD_XPC2)) != 0) {
+    if (plan.switches.reportXPC && (info.fields & (RXE_FIELD_XPC1 | RXE_FIELD_XPC2)) != 0) {
         out->words(message_t::kXpcFieldNumber, info.xpc1,
                    (info.fields & RXE_FIELD_XPC2) != 0 ? &info.xpc2 : nullptr);
     }
@@ -146,10 +146,10 @@ void putFull(const tag_read_s& read, const report_plan_s& plan, wire_writer* out
     if (has(RXE_FIELD_PHASE)) {
         out->float32(message_t::kPhaseFieldNumber, std::bit_cast<std::uint32_t>(info.phase));
     }
-    if (plan.antenna) {
+    if (plan.switches.reportAntenna) {
         out->number(message_t::kAntennaFieldNumber, radio::currentTxAntenna);
     }
-    if (plan.channel) {
+    if (plan.switches.reportChannel) {
         out->int32(message_t::kChannelFieldNumber, static_cast<std::int32_t>(radio::currentChannel));
     }
     if (has(RXE_FIELD_TAG_COUNT)) {
@@ -166,8 +166,8 @@ void putFull(const tag_read_s& read, const report_plan_s& plan, wire_writer* out
     if (has(RXE_FIELD_BRAND_ID)) {
         out->number(message_t::kBrandIdFieldNumber, info.brandIdMatched != 0 ? 1 : 0);
     }
-    putText(message_t::kMacFieldNumber, plan.mac, plan.macText, out);
-    putText(message_t::kHostNameFieldNumber, plan.hostName, plan.hostNameText, out);
+    putText(message_t::kMacFieldNumber, plan.switches.reportMAC, plan.macText, out);
+    putText(message_t::kHostNameFieldNumber, plan.switches.reportHostName, plan.hostNameText, out);
     putText(message_t::kAntennaPortNameFieldNumber, plan.portName,
             plan.portNameOf(static_cast<std::uint8_t>(radio::currentTxAntenna)), out);
     putText(message_t::kUserDefinedFieldNumber, plan.userDefined, plan.userDefinedText, out);

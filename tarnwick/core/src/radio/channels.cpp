@@ -172,7 +172,7 @@ bool gpio_led_slow_down() {
 
 bool waitingForMoreTagData() {
     const report_plan_s& plan = reportPlan();
-    return plan.heatMap || plan.accesses;
+    return plan.switches.reportHeatmap || plan.accesses;
 }
 
 void send_GPI_message(int port, int state) {

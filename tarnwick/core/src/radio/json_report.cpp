@@ -120,7 +120,7 @@ char* putUri(int (*decode)(const char*, int, char*), const std::string& idHex, c
 
 constexpr auto always = [](const mode_configuration_s&) { return true; };
 
-template <bool mode_configuration_s::*flag>
+template <bool report_switches_s::*flag>
 bool isOn(const mode_configuration_s& mode) {
     return mode.*flag;
 }

@@ -103,7 +103,6 @@ std::string memoryKey(const ACCESS_OP_s& op) {
 }
 
 void planAccesses(const mode_configuration_s& mode, const told_accesses_s& told, report_plan_s* plan) {
-    plan->heatMap = mode.reportHeatmap;
     plan->readsAsMetadata = isTagDataMemoryEnabled(&mode);
     plan->restartsSlots = !mode.uniqueAccesses.empty();
     plan->accesses = plan->readsAsMetadata || plan->restartsSlots;
@@ -131,13 +130,7 @@ report_plan_s makePlan(const mode_configuration_s& mode, const told_accesses_s& 
     plan.arrayReader = thisModel().arrayReader;
     copyTagFilter(&mode.tagFilter, &plan.filter);
     plan.members = plannedMembers(mode);
-    plan.antenna = mode.reportAntenna;
-    plan.channel = mode.reportChannel;
-    plan.pc = mode.reportPC;
-    plan.xpc = mode.reportXPC;
-    plan.crc = mode.reportCRC;
-    plan.mac = mode.reportMAC;
-    plan.hostName = mode.reportHostName;
+    plan.switches = static_cast<const report_switches_s&>(mode);
     plan.userDefined = !mode.userDefined.empty();
     plan.portName = !mode.antennaPortNames.empty();
     planTexts(mode, &plan);

@@ -53,16 +53,9 @@ struct report_plan_s {
     std::size_t room = 0;                   // the most bytes of a report without late members
     std::string tail;                       // the text behind the timestamp
 
-    // The switches of the mode, for the binary form.
-    bool antenna = false;
-    bool channel = false;
-    bool pc = false;
-    bool xpc = false;
-    bool crc = false;
-    bool mac = false;
-    bool hostName = false;
-    bool userDefined = false;
-    bool portName = false;
+    report_switches_s switches;
+    bool userDefined = false;  // the mode has such a text
+    bool portName = false;     // and names of ports
     planned_text_s macText;
     planned_text_s hostNameText;
     planned_text_s userDefinedText;
@@ -70,7 +63,6 @@ struct report_plan_s {
     planned_text_s noName;
 
     // What follows a tag packet.
-    bool heatMap = false;
     bool accesses = false;         // or reads of memory
     bool readsAsMetadata = false;  // outcomes are members of "data", not slots of "accessResults"
     bool restartsSlots = false;    // each tag begins with the first slot
