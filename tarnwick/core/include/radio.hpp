@@ -15,6 +15,7 @@
 #include <atomic>
 #include <cstdint>
 #include <map>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -137,6 +138,10 @@ void publishReportPlan(const mode_configuration_s& mode, const told_accesses_s& 
 
 // Puts the newest plan in force, if there is a new one. Engine thread, between two packets.
 void takeReportPlan();
+
+// The packet types (RXE_PACKET_) that the daemon needs in every mode, in the order in which
+// the baseline enables them. Any thread.
+std::span<const std::uint16_t> basePackets();
 
 // Calls the function for the packet's type. Returns 0. Engine thread.
 int processMessage(RXE_packet_s* packet);

@@ -12,33 +12,14 @@
 #include "engine_io/parameters.hpp"
 #include "logger.hpp"
 #include "mode/defaults.hpp"
+#include "radio.hpp"
 #include "reader_facts.hpp"
 
 namespace {
 
 using rxe_intfc::unit;
 
-// Packets that alarms, events, the heartbeat and every report need, in the
-// order in which they are enabled.
-constexpr std::uint16_t basePackets[] = {
-    RXE_PACKET_ANT_DISCONNECT_ALARM,
-    RXE_PACKET_ANT_CONNECT_ALARM,
-    RXE_PACKET_AMB_TEMP_HI_ALARM,
-    RXE_PACKET_AMB_TEMP_CRIT_ALARM,
-    RXE_PACKET_PA_TEMP_HI_ALARM,
-    RXE_PACKET_PA_TEMP_CRIT_ALARM,
-    RXE_PACKET_FWD_PWR_HI_ALARM,
-    RXE_PACKET_FWD_PWR_LO_ALARM,
-    RXE_PACKET_ANTENNA_INFO,
-    RXE_PACKET_GPIO_INFO,
-    RXE_PACKET_DB_WARNING,
-    RXE_PACKET_DB_ERROR,
-    RXE_PACKET_START_INFO3,
-    RXE_PACKET_CMD_ONGOING,
-    RXE_PACKET_INV_BEGIN,
-};
-
-// Only for a full baseline.
+// Of a full baseline only.
 constexpr RXE_API_STATUS (*wipes[])() = {disableAllPackets, disableAllSelects, disableAllAccessOps};
 
 RXE_API_STATUS setBaseFields() {
@@ -46,7 +27,7 @@ RXE_API_STATUS setBaseFields() {
 }
 
 RXE_API_STATUS enableBasePackets() {
-    for (const std::uint16_t type : basePackets) {
+    for (const std::uint16_t type : basePackets()) {
         if (const RXE_API_STATUS status = enablePacketType(RXE_PACKET_ID(type)); status != RXE_OK) {
             return status;
         }

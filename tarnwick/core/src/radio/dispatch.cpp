@@ -168,6 +168,27 @@ void forwardTopic(RXE_packet_s*, const packet_row_s& row) {
     sendNews(row.topic, nullptr, 0);
 }
 
+// Packets that alarms, events, the heartbeat and every report need, in the order in which
+// they are enabled. Not here: what the engine sends without being asked, what only some modes
+// enable, and what only a client of "configrxe" enables.
+constexpr auto alwaysEnabled = std::to_array<std::uint16_t>({
+    RXE_PACKET_ANT_DISCONNECT_ALARM,
+    RXE_PACKET_ANT_CONNECT_ALARM,
+    RXE_PACKET_AMB_TEMP_HI_ALARM,
+    RXE_PACKET_AMB_TEMP_CRIT_ALARM,
+    RXE_PACKET_PA_TEMP_HI_ALARM,
+    RXE_PACKET_PA_TEMP_CRIT_ALARM,
+    RXE_PACKET_FWD_PWR_HI_ALARM,
+    RXE_PACKET_FWD_PWR_LO_ALARM,
+    RXE_PACKET_ANTENNA_INFO,
+    RXE_PACKET_GPIO_INFO,
+    RXE_PACKET_DB_WARNING,
+    RXE_PACKET_DB_ERROR,
+    RXE_PACKET_START_INFO3,
+    RXE_PACKET_CMD_ONGOING,
+    RXE_PACKET_INV_BEGIN,
+});
+
 // Ascending by type.
 constexpr std::array packetRows{
     packet_row_s{RXE_PACKET_END_OF_RUN, 2, onRunEnded, "start_ack"},
@@ -198,6 +219,9 @@ constexpr std::array packetRows{
 };
 static_assert(std::ranges::adjacent_find(packetRows, std::ranges::greater_equal{}, &packet_row_s::type) ==
               packetRows.end());
+static_assert(std::ranges::all_of(alwaysEnabled, [](std::uint16_t type) {
+    return std::ranges::binary_search(packetRows, type, {}, &packet_row_s::type);
+}));
 
 // The place of each type's row, from 1, or 0. All types are within 1,024 numbers.
 constexpr std::uint16_t firstType = RXE_PACKET_TYPE_XOR;
@@ -226,6 +250,10 @@ std::map<std::uint16_t, std::uint64_t> getTagReadCountPerAntQDX() {
         }
     }
     return counts;
+}
+
+std::span<const std::uint16_t> basePackets() {
+    return alwaysEnabled;
 }
 
 int getPacket(RXE_packet_s* packet) {
