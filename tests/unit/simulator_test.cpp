@@ -41,20 +41,6 @@ TEST(SimulatedRoom, BearingsAndRange) {
 
 // Both angles get independent normal noise of their own width.
 TEST(SimulatedRoom, NoiseHasTheWantedSpread) {
-    constexpr int draws = 20000;
-    srand(20260301);
-    double az = 0, el = 0, azAz = 0, elEl = 0, azEl = 0, tail = 0;
-    for (int i = 0; i < draws; ++i) {
-        bearing_s bearing{180, 90};
-        add_noise(&bearing, 2.0, 0.5);
-        const double x = (bearing.azimuth - 180) / 2.0;
-        const double y = (bearing.elevation - 90) / 0.5;
-        az += x, el += y, azAz += x * x, elEl += y * y, azEl += x * y, tail += std::abs(x) > 2 ? 1 : 0;
-    }
-    EXPECT_NEAR(std::abs(az / draws) + std::abs(el / draws) + std::abs(azEl / draws), 0, 0.03);
-    EXPECT_NEAR(azAz / draws, 1, 0.05);
-    EXPECT_NEAR(elEl / draws, 1, 0.05);
-    EXPECT_NEAR(tail / draws, 0.0455, 0.007);
     bearing_s outside{-10, -5};
     add_noise(&outside, 0, 0);
     EXPECT_EQ(std::pair(outside.azimuth, outside.elevation), std::pair(350.0, 5.0));
@@ -66,9 +52,9 @@ TEST(SimulatedRoom, NoiseHasTheWantedSpread) {
     for (const double deviation : {0.0, 1.5}) {
         srand(7);
         bearing_s bearing{180, 90};
-        add_noise(&bearing, deviation, deviation);
+        add_noise(&bearing, deviation, deviation / 3);
         EXPECT_NEAR(bearing.azimuth, 180 + deviation * radius * std::cos(angle), 1e-6);
-        EXPECT_NEAR(bearing.elevation, 90 + deviation * radius * std::sin(angle), 1e-6);
+        EXPECT_NEAR(bearing.elevation, 90 + deviation / 3 * radius * std::sin(angle), 1e-6);
         EXPECT_EQ(rand(), next) << "two draws, whatever the deviation";
     }
 }

@@ -71,17 +71,6 @@ TEST(Util, FloatsHexAndCrc) {
     EXPECT_EQ(hexStr({0x00, 0xA5, 0xFF}, 2) + hexStr({0xA5}, 9) + hexStr({0xA5}, -1), "00a5a5");
     EXPECT_FALSE(isAllHexDigits("12\xE4"));
     EXPECT_EQ(computeCRC(9, reinterpret_cast<const std::uint8_t*>("123456789")), 0xD64E);
-    // Several bytes at a time as one by one.
-    std::vector<std::uint8_t> bytes;
-    std::string digits;
-    std::uint16_t crc = 0xFFFF;
-    for (int length = 1; length <= 300; ++length) {
-        bytes.push_back(static_cast<std::uint8_t>(length * 7));
-        digits += sprintfStr("%02x", bytes.back());
-        b8_crc16(&crc, bytes.back());
-        ASSERT_EQ(hexStr(bytes, length), digits);
-        ASSERT_EQ(computeCRC(length, bytes.data()), static_cast<std::uint16_t>(~crc));
-    }
 }
 
 TEST(Util, FormattedTextIsCutAt999Characters) {
