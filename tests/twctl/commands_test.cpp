@@ -173,10 +173,8 @@ TEST(Commands, ModesAndBeamsAreChecked) {
          "twctl: mode: accesses[0][0].config.password: \"1\" is not valid; use 8 hex digits\n"
          "twctl: mode: accesses[0][1].type: \"read\" is not valid; use READ, WRITE, ACCESS, LOCK or KILL\n"
          "twctl: mode: tagMetaData[0]: \"RSSi\" is not valid; use ANTENNA, CHANNEL, PC, XPC, CRC, MAC, "
-         "HOSTNAME, "
-         "TAGURI, EPCURI, HEATMAP, RSSI, SEEN_COUNT, PHASE, BEARING, LOCATION or a bank to read, as in TID "
-         "or "
-         "USER[0-3]\n"
+         "HOSTNAME, TAGURI, EPCURI, HEATMAP, RSSI, SEEN_COUNT, PHASE, BEARING, LOCATION or a bank to read, "
+         "as in TID or USER[0-3]\n"
          "twctl: mode: accesses: is not allowed beside a memory bank in tagMetaData\n"
          "twctl: mode: reportFilter.addl_keys: is needed beside a memory bank in tagMetaData\n"},
         {R"(mode check '{"type":"CUSTOM","delayBetweenAntennaCycles":{"type":"X","duration":999},)"
@@ -191,10 +189,9 @@ TEST(Commands, ModesAndBeamsAreChecked) {
          R"("operation":"include"},"beams":[{"azimuth":0,"elevation":3}],"modeSpecificSettings":{"a":1}}')",
          0,
          "twctl: mode: warning: filter.value: capital hex digits never match, since EPCs are compared in "
-         "lower "
-         "case\ntwctl: mode: warning: beams[0]: azimuth 0, elevation 3 makes a number that is not a beam; "
-         "the "
-         "nearest is azimuth 0, elevation 5\nmode: no errors found"},
+         "lower case\n"
+         "twctl: mode: warning: beams[0]: azimuth 0, elevation 3 makes a number that is not a beam; "
+         "the nearest is azimuth 0, elevation 5\nmode: no errors found"},
         {R"(mode check '{"type":"CUSTOM","filter":{"value":"30[0-9A-Fa-f]\\D[^A]\\x4F","match":"regex",)"
          R"("operation":"include"}}' | grep -c warning)",
          1, "0\n"},
