@@ -17,28 +17,6 @@ std::string managementElement(const std::string& name, const std::string& body) 
     return "<v:" + name + ">" + body + "</v:" + name + ">";
 }
 
-std::string answerFromFacts(const management_facts_s& facts, const std::string& request) {
-    const auto& element = managementElement;
-    const std::string length = request.find("Read Point 2<") != std::string::npos ? "625" : "25";
-    const std::pair<std::string, std::string> bodies[] = {
-        {"getModel", element("returnValue", facts.model)},
-        {"getActiveRegion",
-         element("returnValue", element("regionName", "US") + element("standardName", "US FCC 15"))},
-        {"getReaderDetails", element("NumPorts", std::to_string(facts.ports)) +
-                                 element("maxTxPowerSupported", "300") + element("PowerSource", "2")},
-        {"getRegionStandardList",
-         element("returnValue", element("list", element("value", element("channelWidth", "500"))))},
-        {"getCableLossCompensation", element("cableLossPerHundredFt", "6") + element("cableLength", length)},
-    };
-    for (const auto& [query, body] : bodies) {
-        if (request.find(query) != std::string::npos) {
-            const char* const target = query[3] == 'C' ? "antennaReadPoint" : "readerDevice";
-            return managementReply(element(target, element(query, body)), query == facts.refused ? "5" : "0");
-        }
-    }
-    return "";
-}
-
 ManagementDouble::ManagementDouble(answer_t answer)
     : listener(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)), answerTo(std::move(answer)) {
     const int yes = 1;

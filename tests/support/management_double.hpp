@@ -15,15 +15,6 @@ std::string managementReply(const std::string& body, const std::string& code = "
 // "<v:name>body</v:name>"
 std::string managementElement(const std::string& name, const std::string& body);
 
-// A reader as the server describes it. Its cable loss is 1.5 dB at each antenna, and
-// 37.5 dB, which does not fit the engine's byte, at the second.
-struct management_facts_s {
-    std::string model = "PN5100";
-    int ports = 4;
-    std::string refused;  // the query that is answered with result code 5
-};
-std::string answerFromFacts(const management_facts_s& facts, const std::string& request);
-
 class ManagementDouble {
   public:
     // `answer` runs on the double's thread, so a test may change what it reads only
