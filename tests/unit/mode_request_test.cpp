@@ -205,6 +205,7 @@ TEST_F(ModeRequestTest, AccessesAreStored) {
     EXPECT_EQ(list[4].lockPayload, 0xABCA7U);
     EXPECT_EQ(list[5].accessIndex, 6);
     EXPECT_EQ(m.blockSize, 4);
+    EXPECT_EQ(m.uniqueAccesses.at(1).type, RXE_ACCESS_BLOCK_WRITE);
     EXPECT_EQ(m.uniqueAccesses.at(2).type, 0) << "nothing to write";
     EXPECT_EQ(m.reportFilter, (reportFilter_s{report_filter_type_e::NONE, 0, {}}));
     take(framed(accesses, write("'data':'" + std::string(508, 'f') + "'")));

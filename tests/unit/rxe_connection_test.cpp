@@ -99,7 +99,7 @@ TEST_F(RxeConnectionTest, EngineSeesTheStartUpOfEachModelInOrder) {
                                       readerFacts.max_ants, readerFacts.max_tx_pwr_x_10,
                                       readerFacts.cable_loss_compensation_x_10[2]};
         EXPECT_EQ(learnt, array ? (std::vector{330, 2, 14, 360, 0}) : (std::vector{330, 2, 4, 300, 375}));
-        EXPECT_EQ(rxe_intfc::olios[array ? 38 : 4].enable, 1);
+        EXPECT_EQ(rxe_intfc::olios[array ? 38 : 4].transmitPower, array ? 330 : 285);
         // The starting mode asks the array reader's firmware whether it detects link
         // profiles; its baseline repeats neither fields nor packets.
         EXPECT_EQ(callText(), "getAPIVerNum|connect 70800 /dev/ttyS1|getParam 0001|" + told +
