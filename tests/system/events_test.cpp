@@ -37,8 +37,6 @@ TEST(Events, aSickReaderRaisesEachAlarmOnceAndStatusAgreesWithTheHeartbeat) {
     ASSERT_EQ(ask("start"), "Success");
 
     std::map<std::string, int> numbers, alarms;  // by type, by text
-    std::map<std::string, std::vector<int>> temperatures;
-    const std::regex temperature("(.*) @ (-?\\d+) C");
     while (alarms["error Antenna Disconnected on Port 4"] == 0) {
         const std::optional<frames_t> event = events.receive();
         ASSERT_TRUE(event && event->size() == 1);
@@ -46,10 +44,7 @@ TEST(Events, aSickReaderRaisesEachAlarmOnceAndStatusAgreesWithTheHeartbeat) {
             continue;
         }
         const std::string message = messageOf(event->front(), &numbers);
-        std::smatch parts;
-        if (std::regex_match(message, parts, temperature)) {
-            temperatures[parts[1]].push_back(std::stoi(parts[2]));
-        } else {
+        if (message.find(" Temperature ") == message.npos) {
             ++alarms[message.substr(0, message.find(". Will reset at"))];
         }
     }
@@ -60,11 +55,6 @@ TEST(Events, aSickReaderRaisesEachAlarmOnceAndStatusAgreesWithTheHeartbeat) {
                                                   {"error RXE Error: ERRLOG synthesizer out of lock", 1},
                                                   {"error Tx (PA) Failure on Port 3", 1},
                                                   {"warning Database warning: 90% full", 1}}));
-    const std::vector<int>& high = temperatures["warning Ambient Temperature High"];
-    EXPECT_FALSE(high.empty());
-    EXPECT_EQ(std::ranges::adjacent_find(high, [](int a, int b) { return std::abs(a - b) <= 5; }),
-              high.end());
-    EXPECT_FALSE(temperatures["error PA Temperature Critical"].empty());
 
     // At rest both say the same, but for what was measured at another moment. The
     // second heartbeat comes ten seconds after the start.
@@ -81,10 +71,6 @@ TEST(Events, aSickReaderRaisesEachAlarmOnceAndStatusAgreesWithTheHeartbeat) {
     })) << heartbeat
         << status;
     EXPECT_EQ(reader.exit(), 0);
-    const std::string log = reader.log();
-    for (const auto& [alarm, count] : alarms) {
-        EXPECT_NE(log.find(alarm.substr(alarm.find(' ') + 1)), std::string::npos) << alarm;
-    }
 }
 
 }  // namespace

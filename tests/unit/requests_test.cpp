@@ -30,6 +30,7 @@ TEST(Requests, startStopAndLogging) {
     const std::tuple<string, bool, string, string, string, string> cases[] = {
         {" start\n", false, "", "Success", "resume resetDb start", "true"},
         {"start", true, "", running, "resume", "kept"},
+        {"start", false, "resume", running, "resume", "kept"},
         {"start", false, "resetDb", "Failure: RXE_resetDb() returned error: 7", "resume resetDb", "kept"},
         {"start", false, "start", "Failure: RXE_start() returned error: 7", "resume resetDb start", "kept"},
         {"start doNotPersistState", false, "", "Success", "resume resetDb start", "kept"},
