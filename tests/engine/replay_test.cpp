@@ -10,10 +10,11 @@ class Replay : public Radio {
   protected:
     const std::string path = directory / "packets.log";
 
-    // Two runs into the log; what they delivered, run by run.
-    std::vector<std::vector<packet_s>> record(const std::string& clock) {
+    // Two runs into the log; what they delivered, run by run. `keys`: more of the scenario.
+    std::vector<std::vector<packet_s>> record(const std::string& clock, const std::string& keys = "") {
         unsetenv("RXE_REPLAY");
-        EXPECT_EQ(connect(R"({"tags": {"count": 5}, "clock": ")" + clock + "\"}"), RXE_OK);
+        EXPECT_EQ(connect(R"({"tags": {"count": 5}, "clock": ")" + clock + '"' + keys + "}"), RXE_OK);
+        enable({RXE_PACKET_PA_TEMP_CRIT_ALARM});
         EXPECT_EQ(RXE_enablePacketLogging(path.c_str()), RXE_OK);
         std::vector<std::vector<packet_s>> runs;
         for (const std::uint32_t milliseconds : {400, 200}) {
@@ -23,16 +24,19 @@ class Replay : public Radio {
         EXPECT_EQ(RXE_disconnect(), RXE_OK);
         return runs;
     }
-    RXE_API_STATUS replay(const char* speed) {
+    RXE_API_STATUS replay(const char* speed, const std::string& scenario = "{}") {
         setenv("RXE_REPLAY", path.c_str(), 1);
         setenv("RXE_REPLAY_SPEED", speed, 1);
-        return connect("{}");
+        return connect(scenario);
     }
 };
 
 TEST_F(Replay, EachStartPlaysTheNextRun) {
-    const auto recorded = record("fast");
-    ASSERT_GT(recorded[0].size(), 20U);
+    const std::string happenings = R"(, "temperatures": {"pa": 120},
+        "events": [{"at": 0.1, "event": "error", "text": "made up"}])";
+    const auto recorded = record("fast", happenings);
+    EXPECT_EQ(std::ranges::count(recorded[0], RXE_PACKET_ERROR_LOG, &packet_s::type), 1);
+    EXPECT_EQ(std::ranges::count(recorded[0], RXE_PACKET_PA_TEMP_CRIT_ALARM, &packet_s::type), 1);
     ASSERT_EQ(replay("fast"), RXE_OK);
     for (const std::size_t which : {0, 1, 0}) {
         const auto begin = std::chrono::steady_clock::now();
@@ -42,6 +46,11 @@ TEST_F(Replay, EachStartPlaysTheNextRun) {
         EXPECT_EQ(RXE_stop(), RXE_OK);
         EXPECT_EQ(RXE_resume(), RXE_NO_START_ONGOING);
     }
+    ASSERT_EQ(RXE_disconnect(), RXE_OK);
+    ASSERT_EQ(replay("original", R"({"clock": "fast")" + happenings + "}"), RXE_OK);
+    enable({RXE_PACKET_PA_TEMP_CRIT_ALARM});
+    run();
+    EXPECT_EQ(packets, recorded[0]) << "nothing happens beside the log";
 }
 
 TEST_F(Replay, KeepsTheTimesOfTheLogAndStopsForTheHost) {
