@@ -147,28 +147,10 @@ TEST(Air, EveryProfileKeepsToTheStandard) {
     EXPECT_GE(different.size(), 72U);
 }
 
-// 30 dBm, 6 dBi, a 2 dBi tag, 3 dB of polarisation, 6 dB of modulation, 915 MHz.
-TEST(Air, PowerFallsWithDistance) {
-    const struct {
-        float metres;
-        double atTag, atReader;
-    } cases[] = {{0.5F, 9.3, -17.3}, {1, 3.3, -29.4}, {3, -6.2, -48.4}, {15, -20.2, -76.4}};
-    world_s world;
-    carrier_s carrier;
-    carrier.antenna = 1;
-    carrier.power = 30;
-    for (const auto& row : cases) {
-        tag_s tag = tagWithEpc(1);
-        tag.velocity = {row.metres, 0, 0};
-        const path_s path = pathOf(world, carrier, tag, second);
-        EXPECT_NEAR(path.atTag, row.atTag, 0.1) << row.metres;
-        EXPECT_NEAR(path.atReader, row.atReader, 0.1) << row.metres;
-    }
+TEST(Air, ThePhaseTurnsOnceInHalfAWavelength) {
     const auto turn = [](float metres) { return backscatterPhase(metres, 915000, 1); };
-    EXPECT_NEAR(turn(3), turn(3 + 0.32764F / 2), 0.01) << "half a wavelength is a full turn";
+    EXPECT_NEAR(turn(3), turn(3 + 0.32764F / 2), 0.01);
     EXPECT_GT(std::abs(turn(3) - turn(3.05F)), 1.0F);
-    EXPECT_LT(bitErrorRate(12), 1e-9);
-    EXPECT_GT(bitErrorRate(0), 1e-3);
 }
 
 TEST(Air, BeamNumbersAndWhatABeamHears) {
@@ -248,11 +230,9 @@ TEST(Features, FollowModelAndVersion) {
         {RXE_PARAM_TX_DELAY_INTERVAL, PN8200, {2, 2, 27, 0}, false},
         {RXE_PARAM_TX_DELAY_INTERVAL, PN8200, {2, 2, 28, 0}, true},
         {RXE_PARAM_TX_DELAY_INTERVAL, PN8200, {1, 0, 0, 0}, true},
-        {RXE_PARAM_RADIO_STOP, PN8200, {2, 1, 50, 0}, false},
         {RXE_PARAM_RADIO_STOP2, PN5100, {2, 1, 50, 0}, false},
         {RXE_PARAM_NUM_ANTENNAS, PN5100, {1, 4, 90, 0}, true},
         {RXE_PARAM_NUM_ANTENNAS, PN5100, {2, 1, 50, 0}, false},
-        {RXE_PARAM_AAR_HEIGHT, QDX4400, {2, 2, 30, 0}, true},
         {RXE_PARAM_AAR_HEIGHT, PN8200, {2, 2, 30, 0}, false},
         {RXE_PARAM_DELAY_AFTER_SELECTS, PN5100, {1, 4, 90, 0}, false},
     };
