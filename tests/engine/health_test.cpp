@@ -87,11 +87,6 @@ TEST_F(Health, AlarmsRepeatSlowlyWhileTheirReasonLasts) {
                               count(RXE_PACKET_PA_TEMP_LO_ALARM), count(RXE_PACKET_AMB_TEMP_HI_ALARM),
                               count(RXE_PACKET_AMB_TEMP_CRIT_ALARM), count(RXE_PACKET_AMB_TEMP_LO_ALARM)}),
                   row.alarms);
-        for (const packet_s& packet : packets) {
-            if (packet.type == RXE_PACKET_PA_TEMP_HI_ALARM || packet.type == RXE_PACKET_PA_TEMP_CRIT_ALARM) {
-                EXPECT_EQ(packet.payload, std::vector{static_cast<std::uint8_t>(row.pa)});
-            }
-        }
     }
 }
 

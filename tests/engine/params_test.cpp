@@ -74,7 +74,6 @@ TEST_F(Radio, RefusesBadRecordsAndKeepsTheOldOnes) {
         {0x0401, offsetof(OLIO_s, receiveAntenna), 2, {16, 5897, 5937, 0xFFF0, 0xFFF5}, {0, 0xFFF6}, {}},
         {0x0401, offsetof(OLIO_s, stopType), 1, {1, 10, 0x81, 0xFF}, {0, 11, 0x7F, 0x80}, {}},
         {0x0401, offsetof(OLIO_s, transmitPower), 2, {0, 330}, {331, 0x7FFF, 0x8000, 0xFFFF}, {}},
-        {0x0401, offsetof(OLIO_s, accessBitMask), 8, {~0ULL}, {}, {}},
         {0x0401, offsetof(OLIO_s, linkProfileIndex), 2, {0, 3, 1719}, {1, 2, 100, 1720, 0xFFFF}, {}},
         {0x0101, offsetof(SELECT_OP_s, target), 1, {0, 4}, {5, 255}, {}},
         {0x0101, offsetof(SELECT_OP_s, action), 1, {0, 7}, {8, 255}, {}},
