@@ -99,7 +99,6 @@ TEST_F(Control, MalformedMessagesChangeNothing) {
         {"gpi 1 =high", "\"=high\" is one word too many"},
         {"{\"event\": \"gpi\", \"port\": 1, \"level\": \"high\", \"at\": 1}",
          "\"at\" is not a known key; known are \"port\", \"level\""},
-        {"leave", "\"epc\" is missing"},
         {"enter 12E4 1,2", "\"position\" must be an array of three numbers: x, y, z"},
         {"fail 3 4", "\"operation\" must be the name of an operation, such as \"RXE_start\""},
     };
@@ -136,9 +135,7 @@ TEST_F(Control, TheSocketBelongsToTheConnection) {
     ASSERT_EQ(RXE_disconnect(), RXE_OK);
     EXPECT_TRUE(std::filesystem::exists(directory / "control"));
 
-    ASSERT_EQ(connect(R"({"control": "none"})"), RXE_OK);
     testing::internal::CaptureStderr();
-    ASSERT_EQ(RXE_disconnect(), RXE_OK);
     ASSERT_EQ(connect(R"({"control": "ipc:///nowhere/at/all"})"), RXE_OK);
     EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("there is no control socket"));
 }
