@@ -85,7 +85,7 @@ TEST(Decode, CodesAndWhatIsWrongWithThem) {
         }
     }
     EXPECT_EQ(decoded, 31);
-    EXPECT_EQ(refused, 32);
+    EXPECT_EQ(refused, 30);
 }
 
 // Prefix and reference widths add up to the same in every row, and every

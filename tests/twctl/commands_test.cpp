@@ -28,7 +28,6 @@ TEST(Commands, AskAndShowTheReply) {
         {"version", "version", "Success:\na,b\n", "a,b\n"},
         {"logging radioPacketLog=ON", "logging radioPacketLog=ON", "Success: ", "Success\n"},
         {"mode", "mode", R"(Success: {"type":"SIMPLE"})", "{\n    \"type\": \"SIMPLE\"\n}\n"},
-        {"test", "test", "Success", "Success\n"},
         {"mode as_set", "mode as_set", "Failure: could not", "", 1},
         {"mode set -", "mode " + packedMode, "Success", "Success\n"},
         {R"(mode set '{"colour":"red"}')", R"(mode {"colour":"red"})", "Failure: no", "", 1},
@@ -205,7 +204,6 @@ TEST(Commands, ModesAndBeamsAreChecked) {
 // As bash calls it: words parted at "=" too, and the last part replaced.
 TEST(Commands, TheShellCompletesThem) {
     const std::pair<std::string, std::string> cases[] = {
-        {"twctl wa", "watch"},
         {"twctl watch ", "tags events gpio"},
         {"twctl watch tags --l", "--live"},
         {"twctl status --timeout 3 cpu", "cpuUtilization"},
