@@ -131,9 +131,11 @@ const std::string cableLoss = "getCableLossCompensation";
 
 }  // namespace
 
-TEST(RmServer, AnswersEveryQueryFromItsProfile) {
+TEST(RmServer, AnswersEveryQueryFromTheProfileThatItPrints) {
     const temp_dir_s directory;
-    const server_s server({"--profile", write(directory, fullProfile)});
+    const auto printed = run({"--profile", write(directory, fullProfile), "--print-profile"});
+    ASSERT_THAT(printed, StartsWith("0 "));
+    const server_s server({"--profile", write(directory, printed.substr(2))});
     const std::string cable = "antennaReadPoint/" + cableLoss;
     // Request, path and content of the answer.
     const std::array<std::string, 3> cases[] = {
@@ -162,10 +164,6 @@ TEST(RmServer, AnswersEveryQueryFromItsProfile) {
 
 TEST(RmServer, RefusesWhatItCannotAnswerAndLivesOn) {
     const server_s server({});
-    std::string deep = "</rm:command>";
-    for (int i = 0; i < 1000; ++i) {
-        deep.insert(0, "<a>");
-    }
     const std::string unsupported = "2 ERROR_COMMAND_NOT_SUPPORTED", notFound = "3 ERROR_OBJECT_NOT_FOUND";
     const std::string malformed = "1 ERROR_MALFORMED_COMMAND";
     const std::pair<std::string, std::string> cases[] = {
@@ -189,8 +187,6 @@ TEST(RmServer, RefusesWhatItCannotAnswerAndLivesOn) {
         {request(""), malformed},
         // no XML
         {"\x01\xff</command>", malformed},
-        // unclosed and deep
-        {deep, malformed},
         // entities
         {"<!DOCTYPE a [<!ENTITY b \"c\">]><rm:command" + namespaces + ">&b;</rm:command>", malformed},
         // no namespace
@@ -297,15 +293,6 @@ TEST(RmServer, RefusedProfilesNameTheirKey) {
     EXPECT_THAT(run({"--profile", "PN9999"}), StartsWith("1 "));
     EXPECT_THAT(run({"--fault", "sulking"}), StartsWith("1 "));
     EXPECT_THAT(run({"--port", "99999"}), StartsWith("1 rm_server: "));
-}
-
-TEST(RmServer, BuiltInProfilesAreProfileFiles) {
-    const temp_dir_s directory;
-    for (const std::string name : {"PN5100", "PN8200", "QDX4400"}) {
-        const auto printed = run({"--profile", name, "--print-profile"});
-        EXPECT_EQ(run({"--profile", write(directory, printed.substr(2)), "--print-profile"}), printed);
-        EXPECT_THAT(printed, AllOf(StartsWith("0 "), HasSubstr("\"model\": \"" + name + "\"")));
-    }
 }
 
 TEST(RmServer, StartsAndEnds) {
