@@ -75,13 +75,13 @@ TEST_F(Control, EachEventIsToldToTheHost) {
     }
     EXPECT_EQ(ask("gpi 2 low"), "ok") << "no edge, so no packet";
     EXPECT_EQ(ask("antenna 5 lost"), "ok") << "no olio transmits there";
+    EXPECT_TRUE(eventually([] { return get(RXE_PARAM_ANTENNA_STATE) == 0xFFEF; }));
     ASSERT_EQ(RXE_getErr(), RXE_OK);
     const packet_s log = packet(++count);
     EXPECT_EQ(log.type, RXE_PACKET_ERROR_LOG);
     EXPECT_THAT(std::string(log.payload.begin(), log.payload.end()),
                 testing::AllOf(StartsWith("ERRLOG "), HasSubstr("antenna 5 lost")));
     EXPECT_EQ(get(RXE_PARAM_AMB_TEMP), 127);
-    EXPECT_TRUE(eventually([] { return get(RXE_PARAM_ANTENNA_STATE) == 0xFFEF; }));
 }
 
 TEST_F(Control, MalformedMessagesChangeNothing) {
