@@ -53,6 +53,13 @@ inline constexpr argument_s modeVerbose{"verbose"};
 inline constexpr argument_s modeAsSet{"as_set"};
 inline constexpr argument_s modeArguments[] = {modeVerbose, modeAsSet};
 
+// "trace": an EPC or its beginning, two digits for each byte, follows all but list.
+inline constexpr argument_s traceAdd{"add", value_e::hex};
+inline constexpr argument_s traceRemove{"remove", value_e::hex};
+inline constexpr argument_s traceList{"list"};
+inline constexpr argument_s traceShow{"show", value_e::hex};
+inline constexpr argument_s traceArguments[] = {traceAdd, traceRemove, traceList, traceShow};
+
 // "peak_threshold": 0 to 12. "subscribers": 1 to 1024.
 inline constexpr argument_s numberArgument[] = {{"", value_e::number}};
 
@@ -94,5 +101,10 @@ inline constexpr command_s commands[] = {
     configrxe, databaseReset, dataAnalytics, subscribers, error, exit,    events,  help,          logging,
     mode,      start,         status,        stop,        test,  version, tagInfo, peakThreshold,
 };
+
+// Commands that "help" does not list, since its reply stays as users know it.
+inline constexpr command_s account{"account", "What became of each tag packet"};
+inline constexpr command_s trace{"trace", "Follows single tags through the daemon", traceArguments};
+inline constexpr command_s unlistedCommands[] = {account, trace};
 
 }  // namespace vocabulary

@@ -108,10 +108,12 @@ TEST_F(ZmqIntfc, aChangeOfTheFormWorksOrLeavesTheOldForm) {
         return reply;
     };
     const auto outsideOnly = [] {
-        return sendTagData(true, "frame", 5, 0) == 5 && sendTagData(false, "frame", 5, 0) == -1;
+        return sendTagData(true, "frame", 5, 0) == send_result_e::sent &&
+               sendTagData(false, "frame", 5, 0) == send_result_e::noSocket;
     };
     const auto localOnly = [] {
-        return sendTagData(false, "frame", 5, 0) == 5 && sendTagData(true, "frame", 5, 0) == -1;
+        return sendTagData(false, "frame", 5, 0) == send_result_e::sent &&
+               sendTagData(true, "frame", 5, 0) == send_result_e::noSocket;
     };
     ASSERT_EQ(createZMQSocketForData(false), 0);
     void* squatter = zmq_socket(sockets::context, ZMQ_PAIR);
@@ -132,7 +134,7 @@ TEST_F(ZmqIntfc, aChangeOfTheFormWorksOrLeavesTheOldForm) {
         ASSERT_EQ(ask("data_analytics BINARY"), "Success") << i;
     }
     EXPECT_EQ(closeZMQSocketForData() + closeZMQ(), 0);
-    EXPECT_EQ(sendTagData(true, "frame", 5, 0), -1);
+    EXPECT_EQ(sendTagData(true, "frame", 5, 0), send_result_e::noSocket);
 }
 
 TEST_F(ZmqIntfc, endsTheProcessWithTheHandlesNameWhenThereIsNoSocket) {

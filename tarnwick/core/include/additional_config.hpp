@@ -71,6 +71,9 @@ int parse_json_for_addl_key(const nlohmann::json* report, std::string* key);
 int report_line(const std::string& key);
 int report_line(const std::string& key, const time_value_s& now);
 
+// When the key that report_line refused last may leave again, in microseconds since 1970. Engine thread.
+std::int64_t quietUntil();
+
 // Forgets all keys; the settings stay. Main thread.
 void resetTagInfoDB();
 

@@ -15,12 +15,15 @@
 #include <atomic>
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "fates.hpp"
 #include "rxe.h"
+#include "zmq_intfc.hpp"
 
 struct mode_configuration_s;  // mode/record.hpp
 struct told_accesses_s;       // engine_io/olios.hpp
@@ -48,6 +51,78 @@ extern std::atomic<std::uint64_t> msgTxCount;
 // Tag packets seen by beam number, for the array reader; beams without a read
 // are absent. A copy. Any thread.
 std::map<std::uint16_t, std::uint64_t> getTagReadCountPerAntQDX();
+
+// ---- the account of tag packets --------------------------------------------
+
+// What became of the tag packets of an antenna or beam since the start of the process; `fates` in
+// the order of vocabulary::fates. A packet that does not have its fate yet is in `tagPackets` alone.
+struct antenna_account_s {
+    std::uint16_t antenna = 0;
+    std::uint64_t tagPackets = 0;
+    std::array<std::uint64_t, vocabulary::fateCount> fates{};
+};
+
+// The same for all, at one moment between two packets.
+struct account_s {
+    timeval since{};  // time of day of the start
+    std::uint64_t tagPackets = 0;
+    bool pending = false;                      // the last packet does not have its fate yet
+    std::array<std::uint64_t, 3> forms{};      // reports sent, by data_analytics_e
+    std::uint64_t unheard = 0;                 // reports sent that nobody was there to hear
+    std::uint64_t nextEventNum = 0;            // the number of the next report; the first was 0
+    std::vector<antenna_account_s> byAntenna;  // ascending
+};
+
+// Fills *account. Waits for a moment between two packets, which is usually there at once. Returns
+// false when packets leave no such moment within a second. Main thread.
+bool takeAccount(account_s* account);
+
+// ---- tags that are followed ------------------------------------------------
+
+inline constexpr std::size_t maxTraces = 16;
+// Packets that are kept of each.
+inline constexpr std::size_t tracedPackets = 256;
+// The longest EPC, bytes (EPC Gen2, 6.3.2.1.2.2: 31 words).
+inline constexpr std::size_t maxEpcBytes = 62;
+
+// One packet of a tag that is followed.
+struct traced_packet_s {
+    timeval time{};             // time of day of the read
+    std::uint32_t channel = 0;  // kHz
+    std::uint16_t antenna = 0;  // or beam
+    std::int16_t rssi = 0;      // as in reports; noRssi when the packet does not have it
+    // A place in vocabulary::fates, or vocabulary::fateCount while the packet does not have its fate.
+    std::uint8_t fate = vocabulary::fateCount;
+    std::uint8_t form = 0;         // data_analytics_e; of a report that was sent
+    std::uint8_t epcBytes = 0;     // of `epc`
+    std::uint8_t reasonBytes = 0;  // of `reason`
+    std::int32_t listeners = 0;    // subscribers that were connected when it was sent
+    std::uint64_t eventNum = 0;    // of a report that was sent; noEventNum in the reduced form
+    std::int64_t quietUntil = 0;   // microseconds since 1970; 0 when additional keys do not hold it
+    std::array<std::uint8_t, maxEpcBytes> epc{};
+    // What decided: the rule of the filter, or the key that is quiet, cut at the end.
+    std::array<char, 250> reason{};
+};
+inline constexpr std::int16_t noRssi = -32768;
+inline constexpr std::uint64_t noEventNum = ~std::uint64_t{0};
+
+// Tags whose EPC begins with `prefix`, since it is followed.
+struct trace_s {
+    std::vector<std::uint8_t> prefix;
+    timeval since{};
+    std::uint64_t packets = 0;
+    std::vector<traced_packet_s> last;  // the oldest first
+};
+
+// Begin and stop following tags; a prefix that is followed already stays so. False when there are
+// maxTraces already, or when it is not followed. `prefix` has 1 to maxEpcBytes bytes. Main thread.
+bool addTrace(const std::vector<std::uint8_t>& prefix);
+bool removeTrace(const std::vector<std::uint8_t>& prefix);
+
+// All traces without their packets, and one with them; nothing for one that is not there. A packet that
+// was replaced while it was copied is left out. Main thread.
+std::vector<trace_s> getTraces();
+std::optional<trace_s> getTrace(const std::vector<std::uint8_t>& prefix);
 
 // ---- the radio thread ------------------------------------------------------
 
@@ -101,7 +176,7 @@ void do_background_activity_rxe_thread();
 // when more than 25 messages a second were measured, reports are gathered into multipart
 // messages of some 1500 bytes. `outside` says that the report has the form STRING or
 // BINARY; it is dropped when tag_data is for the other form by now. Engine thread.
-void send_tag_data_message(std::string_view message, bool immediate, bool outside);
+send_result_e send_tag_data_message(std::string_view message, bool immediate, bool outside);
 
 // Sends one line on gpio_led without blocking, batched in the same way. Engine and
 // main threads. Returns 0.

@@ -118,6 +118,8 @@ database_s* newestDatabase = nullptr;
 std::atomic<database_s*> offered{nullptr};
 // The one in use. Engine thread.
 database_s* database = nullptr;
+// Of the key that report_line refused last. Microseconds; engine thread.
+std::int64_t endOfQuietTime = 0;
 
 // Objects that the engine thread does not use any more and that the main thread frees.
 template <class Node>
@@ -546,11 +548,18 @@ int report_line(const std::string& key, const time_value_s& now) {
         return 1;
     }
     const tagInfo_s& info = database->tagInfo_updates_in_order[node];
-    if (time - static_cast<std::int64_t>(info.words[tagInfo_s::TIMESTAMP]) <= ReportDuration.load(relaxed)) {
+    const std::int64_t end =
+        static_cast<std::int64_t>(info.words[tagInfo_s::TIMESTAMP]) + ReportDuration.load(relaxed);
+    if (time <= end) {
+        endOfQuietTime = end;
         return 0;
     }
     noteReport(node, time);
     return 1;
+}
+
+std::int64_t quietUntil() {
+    return endOfQuietTime;
 }
 
 void resetTagInfoDB() {

@@ -32,7 +32,7 @@ struct command_s {
     std::string_view help;
 };
 
-// All commands, in the order in which "help" lists them.
+// All commands that "help" lists, in its order.
 extern const command_s commands[];
 extern const std::size_t nCommands;
 
@@ -110,5 +110,10 @@ int testHandler(std::vector<std::string>* tokens, std::string* reply);
 int versionHandler(std::vector<std::string>* tokens, std::string* reply);
 int tagInfoHandler(std::vector<std::string>* tokens, std::string* reply);
 int peakThresholdHandler(std::vector<std::string>* tokens, std::string* reply);
+
+// Commands that "help" does not list: what became of the tag packets, of all and of single tags. Main
+// thread. Return 0, failures are replies.
+int accountHandler(std::vector<std::string>* tokens, std::string* reply);
+int traceHandler(std::vector<std::string>* tokens, std::string* reply);
 
 }  // namespace requests

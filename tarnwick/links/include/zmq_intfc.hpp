@@ -15,11 +15,31 @@
 //   gpio_led                PUB   ipc:///tmp/gpio_led_controller   engine and main threads
 #pragma once
 
+#include <atomic>
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
 #include "turn.hpp"
+
+// What became of a frame.
+enum class send_result_e : std::uint8_t {
+    // Taken by the socket, or left behind for the thread whose turn it is.
+    sent,
+    // Not taken: the queue for the other side is full.
+    refused,
+    // The socket is not there, or is for the other form of the reports.
+    noSocket,
+};
+
+// Who sent a frame on tag_data, for one that is left behind and cannot be sent then. `origin` runs
+// when the frame is left, on the engine thread, and `failed` later with its result, in a turn at
+// tag_data on any thread.
+struct frame_owner_s {
+    std::uint32_t (*origin)();
+    void (*failed)(std::uint32_t origin, send_result_e result);
+};
 
 // A message on a shared socket that the engine thread has left behind (turn.hpp): `send` sends it,
 // on the thread whose turn it is.
@@ -33,6 +53,8 @@ struct left_send_s {
     int flags = 0;
     // Of a frame on tag_data: as in sendTagData.
     bool outside = false;
+    const frame_owner_s* owner = nullptr;
+    std::uint32_t origin = 0;
 };
 inline void sendLeft(left_send_s& left) {
     left.send(left);
@@ -46,12 +68,24 @@ struct shared_socket_s {
     turn_s<left_send_s, 256, sendLeft> turn;
     // Null while the socket does not exist; messages are then dropped. Read and written in a turn.
     void* handle = nullptr;
+    // Messages since the start, but for tag_data. Written in a turn, read by any thread.
+    std::atomic<std::uint64_t> sent{0};
+    std::atomic<std::uint64_t> refused{0};
 };
 
 // tag_data, the only socket that is closed and opened again while reports leave.
 struct data_socket_s : shared_socket_s {
     // Bound for outside subscribers (forms STRING and BINARY), or connected (OFF).
     bool outside = false;
+    // Where the library tells who comes and goes; null before the socket is made. Made and closed
+    // with it; read by the radio thread.
+    void* monitor = nullptr;
+    // Subscribers that are connected. Written by the radio thread, read by any.
+    std::atomic<int> listeners{0};
+    // Whether a report that leaves now reaches someone: a subscriber is connected, or the local
+    // consumer was and the library keeps reports for it (tagDataHighWaterMark). Otherwise the library
+    // drops it. Written by the radio thread, read by any.
+    std::atomic<bool> isHeard{false};
 };
 
 // The handles. Null before a socket is made and after it is closed. The table above names the
@@ -73,21 +107,42 @@ extern data_socket_s tag_data;
 extern shared_socket_s gpio_led;
 extern shared_socket_s radio_to_main_async;
 
+// Messages on `events`. Written by the main thread.
+extern std::uint64_t eventsSent;
+extern std::uint64_t eventsRefused;
+
 }  // namespace sockets
 
 // Sends one frame without blocking. `flags` is 0 or ZMQ_SNDMORE. Returns what
 // zmq_send returns, or -1 when the socket is not there. Any thread but the engine thread.
 int sendShared(shared_socket_s* socket, const void* data, std::size_t size, int flags);
 
+// Counts a message of gpio_led or radio_to_main_async. In a turn at the socket.
+inline void countMessage(shared_socket_s* socket, bool sent) {
+    const auto count = [](std::atomic<std::uint64_t>& counter) {
+        counter.store(counter.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+    };
+    sent ? count(socket->sent) : count(socket->refused);
+}
+
+// Sends an alarm or a heartbeat on `events`. Main thread.
+void sendEvent(std::string_view event);
+
 // Sends one frame of the forms STRING and BINARY (`outside`) or of the form OFF on tag_data.
-// A frame that the present socket is not for is dropped, and the result is -1: the form may
-// have changed since the frame was made. The result is 0 for a frame that was left behind.
-// Any thread.
-int sendTagData(bool outside, const void* data, std::size_t size, int flags);
+// A frame that the present socket is not for is dropped: the form may have changed since the frame
+// was made. `owner`, if there is one, must outlive the process's sockets. Any thread.
+send_result_e sendTagData(bool outside, const void* data, std::size_t size, int flags,
+                          const frame_owner_s* owner = nullptr);
 
 // Lets tag_data read the messages of its subscribers, which otherwise wait for the next
 // report. Radio thread, at each tick.
 void takeSubscriptions();
+
+// The descriptor that is readable when a subscriber of tag_data has come or gone, or -1; another
+// one after each createZMQSocketForData. Radio thread.
+int listenersDescriptor();
+// Counts those that have come or gone since the last call. Radio thread.
+void takeListeners();
 
 // News for the main thread: a message of two frames, topic then payload, on
 // radio_to_main_async. Never waits: when the main thread is too far behind, the

@@ -47,6 +47,9 @@ data_socket_s tag_data;
 shared_socket_s gpio_led;
 shared_socket_s radio_to_main_async;
 
+std::uint64_t eventsSent = 0;
+std::uint64_t eventsRefused = 0;
+
 }  // namespace sockets
 
 using namespace sockets;
@@ -143,6 +146,14 @@ constexpr std::array<std::pair<int, int>, 4> keepAlive{{
     {ZMQ_TCP_KEEPALIVE_CNT, 4},
 }};
 
+// For a publisher that connects to one peer and whose sends do not wait: when the queue for the peer is
+// full, the library refuses a message and does not drop it silently. The peer sees no difference.
+int connectToOnePeer(void* socket, const char* endpoint) {
+    const int on = 1;
+    zmq_setsockopt(socket, ZMQ_XPUB_NODROP, &on, sizeof on);
+    return zmq_connect(socket, endpoint);
+}
+
 // The library closes a port on a thread of its own, some time after zmq_close; until then the port
 // is in use.
 int bindDataPort(void* socket, const char* endpoint) {
@@ -190,12 +201,12 @@ constexpr std::array radioSockets{
     socket_s{"radio_to_main", &radio_to_main, nullptr, ZMQ_PAIR,
              zmq_connect, "inproc://radio_2_main", " radio_to_main bind failed: "},
     socket_s{"gpio_led", &gpio_led.handle, &gpio_led, ZMQ_PUB,
-             zmq_connect, "ipc:///tmp/gpio_led_controller", " gpio_led connect failed: "},
+             connectToOnePeer, "ipc:///tmp/gpio_led_controller", " gpio_led connect failed: "},
 };
 
 // tag_data for the local data consumer, and for outside subscribers.
 constexpr socket_s tagDataConnected{
-    "tag_data", &tag_data.handle, &tag_data, ZMQ_PUB, zmq_connect, "ipc:///tmp/data",
+    "tag_data", &tag_data.handle, &tag_data, ZMQ_PUB, connectToOnePeer, "ipc:///tmp/data",
     " tag_data connect failed: "};
 constexpr socket_s tagDataBound{
     "tag_data", &tag_data.handle, &tag_data, ZMQ_PUB, bindDataPort, "tcp://*:5160",
@@ -278,17 +289,59 @@ int sendFrame(void* handle, const void* data, std::size_t size, int flags) {
     return handle == nullptr ? -1 : zmq_send(handle, data, size, flags | ZMQ_DONTWAIT);
 }
 
-int sendReport(bool outside, const void* data, std::size_t size, int flags) {
-    return tag_data.outside == outside ? sendFrame(tag_data.handle, data, size, flags) : -1;
+send_result_e sendReport(bool outside, const void* data, std::size_t size, int flags) {
+    if (tag_data.handle == nullptr || tag_data.outside != outside) {
+        return send_result_e::noSocket;
+    }
+    return sendFrame(tag_data.handle, data, size, flags) >= 0 ? send_result_e::sent : send_result_e::refused;
+}
+
+void sendLeftReport(const left_send_s& left) {
+    const send_result_e result = sendReport(left.outside, left.text.data(), left.text.size(), left.flags);
+    if (result != send_result_e::sent && left.owner != nullptr) {
+        left.owner->failed(left.origin, result);
+    }
 }
 
 // Sends both frames in one turn, so that a frame of another thread cannot come between them. When the
 // queue takes the first frame it has room for the second: it counts whole messages.
 void sendBothFrames(std::string_view topic, const void* payload, std::size_t size) {
     void* handle = radio_to_main_async.handle;
-    if (sendFrame(handle, topic.data(), topic.size(), ZMQ_SNDMORE) >= 0) {
+    const bool sent = sendFrame(handle, topic.data(), topic.size(), ZMQ_SNDMORE) >= 0;
+    countMessage(&radio_to_main_async, sent);
+    if (sent) {
         sendFrame(handle, payload, size, 0);
     }
+}
+
+// Makes the socket on which the library tells who connects to tag_data and who leaves. Without it
+// nobody is ever heard of: reports leave as before, and count as unheard.
+void* monitorOf(void* socket) {
+    static unsigned number = 0;  // the library frees an endpoint some time after its socket was closed
+    const std::string endpoint = "inproc://tag_data_monitor_" + std::to_string(++number);
+    constexpr int events = ZMQ_EVENT_HANDSHAKE_SUCCEEDED | ZMQ_EVENT_DISCONNECTED |
+                           ZMQ_EVENT_HANDSHAKE_FAILED_NO_DETAIL | ZMQ_EVENT_HANDSHAKE_FAILED_PROTOCOL;
+    if (zmq_socket_monitor(socket, endpoint.c_str(), events) != 0) {
+        return nullptr;
+    }
+    void* monitor = zmq_socket(context, ZMQ_PAIR);
+    zmq_connect(monitor, endpoint.c_str());
+    return monitor;
+}
+
+// The number of the library's next event on tag_data, or 0 when none waits.
+//
+//   frame 1   | event: 16 bits | value: 32 bits |      frame 2   | endpoint |
+std::uint16_t nextEvent() {
+    std::array<char, 6> event{};
+    if (zmq_recv(tag_data.monitor, event.data(), event.size(), ZMQ_DONTWAIT) < 0) {
+        return 0;
+    }
+    std::array<char, 1> endpoint{};
+    zmq_recv(tag_data.monitor, endpoint.data(), endpoint.size(), ZMQ_DONTWAIT);
+    std::uint16_t number = 0;
+    std::memcpy(&number, event.data(), sizeof number);
+    return number;
 }
 
 }  // namespace
@@ -325,6 +378,9 @@ int createZMQSocketsForMain() {
 int createZMQSocketForData(bool bind) {
     const socket_s& row = bind ? tagDataBound : tagDataConnected;
     void* socket = newSocket(row);
+    tag_data.monitor = monitorOf(socket);
+    tag_data.listeners.store(0, std::memory_order_relaxed);
+    tag_data.isHeard.store(false, std::memory_order_relaxed);
     const int rc = setHighWaterMarks(socket) == 0 ? attachSocket(row, socket) : -1;
     tag_data.turn.doInTurn([&] {
         tag_data.handle = socket;
@@ -346,6 +402,10 @@ int createZMQSocketsForRadio() {
 }
 
 int closeZMQSocketForData() {
+    if (tag_data.monitor != nullptr) {
+        zmq_socket_monitor(tag_data.handle, nullptr, 0);
+        zmq_close(std::exchange(tag_data.monitor, nullptr));
+    }
     const int rc = closeSocket(tagDataConnected);
     if (rc == 0 && tag_data.outside) {
         portLeft = std::chrono::steady_clock::now();
@@ -393,18 +453,24 @@ int sendShared(shared_socket_s* socket, const void* data, std::size_t size, int 
     return rc;
 }
 
-int sendTagData(bool outside, const void* data, std::size_t size, int flags) {
-    int rc = 0;
-    tag_data.turn.doOrLeave([&] { rc = sendReport(outside, data, size, flags); },
+void sendEvent(std::string_view event) {
+    const bool sent = zmq_send(events, event.data(), event.size(), 0) >= 0;
+    ++(sent ? eventsSent : eventsRefused);
+}
+
+send_result_e sendTagData(bool outside, const void* data, std::size_t size, int flags,
+                          const frame_owner_s* owner) {
+    send_result_e result = send_result_e::sent;
+    tag_data.turn.doOrLeave([&] { result = sendReport(outside, data, size, flags); },
                             [&](left_send_s& left) {
                                 left.text.assign(static_cast<const char*>(data), size);
                                 left.flags = flags;
                                 left.outside = outside;
-                                left.send = [](const left_send_s& it) {
-                                    sendReport(it.outside, it.text.data(), it.text.size(), it.flags);
-                                };
+                                left.owner = owner;
+                                left.origin = owner == nullptr ? 0 : owner->origin();
+                                left.send = sendLeftReport;
                             });
-    return rc;
+    return result;
 }
 
 void takeSubscriptions() {
@@ -415,6 +481,36 @@ void takeSubscriptions() {
             subscriptionsTaken();
         }
     });
+}
+
+int listenersDescriptor() {
+    int fd = -1;
+    std::size_t size = sizeof fd;
+    return tag_data.monitor != nullptr && zmq_getsockopt(tag_data.monitor, ZMQ_FD, &fd, &size) == 0 ? fd : -1;
+}
+
+// A peer of ZMTP 1.0 or 2.0 (before 2013) does not complete a handshake in the library's terms, and is
+// not counted.
+void takeListeners() {
+    if (tag_data.monitor == nullptr) {
+        return;
+    }
+    static bool failedBefore = false;  // then it is the end of a connection that was not counted
+    int listeners = tag_data.listeners.load(std::memory_order_relaxed);
+    for (std::uint16_t event = nextEvent(); event != 0; event = nextEvent()) {
+        if (event == ZMQ_EVENT_HANDSHAKE_SUCCEEDED) {
+            ++listeners;
+            tag_data.isHeard.store(true, std::memory_order_relaxed);
+        } else if (event == ZMQ_EVENT_DISCONNECTED && !failedBefore && listeners > 0) {
+            --listeners;
+        }
+        failedBefore =
+            event == ZMQ_EVENT_HANDSHAKE_FAILED_NO_DETAIL || event == ZMQ_EVENT_HANDSHAKE_FAILED_PROTOCOL;
+    }
+    tag_data.listeners.store(listeners, std::memory_order_relaxed);
+    if (listeners == 0 && tag_data.outside) {
+        tag_data.isHeard.store(false, std::memory_order_relaxed);
+    }
 }
 
 void sendNews(std::string_view topic, const void* payload, std::size_t size) {

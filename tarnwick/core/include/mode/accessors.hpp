@@ -89,6 +89,9 @@ int getReportFilter(reportFilter_s* filter);
 int getRadioStartConditions(radioStartConditions_s* conditions);
 int getRadioStopConditions(radioStopConditions_s* conditions);
 
+// The filter in words, for people: "include prefix 3034"; empty without a filter. Any thread.
+std::string ruleOf(const tagFilter_s& filter);
+
 // The interval in seconds. Returns -1 and stores 0 when it does not fit 32 bits;
 // an unknown unit stores 0 and returns 0.
 int getInventoryIntervalSeconds(const inventoryInterval_s* interval, std::uint32_t* seconds);

@@ -4,6 +4,7 @@
 
 #include "mode/accessors.hpp"
 #include "mode/record.hpp"
+#include "mode/words.hpp"
 #include "reader_facts.hpp"
 
 namespace {
@@ -33,6 +34,14 @@ std::uint8_t gpiBits(const gpi_s& gpi) {
     return static_cast<std::uint8_t>(enableAndLevel << (gpi.port - 1));
 }
 }  // namespace
+
+std::string ruleOf(const tagFilter_s& filter) {
+    if (filter.enabled == 0) {
+        return {};
+    }
+    std::string rule(findWord(filterOperationWords, filter.operation));
+    return rule.append(" ").append(findWord(filterMatchWords, filter.match)).append(" ") + filter.value;
+}
 
 MODE_TYPE_e getModeType() {
     return mode_configuration.modeType;

@@ -10,6 +10,7 @@
 #include "mode/record.hpp"
 #include "radio.hpp"
 #include "radio/report_plan.hpp"
+#include "radio/tag_account.hpp"
 #include "radio_state.hpp"
 #include "tw_msg.pb.h"
 #include "zmq_intfc.hpp"
@@ -171,7 +172,7 @@ void putFull(const tag_read_s& read, const report_plan_s& plan, wire_writer* out
     putText(message_t::kAntennaPortNameFieldNumber, plan.portName,
             plan.portNameOf(static_cast<std::uint8_t>(radio::currentTxAntenna)), out);
     putText(message_t::kUserDefinedFieldNumber, plan.userDefined, plan.userDefinedText, out);
-    out->number(message_t::kEventNumFieldNumber, radio::eventNum++);
+    out->number(message_t::kEventNumFieldNumber, countOne(&radio::eventNum));
 }
 
 }  // namespace
@@ -192,11 +193,11 @@ void sendBinaryReport(const tag_read_s& read) {
         putFull(read, plan, &out);
     }
     const std::string_view message(buffer.data(), static_cast<std::size_t>(out.end() - buffer.data()));
-    if (radio::subscribers.load(std::memory_order_relaxed) < 2) {
-        send_tag_data_message(message, false, true);
-    } else {
-        // A frame of its own, so that each subscriber's prefix filter sees the header. Quirk: it is
-        // neither counted for the rate nor part of a batch.
-        sendTagData(true, message.data(), message.size(), 0);
-    }
+    // For many a frame of its own, so that each subscriber's prefix filter sees the header. Quirk: it is
+    // neither counted for the rate nor part of a batch.
+    const send_result_e result =
+        radio::subscribers.load(std::memory_order_relaxed) < 2
+            ? send_tag_data_message(message, false, true)
+            : sendTagData(true, message.data(), message.size(), 0, &radio::reportOwner);
+    radio::closeSentPacket(result, DATA_ANALYTICS_BINARY);
 }

@@ -7,6 +7,7 @@
 
 #include "radio.hpp"
 #include "radio/report_plan.hpp"
+#include "radio/tag_account.hpp"
 #include "radio_state.hpp"
 #include "util.hpp"
 #include "zmq_intfc.hpp"
@@ -60,10 +61,10 @@ void sendTimedLine(std::string line) {
 // and the new size, so that these stay consistent when two threads send lines.
 void sendLine(std::string_view line) {
     const bool batch = gpio_led_slow_down() && current_gpio_led_msg_size <= maxBatchBytes;
-    if (sockets::gpio_led.handle != nullptr) {
-        zmq_send(sockets::gpio_led.handle, line.data(), line.size(),
-                 ZMQ_DONTWAIT | (batch ? ZMQ_SNDMORE : 0));
-    }
+    void* const handle = sockets::gpio_led.handle;
+    countMessage(&sockets::gpio_led,
+                 handle != nullptr && zmq_send(handle, line.data(), line.size(),
+                                               ZMQ_DONTWAIT | (batch ? ZMQ_SNDMORE : 0)) >= 0);
     if (batch) {
         current_gpio_led_msg_size += static_cast<std::int32_t>(line.size());
     } else {
@@ -106,29 +107,31 @@ void measureRate(const std::atomic<std::uint32_t>& count, std::uint32_t* previou
 
 }  // namespace
 
-void send_tag_data_message(std::string_view message, bool immediate, bool outside) {
+send_result_e send_tag_data_message(std::string_view message, bool immediate, bool outside) {
+    const auto send = [&](int flags) {
+        return sendTagData(outside, message.data(), message.size(), flags, &radio::reportOwner);
+    };
     if (immediate) {
         if (current_tag_data_msg_size != 0) {
             closeTagDataBatch();
         }
-        sendTagData(outside, message.data(), message.size(), 0);
         countOne(&tag_data_msg_count);
-        return;
+        return send(0);
     }
     if (!tag_data_slow_down()) {
         // The size stays as it is. Quirk: a batch that was open ends with this frame, and
         // the next flush then sends one empty message, which readers skip.
-        sendTagData(outside, message.data(), message.size(), 0);
         countOne(&tag_data_msg_count);
-    } else if (current_tag_data_msg_size <= maxBatchBytes) {
-        sendTagData(outside, message.data(), message.size(), ZMQ_SNDMORE);
+        return send(0);
+    }
+    if (current_tag_data_msg_size <= maxBatchBytes) {
         current_tag_data_msg_outside = outside;
         current_tag_data_msg_size += static_cast<std::int32_t>(message.size());
-    } else {
-        sendTagData(outside, message.data(), message.size(), 0);
-        current_tag_data_msg_size = 0;
-        countOne(&tag_data_msg_count);
+        return send(ZMQ_SNDMORE);
     }
+    current_tag_data_msg_size = 0;
+    countOne(&tag_data_msg_count);
+    return send(0);
 }
 
 int send_gpio_led_message(std::string_view message) {

@@ -9,6 +9,7 @@
 #include "logger.hpp"
 #include "radio.hpp"
 #include "radio/report_plan.hpp"
+#include "radio/tag_account.hpp"
 #include "radio_state.hpp"
 #include "zmq_intfc.hpp"
 
@@ -89,9 +90,19 @@ void countTagRead() {
     }
 }
 
+// The report of the tag before leaves, or the tag that has come takes its place.
+void finishLastTag() {
+    if (isReportPending()) {
+        const bool wasHeldBack = radio::wasHeldBack;
+        send_out_tag_data();
+        radio::closeTagPacket(wasHeldBack ? radio::fate_e::heldBack : radio::fate_e::superseded);
+    }
+}
+
 void onTagPacket(RXE_packet_s* packet, const packet_row_s&) {
-    completePendingReport();
+    finishLastTag();
     countTagRead();
+    radio::openTagPacket();
     timeval now{};
     gettimeofday(&now, nullptr);
     process_tag_info_packet(packet, now);
@@ -141,6 +152,7 @@ void onCommandOngoing(RXE_packet_s*, const packet_row_s&) {
 void onAntennaInfo(RXE_packet_s* packet, const packet_row_s&) {
     radio::currentOlio = word16(packet->payload);
     radio::currentTxAntenna = word16(packet->payload + 2);
+    radio::useAntenna(radio::currentTxAntenna);
 }
 
 // The pending report has the channel on which its tag was seen, since its text was written then.
@@ -261,6 +273,7 @@ int getPacket(RXE_packet_s* packet) {
     takeReportPlan();
     radio::packetRxCount.fetch_add(1, relaxed);
     processMessage(packet);
+    radio::packetsDone.store(radio::packetRxCount.load(relaxed), std::memory_order_release);
     return 0;
 }
 

@@ -21,7 +21,8 @@ using json_text::putTenths;
 using json_text::putUnsigned;
 using json_text::putWord;
 
-std::uint64_t radio::eventNum = 0;
+std::atomic<std::uint64_t> radio::eventNum{0};
+bool radio::isPending = false;
 
 // One member of "data": it is present when the packet has all of `fields` and the
 // mode's switch is on.
@@ -70,7 +71,6 @@ struct mark_s {
 
 // The report. Its memory is kept for the next one. Engine thread, as all state in this file.
 struct report_s {
-    bool pending = false;
     bool everBuilt = false;
     bool ofTag = false;  // it has members of a tag packet, a timestamp and a type
     std::string error;   // why it cannot leave; empty for no reason
@@ -287,7 +287,7 @@ void endLate(std::string_view key, const char* end) {
 
 // Makes the report pending. A late member does this also without a tag packet.
 void expectMore() {
-    report.everBuilt = report.pending = true;
+    report.everBuilt = radio::isPending = true;
 }
 
 // Makes the slots of "accessResults" a late member.
@@ -373,12 +373,8 @@ std::vector<planned_member_s> plannedMembers(const mode_configuration_s& mode) {
     return members;
 }
 
-bool isReportPending() {
-    return report.pending;
-}
-
 void clearReport() {
-    report.pending = report.ofTag = false;
+    radio::isPending = report.ofTag = false;
     report.markCount = 0;
     report.late.clear();
     report.results.clear();
@@ -442,7 +438,7 @@ int add_to_access_results(std::string_view text, std::size_t index) {
 }
 
 addl_key_parts_s keyPartsOfReport() {
-    addl_key_parts_s parts{.isReport = report.pending, .texts = {}, .antenna = {}};
+    addl_key_parts_s parts{.isReport = radio::isPending, .texts = {}, .antenna = {}};
     const auto take = [&parts](std::size_t part, std::string_view value) {
         if (part < parts.texts.size()) {
             parts.texts[part] = value.substr(1, value.size() - 2);  // without its quotes
@@ -465,7 +461,7 @@ addl_key_parts_s keyPartsOfReport() {
 }
 
 finished_report_s finishReport() {
-    if (!report.pending) {
+    if (!radio::isPending) {
         report.merged.resize(std::max(report.merged.size(), headerBytes + opening.size()));
         const char* const end =
             putBytes(report.everBuilt ? "{}" : "null", report.merged.data() + headerBytes);

@@ -30,8 +30,9 @@ extern std::uint32_t currentChannel;
 extern std::uint16_t currentHash;
 
 // The number of the next report, from 0. JSON reports and full binary reports have a number and
-// increase it; reduced binary reports do not have one.
-extern std::uint64_t eventNum;
+// increase it; reduced binary reports do not have one. Written by the engine thread, read by the
+// main thread for the account.
+extern std::atomic<std::uint64_t> eventNum;
 
 }  // namespace radio
 
@@ -53,10 +54,13 @@ struct tag_read_s {
     std::uint64_t eventNum;     // number of this report, when it has one
 };
 
-// Counts up where one thread at a time writes: a plain load and store.
+// Counts up where one thread at a time writes: a plain load and store. Returns the count before. The
+// store is visible only together with all that this thread wrote before it, as takeAccount needs.
 template <class Number>
-void countOne(std::atomic<Number>* counter) {
-    counter->store(counter->load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+Number countOne(std::atomic<Number>* counter) {
+    const Number before = counter->load(std::memory_order_relaxed);
+    counter->store(before + 1, std::memory_order_release);
+    return before;
 }
 
 // Zeroes the whole record of a packet: the library does not write members that the packet does not
@@ -66,8 +70,13 @@ inline constexpr std::size_t recordAlignment = 64;
 
 // ---- the pending JSON report -----------------------------------------------
 
-// Whether a report is pending.
-bool isReportPending();
+// Whether a report is pending. The JSON report alone writes it.
+namespace radio {
+extern bool isPending;
+}
+inline bool isReportPending() {
+    return radio::isPending;
+}
 
 // Empties the report.
 void clearReport();

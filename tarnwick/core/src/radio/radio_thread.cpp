@@ -25,7 +25,7 @@ namespace {
 constexpr long tickNanoseconds = 500'000'000;
 constexpr int initMessages = 10;
 constexpr useconds_t initPauseMicroseconds = 10'000;
-constexpr int maxEvents = 2;
+constexpr int maxEvents = 3;
 
 // The thread and its attributes. Main thread.
 pthread_t radio_thread;
@@ -101,6 +101,17 @@ void onRequests() {
     }
 }
 
+// Wakes this thread when a subscriber comes or goes. A request may have made tag_data anew, with another
+// descriptor; one that is watched already stays so.
+void watchListeners(int epoll) {
+    if (const int fd = listenersDescriptor(); fd >= 0) {
+        epoll_event event{};
+        event.events = EPOLLIN | EPOLLET;
+        event.data.fd = fd;
+        epoll_ctl(epoll, EPOLL_CTL_ADD, fd, &event);
+    }
+}
+
 // Waits for events. The thread can be cancelled only here, where it holds no lock and no work is
 // half done.
 int waitForEvents(int epoll, std::array<epoll_event, maxEvents>* events) {
@@ -113,6 +124,8 @@ int waitForEvents(int epoll, std::array<epoll_event, maxEvents>* events) {
 [[noreturn]] void serve(int epoll, int timer) {
     std::array<epoll_event, maxEvents> events{};
     for (;;) {
+        watchListeners(epoll);
+        takeListeners();
         const int count = waitForEvents(epoll, &events);
         for (int i = 0; i < count; ++i) {
             if (events[static_cast<std::size_t>(i)].data.fd == timer) {

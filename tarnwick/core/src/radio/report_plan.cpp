@@ -33,6 +33,10 @@ std::atomic<plan_node_s*> offered{nullptr};
 // all.
 std::atomic<plan_node_s*> retired{nullptr};
 
+// The newest plan, in force or not. Main thread.
+report_plan_s newestPlan;
+bool isPlanMade = false;
+
 void freeRetired() {
     for (plan_node_s* node = retired.exchange(nullptr, std::memory_order_acquire); node != nullptr;) {
         const std::unique_ptr<plan_node_s> last(node);
@@ -129,6 +133,7 @@ report_plan_s makePlan(const mode_configuration_s& mode, const told_accesses_s& 
     plan.modeType = mode.modeType;
     plan.arrayReader = thisModel().arrayReader;
     copyTagFilter(&mode.tagFilter, &plan.filter);
+    plan.filterRule = ruleOf(mode.tagFilter);
     plan.members = plannedMembers(mode);
     plan.switches = static_cast<const report_switches_s&>(mode);
     plan.userDefined = !mode.userDefined.empty();
@@ -157,14 +162,31 @@ report_plan_s makePlan(const mode_configuration_s& mode, const told_accesses_s& 
     }
 }
 
-}  // namespace
-
-void publishReportPlan(const mode_configuration_s& mode, const told_accesses_s& accesses) {
+// Offers a copy of the newest plan.
+void offerPlan() {
     auto fresh = std::make_unique<plan_node_s>();
-    fresh->plan = makePlan(mode, accesses);
+    fresh->plan = newestPlan;
     freeRetired();
     // A plan that the engine thread has not taken comes back and is freed here.
     const std::unique_ptr<plan_node_s> unseen(offered.exchange(fresh.release(), std::memory_order_acq_rel));
+}
+
+}  // namespace
+
+void publishReportPlan(const mode_configuration_s& mode, const told_accesses_s& accesses) {
+    auto traces = std::move(newestPlan.traces);
+    newestPlan = makePlan(mode, accesses);
+    newestPlan.traces = std::move(traces);
+    isPlanMade = true;
+    offerPlan();
+}
+
+void publishTraces(const std::vector<std::shared_ptr<tag_trace_s>>& traces) {
+    if (!isPlanMade) {
+        newestPlan = planOfEmptyMode();
+    }
+    newestPlan.traces = traces;
+    offerPlan();
 }
 
 void takeReportPlan() {

@@ -6,6 +6,7 @@
 
 #include <array>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -17,6 +18,7 @@
 struct tag_read_s;
 struct report_plan_s;
 struct report_member_s;  // json_report.cpp
+struct tag_trace_s;      // tag_trace.hpp
 
 // A text that is the same in many reports.
 struct planned_text_s {
@@ -48,6 +50,7 @@ struct report_plan_s {
     MODE_TYPE_e modeType{};
     bool arrayReader = false;  // reads are counted by beam
     tagFilter_s filter;
+    std::string filterRule;  // for people
 
     std::vector<planned_member_s> members;  // in the order of their keys
     std::size_t room = 0;                   // the most bytes of a report without late members
@@ -71,10 +74,15 @@ struct report_plan_s {
     std::uint64_t accessMask = 0;  // bit n-1: access n is enabled
     std::array<std::uint64_t, olioTableSize> accessesOfOlio{};
 
+    std::vector<std::shared_ptr<tag_trace_s>> traces;  // tags that are followed
+
     [[nodiscard]] const planned_text_s& portNameOf(std::uint8_t port) const {
         return port >= 1 && port <= portNames.size() ? portNames[port - 1U] : noName;
     }
 };
+
+// Offers the newest plan once more, with other tags to follow. Main thread.
+void publishTraces(const std::vector<std::shared_ptr<tag_trace_s>>& traces);
 
 // The members that a mode asks for, in the order of their keys. Any thread.
 std::vector<planned_member_s> plannedMembers(const mode_configuration_s& mode);

@@ -5,6 +5,7 @@
 #include "additional_config.hpp"
 #include "logger.hpp"
 #include "radio.hpp"
+#include "radio/tag_account.hpp"
 #include "radio_state.hpp"
 #include "zmq_intfc.hpp"
 
@@ -21,7 +22,11 @@ bool isHeldBack() {
         return false;
     }
     static std::string key;  // reused from report to report
-    return makeAddlKey(keyPartsOfReport(), &key) == 0 && report_line(key) == 0;
+    radio::wasHeldBack = makeAddlKey(keyPartsOfReport(), &key) == 0 && report_line(key) == 0;
+    if (radio::wasHeldBack && radio::isTraced) {
+        radio::traceHeldBack(key);
+    }
+    return radio::wasHeldBack;
 }
 
 }  // namespace
@@ -36,6 +41,7 @@ int send_out_tag_data() {
         // Nothing may throw into the engine's callback.
         const std::string news = "Tag report dropped: " + std::string(report.error);
         sendNews("error", news.data(), news.size());
+        radio::closeTagPacket(radio::fate_e::notText);
     } else {
         const report_header_t header = reportHeader(REPORT_KIND_JSON);
         std::ranges::copy(header, report.bytes.begin());
@@ -47,7 +53,7 @@ int send_out_tag_data() {
         const bool outside = form != DATA_ANALYTICS_OFF;
         const bool spread =
             form == DATA_ANALYTICS_STRING && radio::subscribers.load(std::memory_order_relaxed) > 1;
-        send_tag_data_message(outside ? message : text, spread, outside);
+        radio::closeSentPacket(send_tag_data_message(outside ? message : text, spread, outside), form);
     }
     radio::tagMemoryCount = 0;
     clearReport();

@@ -6,6 +6,7 @@
 
 #include "radio.hpp"
 #include "radio/report_plan.hpp"
+#include "radio/tag_account.hpp"
 #include "radio_state.hpp"
 #include "util.hpp"
 #include "zmq_intfc.hpp"
@@ -67,7 +68,7 @@ void reportAsJson(tag_read_s* read) {
     tagReadLine.resize(tagRead.size());
     appendISOString(&read->time, &tagReadLine);
     read->timeText = std::string_view(tagReadLine).substr(tagRead.size());
-    read->eventNum = radio::eventNum++;
+    read->eventNum = countOne(&radio::eventNum);
     buildJsonReport(*read, plan);
     if (!waitingForMoreTagData()) {
         send_out_tag_data();
@@ -86,10 +87,15 @@ int process_tag_info_packet(RXE_packet_s* packet, const timeval& time) {
     if (RXE_formatPayloadToStruct(packet, &info) != RXE_OK) {
         constexpr std::string_view failure = "Error parsing tag info packet";
         sendNews("error", failure.data(), failure.size());
+        radio::closeTagPacket(radio::fate_e::notDecoded);
         return 0;
+    }
+    if (!reportPlan().traces.empty()) {
+        radio::beginTrace(info, time);
     }
     idHex.clear();
     if (compareTagFilter(info.epc, wholeBytes(info.epcLength), &idHex) == 0) {
+        radio::closeTagPacket(radio::fate_e::filtered);
         return 0;
     }
     const int form = radio::data_analytics_type.load(std::memory_order_relaxed);

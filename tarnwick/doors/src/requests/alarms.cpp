@@ -80,7 +80,7 @@ void publishAlarm(const char* type, std::uint64_t number, const std::string& mes
         {"data", {{"eventNum", number}, {"message", message}}},
         {"timestamp", timestamp},
         {"type", type}}.dump(-1, ' ', false, json::error_handler_t::replace);
-    zmq_send(sockets::events, event.data(), event.size(), 0);
+    sendEvent(event);
 }
 
 }  // namespace

@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <span>
 
 namespace requests {
 
@@ -71,14 +72,36 @@ static_assert(std::ranges::equal(commands, vocabulary::commands, {}, &command_s:
               "each command that the client knows is served, in the order of the list");
 constexpr std::size_t nCommands = std::size(commands);
 
+namespace {
+
+constexpr command_s unlistedCommands[] = {
+    row(vocabulary::account, accountHandler),
+    row(vocabulary::trace, traceHandler),
+};
+
+static_assert(std::ranges::equal(unlistedCommands, vocabulary::unlistedCommands, {}, &command_s::name,
+                                 &vocabulary::command_s::word));
+
+const command_s* findCommand(std::string_view word) {
+    for (const auto table :
+         {std::span<const command_s>(commands), std::span<const command_s>(unlistedCommands)}) {
+        if (const auto found = std::ranges::find(table, word, &command_s::name); found != table.end()) {
+            return &*found;
+        }
+    }
+    return nullptr;
+}
+
+}  // namespace
+
 int ProcessRequest(std::string* request, std::string* reply) {
     std::vector<std::string> tokens = tokenizeRequest(request);
     if (tokens.empty()) {
         *reply = "Failure: No Command";
         return 0;
     }
-    const auto* command = std::ranges::find(commands, tokens.front(), &command_s::name);
-    if (command == std::end(commands)) {
+    const command_s* command = findCommand(tokens.front());
+    if (command == nullptr) {
         *reply = "Failure: Command Not Found";
         return 0;
     }

@@ -121,7 +121,7 @@ steady_clock::time_point endOfIdleWait() {
 void sendHeartbeat() {
     std::string heartbeat;
     getHeartbeat(&heartbeat);
-    zmq_send(sockets::events, heartbeat.data(), heartbeat.size(), 0);
+    sendEvent(heartbeat);
     heartbeat_timeout = system_clock::now() + heartbeat_period;
 }
 
