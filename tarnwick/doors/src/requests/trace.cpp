@@ -65,8 +65,10 @@ json packetJson(const traced_packet_s& packet) {
         {"time", isoTime(packet.time)},
         {"epc", hexOf(packet.epc.data(), packet.epcBytes)},
         {"antenna", packet.antenna},
-        {"channel", packet.channel / kilohertzOfMegahertz},
     };
+    if (packet.channel != 0) {  // the mode does not ask for it
+        row["channel"] = packet.channel / kilohertzOfMegahertz;
+    }
     if (packet.rssi != noRssi) {
         row["peakRssi"] = packet.rssi;
     }
