@@ -95,6 +95,7 @@ void finishLastTag() {
     if (isReportPending()) {
         const bool wasHeldBack = radio::wasHeldBack;
         send_out_tag_data();
+        radio::wasHeldBack = false;
         radio::closeTagPacket(wasHeldBack ? radio::fate_e::heldBack : radio::fate_e::superseded);
     }
 }
