@@ -9,6 +9,7 @@
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <set>
+#include <span>
 #include <string>
 
 #include "command_words.hpp"
@@ -63,9 +64,13 @@ void addArguments(std::span<const vocabulary::argument_s> arguments, entries_t* 
 
 void addRequests(entries_t* entries) {
     namespace words = vocabulary::configrxe_words;
-    for (const vocabulary::command_s& command : vocabulary::commands) {
-        entries->emplace(command.word);
-        addArguments(command.arguments, entries);
+    for (const std::span<const vocabulary::command_s> table :
+         {std::span<const vocabulary::command_s>(vocabulary::commands),
+          std::span<const vocabulary::command_s>(vocabulary::unlistedCommands)}) {
+        for (const vocabulary::command_s& command : table) {
+            entries->emplace(command.word);
+            addArguments(command.arguments, entries);
+        }
     }
     addArguments(vocabulary::simBearingArguments, entries);
     addArguments(words::enableOrDisable, entries);
