@@ -49,6 +49,7 @@ class RadioTest : public testing::Test {
             zmq_close(std::exchange(*socket, nullptr));
             zmq_close(peer);
         }
+        zmq_close(std::exchange(sockets::tag_data.monitor, nullptr));  // when the form was changed
         zmq_ctx_destroy(sockets::context);
     }
 
