@@ -22,10 +22,11 @@ const std::vector<command_s> commands{
     {vocabulary::subscribers.word, "Show or set among how many subscribers reports are spread"},
     {vocabulary::tagInfo.word, "Show the tags that the report filter's keys hold back"},
     {vocabulary::test.word, "Ask whether the daemon answers"},
+    {"trace", "Note what becomes of a tag's packets, and show it", true},
     {vocabulary::version.word, "Show the versions of daemon, radio and sockets"},
 };
 
-int runCommand(const daemon_s& daemon, const std::vector<std::string>& words) {
+int runCommand(const daemon_s& daemon, const command_s& command, const std::vector<std::string>& words) {
     std::string reason;
     if (!areWordsGood(words, &reason)) {
         std::fprintf(stderr, "twctl: %s\n", reason.c_str());
@@ -33,5 +34,8 @@ int runCommand(const daemon_s& daemon, const std::vector<std::string>& words) {
     }
     std::string reply;
     const int status = askDaemon(daemon, joinWords(words), &reply);
-    return status == exitSuccess ? printReply(reply) : status;
+    if (status != exitSuccess) {
+        return status;
+    }
+    return command.showsObject ? printObject(reply) : printReply(reply);
 }

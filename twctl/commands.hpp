@@ -12,11 +12,12 @@
 // A row of the program's help. The daemon has a help text of its own for each command, which
 // the request "help" shows.
 struct command_s {
-    std::string_view name;  // the command's word
-    const char* help;       // a line for people
+    std::string_view name;     // the command's word
+    const char* help;          // a line for people
+    bool showsObject = false;  // a reply that is a JSON object is shown over several lines
 };
 extern const std::vector<command_s> commands;
 
-// Sends such a request when its words, the command first, may stand where they do. Prints the
+// Sends the request of `command` when its words, the command first, may stand where they do. Prints the
 // reply on standard output, a failure on standard error. Returns an exit_status_e.
-int runCommand(const daemon_s& daemon, const std::vector<std::string>& words);
+int runCommand(const daemon_s& daemon, const command_s& command, const std::vector<std::string>& words);

@@ -48,11 +48,7 @@ int show(const daemon_s& daemon, const std::string& request) {
     if (const int status = askDaemon(daemon, request, &reply); status != exitSuccess) {
         return status;
     }
-    const auto object = nlohmann::ordered_json::parse(bodyOf(reply), nullptr, false);
-    if (isFailure(reply) || object.is_discarded()) {
-        return printReply(reply);
-    }
-    return printText(object.dump(4));
+    return printObject(reply);
 }
 
 // "twctl: dock.json: what is wrong", on standard error.

@@ -3,15 +3,12 @@
 // its row.
 #include "live_table.hpp"
 
-#include <sys/ioctl.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <cstdio>
 #include <tuple>
 
 #include "decoding.hpp"
+#include "terminal.hpp"
 
 namespace {
 
@@ -115,19 +112,6 @@ std::string rateText(double rate) {
     return text;
 }
 
-struct terminal_size_s {
-    std::size_t rows = 24, columns = 80;
-};
-
-// As the terminal is now; the usual size where there is none or it does not tell.
-terminal_size_s terminalSize() {
-    winsize size{};
-    if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_row == 0 || size.ws_col == 0) {
-        return {};
-    }
-    return {size.ws_row, size.ws_col};
-}
-
 }  // namespace
 
 std::vector<live_column_s> usualLiveColumns() {
@@ -196,22 +180,6 @@ std::vector<std::string> tableLines(const live_table_s& table, clock_point now, 
 
 int drawTable(const live_table_s& table, clock_point now, std::size_t* drawn) {
     constexpr std::size_t linesAbove = 3;  // sums, heading, and the cursor's own line
-    const terminal_size_s size = terminalSize();
-    const std::size_t room = size.rows > linesAbove ? size.rows - linesAbove : 1;
-    // One write for the whole drawing: cursor up (CSI A), each line with its old rest erased
-    // (CSI K), and what is left of a longer drawing erased (CSI J). ECMA-48, 8.3.
-    std::string text;
-    if (*drawn > 0) {
-        text = "\x1b[" + std::to_string(std::min(*drawn, size.rows - 1)) + "A\r";
-    }
-    const std::vector<std::string> lines = tableLines(table, now, room);
-    for (const std::string& line : lines) {
-        text += line.substr(0, size.columns) + "\x1b[K\n";
-    }
-    text += "\x1b[J";
-    *drawn = lines.size();
-    errno = 0;
-    const bool written =
-        std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0;
-    return written ? 0 : (errno != 0 ? errno : EIO);
+    const std::size_t rows = terminalSize().rows;
+    return drawLines(tableLines(table, now, rows > linesAbove ? rows - linesAbove : 1), drawn);
 }

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <nlohmann/json.hpp>
 
 #include "exit_status.hpp"
 #include "sockets.hpp"
@@ -93,4 +94,9 @@ int printReply(std::string_view reply) {
         return exitFailure;
     }
     return printText(bodyOf(reply));
+}
+
+int printObject(std::string_view reply) {
+    const auto object = nlohmann::ordered_json::parse(bodyOf(reply), nullptr, false);
+    return isFailure(reply) || object.is_discarded() ? printReply(reply) : printText(object.dump(4));
 }

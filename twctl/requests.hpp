@@ -39,3 +39,7 @@ int runRequest(const daemon_s& daemon, const std::vector<std::string>& words);
 // Prints a failure on standard error and everything else, by `bodyOf`, on
 // standard output. Returns an exit_status_e.
 int printReply(std::string_view reply);
+
+// Prints the JSON object of a reply over several lines, and a reply that does not have one by
+// `printReply`.
+int printObject(std::string_view reply);

@@ -2,6 +2,8 @@
 // ZeroMQ does not tell who holds the file of an ipc endpoint; a plain connection to it does.
 #include "sockets.hpp"
 
+#include <signal.h>
+#include <sys/signalfd.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -60,6 +62,21 @@ bound_file_c::~bound_file_c() {
         status.st_ino == inode) {
         unlink(path.c_str());
     }
+}
+
+descriptor_s::~descriptor_s() {
+    if (fd >= 0) {
+        close(fd);
+    }
+}
+
+int openSignals() {
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGINT);
+    sigaddset(&signals, SIGTERM);
+    sigprocmask(SIG_BLOCK, &signals, nullptr);
+    return signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
 }
 
 namespace {

@@ -54,6 +54,17 @@ class bound_file_c {
     ino_t inode = 0;
 };
 
+// Owner of a descriptor.
+struct descriptor_s {
+    int fd = -1;
+    ~descriptor_s();
+};
+
+// A descriptor that becomes readable with SIGINT and SIGTERM, so that both reach a poll without a
+// race. They are blocked for good. To be called before ZeroMQ starts its threads, which inherit the
+// mask.
+int openSignals();
+
 // Whether a process listens on the file of this "ipc://" endpoint. A file that a killed
 // process left behind does not count; other transports are never asked.
 bool hasLiveListener(const std::string& endpoint);

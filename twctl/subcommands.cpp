@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "account.hpp"
 #include "beams.hpp"
 #include "command_words.hpp"
 #include "commands.hpp"
@@ -76,8 +77,9 @@ void addCommand(CLI::App* app, const command_s& command, const words_t* words, i
         sub->footer("Words, of which N, BYTE, HEX and HH:MM stand for a value:\n" + rules);
     }
     addDaemon(sub, daemon.get());
-    sub->callback(
-        [sub, daemon, words, status] { *status = runCommand(*daemon, behind(sub->get_name(), *words)); });
+    sub->callback([sub, daemon, &command, words, status] {
+        *status = runCommand(*daemon, command, behind(sub->get_name(), *words));
+    });
 }
 
 using run_function = int (*)(const daemon_s& daemon, const json_command_s& command);
@@ -152,6 +154,33 @@ void addStatus(CLI::App* app, int* status) {
     sub->callback([options, status] { *status = runStatus(options->daemon, options->request); });
 }
 
+// The request takes no words.
+void addAccount(CLI::App* app, int* status) {
+    struct options_s {
+        daemon_s daemon;
+        account_request_s request;
+    };
+    auto options = std::make_shared<options_s>();
+    account_request_s* request = &options->request;
+    CLI::App* sub = app->add_subcommand("account", "Show what became of every tag packet");
+    CLI::Option* json = sub->add_flag("--json", request->json, "The daemon's JSON on one line, for programs");
+    CLI::Option* watch = sub->add_flag("--watch", request->rates,
+                                       "How fast it grows: a table that is drawn anew on a terminal, and\n"
+                                       "a line each time elsewhere")
+                             ->excludes(json);
+    sub->add_option("--interval", request->interval, "Of --watch: the time between two rates")
+        ->type_name("SECONDS")
+        ->check(secondsRange())
+        ->capture_default_str()
+        ->needs(watch);
+    sub->add_option("--seconds", request->seconds, "Of --watch: end after this time")
+        ->type_name("SECONDS")
+        ->check(secondsRange())
+        ->needs(watch);
+    addDaemon(sub, &options->daemon);
+    sub->callback([options, status] { *status = runAccount(options->daemon, options->request); });
+}
+
 void addBeam(CLI::App* app, const words_t* words, int* status) {
     CLI::App* sub = app->add_subcommand("beam", "Explain a beam number of the array reader, or find it");
     sub->footer(
@@ -197,6 +226,7 @@ CLI::Validator secondsRange() {
 
 void addRequests(CLI::App* app, const words_t* words, int* status) {
     addStatus(app, status);
+    addAccount(app, status);
     addJsonCommand(app, "mode", "Show, set or check what the radio does", modeActions, runMode, status);
     addJsonCommand(app, "events", "Show, set or check what is sent on the event channel", eventsActions,
                    runEvents, status);

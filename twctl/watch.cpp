@@ -2,8 +2,6 @@
 // One thread waits for frames, signals, the clock and the end of standard output in one poll.
 #include "watch.hpp"
 
-#include <signal.h>
-#include <sys/signalfd.h>
 #include <unistd.h>
 #include <zmq.h>
 
@@ -32,27 +30,6 @@ constexpr int framesInOneGo = 256;
 
 // What a step leads to: the next one, or the end. `silentlyDone` is the end of a pipe's reader.
 enum progress_e { goOn, enough, silentlyDone, trouble };
-
-// Owner of a descriptor.
-struct descriptor_s {
-    int fd = -1;
-    ~descriptor_s() {
-        if (fd >= 0) {
-            close(fd);
-        }
-    }
-};
-
-// SIGINT and SIGTERM become readable on a descriptor and reach the poll without
-// a race. Blocked before ZeroMQ starts its threads, which inherit the mask.
-int openSignals() {
-    sigset_t signals;
-    sigemptyset(&signals);
-    sigaddset(&signals, SIGINT);
-    sigaddset(&signals, SIGTERM);
-    sigprocmask(SIG_BLOCK, &signals, nullptr);
-    return signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
-}
 
 // Subscribes and binds or connects. A subscriber's number is the two bytes with which its
 // frames begin, low byte first, so the filter is ZeroMQ's. False, with a sentence, when it

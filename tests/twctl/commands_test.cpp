@@ -21,6 +21,11 @@ TEST(Commands, AskAndShowTheReply) {
         int status = 0;
     };
     const std::string olio = "configrxe custom olio 3 lp=508 rx_beam=0xFFF0 tx_beam=3 stop_type=time";
+    // without its fates
+    const std::string account =
+        R"(Success: {"byAntenna":[{"antenna":1,"sent":3,"tagPackets":4},{"antenna":2}],)"
+        R"("firstEventNum":0,"forms":{"BINARY":1,"OFF":2},"lines":{"refused":1,"sent":4},"nextEventNum":3,)"
+        R"("since":"today","tagPackets":4,"unheard":1,"fates":{"pending":0)";
     const case_s cases[] = {
         {"start sim_bearing 40 0 std_az=0.5", "start sim_bearing 40 0 std_az=0.5", "Success", "Success\n"},
         {"configrxe custom cableLoss 1 -1.5", "configrxe custom cableLoss 1 -1.5", "Failure: no", "", 1},
@@ -47,6 +52,27 @@ TEST(Commands, AskAndShowTheReply) {
         {"status antennas", "status antennas", R"(Success: {"antennas": "unknown param"})",
          "antennas       unknown param\n"},
         {"status", "status", "Success: {", "", 3},
+        {"trace add 3034", "trace add 3034", "Failure: 16 EPCs", "", 1},
+        {"trace list", "trace list", R"(Success: {"traces": []})", "{\n    \"traces\": []\n}\n"},
+        {"account", "account", account + R"(,"sent":3,"odd":1}})",
+         "since          today\ntag packets               4\n"
+         "sent                      3   75.0 %  given to the socket\n"
+         "pending                   0    0.0 %  not decided yet\n"
+         "odd                       1   25.0 %\n"
+         "sent as        OFF 2, BINARY 1\n"
+         "unheard        1 of the sent ones, since nobody was subscribed\n"
+         "numbers        0 to 2 (eventNum)\nlines          sent 4, refused 1\n\n"
+         "antenna          tagPackets        sent\n"
+         "1                         4           3\n"
+         "2                         0           0\n\ncloses: yes\n"},
+        {"account", "account", R"(Success: {"fates":{"odd":1},"tagPackets":2})",
+         "tag packets               2\nodd                       1   50.0 %\n\n"
+         "closes: no, 1 packet has no fate\n",
+         1},
+        {"account --json", "account", R"(Success: {"fates":{"sent":3}, "tagPackets":1})",
+         "{\"fates\":{\"sent\":3},\"tagPackets\":1}\n", 1},
+        {"account", "account", "Failure: Command Not Found", "", 1},
+        {"account", "account", R"(Success: {"tagPackets":1,"fates":[]})", "", 3},
         {"request -- error --timeout -1 --help", "error --timeout -1 --help", "Success", "Success\n"},
         {"request y --timeout=9 '[z]'", "y [z]", "Success:\nFailure", "Success:\nFailure\n"},
         {"request ''", "", "Failure: No Command", "Failure: No Command\n", 1},
@@ -70,6 +96,34 @@ TEST(Commands, AskAndShowTheReply) {
         EXPECT_EQ(client.waitForExit(), row.status);
         EXPECT_EQ(client.output(), row.output);
     }
+}
+
+// The third account is of a daemon that has started again.
+TEST(Commands, TheAccountIsWatched) {
+    const peer_s peer(ZMQ_REP);
+    ASSERT_EQ(zmq_bind(peer.handle, peer.endpoint.c_str()), 0);
+    const auto answer = [&peer](const std::string& since, const std::string& sent) {
+        EXPECT_EQ(peer.hear(), "account");
+        peer.send({R"(Success: {"since":")" + since + R"(","tagPackets":)" + sent +
+                   R"(,"fates":{"pending":0,"sent":)" + sent + "}}\0"s});
+    };
+    process_s client("bash", typed("account --watch --interval 0.1 --socket " + peer.file));
+    answer("a", "1000");
+    answer("a", "1010");
+    answer("b", "5000");
+    answer("b", "5000");
+    EXPECT_EQ(peer.hear(), "account");
+    peer.send({"Failure"});
+    EXPECT_EQ(client.waitForExit(), 1);
+    EXPECT_THAT(
+        client.output(),
+        testing::MatchesRegex("tagPackets [1-9][0-9]?\\.[0-9]  sent [1-9][0-9]?\\.[0-9]  unheard 0\\.0\n"
+                              "twctl: the daemon has restarted\n"
+                              "tagPackets 0\\.0  sent 0\\.0  unheard 0\\.0\nFailure\n"));
+    process_s waiting("bash", typed("account --watch --interval 60 --socket " + peer.file));
+    answer("a", "1");
+    waiting.signal(SIGINT);
+    EXPECT_EQ(waiting.waitForExit(), 0);
 }
 
 namespace {
@@ -107,6 +161,8 @@ TEST(Commands, WhatIsWrongIsTold) {
         {"configrxe custom txDelayInterval type=noReads duration=", 3, "after"},
         {"database_reset time=1:x", 3, "time=HH:MM"},
         {R"(events set '{"heartbeat":{"stats":[1]}}')", 3, "end the daemon"},
+        {"trace add 3x", 3, "unexpected argument \"3x\" after \"trace add\"; expected HEX"},
+        {"account --interval 2", 3, "--interval requires --watch"},
         {"stop now", 3, "twctl: The following argument"},
         {"status weather", 3, "\"weather\" is not valid; use radioConnection"},
         {"mode set", 3, "FILE is required"},

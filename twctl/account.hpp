@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: MIT
+// "twctl account": what became of every tag packet of the radio. The daemon counts each packet's
+// fate, and the sum of the fates is the number of packets at any moment.
+#pragma once
+
+#include <cstdint>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "requests.hpp"
+
+// One call of the subcommand.
+struct account_request_s {
+    bool json = false;      // the daemon's JSON on one line, in place of the table for people
+    bool rates = false;     // again and again what was added meanwhile, in place of the sums
+    double interval = 1.0;  // seconds between two rates
+    double seconds = 0.0;   // how long to show rates; 0 is no limit
+};
+
+// Asks the daemon and prints its account; rates until the time is over, or until SIGINT or SIGTERM,
+// both of which stay blocked. Returns an exit_status_e: exitFailure for an account that does not
+// close, exitTrouble for a reply that is not an account.
+int runAccount(const daemon_s& daemon, const account_request_s& request);
+
+// The counts of an account by name.
+using counts_t = std::vector<std::pair<std::string, std::uint64_t>>;
+
+// An account, read from a reply.
+struct account_s {
+    nlohmann::json members;  // all of them, as the daemon sent them
+    std::uint64_t tagPackets;
+    counts_t fates;  // "pending" too
+};
+
+// Asks for an account. False, with what is wrong on standard error and in *status, when none came.
+bool askAccount(const daemon_s& daemon, account_s* account, int* status);
+
+// An unsigned member of an object, or 0.
+std::uint64_t countAt(const nlohmann::json& object, std::string_view name);
+
+// "closes: yes", or how many packets have no fate. A closed account has as many fates as packets.
+bool isClosed(const account_s& account);
+std::string closingLine(const account_s& account);
