@@ -9,6 +9,7 @@
 #include "account_rates.hpp"
 #include "command_words.hpp"
 #include "exit_status.hpp"
+#include "sockets.hpp"
 
 namespace {
 
@@ -227,6 +228,27 @@ std::string closingLine(const account_s& account) {
            : sum < packets
                ? "closes: no, " + number + (rest == 1 ? " packet has" : " packets have") + " no fate"
                : "closes: no, " + number + (rest == 1 ? " fate has" : " fates have") + " no packet";
+}
+
+std::optional<account_numbers_s> askAccountNumbers(const std::string& endpoint) {
+    constexpr double patience = 1.0;
+    constexpr const char* heldBackFates[] = {"heldBack", "superseded", "notText"};
+    std::string reply;
+    account_s account;
+    if ((ipcFile(endpoint) && !hasLiveListener(endpoint)) ||
+        exchangeText(endpoint, requestWord, patience, &reply) != exchange_e::answered ||
+        !readAccount(json::parse(bodyOf(reply), nullptr, false), &account)) {
+        return std::nullopt;
+    }
+    const json& counts = account.members["fates"];
+    account_numbers_s numbers{.since = account.members.value("since", json()).dump(),
+                              .next = countAt(account.members, "nextEventNum"),
+                              .heldBack = 0,
+                              .pending = countAt(counts, "pending")};
+    for (const char* fate : heldBackFates) {
+        numbers.heldBack += countAt(counts, fate);
+    }
+    return numbers;
 }
 
 int runAccount(const daemon_s& daemon, const account_request_s& request) {

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -43,3 +44,16 @@ std::uint64_t countAt(const nlohmann::json& object, std::string_view name);
 // "closes: yes", or how many packets have no fate. A closed account has as many fates as packets.
 bool isClosed(const account_s& account);
 std::string closingLine(const account_s& account);
+
+// What an account says about the numbers of the reports. The default is a daemon that has just
+// started.
+struct account_numbers_s {
+    std::string since;           // when the daemon started to count
+    std::uint64_t next = 0;      // the number of the next report
+    std::uint64_t heldBack = 0;  // reports that have a number and were not to be sent
+    std::uint64_t pending = 0;   // 1 when the last number's report may still be sent
+};
+
+// The numbers of the daemon with this reply socket. Nothing, without a word, when it does not
+// answer within a second or does not have an account.
+std::optional<account_numbers_s> askAccountNumbers(const std::string& endpoint);

@@ -33,6 +33,11 @@ std::string hexText(std::string_view bytes);
 // carry left out; bytes that are not text in hex. Nothing when the bytes are not one.
 std::optional<nlohmann::json> binaryFields(std::string_view bytes);
 
+// The running number of a report, in any of the three forms. Nothing for a reduced report, which
+// has none, and for a frame that is not a report. Only the number is looked for, so that it can be
+// done for every frame.
+std::optional<std::uint64_t> reportNumber(std::string_view frame);
+
 // The line of a frame of the tag channel, without a newline:
 //
 //   {"data":{"eventNum":7,...}                                      OFF

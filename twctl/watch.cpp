@@ -15,6 +15,7 @@
 #include "decoding.hpp"
 #include "exit_status.hpp"
 #include "live_table.hpp"
+#include "report_gaps.hpp"
 #include "sockets.hpp"
 
 const std::array<channel_s, 3> channels{{
@@ -76,10 +77,16 @@ struct display_s {
     bool withoutAntenna = false;  // a filter by antenna could not judge a report
     bool toldUnreadable = false;
     bool toldWithoutAntenna = false;
+    report_gaps_t gaps;
     live_table_s table;
     clock_point nextDraw = table.began;
     std::size_t drawn = 0;
 };
+
+// Whether the table is drawn, which lines in between would tear.
+bool drawsLive(const watch_s& watch, const display_s& display) {
+    return watch.form == form_e::live && display.onTerminal;
+}
 
 // Whether reports must be taken apart, which costs more than printing them.
 bool needsRecords(const watch_s& watch) {
@@ -120,6 +127,25 @@ progress_e showFrame(const watch_s& watch, std::string_view frame, display_s* di
     return progress == goOn && ++display->shown == watch.count ? enough : progress;
 }
 
+void tell(const std::string& what) {
+    std::fprintf(stderr, "twctl: %s\n", what.c_str());
+}
+
+// Whether the numbers of all reports come here. One of several subscribers gets only its share, and
+// the other channels do not have such numbers.
+bool countsGaps(const watch_s& watch) {
+    return watch.channel == &channels.front() && !watch.subscriber;
+}
+
+// Takes the number of a frame, whether or not the frame is to be shown.
+void countNumber(const watch_s& watch, std::string_view frame, display_s* display) {
+    const std::optional<std::uint64_t> number = countsGaps(watch) ? reportNumber(frame) : std::nullopt;
+    const std::string text = number ? takeNumber(&display->gaps, *number) : "";
+    if (watch.gaps && !text.empty() && !drawsLive(watch, *display)) {
+        tell(text);
+    }
+}
+
 // Shows what has arrived. A batch of reports is one message of several frames
 // and may end with an empty one, which is not a report.
 progress_e showFrames(const watch_s& watch, void* socket, display_s* display) {
@@ -133,6 +159,7 @@ progress_e showFrames(const watch_s& watch, void* socket, display_s* display) {
         const std::string_view frame(static_cast<const char*>(zmq_msg_data(&message)),
                                      zmq_msg_size(&message));
         if (!frame.empty()) {
+            countNumber(watch, frame, display);
             progress = showFrame(watch, frame, display);
         }
     }
@@ -149,10 +176,6 @@ void chooseColumns(const watch_s& watch, live_table_s* table) {
             table->columns.push_back({column, true});
         }
     }
-}
-
-bool drawsLive(const watch_s& watch, const display_s& display) {
-    return watch.form == form_e::live && display.onTerminal;
 }
 
 progress_e drawWhenDue(const watch_s& watch, display_s* display) {
@@ -179,7 +202,7 @@ progress_e finishLive(const watch_s& watch, display_s* display) {
 
 void tellOnce(bool happened, bool* told, const char* what) {
     if (happened && !*told) {
-        std::fprintf(stderr, "twctl: %s\n", what);
+        tell(what);
         *told = true;
     }
 }
@@ -189,6 +212,23 @@ void tellLeftOut(display_s* display) {
     tellOnce(display->unreadable, &display->toldUnreadable, "frames that are not tag reports are left out");
     tellOnce(display->withoutAntenna, &display->toldWithoutAntenna,
              "reports without an antenna are left out; the mode's \"tagMetaData\" must hold \"ANTENNA\"");
+}
+
+// What the daemon says about the numbers of its reports; nothing when it does not tell.
+std::optional<account_numbers_s> askNumbers(const watch_s& watch) {
+    return watch.daemon.empty() ? std::nullopt : askAccountNumbers(watch.daemon);
+}
+
+// What is missing at the end. `before` is what askNumbers() returned at the beginning.
+void tellGaps(const watch_s& watch, const report_gaps_t& gaps,
+              const std::optional<account_numbers_s>& before) {
+    for (const std::string& line : describeGaps(gaps)) {
+        tell(line);
+    }
+    const auto now = hasGaps(gaps) ? askNumbers(watch) : std::nullopt;
+    if (now) {
+        tell(describeHeldBack(gaps, before, *now));
+    }
 }
 
 // The end of the watch or the next drawing, whichever comes first.
@@ -210,7 +250,7 @@ int watchUntilDone(const watch_s& watch, void* socket, int signals, display_s* d
         zmq_poll(items, 3, millisecondsLeft(nextWake(watch, *display, deadline)));
         progress_e progress = items[0].revents != 0 ? showFrames(watch, socket, display) : goOn;
         progress = progress == goOn ? drawWhenDue(watch, display) : progress;
-        if (!drawsLive(watch, *display)) {  // it would tear the table
+        if (!drawsLive(watch, *display)) {
             tellLeftOut(display);
         }
         if (progress == trouble) {
@@ -229,6 +269,10 @@ int watchUntilDone(const watch_s& watch, void* socket, int signals, display_s* d
 
 int runWatch(const watch_s& watch) {
     const descriptor_s signals{openSignals()};
+    if (watch.gaps && !countsGaps(watch)) {
+        tell("gaps are not counted: one of several subscribers gets only some of the reports");
+    }
+    const auto before = watch.gaps && countsGaps(watch) ? askNumbers(watch) : std::nullopt;
     const connection_s connection = openConnection(ZMQ_SUB);
     if (!attach(watch, connection.socket.get())) {
         return exitTrouble;
@@ -244,6 +288,7 @@ int runWatch(const watch_s& watch) {
         return exitTrouble;
     }
     tellLeftOut(&display);
+    tellGaps(watch, display.gaps, before);
     if (status == exitNoAnswer) {
         std::fprintf(stderr, "twctl: %" PRIu64 " of %" PRIu64 " frames within %g s\n", display.shown,
                      watch.count, watch.seconds);

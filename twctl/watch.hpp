@@ -40,10 +40,13 @@ struct watch_s {
     columns_t columns;        // of the forms csv and live; empty: the usual ones
     std::uint64_t count = 0;  // frames to show; 0 is no limit
     double seconds = 0.0;     // how long to watch; 0 is no limit
+    bool gaps = false;        // tell each gap in the numbers of the reports as it happens
+    std::string daemon;       // reply socket of the daemon that sends the reports; empty: not known
 };
 
 // Prints frames, of tag reports those that the filter wants, until `count` of them are shown,
 // `seconds` are over, SIGINT or SIGTERM comes, or the reader of standard output goes away. The
-// file of a bound endpoint is gone on return. Blocks the two signals for good. Returns an
+// file of a bound endpoint is gone on return. Standard error tells which tag reports never came, if
+// any, and how many of these the daemon held back. Blocks the two signals for good. Returns an
 // exit_status_e: exitNoAnswer when the time is over before `count`.
 int runWatch(const watch_s& watch);

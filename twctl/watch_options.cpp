@@ -7,6 +7,7 @@
 
 #include "exit_status.hpp"
 #include "help.hpp"
+#include "requests.hpp"
 #include "sockets.hpp"
 #include "subcommands.hpp"
 #include "watch.hpp"
@@ -27,6 +28,7 @@ struct watch_options_s {
     bool csv = false;
     bool live = false;
     std::string columns;  // empty: the usual ones
+    std::string daemon;   // empty: not given
     watch_s watch;
 };
 
@@ -82,9 +84,9 @@ int startWatch(watch_options_s* options) {
         watch->subscriber = static_cast<std::uint16_t>(options->subscriber);
     }
     const bool overTcp = options->tcp || options->subscriber >= 0;
-    const bool likeTags = options->csv || options->live || !wantsAll(watch->filter);
+    const bool likeTags = options->csv || options->live || watch->gaps || !wantsAll(watch->filter);
     if ((overTcp || likeTags) && options->channel != channels.front().name) {
-        throw CLI::ValidationError("--tcp, --subscriber, --epc, --antenna, --csv and --live",
+        throw CLI::ValidationError("--tcp, --subscriber, --epc, --antenna, --csv, --live and --gaps",
                                    "only for tags");
     }
     if (!options->columns.empty() && !options->csv && !options->live) {
@@ -99,6 +101,10 @@ int startWatch(watch_options_s* options) {
                                  : overTcp                         ? tagTcpEndpoint
                                  : !options->bindEndpoint.empty()  ? options->bindEndpoint
                                                                    : watch->channel->endpoint);
+    // Reports of another endpoint may be those of another daemon.
+    const bool ofThisReader = options->connectEndpoint.empty() && options->bindEndpoint.empty();
+    watch->daemon =
+        endpointOf(options->daemon.empty() && ofThisReader ? daemon_s().endpoint : options->daemon);
     return runWatch(*watch);
 }
 
@@ -158,6 +164,17 @@ void addForm(CLI::App* sub, watch_options_s* options) {
         ->check(secondsRange());
 }
 
+// Which reports never came is told without these too, but only at the end.
+void addGaps(CLI::App* sub, watch_options_s* options) {
+    sub->add_flag("--gaps", options->watch.gaps, "Tell each gap in the reports' numbers as it happens");
+    sub->add_option("--daemon", options->daemon,
+                    "The reply socket of the daemon that sends the reports: it is asked\n"
+                    "how many of the missing ones it held back\n"
+                    "(default: " +
+                        daemon_s().endpoint + ", without --connect and --bind)")
+        ->type_name("ENDPOINT");
+}
+
 }  // namespace
 
 void addWatch(CLI::App* app, int* status) {
@@ -173,6 +190,7 @@ void addWatch(CLI::App* app, int* status) {
         ->check(oneOf(wordsAfter({"watch"})));
     addFilter(sub, &options->watch.filter);
     addForm(sub, options.get());
+    addGaps(sub, options.get());
     addWhere(sub, options.get());
     sub->callback([options, status] { *status = startWatch(options.get()); });
 }

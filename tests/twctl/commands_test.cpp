@@ -163,6 +163,7 @@ TEST(Commands, WhatIsWrongIsTold) {
         {R"(events set '{"heartbeat":{"stats":[1]}}')", 3, "end the daemon"},
         {"trace add 3x", 3, "unexpected argument \"3x\" after \"trace add\"; expected HEX"},
         {"account --interval 2", 3, "--interval requires --watch"},
+        {"watch gpio --gaps", 3, "only for tags"},
         {"stop now", 3, "twctl: The following argument"},
         {"status weather", 3, "\"weather\" is not valid; use radioConnection"},
         {"mode set", 3, "FILE is required"},

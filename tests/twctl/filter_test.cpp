@@ -12,9 +12,8 @@ using testing::MatchesRegex;
 namespace {
 
 // One tag in the three forms, another one, and frames that are not reports.
-const std::string first =
-    R"({"data":{"antenna":1,"channel":902.75,"eventNum":1,"idHex":"30a1","peakRssi":-52,"reads":3},)"
-    R"("timestamp":"now","type":"SIMPLE"})";
+const std::string first = R"({"data":{"antenna":1,"channel":902.75,"idHex":"30a1","peakRssi":-52,"reads":3},)"
+                          R"("timestamp":"now","type":"SIMPLE"})";
 const std::string second =
     R"({"data":{"TID":"aa","USER[1]":"bb","accessResults":["SUCCESS","Error: x"],"antenna":2,"idHex":"30b2"},)"
     R"("timestamp":"a,\"b\"","type":"x"})";
@@ -50,7 +49,7 @@ TEST(Filter, ShowsTheReportsThatAreAskedFor) {
     const std::string header =
         "time,epc,antenna,rssi,reads,channel,eventNum,type,azimuth,elevation,azimuthConf,"
         "elevationConf,x,y,locConf,phase,memory,accessResults\n";
-    const std::string firstRow = "now,30a1,1,-52,3,902.75,1,SIMPLE,,,,,,,,,,\n";
+    const std::string firstRow = "now,30a1,1,-52,3,902.75,,SIMPLE,,,,,,,,,,\n";
     const std::string secondRow =
         "\"a,\"\"b\"\"\",30b2,2,,,,,x,,,,,,,,,TID=aa; USER[1]=bb,SUCCESS; Error: x\n";
     const std::string binaryRow = "1970-01-01T00:00:01.000+0000,30a1,1,-52,2,902.75,9,,12.3,,,,,,,,,\n";
