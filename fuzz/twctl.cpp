@@ -138,7 +138,7 @@ void reply(std::string_view input) {
             case 4:
                 return runEvents(daemon, {});
             case 5:
-                return runCommand(daemon, {"version"});
+                return runCommand(daemon, {"version", "", false}, {"version"});
             default:
                 return runRequest(daemon, {"any", "words"});
         }

@@ -7,85 +7,21 @@
 #include <cstdio>
 
 #include "account_rates.hpp"
-#include "command_words.hpp"
+#include "account_reply.hpp"
 #include "exit_status.hpp"
+#include "fates.hpp"
 #include "sockets.hpp"
 
 namespace {
 
 using nlohmann::json;
 
-constexpr const char* requestWord = "account";
-
-// In the order of the table. `pending` is not a fate yet.
-struct fate_s {
-    std::string_view name;
-    std::string_view text;  // for people
-};
-constexpr fate_s fates[] = {
-    {"sent", "given to the socket"},
-    {"filtered", "left out by the mode's tag filter"},
-    {"heldBack", "held back by additional keys"},
-    {"superseded", "still waiting for results when the next packet came"},
-    {"notDecoded", "not understood by the engine's library"},
-    {"notText", "with a text that is not UTF-8"},
-    {"refused", "refused by the socket, whose queue was full"},
-    {"noSocket", "while the form of the reports changed"},
-    {"pending", "not decided yet"},
-};
-
+// Of a fate, for people. A packet may wait for one.
 std::string_view textOf(std::string_view fate) {
-    const auto* row = std::ranges::find(fates, fate, &fate_s::name);
-    return row == std::end(fates) ? "" : row->text;
-}
-
-// The members of an object that are counts, those of `first` in front.
-counts_t countsOf(const json& object, const std::vector<std::string_view>& first) {
-    counts_t counts;
-    const auto take = [&](const std::string& name, const json& value) {
-        if (value.is_number_unsigned()) {
-            counts.emplace_back(name, value.get<std::uint64_t>());
-        }
-    };
-    for (const std::string_view name : first) {
-        if (object.is_object() && object.contains(name)) {
-            take(std::string(name), object[std::string(name)]);
-        }
-    }
-    for (const auto& [name, value] : object.items()) {
-        if (std::ranges::find(first, name) == first.end()) {
-            take(name, value);
-        }
-    }
-    return counts;
-}
-
-std::vector<std::string_view> fateNames() {
-    std::vector<std::string_view> names;
-    for (const fate_s& fate : fates) {
-        names.push_back(fate.name);
-    }
-    return names;
-}
-
-// False when the object is not an account.
-bool readAccount(const json& members, account_s* account) {
-    if (!members.is_object() || !members.contains("tagPackets") || !members.contains("fates") ||
-        !members["tagPackets"].is_number_unsigned() || !members["fates"].is_object()) {
-        return false;
-    }
-    account->members = members;
-    account->tagPackets = countAt(members, "tagPackets");
-    account->fates = countsOf(members["fates"], fateNames());
-    return true;
-}
-
-std::uint64_t sumOf(const counts_t& counts) {
-    std::uint64_t sum = 0;
-    for (const auto& [name, count] : counts) {
-        sum += count;
-    }
-    return sum;
+    const auto* row = std::ranges::find(vocabulary::fates, fate, &vocabulary::fate_s::name);
+    return row != vocabulary::fates.end()    ? row->text
+           : fate == vocabulary::pendingFate ? "not decided yet"
+                                             : "";
 }
 
 std::string left(const std::string& text, std::size_t width) {
@@ -193,67 +129,9 @@ std::string table(const account_s& account) {
 
 }  // namespace
 
-std::uint64_t countAt(const json& object, std::string_view name) {
-    const auto member = object.find(name);
-    return member != object.end() && member->is_number_unsigned() ? member->get<std::uint64_t>() : 0;
-}
-
-bool askAccount(const daemon_s& daemon, account_s* account, int* status) {
-    std::string reply;
-    *status = askDaemon(daemon, requestWord, &reply);
-    if (*status != exitSuccess) {
-        return false;
-    }
-    if (isFailure(reply)) {
-        *status = printReply(reply);
-        return false;
-    }
-    if (!readAccount(json::parse(bodyOf(reply), nullptr, false), account)) {
-        std::fprintf(stderr, "twctl: the reply is not an account: %s\n", reply.c_str());
-        *status = exitTrouble;
-        return false;
-    }
-    return true;
-}
-
-bool isClosed(const account_s& account) {
-    return sumOf(account.fates) == account.tagPackets;
-}
-
-std::string closingLine(const account_s& account) {
-    const std::uint64_t sum = sumOf(account.fates), packets = account.tagPackets;
-    const std::uint64_t rest = std::max(sum, packets) - std::min(sum, packets);
-    const std::string number = std::to_string(rest);
-    return rest == 0 ? "closes: yes"
-           : sum < packets
-               ? "closes: no, " + number + (rest == 1 ? " packet has" : " packets have") + " no fate"
-               : "closes: no, " + number + (rest == 1 ? " fate has" : " fates have") + " no packet";
-}
-
-std::optional<account_numbers_s> askAccountNumbers(const std::string& endpoint) {
-    constexpr double patience = 1.0;
-    constexpr const char* heldBackFates[] = {"heldBack", "superseded", "notText"};
-    std::string reply;
-    account_s account;
-    if ((ipcFile(endpoint) && !hasLiveListener(endpoint)) ||
-        exchangeText(endpoint, requestWord, patience, &reply) != exchange_e::answered ||
-        !readAccount(json::parse(bodyOf(reply), nullptr, false), &account)) {
-        return std::nullopt;
-    }
-    const json& counts = account.members["fates"];
-    account_numbers_s numbers{.since = account.members.value("since", json()).dump(),
-                              .next = countAt(account.members, "nextEventNum"),
-                              .heldBack = 0,
-                              .pending = countAt(counts, "pending")};
-    for (const char* fate : heldBackFates) {
-        numbers.heldBack += countAt(counts, fate);
-    }
-    return numbers;
-}
-
 int runAccount(const daemon_s& daemon, const account_request_s& request) {
     if (request.rates) {
-        return showRates(daemon, request);
+        return showRates(daemon, request.interval, request.seconds);
     }
     account_s account;
     int status = exitSuccess;

@@ -1,14 +1,6 @@
 // SPDX-License-Identifier: MIT
-// "twctl account": what became of every tag packet of the radio. The daemon counts each packet's
-// fate, and the sum of the fates is the number of packets at any moment.
+// "twctl account": the account of tag packets as a table, as JSON, or as rates.
 #pragma once
-
-#include <cstdint>
-#include <nlohmann/json.hpp>
-#include <optional>
-#include <string>
-#include <utility>
-#include <vector>
 
 #include "requests.hpp"
 
@@ -24,36 +16,3 @@ struct account_request_s {
 // both of which stay blocked. Returns an exit_status_e: exitFailure for an account that does not
 // close, exitTrouble for a reply that is not an account.
 int runAccount(const daemon_s& daemon, const account_request_s& request);
-
-// The counts of an account by name.
-using counts_t = std::vector<std::pair<std::string, std::uint64_t>>;
-
-// An account, read from a reply.
-struct account_s {
-    nlohmann::json members;  // all of them, as the daemon sent them
-    std::uint64_t tagPackets;
-    counts_t fates;  // "pending" too
-};
-
-// Asks for an account. False, with what is wrong on standard error and in *status, when none came.
-bool askAccount(const daemon_s& daemon, account_s* account, int* status);
-
-// An unsigned member of an object, or 0.
-std::uint64_t countAt(const nlohmann::json& object, std::string_view name);
-
-// "closes: yes", or how many packets have no fate. A closed account has as many fates as packets.
-bool isClosed(const account_s& account);
-std::string closingLine(const account_s& account);
-
-// What an account says about the numbers of the reports. The default is a daemon that has just
-// started.
-struct account_numbers_s {
-    std::string since;           // when the daemon started to count
-    std::uint64_t next = 0;      // the number of the next report
-    std::uint64_t heldBack = 0;  // reports that have a number and were not to be sent
-    std::uint64_t pending = 0;   // 1 when the last number's report may still be sent
-};
-
-// The numbers of the daemon with this reply socket. Nothing, without a word, when it does not
-// answer within a second or does not have an account.
-std::optional<account_numbers_s> askAccountNumbers(const std::string& endpoint);

@@ -92,10 +92,10 @@ bool areComparable(const sample_s& before, const sample_s& now) {
 
 }  // namespace
 
-int showRates(const daemon_s& daemon, const account_request_s& request) {
+int showRates(const daemon_s& daemon, double interval, double seconds) {
     const descriptor_s signals{openSignals()};
     const bool onTerminal = isatty(STDOUT_FILENO) == 1;
-    const deadline_t end = request.seconds > 0 ? deadlineIn(request.seconds) : deadline_t{};
+    const deadline_t end = seconds > 0 ? deadlineIn(seconds) : deadline_t{};
     std::size_t drawn = 0;
     int status = exitSuccess;
     sample_s before;
@@ -103,7 +103,7 @@ int showRates(const daemon_s& daemon, const account_request_s& request) {
         return status;
     }
     for (deadline_t due; due != end || !end;) {
-        due = deadlineIn(request.interval);
+        due = deadlineIn(interval);
         due = end ? std::min(*due, *end) : *due;
         sample_s now;
         if (!waitUntil(due, signals.fd) || !takeSample(daemon, &now, &status)) {

@@ -22,7 +22,7 @@ const std::vector<command_s> commands{
     {vocabulary::subscribers.word, "Show or set among how many subscribers reports are spread"},
     {vocabulary::tagInfo.word, "Show the tags that the report filter's keys hold back"},
     {vocabulary::test.word, "Ask whether the daemon answers"},
-    {"trace", "Note what becomes of a tag's packets, and show it", true},
+    {vocabulary::trace.word, "Note what becomes of a tag's packets, and show it", true},
     {vocabulary::version.word, "Show the versions of daemon, radio and sockets"},
 };
 

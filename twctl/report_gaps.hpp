@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "account.hpp"
+#include "account_reply.hpp"
 
 // Both numbers belong to it.
 struct number_range_s {

@@ -162,7 +162,8 @@ void addAccount(CLI::App* app, int* status) {
     };
     auto options = std::make_shared<options_s>();
     account_request_s* request = &options->request;
-    CLI::App* sub = app->add_subcommand("account", "Show what became of every tag packet");
+    CLI::App* sub =
+        app->add_subcommand(std::string(vocabulary::account.word), "Show what became of every tag packet");
     CLI::Option* json = sub->add_flag("--json", request->json, "The daemon's JSON on one line, for programs");
     CLI::Option* watch = sub->add_flag("--watch", request->rates,
                                        "How fast it grows: a table that is drawn anew on a terminal, and\n"

@@ -64,7 +64,8 @@ std::string namesOf(const Table& table, Name name) {
     return joinWords(names);
 }
 
-// "mode" has subcommands of its own here, below.
+// "mode" has subcommands of its own here, below. What follows the words of "start" and "trace" is a
+// word of its own, not a part of them.
 void addCommandRules(std::vector<word_rule_s>* rules) {
     for (const vocabulary::command_s& command : vocabulary::commands) {
         if (!command.arguments.empty() && command.word != vocabulary::mode.word) {
@@ -78,6 +79,13 @@ void addCommandRules(std::vector<word_rule_s>* rules) {
     rules->push_back({simBearing, "N", false, "tags per second"});
     rules->push_back({simBearing + " N", "N", false, "number of the array reader, from 0"});
     rules->push_back({simBearing + " N N", ruleWordsOf(vocabulary::simBearingArguments), true});
+    const std::string trace(vocabulary::trace.word);
+    rules->push_back({trace, namesOf(vocabulary::traceArguments, &argument_s::name)});
+    for (const argument_s& argument : vocabulary::traceArguments) {
+        if (argument.value == value_e::hex) {
+            rules->push_back({joinWords({trace, std::string(argument.name)}), "HEX"});
+        }
+    }
 }
 
 void addConfigrxeRules(std::vector<word_rule_s>* rules) {
@@ -104,10 +112,6 @@ void addOwnRules(std::vector<word_rule_s>* rules) {
         {"mode", "show verbose as-set set check"},
         {"events", "show set check"},
         {"status", statusNames(), true},
-        {"trace", "add remove list show"},
-        {"trace add", "HEX"},
-        {"trace remove", "HEX"},
-        {"trace show", "HEX"},
         {"watch", namesOf(channels, &channel_s::name)},
         {"beam", "N"},
         {"beam N", "N"},

@@ -56,7 +56,7 @@ TEST(Commands, AskAndShowTheReply) {
         {"trace list", "trace list", R"(Success: {"traces": []})", "{\n    \"traces\": []\n}\n"},
         {"account", "account", account + R"(,"sent":3,"odd":1}})",
          "since          today\ntag packets               4\n"
-         "sent                      3   75.0 %  given to the socket\n"
+         "sent                      3   75.0 %  sent as a report\n"
          "pending                   0    0.0 %  not decided yet\n"
          "odd                       1   25.0 %\n"
          "sent as        OFF 2, BINARY 1\n"
