@@ -42,8 +42,7 @@ void sendCarrier(const run_s& run, const planned_olio_s& planned, std::uint16_t 
 // the channel's own limit when that is less.
 std::int16_t tune(run_s* run, const planned_olio_s& planned, field_s* field) {
     const std::int16_t asked = planned.olio.transmitPower;
-    const int most = run->channel.maxPower == 0 ? asked : run->channel.maxPower;
-    const auto power = static_cast<std::int16_t>(std::min<int>(asked, most));
+    const std::int16_t power = powerOn(run->channel, planned.olio);
     if (power < asked) {
         byte_writer_s writer = payloadWriter(run->host);
         put(&writer, planned.id, 2);

@@ -15,31 +15,8 @@ bool moves(const tag_s& tag) {
     return tag.velocity.x != 0 || tag.velocity.y != 0 || tag.velocity.z != 0;
 }
 
-// Whether the transmitting antenna radiates and the receiving one hears. If one does not, no tag
-// is read.
 bool radiates(const world_s& world, const carrier_s& carrier) {
-    if (carrier.beam) {
-        const bool hears = carrier.allBeams || carrier.listening.valid();
-        return carrier.direction.valid() && hears && world.antennas[0].connected &&
-               !world.antennas[0].paFailed;
-    }
-    const bool isPort = carrier.antenna >= 1 && carrier.antenna <= maxPorts;
-    const bool hears = carrier.receiver == 0 || world.antennas[carrier.receiver].connected;
-    return isPort && hears && world.antennas[carrier.antenna].connected &&
-           !world.antennas[carrier.antenna].paFailed;
-}
-
-// The tag's link budget at `now`; fading comes later.
-lit_tag_s lightOn(const world_s& world, const carrier_s& carrier, std::uint32_t index, std::int64_t now) {
-    const tag_s& tag = world.tags[index];
-    lit_tag_s lit;
-    lit.index = index;
-    lit.id = tag.id;
-    lit.moving = moves(tag);
-    lit.path = pathOf(world, carrier, tag, now);
-    lit.margin = lit.path.atTag - tag.sensitivity;
-    lit.milliwatts = std::pow(10.0F, lit.path.atReader / 10);
-    return lit;
+    return silenceOf(world, carrier) == silence_e::NONE;
 }
 
 // With "errors" false fading does not decide either, so that a scenario can exclude chance.
@@ -82,18 +59,49 @@ void light(lit_tag_s lit, std::int64_t carrierSince, std::int64_t now, world_s* 
     if (!hasPower(world->air, lit)) {
         return;
     }
-    // Without power since before this turn, or at the last look: flags have run down. With a hop
-    // in between, only S0 has.
-    if (tag.poweredUntil <= field->since || tag.poweredUntil < field->lookedAt) {
-        powerUp(now, &tag);
-    } else if (tag.poweredUntil <= carrierSince) {
-        setInventoried(0, false, now, &tag);
-    }
+    runDown(*field, carrierSince, now, &tag);
     tag.poweredUntil = now;
     field->lit.push_back(lit);
 }
 
 }  // namespace
+
+silence_e silenceOf(const world_s& world, const carrier_s& carrier) {
+    const bool isPort = carrier.antenna >= 1 && carrier.antenna <= maxPorts;
+    if (carrier.beam ? !carrier.direction.valid() : !isPort) {
+        return silence_e::NO_ANTENNA;
+    }
+    const antenna_s& antenna = world.antennas[carrier.beam ? 0 : carrier.antenna];
+    if (!antenna.connected) {
+        return silence_e::LOST;
+    }
+    if (antenna.paFailed) {
+        return silence_e::AMPLIFIER;
+    }
+    const bool hears = carrier.beam ? carrier.allBeams || carrier.listening.valid()
+                                    : carrier.receiver == 0 || world.antennas[carrier.receiver].connected;
+    return hears ? silence_e::NONE : silence_e::DEAF;
+}
+
+lit_tag_s lightOn(const world_s& world, const carrier_s& carrier, std::uint32_t index, std::int64_t now) {
+    const tag_s& tag = world.tags[index];
+    lit_tag_s lit;
+    lit.index = index;
+    lit.id = tag.id;
+    lit.moving = moves(tag);
+    lit.path = pathOf(world, carrier, tag, now);
+    lit.margin = lit.path.atTag - tag.sensitivity;
+    lit.milliwatts = std::pow(10.0F, lit.path.atReader / 10);
+    return lit;
+}
+
+void runDown(const field_s& field, std::int64_t carrierSince, std::int64_t now, tag_s* tag) {
+    if (tag->poweredUntil <= field.since || tag->poweredUntil < field.lookedAt) {
+        powerUp(now, tag);
+    } else if (tag->poweredUntil <= carrierSince) {
+        setInventoried(0, false, now, tag);
+    }
+}
 
 float fadeReach(const air_s& air) {
     return air.errors ? normalEnds * static_cast<float>(air.fadeDb) : 0;

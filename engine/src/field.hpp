@@ -48,6 +48,19 @@ struct field_s {
     std::int64_t lookedAt = 0;
 };
 
+// Why no tag is read with a carrier: the transmitting port or beam is not one, it is lost, its
+// amplifier has failed, or nothing listens.
+enum class silence_e : std::uint8_t { NONE, NO_ANTENNA, LOST, AMPLIFIER, DEAF };
+silence_e silenceOf(const world_s& world, const carrier_s& carrier);
+
+// The link budget at `now` of the tag at `index`, without fading, whether the antenna is silent or
+// not; `carrier` must have one.
+lit_tag_s lightOn(const world_s& world, const carrier_s& carrier, std::uint32_t index, std::int64_t now);
+
+// Brings the flags of a tag that the field reaches up to `now`. They have run down when it was
+// without power since before this turn, or at the last look; with a hop in between, only S0 has.
+void runDown(const field_s& field, std::int64_t carrierSince, std::int64_t now, tag_s* tag);
+
 // Brings `lit` up to `now`. Tags power up that were without power before this olio's turn or
 // at the last look. A hop interrupts the carrier briefly, the last one until `carrierSince`:
 // tags lose only their S0 flag. An antenna that is lost lights no tag. The fading of tags at

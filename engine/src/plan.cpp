@@ -8,27 +8,10 @@
 namespace rxe {
 namespace {
 
-// The olios with what they refer to. An antenna id above maxPorts that is not a beam has no
-// cable, and transmits nothing.
 void gatherOlios(const world_s& world, const params_s& params, plan_s* plan) {
     forEachEnabled<OLIO_s>(params, RXE_PARAM_OLIO, [&](unsigned id, const OLIO_s& olio) {
-        const unsigned antenna = olio.transmitAntenna;
-        planned_olio_s planned{.id = static_cast<std::uint16_t>(id),
-                               .olio = olio,
-                               .beam = isBeam(world.model, olio.transmitAntenna),
-                               .link = linkOf(olio.linkProfileIndex)};
-        if (!planned.beam && antenna <= maxPorts) {
-            planned.cableLoss = recordOf<std::uint8_t>(params, RXE_PARAM_CABLE_LOSS + antenna);
-            if (olio.receiveAntenna <= maxPorts) {
-                planned.receiveLoss =
-                    recordOf<std::uint8_t>(params, RXE_PARAM_CABLE_LOSS + unsigned{olio.receiveAntenna});
-            }
-        }
-        if (olio.inventoryIndex != 0) {
-            planned.inventory = recordOf<INVENTORY_OP_s>(params, RXE_PARAM_INVENTORY + olio.inventoryIndex);
-        }
-        plan->inventoryMissing = plan->inventoryMissing || planned.inventory.enable == 0;
-        plan->olios.push_back(planned);
+        plan->olios.push_back(planOlio(world, params, static_cast<std::uint16_t>(id), olio));
+        plan->inventoryMissing = plan->inventoryMissing || plan->olios.back().inventory.enable == 0;
     });
 }
 
@@ -49,6 +32,26 @@ void gatherLists(const params_s& params, plan_s* plan) {
 }
 
 }  // namespace
+
+// An antenna id above maxPorts that is not a beam has no cable, and transmits nothing.
+planned_olio_s planOlio(const world_s& world, const params_s& params, std::uint16_t id, const OLIO_s& olio) {
+    const unsigned antenna = olio.transmitAntenna;
+    planned_olio_s planned{.id = id,
+                           .olio = olio,
+                           .beam = isBeam(world.model, olio.transmitAntenna),
+                           .link = linkOf(olio.linkProfileIndex)};
+    if (!planned.beam && antenna <= maxPorts) {
+        planned.cableLoss = recordOf<std::uint8_t>(params, RXE_PARAM_CABLE_LOSS + antenna);
+        if (olio.receiveAntenna <= maxPorts) {
+            planned.receiveLoss =
+                recordOf<std::uint8_t>(params, RXE_PARAM_CABLE_LOSS + unsigned{olio.receiveAntenna});
+        }
+    }
+    if (olio.inventoryIndex != 0) {
+        planned.inventory = recordOf<INVENTORY_OP_s>(params, RXE_PARAM_INVENTORY + olio.inventoryIndex);
+    }
+    return planned;
+}
 
 plan_s gatherPlan(const world_s& world, params_s* params) {
     const std::lock_guard lock(params->mutex);
@@ -78,6 +81,11 @@ plan_s gatherPlan(const world_s& world, params_s* params) {
     plan.arrayHeight = recordOf<std::uint16_t>(*params, RXE_PARAM_AAR_HEIGHT);
     plan.tagHeight = recordOf<std::uint16_t>(*params, RXE_PARAM_TAG_HEIGHT);
     return plan;
+}
+
+std::int16_t powerOn(const planned_channel_s& channel, const OLIO_s& olio) {
+    const int most = channel.maxPower == 0 ? olio.transmitPower : channel.maxPower;
+    return static_cast<std::int16_t>(std::min<int>(olio.transmitPower, most));
 }
 
 bool sendsSelect(const planned_olio_s& planned, const planned_select_s& select) {

@@ -112,6 +112,12 @@ struct plan_s {
 // Gathers the plan from the parameters and, for the reader's model, the world. Takes the lock
 // of `params` once. Any thread.
 plan_s gatherPlan(const world_s& world, params_s* params);
+// One olio with what it refers to. The caller holds `params.mutex`.
+planned_olio_s planOlio(const world_s& world, const params_s& params, std::uint16_t id, const OLIO_s& olio);
+
+// What the olio transmits on a channel, tenths of dBm: its own power, or the channel's limit when
+// that is less.
+std::int16_t powerOn(const planned_channel_s& channel, const OLIO_s& olio);
 
 // Whether the olio sends this Select or Challenge, by its bit mask.
 bool sendsSelect(const planned_olio_s& planned, const planned_select_s& select);

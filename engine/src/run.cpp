@@ -8,7 +8,7 @@
 #include "carrier.hpp"
 #include "clock.hpp"
 #include "delivery.hpp"
-#include "link_profiles.hpp"
+#include "olios.hpp"
 #include "population.hpp"
 #include "report.hpp"
 #include "round.hpp"
@@ -68,24 +68,6 @@ void restBetweenPasses(run_s* run) {
     }
 }
 
-// Sets the receiving side: the antenna that transmits, another port, another beam, or all beams
-// of a polarisation.
-void listenWith(const planned_olio_s& planned, carrier_s* carrier) {
-    const std::uint16_t antenna = planned.olio.receiveAntenna;
-    carrier->listening = carrier->direction;
-    if (planned.beam && isPattern(antenna)) {
-        carrier->allBeams = true;
-        if (antenna > patternBase) {
-            carrier->listening.polarisation = (antenna - patternBase) * 1000;
-        }
-    } else if (planned.beam) {
-        carrier->listening = beamOf(antenna);
-    } else if (antenna != carrier->antenna && antenna <= maxPorts) {
-        carrier->receiver = antenna;
-        carrier->receiveLoss = planned.receiveLoss / 10.0;
-    }
-}
-
 // How long the parts of a round take. Selects and accesses that fit into no channel's time count
 // as 0: they are done all the same, with hops in between.
 void planTimes(const run_s& run, const planned_olio_s& planned, active_olio_s* olio) {
@@ -100,25 +82,6 @@ void planTimes(const run_s& run, const planned_olio_s& planned, active_olio_s* o
     olio->selectsTime = everFits(run, selects + slot) ? selects : 0;
     const double accesses = accessTime(run.plan, planned);
     olio->accessTime = everFits(run, olio->selectsTime + slot + accesses) ? accesses : 0;
-}
-
-// The olio before its first round: transmitting and receiving side, and receiver sensitivity.
-active_olio_s activate(const world_s& world, const plan_s& plan, const planned_olio_s& planned) {
-    active_olio_s olio;
-    carrier_s& carrier = olio.field.carrier;
-    // A port that the reader does not have radiates nothing, like port 0.
-    const bool fitted = planned.beam || planned.olio.transmitAntenna <= plan.antennaCount;
-    carrier.antenna = fitted ? planned.olio.transmitAntenna : std::uint16_t{0};
-    carrier.beam = planned.beam;
-    carrier.direction = planned.beam ? beamOf(planned.olio.transmitAntenna) : beam_s{};
-    carrier.power = planned.olio.transmitPower / 10.0;
-    carrier.cableLoss = carrier.receiveLoss = planned.cableLoss / 10.0;
-    listenWith(planned, &carrier);
-    olio.field.changes = world.changes - 1;
-    // A high dynamic range costs 3 dB of sensitivity, a low one gains 3 dB.
-    olio.sensitivity = receiverSensitivity(planned.link) + (plan.dynamicRange - 1) * 3.0;
-    olio.wantsB = planned.inventory.target == 1;
-    return olio;
 }
 
 // Puts the channels into random order. All have had their turn before one comes again (47 CFR
