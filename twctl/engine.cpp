@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The engine reads the event on a REP socket of its own and answers "ok" or a sentence.
+// The engine reads the event on a REP socket of its own and answers "ok" or a sentence, a question
+// with JSON.
 #include "engine.hpp"
 
 #include <cstdio>
@@ -34,5 +35,5 @@ int runEngineEvent(const engine_event_s& event) {
     if (const int status = printText(answer); status != exitSuccess) {
         return status;
     }
-    return answer == "ok" ? exitSuccess : exitFailure;
+    return answer == "ok" || answer.starts_with('{') ? exitSuccess : exitFailure;
 }

@@ -19,8 +19,8 @@ enum exit_status_e {
 inline constexpr const char* exitStatusHelp =
     "Exit status:\n"
     "  0  done\n"
-    "  1  refused: the reply begins with \"Failure\", the engine's answer is not \"ok\",\n"
-    "     a checked document has errors, an account does not close, or a number or\n"
+    "  1  refused: the reply begins with \"Failure\", the engine's answer is neither \"ok\" nor\n"
+    "     JSON, a checked document has errors, an account does not close, or a number or\n"
     "     direction is not that of a beam\n"
     "  2  no reply within --timeout, or fewer than --count frames within --seconds\n"
     "  3  wrong usage, a file that cannot be read, an endpoint that another process\n"

@@ -196,12 +196,14 @@ void addBeam(CLI::App* app, const words_t* words, int* status) {
 // The words are not checked here; the engine does that and answers with a sentence.
 void addEngine(CLI::App* app, const words_t* words, int* status) {
     auto event = std::make_shared<engine_event_s>();
-    CLI::App* sub = app->add_subcommand("engine", "Make something happen to the software radio engine");
+    CLI::App* sub =
+        app->add_subcommand("engine", "Make something happen to the software radio engine, or ask it");
     sub->footer(
         "Words or one JSON object, see tarnwick-scenario(5):\n"
         "  twctl engine gpi 1 high\n"
         "  twctl engine antenna 2 lost\n"
         "  twctl engine fail RXE_start 77 count=2\n"
+        "  twctl engine tag 3034257bf7194e4000000001\n"
         "  twctl engine '{\"event\": \"leave\", \"epc\": \"3034257bf7194e4000000001\"}'");
     sub->prefix_command();
     addConnection(sub, "The engine's control socket", &event->endpoint, &event->timeoutSeconds);

@@ -116,7 +116,7 @@ void addOwnRules(std::vector<word_rule_s>* rules) {
         {"beam", "N"},
         {"beam N", "N"},
         {"beam N N", joinWords({beam_grid::polarizationNames.begin(), beam_grid::polarizationNames.end()})},
-        {"engine", "gpi antenna pa temperature fail enter move leave database error apiError fault"},
+        {"engine", "gpi antenna pa temperature fail enter move leave database error apiError fault tag"},
         {"engine gpi", "N"},
         {"engine gpi N", "low high"},
         {"engine antenna", "N"},

@@ -18,6 +18,8 @@ namespace {
 // RXE_stop and RXE_start wait this long for a run to end, which only a callback that does not
 // return can prevent.
 constexpr std::chrono::seconds stopPatience{5};
+// A question of the control socket waits this long; its caller may wait for 5 s.
+constexpr std::chrono::seconds answerPatience{2};
 
 // Bits a second that a serial line of the reader may have.
 constexpr std::array<unsigned long, 8> baudRates{9600, 19200, 38400, 57600, 115200, 230400, 460800, 921600};
@@ -129,8 +131,30 @@ void powerUp(scenario_s scenario, replay_s replay, radio_s* radio, host_s* host)
     host->resetRequested.store(false, std::memory_order_relaxed);
 }
 
-// Control thread. A call that is to fail does so before the answer is sent; every other event
-// goes to the radio thread, which is woken to apply it. An antenna that the reader does not have
+// Control thread: the radio thread is woken to apply the event.
+void passOn(event_s event) {
+    engine_s& e = engine();
+    postEvent(std::move(event), &e.host.events);
+    { const std::lock_guard lock(e.host.mutex); }  // the radio sleeps now, or will see the event
+    e.host.wake.notify_all();
+}
+
+// Control thread. The radio thread answers between two of its steps, unless the host's callback
+// keeps it.
+std::string answerOf(event_s question) {
+    if (engine().radio.replay.active()) {
+        return "a packet log is played back, which has no tags";
+    }
+    question.answer = std::make_shared<std::promise<std::string>>();
+    std::future<std::string> answer = question.answer->get_future();
+    passOn(std::move(question));
+    return answer.wait_for(answerPatience) == std::future_status::ready
+               ? answer.get()
+               : "the radio has not answered in time: the host's callback does not return";
+}
+
+// Control thread. A call that is to fail does so before the reply is sent, and a question waits for
+// its answer; every other event goes to the radio thread. An antenna that the reader does not have
 // is refused.
 std::string takeControlEvent(event_s event) {
     engine_s& e = engine();
@@ -141,12 +165,13 @@ std::string takeControlEvent(event_s event) {
     if (event.kind == event_e::FAIL) {
         addFailure({event.operation, event.parameter, event.value, event.after, event.count},
                    &e.host.failures);
-        return {};
+        return "ok";
     }
-    postEvent(std::move(event), &e.host.events);
-    { const std::lock_guard lock(e.host.mutex); }  // the radio sleeps now, or will see the event
-    e.host.wake.notify_all();
-    return {};
+    if (event.kind == event_e::ASK_TAG) {
+        return answerOf(std::move(event));
+    }
+    passOn(std::move(event));
+    return "ok";
 }
 
 }  // namespace

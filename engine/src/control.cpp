@@ -67,8 +67,7 @@ void answer(control_s* control, const take_event_f& take) {
     while (receiveOne(control->socket, &text)) {
         event_s event;
         const refusal_s refusal = readEvent(text, &event);
-        const std::string wrong = refusal ? lineOf(refusal) : take(std::move(event));
-        const std::string reply = wrong.empty() ? "ok" : wrong;
+        const std::string reply = refusal ? lineOf(refusal) : take(std::move(event));
         zmq_send(control->socket, reply.data(), reply.size(), ZMQ_DONTWAIT);
     }
 }

@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: MIT
-// The control socket: ZeroMQ requests that change the world while it runs. It has a thread of
-// its own, which posts events and touches nothing else of the engine.
+// The control socket: ZeroMQ requests that change the world while it runs or ask about it. It has
+// a thread of its own, which posts events and touches nothing else of the engine.
 //
 //   request   gpi 1 high          or   {"event": "gpi", "port": 1, "level": "high"}
 //   reply     ok                  or   one line that says what is wrong
+//   request   tag 3034            or   {"event": "tag", "epc": "3034"}
+//   reply     one line of JSON    or   one line that says what is wrong
 //
 // A request has one frame with one event, 64 KiB at most; a longer one ends its connection.
 // A request that is refused changes nothing.
@@ -34,8 +36,8 @@ struct control_s {
     ino_t inode = 0;
 };
 
-// Takes an event that came in. Returns an empty text, or one line that says why the event is
-// refused. Called on the control thread.
+// Takes an event that came in and returns the reply: "ok", the answer to a question, or one line
+// that says why the event is refused. Called on the control thread.
 using take_event_f = std::function<std::string(event_s event)>;
 
 // Opens the socket at an "ipc://" endpoint and starts the thread; "none" does nothing. A

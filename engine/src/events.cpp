@@ -8,6 +8,7 @@
 #include "delivery.hpp"
 #include "health.hpp"
 #include "population.hpp"
+#include "tag_answer.hpp"
 
 namespace rxe {
 namespace {
@@ -109,13 +110,14 @@ void applyEnter(radio_s* radio, host_s*, const event_s& event) {
     addTag(std::move(tag), radio->now, &radio->world);
 }
 
-// Index of the tag that an event names, or -1 with a line in the error log.
+// Index of the first tag that an event names, or -1 with a line in the error log.
 std::int64_t tagOf(radio_s* radio, const event_s& event) {
-    const std::int64_t index = findTag(radio->world, event.bytes, radio->now);
-    if (index < 0) {
+    const std::vector<std::uint32_t> found = findTags(radio->world, event.bytes, radio->now);
+    if (found.empty()) {
         noteHappening(radio->now, "an event for a tag that is not in the field", &radio->timeline);
+        return -1;
     }
-    return index;
+    return found.front();
 }
 
 void applyMove(radio_s* radio, host_s*, const event_s& event) {
@@ -151,6 +153,10 @@ void applyPacket(radio_s* radio, host_s* host, const event_s& event) {
     sendBytes(host, radio->now, event.rawType, event.bytes);
 }
 
+void answerTag(radio_s* radio, host_s* host, const event_s& event) {
+    event.answer->set_value(tellOfTag(*radio, event.bytes, &host->params));
+}
+
 // All functions of the table have the same parameters; some do not use them all.
 struct event_row_s {
     event_e kind;
@@ -170,6 +176,7 @@ constexpr std::array eventRows{
     event_row_s{event_e::DATABASE, applyDatabase},
     event_row_s{event_e::FAULT, applyFault},
     event_row_s{event_e::PACKET, applyPacket},
+    event_row_s{event_e::ASK_TAG, answerTag},
 };
 
 void applyEvent(radio_s* radio, host_s* host, const event_s& event) {

@@ -113,6 +113,17 @@ void setInventoried(unsigned session, bool b, std::int64_t now, tag_s* tag) {
     }
 }
 
+std::int64_t fallsBackAt(const tag_s& tag, unsigned session, bool powered) {
+    switch (session) {
+        case 0:
+            return powered ? forEver : tag.poweredUntil;
+        case 1:
+            return tag.s1Until;
+        default:
+            return powered ? forEver : tag.poweredUntil + s2S3SlPersistence;
+    }
+}
+
 bool matches(const SELECT_OP_s& select, const tag_s& tag) {
     const auto& memory = tag.banks[select.membank & 3];
     const std::size_t pointer = select.pointer;
@@ -125,6 +136,19 @@ bool matches(const SELECT_OP_s& select, const tag_s& tag) {
         }
     }
     return true;
+}
+
+std::vector<std::uint8_t> bitsOf(std::span<const std::uint8_t> memory, std::size_t pointer,
+                                 std::size_t length) {
+    const std::size_t size = memory.size() * 8;
+    const std::size_t bits = std::min(length, size - std::min(size, pointer));
+    std::vector<std::uint8_t> cut((bits + 7) / 8);
+    for (std::size_t bit = 0; bit < bits; ++bit) {
+        if (bitAt(memory.data(), pointer + bit)) {
+            cut[bit / 8] = static_cast<std::uint8_t>(cut[bit / 8] | 0x80 >> (bit % 8));
+        }
+    }
+    return cut;
 }
 
 void obeySelect(const SELECT_OP_s& select, std::int64_t now, tag_s* tag) {

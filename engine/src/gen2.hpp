@@ -42,6 +42,10 @@ bool inventoriedB(const tag_s& tag, unsigned session, std::int64_t now);
 // Sets the flag of a session, 0 to 3, to B or A. For S1 at B its 2 s begin.
 void setInventoried(unsigned session, bool b, std::int64_t now, tag_s* tag);
 
+// When a flag that is B falls back to A, microseconds of the engine's clock, if the tag keeps its
+// power or, without `powered`, gets none: forEver when it does not.
+std::int64_t fallsBackAt(const tag_s& tag, unsigned session, bool powered);
+
 // Whether the tag takes part in a round that a Query with these values opens: `sel` 0 and 1
 // call all tags, 2 those with SL deasserted, 3 those with SL asserted; `session` 0 to 3;
 // `wantsB` is the inventoried flag that the Query asks for.
@@ -56,6 +60,10 @@ void obeySelect(const SELECT_OP_s& select, std::int64_t now, tag_s* tag);
 // Whether the mask matches. A mask that reaches beyond the bank's end does not match, nor does
 // any mask on RESERVED.
 bool matches(const SELECT_OP_s& select, const tag_s& tag);
+// `length` bits of a memory from bit `pointer` on, fewer where the memory ends: bytes with the first
+// bit on top and zeros behind the last one.
+std::vector<std::uint8_t> bitsOf(std::span<const std::uint8_t> memory, std::size_t pointer,
+                                 std::size_t length);
 
 // What a tag backscatters when it is acknowledged (EPC Gen2 v2.0.1, 6.3.2.12.2.4): PC, XPC words,
 // EPC, and a CRC over all that. Words that are not sent are 0: XPC_W1 without the XI bit of the

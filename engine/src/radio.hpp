@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // The radio's own state: the world in front of it, its clock, its condition, its tag database.
 // RXE_connect fills the record before the radio thread starts; from then on that thread alone
-// writes it, so nothing here is locked or atomic. Other threads read `scenario` alone, which
-// then no longer changes.
+// writes it, so nothing here is locked or atomic. Other threads read `scenario`, and whether there
+// is a `replay`, which then no longer change.
 #pragma once
 
 #include <array>
@@ -18,6 +18,8 @@
 #include "world.hpp"
 
 namespace rxe {
+
+struct run_s;
 
 // A value of radio_s::onAir: the carrier is off.
 constexpr std::int16_t notOnAir = -32768;
@@ -65,6 +67,8 @@ struct radio_s {
     // How long channels were used, in all runs since RXE_connect: a new run does not free a
     // channel.
     channel_uses_t channelUses;
+    // The inventory under way, for questions of the control socket; null between two of them.
+    const run_s* run = nullptr;
     // Transmit power, tenths of dBm, which heats the amplifier; notOnAir while the carrier is
     // off.
     std::int16_t onAir = notOnAir;

@@ -139,6 +139,9 @@ bool reportTag(run_s* run, std::size_t position, const sighting_s& sighting) {
     const tag_key_t key = keyOf({reply.epc, (reply.epcBits + 7U) / 8});
     const seen_e seen = noteSeen(key, radio.world.dbCapacity, &radio.reported);
     ++run->passReads;
+    const std::uint16_t antenna = planned.olio.transmitAntenna;
+    const std::uint32_t tag = sighting.lit.index;
+    noteSingulated(antenna, tag, radio.now, &radio.world);
     if (seen == seen_e::NEW) {  // with NO_ROOM nothing is known about earlier reads
         ++run->passUniques;
         run->lastUnique = radio.now;
@@ -147,11 +150,13 @@ bool reportTag(run_s* run, std::size_t position, const sighting_s& sighting) {
         warnOfDatabase(run->radio, run->host, seen == seen_e::NO_ROOM);
     }
     if (!passesIdFilters(run->plan.idFilters, reply.epc, reply.epcBits)) {
+        noteSuppressed(suppressor_e::ID_FILTER, antenna, tag, radio.now, &radio.world);
         return false;
     }
     const report_state_s* const state =
         passesLastReport(run->plan.lastReport, key, planned.id, radio.now, &radio.reported);
     if (state == nullptr) {
+        noteSuppressed(suppressor_e::REPORT_FILTER, antenna, tag, radio.now, &radio.world);
         return false;
     }
     const auto rssi = static_cast<std::int8_t>(std::clamp(std::lround(sighting.level), -128L, 127L));
@@ -162,11 +167,10 @@ bool reportTag(run_s* run, std::size_t position, const sighting_s& sighting) {
                     .roSpec = planned.id,
                     .specIndex = 1,
                     .invParam = planned.olio.inventoryIndex,
-                    .antenna = planned.olio.transmitAntenna,
+                    .antenna = antenna,
                     .channel = run->channel.number,
                     .rssiLin = std::pow(10.0F, sighting.level / 10),
-                    .phase = backscatterPhase(sighting.lit.path.metres, run->channel.frequency,
-                                              planned.olio.transmitAntenna),
+                    .phase = backscatterPhase(sighting.lit.path.metres, run->channel.frequency, antenna),
                     .tagCount = static_cast<std::uint16_t>(std::min(state->merged, 0xFFFFU)),
                     .pc = reply.pc,
                     .xpc1 = reply.xpc1,

@@ -115,10 +115,18 @@ bool isNoise(const round_s& round, float level) {
 }
 
 // Whether the reader notices the reply: it is above the noise, and the level that would be
-// reported reaches the host's RSSI threshold.
-bool isNoticed(const round_s& round, const sighting_s& sighting) {
-    return sighting.level >= static_cast<float>(round.run->plan.rssiThreshold) &&
-           !isNoise(round, sighting.level);
+// reported reaches the host's RSSI threshold. Notes that the threshold has held a tag back.
+bool notices(const round_s& round, const sighting_s& sighting) {
+    if (isNoise(round, sighting.level)) {
+        return false;
+    }
+    if (sighting.level >= static_cast<float>(round.run->plan.rssiThreshold)) {
+        return true;
+    }
+    radio_s& radio = *round.run->radio;
+    noteSuppressed(suppressor_e::LEVEL_FILTER, round.planned->olio.transmitAntenna, sighting.lit.index,
+                   radio.now, &radio.world);
+    return false;
 }
 
 // Index in `left` of the one of `count` colliding replies that is understood, or left.size().
@@ -163,7 +171,7 @@ outcome_e acknowledge(round_s* round, std::uint32_t at) {
     radio_s& radio = *run->radio;
     const link_s& link = round->planned->link;
     sighting_s sighting;
-    if (!listen(round, at, &sighting) || !isNoticed(*round, sighting)) {
+    if (!listen(round, at, &sighting) || !notices(*round, sighting)) {
         pass(run->radio, run->host, emptySlot(link));
         return outcome_e::EMPTY;
     }

@@ -173,6 +173,7 @@ void sendEnd(run_s* run, bool last) {
 void runInventory(radio_s* radio, host_s* host, run_totals_s* totals) {
     for (bool again = false, last = false; !last; again = true) {
         run_s run{.radio = radio, .host = host};
+        radio->run = &run;
         takePlan(&run);
         run.begin = radio->now;
         const bool triggered = run.plan.start.gpiBitMask >> 4 != 0;
@@ -188,6 +189,7 @@ void runInventory(radio_s* radio, host_s* host, run_totals_s* totals) {
         if (totals != nullptr) {
             *totals = {radio->now - run.begin, run.reads, run.rounds};
         }
+        radio->run = nullptr;
         sendEnd(&run, last);
         if (!last) {
             deliver(host, radio->now, RXE_PACKET_RESTART, 0);

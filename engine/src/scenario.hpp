@@ -155,7 +155,8 @@ struct scenario_s {
 refusal_s takeTags(const json_t& value, tag_group_s* group);
 // One event. With `timed` it must have "at" and may have "every", both in seconds.
 refusal_s takeEvent(const json_t& value, bool timed, timed_event_s* event);
-// An event that comes at once, from a control message: a JSON object, or words as "gpi 1 high".
+// An event that comes at once, or a question, from a control message: a JSON object, or words as
+// "gpi 1 high".
 // After a refusal `*event` has not changed.
 refusal_s readEvent(std::string_view text, event_s* event);
 // An operation that is to fail.

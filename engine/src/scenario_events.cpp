@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Reads events. Scenarios and control messages have the same ones with the same keys.
+// Reads events. Scenarios and control messages have the same ones with the same keys; messages have
+// questions as well.
 #include <charconv>
 
 #include "codec.hpp"
@@ -122,6 +123,14 @@ constexpr std::array moveKeys{
 constexpr std::array leaveKeys{
     event_key_t{"epc", [](const json_t& v, draft_s* d) { return takeEpc(v, &d->event.bytes); }, true},
 };
+// What no tag has is not a mistake here: an EPC of half a word is that of none.
+constexpr std::array tagKeys{
+    event_key_t{"epc",
+                [](const json_t& v, draft_s* d) {
+                    return takeHex(v, 1, epcBankBytes - epcOffset, 1, &d->event.bytes);
+                },
+                true},
+};
 constexpr std::array databaseKeys{
     event_key_t{"state",
                 [](const json_t& v, draft_s* d) { return takeWord(v, databaseWords, &d->event.flag); }, true},
@@ -183,6 +192,8 @@ struct vocabulary_s {
     refusal_s (*takeAll)(const json_t& object, draft_s* draft);
     std::string_view words;  // names of the keys that may stand as bare words
     refusal_s (*finish)(draft_s* draft) = nullptr;
+    // A question: it may come in a message, and has no place in a scenario.
+    bool asks = false;
 };
 
 // A function for the rows below that takes the keys of one table.
@@ -212,10 +223,13 @@ constexpr std::array vocabulary{
                      return refusal_s{};
                  }},
     vocabulary_s{"fault", event_e::FAULT, takeBy<faultKeys>, ""},
+    vocabulary_s{
+        .name = "tag", .kind = event_e::ASK_TAG, .takeAll = takeBy<tagKeys>, .words = "epc", .asks = true},
 };
 
-// Finds the event by its name and takes the other keys by that event's table.
-refusal_s takeNamed(const json_t& value, event_s* event) {
+// Finds the event by its name, a question only with `asking`, and takes the other keys by that
+// event's table.
+refusal_s takeNamed(const json_t& value, bool asking, event_s* event) {
     const auto name = value.find("event");
     if (name == value.end()) {
         return under("event", {"is missing", {}});
@@ -223,10 +237,12 @@ refusal_s takeNamed(const json_t& value, event_s* event) {
     const auto row = name->is_string() ? std::ranges::find(vocabulary, name->get_ref<const std::string&>(),
                                                            &vocabulary_s::name)
                                        : vocabulary.end();
-    if (row == vocabulary.end()) {
+    if (row == vocabulary.end() || (row->asks && !asking)) {
         std::string known;
         for (const vocabulary_s& each : vocabulary) {
-            known += (known.empty() ? "\"" : ", \"") + std::string(each.name) + '"';
+            if (asking || !each.asks) {
+                known += (known.empty() ? "\"" : ", \"") + std::string(each.name) + '"';
+            }
         }
         return under("event", {"must be one of " + known, {}});
     }
@@ -317,7 +333,7 @@ refusal_s takeEvent(const json_t& value, bool timed, timed_event_s* event) {
         return {"must be an object", {}};
     }
     if (!timed) {
-        return takeNamed(value, &event->event);
+        return takeNamed(value, true, &event->event);
     }
     json_t rest = value;
     std::int64_t due = 0;
@@ -334,7 +350,7 @@ refusal_s takeEvent(const json_t& value, bool timed, timed_event_s* event) {
     }
     rest.erase("at");
     rest.erase("every");
-    refusal_s refusal = takeNamed(rest, &event->event);
+    refusal_s refusal = takeNamed(rest, false, &event->event);
     event->event.due = due;
     return refusal;
 }

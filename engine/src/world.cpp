@@ -52,10 +52,40 @@ void removeTag(std::uint32_t tag, std::int64_t now, world_s* world) {
 }
 
 // Events name tags by EPC and are rare, so an index of EPCs would not pay.
-std::int64_t findTag(const world_s& world, const std::vector<std::uint8_t>& epc, std::int64_t now) {
-    const auto found = std::ranges::find_if(
-        world.tags, [&](const tag_s& tag) { return isPresent(tag, now) && holdsEpc(tag, epc); });
-    return found == world.tags.end() ? -1 : found - world.tags.begin();
+std::vector<std::uint32_t> findTags(const world_s& world, const std::vector<std::uint8_t>& epc,
+                                    std::int64_t now) {
+    std::vector<std::uint32_t> found;
+    for (std::uint32_t index = 0; index < world.tags.size(); ++index) {
+        if (isPresent(world.tags[index], now) && holdsEpc(world.tags[index], epc)) {
+            found.push_back(index);
+        }
+    }
+    return found;
+}
+
+history_s* historyOf(std::uint32_t tag, world_s* world) {
+    if (tag >= world->histories.size()) {
+        world->histories.resize(world->tags.size());
+    }
+    history_s* const history = &world->histories[tag];
+    if (history->id != world->tags[tag].id) {
+        *history = {.id = world->tags[tag].id};
+    }
+    return history;
+}
+
+void noteSingulated(std::uint16_t antenna, std::uint32_t tag, std::int64_t now, world_s* world) {
+    history_s* const history = historyOf(tag, world);
+    history->singulatedAt = now;
+    history->singulatedOn = antenna;
+}
+
+void noteSuppressed(suppressor_e by, std::uint16_t antenna, std::uint32_t tag, std::int64_t now,
+                    world_s* world) {
+    history_s* const history = historyOf(tag, world);
+    history->suppressedAt = now;
+    history->suppressedOn = antenna;
+    history->suppressedBy = by;
 }
 
 place_s placeAt(const tag_s& tag, std::int64_t now) {

@@ -12,7 +12,9 @@
 #include <array>
 #include <atomic>
 #include <cstdint>
+#include <future>
 #include <limits>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -23,6 +25,8 @@ namespace rxe {
 
 // A time that never comes; the length of a stay that does not end.
 constexpr std::int64_t forEver = std::numeric_limits<std::int64_t>::max();
+// The time of what has not happened yet.
+constexpr std::int64_t never = -1;
 // Antenna ports are numbered from 1 to this. Port 0 stands for the array.
 constexpr std::uint16_t maxPorts = 16;
 // The elements of the array, numbered from 0. Element n has the settings of port n + 1.
@@ -103,6 +107,27 @@ struct alignas(64) tag_s {
     std::int64_t placedAt = 0;
 };
 
+// What held a reply or a read back, so that the host did not hear of it.
+enum class suppressor_e : std::uint8_t {
+    LEVEL_FILTER,   // the RSSI threshold
+    ID_FILTER,      // no enabled id filter matches the EPC
+    REPORT_FILTER,  // the filter of last reports
+};
+
+// The last that became of a tag, for the question "tag" of the control socket. It does not stand
+// in tag_s, whose size counts for each tag that a round looks at. Antennas are those of olios,
+// ports or beams.
+struct history_s {
+    // Of the tag, see historyOf.
+    std::uint32_t id = 0;
+    std::uint16_t singulatedOn = 0;
+    std::uint16_t suppressedOn = 0;
+    // When the reader last had the whole EPC, reported or not, and when something held the tag back.
+    std::int64_t singulatedAt = never;
+    std::int64_t suppressedAt = never;
+    suppressor_e suppressedBy = suppressor_e::LEVEL_FILTER;
+};
+
 // An antenna of a port, or the whole array at index 0.
 struct antenna_s {
     place_s place;
@@ -144,6 +169,8 @@ struct world_s {
     // killed, an antenna lost or back, an amplifier failed or good again. When the count differs
     // from that of the last look, the radio works out the field anew.
     std::uint64_t changes = 0;
+    // By the tag's index; historyOf makes room.
+    std::vector<history_s> histories;
 
     // By port number; 0 is the array.
     std::array<antenna_s, maxPorts + 1> antennas{};
@@ -166,8 +193,18 @@ void moveTag(std::uint32_t tag, place_s place, place_s velocity, std::int64_t no
 void removeTag(std::uint32_t tag, std::int64_t now, world_s* world);
 // Bytes of the EPC by the length field of the PC, 0 to 62; 0 for a tag without an EPC bank.
 std::size_t epcBytes(const tag_s& tag);
-// Index of the first tag in the field with this EPC, or -1. Looks at every tag.
-std::int64_t findTag(const world_s& world, const std::vector<std::uint8_t>& epc, std::int64_t now);
+// Indices of all tags in the field with this EPC. Looks at every tag.
+std::vector<std::uint32_t> findTags(const world_s& world, const std::vector<std::uint8_t>& epc,
+                                    std::int64_t now);
+
+// The history of the tag at the index, an empty one when the last belongs to a tag that has left.
+// Valid until the next call.
+history_s* historyOf(std::uint32_t tag, world_s* world);
+// The reader has the whole EPC of the tag at `now`, or something has held the tag back. `antenna` is
+// that of the olio.
+void noteSingulated(std::uint16_t antenna, std::uint32_t tag, std::int64_t now, world_s* world);
+void noteSuppressed(suppressor_e by, std::uint16_t antenna, std::uint32_t tag, std::int64_t now,
+                    world_s* world);
 
 // Where a tag is at `now`: it moves in a straight line from its last place.
 // Metres in single precision.
@@ -199,6 +236,7 @@ enum class event_e : std::uint8_t {
     DATABASE,    // flag: full, else nearly so; by tags that have been read elsewhere
     FAULT,       // the run ends with an error
     PACKET,      // rawType, bytes: a packet to send as it stands
+    ASK_TAG,     // bytes: an EPC, answer; changes nothing
 };
 
 struct event_s {
@@ -226,6 +264,8 @@ struct event_s {
     // Metres, and metres a second.
     place_s place;
     place_s velocity;
+    // Where the radio thread puts the reply to a question; null for all other events.
+    std::shared_ptr<std::promise<std::string>> answer;
 };
 
 // Events on their way to the radio thread. Any thread posts; the radio thread takes. It reads

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The control socket, and the operations that fail on request.
+// The control socket, its question about a tag, and the operations that fail on request.
 #include <gmock/gmock.h>
 #include <zmq.h>
 
@@ -99,6 +99,8 @@ TEST_F(Control, MalformedMessagesChangeNothing) {
         {"gpi 1 =high", "\"=high\" is one word too many"},
         {"{\"event\": \"gpi\", \"port\": 1, \"level\": \"high\", \"at\": 1}",
          "\"at\" is not a known key; known are \"port\", \"level\""},
+        {"tag 123", "\"epc\" must be a text of 2 to 124 hexadecimal digits, a multiple of 2"},
+        {"tag 1234 1", "\"1\" is one word too many"},
         {"enter 12E4 1,2", "\"position\" must be an array of three numbers: x, y, z"},
         {"fail 3 4", "\"operation\" must be the name of an operation, such as \"RXE_start\""},
     };
@@ -114,6 +116,137 @@ TEST_F(Control, MalformedMessagesChangeNothing) {
     EXPECT_EQ(get(RXE_PARAM_PA_TEMP), 41);
     EXPECT_EQ(ask("gpi 1 high"), "ok") << "still an edge";
     EXPECT_EQ(packet(1), (packet_s{RXE_PACKET_GPIO_INFO, {1, 1}}));
+}
+
+class Question : public Control {
+  protected:
+    const std::string still = R"(, "clock": "fast", "air": {"fade": 0, "errors": false}, "antennas": [)"
+                              R"({"port": 1, "position": [0, 0, 1]}, {"port": 2, "position": [0, 9, 1]}, 4])";
+
+    json tell(const std::string& epc) const { return json::parse(ask("tag " + epc), nullptr, false); }
+    // The answer has these values; what it has besides does not matter.
+    void check(const std::string& epc, const char* values) const {
+        const json told = tell(epc).flatten(), expected = json::parse(values).flatten();
+        for (const auto& [pointer, value] : expected.items()) {
+            EXPECT_EQ(told.value(pointer, json("absent")), value) << epc << ' ' << pointer;
+        }
+    }
+    // Rounds with FM0 at 640 kHz; a single one uses only the lowest channel.
+    void read(std::uint8_t session, std::uint16_t rounds = 1) {
+        OLIO_s record = olio(1, RXE_STOP_INVENTORY_ROUNDS, rounds);
+        record.linkProfileIndex = 1519;
+        record.selectBitMask = 1;
+        configure({record});
+        query(0, session, 0);
+        for (unsigned channel = 2; rounds == 1 && channel <= 50; ++channel) {
+            ASSERT_EQ(set(RXE_PARAM_CHANNEL + channel, CHANNEL_s{}), RXE_OK);
+        }
+        ASSERT_EQ(set(RXE_PARAM_RADIO_STOP, stopRecord(60000, rounds == 1 ? 1 : 0)), RXE_OK);
+    }
+};
+
+TEST_F(Question, FlagsRunDownAndFiltersAreNamed) {
+    const std::string tags =
+        R"(, "tags": [{"epc": "AB01", "position": [0, 1, 1]}, {"epc": "EF02", "enter": 9},
+        {"epc": "CD01", "position": [0, 2, 1]}, {"epc": "CD01"}, {"epc": "EF01", "position": [0, 60, 1]}])";
+    ASSERT_EQ(connectWith(still + tags), RXE_OK);
+    check("ab01", R"({"lastSingulated": null, "selected": {}, "antennas": [{"used": false}]})");
+    ASSERT_EQ(set(RXE_PARAM_SELECT + 1, SELECT_OP_s{1, 4, 0, 1, 0x21, 8, 0, 0, {0x56}}), RXE_OK);
+    ASSERT_EQ(set(RXE_PARAM_SELECT + 2, SELECT_OP_s{1, 4, 0, 2, 0x48, 16, 0, 0, {0x03, 0xE9}}), RXE_OK);
+    read(1);
+    run();
+    check("AB01",
+          R"({"epc": "ab01", "present": true, "same": "absent", "position": [0, 1, 1], "lastSuppressed": null,
+        "flags": {"S0": "A", "S1": "B", "S2": "A", "S3": "A", "SL": true}, "lastSingulated": {"antenna": 1},
+        "antennas": [{"used": true}, {"used": false}, {"antenna": 4}, "absent"], "selected": {"1": true}})");
+    check("CD01", R"({"same": 2, "flags": {"SL": false}, "selected": {"2": {"mask": "03e9", "tag": "e9"},
+        "1": {"matches": false, "bank": "EPC", "pointer": 33, "length": 8, "mask": "56", "tag": "9a"}}})");
+    check("EF01", R"({"present": true, "lastSingulated": null, "lastSuppressed": null})");
+    check("EF02", R"({"present": false, "flags": "absent"})");
+    EXPECT_NEAR(tell("AB01")["quiet"].value("S1", 0.0), 2, 0.1);
+    // The carrier is off, so that only what persists without power is left.
+    for (const std::uint8_t session : {0, 2}) {
+        read(session);
+        run();
+    }
+    check("AB01", R"({"flags": {"S0": "A", "S2": "B"}, "quiet": {"S2": 20.0, "S0": "absent"}})");
+
+    const struct {
+        unsigned id;
+        std::array<std::uint8_t, 100> record;
+        const char* values;
+    } filters[] = {
+        {RXE_PARAM_LAST_REPORT,
+         {1, 0, 0, 0, 255, 255, 255, 255},
+         R"({"lastSuppressed": {"by": "report filter"}})"},
+        {RXE_PARAM_ID_FILTER + 1, {1, 0, 8, 0, 0xEE}, R"({"lastSuppressed": {"by": "id filter"}})"},
+        {RXE_PARAM_RSSI_THRESHOLD, {256 - 20}, R"({"lastSuppressed": {"by": "level filter", "antenna": 1}})"},
+    };
+    for (const auto& [id, record, values] : filters) {
+        ASSERT_EQ(set(id, record), RXE_OK) << values;
+        read(0);
+        run();
+        check("AB01", values);
+    }
+    EXPECT_EQ(ask("leave AB01"), "ok");
+    EXPECT_EQ(ask("enter 0001 0,1,1"), "ok") << "takes its place and has no past";
+    check("0001", R"({"present": true, "lastSingulated": null, "lastSuppressed": null})");
+}
+
+// The margins tell which tags a round reads, the level is that of the tag packet.
+TEST_F(Question, MarginsAreThoseOfTheRounds) {
+    constexpr int count = 40;  // every other tag hears well, so that the receiver decides
+    json tags = json::array();
+    for (int i = 0; i < count; ++i) {
+        tags.push_back({{"epc", "AB" + std::to_string(10 + i)},
+                        {"position", {0, 1 + i, 1}},
+                        {"sensitivity", i % 2 == 0 ? -14 : -40}});
+    }
+    ASSERT_EQ(connectWith(still + ", \"tags\": " + tags.dump()), RXE_OK);
+    read(0);
+    ASSERT_EQ(set(RXE_PARAM_CUSTOM_FIELDS, std::uint32_t{RXE_FIELD_EPC | RXE_FIELD_RSSI}), RXE_OK);
+    run();
+    std::map<std::string, int> levels;
+    for (const TAG_INFO_s& tag : recordsOf<TAG_INFO_s>(RXE_PACKET_TAG_INFO_CUSTOM)) {
+        levels["AB" + std::to_string(tag.epc[1] / 16) + std::to_string(tag.epc[1] % 16)] = tag.rssi;
+    }
+    for (int i = 0; i < count; ++i) {
+        const std::string epc = tags[i]["epc"];
+        const json told = tell(epc), row = told["antennas"][0];
+        // The decoder takes what is 3 dB below its sensitivity for noise.
+        const bool reached = row["margin"] >= (i % 2 == 0 ? 0 : -3);
+        EXPECT_EQ(levels.contains(epc), reached) << told;
+        EXPECT_EQ(told["lastSingulated"] != nullptr, reached) << told;
+        if (reached) {
+            EXPECT_NEAR(levels[epc], row["rssi"], 0.6) << told;
+        }
+    }
+    EXPECT_THAT(levels.size(), testing::AllOf(testing::Gt(10), testing::Lt(35)));
+    EXPECT_EQ(ask("pa 1 low"), "ok");
+    EXPECT_EQ(ask("antenna 2 lost"), "ok");
+    check("AB10", R"({"antennas": [{"silent": "its amplifier has failed", "connected": true},
+        {"connected": false, "silent": "absent"}]})");
+}
+
+// Questions during a run: the radio keeps the flag of session 2, and its packets stay as they are.
+TEST_F(Question, ARunDoesNotNoticeThem) {
+    std::vector<std::vector<packet_s>> runs;
+    for (const bool asking : {false, true}) {
+        RXE_disconnect();
+        ASSERT_EQ(connectWith(R"(, "clock": "fast", "tags": [{"epc": "AB01"}, {"count": 59}])"), RXE_OK);
+        read(2, 60000);
+        packets.clear();
+        ASSERT_EQ(RXE_start(), RXE_OK);
+        int kept = 0;
+        while (asking && RXE_resume() == RXE_OK) {
+            const json told = tell("AB01");
+            kept += told["flags"]["S2"] == "B" && !told["quiet"].contains("S2") ? 1 : 0;
+        }
+        ASSERT_TRUE(waitFor([] { return count(RXE_PACKET_END_OF_RUN) == 1; }));
+        EXPECT_EQ(kept > 3, asking);
+        runs.push_back(packets);
+    }
+    EXPECT_EQ(runs[1], runs[0]);
 }
 
 TEST_F(Control, TheSocketBelongsToTheConnection) {

@@ -80,6 +80,7 @@ TEST(Commands, AskAndShowTheReply) {
         {R"(engine '{"event": "fault"}')", R"({"event": "fault"})", "ok", "ok\n"},
         {"engine move AA01 0,-1,2", "move AA01 0,-1,2", "\"epc\" is wrong", "\"epc\" is wrong\n", 1},
         {"engine leave", "leave", "okay", "okay\n", 1},
+        {"engine tag AA01", "tag AA01", R"({"present":false})", "{\"present\":false}\n"},
     };
     const peer_s peer(ZMQ_REP);
     ASSERT_EQ(zmq_bind(peer.handle, peer.endpoint.c_str()), 0);
