@@ -63,21 +63,12 @@ std::vector<std::uint32_t> findTags(const world_s& world, const std::vector<std:
     return found;
 }
 
-history_s* historyOf(std::uint32_t tag, world_s* world) {
+history_s* beginHistory(std::uint32_t tag, world_s* world) {
     if (tag >= world->histories.size()) {
         world->histories.resize(world->tags.size());
     }
-    history_s* const history = &world->histories[tag];
-    if (history->id != world->tags[tag].id) {
-        *history = {.id = world->tags[tag].id};
-    }
-    return history;
-}
-
-void noteSingulated(std::uint16_t antenna, std::uint32_t tag, std::int64_t now, world_s* world) {
-    history_s* const history = historyOf(tag, world);
-    history->singulatedAt = now;
-    history->singulatedOn = antenna;
+    world->histories[tag] = {.id = world->tags[tag].id};
+    return &world->histories[tag];
 }
 
 void noteSuppressed(suppressor_e by, std::uint16_t antenna, std::uint32_t tag, std::int64_t now,

@@ -197,12 +197,21 @@ std::size_t epcBytes(const tag_s& tag);
 std::vector<std::uint32_t> findTags(const world_s& world, const std::vector<std::uint8_t>& epc,
                                     std::int64_t now);
 
+// An empty history for the tag at the index, with room for it.
+history_s* beginHistory(std::uint32_t tag, world_s* world);
 // The history of the tag at the index, an empty one when the last belongs to a tag that has left.
 // Valid until the next call.
-history_s* historyOf(std::uint32_t tag, world_s* world);
+inline history_s* historyOf(std::uint32_t tag, world_s* world) {
+    const bool known = tag < world->histories.size() && world->histories[tag].id == world->tags[tag].id;
+    return known ? &world->histories[tag] : beginHistory(tag, world);
+}
 // The reader has the whole EPC of the tag at `now`, or something has held the tag back. `antenna` is
 // that of the olio.
-void noteSingulated(std::uint16_t antenna, std::uint32_t tag, std::int64_t now, world_s* world);
+inline void noteSingulated(std::uint16_t antenna, std::uint32_t tag, std::int64_t now, world_s* world) {
+    history_s* const history = historyOf(tag, world);
+    history->singulatedAt = now;
+    history->singulatedOn = antenna;
+}
 void noteSuppressed(suppressor_e by, std::uint16_t antenna, std::uint32_t tag, std::int64_t now,
                     world_s* world);
 

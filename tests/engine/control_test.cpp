@@ -141,7 +141,7 @@ class Question : public Control {
         for (unsigned channel = 2; rounds == 1 && channel <= 50; ++channel) {
             ASSERT_EQ(set(RXE_PARAM_CHANNEL + channel, CHANNEL_s{}), RXE_OK);
         }
-        ASSERT_EQ(set(RXE_PARAM_RADIO_STOP, stopRecord(60000, rounds == 1 ? 1 : 0)), RXE_OK);
+        ASSERT_EQ(set(RXE_PARAM_RADIO_STOP, stopRecord(20000, rounds == 1 ? 1 : 0)), RXE_OK);
     }
 };
 
