@@ -158,9 +158,11 @@ const field_s* fieldAround(const radio_s& radio, std::uint32_t index) {
     return nullptr;
 }
 
-// Whether the run under way gives the tag power again and again.
+// Whether the run under way gives the tag power again and again. One that waits for its start trigger
+// has not had a round yet.
 bool staysPowered(const radio_s& radio, const views_t& views) {
-    return radio.run != nullptr && std::ranges::any_of(views, [](const auto& each) {
+    const bool transmits = radio.run != nullptr && radio.run->rounds > 0;
+    return transmits && std::ranges::any_of(views, [](const auto& each) {
                return each.second.used && each.second.silence == silence_e::NONE &&
                       each.second.lit.margin >= 0;
            });
