@@ -8,6 +8,7 @@
 
 #include "account_rates.hpp"
 #include "account_reply.hpp"
+#include "command_words.hpp"
 #include "exit_status.hpp"
 #include "fates.hpp"
 #include "sockets.hpp"

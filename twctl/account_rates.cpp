@@ -12,6 +12,7 @@
 #include <cstring>
 #include <iterator>
 
+#include "account_reply.hpp"
 #include "exit_status.hpp"
 #include "sockets.hpp"
 #include "terminal.hpp"

@@ -15,16 +15,6 @@ using nlohmann::json;
 
 const std::string requestWord(vocabulary::account.word);
 
-// In the order of the table.
-std::vector<std::string_view> fateNames() {
-    std::vector<std::string_view> names;
-    for (const vocabulary::fate_s& fate : vocabulary::fates) {
-        names.push_back(fate.name);
-    }
-    names.push_back(vocabulary::pendingFate);
-    return names;
-}
-
 // False when the object is not an account.
 bool readAccount(const json& members, account_s* account) {
     if (!members.is_object() || !members.contains("tagPackets") || !members.contains("fates") ||
@@ -46,6 +36,15 @@ std::uint64_t sumOf(const counts_t& counts) {
 }
 
 }  // namespace
+
+std::vector<std::string_view> fateNames() {
+    std::vector<std::string_view> names;
+    for (const vocabulary::fate_s& fate : vocabulary::fates) {
+        names.push_back(fate.name);
+    }
+    names.push_back(vocabulary::pendingFate);
+    return names;
+}
 
 counts_t countsOf(const json& object, const std::vector<std::string_view>& first) {
     counts_t counts;

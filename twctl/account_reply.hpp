@@ -26,6 +26,9 @@ struct account_s {
 // Asks for an account. False, with what is wrong on standard error and in *status, when none came.
 bool askAccount(const daemon_s& daemon, account_s* account, int* status);
 
+// The names of the fates, in the order of the table, with "pending".
+std::vector<std::string_view> fateNames();
+
 // The members of an object that are counts, those of `first` in front.
 counts_t countsOf(const nlohmann::json& object, const std::vector<std::string_view>& first);
 
