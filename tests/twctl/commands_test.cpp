@@ -166,6 +166,7 @@ TEST(Commands, WhatIsWrongIsTold) {
         {"account --interval 2", 3, "--interval requires --watch"},
         {"watch gpio --gaps", 3, "only for tags"},
         {"stop now", 3, "twctl: The following argument"},
+        {"start --socket", 3, "--socket: 1 required ENDPOINT missing"},
         {"status weather", 3, "\"weather\" is not valid; use radioConnection"},
         {"mode set", 3, "FILE is required"},
         {"mode show x", 3, "x"},

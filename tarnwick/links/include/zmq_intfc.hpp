@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The process's one ZeroMQ context and its ten sockets.
+// The process's one ZeroMQ context and its ten sockets, and beside tag_data a monitor of it.
 //
 //   handle                  type  endpoint                         used by
 //   responder               REP   ipc:///tmp/tarnwick_rep (bind)   main thread
