@@ -72,6 +72,9 @@ int stopHandler(std::vector<std::string>* tokens, std::string* reply);
 // time. Main thread. Returns 0, failures are replies.
 int startRXE(bool persist, std::string* reply);
 
+// Whether "start sim" or "start sim_bearing" makes up tag reads now.
+bool isSimulating();
+
 // Disarms the database reset timer, if it is armed. Main thread. Returns 0.
 int cancel_database_timer();
 

@@ -46,7 +46,7 @@ json accountJson(const account_s& account) {
     fates[vocabulary::pendingFate] = account.pending ? 1 : 0;
     std::string since;
     getISOString(&account.since, &since);
-    return {
+    json reply = {
         {"since", since},
         {"tagPackets", account.tagPackets},
         {"fates", fates},
@@ -63,6 +63,10 @@ json accountJson(const account_s& account) {
         {"firstEventNum", 0},
         {"nextEventNum", account.nextEventNum},
     };
+    if (isSimulating()) {
+        reply["simulation"] = true;
+    }
+    return reply;
 }
 
 }  // namespace

@@ -24,6 +24,9 @@ namespace {
 // started too. In the working directory, without a newline.
 constexpr const char* autoStartFile = "autoStart.txt";
 
+// The run that was started last has tags that the engine makes up. Main thread.
+bool hasFakeTags = false;
+
 constexpr const char* startOngoing =
     "Failure: Start currently ongoing. Issue a stop prior to issuing a start.";
 
@@ -62,6 +65,7 @@ int startFakeTags(std::vector<std::string>* tokens, std::string* reply) {
     if (refused("RXE_txFakeTags()", RXE_txFakeTags(tagsPerSecond), reply)) {
         return 0;
     }
+    hasFakeTags = true;
     *reply = "Success";
     return 0;
 }
@@ -105,6 +109,10 @@ constexpr std::array startForms{
 
 }  // namespace
 
+bool isSimulating() {
+    return isSimulationRunning() || (hasFakeTags && isStartOngoing());
+}
+
 int startRXE(bool persist, std::string* reply) {
     if (isStartOngoing()) {
         *reply = startOngoing;
@@ -122,6 +130,7 @@ int startRXE(bool persist, std::string* reply) {
     if (refused("RXE_start()", RXE_start(), reply)) {
         return 0;
     }
+    hasFakeTags = false;
     *reply = "Success";
     if (persist) {
         recordAutoStart("true");
