@@ -25,6 +25,7 @@
 #include "twctl/status.hpp"
 #include "twctl/tag_record.hpp"
 #include "twctl/watch.hpp"
+#include "twctl/why/rules.hpp"
 #include "twctl/words.hpp"
 
 namespace {
@@ -156,6 +157,29 @@ void reply(std::string_view input) {
     }
 }
 
+// What "why" reads, a line each: the mode, the trace, the software radio's answer; then tag_info.
+void facts(std::string_view input) {
+    const auto nextLine = [&] {
+        const std::string_view line = input.substr(0, input.find('\n'));
+        input.remove_prefix(std::min(line.size() + 1, input.size()));
+        return nlohmann::json::parse(line, nullptr, false);
+    };
+    why::facts_s facts;
+    facts.epc = "3034257bf7194e4000000001";
+    facts.seconds = 1;
+    facts.isActive = true;
+    facts.mode = why::readMode(nextLine());
+    why::readTrace(nextLine(), &facts);
+    for (const bool isSoftware : {false, true}) {
+        facts.scene = isSoftware ? std::optional(why::readScene(nextLine())) : std::nullopt;
+        facts.held = why::findHeldKey(input, facts.epc);
+        const std::vector<why::reason_s> reasons = why::explain(facts);
+        require(!reasons.empty() && !why::summary(facts).empty(), "there is always something to tell");
+        require(std::ranges::none_of(reasons, &std::string::empty, &why::reason_s::text),
+                "a reason is a sentence");
+    }
+}
+
 // How to watch, one byte each, and frames, each with its length in front:
 //
 //   | channel, form: 1 | filter, how many: 1 | bytes: 1, from 128 on in steps of 16 | frame | ...
@@ -202,7 +226,8 @@ void watch(std::string_view input) {
 }
 
 constexpr target_s table[] = {
-    {"tag_frame", tagFrame}, {"document", document}, {"words", words}, {"reply", reply}, {"watch", watch},
+    {"tag_frame", tagFrame}, {"document", document}, {"words", words},
+    {"reply", reply},        {"watch", watch},       {"facts", facts},
 };
 
 }  // namespace

@@ -9,7 +9,8 @@ enum exit_status_e {
     exitSuccess = 0,
     // Refused by the daemon, by the engine, or by a check of twctl's own.
     exitFailure = 1,
-    // The time ran out before the reply came, or before the frames that were asked for.
+    // The time ran out before the reply came, or before the frames that were asked for; or there
+    // was nothing that "why" could look into.
     exitNoAnswer = 2,
     // twctl itself could not: wrong usage, a file, an endpoint in use, a write error.
     exitTrouble = 3,
@@ -22,6 +23,7 @@ inline constexpr const char* exitStatusHelp =
     "  1  refused: the reply begins with \"Failure\", the engine's answer is neither \"ok\" nor\n"
     "     JSON, a checked document has errors, an account does not close, or a number or\n"
     "     direction is not that of a beam\n"
-    "  2  no reply within --timeout, or fewer than --count frames within --seconds\n"
+    "  2  no reply within --timeout, fewer than --count frames within --seconds, or\n"
+    "     nothing that \"why\" can look into: not an EPC, no radio, a simulation\n"
     "  3  wrong usage, a file that cannot be read, an endpoint that another process\n"
     "     holds, a write error";

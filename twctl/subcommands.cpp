@@ -17,6 +17,7 @@
 #include "json_commands.hpp"
 #include "requests.hpp"
 #include "status.hpp"
+#include "why/why.hpp"
 #include "words.hpp"
 
 namespace {
@@ -213,6 +214,28 @@ void addEngine(CLI::App* app, const words_t* words, int* status) {
     });
 }
 
+void addWhy(CLI::App* app, int* status) {
+    struct options_s {
+        daemon_s daemon;
+        why_s why;
+    };
+    auto options = std::make_shared<options_s>();
+    CLI::App* sub = app->add_subcommand("why", "Explain why a tag is not reported, and what to do");
+    sub->add_option("EPC", options->why.epc,
+                    "Hexadecimal digits; the first ones of an EPC stand for all tags\nthat begin so")
+        ->required();
+    sub->add_option("--seconds", options->why.seconds, "How long to listen for the tag")
+        ->type_name("SECONDS")
+        ->check(secondsRange())
+        ->capture_default_str();
+    sub->add_flag("--json", options->why.json, "One line of JSON, for programs");
+    sub->add_option("--engine", options->why.engine, "The control socket of the software radio")
+        ->type_name("ENDPOINT")
+        ->capture_default_str();
+    addDaemon(sub, &options->daemon);
+    sub->callback([options, status] { *status = runWhy(options->daemon, options->why); });
+}
+
 }  // namespace
 
 CLI::Validator secondsRange() {
@@ -237,6 +260,7 @@ void addRequests(CLI::App* app, const words_t* words, int* status) {
         addCommand(app, command, words, status);
     }
     addRawRequest(app, words, status);
+    addWhy(app, status);
     addBeam(app, words, status);
     addEngine(app, words, status);
 }

@@ -13,6 +13,9 @@ TEST_P(Documents, hold) {
 
 const auto nameOf = [](const auto& row) { return row.param.name; };
 INSTANTIATE_TEST_SUITE_P(Commands, Documents, testing::ValuesIn(examplesOf("commands.md")), nameOf);
+INSTANTIATE_TEST_SUITE_P(Why, Documents, testing::ValuesIn(examplesOf("why.md")), nameOf);
+INSTANTIATE_TEST_SUITE_P(WhyRules, Documents, testing::ValuesIn(examplesOf("../tests/system/why.txt")),
+                         nameOf);
 INSTANTIATE_TEST_SUITE_P(Cookbook, Documents, testing::ValuesIn(examplesOf("cookbook.md")), nameOf);
 
 TEST(DocumentsTogether, haveAnExampleOfEachCommandAndRecipesWithReports) {

@@ -43,7 +43,7 @@ inline std::vector<example_s> examplesOf(const std::string& document) {
     for (std::string line; std::getline(text, line); ++number) {
         if (line.starts_with("```")) {
             fence = fence.empty() ? line.substr(3) + " " : "";
-            if (fence.starts_with("exchange ")) {
+            if (fence.starts_with("exchange ") && fence != "exchange continued ") {
                 examples.push_back(next);
                 example_s& example = examples.back();
                 example.name += "_" + std::to_string(++uses[next.name]);
@@ -154,6 +154,16 @@ struct play_s {
         }
     }
 
+    // What a shell shows of a command, to which the project's programs are known.
+    static void command(const std::string& text, const std::string& shown) {
+        process_s shell("bash", {{"-c", "PATH='" TARNWICK_BIN_DIR "':$PATH; " + text}, {}, {}});
+        ASSERT_TRUE(shell.waitForExit());
+        const std::string output = shell.output();
+        EXPECT_TRUE(textFits(shown, output.substr(0, output.find_last_not_of('\n') + 1)))
+            << shown << "\nis not\n"
+            << output;
+    }
+
     void radioEvent(const std::string& text) const {
         const socket_s client(ZMQ_REQ);
         ASSERT_EQ(zmq_connect(client.handle, "ipc:///tmp/rxe_engine"), 0);
@@ -218,14 +228,15 @@ inline void playExample(const example_s& example) {
         const std::string line = example.lines[i++];
         SCOPED_TRACE(example.place + ": " + line);
         std::string reply;
-        for (; i < example.lines.size() && example.lines[i].find_first_of(">!?") != 0; ++i) {
+        for (; i < example.lines.size() && example.lines[i].find_first_of(">!?$") != 0; ++i) {
             reply += (reply.empty() ? "" : "\n") + example.lines[i];
         }
         const std::string text = line.substr(2);
         line[0] == '>'   ? play.request(text, reply)
+        : line[0] == '$' ? play_s::command(text, reply)
         : line[0] == '!' ? play.radioEvent(text)
                          : play.expectation(text);
-        if (testing::Test::HasFailure()) {
+        if (testing::Test::HasFailure() && line[0] != '$') {
             ADD_FAILURE() << play.reports.size() << " reports, the last: "
                           << (play.reports.empty() ? "" : play.reports.back().dump());
         }
