@@ -51,7 +51,7 @@ struct antenna_s {
     std::vector<select_s> selects;
 };
 
-// The tag filter of a mode.
+// The tag filter of a mode, in its words: "3034", "prefix", "include".
 struct filter_s {
     std::string value, match, operation;
 };
@@ -76,7 +76,9 @@ struct mode_s {
     std::vector<std::string> stops;  // "after 5 s": what ends a run by itself
 };
 
-// The tag in the software radio's scene.
+// The tag in the software radio's scene, as its control socket answers "tag EPC".
+//
+// An antenna, and how it reaches the tag.
 struct reach_s {
     std::uint32_t antenna = 0;
     bool connected = false, used = false;
@@ -84,17 +86,19 @@ struct reach_s {
     double margin = 0;   // dB above what the tag needs, or the receiver if that is less
     std::string silent;  // why a connected antenna reads nothing; empty: it reads
 };
+// A read of the tag by the radio, reported or not.
 struct sight_s {
     double ago = 0;  // seconds
     std::uint32_t antenna = 0;
     std::string by;  // what suppressed the read
 };
+// Whether the mask of a Select in the radio matches the tag's memory now.
 struct select_verdict_s {
     bool matches = true;
     std::string mask, tag;  // hexadecimal digits, when it does not match
 };
 struct scene_s {
-    bool present = false;
+    bool present = false;  // whether a tag of the scene has this EPC
     std::vector<reach_s> antennas;
     std::map<std::string, bool> flags;    // S0 to S3: B; SL: asserted
     std::map<std::string, double> quiet;  // seconds until a flag falls back to A
@@ -108,6 +112,7 @@ struct held_key_s {
     double seconds = 0;  // for which it still does
 };
 
+// All facts. What was not asked or not answered has its default.
 struct facts_s {
     std::string epc;                // lower-case hexadecimal digits, perhaps only the first ones
     double seconds = 0;             // how long was listened

@@ -54,6 +54,12 @@ std::map<std::uint16_t, std::uint64_t> getTagReadCountPerAntQDX();
 
 // ---- the account of tag packets --------------------------------------------
 
+// Each tag packet that the radio sends has one fate (vocabulary::fates): the engine thread counts it
+// where the fate is decided, under the antenna that transmitted, and no packet twice. Reports that are
+// not of a tag packet, such as a heat map that comes alone, are not in the account.
+//
+//   tagPackets = sum of all fates + pending        in every account, also under load
+//
 // What became of the tag packets of an antenna or beam since the start of the process; `fates` in
 // the order of vocabulary::fates. A packet that does not have its fate yet is in `tagPackets` alone.
 struct antenna_account_s {
@@ -73,8 +79,9 @@ struct account_s {
     std::vector<antenna_account_s> byAntenna;  // ascending
 };
 
-// Fills *account. Waits for a moment between two packets, which is usually there at once. Returns
-// false when packets leave no such moment within a second. Main thread.
+// Fills *account. All counts are of one moment: the copy is thrown away when a packet has begun
+// meanwhile. The engine thread knows nothing of it. Waits for a moment between two packets, which is usually
+// there at once. Returns false when packets leave no such moment within a second. Main thread.
 bool takeAccount(account_s* account);
 
 // ---- tags that are followed ------------------------------------------------
@@ -85,7 +92,11 @@ inline constexpr std::size_t tracedPackets = 256;
 // The longest EPC, bytes (EPC Gen2, 6.3.2.1.2.2: 31 words).
 inline constexpr std::size_t maxEpcBytes = 62;
 
-// One packet of a tag that is followed.
+// For each tag that is followed the engine thread keeps the last packets, each with what became of it and
+// what decided. It writes them where the account counts, and the main thread copies them: neither waits.
+// The list of traces reaches the engine thread with its report plan, between two packets.
+//
+// One packet of a tag that is followed. Copied word by word between the threads, so it holds no pointers.
 struct traced_packet_s {
     timeval time{};             // time of day of the read
     std::uint32_t channel = 0;  // kHz
@@ -114,6 +125,9 @@ struct trace_s {
     std::vector<traced_packet_s> last;  // the oldest first
 };
 
+// Both offer the engine thread a copy of its report plan, as a new mode does: a trace takes effect with
+// the next packet. The packets of a trace need some 90 KiB, which the main thread allocates and frees.
+//
 // Begin and stop following tags; a prefix that is followed already stays so. False when there are
 // maxTraces already, or when it is not followed. `prefix` has 1 to maxEpcBytes bytes. Main thread.
 bool addTrace(const std::vector<std::uint8_t>& prefix);

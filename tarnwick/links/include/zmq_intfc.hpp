@@ -23,7 +23,8 @@
 
 #include "turn.hpp"
 
-// What became of a frame.
+// What became of a frame on tag_data. The library drops frames silently where a subscriber on port 5160
+// is too slow; for the one local consumer it refuses them, so that they can be counted.
 enum class send_result_e : std::uint8_t {
     // Taken by the socket, or left behind for the thread whose turn it is.
     sent,
@@ -33,6 +34,9 @@ enum class send_result_e : std::uint8_t {
     noSocket,
 };
 
+// The result of a frame that was left behind (turn.hpp) is known only later, on the thread that sends it
+// then: until it fails it counts as sent.
+//
 // Who sent a frame on tag_data, for one that is left behind and cannot be sent then. `origin` runs
 // when the frame is left, on the engine thread, and `failed` later with its result, in a turn at
 // tag_data on any thread.
