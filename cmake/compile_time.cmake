@@ -1,4 +1,10 @@
 # SPDX-License-Identifier: MIT
+# runs_once(<sources...>): code that a run of a program passes once, such as the reading of a command line.
+# The compiler needs a quarter less time to optimise it a little than to optimise it much.
+function(runs_once)
+  set_source_files_properties(${ARGN} PROPERTIES COMPILE_OPTIONS $<$<NOT:$<CONFIG:Debug>>:-O1>)
+endfunction()
+
 # precompiled_headers(<name> <headers...> LIBS <libraries...>): the headers, read by the
 # compiler once. A program takes them by target_precompile_headers(<program> REUSE_FROM
 # <name>); a library cannot, since its code is compiled in another way (-fPIC, not -fPIE).
