@@ -135,7 +135,7 @@ TEST(RmServer, AnswersEveryQueryFromTheProfileThatItPrints) {
     const temp_dir_s directory;
     const auto printed = run({"--profile", write(directory, fullProfile), "--print-profile"});
     ASSERT_THAT(printed, StartsWith("0 "));
-    const server_s server({"--profile", write(directory, printed.substr(2))});
+    const server_s server({"--verbose", "--profile", write(directory, printed.substr(2))});
     const std::string cable = "antennaReadPoint/" + cableLoss;
     // Request, path and content of the answer.
     const std::array<std::string, 3> cases[] = {
@@ -160,6 +160,7 @@ TEST(RmServer, AnswersEveryQueryFromTheProfileThatItPrints) {
     for (const auto& [request, path, content] : cases) {
         EXPECT_EQ(ask(server, request), goodReply(element(path, content)));
     }
+    EXPECT_TRUE(server.process.waitForOutput("rm_server: getModel"));
 }
 
 TEST(RmServer, RefusesWhatItCannotAnswerAndLivesOn) {
