@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The account closes at every moment, and what nobody heard is the gap that the next subscriber sees.
 #include <gtest/gtest.h>
+#include <zmq.h>
 
 #include <functional>
 #include <memory>
@@ -101,6 +102,8 @@ TEST(Account, WhatNobodyHearsIsTheGapThatTheNextSubscriberSees) {
     ASSERT_EQ(ask("data_analytics STRING"), "Success");
     auto subscriber = std::make_unique<outside_subscriber_s>();
     ASSERT_TRUE(awaitListeners(1));
+    const socket_s wrongType(ZMQ_PULL);  // connects again and again, and is refused each time
+    zmq_connect(wrongType.handle, "tcp://127.0.0.1:5160");
     const std::vector<std::uint64_t> before = numbersHeard(*subscriber);
     EXPECT_EQ(account()["unheard"], 0);
 

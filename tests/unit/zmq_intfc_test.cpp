@@ -12,6 +12,7 @@
 
 #include <thread>
 
+#include "../../tarnwick/links/src/listener_count.hpp"
 #include "logger.hpp"
 #include "radio.hpp"
 #include "subscription_stream.hpp"
@@ -135,6 +136,38 @@ TEST_F(ZmqIntfc, aChangeOfTheFormWorksOrLeavesTheOldForm) {
     }
     EXPECT_EQ(closeZMQSocketForData() + closeZMQ(), 0);
     EXPECT_EQ(sendTagData(true, "frame", 5, 0), send_result_e::noSocket);
+}
+
+// c, d: the connection comes, goes; s: one of them has succeeded.
+TEST(ListenerCount, doesNotTakeAFailedHandshakeForASubscriberThatGoes) {
+    const auto countAfter = [](std::string_view events, int oldUntil) {
+        listener_count listeners;
+        listener_count::clock_t::time_point now{};
+        for (; !events.empty(); events.remove_prefix(2)) {
+            const int fd = events[1] - '0';
+            now += std::chrono::seconds(fd <= oldUntil ? 2 : 0);
+            events[0] == 'c'   ? listeners.connected(fd, now)
+            : events[0] == 'd' ? listeners.disconnected(fd)
+                               : listeners.succeeded(now);
+        }
+        return listeners.count();
+    };
+    const struct {
+        std::string_view events;
+        int oldUntil;  // up to this descriptor two seconds pass before each event
+        int count;
+    } cases[] = {
+        {"c1s1", 0, 1},           {"c1s1d1", 0, 0}, {"c1s1c2d2", 0, 1},  // 2 has another type of socket
+        {"c1c2s9d1", 0, 1},                                              // it was 2 that succeeded
+        {"c1c2s9s9d1", 0, 1},                                            // both
+        {"c1c2s9d2d1", 0, 0},                                            // whichever it was
+        {"c1c2s9c3s3d1d2", 0, 1},                                        // 3 and one of the others
+        {"c1s1d1c1d1", 0, 0},                                            // a descriptor that is used again
+        {"c1c2s9d2", 2, 0},                                              // 1 does not complete its handshake
+    };
+    for (const auto& [events, oldUntil, count] : cases) {
+        EXPECT_EQ(countAfter(events, oldUntil), count) << events;
+    }
 }
 
 TEST_F(ZmqIntfc, endsTheProcessWithTheHandlesNameWhenThereIsNoSocket) {

@@ -2,6 +2,7 @@
 #include "zmq_intfc.hpp"
 
 #include "endpoints.hpp"
+#include "listener_count.hpp"
 #include "logger.hpp"
 #include "peer_limit.hpp"
 #include "subscription_stream.hpp"
@@ -66,6 +67,9 @@ constexpr int tagDataHighWaterMark = 2048;
 // The file that this process made for the reply socket. It is held open, so that its inode number
 // cannot be reused. Main thread.
 std::unique_ptr<descriptor> ownReplyFile;
+
+// Who is connected to the present tag_data. Made anew with it; radio thread.
+listener_count dataListeners;
 
 // When tag_data last closed its port. Radio thread.
 std::chrono::steady_clock::time_point portLeft;
@@ -319,29 +323,41 @@ void sendBothFrames(std::string_view topic, const void* payload, std::size_t siz
 void* monitorOf(void* socket) {
     static unsigned number = 0;  // the library frees an endpoint some time after its socket was closed
     const std::string endpoint = "inproc://tag_data_monitor_" + std::to_string(++number);
-    constexpr int events = ZMQ_EVENT_HANDSHAKE_SUCCEEDED | ZMQ_EVENT_DISCONNECTED |
-                           ZMQ_EVENT_HANDSHAKE_FAILED_NO_DETAIL | ZMQ_EVENT_HANDSHAKE_FAILED_PROTOCOL;
+    constexpr int events =
+        ZMQ_EVENT_ACCEPTED | ZMQ_EVENT_CONNECTED | ZMQ_EVENT_HANDSHAKE_SUCCEEDED | ZMQ_EVENT_DISCONNECTED;
     if (zmq_socket_monitor(socket, endpoint.c_str(), events) != 0) {
         return nullptr;
     }
     void* monitor = zmq_socket(context, ZMQ_PAIR);
+    // The library's own thread waits while the queue of events is full, so it has no limit.
+    const int noLimit = 0;
+    zmq_setsockopt(monitor, ZMQ_RCVHWM, &noLimit, sizeof noLimit);
     zmq_connect(monitor, endpoint.c_str());
     return monitor;
 }
 
-// The number of the library's next event on tag_data, or 0 when none waits.
+// Takes the library's next event on tag_data. False when none waits.
 //
-//   frame 1   | event: 16 bits | value: 32 bits |      frame 2   | endpoint |
-std::uint16_t nextEvent() {
-    std::array<char, 6> event{};
-    if (zmq_recv(tag_data.monitor, event.data(), event.size(), ZMQ_DONTWAIT) < 0) {
-        return 0;
+//   frame 1   | event: 16 bits | descriptor: 32 bits |      frame 2   | endpoint |
+bool takeEvent(listener_count* listeners) {
+    std::array<char, 6> frame{};
+    if (zmq_recv(tag_data.monitor, frame.data(), frame.size(), ZMQ_DONTWAIT) < 0) {
+        return false;
     }
     std::array<char, 1> endpoint{};
     zmq_recv(tag_data.monitor, endpoint.data(), endpoint.size(), ZMQ_DONTWAIT);
-    std::uint16_t number = 0;
-    std::memcpy(&number, event.data(), sizeof number);
-    return number;
+    std::uint16_t event = 0;
+    std::int32_t descriptor = 0;
+    std::memcpy(&event, frame.data(), sizeof event);
+    std::memcpy(&descriptor, frame.data() + sizeof event, sizeof descriptor);
+    if (event == ZMQ_EVENT_HANDSHAKE_SUCCEEDED) {
+        listeners->succeeded(listener_count::clock_t::now());
+    } else if (event == ZMQ_EVENT_DISCONNECTED) {
+        listeners->disconnected(descriptor);
+    } else {
+        listeners->connected(descriptor, listener_count::clock_t::now());
+    }
+    return true;
 }
 
 }  // namespace
@@ -379,6 +395,7 @@ int createZMQSocketForData(bool bind) {
     const socket_s& row = bind ? tagDataBound : tagDataConnected;
     void* socket = newSocket(row);
     tag_data.monitor = monitorOf(socket);
+    dataListeners = {};
     tag_data.listeners.store(0, std::memory_order_relaxed);
     tag_data.isHeard.store(false, std::memory_order_relaxed);
     const int rc = setHighWaterMarks(socket) == 0 ? attachSocket(row, socket) : -1;
@@ -495,21 +512,12 @@ void takeListeners() {
     if (tag_data.monitor == nullptr) {
         return;
     }
-    static bool failedBefore = false;  // then it is the end of a connection that was not counted
-    int listeners = tag_data.listeners.load(std::memory_order_relaxed);
-    for (std::uint16_t event = nextEvent(); event != 0; event = nextEvent()) {
-        if (event == ZMQ_EVENT_HANDSHAKE_SUCCEEDED) {
-            ++listeners;
-            tag_data.isHeard.store(true, std::memory_order_relaxed);
-        } else if (event == ZMQ_EVENT_DISCONNECTED && !failedBefore && listeners > 0) {
-            --listeners;
-        }
-        failedBefore =
-            event == ZMQ_EVENT_HANDSHAKE_FAILED_NO_DETAIL || event == ZMQ_EVENT_HANDSHAKE_FAILED_PROTOCOL;
+    while (takeEvent(&dataListeners)) {
     }
+    const int listeners = dataListeners.count();
     tag_data.listeners.store(listeners, std::memory_order_relaxed);
-    if (listeners == 0 && tag_data.outside) {
-        tag_data.isHeard.store(false, std::memory_order_relaxed);
+    if (listeners > 0 || tag_data.outside) {
+        tag_data.isHeard.store(listeners > 0, std::memory_order_relaxed);
     }
 }
 
