@@ -184,7 +184,7 @@ constexpr socket_s responderSocket{
 // The other sockets of the main thread, in the order in which they are made and
 // closed. The inproc endpoints are bound here, since a connect needs the endpoint.
 constexpr std::array mainSockets{
-    socket_s{"events", &events, nullptr, ZMQ_PUB, zmq_connect, "ipc:///tmp/events",
+    socket_s{"events", &events, nullptr, ZMQ_PUB, connectToOnePeer, "ipc:///tmp/events",
              " events connect failed: "},
     socket_s{"main_from_radio_async", &main_from_radio_async, nullptr, ZMQ_PAIR, zmq_bind,
              "inproc://radio_2_main_async", " main_from_radio_async bind failed: "},
@@ -471,7 +471,7 @@ int sendShared(shared_socket_s* socket, const void* data, std::size_t size, int 
 }
 
 void sendEvent(std::string_view event) {
-    const bool sent = zmq_send(events, event.data(), event.size(), 0) >= 0;
+    const bool sent = zmq_send(events, event.data(), event.size(), ZMQ_DONTWAIT) >= 0;
     ++(sent ? eventsSent : eventsRefused);
 }
 
