@@ -18,6 +18,7 @@ namespace {
 // Whether the additional-keys database holds the report back, because its key was reported
 // too recently. A report without a key is not held back.
 bool isHeldBack() {
+    radio::wasHeldBack = false;
     if (!additional_config::isAddlKeysEnabled.load(std::memory_order_relaxed)) {
         return false;
     }

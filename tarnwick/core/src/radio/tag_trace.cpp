@@ -54,7 +54,7 @@ void setReason(std::string_view text) {
 }  // namespace
 
 void beginTrace(const TAG_INFO_s& info, const timeval& time) {
-    const std::size_t bytes = std::min<std::size_t>(info.epcLength / 8, maxEpcBytes);
+    const std::size_t bytes = std::min<std::size_t>(info.epcLength >> 3 & 0xFF, maxEpcBytes);
     placeCount = 0;
     for (const auto& trace : reportPlan().traces) {
         const std::size_t length = trace->prefix.size();

@@ -15,25 +15,28 @@
 #include "radio.hpp"
 
 // A record that one thread writes while another copies it. The words are taken singly; the copier finds
-// out by `number` whether they belong together.
+// out by `writes` whether they belong together.
 template <class Record>
 class shared_record_s {
   public:
     static_assert(std::is_trivially_copyable_v<Record>);
 
     void write(const Record& record, std::uint64_t number) {
-        number_.store(0, std::memory_order_relaxed);
+        const std::uint64_t writes = writes_.load(std::memory_order_relaxed) + 1;
+        writes_.store(writes, std::memory_order_relaxed);
+        number_.store(number, std::memory_order_release);
         words_t words{};
         std::memcpy(words.data(), &record, sizeof record);
         for (std::size_t i = 0; i < words.size(); ++i) {
             words_[i].store(words[i], std::memory_order_release);
         }
-        number_.store(number, std::memory_order_release);
+        writes_.store(writes + 1, std::memory_order_release);
     }
 
     // False while it is being written, or when it is not record `number` any more.
     bool copy(std::uint64_t number, Record* record) const {
-        if (number_.load(std::memory_order_acquire) != number) {
+        const std::uint64_t writes = writes_.load(std::memory_order_acquire);
+        if (writes % 2 != 0 || number_.load(std::memory_order_acquire) != number) {
             return false;
         }
         words_t words{};
@@ -41,13 +44,14 @@ class shared_record_s {
             words[i] = words_[i].load(std::memory_order_acquire);
         }
         std::memcpy(static_cast<void*>(record), words.data(), sizeof *record);
-        return number_.load(std::memory_order_relaxed) == number;
+        return writes_.load(std::memory_order_relaxed) == writes;
     }
 
   private:
     using words_t = std::array<std::uint64_t, (sizeof(Record) + 7) / 8>;
     std::array<std::atomic<std::uint64_t>, std::tuple_size_v<words_t>> words_{};
     std::atomic<std::uint64_t> number_{0};  // 0: none
+    std::atomic<std::uint64_t> writes_{0};  // begun and ended; odd while one is going on
 };
 
 // One trace. The main thread makes and frees it; the engine thread finds it in its report plan.
