@@ -39,6 +39,21 @@ TEST(Why, TellsSeldomReplies) {
          traced(
              R"("packets": 1, "last": [{"antenna": 5361, "fate": "sent", "form": "BINARY", "listeners": 2}])"),
          0, "heard once in 0.1 s, on antenna 5361\n- the read was sent, in form BINARY, to 2 subscribers\n"},
+        {"a trace that was there before, and nothing since",
+         {{"trace list", R"(Success: {"traces": [{"epc": "3034", "packets": 1}]})"},
+          {"tag_info", "Success: "},
+          {"trace show",
+           R"(Success: {"since": "2026-11-22T15:00:00.000+0000", "packets": 1, "last": [{"antenna": 1, "fate": "filtered", "rule": "r"}]})"}},
+         0,
+         "heard once since 15:00:00, on antenna 1, but not in the last 0.1 s\n"
+         "- the read was refused by the mode's filter (r)\n"
+         "- nothing was found that keeps the tag away: the radio runs, antenna 1 is connected and used, and "
+         "neither the filter nor the selects of the mode refuse the EPC\n"},
+        {"a local consumer that was there before",
+         traced(R"("packets": 1, "last": [{"antenna": 1, "fate": "sent", "form": "OFF", "listeners": 0}])"),
+         0,
+         "heard once in 0.1 s, on antenna 1\n- the read was sent, in form OFF, and nobody was connected; "
+         "up to 2,048 messages wait until the consumer is back\n"},
         {"types that another version might have",
          traced(R"("packets": "many", "last": [[], {"fate": 3, "antenna": "x"}])"), 0,
          "not heard in 0.1 s\n"

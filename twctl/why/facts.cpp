@@ -142,7 +142,8 @@ std::vector<std::string> readStops(const json& verbose) {
     std::vector<std::string> stops;
     for (const auto& row : numbers) {
         if (const auto number = get(row.object, row.key, std::uint64_t{0}); number != 0) {
-            stops.push_back("after " + std::to_string(number) + row.behind);
+            const bool isOneTag = number == 1 && row.key == key::tagCount;
+            stops.push_back("after " + std::to_string(number) + (isOneTag ? " tag" : row.behind));
         }
     }
     for (const json& gpi : part(conditions, key::gpis)) {

@@ -118,6 +118,8 @@ struct facts_s {
     double seconds = 0;             // how long was listened
     std::string since;              // of a trace that was there before; empty: it began with the listening
     std::uint64_t heard = 0;        // packets of the tag since then
+    std::uint64_t heardBefore = 0;  // of them, those that came before the listening
+    bool areKept = false;           // reports left while nobody was connected, and none of them was lost
     std::vector<packet_s> packets;  // the last of them, oldest first
 
     bool wasActive = false, isActive = false;  // the radio, before and after the listening

@@ -89,7 +89,10 @@ finding_t sentAndHeard(const facts_s& facts) {
 
 finding_t sentToNobody(const facts_s& facts) {
     const share_s share = sent(facts, false);
-    return share.count == 0 ? finding_t() : sentText(facts, share) + ", and nobody was connected";
+    return share.count == 0
+               ? finding_t()
+               : sentText(facts, share) + ", and nobody was connected" +
+                     (facts.areKept ? "; up to 2,048 messages wait until the consumer is back" : "");
 }
 
 finding_t filtered(const facts_s& facts) {

@@ -12,8 +12,9 @@ namespace why {
 
 using finding_t = std::optional<std::string>;
 
+// The tag was not heard while this program listened.
 inline bool isUnheard(const facts_s& facts) {
-    return facts.heard == 0;
+    return facts.heard == facts.heardBefore;
 }
 
 // What became of the reads that the daemon has seen: fates.cpp.

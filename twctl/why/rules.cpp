@@ -95,15 +95,17 @@ static_assert(std::ranges::is_sorted(rules, {}, &rule_s::rank));
 
 std::vector<reason_s> explain(const facts_s& facts) {
     std::vector<reason_s> reasons;
-    bool certain = false;
+    // What became of earlier reads does not say why the tag is not heard now.
+    bool certain = false, explained = false;
     for (const rule_s& rule : rules) {
-        if ((rule.rank == rank_e::possible && certain) ||
-            (rule.rank == rank_e::fallback && !reasons.empty())) {
+        if ((rule.rank == rank_e::possible && certain) || (rule.rank == rank_e::fallback && explained)) {
             continue;
         }
         if (const finding_t text = rule.find(facts)) {
             reasons.push_back({rule.word, *text, rule.remedy});
-            certain |= rule.rank <= rank_e::certain;
+            const bool isOfNow = rule.rank != rank_e::decided || !isUnheard(facts) || facts.undecoded > 0;
+            certain |= isOfNow && rule.rank <= rank_e::certain;
+            explained |= isOfNow;
         }
     }
     return reasons;
@@ -125,11 +127,14 @@ std::string summary(const facts_s& facts) {
         tags.insert(packet.epc);
         best = packet.rssi ? std::max(best.value_or(*packet.rssi), *packet.rssi) : best;
     }
+    const std::string pause = traced && isUnheard(facts) && facts.seconds > 0
+                                  ? ", but not in the last " + secondsText(facts.seconds)
+                                  : "";
     const bool once = facts.heard == 1;
     const bool isMore = facts.heard > facts.packets.size();
     const std::string who = tags.size() > 1 ? std::to_string(tags.size()) + " tags were heard " : "heard ";
     return who + (once ? "once" : std::to_string(facts.heard) + " times") + time + ", on " +
-           antennasText(antennas) + (best ? (once ? " at " : ", at best ") + dBmText(*best) : "") +
+           antennasText(antennas) + (best ? (once ? " at " : ", at best ") + dBmText(*best) : "") + pause +
            (isMore ? "; below are the last " + std::to_string(facts.packets.size()) : "");
 }
 

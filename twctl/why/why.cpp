@@ -98,7 +98,10 @@ class trace_c {
     trace_c(questions_s* questions, const std::string& epc) : daemon(questions->daemon), words(epc) {
         const json list = questions->object("trace list");
         for (const json& row : why::part(list, "traces")) {
-            wasThere |= why::text(row, "epc") == epc;
+            if (why::text(row, "epc") == epc) {
+                wasThere = true;
+                packets = why::get(row, "packets", std::uint64_t{0});
+            }
         }
         if (!wasThere && questions->status == exitSuccess) {
             questions->text("trace add " + epc);
@@ -116,6 +119,7 @@ class trace_c {
     trace_c& operator=(const trace_c&) = delete;
 
     bool wasThere = false;
+    std::uint64_t packets = 0;  // that it had at the beginning
 
   private:
     const daemon_s& daemon;
@@ -131,7 +135,7 @@ constexpr const auto& undecodedFate =
 // What the counters were at one moment.
 struct counters_s {
     bool active = false;
-    std::uint64_t reads = 0, radioPackets = 0, undecoded = 0;
+    std::uint64_t reads = 0, radioPackets = 0, undecoded = 0, unheard = 0;
 };
 
 // The counters, and in `*status` and `*account` the replies that they come from.
@@ -144,7 +148,8 @@ counters_s readCounters(questions_s* questions, json* status, account_s* account
     }
     return {why::text(*status, vocabulary::radioActivity) == vocabulary::active, account->tagPackets,
             why::get(*status, vocabulary::numRadioPacketsRxed, std::uint64_t{0}),
-            countAt(why::part(account->members, "fates"), undecodedFate.name)};
+            countAt(why::part(account->members, "fates"), undecodedFate.name),
+            countAt(account->members, "unheard")};
 }
 
 // Waits until `seconds` are over, a signal comes, or the radio has stopped, after which no more is
@@ -247,6 +252,8 @@ int gather(const daemon_s& daemon, const why_s& why, int signals, why::facts_s* 
     }
     why::readTrace(traced, facts);
     facts->since = trace.wasThere ? why::text(traced, "since") : "";
+    facts->heardBefore = trace.packets;
+    facts->areKept = !trace.wasThere && after.unheard == before.unheard;
     facts->wasActive = before.active;
     facts->isActive = after.active;
     facts->hasRead = after.reads > 0;
