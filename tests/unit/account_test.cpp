@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 
 #include <nlohmann/json.hpp>
+#include <numeric>
+#include <thread>
 
 #include "additional_config.hpp"
 #include "radio_fixture.hpp"
@@ -124,6 +126,35 @@ TEST_F(Account, CountsEachFateOnceAndSaysWhatDecided) {
     EXPECT_EQ(account["byAntenna"][1]["superseded"], 1);
     EXPECT_EQ(account["lines"].dump(), R"({"refused":0,"sent":10})");
     EXPECT_EQ(account["news"].dump(), R"({"refused":0,"sent":2})");
+}
+
+// Packets come without a pause, and each account and each packet of a trace is of one moment.
+TEST_F(Account, IsWholeWhilePacketsComeWithoutAPause) {
+    ask("trace add 41");
+    sockets::tag_data.listeners = 7;
+    const std::jthread engine([](const std::stop_token& end) {
+        while (!end.stop_requested()) {
+            read("A1");
+        }
+    });
+    account_s account;
+    while (account.tagPackets < 10'000) {
+        account = {};
+        ASSERT_TRUE(takeAccount(&account));
+        std::uint64_t sum = account.pending ? 1 : 0;
+        for (const antenna_account_s& antenna : account.byAntenna) {
+            sum = std::accumulate(antenna.fates.begin(), antenna.fates.end(), sum);
+        }
+        ASSERT_EQ(account.tagPackets, sum);
+        ASSERT_EQ(account.nextEventNum, sum);
+    }
+    while (getTraces().front().packets < 20'000) {
+        const std::optional<trace_s> trace = getTrace({0x41});
+        for (const traced_packet_s& packet : trace->last) {
+            const bool isSent = packet.fate == static_cast<std::uint8_t>(vocabulary::fate_e::sent);
+            ASSERT_EQ(packet.listeners, isSent ? 7 : 0);
+        }
+    }
 }
 
 // The main thread changes the form and meanwhile the engine thread leaves its reports behind.
