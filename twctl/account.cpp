@@ -121,6 +121,7 @@ std::string table(const account_s& account) {
                        {analyticsOff.name, analyticsString.name, analyticsBinary.name});
     text += countLine(members, "unheard", "unheard", " of the sent ones, since nobody was subscribed");
     text += numbersLine(members);
+    text += members.contains("simulation") ? lineOf("simulation", "makes up the reads now") : "";
     text += countLine(members, "listeners", "listeners", " now");
     for (const char* other : {"lines", "events", "news"}) {
         text += countsLine(members, other, other, {"sent", "refused"});
