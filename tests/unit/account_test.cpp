@@ -136,7 +136,7 @@ TEST_F(Account, IsWholeWhilePacketsComeWithoutAPause) {
         }
     });
     account_s account;
-    while (account.tagPackets < 10'000) {
+    while (account.tagPackets < 50'000) {
         account = {};
         ASSERT_TRUE(takeAccount(&account));
         std::uint64_t sum = account.pending ? 1 : 0;
