@@ -18,6 +18,7 @@
 #include "subscription_stream.hpp"
 #include "support/engine_double.hpp"
 #include "support/process.hpp"
+#include "support/reader.hpp"
 #include "support/temp_dir.hpp"
 
 namespace {
@@ -136,6 +137,23 @@ TEST_F(ZmqIntfc, aChangeOfTheFormWorksOrLeavesTheOldForm) {
     }
     EXPECT_EQ(closeZMQSocketForData() + closeZMQ(), 0);
     EXPECT_EQ(sendTagData(true, "frame", 5, 0), send_result_e::noSocket);
+}
+
+// The library keeps a thousand events for a consumer that was there.
+TEST_F(ZmqIntfc, countsEventsThatAnAbsentConsumerCannotGet) {
+    ASSERT_EQ(initZMQ() + createZMQSocketsForMain(), 0);
+    auto consumer = std::make_unique<consumer_s>("ipc:///tmp/events");
+    consumer->waitForPublisher();
+    do {
+        sendEvent("first");
+    } while (!consumer->receive(std::chrono::milliseconds(10)));
+    consumer.reset();
+    for (int i = 0; i < 5000; ++i) {
+        sendEvent("event");
+    }
+    EXPECT_GT(sockets::eventsSent, 500U);
+    EXPECT_GT(sockets::eventsRefused, 500U);
+    EXPECT_EQ(closeZMQSocketsForMain() + closeZMQ(), 0);
 }
 
 // c, d: the connection comes, goes; s: one of them has succeeded.
