@@ -94,7 +94,7 @@ TEST(HostileClients, getAnAnswerAndLeaveTheLoopToTheNext) {
     }
     for (const std::string& bytes :
          {everyByte, std::string(100'000, '\xff'), std::string("GET / HTTP/1.1\r\n\r\n")}) {
-        EXPECT_TRUE(raw_peer_s(AF_UNIX).send(bytes));
+        [[maybe_unused]] const bool all = raw_peer_s(AF_UNIX).send(bytes);  // the daemon may hang up first
         EXPECT_EQ(ask("data_analytics"), off);
     }
     EXPECT_EQ(reader.exit(), 0);
