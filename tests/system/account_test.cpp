@@ -131,6 +131,7 @@ TEST(Account, TheQueueOfALocalConsumerThatIsAwayFills) {
     EXPECT_EQ(account()["fates"]["refused"], 0);
     auto consumer = std::make_unique<consumer_s>(dataEndpoint);
     ASSERT_TRUE(awaitListeners(1));
+    ASSERT_TRUE(consumer->receive()) << "from now on the library keeps reports for it";
     const std::uint64_t unheard = account()["unheard"];
     consumer.reset();
     ASSERT_TRUE(awaitListeners(0));
