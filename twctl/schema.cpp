@@ -383,26 +383,27 @@ std::string sentenceOf(const fault_s& fault) {
 // Keys of objects that some rule describes, and that no rule names. What is below an unknown
 // key is not looked at.
 void findUnknownKeys(const findings_s& found, const json& value, const std::string& place,
-                     std::vector<std::string>* sentences) {
+                     const char* consequence, std::vector<std::string>* sentences) {
     if (value.is_object()) {
         const auto known = found.keys.find(place);
         for (const auto& [key, member] : value.items()) {
             if (known != found.keys.end() && !known->second.contains(key)) {
                 sentences->push_back((place.empty() ? "" : place + ": ") + "unknown key " + keyShown(key) +
-                                     "; the daemon ignores it");
+                                     consequence);
             } else {
-                findUnknownKeys(found, member, below(place, key), sentences);
+                findUnknownKeys(found, member, below(place, key), consequence, sentences);
             }
         }
     }
     for (std::size_t i = 0; value.is_array() && i < value.size(); ++i) {
-        findUnknownKeys(found, value[i], place + "[" + std::to_string(i) + "]", sentences);
+        findUnknownKeys(found, value[i], place + "[" + std::to_string(i) + "]", consequence, sentences);
     }
 }
 
 }  // namespace
 
-std::vector<std::string> findSchemaFaults(const char* schemaText, const json& document) {
+std::vector<std::string> findSchemaFaults(const char* schemaText, const json& document,
+                                          const char* consequence) {
     judge_c judge(schemaText);
     json value = document;
     clip(&value);
@@ -418,7 +419,7 @@ std::vector<std::string> findSchemaFaults(const char* schemaText, const json& do
     if (sentences.empty() && !judge.accepts(judge.root, value)) {
         sentences.emplace_back("the schema refuses it");
     }
-    findUnknownKeys(found, value, "", &sentences);
+    findUnknownKeys(found, value, "", consequence, &sentences);
     if (sentences.size() > mostFaults) {
         sentences.resize(mostFaults);
         sentences.emplace_back("and more");

@@ -19,5 +19,7 @@ extern const char* const eventsSchemaText;
 //   unknown key "antenas"; the daemon ignores it
 //
 // What a pattern, an "if" or a "not" asks for is told in the words of the "description"
-// beside it. `schemaText` is one of the texts above.
-std::vector<std::string> findSchemaFaults(const char* schemaText, const nlohmann::json& document);
+// beside it. `schemaText` is one of the texts above, or another one with the same keywords;
+// `consequence` stands behind each unknown key.
+std::vector<std::string> findSchemaFaults(const char* schemaText, const nlohmann::json& document,
+                                          const char* consequence = "; the daemon ignores it");

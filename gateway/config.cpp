@@ -1,0 +1,233 @@
+// SPDX-License-Identifier: MIT
+#include "config.hpp"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <set>
+
+#include "event.hpp"
+#include "sink.hpp"
+#include "twctl/schema.hpp"
+#include "twctl/sockets.hpp"
+
+extern const char* const configSchemaText;
+
+namespace {
+
+using nlohmann::json;
+using lines_t = std::vector<std::string>;
+
+constexpr std::size_t largestFile = 16UL << 20;  // bytes
+constexpr std::size_t longestIpcPath = 107;      // bytes, of sockaddr_un
+
+// A regular file of up to 16 MiB. Nothing, with the reason, when it cannot be read.
+std::optional<std::string> readWhole(const std::string& file, struct stat* status, std::string* error) {
+    const descriptor_s open{::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)};
+    std::string text;
+    if (open.fd < 0 || fstat(open.fd, status) != 0) {
+        *error = std::strerror(errno);
+        return std::nullopt;
+    }
+    if (!S_ISREG(status->st_mode) || status->st_size > static_cast<off_t>(largestFile)) {
+        *error = "not a regular file of up to 16 MiB";
+        return std::nullopt;
+    }
+    text.resize(static_cast<std::size_t>(status->st_size));
+    const ssize_t got = read(open.fd, text.data(), text.size());
+    if (got < 0) {
+        *error = std::strerror(errno);
+        return std::nullopt;
+    }
+    text.resize(static_cast<std::size_t>(got));
+    return text;
+}
+
+// The value of a checked document, or the default.
+template <class Value>
+void take(const json& object, const char* key, Value* value) {
+    if (const auto member = object.find(key); member != object.end()) {
+        member->get_to(*value);
+    }
+}
+
+source_config_s sourceOf(const json& object, const std::string& reader) {
+    source_config_s source{.reader = reader, .tags = {}, .events = {}};
+    take(object, "tags", &source.tags);
+    take(object, "events", &source.events);
+    return source;
+}
+
+std::string placeOf(const char* list, std::size_t index) {
+    return std::string(list) + "[" + std::to_string(index) + "]";
+}
+
+// "reader" and "source", or "sources".
+void takeSources(const json& document, config_s* config, lines_t* mistakes) {
+    if (document.contains("source") == document.contains("sources")) {
+        mistakes->emplace_back("either source or sources is needed, and not both");
+        return;
+    }
+    if (document.contains("sources") == document.contains("reader")) {
+        mistakes->emplace_back(document.contains("reader") ? "reader: is only for source; sources have names"
+                                                           : "reader: is needed beside source");
+        return;
+    }
+    if (document.contains("source")) {
+        config->sources.push_back(sourceOf(document["source"], document["reader"]));
+    } else {
+        for (const json& object : document["sources"]) {
+            config->sources.push_back(sourceOf(object, object["name"]));
+        }
+    }
+}
+
+// Endpoints and names are used once.
+class uniqueness_c {
+  public:
+    explicit uniqueness_c(lines_t* mistakeList) : mistakes(mistakeList) {}
+    void add(const std::string& value, const std::string& place) {
+        if (!value.empty() && !seen.insert(value).second) {
+            mistakes->push_back(place + ": " + json(value).dump() + " is used twice");
+        }
+    }
+
+  private:
+    std::set<std::string> seen;
+    lines_t* mistakes;
+};
+
+void checkIpcPath(const std::string& endpoint, const std::string& place, lines_t* mistakes) {
+    const std::optional<std::string> file = ipcFile(endpoint);
+    if (file && file->size() > longestIpcPath) {
+        mistakes->push_back(place + ": the path is longer than " + std::to_string(longestIpcPath) + " bytes");
+    }
+}
+
+void checkSources(const config_s& config, const json& document, lines_t* mistakes) {
+    uniqueness_c names(mistakes), endpoints(mistakes);
+    for (std::size_t i = 0; i < config.sources.size(); ++i) {
+        const source_config_s& source = config.sources[i];
+        const std::string place = document.contains("source") ? "source" : placeOf("sources", i);
+        names.add(source.reader, place + ".name");
+        endpoints.add(source.tags, place + ".tags");
+        endpoints.add(source.events, place + ".events");
+        checkIpcPath(source.tags, place + ".tags", mistakes);
+        checkIpcPath(source.events, place + ".events", mistakes);
+        if (source.tags.empty() && source.events.empty()) {
+            mistakes->push_back(place + ": tags or events is needed");
+        }
+    }
+    endpoints.add(config.status, "status");
+}
+
+void takeSpool(const json& object, spool_config_s* spool) {
+    take(object, "directory", &spool->directory);
+    take(object, "maxEvents", &spool->maxEvents);
+    take(object, "maxBytes", &spool->maxBytes);
+    take(object, "maxAge", &spool->maxAge);
+    spool->syncFull = object.value("sync", "normal") == "full";
+}
+
+void checkSpool(const spool_config_s& spool, lines_t* mistakes) {
+    std::error_code ignored;
+    const std::filesystem::path directory = spool.directory;
+    const bool exists = std::filesystem::exists(directory, ignored);
+    const std::filesystem::path place = exists ? directory : directory.parent_path();
+    if (!std::filesystem::is_directory(place, ignored)) {
+        mistakes->push_back("spool.directory: " + place.string() + " is not a folder");
+    } else if (access(place.c_str(), W_OK | X_OK) != 0) {
+        mistakes->push_back("spool.directory: " + place.string() + ": " + std::strerror(errno));
+    }
+}
+
+sink_config_s sinkOf(const json& object) {
+    sink_config_s sink{.name = object["name"], .type = object["type"], .settings = object};
+    for (const std::string word : object.value("streams", json::array({"tags"}))) {
+        sink.streams |= streamBit(streamOf(word).value_or(stream_e::tags));
+    }
+    take(object, "maxRate", &sink.maxRate);
+    return sink;
+}
+
+void takeSinks(const json& list, config_s* config, lines_t* mistakes) {
+    uniqueness_c names(mistakes), targets(mistakes);
+    for (std::size_t i = 0; i < list.size(); ++i) {
+        const sink_config_s sink = sinkOf(list[i]);
+        const std::string place = placeOf("sinks", i);
+        names.add(sink.name, place + ".name");
+        for (const char* key : {"path", "bind"}) {
+            targets.add(list[i].value(key, ""), place + "." + key);
+        }
+        const sink_type_s* type = findSinkType(sink.type);
+        if (type == nullptr) {
+            mistakes->push_back(place + ".type: this twgate was built without " + sink.type);
+        } else if (type->findMistakes != nullptr) {
+            for (const std::string& mistake : type->findMistakes(sink)) {
+                mistakes->push_back(place + "." + mistake);
+            }
+        }
+        config->sinks.push_back(sink);
+    }
+}
+
+}  // namespace
+
+std::optional<config_s> readConfig(const std::string& file, std::vector<std::string>* mistakes) {
+    std::string error;
+    struct stat status {};
+    const std::optional<std::string> text = readWhole(file, &status, &error);
+    if (!text) {
+        mistakes->push_back(file + ": " + error);
+        return std::nullopt;
+    }
+    return parseConfig(*text, file, mistakes);
+}
+
+std::optional<config_s> parseConfig(const std::string& text, const std::string& name,
+                                    std::vector<std::string>* mistakes) {
+    json document;
+    try {
+        document = json::parse(text, nullptr, true, true);
+    } catch (const json::exception& error) {
+        // "[json.exception.parse_error.101] parse error at line 2, column 3: ..."
+        const std::string_view what = error.what();
+        const std::size_t begin = what.find("] ");
+        mistakes->push_back(name + ": " + std::string(begin == what.npos ? what : what.substr(begin + 2)));
+        return std::nullopt;
+    }
+    *mistakes = findSchemaFaults(configSchemaText, document, "");
+    if (!mistakes->empty()) {
+        return std::nullopt;
+    }
+    config_s config;
+    takeSources(document, &config, mistakes);
+    take(document, "status", &config.status);
+    checkSources(config, document, mistakes);
+    takeSpool(document["spool"], &config.spool);
+    checkSpool(config.spool, mistakes);
+    takeSinks(document["sinks"], &config, mistakes);
+    return mistakes->empty() ? std::optional(config) : std::nullopt;
+}
+
+std::optional<std::string> readSecret(const std::string& file, std::string* error) {
+    struct stat status {};
+    std::optional<std::string> text = readWhole(file, &status, error);
+    if (!text) {
+        return std::nullopt;
+    }
+    text->resize(std::min(text->find_first_of("\r\n"), text->size()));
+    if ((status.st_mode & S_IROTH) != 0) {
+        *error = "every user may read it; use chmod o= on it";
+    } else if (text->empty()) {
+        *error = "its first line is empty";
+    } else {
+        return text;
+    }
+    return std::nullopt;
+}

@@ -1,0 +1,287 @@
+// SPDX-License-Identifier: MIT
+// The main thread starts and ends the others, and answers the status socket.
+//
+//   intake ──► spool's writer ──► one sender for each sink
+#include "gateway.hpp"
+
+#include <signal.h>
+#include <spdlog/spdlog.h>
+#include <sys/signalfd.h>
+#include <sysexits.h>
+#include <systemd/sd-daemon.h>
+#include <unistd.h>
+#include <zmq.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <map>
+#include <memory>
+#include <nlohmann/json.hpp>
+
+#include "config.hpp"
+#include "intake.hpp"
+#include "sender.hpp"
+#include "spool.hpp"
+#include "status.hpp"
+#include "twctl/sockets.hpp"
+
+namespace {
+
+using namespace std::chrono_literals;
+using steady_t = std::chrono::steady_clock;
+
+constexpr auto drainWithin = 5s;
+constexpr long tick = 1'000;          // ms
+constexpr auto silenceAllowed = 20s;  // of a thread, before the watchdog is no longer fed
+
+// Descriptor for SIGTERM, SIGINT and SIGHUP, which are blocked for all threads to come.
+int openGatewaySignals() {
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGINT);
+    sigaddset(&signals, SIGTERM);
+    sigaddset(&signals, SIGHUP);
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+    return signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
+}
+
+// A thread that is expected to count on.
+struct pulse_watch_s {
+    std::uint64_t last = 0;
+    steady_t::time_point at = steady_t::now();
+
+    bool beats(std::uint64_t now) {
+        if (now != last) {
+            last = now;
+            at = steady_t::now();
+        }
+        return steady_t::now() - at < silenceAllowed;
+    }
+};
+
+class gateway_c {
+  public:
+    int run(const std::string& file);
+
+  private:
+    bool start();
+    bool openStatus(const std::string& endpoint);
+    void loop();
+    void reload();
+    bool applySources(const config_s& next);
+    void applySinks(const config_s& next);
+    void answerStatus();
+    void feedWatchdog();
+    void end();
+
+    std::string configFile;
+    config_s config;
+    descriptor_s signals;
+    spool_c spool;
+    intake_c intake{&spool};
+    std::unique_ptr<spool_reader_c> reader;
+    std::map<std::string, std::unique_ptr<sender_c>> senders;  // by the sink's name
+    std::optional<connection_s> statusSocket;
+    std::unique_ptr<bound_file_c> statusFile;
+    pulse_watch_s intakePulse, spoolPulse;
+};
+
+void tellMistakes(const std::vector<std::string>& mistakes) {
+    for (const std::string& mistake : mistakes) {
+        std::fprintf(stderr, "twgate: %s\n", mistake.c_str());
+    }
+}
+
+int gateway_c::run(const std::string& file) {
+    configFile = file;
+    std::vector<std::string> mistakes;
+    const std::optional<config_s> read = readConfig(file, &mistakes);
+    if (!read) {
+        tellMistakes(mistakes);
+        return EX_CONFIG;
+    }
+    config = *read;
+    signals.fd = openGatewaySignals();
+    if (!start()) {
+        intake.close();
+        senders.clear();
+        spool.stop();
+        return 1;
+    }
+    sd_notify(0, "READY=1");
+    spdlog::info("running");
+    loop();
+    end();
+    return 0;
+}
+
+bool gateway_c::start() {
+    std::string error;
+    if (!openStatus(config.status)) {
+        return false;
+    }
+    if (!spool.open(config.spool, &error)) {
+        spdlog::error("{}", error);
+        return false;
+    }
+    spool.start();
+    reader = std::make_unique<spool_reader_c>(&spool);
+    // A new sink gets all that comes, so it is known before anything does.
+    spool.setSinks(config.sinks);
+    if (!intake.open(config.sources, &error)) {
+        spdlog::error("{}", error);
+        return false;
+    }
+    applySinks(config);
+    return true;
+}
+
+bool gateway_c::openStatus(const std::string& endpoint) {
+    if (hasLiveListener(endpoint)) {
+        spdlog::error("{}: process {} listens there", endpoint, listenerOf(endpoint));
+        return false;
+    }
+    statusSocket.emplace(openConnection(ZMQ_REP));
+    if (zmq_bind(statusSocket->socket.get(), endpoint.c_str()) != 0) {
+        spdlog::error("{}: {}", endpoint, zmq_strerror(zmq_errno()));
+        return false;
+    }
+    statusFile = std::make_unique<bound_file_c>(endpoint);
+    return true;
+}
+
+void gateway_c::loop() {
+    for (;;) {
+        zmq_pollitem_t items[] = {{nullptr, signals.fd, ZMQ_POLLIN, 0},
+                                  {statusSocket->socket.get(), 0, ZMQ_POLLIN, 0}};
+        zmq_poll(items, 2, tick);
+        signalfd_siginfo signal{};
+        while (read(signals.fd, &signal, sizeof signal) == sizeof signal) {
+            if (signal.ssi_signo != SIGHUP) {
+                return;
+            }
+            reload();
+        }
+        if ((items[1].revents & ZMQ_POLLIN) != 0) {
+            answerStatus();
+        }
+        feedWatchdog();
+    }
+}
+
+// A configuration that cannot be used changes nothing.
+void gateway_c::reload() {
+    sd_notify(0, "RELOADING=1");
+    std::vector<std::string> mistakes;
+    const std::optional<config_s> next = readConfig(configFile, &mistakes);
+    if (next && next->spool.directory != config.spool.directory) {
+        mistakes.emplace_back("spool.directory: changes only with a restart");
+    }
+    if (next && next->status != config.status) {
+        mistakes.emplace_back("status: changes only with a restart");
+    }
+    if (mistakes.empty() && applySources(*next)) {
+        spool.configure(next->spool);
+        applySinks(*next);
+        config = *next;
+        spdlog::info("{}: the new configuration is in force", configFile);
+    } else {
+        for (const std::string& mistake : mistakes) {
+            spdlog::error("{}: {}", configFile, mistake);
+        }
+        spdlog::error("{}: the old configuration stays in force", configFile);
+    }
+    sd_notify(0, "READY=1");
+}
+
+bool gateway_c::applySources(const config_s& next) {
+    std::string error;
+    if (next.sources == config.sources || intake.open(next.sources, &error)) {
+        return true;
+    }
+    spdlog::error("{}", error);
+    return false;
+}
+
+// Ends the senders whose sink has changed or gone, then starts those that are new.
+void gateway_c::applySinks(const config_s& next) {
+    for (const sink_config_s& before : config.sinks) {
+        const auto after = std::ranges::find(next.sinks, before.name, &sink_config_s::name);
+        if (after == next.sinks.end() || after->settings != before.settings) {
+            senders.erase(before.name);
+        }
+    }
+    spool.setSinks(next.sinks);
+    const spool_account_s account = spool.account();
+    for (const sink_config_s& sink : next.sinks) {
+        const auto own = std::ranges::find(account.sinks, sink.name, &sink_account_s::name);
+        if (!senders.contains(sink.name)) {
+            senders[sink.name] = std::make_unique<sender_c>(sink, *own, &spool);
+        }
+    }
+}
+
+void gateway_c::answerStatus() {
+    zmq_msg_t request;
+    zmq_msg_init(&request);
+    void* const socket = statusSocket->socket.get();
+    while (zmq_msg_recv(&request, socket, ZMQ_DONTWAIT) >= 0 && zmq_msg_more(&request) != 0) {
+    }
+    zmq_msg_close(&request);
+    std::map<std::string, sender_status_s> states;
+    for (const auto& [name, sender] : senders) {
+        states[name] = sender->status();
+    }
+    nlohmann::json document = statusDocument(spool.account(), states, reader.get());
+    document["version"] = TARNWICK_VERSION;
+    const std::string reply = document.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+    zmq_send(socket, reply.data(), reply.size(), ZMQ_DONTWAIT);
+}
+
+void gateway_c::feedWatchdog() {
+    const bool intakeBeats = intakePulse.beats(intake.pulse());
+    const bool spoolBeats = spoolPulse.beats(spool.pulse());
+    if (intakeBeats && spoolBeats) {
+        sd_notify(0, "WATCHDOG=1");
+    }
+}
+
+// The other way round than the start: what came is committed, what is committed is delivered as far as
+// the time allows, and the cursors are committed.
+void gateway_c::end() {
+    const auto deadline = steady_t::now() + drainWithin;
+    sd_notify(0, "STOPPING=1");
+    spdlog::info("ending");
+    intake.close();
+    spool.flush();
+    for (const auto& [name, sender] : senders) {
+        sender->drain(deadline);
+    }
+    for (const auto& [name, sender] : senders) {
+        sender->join();
+    }
+    reader.reset();
+    senders.clear();
+    spool.stop();
+    for (const sink_account_s& sink : spool.account().sinks) {
+        if (sink.pending() > 0) {
+            spdlog::info("sink {}: {} entries wait in the spool", sink.name, sink.pending());
+        }
+    }
+}
+
+}  // namespace
+
+int runGateway(const std::string& configFile) {
+    return gateway_c().run(configFile);
+}
+
+int checkConfig(const std::string& configFile) {
+    std::vector<std::string> mistakes;
+    if (readConfig(configFile, &mistakes)) {
+        std::printf("%s: no mistakes found\n", configFile.c_str());
+        return 0;
+    }
+    tellMistakes(mistakes);
+    return EX_CONFIG;
+}

@@ -1,0 +1,377 @@
+// SPDX-License-Identifier: MIT
+#include "sender.hpp"
+
+#include <spdlog/spdlog.h>
+
+#include <algorithm>
+#include <atomic>
+#include <deque>
+#include <future>
+#include <mutex>
+#include <random>
+#include <stop_token>
+#include <thread>
+
+#include "wakeup.hpp"
+
+namespace {
+
+using namespace std::chrono_literals;
+using steady_t = std::chrono::steady_clock;
+using moment_t = steady_t::time_point;
+
+constexpr std::size_t readAtOnce = 2'000;  // entries
+constexpr auto idleTick = 500ms;
+constexpr std::int64_t freshAge = 2'000'000;  // microseconds; who sends older entries is catching up
+constexpr double mostSaved = 0.1;             // s of the rate that may be sent at once
+
+// Entries in flight, in ascending order of seq.
+struct flight_s {
+    std::int64_t seq = 0;
+    bool settled = false;
+};
+
+// Lets so many entries a second go.
+class rate_c {
+  public:
+    explicit rate_c(double perSecond) : rate(perSecond) {}
+    // How many may go now.
+    std::size_t allowance(moment_t now) {
+        const double passed = std::chrono::duration<double>(now - last).count();
+        last = now;
+        saved = std::min(saved + passed * rate, std::max(1.0, rate * mostSaved));
+        return static_cast<std::size_t>(saved);
+    }
+    void spend(std::size_t count) { saved -= static_cast<double>(count); }
+    // Until one entry may go.
+    std::chrono::duration<double> wait() const {
+        return std::chrono::duration<double>(std::max(0.0, 1.0 - saved) / rate);
+    }
+
+  private:
+    double rate;
+    double saved = 0.0;
+    moment_t last = steady_t::now();
+};
+
+}  // namespace
+
+struct sender_c::impl_s {
+    impl_s(const sink_config_s& config, const sink_account_s& own, spool_c* target);
+
+    void run();
+    bool openSink();
+    void fail(const failure_s& failure);
+    void followCursor();
+    void takePoll();
+    void settle(const settled_s& settled);
+    void post();
+    void offerMore();
+    std::size_t offer(std::vector<entry_s>* entries);
+    bool isFinished();
+    moment_t nextLook() const;
+    void setTrouble(const std::string& text);
+
+    const sink_config_s config;
+    sink_account_s account;
+    spool_c* const spool;
+    spool_reader_c reader;
+    wakeup_c wakeup;
+    std::stop_source abort;
+    std::unique_ptr<sink_c> sink;
+    std::jthread thread;
+
+    // Of the sender thread.
+    bool isOpen = false;
+    std::deque<flight_s> flights;
+    std::int64_t readPosition = 0;  // entries up to here were offered, or do not concern the sink
+    std::int64_t highest = 0;       // seq that was ever offered
+    std::int64_t posted = 0;        // cursor that the spool was told
+    spool_c::progress_s progress;   // that the spool was not told yet
+    std::chrono::milliseconds backOff{0};
+    moment_t notBefore{};                 // the next attempt
+    moment_t lastProgress{};              // since which nothing was settled while entries are in flight
+    moment_t batchDue = moment_t::max();  // when a batch that is not full goes
+    bool nothingMore = false;             // the last look has found no entry
+    bool roomLeft = true;                 // the last offer was taken whole
+    bool limited = false;                 // the rate holds entries back
+    rate_c rate;
+    std::mt19937 random{std::random_device{}()};
+
+    std::promise<void> ended;
+    std::future<void> end = ended.get_future();
+    std::atomic<bool> draining{false};
+    std::atomic<moment_t> drainEnd{moment_t::max()};
+    mutable std::mutex mutex;  // of the status
+    sender_status_s state;
+};
+
+sender_c::impl_s::impl_s(const sink_config_s& sinkConfig, const sink_account_s& own, spool_c* target)
+    : config(sinkConfig), account(own), spool(target), reader(target), rate(sinkConfig.maxRate) {
+    readPosition = posted = highest = account.cursor;
+    sink = findSinkType(config.type)
+               ->make(config, {.wake = [this] { wakeup.wake(); }, .abort = abort.get_token()});
+    backOff = sink->limits.firstBackOff;
+    spool->wakeAtCommit(account.id, &wakeup);
+    thread = std::jthread([this] { run(); });
+}
+
+void sender_c::impl_s::setTrouble(const std::string& text) {
+    const std::lock_guard guard(mutex);
+    const bool up = isOpen && text.empty();
+    if (up != state.up || text != state.trouble) {
+        up ? spdlog::info("sink {}: up", config.name) : spdlog::warn("sink {}: {}", config.name, text);
+    }
+    state.up = up;
+    state.trouble = text;
+}
+
+void sender_c::impl_s::run() {
+    while (!isFinished()) {
+        followCursor();
+        if (!isOpen && steady_t::now() >= notBefore && openSink()) {
+            lastProgress = steady_t::now();
+        }
+        if (isOpen) {
+            takePoll();
+        }
+        if (isOpen) {
+            offerMore();
+        }
+        post();
+        {
+            const std::lock_guard guard(mutex);
+            state.inFlight = flights.size();
+        }
+        wakeup.waitUntil(std::min(nextLook(), drainEnd.load()));
+    }
+    if (isOpen) {
+        takePoll();
+    }
+    post();
+    if (isOpen) {
+        sink->close();
+    }
+    sink.reset();
+    ended.set_value();
+}
+
+// At its end a sender waits for everything; one that cannot get through ends at the time given.
+bool sender_c::impl_s::isFinished() {
+    if (!draining) {
+        return false;
+    }
+    if (steady_t::now() >= drainEnd.load()) {
+        return true;
+    }
+    return isOpen && flights.empty() && nothingMore;
+}
+
+bool sender_c::impl_s::openSink() {
+    if (const std::optional<failure_s> failure = sink->open()) {
+        fail(*failure);
+        return false;
+    }
+    isOpen = true;
+    setTrouble("");
+    return true;
+}
+
+// Everything in flight is to be offered again.
+void sender_c::impl_s::fail(const failure_s& failure) {
+    if (isOpen) {
+        post();
+        sink->close();
+        isOpen = false;
+    }
+    readPosition = flights.empty() ? readPosition : flights.front().seq - 1;
+    flights.clear();
+    roomLeft = true;
+    nothingMore = false;
+    const auto least = backOff / 2;
+    std::uniform_int_distribution<std::chrono::milliseconds::rep> jitter(0, least.count());
+    notBefore =
+        steady_t::now() + failure.notBefore.value_or(least + std::chrono::milliseconds(jitter(random)));
+    backOff = std::min(backOff * 2, sink->limits.lastBackOff);
+    setTrouble(failure.text);
+}
+
+// When the spool has dropped entries, its cursor is beyond ours, and an overflow stands behind it.
+void sender_c::impl_s::followCursor() {
+    const std::int64_t committed = spool->cursorOf(account.id);
+    if (committed <= posted) {
+        return;
+    }
+    posted = committed;
+    while (!flights.empty() && flights.front().seq <= committed) {
+        flights.pop_front();
+    }
+    readPosition = committed;
+    nothingMore = false;
+}
+
+void sender_c::impl_s::takePoll() {
+    poll_s poll = sink->poll();
+    for (const settled_s& settled : poll.settled) {
+        settle(settled);
+    }
+    while (!flights.empty() && flights.front().settled) {
+        flights.pop_front();
+    }
+    const auto now = steady_t::now();
+    if (!poll.settled.empty() || flights.empty()) {
+        lastProgress = now;
+    }
+    if (!poll.settled.empty()) {
+        backOff = sink->limits.firstBackOff;
+        roomLeft = true;
+    }
+    const auto patience = sink->limits.confirmWithin;
+    if (!poll.failure && patience > 0ms && now - lastProgress > patience) {
+        poll.failure = failure_s{"nothing was confirmed for " + std::to_string(patience.count()) + " ms"};
+    }
+    poll.failure ? fail(*poll.failure) : setTrouble(poll.down);
+}
+
+void sender_c::impl_s::settle(const settled_s& settled) {
+    auto flight = std::ranges::lower_bound(flights, settled.first, {}, &flight_s::seq);
+    for (; flight != flights.end() && flight->seq <= settled.last; ++flight) {
+        if (!flight->settled) {
+            flight->settled = true;
+            progress.setAside += settled.outcome == settled_s::setAside ? 1 : 0;
+        }
+    }
+}
+
+// Tells the spool how far everything is settled.
+void sender_c::impl_s::post() {
+    progress.cursor = flights.empty() ? readPosition : flights.front().seq - 1;
+    if (progress.cursor > posted || progress.delivered > 0) {
+        progress.cursor = std::max(progress.cursor, posted);
+        spool->moveCursor(account.id, progress);
+        posted = progress.cursor;
+        progress = {};
+    }
+}
+
+// Reads on and offers, until the window is full or there is nothing more.
+void sender_c::impl_s::offerMore() {
+    const sink_limits_s& limits = sink->limits;
+    std::vector<entry_s> entries;
+    limited = false;
+    batchDue = moment_t::max();
+    while (roomLeft && flights.size() < limits.window) {
+        std::int64_t readUpTo = readPosition;
+        std::string error;
+        const std::size_t most = std::min({limits.batch, limits.window - flights.size(), readAtOnce});
+        if (!reader.read(account, readPosition, most, &entries, &readUpTo, &error)) {
+            setTrouble("the spool cannot be read: " + error);
+            return;
+        }
+        nothingMore = readUpTo == readPosition;
+        if (nothingMore) {
+            return;
+        }
+        if (entries.empty()) {
+            readPosition = readUpTo;
+            continue;
+        }
+        if (entries.size() < limits.batch && limits.every > 0ms && !draining) {
+            const auto age = std::chrono::microseconds(nowMicroseconds() - entries.front().takenAt);
+            if (age < limits.every) {
+                batchDue = steady_t::now() + limits.every - std::max(age, std::chrono::microseconds(0));
+                return;
+            }
+        }
+        const std::size_t wanted = entries.size();
+        const std::int64_t last = entries.back().seq;
+        const std::size_t taken = offer(&entries);
+        if (taken < wanted) {
+            return;
+        }
+        readPosition = std::max(last, readUpTo);
+        takePoll();
+        if (!isOpen) {
+            return;
+        }
+        post();
+    }
+}
+
+// Returns how many of them are done with.
+std::size_t sender_c::impl_s::offer(std::vector<entry_s>* entries) {
+    const std::size_t wanted = entries->size();
+    // After a jump of the cursor some of them are in flight already.
+    std::erase_if(*entries, [this](const entry_s& entry) {
+        return std::ranges::binary_search(flights, entry.seq, {}, &flight_s::seq);
+    });
+    if (entries->empty()) {
+        return wanted;
+    }
+    std::size_t allowed = entries->size();
+    const bool catchingUp = nowMicroseconds() - entries->front().takenAt > freshAge;
+    if (config.maxRate > 0.0 && catchingUp) {
+        allowed = std::min(allowed, rate.allowance(steady_t::now()));
+        limited = allowed < entries->size();
+        if (allowed == 0) {
+            return 0;
+        }
+    }
+    const std::size_t taken = sink->offer(std::span(*entries).first(allowed));
+    rate.spend(taken);
+    roomLeft = taken == allowed;
+    for (std::size_t i = 0; i < taken; ++i) {
+        const std::int64_t seq = (*entries)[i].seq;
+        flights.insert(std::ranges::upper_bound(flights, seq, {}, &flight_s::seq), {seq});
+        ++progress.delivered;
+        progress.retried += seq <= highest ? 1 : 0;
+        highest = std::max(highest, seq);
+        readPosition = std::max(readPosition, seq);
+    }
+    return taken == entries->size() ? wanted : 0;
+}
+
+moment_t sender_c::impl_s::nextLook() const {
+    const auto now = steady_t::now();
+    auto next = now + idleTick;
+    if (!isOpen) {
+        return std::min(next, notBefore);
+    }
+    if (!flights.empty() || !roomLeft) {
+        next = std::min(next, now + sink->limits.pollWithin);
+    }
+    if (limited) {
+        next = std::min(next, now + std::chrono::duration_cast<steady_t::duration>(rate.wait()));
+    }
+    return std::min(next, batchDue);
+}
+
+sender_c::sender_c(const sink_config_s& config, const sink_account_s& sink, spool_c* spool)
+    : impl(std::make_unique<impl_s>(config, sink, spool)) {}
+
+sender_c::~sender_c() {
+    drain(steady_t::now());
+    join();
+}
+
+void sender_c::drain(std::chrono::steady_clock::time_point end) {
+    impl->drainEnd = end;
+    impl->draining = true;
+    impl->wakeup.wake();
+}
+
+void sender_c::join() {
+    if (impl->thread.joinable()) {
+        // A sink that waits for its receiver is called back.
+        if (impl->end.wait_until(impl->drainEnd.load()) == std::future_status::timeout) {
+            impl->abort.request_stop();
+        }
+        impl->thread.join();
+        impl->spool->wakeAtCommit(impl->account.id, nullptr);
+    }
+}
+
+sender_status_s sender_c::status() const {
+    const std::lock_guard guard(impl->mutex);
+    return impl->state;
+}
