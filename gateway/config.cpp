@@ -73,13 +73,14 @@ void takeSources(const json& document, config_s* config, lines_t* mistakes) {
         mistakes->emplace_back("either source or sources is needed, and not both");
         return;
     }
-    if (document.contains("sources") == document.contains("reader")) {
-        mistakes->emplace_back(document.contains("reader") ? "reader: is only for source; sources have names"
-                                                           : "reader: is needed beside source");
-        return;
+    if (document.contains("sources") && document.contains("reader")) {
+        mistakes->emplace_back("reader: is only for source; sources have names");
+    }
+    if (document.contains("source") && !document.contains("reader")) {
+        mistakes->emplace_back("reader: is needed beside source");
     }
     if (document.contains("source")) {
-        config->sources.push_back(sourceOf(document["source"], document["reader"]));
+        config->sources.push_back(sourceOf(document["source"], document.value("reader", "")));
     } else {
         for (const json& object : document["sources"]) {
             config->sources.push_back(sourceOf(object, object["name"]));
