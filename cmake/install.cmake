@@ -30,6 +30,14 @@ install(FILES engine/README.md DESTINATION ${doc}/engine COMPONENT standins)
 install(FILES rm_server/README.md DESTINATION ${doc}/rm_server COMPONENT standins)
 install(DIRECTORY examples/scenarios DESTINATION ${doc}/examples COMPONENT standins)
 
+# Component "gateway" is for a reader or another machine that delivers reports.
+if(TARNWICK_BUILD_GATEWAY)
+  install(TARGETS twgate RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT gateway)
+  install(FILES docs/man/twgate.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT gateway)
+  install(FILES packaging/twgate.service DESTINATION lib/systemd/system COMPONENT gateway)
+  install(FILES gateway/twgate.schema.json DESTINATION ${share}/schema COMPONENT gateway)
+endif()
+
 add_custom_target(uninstall
   COMMAND ${CMAKE_COMMAND} -D build=${CMAKE_BINARY_DIR} -P ${CMAKE_CURRENT_LIST_DIR}/uninstall.cmake
   VERBATIM)

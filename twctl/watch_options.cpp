@@ -119,9 +119,9 @@ void addWhere(CLI::App* sub, watch_options_s* options) {
                         "0 is for tags that were read without a CRC")
             ->type_name("N")
             ->check(CLI::Range(0, highestSubscriber));
-    CLI::Option* connect =
-        sub->add_option("--connect", options->connectEndpoint, "Connect to this endpoint instead")
-            ->type_name("ENDPOINT");
+    CLI::Option* connect = sub->add_option("--connect,--from", options->connectEndpoint,
+                                           "Connect to this endpoint instead, such as one of twgate")
+                               ->type_name("ENDPOINT");
     sub->add_option("--bind,--socket", options->bindEndpoint,
                     "Bind this endpoint instead; not with the three above")
         ->type_name("ENDPOINT")

@@ -48,6 +48,15 @@ END
 [ ! -e "$prefix/bin/rm_server" ] || fail "component reader has a stand-in"
 must_come_from libRxe.so "not found"
 
+say "component gateway"
+install_component gateway
+must_be_there << END
+bin/twgate
+lib/systemd/system/twgate.service
+share/man/man1/twgate.1
+share/tarnwick/schema/twgate.schema.json
+END
+
 say "component standins"
 install_component standins
 must_be_there << END
@@ -65,7 +74,7 @@ END
 must_come_from libRxe.so "$prefix/bin/../lib/libRxe.so"
 must_come_from libtuvr.so "$prefix/bin/../lib/libtuvr.so"
 version=$(sed -n 's/^CMAKE_PROJECT_VERSION:STATIC=//p' "$root/build/release-ci/CMakeCache.txt")
-for program in twctl rm_server; do
+for program in twctl rm_server twgate; do
     [ "$("$prefix/bin/$program" --version)" = "$program $version" ] || fail "$program is not of version $version"
 done
 (cd "$prefix/$doc" && grep -o '](\([^):#]*\)' -r --include='*.md' . | while IFS=: read -r page link; do
@@ -75,10 +84,13 @@ done
 done)
 
 say "unit"
+for name in tarnwick twgate; do
+    sed "s|^ExecStart=|&$prefix/bin/|" "$prefix/lib/systemd/system/$name.service" \
+        > "$work/$name.service" # systemd looks in the usual places only
+    systemd-analyze verify --man=no "$work/$name.service" > "$work/verify.log" 2>&1 || fail "$(cat "$work/verify.log")"
+    [ ! -s "$work/verify.log" ] || fail "$(cat "$work/verify.log")"
+done
 unit=$prefix/lib/systemd/system/tarnwick.service
-sed "s|^ExecStart=|&$prefix/bin/|" "$unit" > "$work/tarnwick.service" # systemd looks in the usual places only
-systemd-analyze verify --man=no "$work/tarnwick.service" > "$work/verify.log" 2>&1 || fail "$(cat "$work/verify.log")"
-[ ! -s "$work/verify.log" ] || fail "$(cat "$work/verify.log")"
 systemd-analyze security --offline=true --threshold=26 "$unit" > "$work/security.log" ||
     fail "$(tail -n 1 "$work/security.log"); it was 2.6"
 install -D -t "$work/root/usr/lib/sysusers.d" "$prefix/lib/sysusers.d/tarnwick.conf"

@@ -73,6 +73,17 @@ TEST(ManPages, TheScenarioHoldsEveryKeyOfItsSchemaAndEveryEvent) {
     EXPECT_THAT(wordsOf(render("tarnwick-scenario.5")), IsSupersetOf(keys));
 }
 
+TEST(ManPages, TheGatewaysPageHoldsEveryKeyOfItsConfiguration) {
+    const json schema =
+        json::parse(readTextFile(TARNWICK_SOURCE_DIR "/gateway/twgate.schema.json")).flatten();
+    names_t keys{"--config", "--check", "--verbose", "--version", "status", "--json", "--socket"};
+    for (const auto& [path, value] : schema.items()) {
+        keys.merge(matchesOf(path, std::regex("/properties/([^/]+)")));
+    }
+    EXPECT_GT(keys.size(), 25U);
+    EXPECT_THAT(wordsOf(render("twgate.1")), IsSupersetOf(keys));
+}
+
 TEST(ManPages, TheDaemonsPageRenders) {
     EXPECT_THAT(wordsOf(render("tarnwick.8")),
                 IsSupersetOf({"-v", "--cli", "--no_rxe", "RXE_SCENARIO", "RXE_REPLAY", "mode_config.json"}));
