@@ -20,11 +20,16 @@ std::string_view upToQuote(std::string_view text) {
     return text.substr(0, std::min(text.find('"'), text.size()));
 }
 
+bool isHexDigit(char c) {
+    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f');
+}
+
 // The daemon's "2026-03-02T10:15:30.123+0000" as RFC 3339 wants it, with a colon in the offset. Empty
 // for another form.
 std::string rfc3339(std::string_view time) {
     constexpr std::size_t length = 28, offsetAt = 23, minutesAt = 26;
-    if (time.size() != length || (time[offsetAt] != '+' && time[offsetAt] != '-')) {
+    if (time.size() != length || (time[offsetAt] != '+' && time[offsetAt] != '-') ||
+        time.find_first_not_of("0123456789-:T.+") != time.npos) {
         return {};
     }
     return std::string(time.substr(0, minutesAt)) + ":" + std::string(time.substr(minutesAt));
@@ -92,9 +97,12 @@ std::string_view textMember(std::string_view body, std::string_view name) {
 
 std::string_view epcOf(std::string_view body) {
     const auto* const at = std::search(body.begin(), body.end(), findEpcKey);
-    return at == body.end()
-               ? std::string_view()
-               : upToQuote(body.substr(static_cast<std::size_t>(at - body.begin()) + epcKey.size()));
+    if (at == body.end()) {
+        return {};
+    }
+    const auto begin = static_cast<std::size_t>(at - body.begin()) + epcKey.size();
+    const std::string_view epc = upToQuote(body.substr(begin));
+    return std::ranges::all_of(epc, isHexDigit) ? epc : std::string_view();
 }
 
 std::string utcText(std::int64_t microseconds) {

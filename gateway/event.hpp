@@ -68,7 +68,8 @@ std::string structuredEvent(const entry_s& entry);
 // idHex and timestamp. Empty without it.
 std::string_view textMember(std::string_view body, std::string_view name);
 
-// The EPC of a report's body: textMember() of "idHex", in a fraction of the time.
+// The EPC of a report's body, textMember() of "idHex", in a fraction of the time. Empty when it is
+// not lower-case hex, so that it may stand in a topic or a file without care.
 std::string_view epcOf(std::string_view body);
 
 // "2026-03-02T10:15:30.123456Z" for microseconds since 1970-01-01 UTC.

@@ -31,6 +31,7 @@ using namespace std::chrono_literals;
 using steady_t = std::chrono::steady_clock;
 
 constexpr auto drainWithin = 5s;
+constexpr auto settleWithin = 2s;     // of a sink that changes, what is in flight
 constexpr long tick = 1'000;          // ms
 constexpr auto silenceAllowed = 20s;  // of a thread, before the watchdog is no longer fed
 
@@ -102,6 +103,7 @@ int gateway_c::run(const std::string& file) {
     }
     config = *read;
     signals.fd = openGatewaySignals();
+    signal(SIGPIPE, SIG_IGN);  // a peer that has gone is an error of the write
     if (!start()) {
         intake.close();
         senders.clear();
@@ -208,7 +210,10 @@ void gateway_c::applySinks(const config_s& next) {
     for (const sink_config_s& before : config.sinks) {
         const auto after = std::ranges::find(next.sinks, before.name, &sink_config_s::name);
         if (after == next.sinks.end() || after->settings != before.settings) {
-            senders.erase(before.name);
+            const auto sender = senders.find(before.name);
+            sender->second->drain(steady_t::now() + settleWithin, false);
+            sender->second->join();
+            senders.erase(sender);
         }
     }
     spool.setSinks(next.sinks);
@@ -255,7 +260,7 @@ void gateway_c::end() {
     intake.close();
     spool.flush();
     for (const auto& [name, sender] : senders) {
-        sender->drain(deadline);
+        sender->drain(deadline, true);
     }
     for (const auto& [name, sender] : senders) {
         sender->join();

@@ -29,6 +29,7 @@ constexpr double mostSaved = 0.1;             // s of the rate that may be sent 
 struct flight_s {
     std::int64_t seq = 0;
     bool settled = false;
+    bool aside = false;  // settled so
 };
 
 // Lets so many entries a second go.
@@ -94,13 +95,15 @@ struct sender_c::impl_s {
     moment_t batchDue = moment_t::max();  // when a batch that is not full goes
     bool nothingMore = false;             // the last look has found no entry
     bool roomLeft = true;                 // the last offer was taken whole
-    bool limited = false;                 // the rate holds entries back
+    bool sawDrain = false;
+    bool limited = false;  // the rate holds entries back
     rate_c rate;
     std::mt19937 random{std::random_device{}()};
 
     std::promise<void> ended;
     std::future<void> end = ended.get_future();
     std::atomic<bool> draining{false};
+    std::atomic<bool> deliverRest{true};
     std::atomic<moment_t> drainEnd{moment_t::max()};
     mutable std::mutex mutex;  // of the status
     sender_status_s state;
@@ -161,10 +164,13 @@ bool sender_c::impl_s::isFinished() {
     if (!draining) {
         return false;
     }
+    if (!std::exchange(sawDrain, true)) {
+        nothingMore = false;  // the last commit may have come since
+    }
     if (steady_t::now() >= drainEnd.load()) {
         return true;
     }
-    return isOpen && flights.empty() && nothingMore;
+    return isOpen && flights.empty() && (nothingMore || !deliverRest);
 }
 
 bool sender_c::impl_s::openSink() {
@@ -216,6 +222,7 @@ void sender_c::impl_s::takePoll() {
         settle(settled);
     }
     while (!flights.empty() && flights.front().settled) {
+        progress.setAside += flights.front().aside ? 1 : 0;
         flights.pop_front();
     }
     const auto now = steady_t::now();
@@ -238,14 +245,15 @@ void sender_c::impl_s::settle(const settled_s& settled) {
     for (; flight != flights.end() && flight->seq <= settled.last; ++flight) {
         if (!flight->settled) {
             flight->settled = true;
-            progress.setAside += settled.outcome == settled_s::setAside ? 1 : 0;
+            flight->aside = settled.outcome == settled_s::setAside;
         }
     }
 }
 
-// Tells the spool how far everything is settled.
+// Tells the spool how far everything is settled. After a jump of the cursor there may be entries in flight
+// behind an overflow that has not been offered yet.
 void sender_c::impl_s::post() {
-    progress.cursor = flights.empty() ? readPosition : flights.front().seq - 1;
+    progress.cursor = flights.empty() ? readPosition : std::min(readPosition, flights.front().seq - 1);
     if (progress.cursor > posted || progress.delivered > 0) {
         progress.cursor = std::max(progress.cursor, posted);
         spool->moveCursor(account.id, progress);
@@ -259,6 +267,10 @@ void sender_c::impl_s::offerMore() {
     const sink_limits_s& limits = sink->limits;
     std::vector<entry_s> entries;
     limited = false;
+    if (draining && !deliverRest) {
+        return;
+    }
+    roomLeft = true;
     batchDue = moment_t::max();
     while (roomLeft && flights.size() < limits.window) {
         std::int64_t readUpTo = readPosition;
@@ -318,7 +330,9 @@ std::size_t sender_c::impl_s::offer(std::vector<entry_s>* entries) {
         }
     }
     const std::size_t taken = sink->offer(std::span(*entries).first(allowed));
-    rate.spend(taken);
+    if (catchingUp) {
+        rate.spend(taken);
+    }
     roomLeft = taken == allowed;
     for (std::size_t i = 0; i < taken; ++i) {
         const std::int64_t seq = (*entries)[i].seq;
@@ -350,12 +364,13 @@ sender_c::sender_c(const sink_config_s& config, const sink_account_s& sink, spoo
     : impl(std::make_unique<impl_s>(config, sink, spool)) {}
 
 sender_c::~sender_c() {
-    drain(steady_t::now());
+    drain(steady_t::now(), false);
     join();
 }
 
-void sender_c::drain(std::chrono::steady_clock::time_point end) {
+void sender_c::drain(std::chrono::steady_clock::time_point end, bool deliverRest) {
     impl->drainEnd = end;
+    impl->deliverRest = deliverRest;
     impl->draining = true;
     impl->wakeup.wake();
 }

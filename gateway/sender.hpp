@@ -26,8 +26,9 @@ class sender_c {
     sender_c(const sender_c&) = delete;
     sender_c& operator=(const sender_c&) = delete;
 
-    // Main thread. From now on it ends as soon as everything is settled, or at `end`.
-    void drain(std::chrono::steady_clock::time_point end);
+    // Main thread. From now on it ends as soon as everything in the spool is settled, or without
+    // `deliverRest` what is in flight, at the latest at `end`.
+    void drain(std::chrono::steady_clock::time_point end, bool deliverRest);
     // Main thread. Waits for its end.
     void join();
 

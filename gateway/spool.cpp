@@ -164,6 +164,7 @@ class spool_c::writer_c {
     void insertOverflow(state_s* next, const loss_s& loss, std::int64_t seq);
     void save(const state_s& next);
     void takeSinks(const std::vector<sink_config_s>& wanted);
+    void recount(sink_account_s* sink);
     void publish(bool wake);
     std::uint64_t countOf(const sink_account_s& sink, std::int64_t after, std::int64_t upTo);
 
@@ -674,6 +675,16 @@ void spool_c::writer_c::save(const state_s& next) {
     statements->saveTotal.bind(next.lastSeq, next.bytes).run();
 }
 
+// The streams of the sink have changed: what it takes now decides what is pending.
+void spool_c::writer_c::recount(sink_account_s* sink) {
+    try {
+        const std::uint64_t pending = statements ? countOf(*sink, sink->cursor, state.lastSeq) : 0;
+        sink->taken = sink->confirmed + sink->setAside + sink->dropped + pending;
+    } catch (const database_error_s& problem) {
+        spdlog::error("{}: {}", file, problem.what());
+    }
+}
+
 void spool_c::writer_c::takeSinks(const std::vector<sink_config_s>& wantedSinks) {
     std::vector<sink_account_s> sinks;
     std::int64_t highest = 0;
@@ -688,11 +699,9 @@ void spool_c::writer_c::takeSinks(const std::vector<sink_config_s>& wantedSinks)
             continue;
         }
         sink_account_s sink = *known;
-        if (sink.streams != config.streams && statements) {
-            // What it takes from now on decides what is pending.
+        if (sink.streams != config.streams) {
             sink.streams = config.streams;
-            sink.taken =
-                sink.confirmed + sink.setAside + sink.dropped + countOf(sink, sink.cursor, state.lastSeq);
+            recount(&sink);
         }
         sinks.push_back(sink);
     }
