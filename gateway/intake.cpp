@@ -20,7 +20,6 @@ constexpr int queueLength = 1'000'000;           // messages; memory only for th
 constexpr std::int64_t largestFrame = 16 << 20;  // bytes
 constexpr std::size_t mostAtOnce = 2'000;        // frames between two looks at the other sockets
 constexpr long tick = 500;                       // ms between two pulses
-constexpr std::size_t headerSize = 4;
 
 // Compact JSON has no control characters, and a line of a file must not break.
 bool isOneObject(std::string_view text) {

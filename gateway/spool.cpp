@@ -360,6 +360,9 @@ void spool_c::writer_c::run() {
         work();
         ++pulse;
     }
+    if (!hand.entries.empty()) {
+        spdlog::error("{}: {} entries could not be written and are lost", file, hand.entries.size());
+    }
 }
 
 void spool_c::writer_c::work() {

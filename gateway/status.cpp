@@ -29,14 +29,25 @@ json stateOf(const sink_account_s& sink, const sender_status_s& state, spool_rea
     return document;
 }
 
+// "; the last reports 9 to 10 at 2026-..."
+std::string lastGapText(const json& source) {
+    const json& gaps = source.at("lastGaps");
+    if (gaps.empty()) {
+        return {};
+    }
+    const json& gap = gaps.back();
+    return fmt::format("; the last of reports {} to {}, at {}", gap.at(0).get<std::uint64_t>(),
+                       gap.at(1).get<std::uint64_t>(), utcText(gap.at(2).get<std::int64_t>()));
+}
+
 std::string sourceText(const json& source) {
     const auto count = [&](const char* key) { return source.at(key).get<std::uint64_t>(); };
     return fmt::format(
         "source {}\n"
         "  heard {} = taken {} + refused {}; {} frames were no reports\n"
-        "  missing {} in {} gaps, {} restarts of the daemon\n",
+        "  missing {} in {} gaps{}; {} restarts of the daemon\n",
         source.at("reader").get<std::string>(), count("heard"), count("taken"), count("refused"),
-        count("notReports"), count("missing"), count("gaps"), count("restarts"));
+        count("notReports"), count("missing"), count("gaps"), lastGapText(source), count("restarts"));
 }
 
 std::string sinkText(const json& sink) {

@@ -54,10 +54,9 @@ struct gateway_s {
         writeTextFile(directory.path / "twgate.json", text);
     }
 
-    std::unique_ptr<process_s> launch(const std::vector<std::string>& more = {}) const {
-        std::vector<std::string> arguments{"--config", directory.path / "twgate.json"};
-        arguments.insert(arguments.end(), more.begin(), more.end());
-        return std::make_unique<process_s>(TARNWICK_BIN_DIR "/twgate", process_options_s{arguments, {}, {}});
+    std::unique_ptr<process_s> launch(const std::string& config = "twgate.json") const {
+        return std::make_unique<process_s>(TARNWICK_BIN_DIR "/twgate",
+                                           process_options_s{{"--config", directory.path / config}, {}, {}});
     }
 
     void start() {
@@ -103,8 +102,8 @@ struct gateway_s {
     // The lines of the files whose names begin and end so, in the order of their names.
     std::vector<std::string> lines(const std::string& begin, const std::string& end) const {
         std::vector<std::filesystem::path> files;
-        for (const auto& entry : std::filesystem::directory_iterator(directory.path)) {
-            const std::string name = entry.path().filename();
+        for (const auto& entry : std::filesystem::recursive_directory_iterator(directory.path)) {
+            const std::string name = entry.path().lexically_relative(directory.path);
             if (name.starts_with(begin) && name.ends_with(end)) {
                 files.push_back(entry.path());
             }

@@ -73,7 +73,8 @@ TEST(Gateway, DeliversWhatTheDaemonPublishesAndAccountsForIt) {
     EXPECT_EQ(source.at("missing"), 2);
     expectThatSumsClose(gateway.account());
     EXPECT_EQ(gateway.askStatus().first, 0);
-    EXPECT_THAT(gateway.askStatus().second, HasSubstr("sink archive: up"));
+    EXPECT_THAT(gateway.askStatus().second, testing::AllOf(HasSubstr("sink archive: up"),
+                                                           HasSubstr("the last of reports 0 to 0, at 20")));
 
     std::vector<std::string> expected{heartbeatText("00:01:00"),
                                       reportText(7),
@@ -170,8 +171,9 @@ TEST(Gateway, TakesAnEndpointAndASpoolFromNobody) {
         text.replace(text.find(endpoint), endpoint.size(), endpoint + "2");
     }
     writeTextFile(gateway.directory.path / "second.json", text);
-    const auto second = gateway.launch({"--config", gateway.directory.path / "second.json"});
-    EXPECT_NE(second->waitForExit(), 0);
+    const auto second = gateway.launch("second.json");
+    EXPECT_EQ(second->waitForExit(), 1);
+    EXPECT_THAT(second->output(), HasSubstr("another twgate uses this spool"));
 }
 
 TEST(Gateway, ReloadsItsConfigurationAndKeepsTheOldOneWhenTheNewIsBad) {
@@ -236,4 +238,39 @@ TEST(Gateway, WritesFilesThatAreWholeInEachFormat) {
     EXPECT_EQ(event.at("type"), "tarnwick.heartbeat");
     EXPECT_EQ(event.at("source"), "/readers/dock");
     EXPECT_EQ(event.at("data").at("data").at("uptime"), "00:00:10");
+}
+
+TEST(Gateway, TellsASinkThatComesBackWhatItHasMissed) {
+    gateway_s gateway(R"([{"name": "away", "type": "file", "path": "DIR/out/tags", "rotateBytes": 4096},
+                          {"name": "here", "type": "file", "path": "DIR/here"}])",
+                      R"(, "maxEvents": 1000)");
+    const auto folder = gateway.directory.path / "out";
+    std::filesystem::create_directory(folder);
+    gateway.start();
+    const publisher_s tags(gateway.endpoint("data"));
+    tags.waitForSubscriber();
+    std::filesystem::remove_all(folder);  // the next file cannot be begun
+    std::uint64_t number = 0;
+    ASSERT_TRUE(eventually([&] {
+        for (int i = 0; i < 500; ++i) {
+            tags.send({reportText(number++)});
+        }
+        return gateway.settles("here", number) && gateway.sink("away").at("dropped") > 0;
+    }));
+    EXPECT_EQ(gateway.sink("here").at("dropped"), 0);
+    EXPECT_EQ(gateway.askStatus().first, 1);
+    std::filesystem::create_directory(folder);
+    ASSERT_TRUE(eventually([&] { return gateway.sink("away").at("pending") == 0; }));
+    expectThatSumsClose(gateway.account());
+
+    std::vector<std::string> lines = gateway.lines("out/tags-", ".jsonl");
+    std::ranges::copy(gateway.lines("out/tags-", ".part"), std::back_inserter(lines));
+    ASSERT_GT(lines.size(), 2U);
+    const json overflow = json::parse(lines[0]);
+    EXPECT_EQ(overflow.at("type"), "overflow");
+    EXPECT_EQ(overflow.at("data").at("count"), gateway.sink("away").at("dropped"));
+    const std::string life = "dock/" + gateway.source().at("boot").at("name").dump() + "/";
+    EXPECT_EQ(overflow.at("data").at("last"), life + std::to_string(numberIn(lines[1]) - 1));
+    EXPECT_EQ(numberIn(lines.back()), number - 1);
+    EXPECT_EQ(numberIn(lines.back()) - numberIn(lines[1]) + 2, lines.size());
 }
