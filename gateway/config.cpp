@@ -159,7 +159,8 @@ sink_config_s sinkOf(const json& object) {
 void takeSinks(const json& list, config_s* config, lines_t* mistakes) {
     uniqueness_c names(mistakes), targets(mistakes);
     for (std::size_t i = 0; i < list.size(); ++i) {
-        const sink_config_s sink = sinkOf(list[i]);
+        sink_config_s sink = sinkOf(list[i]);
+        sink.reader = config->sources.empty() ? "" : config->sources.front().reader;
         const std::string place = placeOf("sinks", i);
         names.add(sink.name, place + ".name");
         for (const char* key : {"path", "bind"}) {

@@ -31,6 +31,7 @@ struct sink_config_s {
     std::string name;
     std::string type;         // a row of the table of sinks
     unsigned streams = 0;     // mask of streamBit()
+    std::string reader{};     // the first source, which names the gateway to a server
     double maxRate = 0.0;     // entries a second while it catches up; 0: no limit
     nlohmann::json settings;  // the whole object of the sink, checked against the schema
 };

@@ -7,8 +7,8 @@
 //     ▲                      │ failure               │
 //     └────── back-off ◄─────┴───────────────────────┘
 //
-// A new sink is one file in sinks/ with a class and its factory, a row in the table in sinks/table.cpp, its
-// part of twgate.schema.json, and a test with its server.
+// A new sink is one file (or folder) in sinks/ with a class and its factory, a row in the table in
+// sinks/table.cpp, its part of twgate.schema.json, and a test with its server.
 #pragma once
 
 #include <chrono>
@@ -118,8 +118,10 @@ struct sink_type_s {
 // Nothing for a type that does not exist.
 const sink_type_s* findSinkType(std::string_view name);
 
-// Makes of the sinks of this folder, one a file.
+// Makes of the sinks of this folder.
 std::vector<std::string> findFileMistakes(const sink_config_s& config);
 std::unique_ptr<sink_c> makeFileSink(const sink_config_s& config, sink_context_s context);
+std::vector<std::string> findMqttMistakes(const sink_config_s& config);
+std::unique_ptr<sink_c> makeMqttSink(const sink_config_s& config, sink_context_s context);
 std::vector<std::string> findZmqMistakes(const sink_config_s& config);
 std::unique_ptr<sink_c> makeZmqSink(const sink_config_s& config, sink_context_s context);
