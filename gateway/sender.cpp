@@ -178,8 +178,7 @@ bool sender_c::impl_s::openSink() {
         fail(*failure);
         return false;
     }
-    isOpen = true;
-    setTrouble("");
+    isOpen = true;  // up or not, the next poll tells
     return true;
 }
 

@@ -121,6 +121,8 @@ const sink_type_s* findSinkType(std::string_view name);
 // Makes of the sinks of this folder.
 std::vector<std::string> findFileMistakes(const sink_config_s& config);
 std::unique_ptr<sink_c> makeFileSink(const sink_config_s& config, sink_context_s context);
+std::vector<std::string> findKafkaMistakes(const sink_config_s& config);
+std::unique_ptr<sink_c> makeKafkaSink(const sink_config_s& config, sink_context_s context);
 std::vector<std::string> findMqttMistakes(const sink_config_s& config);
 std::unique_ptr<sink_c> makeMqttSink(const sink_config_s& config, sink_context_s context);
 std::vector<std::string> findZmqMistakes(const sink_config_s& config);

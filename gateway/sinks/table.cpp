@@ -9,6 +9,7 @@ namespace {
 
 constexpr std::array types{
     sink_type_s{"file", findFileMistakes, makeFileSink},
+    sink_type_s{"kafka", findKafkaMistakes, makeKafkaSink},
     sink_type_s{"mqtt", findMqttMistakes, makeMqttSink},
     sink_type_s{"zmq", findZmqMistakes, makeZmqSink},
 };
