@@ -1,11 +1,16 @@
 // SPDX-License-Identifier: MIT
 // What the gateway does with each report, against the least that anyone could do with it: a look at its
 // frame against a parse of its JSON, the spool against bare rows in SQLite, and the way from a full spool
-// to files against a bare copy of the same lines.
+// to files against a bare copy of the same lines, and from there to a Kafka cluster against a bare producer.
 //
 // Exit status 1 when an aim is missed.
+#include <librdkafka/rdkafka.h>
 #include <unistd.h>
+// Behind the first one.
+#include <librdkafka/rdkafka_mock.h>
 
+#include <algorithm>
+#include <array>
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
@@ -108,11 +113,36 @@ double copyBare(const std::string& directory, const std::vector<std::string>& bo
 }
 
 double emptySpool(spool_c* spool, const sink_config_s& config) {
-    sender_c sender(config, spool->account().sinks.at(0), spool);
+    const spool_account_s account = spool->account();
+    sender_c sender(config, *std::ranges::find(account.sinks, config.name, &sink_account_s::name), spool);
     return secondsOf([&] {
         sender.drain(std::chrono::steady_clock::now() + std::chrono::minutes(1), true);
         sender.join();
     });
+}
+
+// To the same cluster as the sink, with the same promises.
+double produceBare(const std::string& servers, const std::vector<std::string>& bodies) {
+    std::array<char, 512> error{};
+    rd_kafka_conf_t* const conf = rd_kafka_conf_new();
+    rd_kafka_conf_set(conf, "bootstrap.servers", servers.c_str(), error.data(), error.size());
+    rd_kafka_conf_set(conf, "enable.idempotence", "true", error.data(), error.size());
+    rd_kafka_t* const producer = rd_kafka_new(RD_KAFKA_PRODUCER, conf, error.data(), error.size());
+    rd_kafka_topic_t* const topic = rd_kafka_topic_new(producer, "bare", nullptr);
+    const std::string_view key = "30340a0b0c0d0e0f10111213";
+    const double seconds = secondsOf([&] {
+        for (const std::string& body : bodies) {
+            while (rd_kafka_produce(topic, RD_KAFKA_PARTITION_UA, RD_KAFKA_MSG_F_COPY,
+                                    const_cast<char*>(body.data()), body.size(), key.data(), key.size(),
+                                    nullptr) != 0) {
+                rd_kafka_poll(producer, 1);
+            }
+        }
+        rd_kafka_flush(producer, 60'000);
+    });
+    rd_kafka_topic_destroy(topic);
+    rd_kafka_destroy(producer);
+    return seconds;
 }
 
 }  // namespace
@@ -134,7 +164,15 @@ int main() {
                              .type = "file",
                              .streams = streamBit(stream_e::tags),
                              .settings = {{"path", directory + "/tags"}}};
-    double fill = 0.0, empty = 0.0;
+    rd_kafka_t* const owner = rd_kafka_new(RD_KAFKA_PRODUCER, rd_kafka_conf_new(), nullptr, 0);
+    rd_kafka_mock_cluster_t* const cluster = rd_kafka_mock_cluster_new(owner, 1);
+    const std::string servers = rd_kafka_mock_cluster_bootstraps(cluster);
+    const sink_config_s kafka{
+        .name = "kafka",
+        .type = "kafka",
+        .streams = streamBit(stream_e::tags),
+        .settings = {{"topic", "tags"}, {"properties", {{"bootstrap.servers", servers}}}}};
+    double fill = 0.0, empty = 0.0, produce = 0.0;
     std::uint64_t left = reports;
     {
         spool_c spool;
@@ -146,22 +184,28 @@ int main() {
             return 1;
         }
         spool.start();
-        spool.setSinks({sink});
+        spool.setSinks({sink, kafka});
         fill = fillSpool(&spool, bodies);
         empty = emptySpool(&spool, sink);
+        produce = emptySpool(&spool, kafka);
         spool.flush();
-        left = spool.account().sinks.at(0).pending();
+        left = spool.account().sinks.at(0).pending() + spool.account().sinks.at(1).pending();
     }
+    const double bareProduce = produceBare(servers, bodies);
+    rd_kafka_mock_cluster_destroy(cluster);
+    rd_kafka_destroy(owner);
     const double copy = copyBare(directory, bodies);
     std::filesystem::remove_all(directory);
     constexpr double count = reports;
-    std::printf("frames looked at %.0f/s, into the spool %.0f/s, out of it into files %.0f/s\n", count / look,
-                count / fill, count / empty);
-    std::printf("parsed %.0f/s, bare rows %.0f/s, bare lines %.0f/s\n", count / parse, count / bare,
-                count / copy);
+    std::printf(
+        "frames looked at %.0f/s, into the spool %.0f/s, out of it into files %.0f/s, to Kafka %.0f/s\n",
+        count / look, count / fill, count / empty, count / produce);
+    std::printf("parsed %.0f/s, bare rows %.0f/s, bare lines %.0f/s, bare producer %.0f/s\n", count / parse,
+                count / bare, count / copy, count / bareProduce);
     bool met = atMost("reports that are left in the spool", static_cast<double>(left), 0);
     met &= atLeast("a look against a parse", parse / look, 5);
     met &= atLeast("the spool against bare rows", bare / fill, 0.25);
     met &= atLeast("files against a bare copy", copy / empty, 0.02);
+    met &= atLeast("Kafka against a bare producer", bareProduce / produce, 0.2);
     return met ? 0 : 1;
 }

@@ -146,7 +146,9 @@ void sender_c::impl_s::run() {
             const std::lock_guard guard(mutex);
             state.inFlight = flights.size();
         }
-        wakeup.waitUntil(std::min(nextLook(), drainEnd.load()));
+        if (!isFinished()) {
+            wakeup.waitUntil(std::min(nextLook(), drainEnd.load()));
+        }
     }
     if (isOpen) {
         takePoll();

@@ -321,7 +321,8 @@ bool kafka_sink_c::produce(const entry_s& entry) {
         add("ce_partitionkey", key);
         add("content-type", eventContentType);
     }
-    std::string body = isStructured ? structuredEvent(entry) : entry.body;
+    const std::string structured = isStructured ? structuredEvent(entry) : std::string();
+    const std::string& body = isStructured ? structured : entry.body;
     constexpr std::int64_t microsecondsInMs = 1'000;
     std::array<rd_kafka_vu_t, 7> parts{};
     parts[0].vtype = RD_KAFKA_VTYPE_RKT;
@@ -329,7 +330,7 @@ bool kafka_sink_c::produce(const entry_s& entry) {
     parts[1].vtype = RD_KAFKA_VTYPE_KEY;
     parts[1].u.mem = {key.data(), key.size()};
     parts[2].vtype = RD_KAFKA_VTYPE_VALUE;
-    parts[2].u.mem = {body.data(), body.size()};
+    parts[2].u.mem = {const_cast<char*>(body.data()), body.size()};
     parts[3].vtype = RD_KAFKA_VTYPE_HEADERS;
     parts[3].u.headers = headers;
     parts[4].vtype = RD_KAFKA_VTYPE_TIMESTAMP;
