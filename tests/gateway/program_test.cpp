@@ -213,7 +213,9 @@ TEST(Gateway, WritesFilesThatAreWholeInEachFormat) {
     // What a killed gateway leaves: the half line goes, the rest gets its final name.
     writeTextFile(gateway.directory.path / "ce-20260302T101530.123456Z.jsonl.part", "{}\n{\"half");
     gateway.start();
-    EXPECT_EQ(readTextFile(gateway.directory.path / "ce-20260302T101530.123456Z.jsonl"), "{}\n");
+    const auto left = gateway.directory.path / "ce-20260302T101530.123456Z.jsonl";
+    EXPECT_TRUE(eventually([&] { return std::filesystem::exists(left); }));
+    EXPECT_EQ(readTextFile(left), "{}\n");
     const publisher_s tags(gateway.endpoint("data")), events(gateway.endpoint("events"));
     tags.waitForSubscriber();
     events.waitForSubscriber();
