@@ -229,9 +229,10 @@ void addWhy(CLI::App* app, int* status) {
         ->check(secondsRange())
         ->capture_default_str();
     sub->add_flag("--json", options->why.json, "One line of JSON, for programs");
-    sub->add_option("--engine", options->why.engine, "The control socket of the software radio")
-        ->type_name("ENDPOINT")
-        ->capture_default_str();
+    sub->add_option("--engine", options->why.engine,
+                    "The control socket of the software radio, or none; if it is\n"
+                    "not given, ipc:///tmp/rxe_engine where one listens")
+        ->type_name("ENDPOINT");
     addDaemon(sub, &options->daemon);
     sub->callback([options, status] { *status = runWhy(options->daemon, options->why); });
 }

@@ -33,6 +33,7 @@ constexpr std::size_t maxEpcDigits = 124;
 constexpr double lookInterval = 0.5;  // seconds
 
 // The software radio answers between two of its steps.
+constexpr const char* usualEngine = "ipc:///tmp/rxe_engine";
 constexpr double engineTimeout = 2.0;  // seconds
 
 // How long to wait at the end until the trace is removed; the daemon may have gone meanwhile.
@@ -199,10 +200,18 @@ std::map<std::uint32_t, bool> portsOf(const json& status) {
 
 // Only where somebody listens on the control socket; an answer that is not JSON is not used. The
 // engine knows whole EPCs only: that it has no tag with the first digits of some says nothing.
-std::optional<why::scene_s> askEngine(const std::string& endpoint, const std::string& epc) {
+// That an engine which was named does not answer is told.
+std::optional<why::scene_s> askEngine(const std::string& named, const std::string& epc) {
+    if (named == "none") {
+        return std::nullopt;
+    }
+    const std::string endpoint = endpointOf(named.empty() ? usualEngine : named);
     std::string answer;
     if (!hasLiveListener(endpoint) ||
         exchangeText(endpoint, "tag " + epc, engineTimeout, &answer) != exchange_e::answered) {
+        if (!named.empty()) {
+            refuse(named + ": no software radio answers there, so its scene is left out");
+        }
         return std::nullopt;
     }
     const json reply = json::parse(answer, nullptr, false);
@@ -262,7 +271,7 @@ int gather(const daemon_s& daemon, const why_s& why, int signals, why::facts_s* 
     facts->radioPackets = after.radioPackets - before.radioPackets;
     facts->consumer = consumerText();
     facts->ports = portsOf(status);
-    facts->scene = askEngine(endpointOf(why.engine), facts->epc);
+    facts->scene = askEngine(why.engine, facts->epc);
     return questions.status;
 }
 

@@ -10,7 +10,8 @@ struct why_s {
     std::string epc;  // hexadecimal digits, also only the first ones of several tags
     double seconds = 10.0;
     bool json = false;
-    std::string engine = "ipc:///tmp/rxe_engine";  // the software radio's control socket
+    // The software radio's control socket, or "none". Empty: where it usually is, if one runs there.
+    std::string engine{};
 };
 
 // Has the daemon trace the EPC while it listens for `seconds`, explains what it found on
