@@ -52,6 +52,7 @@ struct sink_account_s {
     std::int64_t id = 0;      // its row in the spool
     unsigned streams = 0;     // mask of streamBit()
     std::int64_t cursor = 0;  // everything up to this seq is settled
+    std::uint64_t jumps = 0;  // how often the spool has moved the cursor by itself, since it was opened
     std::uint64_t taken = 0;
     std::uint64_t confirmed = 0;
     std::uint64_t setAside = 0;   // refused by the receiver for good
@@ -59,6 +60,7 @@ struct sink_account_s {
     std::uint64_t delivered = 0;  // handed to the receiver, repeats included
     std::uint64_t retried = 0;    // of them: repeats
 
+    bool operator==(const sink_account_s&) const = default;
     std::uint64_t pending() const { return taken - confirmed - setAside - dropped; }
 };
 

@@ -25,11 +25,12 @@ constexpr auto idleTick = 500ms;
 constexpr std::int64_t freshAge = 2'000'000;  // microseconds; who sends older entries is catching up
 constexpr double mostSaved = 0.1;             // s of the rate that may be sent at once
 
-// Entries in flight, in ascending order of seq.
+// An entry that was offered, until the spool has committed that it is settled.
 struct flight_s {
     std::int64_t seq = 0;
     bool settled = false;
     bool aside = false;  // settled so
+    bool isOverflow = false;
 };
 
 // Lets so many entries a second go.
@@ -69,6 +70,7 @@ struct sender_c::impl_s {
     void post();
     void offerMore();
     std::size_t offer(std::vector<entry_s>* entries);
+    void passOver(std::vector<entry_s>* entries);
     bool isFinished();
     moment_t nextLook() const;
     void setTrouble(const std::string& text);
@@ -84,7 +86,9 @@ struct sender_c::impl_s {
 
     // Of the sender thread.
     bool isOpen = false;
-    std::deque<flight_s> flights;
+    std::deque<flight_s> flights;   // in ascending order of seq; what fills the window
+    std::size_t done = 0;           // flights at the front that are settled, and before readPosition
+    std::size_t unsettled = 0;      // flights
     std::int64_t readPosition = 0;  // entries up to here were offered, or do not concern the sink
     std::int64_t highest = 0;       // seq that was ever offered
     std::int64_t posted = 0;        // cursor that the spool was told
@@ -95,6 +99,7 @@ struct sender_c::impl_s {
     moment_t batchDue = moment_t::max();  // when a batch that is not full goes
     bool nothingMore = false;             // the last look has found no entry
     bool roomLeft = true;                 // the last offer was taken whole
+    bool isBlocked = false;               // by an entry in flight whose place an overflow has
     bool sawDrain = false;
     bool limited = false;  // the rate holds entries back
     rate_c rate;
@@ -144,7 +149,7 @@ void sender_c::impl_s::run() {
         post();
         {
             const std::lock_guard guard(mutex);
-            state.inFlight = flights.size();
+            state.inFlight = unsettled;
         }
         if (!isFinished()) {
             wakeup.waitUntil(std::min(nextLook(), drainEnd.load()));
@@ -172,7 +177,7 @@ bool sender_c::impl_s::isFinished() {
     if (steady_t::now() >= drainEnd.load()) {
         return true;
     }
-    return isOpen && flights.empty() && (nothingMore || !deliverRest);
+    return isOpen && unsettled == 0 && (nothingMore || !deliverRest);
 }
 
 bool sender_c::impl_s::openSink() {
@@ -184,15 +189,17 @@ bool sender_c::impl_s::openSink() {
     return true;
 }
 
-// Everything in flight is to be offered again.
+// Everything that is not settled is to be offered again; what is stays, and is passed over then.
 void sender_c::impl_s::fail(const failure_s& failure) {
     if (isOpen) {
         post();
         sink->close();
         isOpen = false;
     }
-    readPosition = flights.empty() ? readPosition : flights.front().seq - 1;
-    flights.clear();
+    const auto first = std::ranges::find(flights, false, &flight_s::settled);
+    readPosition = first == flights.end() ? readPosition : std::min(readPosition, first->seq - 1);
+    std::erase_if(flights, [](const flight_s& flight) { return !flight.settled; });
+    unsettled = 0;
     roomLeft = true;
     nothingMore = false;
     const auto least = backOff / 2;
@@ -203,18 +210,23 @@ void sender_c::impl_s::fail(const failure_s& failure) {
     setTrouble(failure.text);
 }
 
-// When the spool has dropped entries, its cursor is beyond ours, and an overflow stands behind it.
+// What is committed no longer fills the window. When the spool has dropped entries, its cursor has moved by
+// itself, and an overflow stands behind it.
 void sender_c::impl_s::followCursor() {
-    const std::int64_t committed = spool->cursorOf(account.id);
-    if (committed <= posted) {
-        return;
-    }
-    posted = committed;
-    while (!flights.empty() && flights.front().seq <= committed) {
+    const spool_c::position_s committed = spool->positionOf(account.id);
+    const bool isJump = committed.jumps != progress.jumps;
+    while (!flights.empty() && flights.front().seq <= committed.cursor) {
+        unsettled -= flights.front().settled ? 0 : 1;
+        done -= done > 0 ? 1 : 0;
         flights.pop_front();
     }
-    readPosition = committed;
-    nothingMore = false;
+    if (isJump) {
+        done = 0;
+        readPosition = posted = committed.cursor;
+        progress.jumps = committed.jumps;
+        progress.setAside = 0;
+        nothingMore = false;
+    }
 }
 
 void sender_c::impl_s::takePoll() {
@@ -222,12 +234,8 @@ void sender_c::impl_s::takePoll() {
     for (const settled_s& settled : poll.settled) {
         settle(settled);
     }
-    while (!flights.empty() && flights.front().settled) {
-        progress.setAside += flights.front().aside ? 1 : 0;
-        flights.pop_front();
-    }
     const auto now = steady_t::now();
-    if (!poll.settled.empty() || flights.empty()) {
+    if (!poll.settled.empty() || unsettled == 0) {
         lastProgress = now;
     }
     if (!poll.settled.empty()) {
@@ -246,20 +254,28 @@ void sender_c::impl_s::settle(const settled_s& settled) {
     for (; flight != flights.end() && flight->seq <= settled.last; ++flight) {
         if (!flight->settled) {
             flight->settled = true;
+            --unsettled;
             flight->aside = settled.outcome == settled_s::setAside;
         }
     }
 }
 
-// Tells the spool how far everything is settled. After a jump of the cursor there may be entries in flight
-// behind an overflow that has not been offered yet.
+// Tells the spool how far everything is settled. After a jump of the cursor, and after a failure, there may
+// be settled entries behind some that have not been offered yet.
 void sender_c::impl_s::post() {
-    progress.cursor = flights.empty() ? readPosition : std::min(readPosition, flights.front().seq - 1);
+    while (done < flights.size() && flights[done].settled && flights[done].seq <= readPosition) {
+        progress.setAside += flights[done].aside ? 1 : 0;
+        ++done;
+    }
+    progress.cursor = done == flights.size() ? readPosition : std::min(readPosition, flights[done].seq - 1);
     if (progress.cursor > posted || progress.delivered > 0) {
         progress.cursor = std::max(progress.cursor, posted);
-        spool->moveCursor(account.id, progress);
+        // The window is not to be full of what is settled.
+        const std::size_t window = sink->limits.window;
+        const bool isWaiting = done * 2 >= window || (done > 0 && flights.size() >= window);
+        spool->moveCursor(account.id, progress, isWaiting);
         posted = progress.cursor;
-        progress = {};
+        progress = {.jumps = progress.jumps};
     }
 }
 
@@ -289,7 +305,7 @@ void sender_c::impl_s::offerMore() {
             readPosition = readUpTo;
             continue;
         }
-        if (entries.size() < limits.batch && limits.every > 0ms && !draining) {
+        if (entries.size() < most && limits.every > 0ms && !draining) {
             const auto age = std::chrono::microseconds(nowMicroseconds() - entries.front().takenAt);
             if (age < limits.every) {
                 batchDue = steady_t::now() + limits.every - std::max(age, std::chrono::microseconds(0));
@@ -311,15 +327,34 @@ void sender_c::impl_s::offerMore() {
     }
 }
 
+// After a jump of the cursor or a failure some of the entries are in flight, or settled, already. An overflow
+// may stand in the place of a dropped entry that is still in flight: it waits until that one is settled.
+void sender_c::impl_s::passOver(std::vector<entry_s>* entries) {
+    std::size_t kept = 0;
+    for (entry_s& entry : *entries) {
+        const auto flight = std::ranges::lower_bound(flights, entry.seq, {}, &flight_s::seq);
+        const bool isKnown = flight != flights.end() && flight->seq == entry.seq;
+        if (isKnown && entry.stream == stream_e::overflow && !flight->isOverflow) {
+            if (!flight->settled) {
+                isBlocked = true;
+                break;
+            }
+            flights.erase(flight);
+        } else if (isKnown) {
+            continue;
+        }
+        std::swap((*entries)[kept++], entry);
+    }
+    entries->resize(kept);
+}
+
 // Returns how many of them are done with.
 std::size_t sender_c::impl_s::offer(std::vector<entry_s>* entries) {
     const std::size_t wanted = entries->size();
-    // After a jump of the cursor some of them are in flight already.
-    std::erase_if(*entries, [this](const entry_s& entry) {
-        return std::ranges::binary_search(flights, entry.seq, {}, &flight_s::seq);
-    });
+    isBlocked = false;
+    passOver(entries);
     if (entries->empty()) {
-        return wanted;
+        return isBlocked ? 0 : wanted;
     }
     std::size_t allowed = entries->size();
     const bool catchingUp = nowMicroseconds() - entries->front().takenAt > freshAge;
@@ -337,13 +372,15 @@ std::size_t sender_c::impl_s::offer(std::vector<entry_s>* entries) {
     roomLeft = taken == allowed;
     for (std::size_t i = 0; i < taken; ++i) {
         const std::int64_t seq = (*entries)[i].seq;
-        flights.insert(std::ranges::upper_bound(flights, seq, {}, &flight_s::seq), {seq});
+        flights.insert(std::ranges::upper_bound(flights, seq, {}, &flight_s::seq),
+                       {.seq = seq, .isOverflow = (*entries)[i].stream == stream_e::overflow});
+        ++unsettled;
         ++progress.delivered;
         progress.retried += seq <= highest ? 1 : 0;
         highest = std::max(highest, seq);
         readPosition = std::max(readPosition, seq);
     }
-    return taken == entries->size() ? wanted : 0;
+    return taken == entries->size() && !isBlocked ? wanted : 0;
 }
 
 moment_t sender_c::impl_s::nextLook() const {
@@ -352,7 +389,7 @@ moment_t sender_c::impl_s::nextLook() const {
     if (!isOpen) {
         return std::min(next, notBefore);
     }
-    if (!flights.empty() || !roomLeft) {
+    if (unsettled > 0 || !roomLeft) {
         next = std::min(next, now + sink->limits.pollWithin);
     }
     if (limited) {

@@ -28,8 +28,11 @@
 
 // What the sender does for a sink. A sink says it once, when it is made.
 struct sink_limits_s {
-    std::size_t window = 200;  // most entries that are offered and not settled; the most that come twice
-    std::size_t batch = 200;   // most entries of one offer()
+    // Most entries that are offered and whose settling is not committed in the spool: so many, and not one
+    // more, come twice when twgate is killed. Those that are settled leave the window with a commit, which
+    // the sender asks for when they fill half of it.
+    std::size_t window = 200;
+    std::size_t batch = 200;  // most entries of one offer()
     // How long a batch that is not full waits for more, counted from its oldest entry.
     std::chrono::milliseconds every{0};
     // While entries are in flight, how long the sender may wait before it polls again, without wake().

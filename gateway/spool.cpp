@@ -34,6 +34,7 @@ constexpr auto retryEvery = 500ms;              // while nothing can be written
 constexpr std::size_t mostHeld = 64UL << 20;    // bytes in memory that are not committed
 constexpr std::size_t overhead = 128;           // bytes of an entry beside its body
 constexpr std::int64_t trimmedAtOnce = 20'000;  // entries that all sinks have
+constexpr std::int64_t worthATrim = 1'000;      // of them, when a sender waits for the commit
 constexpr int layout = 1;                       // user_version of the database
 
 constexpr const char* tables =
@@ -55,14 +56,18 @@ struct statements_s {
     explicit statements_s(sqlite3* database)
         : insert(database, "INSERT INTO entry VALUES(?, ?, ?, ?, ?, ?)"),
           countOfSink(database, "SELECT count(*) FROM entry WHERE " ROWS_OF_SINK),
+          oldest(database, "SELECT taken_at FROM entry ORDER BY seq LIMIT 1"),
+          free(database, "PRAGMA freelist_count"),
           bytesUpTo(database, "SELECT total(length(body)) FROM entry WHERE seq <= ?"),
           removeUpTo(database, "DELETE FROM entry WHERE seq <= ?"),
           saveSource(database, "INSERT OR REPLACE INTO source VALUES(?, ?)"),
+          forgetSinks(database, "DELETE FROM sink"),
           saveSink(database, "INSERT OR REPLACE INTO sink VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"),
           saveTotal(database, "UPDATE total SET last_seq = ?, bytes = ?"),
           saveBoot(database, "INSERT INTO boot VALUES(?, ?, ?)") {}
 
-    statement_c insert, countOfSink, bytesUpTo, removeUpTo, saveSource, saveSink, saveTotal, saveBoot;
+    statement_c insert, countOfSink, oldest, free, bytesUpTo, removeUpTo, saveSource, forgetSinks, saveSink,
+        saveTotal, saveBoot;
 };
 
 struct boot_row_s {
@@ -77,7 +82,8 @@ struct work_s {
     std::vector<boot_row_s> boots;
     std::optional<std::vector<source_account_s>> sources;
     std::map<std::int64_t, spool_c::progress_s> progress;
-    std::size_t bytes = 0;  // of memory that the entries take
+    std::size_t bytes = 0;   // of memory that the entries take
+    bool isAwaited = false;  // by a sender
 };
 
 // What the database holds.
@@ -91,6 +97,19 @@ struct state_s {
 
     std::uint64_t entries() const { return static_cast<std::uint64_t>(lastSeq - firstSeq + 1); }
 };
+
+// What came behind a jump of the cursor makes a cursor from before it void.
+void add(spool_c::progress_s* sum, const spool_c::progress_s& more) {
+    if (more.jumps != sum->jumps) {
+        sum->jumps = more.jumps;
+        sum->cursor = 0;
+        sum->setAside = 0;
+    }
+    sum->cursor = std::max(sum->cursor, more.cursor);
+    sum->setAside += more.setAside;
+    sum->delivered += more.delivered;
+    sum->retried += more.retried;
+}
 
 std::string identity(const boot_row_s& boot, const entry_s& entry) {
     entry_s named = entry;
@@ -150,11 +169,11 @@ class spool_c::writer_c {
     void run();
     void work();
     bool tryCommit(work_s* work);
+    void commitCursors(work_s* work);
     void commit(const work_s& work);
     void insertEntries(const work_s& work, state_s* next);
     void settle(const work_s& work, state_s* next);
-    void trim(state_s* next);
-    void trimSettled(state_s* next);
+    void trim(state_s* next, std::int64_t worth);
     bool isTrimDue();
     bool isOver(const state_s& next);
     std::int64_t cutFor(const state_s& next);
@@ -162,7 +181,8 @@ class spool_c::writer_c {
     loss_s lossOf(sink_account_s* sink, std::int64_t upTo);
     void remove(state_s* next, std::int64_t upTo);
     void insertOverflow(state_s* next, const loss_s& loss, std::int64_t seq);
-    void save(const state_s& next);
+    void saveSources(const state_s& next);
+    void saveSinks(const state_s& next);
     void takeSinks(const std::vector<sink_config_s>& wanted);
     void recount(sink_account_s* sink);
     void publish(bool wake);
@@ -180,8 +200,9 @@ class spool_c::writer_c {
     database_ptr database;
     std::unique_ptr<statements_s> statements;
     state_s state;
-    work_s hand;        // what the next transaction brings in
-    bool full = false;  // the last transaction has failed
+    std::vector<sink_account_s> saved;  // the rows of the sinks
+    work_s hand;                        // what the next transaction brings in
+    bool full = false;                  // the last transaction has failed
     steady_t::time_point lastTry{};
 
     // Shared.
@@ -193,6 +214,7 @@ class spool_c::writer_c {
     std::size_t held = 0;  // bytes of queue and hand
     std::optional<std::vector<sink_config_s>> newSinks;
     bool flushWanted = false;
+    bool isAwaited = false;  // a sender waits for the commit of its cursor
     bool ending = false;
     spool_account_s committed;
     std::map<std::int64_t, boot_row_s> boots;
@@ -332,13 +354,18 @@ void spool_c::writer_c::beginAnew() {
     for (sink_account_s& sink : state.sinks) {
         loss_s loss{.sink = &sink, .count = sink.pending(), .boot = latest};
         sink.cursor = state.lastSeq;
+        ++sink.jumps;
         if (loss.count > 0) {
             sink.dropped += loss.count;
             insertOverflow(&state, loss, ++state.lastSeq);
         }
     }
-    save(state);
+    saveSources(state);
+    statements->saveTotal.bind(state.lastSeq, state.bytes).run();
+    saved.clear();
+    saveSinks(state);
     execute(database.get(), "COMMIT");
+    saved = state.sinks;
     state.dropped = true;
 }
 
@@ -347,7 +374,7 @@ void spool_c::writer_c::run() {
         {
             std::unique_lock guard(mutex);
             const auto isWanted = [this] {
-                return ending || flushWanted || newSinks || newLimits || suspect ||
+                return ending || flushWanted || isAwaited || newSinks || newLimits || suspect ||
                        queue.entries.size() >= commitAt;
             };
             const auto hasWork = [&] {
@@ -373,6 +400,7 @@ void spool_c::writer_c::work() {
         const std::lock_guard guard(mutex);
         sinks = std::exchange(newSinks, std::nullopt);
         isFlush = flushWanted;
+        hand.isAwaited = std::exchange(isAwaited, false);
         changed = newLimits.has_value();
         limits = std::exchange(newLimits, std::nullopt).value_or(limits);
         hand.bytes += std::exchange(queue.bytes, 0);
@@ -384,9 +412,7 @@ void spool_c::writer_c::work() {
             hand.sources = std::exchange(queue.sources, std::nullopt);
         }
         for (const auto& [sink, progress] : std::exchange(queue.progress, {})) {
-            progress_s& sum = hand.progress[sink];
-            sum = {std::max(sum.cursor, progress.cursor), sum.setAside + progress.setAside,
-                   sum.delivered + progress.delivered, sum.retried + progress.retried};
+            add(&hand.progress[sink], progress);
         }
     }
     try {
@@ -406,6 +432,10 @@ void spool_c::writer_c::work() {
     }
     const auto now = steady_t::now();
     if (full && now - lastTry < retryEvery && !sinks && !isFlush) {
+        if (hand.isAwaited && database) {
+            commitCursors(&hand);
+            publish(false);
+        }
         return;
     }
     lastTry = now;
@@ -456,14 +486,8 @@ bool spool_c::writer_c::tryCommit(work_s* work) {
     }
     if (database) {
         sqlite3_exec(database.get(), "ROLLBACK", nullptr, nullptr, nullptr);
-        if (!work->progress.empty() && !work->entries.empty()) {
-            try {
-                commit({.entries = {}, .boots = {}, .sources = {}, .progress = work->progress, .bytes = 0});
-                work->progress.clear();
-                sqlite3_exec(database.get(), "PRAGMA wal_checkpoint(TRUNCATE)", nullptr, nullptr, nullptr);
-            } catch (const std::exception&) {
-                sqlite3_exec(database.get(), "ROLLBACK", nullptr, nullptr, nullptr);
-            }
+        if (!work->entries.empty()) {
+            commitCursors(work);
         }
     }
     const std::lock_guard guard(mutex);
@@ -472,6 +496,25 @@ bool spool_c::writer_c::tryCommit(work_s* work) {
     }
     committed.trouble = why;
     return false;
+}
+
+// What fails stays for the next time.
+void spool_c::writer_c::commitCursors(work_s* work) {
+    if (work->progress.empty()) {
+        return;
+    }
+    try {
+        commit({.entries = {},
+                .boots = {},
+                .sources = {},
+                .progress = work->progress,
+                .bytes = 0,
+                .isAwaited = false});
+        work->progress.clear();
+        sqlite3_exec(database.get(), "PRAGMA wal_checkpoint(TRUNCATE)", nullptr, nullptr, nullptr);
+    } catch (const std::exception&) {
+        sqlite3_exec(database.get(), "ROLLBACK", nullptr, nullptr, nullptr);
+    }
 }
 
 void spool_c::writer_c::commit(const work_s& work) {
@@ -483,9 +526,16 @@ void spool_c::writer_c::commit(const work_s& work) {
     }
     insertEntries(work, &next);
     settle(work, &next);
-    trim(&next);
-    save(next);
+    trim(&next, work.isAwaited ? worthATrim : 1);
+    if (work.sources) {
+        saveSources(next);
+    }
+    if (next.lastSeq != state.lastSeq || next.bytes != state.bytes) {
+        statements->saveTotal.bind(next.lastSeq, next.bytes).run();
+    }
+    saveSinks(next);
     execute(database.get(), "COMMIT");
+    saved = next.sinks;
     state = std::move(next);
 }
 
@@ -522,7 +572,7 @@ void spool_c::writer_c::settle(const work_s& work, state_s* next) {
         const progress_s& progress = entry->second;
         sink.delivered += progress.delivered;
         sink.retried += progress.retried;
-        if (progress.cursor > sink.cursor) {
+        if (progress.jumps == sink.jumps && progress.cursor > sink.cursor) {
             const std::uint64_t count = countOf(sink, sink.cursor, progress.cursor);
             const std::uint64_t aside = std::min(progress.setAside, count);
             sink.setAside += aside;
@@ -532,22 +582,24 @@ void spool_c::writer_c::settle(const work_s& work, state_s* next) {
     }
 }
 
-void spool_c::writer_c::trim(state_s* next) {
-    trimSettled(next);
+// Removes what all sinks have when it is at least `worth` entries, and what is beyond the limits.
+void spool_c::writer_c::trim(state_s* next, std::int64_t worth) {
+    const std::int64_t before = next->firstSeq;
+    const std::int64_t low = std::min(settledUpTo(*next), next->firstSeq + trimmedAtOnce);
+    if (low - next->firstSeq + 1 >= worth) {
+        remove(next, low);
+    }
     for (int round = 0; round < 100 && isOver(*next) && drop(next, cutFor(*next)); ++round) {
     }
-    statement_c free(database.get(), "PRAGMA freelist_count");
-    constexpr std::int64_t keptFree = 2'000, givenBack = 500;  // pages
-    if (free.step() && free.integer(0) > keptFree) {
-        free.reset();
-        execute(database.get(), "PRAGMA incremental_vacuum(" + std::to_string(givenBack) + ")");
+    if (next->firstSeq == before) {
+        return;
     }
-}
-
-void spool_c::writer_c::trimSettled(state_s* next) {
-    const std::int64_t low = std::min(settledUpTo(*next), next->firstSeq + trimmedAtOnce);
-    if (low >= next->firstSeq) {
-        remove(next, low);
+    statement_c& free = statements->free;
+    constexpr std::int64_t keptFree = 2'000, givenBack = 500;  // pages
+    const bool isMuch = free.step() && free.integer(0) > keptFree;
+    free.reset();
+    if (isMuch) {
+        execute(database.get(), "PRAGMA incremental_vacuum(" + std::to_string(givenBack) + ")");
     }
 }
 
@@ -564,9 +616,11 @@ bool spool_c::writer_c::isOver(const state_s& next) {
     if (next.entries() > limits.maxEvents || next.bytes > limits.maxBytes) {
         return true;
     }
-    statement_c oldest(database.get(), "SELECT taken_at FROM entry ORDER BY seq LIMIT 1");
+    statement_c& oldest = statements->oldest;
     const std::int64_t limit = nowMicroseconds() - static_cast<std::int64_t>(limits.maxAge) * 1'000'000;
-    return oldest.step() && oldest.integer(0) < limit;
+    const bool isOld = oldest.step() && oldest.integer(0) < limit;
+    oldest.reset();
+    return isOld;
 }
 
 // Up to where entries have to go: an even number at a time, so that not every commit has to drop some.
@@ -601,6 +655,7 @@ bool spool_c::writer_c::drop(state_s* next, std::int64_t upTo) {
         if (sink.cursor < upTo) {
             const loss_s loss = lossOf(&sink, upTo);
             sink.cursor = upTo;
+            ++sink.jumps;
             if (loss.count > 0) {
                 losses.push_back(loss);
             }
@@ -663,19 +718,28 @@ void spool_c::writer_c::insertOverflow(state_s* next, const loss_s& loss, std::i
     loss.sink->taken += loss.replaces ? 0 : 1;
 }
 
-void spool_c::writer_c::save(const state_s& next) {
+void spool_c::writer_c::saveSources(const state_s& next) {
     for (const source_account_s& source : next.sources) {
         const std::string text = nlohmann::json(source).dump();
         statements->saveSource.bind(std::string_view(source.reader), std::string_view(text)).run();
     }
-    execute(database.get(), "DELETE FROM sink");
-    for (const sink_account_s& sink : next.sinks) {
-        statements->saveSink
-            .bind(sink.id, std::string_view(sink.name), static_cast<std::int64_t>(sink.streams), sink.cursor,
-                  sink.taken, sink.confirmed, sink.setAside, sink.dropped, sink.delivered, sink.retried)
-            .run();
+}
+
+void spool_c::writer_c::saveSinks(const state_s& next) {
+    if (!std::ranges::equal(next.sinks, saved, {}, &sink_account_s::id, &sink_account_s::id)) {
+        statements->forgetSinks.run();
+        saved.clear();
     }
-    statements->saveTotal.bind(next.lastSeq, next.bytes).run();
+    for (std::size_t i = 0; i < next.sinks.size(); ++i) {
+        const sink_account_s& sink = next.sinks[i];
+        if (i >= saved.size() || sink != saved[i]) {
+            statements->saveSink
+                .bind(sink.id, std::string_view(sink.name), static_cast<std::int64_t>(sink.streams),
+                      sink.cursor, sink.taken, sink.confirmed, sink.setAside, sink.dropped, sink.delivered,
+                      sink.retried)
+                .run();
+        }
+    }
 }
 
 // The streams of the sink have changed: what it takes now decides what is pending.
@@ -720,8 +784,15 @@ void spool_c::writer_c::takeSinks(const std::vector<sink_config_s>& wantedSinks)
 void spool_c::writer_c::publish(bool wake) {
     const std::lock_guard guard(mutex);
     held = queue.bytes + hand.bytes;
+    for (const sink_account_s& before : std::exchange(committed.sinks, state.sinks)) {
+        const auto after = std::ranges::find(state.sinks, before.id, &sink_account_s::id);
+        const auto wakeup = wakeups.find(before.id);
+        if (!wake && wakeup != wakeups.end() && after != state.sinks.end() &&
+            after->cursor != before.cursor) {
+            wakeup->second->wake();
+        }
+    }
     committed.sources = state.sources;
-    committed.sinks = state.sinks;
     committed.entries = state.entries();
     committed.bytes = state.bytes;
     if (!full) {
@@ -830,18 +901,17 @@ void spool_c::take(std::vector<new_entry_s> entries, std::vector<source_account_
     writer->wanted.notify_one();
 }
 
-void spool_c::moveCursor(std::int64_t sink, const progress_s& progress) {
+void spool_c::moveCursor(std::int64_t sink, const progress_s& progress, bool soon) {
     const std::lock_guard guard(writer->mutex);
-    progress_s& sum = writer->queue.progress[sink];
-    sum = {std::max(sum.cursor, progress.cursor), sum.setAside + progress.setAside,
-           sum.delivered + progress.delivered, sum.retried + progress.retried};
+    add(&writer->queue.progress[sink], progress);
+    writer->isAwaited |= soon;
     writer->wanted.notify_one();
 }
 
-std::int64_t spool_c::cursorOf(std::int64_t sink) const {
+spool_c::position_s spool_c::positionOf(std::int64_t sink) const {
     const std::lock_guard guard(writer->mutex);
     const auto found = std::ranges::find(writer->committed.sinks, sink, &sink_account_s::id);
-    return found == writer->committed.sinks.end() ? 0 : found->cursor;
+    return found == writer->committed.sinks.end() ? position_s() : position_s{found->cursor, found->jumps};
 }
 
 void spool_c::wakeAtCommit(std::int64_t sink, wakeup_c* wakeup) {

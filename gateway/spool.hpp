@@ -82,12 +82,20 @@ class spool_c {
     // last call.
     struct progress_s {
         std::int64_t cursor = 0;
+        std::uint64_t jumps = 0;  // those of position_s; with fewer than there were, `cursor` is void
         std::uint64_t setAside = 0, delivered = 0, retried = 0;
     };
-    void moveCursor(std::int64_t sink, const progress_s& progress);
-    // Sender threads. The committed cursor: beyond that of the sender itself when entries were dropped.
-    std::int64_t cursorOf(std::int64_t sink) const;
-    // Any thread. `wakeup` is woken after each commit with new entries; nullptr ends it.
+    // `soon`: the sender waits for the commit, which is else made within 50 ms.
+    void moveCursor(std::int64_t sink, const progress_s& progress, bool soon = false);
+    // Sender threads. The committed cursor, and how often the spool has moved it by itself: when it has
+    // dropped entries.
+    struct position_s {
+        std::int64_t cursor = 0;
+        std::uint64_t jumps = 0;
+    };
+    position_s positionOf(std::int64_t sink) const;
+    // Any thread. `wakeup` is woken after each commit with new entries, or that moves the sink's cursor;
+    // nullptr ends it.
     void wakeAtCommit(std::int64_t sink, wakeup_c* wakeup);
 
   private:

@@ -121,8 +121,9 @@ class file_sink_c : public sink_c {
             trouble = error;
             return 0;
         }
-        first = first == 0 ? entries.front().seq : first;
-        last = entries.back().seq;
+        // An overflow comes behind entries whose places are higher.
+        first = first == 0 ? entries.front().seq : std::min(first, entries.front().seq);
+        last = std::max(last, entries.back().seq);
         hasEntries = true;
         return entries.size();
     }

@@ -63,7 +63,9 @@ struct mqtt_link_c::callbacks_s {
     }
 
     static void acknowledged(mosquitto*, void* link, int id, int reason, const mosquitto_property*) {
-        if (id != of(link)->availabilityId) {
+        if (id == of(link)->availabilityId) {
+            of(link)->availabilityId = 0;  // after 65,535 messages an entry has the same
+        } else {
             // A link that is lost before it has brought anything is not tried more often.
             of(link)->backOff = reason < firstFailure ? firstBackOff : of(link)->backOff;
             const std::lock_guard guard(of(link)->mutex);

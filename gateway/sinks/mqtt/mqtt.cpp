@@ -95,7 +95,7 @@ class mqtt_sink_c : public sink_c {
     void send(const entry_s& entry);
     void setAside(const entry_s& entry, const std::string& reason);
     void takeAck(const mqtt_ack_s& ack);
-    void sendWaiting();
+    void sendRefused();
     void judgeLink(const mqtt_news_s& news, poll_s* result);
 
     const std::string name;
@@ -106,7 +106,6 @@ class mqtt_sink_c : public sink_c {
 
     std::unique_ptr<mqtt_link_c> link;
     std::unordered_map<int, entry_s> sent;  // by message id: not acknowledged yet
-    std::deque<entry_s> waiting;            // taken while the link was down, in order
     std::deque<entry_s> refused;            // by the server, for a reason that may go
     std::string refusal;                    // of the last one; empty: nothing is refused
     steady_t::time_point refusedAgain{};    // when they are sent again
@@ -138,13 +137,11 @@ std::optional<failure_s> mqtt_sink_c::open() {
 }
 
 std::size_t mqtt_sink_c::offer(std::span<const entry_s> entries) {
-    const bool isUp = link->isUp();
+    if (!link->isUp()) {
+        return 0;  // becoming up wakes the sender
+    }
     for (const entry_s& entry : entries) {
-        if (isUp && waiting.empty()) {
-            send(entry);
-        } else {
-            waiting.push_back(entry);
-        }
+        send(entry);
     }
     return entries.size();
 }
@@ -195,11 +192,8 @@ void mqtt_sink_c::takeAck(const mqtt_ack_s& ack) {
     }
 }
 
-// Those that wait for the link, and those that the server may accept now.
-void mqtt_sink_c::sendWaiting() {
-    for (const entry_s& entry : std::exchange(waiting, {})) {
-        send(entry);
-    }
+// Those that the server may accept now.
+void mqtt_sink_c::sendRefused() {
     if (!refused.empty() && steady_t::now() >= refusedAgain) {
         refusal.clear();
         for (const entry_s& entry : std::exchange(refused, {})) {
@@ -235,7 +229,7 @@ poll_s mqtt_sink_c::poll() {
     const mqtt_news_s news = link->take();
     std::ranges::for_each(news.acks, [this](const mqtt_ack_s& ack) { takeAck(ack); });
     if (news.isUp) {
-        sendWaiting();
+        sendRefused();
     }
     poll_s result;
     judgeLink(news, &result);
@@ -250,7 +244,6 @@ poll_s mqtt_sink_c::poll() {
 void mqtt_sink_c::close() {
     link.reset();
     sent.clear();
-    waiting.clear();
     refused.clear();
     refusal.clear();
     settled.clear();
