@@ -91,6 +91,7 @@ struct sender_c::impl_s {
     std::size_t unsettled = 0;      // flights
     std::int64_t readPosition = 0;  // entries up to here were offered, or do not concern the sink
     std::int64_t highest = 0;       // seq that was ever offered
+    std::int64_t lastOverflow = 0;  // seq of the last one offered
     std::int64_t posted = 0;        // cursor that the spool was told
     spool_c::progress_s progress;   // that the spool was not told yet
     std::chrono::milliseconds backOff{0};
@@ -372,11 +373,13 @@ std::size_t sender_c::impl_s::offer(std::vector<entry_s>* entries) {
     roomLeft = taken == allowed;
     for (std::size_t i = 0; i < taken; ++i) {
         const std::int64_t seq = (*entries)[i].seq;
+        const bool isOverflow = (*entries)[i].stream == stream_e::overflow;
         flights.insert(std::ranges::upper_bound(flights, seq, {}, &flight_s::seq),
-                       {.seq = seq, .isOverflow = (*entries)[i].stream == stream_e::overflow});
+                       {.seq = seq, .isOverflow = isOverflow});
         ++unsettled;
         ++progress.delivered;
-        progress.retried += seq <= highest ? 1 : 0;
+        const bool isAgain = isOverflow ? std::exchange(lastOverflow, seq) == seq : seq <= highest;
+        progress.retried += isAgain ? 1 : 0;
         highest = std::max(highest, seq);
         readPosition = std::max(readPosition, seq);
     }

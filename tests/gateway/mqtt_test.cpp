@@ -202,7 +202,7 @@ TEST(Mqtt, LosesNothingWhenTheGatewayIsKilled) {
     site.broker.start();
     site.broker.admitGateway();
     const subscriber_s subscriber(site.broker.port);
-    constexpr int kills = 5;
+    constexpr int kills = 20;
     for (int round = 0; round < kills; ++round) {
         site.startGateway();
         const std::size_t before = subscriber.numbers().size();
