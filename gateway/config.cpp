@@ -88,6 +88,49 @@ void takeSources(const json& document, config_s* config, lines_t* mistakes) {
     }
 }
 
+// Follows the parser to tell keys that an object has twice: of them the parser keeps the last.
+class key_watch_c {
+  public:
+    explicit key_watch_c(lines_t* mistakeList) : mistakes(mistakeList) {}
+    void take(json::parse_event_t event, const json& value) {
+        using event_e = json::parse_event_t;
+        const bool begins = event == event_e::object_start || event == event_e::array_start;
+        if ((begins || event == event_e::value) && !levels.empty() && levels.back().isArray) {
+            ++levels.back().count;
+        }
+        if (begins) {
+            levels.push_back({.isArray = event == event_e::array_start});
+        } else if (event == event_e::key) {
+            level_s& level = levels.back();
+            level.key = value.get<std::string>();
+            if (!level.seen.insert(level.key).second) {
+                mistakes->push_back(place() + ": is there twice");
+            }
+        } else if (event != event_e::value) {
+            levels.pop_back();
+        }
+    }
+
+  private:
+    struct level_s {
+        bool isArray = false;
+        std::size_t count = 0;  // of the array's values so far
+        std::string key{};      // of the object, the last one
+        std::set<std::string> seen{};
+    };
+    std::string place() const {
+        std::string text;
+        for (const level_s& level : levels) {
+            text += level.isArray ? "[" + std::to_string(level.count - 1) + "]"
+                                  : (text.empty() ? "" : ".") + level.key;
+        }
+        return text;
+    }
+
+    std::vector<level_s> levels;
+    lines_t* mistakes;
+};
+
 // Endpoints and names are used once.
 class uniqueness_c {
   public:
@@ -147,8 +190,30 @@ void checkSpool(const spool_config_s& spool, lines_t* mistakes) {
     }
 }
 
+// Of each file that a text of the settings names: which one it is, its size and its time.
+std::string filesOf(const json& settings) {
+    std::string state;
+    if (settings.is_structured()) {
+        for (const json& value : settings) {
+            state += filesOf(value);
+        }
+        return state;
+    }
+    const std::string path = settings.is_string() ? settings.get<std::string>() : "";
+    struct stat status {};
+    if (!path.starts_with('/') || stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) {
+        return state;
+    }
+    for (const std::int64_t part : {static_cast<std::int64_t>(status.st_ino), status.st_size,
+                                    status.st_mtim.tv_sec, status.st_mtim.tv_nsec}) {
+        state += std::to_string(part) + " ";
+    }
+    return state;
+}
+
 sink_config_s sinkOf(const json& object) {
-    sink_config_s sink{.name = object["name"], .type = object["type"], .settings = object};
+    sink_config_s sink{
+        .name = object["name"], .type = object["type"], .settings = object, .files = filesOf(object)};
     for (const std::string word : object.value("streams", json::array({"tags"}))) {
         sink.streams |= streamBit(streamOf(word).value_or(stream_e::tags));
     }
@@ -194,8 +259,16 @@ std::optional<config_s> readConfig(const std::string& file, std::vector<std::str
 std::optional<config_s> parseConfig(const std::string& text, const std::string& name,
                                     std::vector<std::string>* mistakes) {
     json document;
+    key_watch_c keys(mistakes);
+    mistakes->clear();
     try {
-        document = json::parse(text, nullptr, true, true);
+        document = json::parse(
+            text,
+            [&keys](int, json::parse_event_t event, json& value) {
+                keys.take(event, value);
+                return true;
+            },
+            true, true);
     } catch (const json::exception& error) {
         // "[json.exception.parse_error.101] parse error at line 2, column 3: ..."
         const std::string_view what = error.what();
@@ -203,7 +276,7 @@ std::optional<config_s> parseConfig(const std::string& text, const std::string& 
         mistakes->push_back(name + ": " + std::string(begin == what.npos ? what : what.substr(begin + 2)));
         return std::nullopt;
     }
-    *mistakes = findSchemaFaults(configSchemaText, document, "");
+    std::ranges::copy(findSchemaFaults(configSchemaText, document, ""), std::back_inserter(*mistakes));
     if (!mistakes->empty()) {
         return std::nullopt;
     }

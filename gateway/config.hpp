@@ -34,6 +34,10 @@ struct sink_config_s {
     std::string reader{};     // the first source, which names the gateway to a server
     double maxRate = 0.0;     // entries a second while it catches up; 0: no limit
     nlohmann::json settings;  // the whole object of the sink, checked against the schema
+    // The state of the files that the settings name, such as secrets: another one when one of them has
+    // changed.
+    std::string files{};
+    bool operator==(const sink_config_s&) const = default;
 };
 
 struct config_s {

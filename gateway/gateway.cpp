@@ -33,6 +33,7 @@ using steady_t = std::chrono::steady_clock;
 constexpr auto drainWithin = 5s;
 constexpr auto settleWithin = 2s;     // of a sink that changes, what is in flight
 constexpr long tick = 1'000;          // ms
+constexpr long shortTick = 20;        // ms, while senders end
 constexpr auto silenceAllowed = 20s;  // of a thread, before the watchdog is no longer fed
 
 // Descriptor for SIGTERM, SIGINT and SIGHUP, which are blocked for all threads to come.
@@ -69,8 +70,10 @@ class gateway_c {
     bool openStatus(const std::string& endpoint);
     void loop();
     void reload();
+    void finishReload();
     bool applySources(const config_s& next);
-    void applySinks(const config_s& next);
+    void endSenders(const config_s& next);
+    void startSenders();
     void answerStatus();
     void feedWatchdog();
     void end();
@@ -81,7 +84,10 @@ class gateway_c {
     spool_c spool;
     intake_c intake{&spool};
     std::unique_ptr<spool_reader_c> reader;
-    std::map<std::string, std::unique_ptr<sender_c>> senders;  // by the sink's name
+    std::map<std::string, std::unique_ptr<sender_c>> senders;        // by the sink's name
+    std::map<std::string, std::unique_ptr<sender_c>> endingSenders;  // which a reload waits for
+    bool isReloading = false;
+    bool reloadWanted = false;
     std::optional<connection_s> statusSocket;
     std::unique_ptr<bound_file_c> statusFile;
     pulse_watch_s intakePulse, spoolPulse;
@@ -134,7 +140,7 @@ bool gateway_c::start() {
         spdlog::error("{}", error);
         return false;
     }
-    applySinks(config);
+    startSenders();
     return true;
 }
 
@@ -156,12 +162,18 @@ void gateway_c::loop() {
     for (;;) {
         zmq_pollitem_t items[] = {{nullptr, signals.fd, ZMQ_POLLIN, 0},
                                   {statusSocket->socket.get(), 0, ZMQ_POLLIN, 0}};
-        zmq_poll(items, 2, tick);
+        zmq_poll(items, 2, isReloading ? shortTick : tick);
         signalfd_siginfo signal{};
         while (read(signals.fd, &signal, sizeof signal) == sizeof signal) {
             if (signal.ssi_signo != SIGHUP) {
                 return;
             }
+            reloadWanted = true;
+        }
+        if (isReloading) {
+            finishReload();
+        }
+        if (!isReloading && std::exchange(reloadWanted, false)) {
             reload();
         }
         if ((items[1].revents & ZMQ_POLLIN) != 0) {
@@ -184,15 +196,30 @@ void gateway_c::reload() {
     }
     if (mistakes.empty() && applySources(*next)) {
         spool.configure(next->spool);
-        applySinks(*next);
+        endSenders(*next);
         config = *next;
-        spdlog::info("{}: the new configuration is in force", configFile);
-    } else {
-        for (const std::string& mistake : mistakes) {
-            spdlog::error("{}: {}", configFile, mistake);
-        }
-        spdlog::error("{}: the old configuration stays in force", configFile);
+        isReloading = true;
+        return;
     }
+    for (const std::string& mistake : mistakes) {
+        spdlog::error("{}: {}", configFile, mistake);
+    }
+    spdlog::error("{}: the old configuration stays in force", configFile);
+    sd_notify(0, "READY=1");
+}
+
+// A sink that has changed begins when the old one has ended: both may be the same client to a server.
+void gateway_c::finishReload() {
+    const auto ended =
+        std::ranges::count_if(endingSenders, [](const auto& row) { return row.second->hasEnded(); });
+    if (static_cast<std::size_t>(ended) < endingSenders.size()) {
+        return;
+    }
+    endingSenders.clear();
+    spool.setSinks(config.sinks);
+    startSenders();
+    isReloading = false;
+    spdlog::info("{}: the new configuration is in force", configFile);
     sd_notify(0, "READY=1");
 }
 
@@ -205,20 +232,24 @@ bool gateway_c::applySources(const config_s& next) {
     return false;
 }
 
-// Ends the senders whose sink has changed or gone, then starts those that are new.
-void gateway_c::applySinks(const config_s& next) {
-    for (const sink_config_s& before : config.sinks) {
-        const auto after = std::ranges::find(next.sinks, before.name, &sink_config_s::name);
-        if (after == next.sinks.end() || after->settings != before.settings) {
-            const auto sender = senders.find(before.name);
-            sender->second->drain(steady_t::now() + settleWithin, false);
-            sender->second->join();
-            senders.erase(sender);
+// Of the sinks that have changed or gone.
+void gateway_c::endSenders(const config_s& next) {
+    for (auto sender = senders.begin(); sender != senders.end();) {
+        const auto before = std::ranges::find(config.sinks, sender->first, &sink_config_s::name);
+        if (std::ranges::find(next.sinks, *before) != next.sinks.end()) {
+            ++sender;
+            continue;
         }
+        sender->second->drain(steady_t::now() + settleWithin, false);
+        endingSenders[sender->first] = std::move(sender->second);
+        sender = senders.erase(sender);
     }
-    spool.setSinks(next.sinks);
+}
+
+// Of the sinks that have none.
+void gateway_c::startSenders() {
     const spool_account_s account = spool.account();
-    for (const sink_config_s& sink : next.sinks) {
+    for (const sink_config_s& sink : config.sinks) {
         const auto own = std::ranges::find(account.sinks, sink.name, &sink_account_s::name);
         if (!senders.contains(sink.name)) {
             senders[sink.name] = std::make_unique<sender_c>(sink, *own, &spool);
@@ -236,6 +267,9 @@ void gateway_c::answerStatus() {
     std::map<std::string, sender_status_s> states;
     for (const auto& [name, sender] : senders) {
         states[name] = sender->status();
+    }
+    for (const auto& [name, sender] : endingSenders) {
+        states[name] = {.trouble = "its settings change", .inFlight = sender->status().inFlight};
     }
     nlohmann::json document = statusDocument(spool.account(), states, reader.get());
     document["version"] = TARNWICK_VERSION;
@@ -265,7 +299,11 @@ void gateway_c::end() {
     for (const auto& [name, sender] : senders) {
         sender->join();
     }
+    for (const auto& [name, sender] : endingSenders) {
+        sender->join();
+    }
     reader.reset();
+    endingSenders.clear();
     senders.clear();
     spool.stop();
     for (const sink_account_s& sink : spool.account().sinks) {

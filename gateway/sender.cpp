@@ -178,7 +178,7 @@ bool sender_c::impl_s::isFinished() {
     if (steady_t::now() >= drainEnd.load()) {
         return true;
     }
-    return isOpen && unsettled == 0 && (nothingMore || !deliverRest);
+    return unsettled == 0 && (!deliverRest || (isOpen && nothingMore));
 }
 
 bool sender_c::impl_s::openSink() {
@@ -416,12 +416,17 @@ void sender_c::drain(std::chrono::steady_clock::time_point end, bool deliverRest
     impl->wakeup.wake();
 }
 
+bool sender_c::hasEnded() {
+    if (steady_t::now() >= impl->drainEnd.load()) {
+        impl->abort.request_stop();
+    }
+    return impl->end.wait_for(0s) == std::future_status::ready;
+}
+
 void sender_c::join() {
     if (impl->thread.joinable()) {
-        // A sink that waits for its receiver is called back.
-        if (impl->end.wait_until(impl->drainEnd.load()) == std::future_status::timeout) {
-            impl->abort.request_stop();
-        }
+        impl->end.wait_until(impl->drainEnd.load());
+        hasEnded();
         impl->thread.join();
         impl->spool->wakeAtCommit(impl->account.id, nullptr);
     }

@@ -29,6 +29,9 @@ class sender_c {
     // Main thread. From now on it ends as soon as everything in the spool is settled, or without
     // `deliverRest` what is in flight, at the latest at `end`.
     void drain(std::chrono::steady_clock::time_point end, bool deliverRest);
+    // Main thread. Whether it has ended since drain(). When its time is over, a sink that still waits for
+    // its receiver is called back.
+    bool hasEnded();
     // Main thread. Waits for its end.
     void join();
 

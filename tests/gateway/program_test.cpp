@@ -9,6 +9,7 @@
 
 using nlohmann::json;
 using testing::HasSubstr;
+using namespace std::chrono_literals;
 
 namespace {
 
@@ -203,6 +204,33 @@ TEST(Gateway, ReloadsItsConfigurationAndKeepsTheOldOneWhenTheNewIsBad) {
     EXPECT_EQ(gateway.askStatus().first, 0);
     gateway.process.reset();
     EXPECT_EQ(gateway.askStatus().first, 2);
+}
+
+TEST(Gateway, AnswersWhileASinkThatHasChangedWaitsForItsReceiver) {
+    // A server that accepts and says nothing.
+    const socket_s silent(ZMQ_STREAM);
+    zmq_bind(silent.handle, "tcp://127.0.0.1:*");
+    std::array<char, 64> place{};
+    std::size_t size = place.size();
+    zmq_getsockopt(silent.handle, ZMQ_LAST_ENDPOINT, place.data(), &size);
+    const std::string port = std::string(place.data()).substr(std::string("tcp://127.0.0.1:").size());
+    const auto sinks = [&](const std::string& topic) {
+        return listOfSinks(R"({"name": "site", "type": "mqtt", "url": "mqtt://127.0.0.1:)" + port +
+                           R"(", "topic": ")" + topic + R"("})");
+    };
+    gateway_s gateway(sinks("old"));
+    gateway.start();
+    ASSERT_TRUE(silent.receive());
+    gateway.writeConfig(sinks("new"));
+    gateway.process->signal(SIGHUP);
+    int answers = 0;
+    ASSERT_TRUE(eventually([&] {
+        const std::string trouble = gateway.sink("site").at("trouble");
+        answers += trouble == "its settings change" ? 1 : 0;
+        return gateway.process->waitForOutput("the new configuration is in force", 0ms);
+    }));
+    EXPECT_GT(answers, 0);
+    EXPECT_TRUE(silent.receive());  // the new one
 }
 
 TEST(Gateway, WritesFilesThatAreWholeInEachFormat) {
