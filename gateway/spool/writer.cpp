@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <spdlog/spdlog.h>
 #include <sys/file.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -21,6 +22,7 @@ using steady_t = std::chrono::steady_clock;
 constexpr auto commitEvery = 50ms;
 constexpr std::size_t commitAt = 500;       // entries
 constexpr auto retryEvery = 500ms;          // while nothing can be written
+constexpr off_t reserveSize = 1 << 20;      // bytes
 constexpr std::int64_t worthATrim = 1'000;  // entries that all sinks have, when a sender waits
 
 }  // namespace
@@ -29,6 +31,7 @@ bool spool_c::writer_c::open(const spool_config_s& config, std::string* error) {
     limits = config;
     const std::string& directory = config.directory;
     file = directory + "/spool.db";
+    reserve = directory + "/spool.reserve";
     std::error_code failure;
     std::filesystem::create_directory(directory, failure);
     lock.fd = ::open((directory + "/spool.lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0640);
@@ -54,8 +57,21 @@ bool spool_c::writer_c::open(const spool_config_s& config, std::string* error) {
         *error = file + ": " + problem.what();
         return false;
     }
+    holdReserve();
     publish(false);
     return true;
+}
+
+// Room on a full disk for the cursors, without which nothing would be delivered or removed any more.
+void spool_c::writer_c::holdReserve() const {
+    const descriptor_s opened{::open(reserve.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0640)};
+    if (opened.fd < 0 || posix_fallocate(opened.fd, 0, reserveSize) != 0) {
+        freeReserve();
+    }
+}
+
+void spool_c::writer_c::freeReserve() const {
+    ::unlink(reserve.c_str());
 }
 
 // Also the log of the database goes aside, which belongs to it.
@@ -185,6 +201,7 @@ bool spool_c::writer_c::tryCommit() {
         commit(hand);
         hand = {};
         if (std::exchange(full, false)) {
+            holdReserve();
             spdlog::warn("{}: can be written again", file);
         }
         return true;
@@ -198,6 +215,7 @@ bool spool_c::writer_c::tryCommit() {
     }
     if (store.isOpen()) {
         store.rollBack();
+        freeReserve();
         if (!hand.entries.empty()) {
             commitCursors();
         }

@@ -22,6 +22,7 @@ class spool_c::writer_c {
     void run();
 
     std::string file;
+    std::string reserve;  // file
     std::thread thread;
     boot_list_c boots;
     std::atomic<std::uint64_t> pulse{0};
@@ -55,6 +56,8 @@ class spool_c::writer_c {
     void moveAside(const std::string& why);
     void beginAnew();
     bool isTrimDue();
+    void holdReserve() const;
+    void freeReserve() const;
     void publish(bool wake);
 
     // Of the writer's thread.

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <sched.h>
 #include <sys/mount.h>
+#include <sys/resource.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -194,31 +195,57 @@ TEST(Spool, MovesABrokenFileAsideAndGoesOn) {
     EXPECT_EQ(f.entriesOf(0)[0].stream, stream_e::overflow);
 }
 
-TEST(Spool, WaitsInMemoryWhileTheDiskIsFull) {
-    // A file system of its own, as small as the test needs it; seen by this process alone.
-    const temp_dir_s directory;
-    ASSERT_EQ(unshare(CLONE_NEWNS), 0) << "needs root";
-    ASSERT_EQ(mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr), 0);
-    ASSERT_EQ(mount("tmpfs", directory.path.c_str(), "tmpfs", 0, "size=4m"), 0);
-    {
-        fixture_s f(directory.path);
-        f.config.maxEvents = 1'000'000;
-        f.open();
-        f.take(100);
-        writeTextFile(directory.path / "ballast", std::string(8 << 20, 'x'));
-        f.take(2'000, 1'000);
-        EXPECT_NE(f.spool->account().trouble, "");
-        EXPECT_EQ(f.spool->account().sources.at(0).taken, 100U);  // what is committed, and sums that close
-        f.take(100, 1 << 20);                                     // more than the memory for it
-        std::filesystem::remove(directory.path / "ballast");
-        ASSERT_EQ(mount("tmpfs", directory.path.c_str(), "tmpfs", MS_REMOUNT, "size=256m"), 0);
-        ASSERT_TRUE(eventually([&] { return f.spool->account().trouble.empty(); }));
-        f.spool->flush();
-        const source_account_s source = f.spool->account().sources.at(0);
-        EXPECT_EQ(source.heard, 2'200U);
-        EXPECT_GT(source.refused, 0U);
-        EXPECT_GT(source.taken, 2'100U);
-        f.expectThatSumsClose();
+// A file system of its own, seen by this process alone: a full disk. Needs root, or user namespaces.
+bool mountSmallDisk(const std::filesystem::path& place) {
+    const bool isAlone = unshare(CLONE_NEWNS) == 0 || unshare(CLONE_NEWUSER | CLONE_NEWNS) == 0;
+    return isAlone && mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+           mount("tmpfs", place.c_str(), "tmpfs", 0, "size=4m") == 0;
+}
+
+// Files that cannot grow: a quota, or a disk with faults. Always possible.
+void limitFiles(rlim_t bytes) {
+    const rlimit limit{bytes, RLIM_INFINITY};
+    signal(SIGXFSZ, SIG_IGN);
+    setrlimit(RLIMIT_FSIZE, &limit);
+}
+
+TEST(Spool, WaitsInMemoryWhileNothingCanBeWritten) {
+    for (const bool isMounted : {false, true}) {
+        const temp_dir_s directory;
+        if (isMounted && !mountSmallDisk(directory.path)) {
+            ASSERT_NE(geteuid(), 0U) << "root can mount";
+            break;
+        }
+        SCOPED_TRACE(isMounted ? "a full disk" : "files that cannot grow");
+        {
+            fixture_s f(directory.path);
+            f.config.maxEvents = 1'000'000;
+            f.open();
+            f.take(100);
+            isMounted ? writeTextFile(directory.path / "ballast", std::string(8 << 20, 'x'))
+                      : limitFiles(100'000);
+            f.take(2'000, 1'000);
+            EXPECT_NE(f.spool->account().trouble, "");
+            EXPECT_EQ(f.spool->account().sources.at(0).taken, 100U);  // committed, and sums that close
+            f.settle(0, 50);                                          // the cursors find room
+            EXPECT_EQ(f.sink(0).pending(), 50U);
+            f.take(100, 1 << 20);  // more than the memory for it
+            if (isMounted) {
+                std::filesystem::remove(directory.path / "ballast");
+                ASSERT_EQ(mount("tmpfs", directory.path.c_str(), "tmpfs", MS_REMOUNT, "size=256m"), 0);
+            } else {
+                limitFiles(RLIM_INFINITY);
+            }
+            ASSERT_TRUE(eventually([&] { return f.spool->account().trouble.empty(); }));
+            f.spool->flush();
+            const source_account_s source = f.spool->account().sources.at(0);
+            EXPECT_EQ(source.heard, 2'200U);
+            EXPECT_GT(source.refused, 0U);
+            EXPECT_GT(source.taken, 2'100U);
+            f.expectThatSumsClose();
+        }
+        if (isMounted) {
+            umount(directory.path.c_str());
+        }
     }
-    umount(directory.path.c_str());
 }
