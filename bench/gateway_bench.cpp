@@ -20,9 +20,8 @@
 #include <vector>
 
 #include "database.hpp"
+#include "gateway_load.hpp"
 #include "intake.hpp"
-#include "sender.hpp"
-#include "spool.hpp"
 #include "verdict.hpp"
 
 namespace {
@@ -30,21 +29,8 @@ namespace {
 constexpr std::size_t reports = 200'000;
 constexpr std::size_t atOnce = 500;
 
-std::string reportOf(std::size_t number) {
-    return R"({"data":{"antenna":1,"eventNum":)" + std::to_string(number) +
-           R"(,"format":"epc","idHex":"30340a0b0c0d0e0f10111213","peakRssi":-52},)"
-           R"("timestamp":"2026-03-02T10:15:30.123+0000","type":"INVENTORY"})";
-}
-
-template <class Work>
-double secondsOf(Work work) {
-    const auto begin = std::chrono::steady_clock::now();
-    work();
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
-}
-
 double lookAtFrames(const std::vector<std::string>& bodies) {
-    return secondsOf([&] {
+    return secondsFor([&] {
         for (const std::string& body : bodies) {
             benchmark::DoNotOptimize(judgeTagFrame(body));
         }
@@ -52,7 +38,7 @@ double lookAtFrames(const std::vector<std::string>& bodies) {
 }
 
 double parseFrames(const std::vector<std::string>& bodies) {
-    return secondsOf([&] {
+    return secondsFor([&] {
         for (const std::string& body : bodies) {
             benchmark::DoNotOptimize(nlohmann::json::parse(body));
         }
@@ -66,7 +52,7 @@ double insertBare(const std::string& directory, const std::vector<std::string>& 
             "PRAGMA journal_mode=WAL; PRAGMA synchronous=NORMAL;"
             "CREATE TABLE entry(seq INTEGER PRIMARY KEY, body TEXT)");
     statement_c insert(database.get(), "INSERT INTO entry(body) VALUES(?)");
-    return secondsOf([&] {
+    return secondsFor([&] {
         for (std::size_t i = 0; i < bodies.size(); ++i) {
             if (i % atOnce == 0) {
                 execute(database.get(), i == 0 ? "BEGIN" : "COMMIT; BEGIN");
@@ -77,30 +63,9 @@ double insertBare(const std::string& directory, const std::vector<std::string>& 
     });
 }
 
-double fillSpool(spool_c* spool, const std::vector<std::string>& bodies) {
-    std::vector<source_account_s> sources(1);
-    sources[0].reader = "dock";
-    const std::int64_t boot = spool->addBoot("dock", 1);
-    return secondsOf([&] {
-        for (std::size_t i = 0; i < bodies.size(); i += atOnce) {
-            std::vector<new_entry_s> entries;
-            for (std::size_t j = i; j < i + atOnce; ++j) {
-                entries.push_back({.source = 0,
-                                   .stream = stream_e::tags,
-                                   .boot = boot,
-                                   .number = j,
-                                   .takenAt = nowMicroseconds(),
-                                   .body = bodies[j]});
-            }
-            spool->take(std::move(entries), &sources);
-        }
-        spool->flush();
-    });
-}
-
 double copyBare(const std::string& directory, const std::vector<std::string>& bodies) {
     const std::string name = directory + "/bare.jsonl";
-    return secondsOf([&] {
+    return secondsFor([&] {
         std::FILE* const file = std::fopen(name.c_str(), "w");
         for (const std::string& body : bodies) {
             std::fwrite(body.data(), 1, body.size(), file);
@@ -109,15 +74,6 @@ double copyBare(const std::string& directory, const std::vector<std::string>& bo
         std::fflush(file);
         fdatasync(fileno(file));
         std::fclose(file);
-    });
-}
-
-double emptySpool(spool_c* spool, const sink_config_s& config) {
-    const spool_account_s account = spool->account();
-    sender_c sender(config, *std::ranges::find(account.sinks, config.name, &sink_account_s::name), spool);
-    return secondsOf([&] {
-        sender.drain(std::chrono::steady_clock::now() + std::chrono::minutes(1), true);
-        sender.join();
     });
 }
 
@@ -130,7 +86,7 @@ double produceBare(const std::string& servers, const std::vector<std::string>& b
     rd_kafka_t* const producer = rd_kafka_new(RD_KAFKA_PRODUCER, conf, error.data(), error.size());
     rd_kafka_topic_t* const topic = rd_kafka_topic_new(producer, "bare", nullptr);
     const std::string_view key = "30340a0b0c0d0e0f10111213";
-    const double seconds = secondsOf([&] {
+    const double seconds = secondsFor([&] {
         for (const std::string& body : bodies) {
             while (rd_kafka_produce(topic, RD_KAFKA_PARTITION_UA, RD_KAFKA_MSG_F_COPY,
                                     const_cast<char*>(body.data()), body.size(), key.data(), key.size(),
@@ -154,10 +110,7 @@ int main() {
         return 1;
     }
     directory = std::filesystem::absolute(directory);
-    std::vector<std::string> bodies;
-    for (std::size_t i = 0; i < reports; ++i) {
-        bodies.push_back(reportOf(i));
-    }
+    const std::vector<std::string> bodies = reportsUpTo(reports);
     const double look = lookAtFrames(bodies), parse = parseFrames(bodies);
     const double bare = insertBare(directory, bodies);
     const sink_config_s sink{.name = "file",
@@ -188,8 +141,7 @@ int main() {
         fill = fillSpool(&spool, bodies);
         empty = emptySpool(&spool, sink);
         produce = emptySpool(&spool, kafka);
-        spool.flush();
-        left = spool.account().sinks.at(0).pending() + spool.account().sinks.at(1).pending();
+        left = pendingIn(&spool);
     }
     const double bareProduce = produceBare(servers, bodies);
     rd_kafka_mock_cluster_destroy(cluster);
@@ -206,6 +158,7 @@ int main() {
     met &= atLeast("a look against a parse", parse / look, 5);
     met &= atLeast("the spool against bare rows", bare / fill, 0.25);
     met &= atLeast("files against a bare copy", copy / empty, 0.02);
+    met &= atLeast("reports/s into files", count / empty, 100'000);
     met &= atLeast("Kafka against a bare producer", bareProduce / produce, 0.2);
     return met ? 0 : 1;
 }
