@@ -28,6 +28,7 @@ namespace {
 
 constexpr std::size_t reports = 200'000;
 constexpr std::size_t atOnce = 500;
+constexpr int rounds = 3;  // of which the middle one counts
 
 double lookAtFrames(const std::vector<std::string>& bodies) {
     return secondsFor([&] {
@@ -77,26 +78,44 @@ double copyBare(const std::string& directory, const std::vector<std::string>& bo
     });
 }
 
-// To the same cluster as the sink, with the same promises.
+// To the same cluster as the sink, with the same promises and the same records.
 double produceBare(const std::string& servers, const std::vector<std::string>& bodies) {
     std::array<char, 512> error{};
     rd_kafka_conf_t* const conf = rd_kafka_conf_new();
     rd_kafka_conf_set(conf, "bootstrap.servers", servers.c_str(), error.data(), error.size());
     rd_kafka_conf_set(conf, "enable.idempotence", "true", error.data(), error.size());
+    // As the sink has it; with the library's 100,000 it is slower here.
+    rd_kafka_conf_set(conf, "queue.buffering.max.messages", "10000", error.data(), error.size());
     rd_kafka_t* const producer = rd_kafka_new(RD_KAFKA_PRODUCER, conf, error.data(), error.size());
-    rd_kafka_topic_t* const topic = rd_kafka_topic_new(producer, "bare", nullptr);
-    const std::string_view key = "30340a0b0c0d0e0f10111213";
+    const std::string key = "30340a0b0c0d0e0f10111213";
+    std::vector<attribute_s> attributes =
+        attributesOf({.reader = "dock", .key = key, .boot = 1, .number = 0, .body = bodies[0]});
+    attributes.push_back({"partitionkey", key});
+    std::vector<std::string> names;
+    for (const attribute_s& attribute : attributes) {
+        names.push_back("ce_" + std::string(attribute.name));
+    }
     const double seconds = secondsFor([&] {
-        for (const std::string& body : bodies) {
-            while (rd_kafka_produce(topic, RD_KAFKA_PARTITION_UA, RD_KAFKA_MSG_F_COPY,
-                                    const_cast<char*>(body.data()), body.size(), key.data(), key.size(),
-                                    nullptr) != 0) {
+        for (std::size_t i = 0; i < bodies.size(); ++i) {
+            attributes[1].value = "1/" + std::to_string(i);  // the id
+            rd_kafka_headers_t* const headers = rd_kafka_headers_new(names.size() + 1);
+            for (std::size_t j = 0; j < names.size(); ++j) {
+                rd_kafka_header_add(headers, names[j].data(), static_cast<ssize_t>(names[j].size()),
+                                    attributes[j].value.data(),
+                                    static_cast<ssize_t>(attributes[j].value.size()));
+            }
+            rd_kafka_header_add(headers, "content-type", -1, eventContentType.data(),
+                                static_cast<ssize_t>(eventContentType.size()));
+            while (rd_kafka_producev(producer, RD_KAFKA_V_TOPIC("bare"),
+                                     RD_KAFKA_V_MSGFLAGS(RD_KAFKA_MSG_F_COPY),
+                                     RD_KAFKA_V_VALUE(const_cast<char*>(bodies[i].data()), bodies[i].size()),
+                                     RD_KAFKA_V_KEY(key.data(), key.size()), RD_KAFKA_V_HEADERS(headers),
+                                     RD_KAFKA_V_END) != RD_KAFKA_RESP_ERR_NO_ERROR) {
                 rd_kafka_poll(producer, 1);
             }
         }
         rd_kafka_flush(producer, 60'000);
     });
-    rd_kafka_topic_destroy(topic);
     rd_kafka_destroy(producer);
     return seconds;
 }
@@ -125,7 +144,7 @@ int main() {
         .type = "kafka",
         .streams = streamBit(stream_e::tags),
         .settings = {{"topic", "tags"}, {"properties", {{"bootstrap.servers", servers}}}}};
-    double fill = 0.0, empty = 0.0, produce = 0.0;
+    std::vector<double> fills, empties, produces, bareProduces;
     std::uint64_t left = reports;
     {
         spool_c spool;
@@ -138,12 +157,16 @@ int main() {
         }
         spool.start();
         spool.setSinks({sink, kafka});
-        fill = fillSpool(&spool, bodies);
-        empty = emptySpool(&spool, sink);
-        produce = emptySpool(&spool, kafka);
+        for (int round = 0; round < rounds; ++round) {
+            fills.push_back(fillSpool(&spool, bodies));
+            empties.push_back(emptySpool(&spool, sink));
+            produces.push_back(emptySpool(&spool, kafka));
+            bareProduces.push_back(produceBare(servers, bodies));
+        }
         left = pendingIn(&spool);
     }
-    const double bareProduce = produceBare(servers, bodies);
+    const double fill = middleOf(fills), empty = middleOf(empties);
+    const double produce = middleOf(produces), bareProduce = middleOf(bareProduces);
     rd_kafka_mock_cluster_destroy(cluster);
     rd_kafka_destroy(owner);
     const double copy = copyBare(directory, bodies);

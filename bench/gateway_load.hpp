@@ -31,6 +31,11 @@ inline double secondsFor(auto work) {
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
 }
 
+inline double middleOf(std::vector<double> values) {
+    std::ranges::sort(values);
+    return values[values.size() / 2];
+}
+
 // Seconds until all of them are committed, for every sink of the spool.
 inline double fillSpool(spool_c* spool, const std::vector<std::string>& bodies) {
     constexpr std::size_t atOnce = 500;

@@ -47,11 +47,6 @@ constexpr int window = 200;                 // messages in flight, of the sink a
 constexpr const char* topic = "tarnwick/dock/tags";
 constexpr double mebi = 1024.0 * 1024.0;
 
-double middleOf(std::vector<double> values) {
-    std::ranges::sort(values);
-    return values[values.size() / 2];
-}
-
 // mosquitto on a free port of the loopback interface.
 struct server_s {
     server_s() {
@@ -148,6 +143,15 @@ double processorTime(pid_t pid) {
     return (user + system) / static_cast<double>(sysconf(_SC_CLK_TCK));
 }
 
+// Seconds that all processors together were not idle.
+double busyTime() {
+    std::istringstream fields(readTextFile("/proc/stat"));
+    std::string word;
+    double user = 0, nice = 0, system = 0, idle = 0, waiting = 0, interrupts = 0, soft = 0, stolen = 0;
+    fields >> word >> user >> nice >> system >> idle >> waiting >> interrupts >> soft >> stolen;
+    return (user + nice + system + interrupts + soft + stolen) / static_cast<double>(sysconf(_SC_CLK_TCK));
+}
+
 // A line of /proc/PID/status, such as VmRSS, in MiB.
 double memoryOf(pid_t pid, const std::string& line) {
     const std::string status = readTextFile("/proc/" + std::to_string(pid) + "/status");
@@ -183,7 +187,12 @@ bool deliverSteadily(std::uint64_t seconds) {
     tags.waitForSubscriber();
     eventually([&] { return way.isSubscribed.load(); });
 
+    const auto partsUsed = [&] {
+        return processorTime(gateway.process->pid) + processorTime(server.process->pid) +
+               processorTime(getpid());
+    };
     const double before = processorTime(gateway.process->pid);
+    const double othersBefore = busyTime() - partsUsed();
     const auto begin = steady_t::now();
     for (std::uint64_t number = 0; number < count; ++number) {
         waitForTurn(begin, rate, number);
@@ -193,6 +202,7 @@ bool deliverSteadily(std::uint64_t seconds) {
     }
     const double lasted = std::chrono::duration<double>(steady_t::now() - begin).count();
     const double used = processorTime(gateway.process->pid) - before;
+    const double others = busyTime() - partsUsed() - othersBefore;
     eventually([&] { return way.came == count; });
 
     std::vector<double> milliseconds;
@@ -206,11 +216,13 @@ bool deliverSteadily(std::uint64_t seconds) {
         const auto last = static_cast<double>(milliseconds.size() - 1);
         return milliseconds.empty() ? 1e9 : milliseconds[static_cast<std::size_t>(part * last)];
     };
+    std::printf("%lu reports in %.1f s: p50 %.1f ms, p99 %.1f ms, most %.1f ms, %lu came twice\n", count,
+                lasted, at(0.5), at(0.99), at(1.0), way.repeats.load());
     std::printf(
-        "%lu reports in %.1f s: p50 %.1f ms, p99 %.1f ms, most %.1f ms, %lu came twice, "
-        "memory %.1f MiB\n",
-        count, lasted, at(0.5), at(0.99), at(1.0), way.repeats.load(),
-        memoryOf(gateway.process->pid, "VmHWM"));
+        "memory %.1f MiB; other programs had %.0f %% of the processors, and above 20 %% the times say "
+        "little\n",
+        memoryOf(gateway.process->pid, "VmHWM"),
+        100 * others / lasted / static_cast<double>(sysconf(_SC_NPROCESSORS_ONLN)));
     bool met = atLeast("reports/s from the socket", static_cast<double>(count) / lasted, 0.99 * rate);
     met &= atMost("reports that never came", static_cast<double>(count - way.came), 0);
     met &= atMost("p99 from frame to subscriber, ms", at(0.99), 100);
