@@ -170,6 +170,16 @@ void checkSources(const config_s& config, const json& document, lines_t* mistake
     endpoints.add(config.status, "status");
 }
 
+// Whether files can be made in `folder`; one mistake when not.
+void checkFolder(const std::filesystem::path& folder, const std::string& place, lines_t* mistakes) {
+    std::error_code ignored;
+    if (!std::filesystem::is_directory(folder, ignored)) {
+        mistakes->push_back(place + ": " + folder.string() + " is not a folder");
+    } else if (access(folder.c_str(), W_OK | X_OK) != 0) {
+        mistakes->push_back(place + ": " + folder.string() + ": " + std::strerror(errno));
+    }
+}
+
 void takeSpool(const json& object, spool_config_s* spool) {
     take(object, "directory", &spool->directory);
     take(object, "maxEvents", &spool->maxEvents);
@@ -182,12 +192,7 @@ void checkSpool(const spool_config_s& spool, lines_t* mistakes) {
     std::error_code ignored;
     const std::filesystem::path directory = spool.directory;
     const bool exists = std::filesystem::exists(directory, ignored);
-    const std::filesystem::path place = exists ? directory : directory.parent_path();
-    if (!std::filesystem::is_directory(place, ignored)) {
-        mistakes->push_back("spool.directory: " + place.string() + " is not a folder");
-    } else if (access(place.c_str(), W_OK | X_OK) != 0) {
-        mistakes->push_back("spool.directory: " + place.string() + ": " + std::strerror(errno));
-    }
+    checkFolder(exists ? directory : directory.parent_path(), "spool.directory", mistakes);
 }
 
 // Of each file that a text of the settings names: which one it is, its size and its time.
@@ -218,7 +223,20 @@ sink_config_s sinkOf(const json& object) {
         sink.streams |= streamBit(streamOf(word).value_or(stream_e::tags));
     }
     take(object, "maxRate", &sink.maxRate);
+    take(object, "deadLetterBytes", &sink.deadLetterBytes);
     return sink;
+}
+
+// The spool's own folder need not exist yet.
+void takeDeadLetterFile(const spool_config_s& spool, const std::string& place, sink_config_s* sink,
+                        lines_t* mistakes) {
+    const std::filesystem::path directory = spool.directory;
+    sink->deadLetterFile = (directory / (sink->name + ".dead.jsonl")).string();
+    take(sink->settings, "deadLetterFile", &sink->deadLetterFile);
+    const std::filesystem::path folder = std::filesystem::path(sink->deadLetterFile).parent_path();
+    if (folder != directory) {
+        checkFolder(folder, place + ".deadLetterFile", mistakes);
+    }
 }
 
 void takeSinks(const json& list, config_s* config, lines_t* mistakes) {
@@ -228,9 +246,10 @@ void takeSinks(const json& list, config_s* config, lines_t* mistakes) {
         sink.reader = config->sources.empty() ? "" : config->sources.front().reader;
         const std::string place = placeOf("sinks", i);
         names.add(sink.name, place + ".name");
-        for (const char* key : {"path", "bind"}) {
+        for (const char* key : {"path", "bind", "deadLetterFile"}) {
             targets.add(list[i].value(key, ""), place + "." + key);
         }
+        takeDeadLetterFile(config->spool, place, &sink, mistakes);
         const sink_type_s* type = findSinkType(sink.type);
         if (type == nullptr) {
             mistakes->push_back(place + ".type: this twgate was built without " + sink.type);

@@ -29,10 +29,13 @@ struct spool_config_s {
 
 struct sink_config_s {
     std::string name;
-    std::string type;         // a row of the table of sinks
-    unsigned streams = 0;     // mask of streamBit()
-    std::string reader{};     // the first source, which names the gateway to a server
-    double maxRate = 0.0;     // entries a second while it catches up; 0: no limit
+    std::string type;      // a row of the table of sinks
+    unsigned streams = 0;  // mask of streamBit()
+    std::string reader{};  // the first source, which names the gateway to a server
+    double maxRate = 0.0;  // entries a second while it catches up; 0: no limit
+    // Where a sink keeps what its receiver refuses for good (dead_letter.hpp).
+    std::string deadLetterFile{};
+    std::uint64_t deadLetterBytes = 67'108'864;
     nlohmann::json settings;  // the whole object of the sink, checked against the schema
     // The state of the files that the settings name, such as secrets: another one when one of them has
     // changed.

@@ -17,6 +17,7 @@
 #include <filesystem>
 #include <nlohmann/json.hpp>
 
+#include "lines.hpp"
 #include "sink.hpp"
 
 namespace {
@@ -185,15 +186,8 @@ class file_sink_c : public sink_c {
 
     // All of it, or nothing and the reason.
     std::string writeAll(std::string_view text) {
-        std::size_t done = 0;
-        while (done < text.size()) {
-            const ssize_t count = ::write(fd, text.data() + done, text.size() - done);
-            if (count < 0 && errno != EINTR) {
-                const std::string error = describe(name + ".part");
-                // A line must not be half there.
-                return ::ftruncate(fd, static_cast<off_t>(size)) == 0 ? error : describe(error);
-            }
-            done += count > 0 ? static_cast<std::size_t>(count) : 0;
+        if (!appendWhole(fd, static_cast<off_t>(size), text)) {
+            return describe(name + ".part");
         }
         size += text.size();
         return {};
@@ -272,24 +266,6 @@ class file_sink_c : public sink_c {
                 fs::rename(part, fs::path(part).replace_extension(), failure);
             }
         }
-    }
-
-    // Bytes up to behind the last line end; -1 when the file cannot be read.
-    static off_t wholeLines(int file) {
-        std::array<char, 4096> block{};
-        for (off_t end = ::lseek(file, 0, SEEK_END); end > 0;) {
-            const off_t begin = std::max<off_t>(0, end - static_cast<off_t>(block.size()));
-            const ssize_t count = ::pread(file, block.data(), static_cast<std::size_t>(end - begin), begin);
-            if (count != end - begin) {
-                return -1;
-            }
-            const std::string_view text(block.data(), static_cast<std::size_t>(count));
-            if (const std::size_t line = text.rfind('\n'); line != text.npos) {
-                return begin + static_cast<off_t>(line) + 1;
-            }
-            end = begin;
-        }
-        return 0;
     }
 
     const std::string path;
