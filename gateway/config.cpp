@@ -10,6 +10,7 @@
 #include <cstring>
 #include <filesystem>
 #include <set>
+#include <sstream>
 
 #include "event.hpp"
 #include "sink.hpp"
@@ -45,6 +46,17 @@ std::optional<std::string> readWhole(const std::string& file, struct stat* statu
         return std::nullopt;
     }
     text.resize(static_cast<std::size_t>(got));
+    return text;
+}
+
+// Nothing, with the reason, when the file cannot be read or is open to every user.
+std::optional<std::string> readSecretText(const std::string& file, std::string* error) {
+    struct stat status {};
+    std::optional<std::string> text = readWhole(file, &status, error);
+    if (text && (status.st_mode & S_IROTH) != 0) {
+        *error = "every user may read it; use chmod o= on it";
+        return std::nullopt;
+    }
     return text;
 }
 
@@ -310,18 +322,28 @@ std::optional<config_s> parseConfig(const std::string& text, const std::string& 
 }
 
 std::optional<std::string> readSecret(const std::string& file, std::string* error) {
-    struct stat status {};
-    std::optional<std::string> text = readWhole(file, &status, error);
-    if (!text) {
-        return std::nullopt;
+    std::optional<std::string> text = readSecretText(file, error);
+    if (text) {
+        text->resize(std::min(text->find_first_of("\r\n"), text->size()));
+        if (text->empty()) {
+            *error = "its first line is empty";
+            return std::nullopt;
+        }
     }
-    text->resize(std::min(text->find_first_of("\r\n"), text->size()));
-    if ((status.st_mode & S_IROTH) != 0) {
-        *error = "every user may read it; use chmod o= on it";
-    } else if (text->empty()) {
-        *error = "its first line is empty";
-    } else {
-        return text;
+    return text;
+}
+
+lines_t readSecrets(const std::string& file, std::string* error) {
+    lines_t secrets;
+    if (const std::optional<std::string> text = readSecretText(file, error)) {
+        std::istringstream stream(*text);
+        for (std::string line; std::getline(stream, line);) {
+            line.resize(std::min(line.find('\r'), line.size()));
+            if (!line.empty()) {
+                secrets.push_back(line);
+            }
+        }
+        *error = secrets.empty() ? "has not a line in it" : "";
     }
-    return std::nullopt;
+    return secrets;
 }

@@ -61,3 +61,6 @@ std::optional<config_s> parseConfig(const std::string& text, const std::string& 
 // A secret from a file: its first line, without the line end. Nothing, with the reason in `error`, when
 // the file cannot be read, is empty, or may be read by every user.
 std::optional<std::string> readSecret(const std::string& file, std::string* error);
+
+// All lines of such a file but the empty ones. None, with the reason, under the same conditions.
+std::vector<std::string> readSecrets(const std::string& file, std::string* error);

@@ -128,5 +128,7 @@ std::vector<std::string> findKafkaMistakes(const sink_config_s& config);
 std::unique_ptr<sink_c> makeKafkaSink(const sink_config_s& config, sink_context_s context);
 std::vector<std::string> findMqttMistakes(const sink_config_s& config);
 std::unique_ptr<sink_c> makeMqttSink(const sink_config_s& config, sink_context_s context);
+std::vector<std::string> findWebhookMistakes(const sink_config_s& config);
+std::unique_ptr<sink_c> makeWebhookSink(const sink_config_s& config, sink_context_s context);
 std::vector<std::string> findZmqMistakes(const sink_config_s& config);
 std::unique_ptr<sink_c> makeZmqSink(const sink_config_s& config, sink_context_s context);

@@ -56,7 +56,7 @@ class spool_c {
     bool open(const spool_config_s& config, std::string* error);
     // Starts the writer thread.
     void start();
-    // Waits until what is queued now is committed, or cannot be.
+    // Any thread. Waits until what is queued now is committed, or cannot be.
     void flush();
     // Commits what is queued, ends the writer and closes the database.
     void stop();

@@ -132,12 +132,17 @@ names_t namesIn(const json& rule) {
     return names;
 }
 
-const char* typeText(const std::string& type) {
+// Of one type, or of an array of them.
+names_t typeTexts(const json& types) {
     constexpr std::pair<const char*, const char*> texts[] = {
         {"string", "a string"}, {"number", "a number"},       {"integer", "a whole number"},
         {"array", "an array"},  {"boolean", "true or false"}, {"object", "an object"}};
-    const auto* text = std::ranges::find(texts, type, [](const auto& row) { return std::string(row.first); });
-    return text == std::end(texts) ? "another value" : text->second;
+    names_t names;
+    for (const json& type : types.is_array() ? types : json::array({types})) {
+        const auto* text = std::ranges::find(texts, type, [](const auto& row) { return json(row.first); });
+        names.emplace_back(text == std::end(texts) ? "another value" : text->second);
+    }
+    return names;
 }
 
 // A schema with the verdicts of the library on each of its parts.
@@ -290,6 +295,13 @@ void lookAtParts(judge_c* judge, const look_s& at, findings_s* found) {
             }
         }
     }
+    // Keys of any name, whose values have one rule.
+    if (const auto rule = at.schema.find("additionalProperties");
+        rule != at.schema.end() && rule->is_object() && at.value.is_object()) {
+        for (const auto& [key, member] : at.value.items()) {
+            look(judge, {*rule, member, below(at.place, key), at.reason}, found);
+        }
+    }
     if (at.schema.contains("items") && at.value.is_array()) {
         for (std::size_t i = 0; i < at.value.size() && found->faults.size() < enoughFaults; ++i) {
             const std::string place = at.place + "[" + std::to_string(i) + "]";
@@ -354,7 +366,7 @@ void look(judge_c* judge, const look_s& where, findings_s* found) {
     const json& schema = judge->resolved(where.schema);
     const look_s at{schema, where.value, where.place, where.reason};
     if (schema.contains("type") && !judge->accepts(schema, at.value, "type")) {
-        found->faults.push_back({at.place, fault_s::shape, "must be", {typeText(schema["type"])}});
+        found->faults.push_back({at.place, fault_s::shape, "must be", typeTexts(schema["type"])});
         return;
     }
     lookAtKeywords(judge, at, found);

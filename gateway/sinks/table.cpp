@@ -11,6 +11,7 @@ constexpr std::array types{
     sink_type_s{"file", findFileMistakes, makeFileSink},
     sink_type_s{"kafka", findKafkaMistakes, makeKafkaSink},
     sink_type_s{"mqtt", findMqttMistakes, makeMqttSink},
+    sink_type_s{"webhook", findWebhookMistakes, makeWebhookSink},
     sink_type_s{"zmq", findZmqMistakes, makeZmqSink},
 };
 

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 // The sink "mqtt" with a real server: what is lost, what comes twice, and who is told why.
-#include <arpa/inet.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <set>
 
 #include "gateway/program.hpp"
+#include "gateway/server.hpp"
 #include "sinks/mqtt/topic.hpp"
 
 using nlohmann::json;
@@ -14,23 +14,6 @@ using nlohmann::json;
 namespace {
 
 constexpr std::uint64_t window = 50;  // of the sinks here
-
-int freePort() {
-    const int fd = socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in address{AF_INET, 0, {htonl(INADDR_LOOPBACK)}, {}};
-    socklen_t size = sizeof address;
-    bind(fd, reinterpret_cast<sockaddr*>(&address), size);
-    getsockname(fd, reinterpret_cast<sockaddr*>(&address), &size);
-    close(fd);
-    return ntohs(address.sin_port);
-}
-
-void runTool(const std::string& command) {
-    process_s tool("/bin/sh", {{"-c", command}, {}, {}});
-    if (tool.waitForExit() != 0) {
-        throw std::runtime_error(command + ": " + tool.output());
-    }
-}
 
 // A server that forgets all when it ends. Clients without a name are served, and the user "twgate" once it
 // is admitted: so a test has its subscriber there before the gateway.
@@ -285,13 +268,7 @@ TEST(Mqtt, SpeaksBothVersionsAndTellsWhetherItIsThere) {
 TEST(Mqtt, SpeaksTlsOnlyToAServerThatItKnows) {
     const temp_dir_s directory;
     const auto file = [&](const std::string& name) { return (directory.path / name).string(); };
-    for (const std::string name : {"stranger", "authority", "server", "client"}) {
-        const bool isSigned = name == "server" || name == "client";
-        runTool("openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes -subj /CN=" + name +
-                " -addext subjectAltName=IP:127.0.0.1 -keyout " + file(name + ".key") + " -out " +
-                file(name + ".pem") +
-                (isSigned ? " -CA " + file("authority.pem") + " -CAkey " + file("authority.key") : ""));
-    }
+    makeCertificates(directory.path);
     const int plainPort = freePort();
     site_s site("", "cafile " + file("authority.pem") + "\ncertfile " + file("server.pem") + "\nkeyfile " +
                         file("server.key") + "\nrequire_certificate true\nlistener " +
