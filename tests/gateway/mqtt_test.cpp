@@ -99,22 +99,13 @@ struct site_s {
         gateway.start();
         tags.waitForSubscriber();
     }
-    void writePassword(const std::string& password) const {
-        writeTextFile(gateway.directory.path / "password", password);
-        std::filesystem::permissions(gateway.directory.path / "password", std::filesystem::perms(0600));
-    }
+    void writePassword(const std::string& password) const { gateway.writeSecret("password", password); }
     void send(std::uint64_t count) {
         for (const std::uint64_t end = sent + count; sent < end; ++sent) {
             tags.send({reportText(sent)});
         }
     }
-    bool isDown(const std::string& why) const {
-        return eventually([&] {
-            const json sink = gateway.sink("site");
-            return sink.at("state") == "down" &&
-                   sink.at("trouble").get<std::string>().find(why) != std::string::npos;
-        });
-    }
+    bool isDown(const std::string& why) const { return gateway.isDown("site", why); }
 
     broker_s broker;
     gateway_s gateway;

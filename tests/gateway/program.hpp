@@ -99,6 +99,20 @@ struct gateway_s {
         });
     }
 
+    bool isDown(const std::string& name, const std::string& why) const {
+        return eventually([&] {
+            const nlohmann::json row = sink(name);
+            return row.at("state") == "down" &&
+                   row.at("trouble").get<std::string>().find(why) != std::string::npos;
+        });
+    }
+
+    // A file that only its owner may read.
+    void writeSecret(const std::string& name, const std::string& text) const {
+        writeTextFile(directory.path / name, text);
+        std::filesystem::permissions(directory.path / name, std::filesystem::perms(0600));
+    }
+
     // The lines of the files whose names begin and end so, in the order of their names.
     std::vector<std::string> lines(const std::string& begin, const std::string& end) const {
         std::vector<std::filesystem::path> files;
