@@ -6,11 +6,17 @@
 #include <signal.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
+#include <chrono>
+#include <condition_variable>
 #include <cstring>
+#include <mutex>
 #include <random>
+#include <thread>
 
 #include "config.hpp"
+#include "sinks/ending.hpp"
 
 namespace {
 
@@ -18,11 +24,10 @@ using namespace std::chrono_literals;
 using steady_t = std::chrono::steady_clock;
 
 constexpr auto connectWithin = 10s;
-constexpr auto goodbyeWithin = 1s;
+constexpr auto goodbyeWithin = 500ms;
 constexpr int loopTimeout = 200;  // ms, until the thread looks whether it has to end
 constexpr std::chrono::milliseconds firstBackOff = 200ms, lastBackOff = 30s;
 constexpr std::uint32_t sessionExpiry = 3'600;  // s for which the server keeps the session of a lost link
-constexpr int firstFailure = 128;               // of the reason codes of MQTT 5
 constexpr std::string_view online = "online", offline = "offline";
 
 // Properties of MQTT 5; none of them is sent with 3.1.1.
@@ -35,6 +40,10 @@ class properties_c {
     mosquitto_property* list = nullptr;
 };
 
+struct free_s {
+    void operator()(mosquitto* client) const { mosquitto_destroy(client); }
+};
+
 const char* textOrNull(const std::string& text) {
     return text.empty() ? nullptr : text.c_str();
 }
@@ -45,9 +54,54 @@ std::string errorText(int code) {
 
 }  // namespace
 
+bool isOfTheMessage(int reason) {
+    constexpr std::array reasons{MQTT_RC_TOPIC_NAME_INVALID, MQTT_RC_PACKET_TOO_LARGE,
+                                 MQTT_RC_PAYLOAD_FORMAT_INVALID};
+    return std::ranges::find(reasons, reason) != reasons.end();
+}
+
+// All that the link's thread uses. It may outlive the link (ending.hpp).
+struct mqtt_link_c::impl_s {
+    impl_s(const mqtt_settings_s& linkSettings, std::function<void()> wakeOwner)
+        : settings(linkSettings), wake(std::move(wakeOwner)) {}
+
+    std::optional<std::string> configure();
+    std::optional<std::string> setPassword();
+    void run(const std::stop_token& stop);
+    void serve(const std::stop_token& stop, int code);
+    void becomeUp();
+    void sayGoodbye();
+    void setDown(const std::string& reason, bool endedByServer);
+    bool waitBackOff(const std::stop_token& stop);
+
+    struct callbacks_s;
+
+    const mqtt_settings_s settings;
+    std::unique_ptr<mosquitto, free_s> client;
+
+    // Of the link's thread.
+    bool hasNews = false;      // that the owner was not woken for
+    int connectReason = -1;    // of the last CONNACK; -1: none yet on this connection
+    int endReason = 0;         // of the server's DISCONNECT; 0: none on this connection
+    bool sessionKept = false;  // the last CONNACK has said so
+    int availabilityId = 0;    // message that says "online"
+    std::chrono::milliseconds backOff = firstBackOff;
+
+    mutable std::mutex mutex;  // of the rest
+    std::function<void()> wake;
+    std::condition_variable_any changed;
+    mqtt_news_s news;
+    std::string detail;  // what the library or the server has said of the present connection's end
+    bool wasUp = false;  // since open()
+    bool dropping = false;
+    bool isWaiting = false;  // a message was sent since the last acknowledgement
+
+    std::jthread thread;
+};
+
 // Called by libmosquitto within mosquitto_loop(), on the link's thread; the log's also where it is used.
-struct mqtt_link_c::callbacks_s {
-    static mqtt_link_c* of(void* link) { return static_cast<mqtt_link_c*>(link); }
+struct mqtt_link_c::impl_s::callbacks_s {
+    static impl_s* of(void* link) { return static_cast<impl_s*>(link); }
 
     static void connected(mosquitto*, void* link, int reason, int flags, const mosquitto_property*) {
         of(link)->connectReason = reason;
@@ -56,8 +110,9 @@ struct mqtt_link_c::callbacks_s {
 
     // The server's reason, such as "Session taken over"; without one the code is MOSQ_ERR_.
     static void disconnected(mosquitto*, void* link, int reason, const mosquitto_property*) {
-        if (reason >= firstFailure) {
+        if (reason >= firstMqttFailure) {
             const std::lock_guard guard(of(link)->mutex);
+            of(link)->endReason = reason;
             of(link)->detail = mosquitto_reason_string(reason);
         }
     }
@@ -67,9 +122,11 @@ struct mqtt_link_c::callbacks_s {
             of(link)->availabilityId = 0;  // after 65,535 messages an entry has the same
         } else {
             // A link that is lost before it has brought anything is not tried more often.
-            of(link)->backOff = reason < firstFailure ? firstBackOff : of(link)->backOff;
+            of(link)->backOff = reason < firstMqttFailure ? firstBackOff : of(link)->backOff;
             const std::lock_guard guard(of(link)->mutex);
             of(link)->news.acks.push_back({id, reason});
+            of(link)->news.endedEarly = 0;
+            of(link)->isWaiting = false;
             of(link)->hasNews = true;
         }
     }
@@ -83,21 +140,7 @@ struct mqtt_link_c::callbacks_s {
     }
 };
 
-void mqtt_link_c::free_s::operator()(mosquitto* mosquittoClient) const {
-    mosquitto_destroy(mosquittoClient);
-}
-
-mqtt_link_c::mqtt_link_c(const mqtt_settings_s& linkSettings, std::function<void()> wakeOwner)
-    : settings(linkSettings), wake(std::move(wakeOwner)), backOff(firstBackOff) {}
-
-mqtt_link_c::~mqtt_link_c() {
-    thread.request_stop();
-    if (thread.joinable()) {
-        thread.join();
-    }
-}
-
-std::optional<std::string> mqtt_link_c::configure() {
+std::optional<std::string> mqtt_link_c::impl_s::configure() {
     static const int initialised = mosquitto_lib_init();
     client.reset(mosquitto_new(settings.clientId.c_str(), settings.newSession, this));
     if (initialised != MOSQ_ERR_SUCCESS || client == nullptr) {
@@ -118,14 +161,6 @@ std::optional<std::string> mqtt_link_c::configure() {
                                textOrNull(settings.certificate), textOrNull(settings.privateKey), nullptr));
         also(mosquitto_tls_opts_set(made, 1, "tlsv1.2", nullptr));
     }
-    if (!settings.user.empty()) {
-        std::optional<std::string> password;
-        std::string error;
-        if (!settings.passwordFile.empty() && !(password = readSecret(settings.passwordFile, &error))) {
-            return settings.passwordFile + ": " + error;
-        }
-        also(mosquitto_username_pw_set(made, settings.user.c_str(), password ? password->c_str() : nullptr));
-    }
     if (!settings.availability.empty()) {
         also(mosquitto_will_set(made, settings.availability.c_str(), static_cast<int>(offline.size()),
                                 offline.data(), 1, true));
@@ -143,39 +178,43 @@ std::optional<std::string> mqtt_link_c::configure() {
         mosquitto_connect_bind_v5(made, settings.host.c_str(), -1, settings.keepAlive, nullptr,
                                   properties.list);
     }
+    return code == MOSQ_ERR_SUCCESS ? setPassword() : std::optional(errorText(code));
+}
+
+// Before each connection: the password may have changed.
+std::optional<std::string> mqtt_link_c::impl_s::setPassword() {
+    std::optional<std::string> password;
+    std::string error;
+    if (!settings.passwordFile.empty() && !(password = readSecret(settings.passwordFile, &error))) {
+        return settings.passwordFile + ": " + error;
+    }
+    const int code = settings.user.empty()
+                         ? MOSQ_ERR_SUCCESS
+                         : mosquitto_username_pw_set(client.get(), settings.user.c_str(),
+                                                     password ? password->c_str() : nullptr);
     return code == MOSQ_ERR_SUCCESS ? std::nullopt : std::optional(errorText(code));
 }
 
-std::optional<std::string> mqtt_link_c::open(std::stop_token abort) {
-    if (std::optional<std::string> error = configure()) {
-        return error;
-    }
-    thread = std::jthread([this](const std::stop_token& stop) { run(stop); });
-    std::unique_lock lock(mutex);
-    changed.wait(lock, abort, [this] { return wasUp || firstOver; });
-    return wasUp ? std::nullopt : std::optional(firstOver ? news.trouble : "twgate ends");
-}
-
-void mqtt_link_c::run(const std::stop_token& stop) {
+void mqtt_link_c::impl_s::run(const std::stop_token& stop) {
     // A write to a connection that the server has closed must not end the process.
     sigset_t signals;
     sigemptyset(&signals);
     sigaddset(&signals, SIGPIPE);
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 
-    int code =
-        mosquitto_connect_async(client.get(), settings.host.c_str(), settings.port, settings.keepAlive);
-    for (;;) {
-        serve(stop, code);
-        if (stop.stop_requested() || !waitBackOff(stop)) {
-            return;
+    serve(stop,
+          mosquitto_connect_async(client.get(), settings.host.c_str(), settings.port, settings.keepAlive));
+    while (!stop.stop_requested() && waitBackOff(stop)) {
+        if (const std::optional<std::string> error = setPassword()) {
+            setDown(*error, false);
+        } else {
+            serve(stop, mosquitto_reconnect_async(client.get()));
         }
-        code = mosquitto_reconnect_async(client.get());
     }
 }
 
 // From the attempt to connect, which ended with `code`, to the loss of the connection.
-void mqtt_link_c::serve(const std::stop_token& stop, int code) {
+void mqtt_link_c::impl_s::serve(const std::stop_token& stop, int code) {
     const auto begun = steady_t::now();
     std::string reason = code == MOSQ_ERR_SUCCESS ? "" : errorText(code);
     const auto isDropping = [this] {
@@ -183,6 +222,7 @@ void mqtt_link_c::serve(const std::stop_token& stop, int code) {
         return dropping;
     };
     connectReason = -1;
+    endReason = 0;
     bool up = false;
     while (reason.empty() && !stop.stop_requested()) {
         code = mosquitto_loop(client.get(), loopTimeout, 1);
@@ -202,16 +242,17 @@ void mqtt_link_c::serve(const std::stop_token& stop, int code) {
             reason = "nothing was confirmed for " + std::to_string(settings.keepAlive) + " s";
         }
         if (std::exchange(hasNews, false)) {
+            const std::lock_guard guard(mutex);
             wake();
         }
     }
     if (up && reason.empty()) {
         sayGoodbye();
     }
-    setDown(reason);
+    setDown(reason, up && !reason.empty() && code != MOSQ_ERR_SUCCESS && code != MOSQ_ERR_KEEPALIVE);
 }
 
-void mqtt_link_c::becomeUp() {
+void mqtt_link_c::impl_s::becomeUp() {
     if (!settings.availability.empty()) {
         mosquitto_publish_v5(client.get(), &availabilityId, settings.availability.c_str(),
                              static_cast<int>(online.size()), online.data(), 1, true, nullptr);
@@ -222,35 +263,38 @@ void mqtt_link_c::becomeUp() {
     news.trouble.clear();
     detail.clear();
     hasNews = true;
-    changed.notify_all();
 }
 
-void mqtt_link_c::setDown(const std::string& reason) {
+void mqtt_link_c::impl_s::setDown(const std::string& reason, bool endedByServer) {
     const std::lock_guard guard(mutex);
     news.isUp = false;
     news.trouble = detail.empty() ? reason : detail;
+    news.isOver = !wasUp;
+    // Other reasons that it tells, such as that it shuts down, are not the messages' fault.
+    if (endedByServer && isWaiting && (endReason == 0 || isOfTheMessage(endReason))) {
+        news.endedEarly += 1;
+        news.messageRefused = endReason != 0;
+    }
     detail.clear();
     dropping = false;
-    firstOver = !wasUp;
-    changed.notify_all();
     wake();
 }
 
 // Half of the time, and up to as much again at random. False when the thread has to end, also because the
 // first try was the last.
-bool mqtt_link_c::waitBackOff(const std::stop_token& stop) {
+bool mqtt_link_c::impl_s::waitBackOff(const std::stop_token& stop) {
     static thread_local std::mt19937 random{std::random_device{}()};
     std::uniform_int_distribution<std::chrono::milliseconds::rep> jitter(0, (backOff / 2).count());
     const auto wait = backOff / 2 + std::chrono::milliseconds(jitter(random));
     backOff = std::min(backOff * 2, lastBackOff);
     std::unique_lock lock(mutex);
-    if (!firstOver) {
+    if (!news.isOver) {
         changed.wait_for(lock, stop, wait, [] { return false; });
     }
-    return !firstOver && !stop.stop_requested();
+    return !news.isOver && !stop.stop_requested();
 }
 
-void mqtt_link_c::sayGoodbye() {
+void mqtt_link_c::impl_s::sayGoodbye() {
     properties_c properties;
     if (!settings.availability.empty()) {
         mosquitto_publish_v5(client.get(), nullptr, settings.availability.c_str(),
@@ -263,34 +307,63 @@ void mqtt_link_c::sayGoodbye() {
     }
 }
 
-int mqtt_link_c::publish(const std::string& topic, const std::string& payload,
-                         const mqtt_metadata_s& metadata, int* messageId) {
+mqtt_link_c::mqtt_link_c(const mqtt_settings_s& settings, std::function<void()> wakeOwner)
+    : impl(std::make_shared<impl_s>(settings, std::move(wakeOwner))) {}
+
+mqtt_link_c::~mqtt_link_c() {
+    {
+        const std::lock_guard guard(impl->mutex);
+        impl->wake = [] {};
+    }
+    impl->thread.request_stop();
+    endInTime([own = std::move(impl)] {
+        if (own->thread.joinable()) {
+            own->thread.join();
+        }
+    });
+}
+
+std::optional<std::string> mqtt_link_c::open() {
+    if (std::optional<std::string> error = impl->configure()) {
+        return error;
+    }
+    impl->thread = std::jthread([own = impl.get()](const std::stop_token& stop) { own->run(stop); });
+    return std::nullopt;
+}
+
+int mqtt_link_c::publish(const std::string& topic, const message_s& message, int* messageId) {
+    const mqtt_settings_s& settings = impl->settings;
     properties_c properties;
     if (settings.version5) {
         mosquitto_property_add_string(&properties.list, MQTT_PROP_CONTENT_TYPE,
-                                      std::string(metadata.contentType).c_str());
-        for (const attribute_s& property : metadata.userProperties) {
+                                      std::string(message.contentType).c_str());
+        for (const attribute_s& property : message.attributes) {
             mosquitto_property_add_string_pair(&properties.list, MQTT_PROP_USER_PROPERTY,
                                                std::string(property.name).c_str(), property.value.c_str());
         }
     }
-    return mosquitto_publish_v5(client.get(), messageId, topic.c_str(), static_cast<int>(payload.size()),
-                                payload.data(), settings.qos, false, properties.list);
+    {
+        const std::lock_guard guard(impl->mutex);
+        impl->isWaiting = true;
+    }
+    return mosquitto_publish_v5(impl->client.get(), messageId, topic.c_str(),
+                                static_cast<int>(message.body.size()), message.body.data(), settings.qos,
+                                false, properties.list);
 }
 
 bool mqtt_link_c::isUp() const {
-    const std::lock_guard guard(mutex);
-    return news.isUp;
+    const std::lock_guard guard(impl->mutex);
+    return impl->news.isUp;
 }
 
 mqtt_news_s mqtt_link_c::take() {
-    const std::lock_guard guard(mutex);
-    mqtt_news_s taken = news;
-    news.acks.clear();
+    const std::lock_guard guard(impl->mutex);
+    mqtt_news_s taken = impl->news;
+    impl->news.acks.clear();
     return taken;
 }
 
 void mqtt_link_c::dropConnection() {
-    const std::lock_guard guard(mutex);
-    dropping = true;
+    const std::lock_guard guard(impl->mutex);
+    impl->dropping = true;
 }

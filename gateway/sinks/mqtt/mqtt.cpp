@@ -2,12 +2,9 @@
 // Type "mqtt": each entry is one message to an MQTT server, version 5 or 3.1.1. With QoS 1 and 2 an entry is
 // confirmed when the server has acknowledged it, with QoS 0 when it is written to the socket.
 #include <mosquitto.h>
-#include <mqtt_protocol.h>
-#include <spdlog/spdlog.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstring>
 #include <deque>
@@ -15,6 +12,8 @@
 
 #include "link.hpp"
 #include "sink.hpp"
+#include "sinks/pattern.hpp"
+#include "sinks/refusals.hpp"
 #include "topic.hpp"
 
 namespace {
@@ -23,8 +22,8 @@ using namespace std::chrono_literals;
 using steady_t = std::chrono::steady_clock;
 
 constexpr auto refusedAgainAfter = 5s;
-constexpr int firstFailure = 128;  // of the reason codes of MQTT 5
-constexpr std::string_view structuredType = "application/cloudevents+json";
+// Connections in a row that the server ends without a reason and before it acknowledges anything.
+constexpr int endsBeforeSuspicion = 3;
 
 std::string textOf(const sink_config_s& config, const char* key, const std::string& otherwise = "") {
     return config.settings.value(key, otherwise);
@@ -60,19 +59,9 @@ mqtt_settings_s settingsOf(const sink_config_s& config) {
     settings.keepAlive = config.settings.value("keepAlive", settings.keepAlive);
     settings.window = config.settings.value("window", settings.window);
     settings.availability =
-        fillTopic(textOf(config, "availability", "tarnwick/{reader}/availability"), gateway);
+        pattern_c(textOf(config, "availability", "tarnwick/{reader}/availability"), appendTopicLevel)
+            .fill(gateway);
     return settings;
-}
-
-// What to do about a message that the server has refused.
-enum class refusal_e { settle, tryAgain };
-
-// Reason codes of MQTT 5 that tell of the message itself.
-refusal_e judgeRefusal(int reason) {
-    constexpr std::array ofTheMessage{MQTT_RC_TOPIC_NAME_INVALID, MQTT_RC_PACKET_TOO_LARGE,
-                                      MQTT_RC_PAYLOAD_FORMAT_INVALID};
-    return std::ranges::find(ofTheMessage, reason) != ofTheMessage.end() ? refusal_e::settle
-                                                                         : refusal_e::tryAgain;
 }
 
 class mqtt_sink_c : public sink_c {
@@ -80,11 +69,13 @@ class mqtt_sink_c : public sink_c {
     mqtt_sink_c(const sink_config_s& config, sink_context_s senderContext)
         : sink_c({.window = static_cast<std::size_t>(settingsOf(config).window),
                   .batch = static_cast<std::size_t>(settingsOf(config).window)}),
-          name(config.name),
-          topic(textOf(config, "topic", "tarnwick/{reader}/{stream}")),
-          structured(textOf(config, "format") == "cloudevent"),
+          topic(textOf(config, "topic", "tarnwick/{reader}/{stream}"), appendTopicLevel),
           settings(settingsOf(config)),
-          context(std::move(senderContext)) {}
+          form(textOf(config, "format") == "cloudevent" ? message_form_e::structured
+               : settings.version5                      ? message_form_e::binary
+                                                        : message_form_e::bare),
+          context(std::move(senderContext)),
+          refusals(config) {}
 
     std::optional<failure_s> open() override;
     std::size_t offer(std::span<const entry_s> entries) override;
@@ -92,70 +83,90 @@ class mqtt_sink_c : public sink_c {
     void close() override;
 
   private:
+    std::optional<failure_s> connect(bool toEndSession);
+    bool mayGo(std::int64_t seq) const;
     void send(const entry_s& entry);
     void setAside(const entry_s& entry, const std::string& reason);
     void takeAck(const mqtt_ack_s& ack);
     void sendRefused();
-    void judgeLink(const mqtt_news_s& news, poll_s* result);
+    std::optional<failure_s> judgeLink(const mqtt_news_s& news);
+    std::optional<failure_s> judgeEnds(const mqtt_news_s& news);
 
-    const std::string name;
-    const std::string topic;
-    const bool structured;
+    const pattern_c topic;
     const mqtt_settings_s settings;
+    const message_form_e form;
     const sink_context_s context;
 
     std::unique_ptr<mqtt_link_c> link;
+    bool endsSession = false;               // the link only ends the session of an earlier process
     std::unordered_map<int, entry_s> sent;  // by message id: not acknowledged yet
     std::deque<entry_s> refused;            // by the server, for a reason that may go
     std::string refusal;                    // of the last one; empty: nothing is refused
     steady_t::time_point refusedAgain{};    // when they are sent again
     steady_t::time_point lastProgress{};    // since which nothing was acknowledged while something is sent
     bool suspect = false;                   // the connection was dropped, since nothing was acknowledged
+    refusals_c refusals;                    // for good
+    bool isAlone = false;                   // what is sent last is one that is suspected
     std::vector<settled_s> settled;
-    std::string trouble;
+    std::string trouble;      // for which the link has to be closed
+    std::string lastTrouble;  // of the link, until it is up again
 };
 
+// A new process numbers its messages anew. With QoS 2 a server that still has the session of an earlier one
+// takes a message with an old number for a repeat, so that session ends first.
 std::optional<failure_s> mqtt_sink_c::open() {
-    // A new process numbers its messages anew. With QoS 2 a server that still has the session of an earlier
-    // one takes a message with an old number for a repeat, so that session ends first.
-    for (const bool newSession : {true, false}) {
-        if (newSession && settings.qos < 2) {
-            continue;
-        }
-        mqtt_settings_s attempt = settings;
-        attempt.newSession = newSession;
-        attempt.availability = newSession ? "" : settings.availability;
-        link = std::make_unique<mqtt_link_c>(attempt, context.wake);
-        if (const std::optional<std::string> error = link->open(context.abort)) {
-            link.reset();
-            return failure_s{*error};
-        }
-    }
+    return connect(settings.qos == 2);
+}
+
+std::optional<failure_s> mqtt_sink_c::connect(bool toEndSession) {
+    mqtt_settings_s attempt = settings;
+    attempt.newSession = toEndSession;
+    attempt.availability = toEndSession ? "" : settings.availability;
+    link.reset();
+    link = std::make_unique<mqtt_link_c>(attempt, context.wake);
+    endsSession = toEndSession;
     lastProgress = steady_t::now();
     suspect = false;
+    if (const std::optional<std::string> error = link->open()) {
+        link.reset();
+        return failure_s{*error};
+    }
     return std::nullopt;
 }
 
+// What is suspected goes alone, and nothing goes before what the server may accept later.
+bool mqtt_sink_c::mayGo(std::int64_t seq) const {
+    return refused.empty() && (sent.empty() || !(isAlone || refusals.isSuspect(seq)));
+}
+
 std::size_t mqtt_sink_c::offer(std::span<const entry_s> entries) {
-    if (!link->isUp()) {
-        return 0;  // becoming up wakes the sender
+    if (sent.empty()) {
+        refusals.forgetBelow(entries.front().seq);
     }
+    std::size_t count = 0;
     for (const entry_s& entry : entries) {
-        send(entry);
+        if (refusals.wasSetAside(entry.seq)) {
+            settled.push_back({entry.seq, entry.seq, settled_s::setAside});
+        } else if (trouble.empty() && !endsSession && link->isUp() && mayGo(entry.seq)) {
+            send(entry);
+        } else {
+            break;
+        }
+        ++count;
     }
-    return entries.size();
+    if (!settled.empty() || !trouble.empty()) {
+        context.wake();
+    }
+    return count;
 }
 
 void mqtt_sink_c::send(const entry_s& entry) {
-    const std::vector<attribute_s> attributes =
-        structured || !settings.version5 ? std::vector<attribute_s>() : attributesOf(entry);
-    const mqtt_metadata_s metadata{structured ? structuredType : eventContentType, attributes};
     int id = 0;
-    const int code = link->publish(fillTopic(topic, entry), structured ? structuredEvent(entry) : entry.body,
-                                   metadata, &id);
+    const int code = link->publish(topic.fill(entry), message_s(entry, form), &id);
     const bool isQueued = code == MOSQ_ERR_NO_CONN && settings.qos > 0;
     if (code == MOSQ_ERR_SUCCESS || isQueued) {
         lastProgress = sent.empty() ? steady_t::now() : lastProgress;
+        isAlone = refusals.isSuspect(entry.seq);
         sent.insert_or_assign(id, entry);
     } else if (code == MOSQ_ERR_INVAL || code == MOSQ_ERR_MALFORMED_UTF8 || code == MOSQ_ERR_PAYLOAD_SIZE ||
                code == MOSQ_ERR_OVERSIZE_PACKET) {
@@ -165,11 +176,12 @@ void mqtt_sink_c::send(const entry_s& entry) {
     }
 }
 
-// There is no other place for it: the log tells which one is missing.
 void mqtt_sink_c::setAside(const entry_s& entry, const std::string& reason) {
-    spdlog::error("sink {}: {}/{} with {} bytes is not sent: {}", name, entry.reader, idOf(entry),
-                  entry.body.size(), reason);
-    settled.push_back({entry.seq, entry.seq, settled_s::setAside});
+    if (const std::optional<std::string> error = refusals.setAside(entry, reason)) {
+        trouble = *error;
+    } else {
+        settled.push_back({entry.seq, entry.seq, settled_s::setAside});
+    }
 }
 
 void mqtt_sink_c::takeAck(const mqtt_ack_s& ack) {
@@ -181,12 +193,12 @@ void mqtt_sink_c::takeAck(const mqtt_ack_s& ack) {
     sent.erase(found);
     lastProgress = steady_t::now();
     suspect = false;
-    if (ack.reason < firstFailure) {
+    if (ack.reason < firstMqttFailure) {
         settled.push_back({entry.seq, entry.seq});
-    } else if (judgeRefusal(ack.reason) == refusal_e::settle) {
+    } else if (isOfTheMessage(ack.reason)) {
         setAside(entry, mosquitto_reason_string(ack.reason));
     } else {
-        refusal = fillTopic(topic, entry) + ": " + mosquitto_reason_string(ack.reason);
+        refusal = topic.fill(entry) + ": " + mosquitto_reason_string(ack.reason);
         refusedAgain = steady_t::now() + refusedAgainAfter;
         refused.push_back(entry);
     }
@@ -204,25 +216,47 @@ void mqtt_sink_c::sendRefused() {
 
 // Nothing acknowledged for the keep-alive: the connection is dropped, and what is in flight goes over the
 // next one within the session. When that does not help, all begins anew.
-void mqtt_sink_c::judgeLink(const mqtt_news_s& news, poll_s* result) {
+std::optional<failure_s> mqtt_sink_c::judgeLink(const mqtt_news_s& news) {
     const auto now = steady_t::now();
     if (!news.isUp || sent.empty()) {
         lastProgress = now;
     }
-    if (!news.isUp && settings.qos == 0) {
-        result->failure = failure_s{news.trouble};  // what was not written is gone
-    } else if (news.sessionLost && settings.qos == 2) {
-        result->failure = failure_s{"the server has lost the session"};
-    } else if (now - lastProgress <= std::chrono::seconds(settings.keepAlive)) {
-        return;
-    } else if (suspect) {
-        result->failure =
-            failure_s{"nothing was acknowledged for " + std::to_string(settings.keepAlive) + " s, twice"};
-    } else {
+    if (news.isOver || (!news.isUp && !sent.empty() && settings.qos == 0)) {
+        return failure_s{news.trouble};  // with QoS 0 what was not written is gone
+    }
+    if (news.isUp && endsSession) {
+        return connect(false);
+    }
+    if (news.sessionLost && settings.qos == 2) {
+        return failure_s{"the server has lost the session"};
+    }
+    if (now - lastProgress > std::chrono::seconds(settings.keepAlive)) {
+        if (suspect) {
+            return failure_s{"nothing was acknowledged for " + std::to_string(settings.keepAlive) +
+                             " s, twice"};
+        }
         suspect = true;
         lastProgress = now;
         link->dropConnection();
     }
+    return judgeEnds(news);
+}
+
+// A server that ends every connection at a message tells at best that it does so because of one.
+std::optional<failure_s> mqtt_sink_c::judgeEnds(const mqtt_news_s& news) {
+    if (sent.empty() || news.endedEarly < (news.messageRefused ? 1 : endsBeforeSuspicion)) {
+        return std::nullopt;
+    }
+    const std::string reason = news.trouble + ", " + std::to_string(news.endedEarly) + " times";
+    if (isAlone) {
+        setAside(sent.begin()->second, reason);
+        return failure_s{reason, std::chrono::milliseconds(0)};
+    }
+    for (const auto& [id, entry] : sent) {
+        refusals.suspect(entry.seq);
+    }
+    return failure_s{reason + "; " + std::to_string(sent.size()) + " messages go one by one now",
+                     std::chrono::milliseconds(0)};
 }
 
 poll_s mqtt_sink_c::poll() {
@@ -231,13 +265,19 @@ poll_s mqtt_sink_c::poll() {
     if (news.isUp) {
         sendRefused();
     }
+    const bool isReady = news.isUp && !endsSession;
     poll_s result;
-    judgeLink(news, &result);
+    result.failure = judgeLink(news);
     if (!trouble.empty()) {
         result.failure = failure_s{std::exchange(trouble, {})};
     }
     result.settled = std::exchange(settled, {});
-    result.down = news.isUp ? refusal : news.trouble;
+    lastTrouble = result.failure          ? result.failure->text
+                  : isReady               ? ""
+                  : !news.trouble.empty() ? news.trouble
+                  : lastTrouble.empty()   ? "connecting"
+                                          : lastTrouble;
+    result.down = isReady ? refusal : lastTrouble;
     return result;
 }
 
@@ -264,7 +304,7 @@ std::vector<std::string> findMqttMistakes(const sink_config_s& config) {
     check(settings.port < 1 || settings.port > lastPort, "url: ports are from 1 to 65535");
     const std::string availability = textOf(config, "availability");
     for (const auto& [key, mistake] :
-         {std::pair("topic", findTopicMistake(textOf(config, "topic", "-"), topicPlaceholders())),
+         {std::pair("topic", findTopicMistake(textOf(config, "topic", "-"), placeholderNames())),
           std::pair("availability",
                     availability.empty() ? "" : findTopicMistake(availability, {"reader"}))}) {
         check(!mistake.empty(), std::string(key) + ": " + mistake);
