@@ -1,37 +1,24 @@
 // SPDX-License-Identifier: MIT
 // The sink "mqtt" with a real server: what is lost, what comes twice, and who is told why.
-#include <arpa/inet.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <set>
+#include <thread>
 
+#include "gateway/namespace.hpp"
 #include "gateway/program.hpp"
 #include "sinks/mqtt/topic.hpp"
 #include "sinks/pattern.hpp"
+#include "twctl/sockets.hpp"
 
 using nlohmann::json;
 
 namespace {
 
+using namespace std::chrono_literals;
+
 constexpr std::uint64_t window = 50;  // of the sinks here
-
-int freePort() {
-    const int fd = socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in address{AF_INET, 0, {htonl(INADDR_LOOPBACK)}, {}};
-    socklen_t size = sizeof address;
-    bind(fd, reinterpret_cast<sockaddr*>(&address), size);
-    getsockname(fd, reinterpret_cast<sockaddr*>(&address), &size);
-    close(fd);
-    return ntohs(address.sin_port);
-}
-
-void runTool(const std::string& command) {
-    process_s tool("/bin/sh", {{"-c", command}, {}, {}});
-    if (tool.waitForExit() != 0) {
-        throw std::runtime_error(command + ": " + tool.output());
-    }
-}
 
 // A server that forgets all when it ends. Clients without a name are served, and the user "twgate" once it
 // is admitted: so a test has its subscriber there before the gateway.
@@ -42,10 +29,10 @@ struct broker_s {
         const std::string users = directory.path / "users";
         writeTextFile(users, "");
         setRights("topic write #\n");
-        writeTextFile(directory.path / "conf", "user root\nallow_anonymous true\npassword_file " + users +
-                                                   "\nacl_file " + (directory.path / "rights").string() +
-                                                   "\nlistener " + std::to_string(port) + " 127.0.0.1\n" +
-                                                   more);
+        writeTextFile(directory.path / "conf",
+                      "user root\nallow_anonymous true\npassword_file " + users + "\nacl_file " +
+                          (directory.path / "rights").string() + "\nlistener " + std::to_string(watchPort) +
+                          " 127.0.0.1" + "\nlistener " + std::to_string(port) + " 127.0.0.1\n" + more);
         process = std::make_unique<process_s>("/usr/sbin/mosquitto",
                                               process_options_s{{"-c", directory.path / "conf"}, {}, {}});
         if (!process->waitForOutput("running")) {
@@ -65,16 +52,16 @@ struct broker_s {
     std::string url() const { return "mqtt://127.0.0.1:" + std::to_string(port); }
 
     temp_dir_s directory;
-    const int port = freePort();
+    const int port = freePort(), watchPort = freePort();  // for the gateway and for subscribers
     const std::string more;
     std::unique_ptr<process_s> process;
 };
 
 // mosquitto_sub: all messages from its construction on, as "TOPIC|USER PROPERTIES|CONTENT TYPE|PAYLOAD".
 struct subscriber_s {
-    explicit subscriber_s(int port)
+    explicit subscriber_s(const broker_s& broker)
         : process("/bin/sh", {{"-c", "exec stdbuf -oL mosquitto_sub -d -V 5 -t '#' -F 'GOT%t|%P|%C|%p' -p " +
-                                         std::to_string(port)},
+                                         std::to_string(broker.watchPort)},
                               {},
                               {}}) {
         if (!process.waitForOutput("Subscribed")) {
@@ -126,6 +113,13 @@ struct site_s {
             tags.send({reportText(sent)});
         }
     }
+    // 2,000 reports a second.
+    void sendFor(std::chrono::milliseconds time) {
+        for (auto next = std::chrono::steady_clock::now(), end = next + time; next < end; next += 10ms) {
+            send(20);
+            std::this_thread::sleep_until(next);
+        }
+    }
     bool isDown(const std::string& why) const {
         return eventually([&] {
             const json sink = gateway.sink("site");
@@ -153,56 +147,91 @@ void expectAll(const std::vector<std::uint64_t>& came, std::uint64_t count, std:
 
 }  // namespace
 
-TEST(Mqtt, LosesNothingWhenTheServerIsAbsentForbidsAndIsKilled) {
+TEST(Mqtt, WaitsForAServerThatIsAbsentAndForARightThatIsMissing) {
     site_s site;
     site.writePassword("wrong");
     site.startGateway();
-    std::vector<std::uint64_t> came;
     site.send(300);
     ASSERT_TRUE(site.isDown("Connection refused"));
-    constexpr int kills = 3;
-    for (int round = 0; round <= kills; ++round) {
-        site.broker.start();
-        const subscriber_s subscriber(site.broker.port);
-        site.broker.setRights(round == 0 ? "" : "topic write tags\n");
-        site.broker.admitGateway();
-        if (round == 0) {
-            ASSERT_TRUE(site.isDown("Not authorized"));
-            site.writePassword("secret");
-            ASSERT_TRUE(site.isDown("tags: Not authorized"));
-            site.broker.setRights("topic write tags\n");
-            site.broker.process->signal(SIGHUP);
-            ASSERT_TRUE(site.gateway.settles("site", site.sent));
-        }
-        const std::uint64_t before = site.sent;
-        ASSERT_TRUE(eventually([&] {
-            site.send(round == kills ? 0 : 100);
-            const auto numbers = subscriber.numbers();
-            return !numbers.empty() && numbers.back() >= before - 1;
-        }));
-        if (round < kills) {
-            site.broker.process->signal(SIGKILL);
-            site.send(300);
-            ASSERT_TRUE(site.isDown(""));
+    site.broker.start();
+    site.broker.setRights("");
+    site.broker.admitGateway();
+    const subscriber_s subscriber(site.broker);
+    ASSERT_TRUE(site.isDown("Not authorized"));
+    site.writePassword("secret");
+    ASSERT_TRUE(site.isDown("tags: Not authorized"));
+    site.broker.setRights("topic write tags\n");
+    site.broker.process->signal(SIGHUP);
+    ASSERT_TRUE(site.gateway.settles("site", site.sent));
+    ASSERT_TRUE(eventually([&] { return subscriber.numbers().size() >= site.sent; }));
+    expectAll(subscriber.numbers(), site.sent, 0);
+}
+
+// TWGATE_OUTAGE_MS is for longer outages by hand.
+TEST(Mqtt, LosesNothingInAnOutageAtLoad) {
+    enterOwnNetwork();
+    const char* const given = std::getenv("TWGATE_OUTAGE_MS");
+    const std::chrono::milliseconds outage(given == nullptr ? 3'000 : std::stoi(given));
+    constexpr double slowRate = 3'000.0;
+    struct {
+        const char* name;
+        const char* settings;
+        bool isKilled;  // and forgets all; else the link swallows everything
+        std::uint64_t repeats;
+    } const faults[] = {
+        {"killed", "", true, window},
+        {"killed, maxRate", R"(, "maxRate": 3000)", true, window},
+        {"half-open", "", false, window},
+        {"half-open, QoS 2", R"(, "qos": 2)", false, 0},
+    };
+    for (const auto& fault : faults) {
+        SCOPED_TRACE(fault.name);
+        site_s site(fault.settings);
+        const auto startServer = [&] {
+            site.broker.start();
+            auto subscriber = std::make_unique<subscriber_s>(site.broker);
+            site.broker.admitGateway();
+            return subscriber;
+        };
+        auto subscriber = startServer();
+        site.startGateway();
+        site.sendFor(1s);
+        std::vector<std::uint64_t> came;
+        fault.isKilled ? site.broker.process->signal(SIGKILL) : swallowPort(site.broker.port);
+        site.sendFor(outage);
+        ASSERT_TRUE(site.isDown(fault.isKilled ? "refused" : "nothing was confirmed for 5 s"));
+        const auto healed = std::chrono::steady_clock::now();
+        const std::uint64_t pending = site.gateway.sink("site").at("pending");
+        if (fault.isKilled) {
+            came = subscriber->numbers();
+            subscriber = startServer();
         } else {
-            ASSERT_TRUE(site.gateway.settles("site", site.sent));
+            restorePorts();
         }
-        // What the server has acknowledged was on its way to the subscriber before.
-        const std::uint64_t confirmed = site.gateway.sink("site").at("confirmed");
+        ASSERT_TRUE(site.gateway.settles("site", site.sent));
+        const std::chrono::duration<double> took = std::chrono::steady_clock::now() - healed;
+        // What is in flight and a tenth of a second's worth may go at once.
+        EXPECT_TRUE(std::string_view(fault.settings).find("maxRate") == std::string_view::npos ||
+                    took.count() * slowRate + slowRate / 10 + window >= static_cast<double>(pending));
         ASSERT_TRUE(eventually([&] {
-            const auto numbers = subscriber.numbers();
-            return !numbers.empty() && numbers.back() + 1 >= confirmed;
+            const auto numbers = subscriber->numbers();
+            return !numbers.empty() && numbers.back() + 1 == site.sent;
         }));
-        std::ranges::copy(subscriber.numbers(), std::back_inserter(came));
+        std::ranges::copy(subscriber->numbers(), std::back_inserter(came));
+        expectAll(came, site.sent, fault.repeats);
+        std::printf(
+            "%s: 2000/s, outage %lld ms, taken %llu, arrived %zu, pending at its end %llu, caught up in %.1f "
+            "s\n",
+            fault.name, static_cast<long long>(outage.count()), static_cast<unsigned long long>(site.sent),
+            came.size(), static_cast<unsigned long long>(pending), took.count());
     }
-    expectAll(came, site.sent, kills * window);
 }
 
 TEST(Mqtt, LosesNothingWhenTheGatewayIsKilled) {
     site_s site(R"(, "qos": 2)");
     site.broker.start();
     site.broker.admitGateway();
-    const subscriber_s subscriber(site.broker.port);
+    const subscriber_s subscriber(site.broker);
     constexpr int kills = 5;
     for (int round = 0; round < kills; ++round) {
         site.startGateway();
@@ -224,34 +253,76 @@ TEST(Mqtt, LosesNothingWhenTheGatewayIsKilled) {
               site.gateway.sink("site").at("taken").get<std::uint64_t>() + kills * window);
 }
 
-TEST(Mqtt, LeavesALinkThatSwallowsEverythingAndRepeatsNothingWithQos2) {
-    site_s site(R"(, "qos": 2)");
-    site.broker.start();
-    site.broker.admitGateway();
-    const subscriber_s subscriber(site.broker.port);
-    site.startGateway();
-    site.send(1'000);
-    ASSERT_TRUE(eventually([&] { return !subscriber.numbers().empty(); }));
-    site.broker.process->signal(SIGSTOP);  // the kernel still takes what is site.sent
-    site.send(1'000);
-    ASSERT_TRUE(site.isDown("nothing was confirmed for 5 s"));
-    site.broker.process->signal(SIGCONT);
-    ASSERT_TRUE(site.gateway.settles("site", site.sent));
-    ASSERT_TRUE(eventually([&] { return subscriber.numbers().size() >= site.sent; }));
-    expectAll(subscriber.numbers(), site.sent, 0);
+// By the server's limit, which it has told; by its answer; and by the end of each connection.
+TEST(Mqtt, SetsAsideWhatTheServerRefusesForGood) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"max_packet_size 3000\n", ""},
+        {"message_size_limit 3000\n", ""},
+        {"max_packet_size 3000\n", R"(, "version": "3.1.1")"},
+    };
+    for (const auto& [limit, settings] : cases) {
+        SCOPED_TRACE(std::string(limit) + settings);
+        site_s site(settings, limit);
+        site.broker.start();
+        site.broker.admitGateway();
+        const subscriber_s subscriber(site.broker);
+        site.startGateway();
+        site.send(100);
+        std::string large = reportText(100);
+        site.tags.send({large.insert(large.size() - 1, ",\"more\":\"" + std::string(4'000, 'x') + "\"")});
+        site.sent = 101;
+        site.send(100);
+        ASSERT_TRUE(site.gateway.settles("site", site.sent));
+        EXPECT_EQ(site.gateway.sink("site").at("setAside"), 1);
+        const auto letters = site.gateway.lines("spool/site", ".dead.jsonl");
+        ASSERT_EQ(letters.size(), 1);
+        EXPECT_EQ(json::parse(letters[0]).at("event").at("data").dump(), json::parse(large).dump());
+        ASSERT_TRUE(eventually([&] {
+            const auto came = subscriber.numbers();
+            return std::set(came.begin(), came.end()).size() == 200 && came.back() == 200;
+        }));
+        EXPECT_LE(subscriber.numbers().size(),
+                  200 + 6 * window);  // as often as the server ended the connection
+    }
+}
+
+// A server of names that does not answer, with a client that would ask it for a minute.
+TEST(Mqtt, EndsWhileTheNameOfAServerIsLookedUp) {
+    enterOwnNetwork();
+    const descriptor_s silent{socket(AF_INET, SOCK_DGRAM, 0)};
+    const sockaddr_in address{AF_INET, htons(53), {htonl(INADDR_LOOPBACK)}, {}};
+    ASSERT_EQ(bind(silent.fd, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    const temp_dir_s directory;
+    writeTextFile(directory.path / "resolv.conf", "nameserver 127.0.0.1\noptions timeout:30 attempts:2\n");
+    ASSERT_EQ(mount((directory.path / "resolv.conf").c_str(), "/etc/resolv.conf", nullptr, MS_BIND, nullptr),
+              0);
+    const gateway_s gateway(R"([{"name": "m", "type": "mqtt", "url": "mqtts://broker.example"},
+        {"name": "k", "type": "kafka", "topic": "t", "properties": {"bootstrap.servers": "broker.example:9092"}},
+        {"name": "local", "type": "zmq", "bind": "ipc://DIR/local"}])");
+    auto twgate = gateway.launch();
+    ASSERT_TRUE(twgate->waitForOutput("sink k: connecting") && twgate->waitForOutput("sink m: connecting"));
+    std::array<char, 512> question{};
+    ASSERT_GT(recv(silent.fd, question.data(), question.size(), 0), 0);
+    gateway.writeConfig(R"([{"name": "local", "type": "zmq", "bind": "ipc://DIR/local"}])");
+    twgate->signal(SIGHUP);
+    EXPECT_TRUE(twgate->waitForOutput("the new configuration is in force"));
+    twgate->signal(SIGTERM);
+    EXPECT_EQ(twgate->waitForExit(), 0);
 }
 
 TEST(Mqtt, SpeaksBothVersionsAndTellsWhetherItIsThere) {
     broker_s broker;
     broker.start();
+    const std::string longTopic(10'000, 'x');
     const std::string begin = R"({"streams": ["tags", "events"], "type": "mqtt", "url": ")" + broker.url();
     gateway_s gateway(
         "[" + begin + R"(", "name": "new", "topic": "n/{reader}/{stream}/{antenna}/{epc}/{type}"}, )" +
         begin +
         R"(", "name": "old", "version": "3.1.1", "qos": 0, "format": "cloudevent", "topic": "o/{type}",
-            "availability": "old"}])");
+            "availability": "old"}, )" +
+        begin + R"(", "name": "long", "topic": ")" + longTopic + R"(/{type}", "availability": ""}])");
     {
-        const subscriber_s subscriber(broker.port);
+        const subscriber_s subscriber(broker);
         gateway.start();
         const publisher_s tags(gateway.endpoint("data")), events(gateway.endpoint("events"));
         tags.waitForSubscriber();
@@ -265,14 +336,14 @@ TEST(Mqtt, SpeaksBothVersionsAndTellsWhetherItIsThere) {
                   " source:/readers/dock type:tarnwick.tag.read time:2026-03-02T10:15:30.123+00:00 "
                   "subject:30340a0b0c0d0e0f10111213|application/json|" +
                   reportText(7),
-              std::string("n/dock/events/-/-/heartbeat|"), std::string("o/heartbeat||"),
-              R"(o/tag.read|||{"specversion":"1.0","id":")" + id}) {
+              std::string("n/dock/events/-/-/heartbeat|"), longTopic + "/heartbeat|",
+              std::string("o/heartbeat||"), R"(o/tag.read|||{"specversion":"1.0","id":")" + id}) {
             EXPECT_TRUE(subscriber.waitFor(message)) << message << "\n" << subscriber.process.output();
         }
     }
     // Retained; "offline" is said at the end, and by the server when there was no time for it.
     for (const int end : {SIGTERM, SIGKILL}) {
-        const subscriber_s subscriber(broker.port);
+        const subscriber_s subscriber(broker);
         EXPECT_TRUE(subscriber.waitFor("tarnwick/dock/availability|||online") &&
                     subscriber.waitFor("old|||online"));
         gateway.process->signal(end);
@@ -286,20 +357,12 @@ TEST(Mqtt, SpeaksBothVersionsAndTellsWhetherItIsThere) {
 TEST(Mqtt, SpeaksTlsOnlyToAServerThatItKnows) {
     const temp_dir_s directory;
     const auto file = [&](const std::string& name) { return (directory.path / name).string(); };
-    for (const std::string name : {"stranger", "authority", "server", "client"}) {
-        const bool isSigned = name == "server" || name == "client";
-        runTool("openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes -subj /CN=" + name +
-                " -addext subjectAltName=IP:127.0.0.1 -keyout " + file(name + ".key") + " -out " +
-                file(name + ".pem") +
-                (isSigned ? " -CA " + file("authority.pem") + " -CAkey " + file("authority.key") : ""));
-    }
-    const int plainPort = freePort();
+    makeCertificates(directory.path);
     site_s site("", "cafile " + file("authority.pem") + "\ncertfile " + file("server.pem") + "\nkeyfile " +
-                        file("server.key") + "\nrequire_certificate true\nlistener " +
-                        std::to_string(plainPort) + " 127.0.0.1\n");
+                        file("server.key") + "\nrequire_certificate true\n");
     site.broker.start();
     site.broker.admitGateway();
-    const subscriber_s subscriber(plainPort);
+    const subscriber_s subscriber(site.broker);
     const std::string own =
         R"(, "certificate": ")" + file("client.pem") + R"(", "privateKey": ")" + file("client.key") + "\"";
     const auto configure = [&](const std::string& authority, const std::string& more) {
@@ -327,7 +390,7 @@ TEST(Mqtt, FillsTopicsWithoutGivingAwayTheirLevels) {
     const std::pair<std::string, std::string> cases[] = {
         {"a/{reader}", "a/do%20ck%2F%2B%23"},
         {"{antenna}{antenna}/{epc}", "1212/-"},
-        {std::string(10'000, 'x') + "/{stream}/", std::string(10'000, 'x') + "/tags/"},
+        {"{stream}/", "tags/"},
     };
     for (const auto& [text, topic] : cases) {
         EXPECT_EQ(pattern_c(text, appendTopicLevel).fill(entry), topic);
