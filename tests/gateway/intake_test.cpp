@@ -148,27 +148,6 @@ TEST(Config, TellsEveryMistakeWithItsPlace) {
     }
 }
 
-TEST(Config, SeesThatAFileOfASinkHasChanged) {
-    const temp_dir_s directory;
-    const std::string file = directory.path / "secret";
-    const auto sink = [&] {
-        std::vector<std::string> mistakes;
-        const std::string text =
-            R"({"reader": "a", "source": {"tags": "ipc:///x"}, "spool": {"directory": ")" +
-            directory.path.string() +
-            R"("}, "sinks": [{"name": "k", "type": "kafka", "topic": "t",
-                                 "properties": {"bootstrap.servers": "h"}, "passwordFile": ")" +
-            file + "\"}]}";
-        return parseConfig(text, "", &mistakes).value().sinks.at(0);
-    };
-    writeTextFile(file, "old");
-    std::filesystem::permissions(file, std::filesystem::perms(0600));
-    const sink_config_s before = sink();
-    EXPECT_EQ(sink(), before);
-    writeTextFile(file, "younger");
-    EXPECT_NE(sink(), before);
-}
-
 TEST(Config, ReadsSecretsOnlyFromFilesThatAreOnes) {
     const temp_dir_s directory;
     const std::string file = directory.path / "secret";
