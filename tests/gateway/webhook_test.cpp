@@ -14,7 +14,6 @@
 using namespace std::chrono_literals;
 using nlohmann::json;
 using steady_t = std::chrono::steady_clock;
-using testing::HasSubstr;
 
 namespace {
 
@@ -163,7 +162,7 @@ TEST(Webhook, RepeatsTheSameRequestAfterEachFault) {
         if (fault.status != 0) {
             const std::vector<request_s> requests = receiver.requests();
             ASSERT_GE(requests.size(), 3U);
-            EXPECT_EQ(requests[0].got.body, requests[1].got.body);
+            EXPECT_EQ(requests[0].numbers, requests[1].numbers);
             EXPECT_EQ(requests[0].got.get_header_value("webhook-id"),
                       requests[1].got.get_header_value("webhook-id"));
             EXPECT_NE(requests[1].got.get_header_value("webhook-id"),
