@@ -9,6 +9,7 @@
 #include <set>
 
 #include "gateway/program.hpp"
+#include "gateway/server.hpp"
 
 using nlohmann::json;
 
@@ -21,17 +22,21 @@ constexpr std::size_t window = 500;  // what may be in flight
 
 // A cluster of one broker with topics of one partition each, and a gateway that sends there.
 struct kafka_s {
-    explicit kafka_s(const std::string& settings, const std::string& properties = "")
-        : gateway(R"([{"name": "lake", "type": "kafka", "topic": "{reader}.{stream}",)" + settings +
-                  R"("streams": ["tags", "events"], "properties": {"bootstrap.servers": ")" + servers +
-                  R"(", "reconnect.backoff.max.ms": 100, "queue.buffering.max.messages": 500)" + properties +
-                  "}}]") {
+    explicit kafka_s(const std::string& settings = "", const std::string& properties = "")
+        : gateway(sinkText(servers, settings, properties)) {
         rd_kafka_mock_topic_create(mock, "dock.tags", 1, 1);
         rd_kafka_mock_topic_create(mock, "dock.events", 1, 1);
     }
     ~kafka_s() {
         rd_kafka_mock_cluster_destroy(mock);
         rd_kafka_destroy(owner);
+    }
+    static std::string sinkText(const std::string& servers, const std::string& settings,
+                                const std::string& properties) {
+        return R"([{"name": "lake", "type": "kafka", "topic": "{reader}.{stream}",)" + settings +
+               R"("streams": ["tags", "events"], "properties": {"bootstrap.servers": ")" + servers +
+               R"(", "reconnect.backoff.max.ms": 100, "queue.buffering.max.messages": 500)" + properties +
+               "}}]";
     }
     kafka_s(const kafka_s&) = delete;
     kafka_s& operator=(const kafka_s&) = delete;
@@ -282,6 +287,45 @@ TEST(KafkaSink, SetsAsideOnlyWhatIsRefusedForGood) {
          {},
          "some"},
     });
+}
+
+TEST(KafkaSink, GivesNothingToAStrangerAndTellsOfAWrongPassword) {
+    kafka_s kafka;
+    const std::filesystem::path folder = kafka.gateway.directory.path;
+    const auto file = [&](const std::string& name) { return (folder / name).string(); };
+    makeCertificates(folder);
+    const std::string plain = kafka.servers.substr(kafka.servers.find(':') + 1);
+    const process_s front("python3", {{TARNWICK_SOURCE_DIR "/tests/gateway/kafka_front.py", plain,
+                                       file("server.pem"), file("server.key"), "twgate", "secret"},
+                                      {},
+                                      {}});
+    ASSERT_TRUE(front.waitForOutput("\n")) << front.output();
+    writeTextFile(file("password"), "wrong");
+    std::filesystem::permissions(file("password"), std::filesystem::perms(0600));
+    struct {
+        std::string port, authority, told;
+    } const cases[] = {
+        {plain, "authority.pem", "warning sink lake: sasl_ssl"},
+        {front.output(), "stranger.pem", "certificate verify failed"},
+        {front.output(), "authority.pem", "SASL authentication error"},
+    };
+    for (const auto& [port, authority, told] : cases) {
+        kafka.gateway.writeConfig(kafka_s::sinkText(
+            "127.0.0.1:" + std::to_string(std::stoi(port)), R"("passwordFile": "DIR/password",)",
+            R"(, "security.protocol": "sasl_ssl", "sasl.mechanism": "PLAIN", "sasl.username": "twgate",
+            "ssl.ca.location": "DIR/)" +
+                authority + "\""));
+        if (kafka.next == 0) {
+            kafka.start();
+            kafka.send(100);
+        }
+        kafka.gateway.process->signal(SIGHUP);
+        EXPECT_TRUE(kafka.gateway.process->waitForOutput(told)) << kafka.gateway.process->output();
+    }
+    EXPECT_EQ(kafka.gateway.sink("lake").at("pending"), 100);
+    writeTextFile(file("password"), "secret");
+    EXPECT_TRUE(kafka.gateway.settles("lake", 100)) << kafka.gateway.process->output();
+    EXPECT_EQ(kafka.recordsOf("dock.tags").size(), 100);
 }
 
 TEST(KafkaSink, SendsRecordsWithKeyHeadersAndTopic) {

@@ -29,7 +29,9 @@ using namespace std::chrono_literals;
 using steady_t = std::chrono::steady_clock;
 using nlohmann::json;
 
-constexpr auto stalledAfter = 10s;      // without a confirmation while entries are in flight
+constexpr auto stalledAfter = 10s;  // without a confirmation while entries are in flight
+constexpr auto toldFor = 10s;       // one trouble of the link, before another
+constexpr const char* connecting = "connecting";
 constexpr std::size_t errorSize = 512;  // bytes, as librdkafka's own programs have it
 
 // What the cluster says of a record that it will never take. The size is that of a batch.
@@ -79,6 +81,7 @@ class kafka_sink_c : public sink_c {
     rd_kafka_topic_t* topicOf(const entry_s& entry);
     void takeReport(const rd_kafka_message_t& message);
     void takeError(int code, const char* reason);
+    void keepTelling(const std::string& why);
     void takeStatistics(std::string_view text);
     std::string whyDown() const;
 
@@ -97,7 +100,8 @@ class kafka_sink_c : public sink_c {
     steady_t::time_point lastProgress{};  // while entries are in flight
     std::optional<std::string> failure;   // for which the producer has to be closed
     std::string lastError;                // of a connection, since the last confirmation
-    std::string trouble = "connecting";   // until something proves that the link is up
+    std::string trouble = connecting;     // until something proves that the link is up
+    steady_t::time_point toldSince{};     // of the trouble
 
     refusals_c refusals;
     bool sendsAlone = false;                // batches have one entry
@@ -333,13 +337,24 @@ void kafka_sink_c::takeReport(const rd_kafka_message_t& message) {
     }
 }
 
+// Each attempt may fail in several ways in turn, twice a second: the log does not tell all of them.
+void kafka_sink_c::keepTelling(const std::string& why) {
+    const auto now = steady_t::now();
+    if (trouble.empty() || trouble == connecting || now - toldSince > toldFor) {
+        trouble = why;
+        toldSince = now;
+    }
+}
+
 void kafka_sink_c::takeError(int code, const char* reason) {
     if (code == RD_KAFKA_RESP_ERR__ALL_BROKERS_DOWN) {
-        trouble = lastError.empty() ? reason : lastError;
+        keepTelling(lastError.empty() ? reason : lastError);
         return;
     }
     lastError = plainError(reason);
-    trouble = trouble.empty() ? "" : lastError;
+    if (!trouble.empty()) {
+        keepTelling(lastError);
+    }
     if (code == RD_KAFKA_RESP_ERR__AUTHENTICATION && !failure) {
         failure = lastError;
     }
