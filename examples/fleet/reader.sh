@@ -21,9 +21,9 @@ start() {
 
 # wait_for <what> <command...>: until the command succeeds, up to 30 s.
 wait_for() {
-    local what=$1
+    local what=$1 end=$((SECONDS + 30))
     shift
-    for _ in {1..300}; do
+    while [ "$SECONDS" -lt "$end" ]; do
         if "$@" > /dev/null 2>&1; then
             return
         fi

@@ -27,6 +27,12 @@ fail() {
 
 say() { printf '%s\n' "-- $*"; }
 
+# Seconds that a signal can end.
+pause() {
+    sleep "$1" &
+    wait "$!"
+}
+
 # start <log> <program> [arguments]: in the background, with its id in $started. It ends with this script.
 start() {
     setpriv --pdeathsig TERM -- "${@:2}" > "$1" 2>&1 &
@@ -39,8 +45,8 @@ cleanup() {
     trap - EXIT
     for ((i = ${#children[@]} - 1; i >= 0; i--)); do
         kill -TERM "${children[i]}" 2> /dev/null || true
+        wait "${children[i]}" || true # readers deliver what they have, so the server ends behind them
     done
-    wait
     [ "$status" -eq 0 ] || tail -n 10 "$work"/*.out "$work"/*/*.out >&2 2> /dev/null || true
     rm -rf "$work"
     exit "$status"
@@ -48,9 +54,9 @@ cleanup() {
 
 # wait_for <id> <what> <command...>: until the command succeeds, up to 30 s, while the process runs.
 wait_for() {
-    local id=$1 what=$2
+    local id=$1 what=$2 end=$((SECONDS + 30))
     shift 2
-    for _ in {1..300}; do
+    while [ "$SECONDS" -lt "$end" ]; do
         if "$@" > /dev/null 2>&1; then
             return
         fi
@@ -134,15 +140,15 @@ for i in "${!readers[@]}"; do
     wait_for "${reader_ids[i]}" "${readers[i]}" [ -e "$work/${readers[i]}/started" ]
 done
 say "three radios read for $seconds s"
-sleep "$seconds"
+pause "$seconds"
 say "the server is away for $outage s"
 kill -TERM "$server"
 wait "$server" || true
 cat "$work/consumer.out"
-sleep "$outage"
+pause "$outage"
 start_server
 say "it is back"
-sleep "$seconds"
+pause "$seconds"
 
 kill -TERM "${reader_ids[@]}"
 bad=()
