@@ -199,7 +199,8 @@ TEST(Mqtt, LosesNothingInAnOutageAtLoad) {
         std::vector<std::uint64_t> came;
         fault.isKilled ? site.broker.process->signal(SIGKILL) : swallowPort(site.broker.port);
         site.sendFor(outage);
-        ASSERT_TRUE(site.isDown(fault.isKilled ? "refused" : "nothing was confirmed for 5 s"));
+        ASSERT_TRUE(fault.isKilled ? site.isDown("refused")
+                                   : site.gateway.process->waitForOutput("nothing was confirmed for 5 s"));
         const auto healed = std::chrono::steady_clock::now();
         const std::uint64_t pending = site.gateway.sink("site").at("pending");
         if (fault.isKilled) {
@@ -208,7 +209,7 @@ TEST(Mqtt, LosesNothingInAnOutageAtLoad) {
         } else {
             restorePorts();
         }
-        ASSERT_TRUE(site.gateway.settles("site", site.sent));
+        ASSERT_TRUE(site.gateway.settles("site", site.sent, defaultPatience + outage));
         const std::chrono::duration<double> took = std::chrono::steady_clock::now() - healed;
         // What is in flight and a tenth of a second's worth may go at once.
         EXPECT_TRUE(std::string_view(fault.settings).find("maxRate") == std::string_view::npos ||
@@ -387,13 +388,6 @@ TEST(Mqtt, FillsTopicsWithoutGivingAwayTheirLevels) {
     entry_s entry;
     entry.reader = "do ck/+#";
     entry.body = R"({"data":{"antenna":12}})";
-    const std::pair<std::string, std::string> cases[] = {
-        {"a/{reader}", "a/do%20ck%2F%2B%23"},
-        {"{antenna}{antenna}/{epc}", "1212/-"},
-        {"{stream}/", "tags/"},
-    };
-    for (const auto& [text, topic] : cases) {
-        EXPECT_EQ(pattern_c(text, appendTopicLevel).fill(entry), topic);
-        EXPECT_EQ(findTopicMistake(text, placeholderNames()), "");
-    }
+    EXPECT_EQ(pattern_c("a/{reader}/{antenna}{antenna}/{epc}/{stream}/", appendTopicLevel).fill(entry),
+              "a/do%20ck%2F%2B%23/1212/-/tags/");
 }

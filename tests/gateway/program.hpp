@@ -92,11 +92,14 @@ struct gateway_s {
     }
 
     // Until everything that came is confirmed, `taken` entries in all.
-    bool settles(const std::string& name, std::uint64_t taken) const {
-        return eventually([&] {
-            const nlohmann::json row = sink(name);
-            return row.at("taken") == taken && row.at("pending") == 0;
-        });
+    bool settles(const std::string& name, std::uint64_t taken,
+                 std::chrono::milliseconds patience = defaultPatience) const {
+        return eventually(
+            [&] {
+                const nlohmann::json row = sink(name);
+                return row.at("taken") == taken && row.at("pending") == 0;
+            },
+            patience);
     }
 
     bool isDown(const std::string& name, const std::string& why) const {

@@ -30,7 +30,7 @@ using steady_t = std::chrono::steady_clock;
 using nlohmann::json;
 
 constexpr auto stalledAfter = 10s;  // without a confirmation while entries are in flight
-constexpr auto toldFor = 10s;       // one trouble of the link, before another
+constexpr auto toldFor = 60s;       // a trouble of the link, before it is told again
 constexpr const char* connecting = "connecting";
 constexpr std::size_t errorSize = 512;  // bytes, as librdkafka's own programs have it
 
@@ -97,18 +97,18 @@ class kafka_sink_c : public sink_c {
     std::map<std::string, rd_kafka_topic_t*> topics;
     std::vector<settled_s> settled;  // since the last poll
     std::size_t inFlight = 0;
-    steady_t::time_point lastProgress{};  // while entries are in flight
-    std::optional<std::string> failure;   // for which the producer has to be closed
-    std::string lastError;                // of a connection, since the last confirmation
-    std::string trouble = connecting;     // until something proves that the link is up
-    steady_t::time_point toldSince{};     // of the trouble
+    steady_t::time_point lastProgress{};               // while entries are in flight
+    std::optional<std::string> failure;                // for which the producer has to be closed
+    std::string lastError;                             // of a connection, since the last confirmation
+    std::string trouble = connecting;                  // until something proves that the link is up
+    std::map<std::string, steady_t::time_point> told;  // troubles of the link since it was up, and when
 
     refusals_c refusals;
     bool sendsAlone = false;                // batches have one entry
     std::map<std::int64_t, entry_s> alone;  // those in flight
     bool beginsAtOnce = false;              // the failure needs no back-off
-    std::size_t refused = 0;                // entries since the producer sends batches
-    bool wereTooLarge = false;              // and why
+    std::size_t refused = 0;                // entries of batches that are suspected
+    bool wereTooLarge = false;              // because of their size, and none was set aside
     std::size_t mostOfBatch = 0;            // entries; 0: as configured
 };
 
@@ -212,10 +212,12 @@ bool kafka_sink_c::makeWayFor(const entry_s& entry) {
     if (inFlight > 0) {
         return false;  // of the other kind
     }
-    // Each was small enough alone, so it was the size of the batch.
-    mostOfBatch = sendsAlone && wereTooLarge ? std::max<std::size_t>(refused / 2, 1) : mostOfBatch;
-    refused = 0;
-    wereTooLarge = false;
+    if (sendsAlone) {
+        // Each was small enough alone, so it was the size of the batch.
+        mostOfBatch = wereTooLarge ? std::max<std::size_t>(refused / 2, 1) : mostOfBatch;
+        refused = 0;
+        wereTooLarge = false;
+    }
     const std::vector<settled_s> before = std::exchange(settled, {});
     close();
     settled = before;
@@ -321,6 +323,7 @@ void kafka_sink_c::takeReport(const rd_kafka_message_t& message) {
         lastProgress = steady_t::now();
         lastError.clear();
         trouble.clear();
+        told.clear();
     } else if (isFinal(message.err) && own) {
         beginsAtOnce = true;  // the library gives back what is behind it
         setAside(own.mapped(), rd_kafka_err2str(message.err));
@@ -337,12 +340,13 @@ void kafka_sink_c::takeReport(const rd_kafka_message_t& message) {
     }
 }
 
-// Each attempt may fail in several ways in turn, twice a second: the log does not tell all of them.
+// Each attempt may fail in several ways in turn, twice a second: the log tells each of them once a minute.
 void kafka_sink_c::keepTelling(const std::string& why) {
     const auto now = steady_t::now();
-    if (trouble.empty() || trouble == connecting || now - toldSince > toldFor) {
+    const auto [before, isNew] = told.try_emplace(why, now);
+    if (isNew || trouble == connecting || now - before->second > toldFor) {
+        before->second = now;
         trouble = why;
-        toldSince = now;
     }
 }
 
