@@ -308,7 +308,7 @@ TEST(Mqtt, EndsWhileTheNameOfAServerIsLookedUp) {
     twgate->signal(SIGHUP);
     EXPECT_TRUE(twgate->waitForOutput("the new configuration is in force"));
     twgate->signal(SIGTERM);
-    EXPECT_EQ(twgate->waitForExit(), 0);
+    EXPECT_EQ(twgate->waitForExit(), 0) << twgate->output();
 }
 
 TEST(Mqtt, SpeaksBothVersionsAndTellsWhetherItIsThere) {

@@ -14,6 +14,7 @@
 #include <algorithm>
 #include <array>
 #include <map>
+#include <mutex>
 #include <nlohmann/json.hpp>
 
 #include "properties.hpp"
@@ -51,6 +52,12 @@ bool isOneOf(const List& list, rd_kafka_resp_err_t code) {
 std::string plainError(std::string_view text) {
     return std::string(text.substr(0, text.find(" (after ")));
 }
+
+// What the library's threads use. It lives as long as they do, which may be longer than the sink.
+struct waker_s {
+    std::mutex mutex;
+    std::function<void()> wake;
+};
 
 class kafka_sink_c : public sink_c {
   public:
@@ -94,6 +101,7 @@ class kafka_sink_c : public sink_c {
 
     rd_kafka_t* producer = nullptr;
     rd_kafka_queue_t* queue = nullptr;
+    std::shared_ptr<waker_s> waker;
     std::map<std::string, rd_kafka_topic_t*> topics;
     std::vector<settled_s> settled;  // since the last poll
     std::size_t inFlight = 0;
@@ -144,6 +152,8 @@ std::optional<failure_s> kafka_sink_c::open() {
                                std::string_view(text).find("is experimental") == std::string_view::npos;
         spdlog::log(isWarning ? spdlog::level::warn : spdlog::level::debug, "sink {}: {}", self->name, text);
     });
+    waker = std::make_shared<waker_s>();  // before the library's threads begin
+    waker->wake = context.wake;
     producer = rd_kafka_new(RD_KAFKA_PRODUCER, conf.get(), error.data(), error.size());
     if (producer == nullptr) {
         return failure_s{error.data()};
@@ -152,7 +162,12 @@ std::optional<failure_s> kafka_sink_c::open() {
     rd_kafka_set_log_queue(producer, nullptr);
     queue = rd_kafka_queue_get_main(producer);
     rd_kafka_queue_cb_event_enable(
-        queue, [](rd_kafka_t*, void* self) { static_cast<const kafka_sink_c*>(self)->context.wake(); }, this);
+        queue,
+        [](rd_kafka_t*, void* own) {
+            const std::lock_guard guard(static_cast<waker_s*>(own)->mutex);
+            static_cast<waker_s*>(own)->wake();
+        },
+        waker.get());
     return std::nullopt;
 }
 
@@ -162,7 +177,11 @@ void kafka_sink_c::close() {
         return;
     }
     rd_kafka_queue_cb_event_enable(queue, nullptr, nullptr);
-    endInTime([client = producer, events = queue, handles = std::move(topics)] {
+    {
+        const std::lock_guard guard(waker->mutex);
+        waker->wake = [] {};
+    }
+    endInTime([client = producer, events = queue, handles = std::move(topics), own = waker] {
         rd_kafka_queue_destroy(events);
         rd_kafka_purge(client, RD_KAFKA_PURGE_F_QUEUE | RD_KAFKA_PURGE_F_INFLIGHT);
         for (const auto& [topic, handle] : handles) {
