@@ -1,0 +1,281 @@
+// SPDX-License-Identifier: MIT
+// The presence table: recorded and made-up streams in presence.txt, and random ones against a model that
+// keeps every report and looks at every tag.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <map>
+#include <random>
+#include <sstream>
+
+#include "presence/table.hpp"
+#include "support/table.hpp"
+
+namespace {
+
+constexpr std::int64_t second = 1'000'000;
+
+std::int64_t microseconds(const std::string& seconds) {
+    return std::llround(std::stod(seconds) * static_cast<double>(second));
+}
+
+// The EPC "30" and the byte of the letter; other EPCs are told as they are.
+std::string nameOf(const std::string& epc) {
+    return epc.size() == 4 ? std::string(1, static_cast<char>(std::stoi(epc.substr(2), nullptr, 16))) : epc;
+}
+
+std::string textOf(const presence_event_s& event, const std::string& reader) {
+    const auto time = [](std::int64_t at) { return static_cast<double>(at) / static_cast<double>(second); };
+    std::ostringstream text;
+    text.precision(10);
+    text << (event.event == presence_e::arrived ? "arrived "
+             : event.event == presence_e::moved ? "moved "
+                                                : "departed ")
+         << (reader.empty() ? "" : reader + "/") << nameOf(event.epc) << " " << time(event.at);
+    if (event.from) {
+        text << " from " << *event.from << " to " << event.antenna.value();
+    } else if (event.antenna) {
+        text << " at " << *event.antenna;
+    }
+    if (event.event == presence_e::departed) {
+        text << ", seen " << time(event.firstSeen) << " to " << time(event.lastSeen) << ", " << event.reads
+             << " reads";
+        event.bestRssi ? text << ", best " << *event.bestRssi : text;
+        event.bestAntenna ? text << " at " << *event.bestAntenna : text;
+    }
+    return text.str() + "\n";
+}
+
+// Plays a stream of presence.txt.
+struct player_s {
+    void play(const std::string& step) {
+        std::istringstream words(step);
+        std::string word, value;
+        words >> word >> value;
+        if (word == "quiet") {
+            table.tick(now + microseconds(value), &events);
+        } else if (word == "restart") {
+            now += microseconds(value);
+            ASSERT_TRUE(table.load(table.save(), now));
+            table.resume(now);
+        } else if (word == "maxTags") {
+            rules.maxTags = std::stoul(value);
+            table.setRules(rules);
+        } else {
+            const std::size_t slash = word.find('/');
+            const std::string reader = slash == word.npos ? "" : word.substr(0, slash);
+            std::ostringstream epc;
+            epc << "30" << std::hex << int{word.back()};
+            const std::string hex = epc.str();
+            sighting_s sighting{.epc = hex, .antenna = {}, .rssi = {}, .time = microseconds(value)};
+            sighting.takenAt = *sighting.time;
+            for (int place = 0; words >> value; ++place) {
+                if (value[0] == '@') {
+                    sighting.takenAt = microseconds(value.substr(1));
+                } else if (value != "-") {
+                    place == 0 ? void(sighting.antenna = static_cast<std::uint16_t>(std::stoi(value)))
+                               : void(sighting.rssi = std::stoi(value));
+                }
+            }
+            now = std::max(now, sighting.takenAt);
+            table.take(table.readerOf(reader), sighting, now, &events);
+        }
+    }
+    std::string told() {
+        std::string text;
+        for (const presence_event_s& event : std::exchange(events, {})) {
+            text += textOf(event, table.nameOf(event.reader));
+        }
+        return text.substr(0, text.empty() ? 0 : text.size() - 1);
+    }
+
+    presence_rules_s rules;
+    presence_table_c table{rules};
+    std::vector<presence_event_s> events;
+    std::int64_t now = 0;
+};
+
+// What is told of a tag follows from all of its reports since it arrived.
+struct naive_s {
+    struct report_s {
+        std::int64_t time = 0;
+        std::optional<std::uint16_t> antenna;
+        std::optional<int> rssi;
+    };
+    struct visit_s {
+        std::uint64_t last = 0;  // number of the last report
+        std::vector<report_s> reports;
+    };
+
+    // The antenna after all of its reports.
+    std::optional<std::uint16_t> antennaOf(const visit_s& visit) const {
+        struct level_s {
+            std::int64_t seen = 0;
+            std::optional<int> level;
+        };
+        std::map<std::uint16_t, level_s> levels;
+        std::optional<std::uint16_t> present;
+        std::optional<std::int64_t> since;
+        for (const report_s& report : visit.reports) {
+            if (!report.antenna) {
+                continue;
+            }
+            level_s& own = levels[*report.antenna];
+            if (report.rssi) {
+                const bool fresh = own.level && report.time - own.seen < rules.departAfter;
+                own.level = fresh ? *own.level + (*report.rssi * 256 - *own.level) / 4 : *report.rssi * 256;
+            }
+            own.seen = report.time;
+            present = present.value_or(*report.antenna);
+            std::optional<std::uint16_t> best;
+            for (const auto& [antenna, other] : levels) {
+                const level_s& at = levels[*present];
+                const bool lost = report.time - at.seen >= rules.departAfter;
+                const bool louder =
+                    lost || (other.level && at.level && *other.level >= *at.level + rules.antenna.margin);
+                const auto rank = [](const level_s& row) {
+                    return std::pair(row.level.value_or(-99'999), row.seen);
+                };
+                if (antenna != *present && report.time - other.seen < rules.departAfter && louder &&
+                    (!best || rank(other) > rank(levels[*best]))) {
+                    best = antenna;
+                }
+            }
+            since = best ? std::optional(since.value_or(report.time)) : std::nullopt;
+            if (best && report.time - *since >= rules.antenna.holdOff) {
+                present = best;
+                since.reset();
+            }
+        }
+        return present;
+    }
+
+    void depart(const std::string& epc, std::int64_t at) {
+        const visit_s& visit = visits.at(epc);
+        presence_event_s event{
+            .event = presence_e::departed, .epc = epc, .at = at, .antenna = antennaOf(visit)};
+        event.firstSeen = visit.reports.front().time;
+        event.lastSeen = visit.reports.back().time;
+        event.reads = visit.reports.size();
+        for (const report_s& report : visit.reports) {
+            if (report.rssi && (!event.bestRssi || *report.rssi > *event.bestRssi)) {
+                event.bestRssi = report.rssi;
+                event.bestAntenna = report.antenna;
+            }
+        }
+        visits.erase(epc);
+        text += textOf(event, "");
+    }
+    void departUntil(std::int64_t time) {
+        while (!visits.empty()) {
+            const std::string epc = oldest();
+            const std::int64_t due = visits.at(epc).reports.back().time + rules.departAfter;
+            if (due > time) {
+                return;
+            }
+            depart(epc, due);
+        }
+    }
+    std::string oldest() const {
+        return std::ranges::min_element(visits, {}, [](const auto& row) { return row.second.last; })->first;
+    }
+    void take(const std::string& epc, const report_s& report) {
+        departUntil(report.time);
+        visit_s& visit = visits[epc];
+        const bool isNew = visit.reports.empty();
+        const std::optional<std::uint16_t> before = antennaOf(visit);
+        visit.reports.push_back(report);
+        visit.last = ++count;
+        const std::optional<std::uint16_t> after = antennaOf(visit);
+        if (isNew || (before && before != after)) {
+            text += textOf({.event = isNew ? presence_e::arrived : presence_e::moved,
+                            .epc = epc,
+                            .at = report.time,
+                            .antenna = after,
+                            .from = isNew ? std::nullopt : before},
+                           "");
+        }
+        if (visits.size() > rules.maxTags) {
+            depart(oldest(), report.time);
+        }
+    }
+
+    presence_rules_s rules;
+    std::map<std::string, visit_s> visits;
+    std::uint64_t count = 0;
+    std::string text;
+};
+
+}  // namespace
+
+TEST(Presence, TellsWhatHappenedInEachStream) {
+    for (const table_section_s& section : readTable("gateway/presence.txt")) {
+        player_s player;
+        for (const table_row_s& row : section.rows) {
+            for (std::size_t at = 0; at < row.left.size();) {
+                const std::size_t end = std::min(row.left.find(", ", at), row.left.size());
+                player.play(row.left.substr(at, end - at));
+                at = end + 2;
+            }
+            EXPECT_EQ(player.told(), row.right) << section.heading << ": " << row.left;
+        }
+    }
+}
+
+TEST(Presence, AgreesWithAModelThatKeepsEverything) {
+    const unsigned first = std::random_device()();
+    for (unsigned seed = first; seed < first + 10; ++seed) {
+        SCOPED_TRACE("seed " + std::to_string(seed));
+        std::mt19937 random(seed);
+        const auto upTo = [&](int most) { return static_cast<int>(random() % static_cast<unsigned>(most)); };
+        player_s player;
+        naive_s naive;
+        player.rules.maxTags = naive.rules.maxTags = 10 + static_cast<std::size_t>(upTo(10));
+        player.rules.antenna.margin = naive.rules.antenna.margin = upTo(8) * 256 + 1;
+        player.rules.antenna.holdOff = naive.rules.antenna.holdOff = upTo(3) * second / 2;
+        player.table.setRules(player.rules);
+        const std::size_t reader = player.table.readerOf("");
+        for (int i = 0; i < 3'000; ++i) {
+            player.now += 1 + upTo(i % 50 == 0 ? 12'000'000 : 200'000);
+            if (upTo(100) == 0) {
+                player.table.tick(player.now, &player.events);
+                naive.departUntil(player.now - second);
+            }
+            if (upTo(300) == 0) {
+                ASSERT_TRUE(player.table.load(player.table.save(), player.now));
+            }
+            // Each tag is at one of four antennas for a while, and heard there better than elsewhere.
+            const int tag = upTo(30), antenna = upTo(4);
+            naive_s::report_s report{.time = player.now, .antenna = {}, .rssi = {}};
+            if (upTo(10) > 0) {
+                report.antenna = static_cast<std::uint16_t>(antenna);
+            }
+            if (upTo(10) > 0) {
+                report.rssi = -60 + upTo(12) + ((tag + i / 300) % 4 == antenna ? 10 : 0);
+            }
+            const std::string epc =
+                "3000000" + std::string(1, static_cast<char>('a' + tag % 6)) + std::to_string(10 + tag);
+            player.table.take(reader,
+                              {.epc = epc,
+                               .antenna = report.antenna,
+                               .rssi = report.rssi,
+                               .reads = 1,
+                               .time = report.time,
+                               .takenAt = report.time},
+                              player.now, &player.events);
+            naive.take(epc, report);
+        }
+        const std::string told = player.told(), expected = naive.text.substr(0, naive.text.size() - 1);
+        const auto [ours, theirs] = std::ranges::mismatch(told, expected);
+        ASSERT_TRUE(ours == told.end() && theirs == expected.end())
+            << std::string(ours, std::min(ours + 100, told.end())) << "\ninstead of\n"
+            << std::string(theirs, std::min(theirs + 100, expected.end()));
+        EXPECT_THAT(told, testing::AllOf(testing::HasSubstr("moved"), testing::HasSubstr("departed")));
+        const presence_account_s& account = player.table.account();
+        EXPECT_EQ(account.arrived, account.present + account.departed);
+        EXPECT_EQ(account.present, naive.visits.size());
+        EXPECT_GT(account.early, 0U);
+        std::string bytes = player.table.save();
+        EXPECT_FALSE(player.table.load(std::string_view(bytes).substr(0, bytes.size() - 1), 0));
+    }
+}
