@@ -2,6 +2,7 @@
 #include "event.hpp"
 
 #include <algorithm>
+#include <charconv>
 #include <chrono>
 #include <ctime>
 #include <functional>
@@ -9,8 +10,7 @@
 
 namespace {
 
-constexpr std::array<std::string_view, 3> streamNames{"tags", "events", "overflow"};
-constexpr std::size_t streamsToChoose = 2;  // the first of the names
+constexpr std::array<std::string_view, 4> streamNames{"tags", "events", "overflow", "presence"};
 
 // The searcher skips most bytes, in a third of the time that find() takes.
 constexpr std::string_view epcKey = "\"idHex\":\"";
@@ -42,9 +42,10 @@ std::string_view streamName(stream_e stream) {
 }
 
 std::optional<stream_e> streamOf(std::string_view word) {
-    const auto* const end = streamNames.begin() + streamsToChoose;
-    const auto* const name = std::find(streamNames.begin(), end, word);
-    return name == end ? std::nullopt : std::optional(static_cast<stream_e>(name - streamNames.begin()));
+    const auto* const name = std::ranges::find(streamNames, word);
+    const auto stream = static_cast<stream_e>(name - streamNames.begin());
+    const bool canBeChosen = name != streamNames.end() && stream != stream_e::overflow;
+    return canBeChosen ? std::optional(stream) : std::nullopt;
 }
 
 std::string idOf(const entry_s& entry) {
@@ -60,11 +61,20 @@ std::string_view typeOf(const entry_s& entry) {
     if (entry.stream == stream_e::overflow) {
         return "overflow";
     }
+    if (entry.stream == stream_e::presence) {
+        const std::string_view event = textMember(entry.body, "event");
+        return event == "arrived" ? "presence.arrived"
+               : event == "moved" ? "presence.moved"
+                                  : "presence.departed";
+    }
     return entry.body.ends_with("\"type\":\"heartbeat\"}") ? "heartbeat" : "alarm";
 }
 
 std::vector<attribute_s> attributesOf(const entry_s& entry) {
-    std::string time = rfc3339(textMember(entry.body, "timestamp"));
+    std::string time(entry.stream == stream_e::presence ? textMember(entry.body, "at") : "");
+    if (entry.stream == stream_e::tags || entry.stream == stream_e::events) {
+        time = rfc3339(textMember(entry.body, "timestamp"));
+    }
     std::vector<attribute_s> attributes{
         {"specversion", "1.0"},
         {"id", idOf(entry)},
@@ -103,6 +113,56 @@ std::string_view epcOf(std::string_view body) {
     const auto begin = static_cast<std::size_t>(at - body.begin()) + epcKey.size();
     const std::string_view epc = upToQuote(body.substr(begin));
     return std::ranges::all_of(epc, isHexDigit) ? epc : std::string_view();
+}
+
+std::string_view keyOf(stream_e stream, std::string_view body) {
+    return stream == stream_e::presence ? textMember(body, "epc") : epcOf(body);
+}
+
+std::string_view numberMember(std::string_view body, std::string_view key) {
+    const std::size_t at = body.find(key);
+    if (at == body.npos) {
+        return {};
+    }
+    const std::string_view rest = body.substr(at + key.size());
+    return rest.substr(0, std::min(rest.find_first_not_of("-0123456789.eE+"), rest.size()));
+}
+
+std::optional<std::int64_t> microsecondsOf(std::string_view time) {
+    constexpr std::size_t fractionAt = 20, mostDigits = 6;
+    constexpr std::int64_t million = 1'000'000;
+    const std::size_t end = time.size() < fractionAt ? time.npos : time.find_first_of("Z+-", fractionAt);
+    if (end == time.npos || end - fractionAt > mostDigits) {
+        return std::nullopt;
+    }
+    bool isSound = true;
+    // A number of `length` digits, behind which `mark` stands.
+    const auto part = [&](std::size_t at, std::size_t length, std::string_view marks) {
+        int number = 0;
+        const char* const begin = time.data() + at;
+        isSound = isSound && at + length <= time.size() &&
+                  std::from_chars(begin, begin + length, number).ptr == begin + length &&
+                  (marks.empty() || (at + length < time.size() && marks.find(begin[length]) != marks.npos));
+        return number;
+    };
+    const std::chrono::year_month_day date(std::chrono::year(part(0, 4, "-")),
+                                           std::chrono::month(static_cast<unsigned>(part(5, 2, "-"))),
+                                           std::chrono::day(static_cast<unsigned>(part(8, 2, "T"))));
+    const std::int64_t clock = part(11, 2, ":") * 3'600 + part(14, 2, ":") * 60 + part(17, 2, ".");
+    std::int64_t fraction = part(fractionAt, end - fractionAt, "Z+-");
+    for (std::size_t digits = end - fractionAt; digits < mostDigits; ++digits) {
+        fraction *= 10;
+    }
+    std::int64_t offset = 0;  // s
+    if (isSound && time[end] != 'Z') {
+        offset = part(end + 1, 2, "") * 3'600 + part(end + 3, 2, "") * 60;
+        offset = time[end] == '-' ? -offset : offset;
+    }
+    if (!isSound || !date.ok()) {
+        return std::nullopt;
+    }
+    const std::chrono::sys_seconds day = std::chrono::sys_days(date);
+    return (day.time_since_epoch().count() + clock - offset) * million + fraction;
 }
 
 std::string utcText(std::int64_t microseconds) {

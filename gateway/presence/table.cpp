@@ -107,6 +107,11 @@ bool keepOptional(Archive& archive, std::optional<Value>* value) {
 
 }  // namespace
 
+std::string_view presenceWord(presence_e event) {
+    constexpr std::array<std::string_view, 3> words{"arrived", "moved", "departed"};
+    return words[static_cast<std::size_t>(event)];
+}
+
 std::size_t presence_table_c::readerOf(const std::string& name) {
     const auto known = std::ranges::find(readers, name, &reader_s::name);
     if (known == readers.end()) {

@@ -39,6 +39,8 @@ struct sighting_s {
 };
 
 enum class presence_e : std::uint8_t { arrived, moved, departed };
+// As in "event" of the body.
+std::string_view presenceWord(presence_e event);
 
 // Times are those of the reader's clock, microseconds since 1970.
 struct presence_event_s {

@@ -37,16 +37,6 @@ struct format_s {
     void (*append)(const entry_s& entry, std::string* text);
 };
 
-// A number in the body, found without building a document; empty without it.
-std::string_view numberMember(std::string_view body, std::string_view key) {
-    const std::size_t at = body.find(key);
-    if (at == body.npos) {
-        return {};
-    }
-    const std::string_view rest = body.substr(at + key.size());
-    return rest.substr(0, std::min(rest.find_first_not_of("-0123456789.eE+"), rest.size()));
-}
-
 // RFC 4180: quotation marks around it, and doubled within.
 void appendQuoted(std::string_view value, std::string* text) {
     *text += '"';

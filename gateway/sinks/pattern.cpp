@@ -6,17 +6,6 @@
 
 namespace {
 
-// What is behind `"antenna":` up to the next byte that belongs to no number.
-std::string_view antennaOf(const entry_s& entry) {
-    constexpr std::string_view key = "\"antenna\":";
-    const std::size_t at = entry.body.find(key);
-    if (at == entry.body.npos) {
-        return {};
-    }
-    const std::string_view rest = std::string_view(entry.body).substr(at + key.size());
-    return rest.substr(0, std::min(rest.find_first_not_of("0123456789"), rest.size()));
-}
-
 struct placeholder_s {
     std::string_view name;
     std::string_view (*valueOf)(const entry_s& entry);
@@ -24,7 +13,7 @@ struct placeholder_s {
 constexpr std::array placeholders{
     placeholder_s{"reader", [](const entry_s& entry) { return std::string_view(entry.reader); }},
     placeholder_s{"stream", [](const entry_s& entry) { return streamName(entry.stream); }},
-    placeholder_s{"antenna", antennaOf},
+    placeholder_s{"antenna", [](const entry_s& entry) { return numberMember(entry.body, "\"antenna\":"); }},
     placeholder_s{"epc", [](const entry_s& entry) { return std::string_view(entry.key); }},
     placeholder_s{"type", typeOf},
 };
