@@ -169,3 +169,11 @@ void to_json(nlohmann::json& document, const sink_account_s& sink) {
                 {"setAside", sink.setAside},   {"dropped", sink.dropped}, {"pending", sink.pending()},
                 {"delivered", sink.delivered}, {"retried", sink.retried}};
 }
+
+void to_json(nlohmann::json& document, const presence_account_s& presence) {
+    document = {{"present", presence.present},
+                {"arrived", presence.arrived},
+                {"moved", presence.moved},
+                {"departed", presence.departed},
+                {"early", presence.early}};
+}

@@ -5,6 +5,7 @@
 //   of each source   heard = taken + refused
 //                    next number of a life of the daemon = first + numbered + missing
 //   of each sink     taken = confirmed + set aside + dropped + pending
+//   of presence      arrived = present + departed
 #pragma once
 
 #include <cstdint>
@@ -12,6 +13,8 @@
 #include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <vector>
+
+#include "presence/rules.hpp"
 
 // Both numbers belong to it.
 struct lost_range_s {
@@ -83,3 +86,4 @@ void takeUptime(source_account_s* source, std::int64_t uptime);
 void to_json(nlohmann::json& document, const source_account_s& source);
 void from_json(const nlohmann::json& document, source_account_s& source);
 void to_json(nlohmann::json& document, const sink_account_s& sink);
+void to_json(nlohmann::json& document, const presence_account_s& presence);

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cmath>
 #include <cstring>
 #include <filesystem>
 #include <set>
@@ -207,6 +208,22 @@ void checkSpool(const spool_config_s& spool, lines_t* mistakes) {
     checkFolder(exists ? directory : directory.parent_path(), "spool.directory", mistakes);
 }
 
+// Seconds, or decibels in 256ths, as whole numbers.
+std::int64_t scaled(const json& object, const char* key, double scale, std::int64_t otherwise) {
+    return object.contains(key) ? std::llround(object[key].get<double>() * scale) : otherwise;
+}
+
+presence_rules_s presenceOf(const json& object) {
+    constexpr double microseconds = 1e6;
+    presence_rules_s rules;
+    rules.departAfter = scaled(object, "departAfter", microseconds, rules.departAfter);
+    rules.antenna.margin =
+        static_cast<int>(scaled(object, "moveMargin", levelsPerDecibel, rules.antenna.margin));
+    rules.antenna.holdOff = scaled(object, "moveHoldOff", microseconds, rules.antenna.holdOff);
+    take(object, "maxTags", &rules.maxTags);
+    return rules;
+}
+
 // Of each file that a text of the settings names: which one it is, its size and its time.
 std::string filesOf(const json& settings) {
     std::string state;
@@ -262,6 +279,9 @@ void takeSinks(const json& list, config_s* config, lines_t* mistakes) {
             targets.add(list[i].value(key, ""), place + "." + key);
         }
         takeDeadLetterFile(config->spool, place, &sink, mistakes);
+        if ((sink.streams & streamBit(stream_e::presence)) != 0 && !config->spool.presence) {
+            mistakes->push_back(place + ".streams: presence needs the key presence");
+        }
         const sink_type_s* type = findSinkType(sink.type);
         if (type == nullptr) {
             mistakes->push_back(place + ".type: this twgate was built without " + sink.type);
@@ -317,6 +337,9 @@ std::optional<config_s> parseConfig(const std::string& text, const std::string& 
     checkSources(config, document, mistakes);
     takeSpool(document["spool"], &config.spool);
     checkSpool(config.spool, mistakes);
+    if (document.contains("presence")) {
+        config.spool.presence = presenceOf(document["presence"]);
+    }
     takeSinks(document["sinks"], &config, mistakes);
     return mistakes->empty() ? std::optional(config) : std::nullopt;
 }

@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "presence/rules.hpp"
+
 inline constexpr const char* defaultStatusEndpoint = "ipc:///tmp/twgate_status";
 
 // One reader. An ipc endpoint is bound, since the daemon connects to it, a tcp endpoint connected.
@@ -22,9 +24,10 @@ struct source_config_s {
 struct spool_config_s {
     std::string directory;
     std::uint64_t maxEvents = 1'000'000;
-    std::uint64_t maxBytes = 1'073'741'824;  // of the bodies
-    std::uint64_t maxAge = 604'800;          // s
-    bool syncFull = false;                   // what is committed survives a loss of power, too
+    std::uint64_t maxBytes = 1'073'741'824;      // of the bodies
+    std::uint64_t maxAge = 604'800;              // s
+    bool syncFull = false;                       // what is committed survives a loss of power, too
+    std::optional<presence_rules_s> presence{};  // nothing: no stream "presence"
 };
 
 struct sink_config_s {

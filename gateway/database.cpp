@@ -81,6 +81,10 @@ void statement_c::bindOne(int index, std::string_view value) {
     check(sqlite3_bind_text64(handle, index, value.data(), value.size(), SQLITE_STATIC, SQLITE_UTF8));
 }
 
+void statement_c::bindOne(int index, blob_s value) {
+    check(sqlite3_bind_blob64(handle, index, value.bytes.data(), value.bytes.size(), SQLITE_STATIC));
+}
+
 void statement_c::bindOne(int index, const std::optional<std::uint64_t>& value) {
     value ? bindOne(index, *value) : check(sqlite3_bind_null(handle, index));
 }

@@ -29,6 +29,11 @@ database_ptr openDatabase(const std::string& file, int flags);
 // Runs statements without values. Throws database_error_s.
 void execute(sqlite3* database, const std::string& sql);
 
+// Bytes that are not text.
+struct blob_s {
+    std::string_view bytes;
+};
+
 // A prepared statement, to be used again and again.
 class statement_c {
   public:
@@ -58,6 +63,7 @@ class statement_c {
     void bindOne(int index, std::int64_t value);
     void bindOne(int index, std::uint64_t value);
     void bindOne(int index, std::string_view value);
+    void bindOne(int index, blob_s value);
     void bindOne(int index, const std::optional<std::uint64_t>& value);
     void check(int code);
 

@@ -7,6 +7,7 @@
 //   sink    id | name | streams | cursor | counts              one row a sink
 //   source  reader | state                                     one row a reader, its account as JSON
 //   total   bytes                                              of all bodies
+//   presence  seq | body                                       one row, a snapshot of the presence table
 //
 // The writer alone moves cursors and counts, so that the accounts close at each commit.
 #pragma once
@@ -41,6 +42,7 @@ struct spool_account_s {
     std::vector<source_account_s> sources;
     std::vector<sink_account_s> sinks;
     std::uint64_t entries = 0, bytes = 0;
+    std::optional<presence_account_s> presence;  // nothing without the stream
     std::string trouble;  // why nothing can be written at the moment; empty when all is well
 };
 

@@ -63,6 +63,12 @@ std::string sinkText(const json& sink) {
         count("delivered"), count("retried"), count("inFlight"));
 }
 
+std::string presenceText(const json& presence) {
+    const auto count = [&](const char* key) { return presence.at(key).get<std::uint64_t>(); };
+    return fmt::format("presence: arrived {} = present {} + departed {}, {} of them early; moved {}\n",
+                       count("arrived"), count("present"), count("departed"), count("early"), count("moved"));
+}
+
 }  // namespace
 
 json statusDocument(const spool_account_s& account, const std::map<std::string, sender_status_s>& states,
@@ -72,10 +78,14 @@ json statusDocument(const spool_account_s& account, const std::map<std::string, 
         const auto state = states.find(sink.name);
         sinks.push_back(stateOf(sink, state == states.end() ? sender_status_s() : state->second, reader));
     }
-    return {
+    json document = {
         {"sources", account.sources},
         {"sinks", sinks},
         {"spool", {{"entries", account.entries}, {"bytes", account.bytes}, {"trouble", account.trouble}}}};
+    if (account.presence) {
+        document["presence"] = *account.presence;
+    }
+    return document;
 }
 
 std::string statusText(const json& document) {
@@ -85,6 +95,9 @@ std::string statusText(const json& document) {
     }
     for (const json& sink : document.at("sinks")) {
         text += sinkText(sink);
+    }
+    if (document.contains("presence")) {
+        text += presenceText(document.at("presence"));
     }
     const json& spool = document.at("spool");
     const std::string trouble = spool.at("trouble");

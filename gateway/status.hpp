@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
 // The status socket and "twgate status". The reply is one JSON object, the whole account:
 //
-//   {"version":..., "sources":[...], "sinks":[...], "spool":{...}}
+//   {"version":..., "sources":[...], "sinks":[...], "spool":{...}, "presence":{...}}
+//
+// "presence" only with that stream.
 #pragma once
 
 #include <map>

@@ -9,14 +9,7 @@
 #include <limits>
 #include <optional>
 
-// Levels are in 256ths of a dB, times in microseconds.
-inline constexpr int levelsPerDecibel = 256;
-
-struct antenna_rules_s {
-    int margin = 6 * levelsPerDecibel;        // by which the other antenna has to be stronger
-    std::int64_t holdOff = 500'000;           // for so long without a break
-    std::int64_t forgottenAfter = 5'000'000;  // an antenna that has not read the tag for so long has lost it
-};
+#include "presence/rules.hpp"
 
 // A tag's antennas: the present one and up to three others that read it lately.
 class antenna_levels_c {

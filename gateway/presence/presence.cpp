@@ -23,8 +23,10 @@ std::optional<Number> numberIn(std::string_view body, std::string_view key) {
 
 }  // namespace
 
-void presence_c::meet(std::int64_t boot) {
-    readerOf(boot);
+bool presence_c::load(std::string_view snapshot, std::int64_t now) {
+    readers.clear();
+    lives.clear();
+    return table.load(snapshot, now);
 }
 
 std::size_t presence_c::readerOf(std::int64_t boot) {

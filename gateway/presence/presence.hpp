@@ -29,12 +29,12 @@ class presence_c {
     std::string save() { return table.save(); }
     // From a snapshot; false, with an empty table, when it is not whole. What is in the spool behind it
     // is played again with replay(), reports and presence events in their order; resume() ends that.
-    bool load(std::string_view snapshot, std::int64_t now) { return table.load(snapshot, now); }
+    bool load(std::string_view snapshot, std::int64_t now);
     void replay(const entry_s& entry, std::int64_t now);
     void resume(const presence_rules_s& rules, std::int64_t now);
 
-    // A life of a daemon that is in the spool; the latest is told last.
-    void meet(std::int64_t boot);
+    // A life of a daemon that the spool has; the latest of a reader comes last. Behind load().
+    void meet(std::int64_t boot) { readerOf(boot); }
 
     void setRules(const presence_rules_s& rules) { table.setRules(rules); }
     const presence_account_s& account() const { return table.account(); }

@@ -21,12 +21,7 @@
 
 #include "presence/antenna_levels.hpp"
 #include "presence/reader_clock.hpp"
-
-struct presence_rules_s {
-    antenna_rules_s antenna;               // forgottenAfter is departAfter
-    std::int64_t departAfter = 5'000'000;  // microseconds without a read
-    std::size_t maxTags = 100'000;         // of all readers; beyond it the longest unseen departs early
-};
+#include "presence/rules.hpp"
 
 // One report.
 struct sighting_s {
@@ -54,12 +49,6 @@ struct presence_event_s {
     std::uint64_t reads = 0;
     std::optional<int> bestRssi{};
     std::optional<std::uint16_t> bestAntenna{};  // that of the best RSSI
-};
-
-// Counts since presence was turned on: arrived = present + departed.
-struct presence_account_s {
-    std::uint64_t present = 0, arrived = 0, moved = 0, departed = 0;
-    std::uint64_t early = 0;  // of the departed: to keep to maxTags
 };
 
 class presence_table_c {

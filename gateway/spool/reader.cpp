@@ -54,7 +54,7 @@ bool spool_reader_c::read(const sink_account_s& sink, std::int64_t after, std::s
                 const boot_row_s& boot = impl->boot(entry.boot);
                 entry.reader = boot.reader;
                 entry.boot = boot.name;
-                entry.key = epcOf(entry.body);
+                entry.key = keyOf(entry.stream, entry.body);
                 bytes += entry.body.size();
             }
         }

@@ -58,5 +58,5 @@ void add(spool_c::progress_s* sum, const spool_c::progress_s& more) {
 
 std::int64_t state_s::settledUpTo() const {
     const auto lowest = std::ranges::min_element(sinks, {}, &sink_account_s::cursor);
-    return lowest == sinks.end() ? 0 : lowest->cursor;
+    return lowest == sinks.end() ? 0 : std::min(lowest->cursor, snapshot.value_or(lowest->cursor));
 }

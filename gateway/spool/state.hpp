@@ -55,8 +55,12 @@ struct state_s {
     std::int64_t lastSeq = 0;
     std::uint64_t bytes = 0;  // of the bodies
     bool dropped = false;     // the last transaction has dropped entries that a sink had not taken
+    // The snapshot of presence holds what entries up to there have brought; those above it stay, since they
+    // make it whole. Nothing without presence, or while the snapshot is void.
+    std::optional<std::int64_t> snapshot;
+    std::optional<presence_account_s> presence;
 
     std::uint64_t entries() const { return static_cast<std::uint64_t>(lastSeq - firstSeq + 1); }
-    // All sinks have what is up to there; 0 without a sink.
+    // Nobody needs what is up to there: all sinks have it, and the snapshot. 0 without a sink.
     std::int64_t settledUpTo() const;
 };

@@ -19,6 +19,9 @@ constexpr const char* tables =
     "CREATE TABLE total(id INTEGER PRIMARY KEY, last_seq INTEGER, bytes INTEGER);"
     "INSERT INTO total VALUES(1, 0, 0);";
 
+constexpr const char* presenceTable =
+    "CREATE TABLE IF NOT EXISTS presence(id INTEGER PRIMARY KEY, seq INTEGER, body BLOB)";
+
 // Rows of a sink between two places: those of its streams, and of the overflows its own.
 constexpr std::string_view rowsOfSink =
     " FROM entry WHERE seq > ?1 AND seq <= ?2 AND ((1 << stream) & ?3 OR (stream = 2 AND number = ?4))";
@@ -58,11 +61,12 @@ struct store_c::statements_s {
           forgetSinks(database, "DELETE FROM sink"),
           saveSink(database, "INSERT OR REPLACE INTO sink VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"),
           saveTotal(database, "UPDATE total SET last_seq = ?, bytes = ?"),
+          saveSnapshot(database, "INSERT OR REPLACE INTO presence VALUES(1, ?, ?)"),
           begin(database, "BEGIN IMMEDIATE"),
           commit(database, "COMMIT") {}
 
     statement_c insert, countOfSink, entriesOfSink, oldest, lastBefore, bytesUpTo, removeUpTo, freePages,
-        saveBoot, saveSource, forgetSinks, saveSink, saveTotal, begin, commit;
+        saveBoot, saveSource, forgetSinks, saveSink, saveTotal, saveSnapshot, begin, commit;
 };
 
 store_c::store_c() = default;
@@ -106,6 +110,7 @@ void store_c::make() {
     } else if (found != layout) {
         throw std::runtime_error("it was made by another version of twgate");
     }
+    execute(database.get(), presenceTable);
 }
 
 void store_c::load(state_s* state, boot_list_c* boots) {
@@ -259,4 +264,20 @@ void store_c::saveSinks(const std::vector<sink_account_s>& sinks) {
 
 void store_c::saveTotal(std::int64_t lastSeq, std::uint64_t bytes) {
     statements->saveTotal.bind(lastSeq, bytes).run();
+}
+
+void store_c::saveSnapshot(std::int64_t seq, std::string_view body) {
+    statements->saveSnapshot.bind(seq, blob_s{body}).run();
+}
+
+std::optional<store_c::snapshot_s> store_c::loadSnapshot() {
+    statement_c snapshot(database.get(), "SELECT seq, body FROM presence");
+    return snapshot.step() ? std::optional(snapshot_s{snapshot.integer(0), std::string(snapshot.text(1))})
+                           : std::nullopt;
+}
+
+void store_c::forgetSnapshot() {
+    if (isOpen()) {
+        sqlite3_exec(database.get(), "DELETE FROM presence", nullptr, nullptr, nullptr);
+    }
 }

@@ -53,6 +53,15 @@ class store_c {
     void saveSinks(const std::vector<sink_account_s>& sinks);
     void saveTotal(std::int64_t lastSeq, std::uint64_t bytes);
 
+    // A snapshot of presence, with what the entries up to `seq` have brought.
+    struct snapshot_s {
+        std::int64_t seq = 0;
+        std::string body;
+    };
+    void saveSnapshot(std::int64_t seq, std::string_view body);
+    std::optional<snapshot_s> loadSnapshot();
+    void forgetSnapshot();  // throws nothing
+
   private:
     struct statements_s;
     void make();

@@ -42,16 +42,13 @@ bool isTooMuch(const spool_config_s& limits, const state_s& state) {
     return state.entries() > limits.maxEvents || state.bytes > limits.maxBytes;
 }
 
-bool isOver(store_c* store, const spool_config_s& limits, const state_s& state) {
-    return isTooMuch(limits, state) || store->isOlder(oldestAllowed(limits));
-}
-
 // Up to where entries have to go: an even number at a time, so that not every commit has to drop some.
 std::int64_t cutFor(store_c* store, const spool_config_s& limits, const state_s& next) {
     const auto most = static_cast<std::int64_t>(limits.maxEvents);
     const std::int64_t atOnce = std::clamp<std::int64_t>(most / 100, 100, 5'000);
-    return isTooMuch(limits, next) ? std::min(next.lastSeq, next.firstSeq + atOnce - 1)
-                                   : store->lastBefore(oldestAllowed(limits), atOnce);
+    const std::int64_t cut = isTooMuch(limits, next) ? std::min(next.lastSeq, next.firstSeq + atOnce - 1)
+                                                     : store->lastBefore(oldestAllowed(limits), atOnce);
+    return std::min(cut, next.snapshot.value_or(cut));
 }
 
 // What a sink has not taken up to there, counted as dropped.
@@ -143,6 +140,10 @@ void trim(store_c* store, const boot_list_c& boots, const spool_config_s& limits
     }
 }
 
+bool isOver(store_c* store, const spool_config_s& limits, const state_s& state) {
+    return isTooMuch(limits, state) || store->isOlder(oldestAllowed(limits));
+}
+
 bool isTrimDue(store_c* store, const spool_config_s& limits, const state_s& state) {
     return state.settledUpTo() >= state.firstSeq || isOver(store, limits, state);
 }
@@ -150,6 +151,7 @@ bool isTrimDue(store_c* store, const spool_config_s& limits, const state_s& stat
 void dropAll(store_c* store, state_s* next, std::int64_t boot) {
     next->firstSeq = next->lastSeq + 1;
     next->bytes = 0;
+    next->snapshot.reset();
     for (sink_account_s& sink : next->sinks) {
         const loss_s loss{.sink = &sink, .count = sink.pending(), .boot = boot};
         sink.cursor = next->lastSeq;

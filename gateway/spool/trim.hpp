@@ -8,9 +8,13 @@
 class store_c;
 
 // Removes what all sinks have when it is at least `worth` entries, and what is beyond the limits. Each sink
-// that loses entries gets an overflow in their place, and its cursor moves before that.
+// that loses entries gets an overflow in their place, and its cursor moves before that. What the snapshot
+// needs stays.
 void trim(store_c* store, const boot_list_c& boots, const spool_config_s& limits, state_s* next,
           std::int64_t worth);
+
+// Whether there is more than the limits allow.
+bool isOver(store_c* store, const spool_config_s& limits, const state_s& state);
 
 // Whether trim() has something to do.
 bool isTrimDue(store_c* store, const spool_config_s& limits, const state_s& state);

@@ -45,13 +45,13 @@ bool spool_c::writer_c::open(const spool_config_s& config, std::string* error) {
     }
     try {
         try {
-            store.open(file, limits.syncFull, &state, &boots);
+            openStore();
         } catch (const database_error_s& broken) {
             if (!broken.isBroken()) {
                 throw;
             }
             moveAside(broken.what());
-            store.open(file, limits.syncFull, &state, &boots);
+            openStore();
         }
     } catch (const std::exception& problem) {
         *error = file + ": " + problem.what();
@@ -60,6 +60,11 @@ bool spool_c::writer_c::open(const spool_config_s& config, std::string* error) {
     holdReserve();
     publish(false);
     return true;
+}
+
+void spool_c::writer_c::openStore() {
+    store.open(file, limits.syncFull, &state, &boots);
+    openPresence();
 }
 
 // Room on a full disk for the cursors, without which nothing would be delivered or removed any more.
@@ -107,6 +112,7 @@ void spool_c::writer_c::beginAnew() {
         throw;
     }
     state = std::move(next);
+    snapshotWanted = presence != nullptr;
 }
 
 void spool_c::writer_c::run() {
@@ -124,6 +130,7 @@ void spool_c::writer_c::run() {
             wanted.wait_for(guard, commitEvery, isWanted);
             last = ending;
         }
+        snapshotWanted = snapshotWanted || (last && presence);
         work();
         ++pulse;
     }
@@ -135,13 +142,14 @@ void spool_c::writer_c::run() {
 void spool_c::writer_c::work() {
     std::optional<std::vector<sink_config_s>> sinks;
     std::optional<spool_config_s> config;
+    work_s fresh;
     bool isFlush = false;
     {
         const std::lock_guard guard(mutex);
         sinks = std::exchange(newSinks, std::nullopt);
         config = std::exchange(newLimits, std::nullopt);
         isFlush = flushWanted;
-        hand.append(&queue);
+        fresh = std::exchange(queue, {});
     }
     try {
         if (suspect.exchange(false)) {
@@ -157,6 +165,8 @@ void spool_c::writer_c::work() {
     } catch (const std::exception& problem) {
         spdlog::error("{}: {}", file, problem.what());
     }
+    derivePresence(&fresh);
+    hand.append(&fresh);
     const auto now = steady_t::now();
     if (full && now - lastTry < retryEvery && !sinks && !isFlush) {
         if (hand.isAwaited && store.isOpen()) {
@@ -166,8 +176,8 @@ void spool_c::writer_c::work() {
         return;
     }
     lastTry = now;
-    const bool idle =
-        !sinks && !isFlush && !full && hand.entries.empty() && hand.progress.empty() && !hand.sources;
+    const bool idle = !sinks && !isFlush && !full && !snapshotWanted && hand.entries.empty() &&
+                      hand.progress.empty() && !hand.sources;
     if (idle && store.isOpen() && !isTrimDue()) {
         return;
     }
@@ -184,9 +194,16 @@ void spool_c::writer_c::work() {
 }
 
 void spool_c::writer_c::takeLimits(const spool_config_s& config) {
+    const std::optional<presence_rules_s> before = limits.presence;
     limits = config;
     if (store.isOpen()) {
         store.setSync(limits.syncFull);
+    }
+    if (before && limits.presence) {
+        snapshotWanted = snapshotWanted || *before != *limits.presence;
+        presence->setRules(*limits.presence);
+    } else if (before || limits.presence) {
+        openPresence();
     }
 }
 
@@ -198,8 +215,10 @@ bool spool_c::writer_c::tryCommit() {
         if (!store.isOpen()) {
             beginAnew();
         }
-        commit(hand);
+        // While it was full until now, a snapshot may be what does not fit.
+        commit(hand, !full);
         hand = {};
+        snapshotWanted = full && presence;
         if (std::exchange(full, false)) {
             holdReserve();
             spdlog::warn("{}: can be written again", file);
@@ -248,7 +267,9 @@ void spool_c::writer_c::commitCursors() {
     try {
         work_s cursors;
         cursors.progress = hand.progress;
-        commit(cursors);
+        // What the snapshot needs makes room, too: the next one cannot be written before there is some.
+        state.snapshot.reset();
+        commit(cursors, false);
         hand.progress.clear();
         store.emptyLog();
     } catch (const std::exception&) {
@@ -256,7 +277,9 @@ void spool_c::writer_c::commitCursors() {
     }
 }
 
-void spool_c::writer_c::commit(const work_s& work) {
+// `withPresence`: with everything in `hand`, so that the table is as it is behind this transaction; with a
+// snapshot of it when one is due.
+void spool_c::writer_c::commit(const work_s& work, bool withPresence) {
     state_s next = state;
     next.dropped = false;
     store.begin();
@@ -265,7 +288,7 @@ void spool_c::writer_c::commit(const work_s& work) {
     }
     insertEntries(work, &next);
     settle(work, &next);
-    trim(&store, boots, limits, &next, work.isAwaited ? worthATrim : 1);
+    saveAndTrim(work, presence && withPresence, &next);
     if (work.sources) {
         store.saveSources(next.sources);
     }
@@ -275,6 +298,22 @@ void spool_c::writer_c::commit(const work_s& work) {
     store.saveSinks(next.sinks);
     store.commit();
     state = std::move(next);
+}
+
+// What is over the limits goes only when a snapshot does not need it any more.
+void spool_c::writer_c::saveAndTrim(const work_s& work, bool withPresence, state_s* next) {
+    const std::int64_t worth = work.isAwaited ? worthATrim : 1;
+    if (withPresence) {
+        next->presence = presence->account();
+        if (isSnapshotDue(*next)) {
+            saveSnapshot(next);
+        }
+    }
+    trim(&store, boots, limits, next, worth);
+    if (withPresence && next->snapshot != next->lastSeq && isOver(&store, limits, *next)) {
+        saveSnapshot(next);
+        trim(&store, boots, limits, next, worth);
+    }
 }
 
 void spool_c::writer_c::insertEntries(const work_s& work, state_s* next) {
@@ -371,6 +410,7 @@ void spool_c::writer_c::publish(bool wake) {
     committed.sources = state.sources;
     committed.entries = state.entries();
     committed.bytes = state.bytes;
+    committed.presence = state.presence;
     if (!full) {
         committed.trouble.clear();
     }

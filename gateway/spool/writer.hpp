@@ -8,6 +8,7 @@
 #include <condition_variable>
 #include <thread>
 
+#include "presence/presence.hpp"
 #include "state.hpp"
 #include "store.hpp"
 #include "twctl/sockets.hpp"
@@ -44,13 +45,20 @@ class spool_c::writer_c {
 
   private:
     void work();
+    void openStore();
     void takeLimits(const spool_config_s& config);
+    void openPresence();
+    void replayPresence(const store_c::snapshot_s& snapshot);
+    void derivePresence(work_s* fresh);
+    bool isSnapshotDue(const state_s& next) const;
+    void saveSnapshot(state_s* next);
     void takeSinks(const std::vector<sink_config_s>& wanted);
     void recount(sink_account_s* sink);
     bool tryCommit();
     bool beginAnewAfter(const database_error_s& problem, std::string* why);
     void commitCursors();
-    void commit(const work_s& work);
+    void commit(const work_s& work, bool withPresence);
+    void saveAndTrim(const work_s& work, bool withPresence, state_s* next);
     void insertEntries(const work_s& work, state_s* next);
     void settle(const work_s& work, state_s* next);
     void moveAside(const std::string& why);
@@ -67,5 +75,8 @@ class spool_c::writer_c {
     state_s state;
     work_s hand;        // what the next transaction brings in
     bool full = false;  // the last transaction has failed
+    // The table is as it will be behind the next transaction, with what `hand` brings.
+    std::unique_ptr<presence_c> presence;  // nothing without the stream
+    bool snapshotWanted = false;           // with the next transaction
     std::chrono::steady_clock::time_point lastTry{};
 };

@@ -6,8 +6,11 @@
 
 #include <map>
 #include <random>
+#include <set>
 #include <sstream>
 
+#include "event.hpp"
+#include "gateway/program.hpp"
 #include "presence/table.hpp"
 #include "support/table.hpp"
 
@@ -206,6 +209,89 @@ struct naive_s {
     std::string text;
 };
 
+// Behind the spool's directory in the configuration.
+std::string presenceKey(const std::string& departAfter) {
+    return R"(, "maxEvents": 10000}, "presence": {"departAfter": )" + departAfter;
+}
+
+std::string reportAt(std::int64_t time, std::uint64_t number, int tag, int antenna, int rssi) {
+    return R"({"data":{"antenna":)" + std::to_string(antenna) + R"(,"eventNum":)" + std::to_string(number) +
+           R"(,"idHex":"30)" + std::to_string(10 + tag) + R"(","peakRssi":)" + std::to_string(rssi) +
+           R"(},"timestamp":")" + utcText(time).substr(0, 23) + R"(+0000","type":"SIMPLE"})";
+}
+
+// Compares the presence events with the reports in the same sink.
+class audit_c {
+  public:
+    void take(const nlohmann::json& event) {
+        const std::string type = event.at("type"), epc = event.at("subject");
+        const nlohmann::json& data = event.at("data");
+        if (type == "tarnwick.tag.read") {
+            apply();
+            report = {epc, utcText(*microsecondsOf(data.at("timestamp").get<std::string>())),
+                      data.at("data").at("peakRssi")};
+        } else if (type == "tarnwick.presence.arrived") {
+            EXPECT_TRUE(report.epc == epc && !stays.contains(epc) && !arrived) << event;
+            arrived = true;
+            antennas[epc] = data.at("antenna");
+        } else if (type == "tarnwick.presence.moved") {
+            EXPECT_EQ(std::exchange(antennas[epc], data.at("antenna")), data.at("from")) << event;
+        } else {
+            if (report.epc == epc && data.at("lastSeen") == report.time) {
+                apply();
+            }
+            const stay_s stay = stays[epc];
+            EXPECT_EQ(stays.erase(epc), 1U);
+            EXPECT_EQ(data.at("reads"), stay.reads) << event;
+            EXPECT_EQ(data.at("lastSeen"), stay.last) << event;
+            EXPECT_EQ(data.at("bestRssi"), stay.best) << event;
+            ++departures;
+        }
+    }
+    // The last report belongs to a stay once what it brought was told.
+    void apply() {
+        if (!report.epc.empty()) {
+            EXPECT_EQ(stays.contains(report.epc), !arrived) << report.epc << " " << report.time;
+            stay_s& stay = stays[report.epc];
+            stay = {stay.reads + 1, std::max(stay.best, report.rssi), report.time};
+        }
+        report = {};
+        arrived = false;
+    }
+
+    struct report_s {
+        std::string epc, time;
+        int rssi = 0;
+    };
+    struct stay_s {
+        std::uint64_t reads = 0;
+        int best = -1'000;
+        std::string last;
+    };
+    std::map<std::string, stay_s> stays;
+    std::uint64_t departures = 0;
+
+  private:
+    report_s report;
+    bool arrived = false;  // with that report
+    std::map<std::string, int> antennas;
+};
+
+// Tags and presence events in the order of the spool, once each.
+std::vector<nlohmann::json> eventsIn(const gateway_s& gateway) {
+    std::vector<nlohmann::json> events;
+    std::set<std::string> seen;
+    for (const char* ending : {".jsonl", ".part"}) {
+        for (const std::string& line : gateway.lines("all-", ending)) {
+            nlohmann::json event = nlohmann::json::parse(line);
+            if (seen.insert(event.at("id")).second) {
+                events.push_back(std::move(event));
+            }
+        }
+    }
+    return events;
+}
+
 }  // namespace
 
 TEST(Presence, TellsWhatHappenedInEachStream) {
@@ -278,4 +364,90 @@ TEST(Presence, AgreesWithAModelThatKeepsEverything) {
         std::string bytes = player.table.save();
         EXPECT_FALSE(player.table.load(std::string_view(bytes).substr(0, bytes.size() - 1), 0));
     }
+}
+
+TEST(Presence, IsAStreamForEverySink) {
+    gateway_s gateway(
+        R"([{"name": "all", "type": "file", "path": "DIR/all", "format": "cloudevent", "streams": ["presence"]},
+            {"name": "csv", "type": "file", "path": "DIR/csv", "format": "csv", "streams": ["presence"]}])",
+        presenceKey("1"));
+    gateway.start();
+    const publisher_s tags(gateway.endpoint("data"));
+    tags.waitForSubscriber();
+    const std::int64_t begin = *microsecondsOf("2026-03-02T10:15:30.000+0000");
+    std::uint64_t number = 0;
+    for (const int antenna : {1, 2, 2, 2}) {
+        tags.send({reportAt(begin + static_cast<std::int64_t>(number) * 300'000, number, 0, antenna,
+                            antenna * 20 - 80)});
+        ++number;
+    }
+    ASSERT_TRUE(gateway.settles("all", 3));
+    ASSERT_TRUE(gateway.settles("csv", 3));
+    EXPECT_EQ(gateway.account().at("presence"),
+              nlohmann::json({{"present", 0}, {"arrived", 1}, {"moved", 1}, {"departed", 1}, {"early", 0}}));
+    EXPECT_THAT(
+        gateway.askStatus().second,
+        testing::HasSubstr("presence: arrived 1 = present 0 + departed 1, 0 of them early; moved 1\n"));
+    std::vector<std::string> bodies;
+    for (const nlohmann::json& event : eventsIn(gateway)) {
+        bodies.push_back(event.at("type").get<std::string>() + " " + event.at("data").dump());
+        EXPECT_EQ(event.at("time"), event.at("data").at("at"));
+        EXPECT_EQ(event.at("subject"), "3010");
+    }
+    EXPECT_THAT(
+        bodies,
+        testing::ElementsAre(
+            R"(tarnwick.presence.arrived {"antenna":1,"at":"2026-03-02T10:15:30.000000Z","epc":"3010","event":"arrived"})",
+            R"(tarnwick.presence.moved {"antenna":2,"at":"2026-03-02T10:15:30.900000Z","epc":"3010","event":"moved","from":1})",
+            R"(tarnwick.presence.departed {"antenna":2,"at":"2026-03-02T10:15:31.900000Z","bestAntenna":2,"bestRssi":-40,"epc":"3010","event":"departed","firstSeen":"2026-03-02T10:15:30.000000Z","lastSeen":"2026-03-02T10:15:30.900000Z","reads":4})"));
+    EXPECT_THAT(gateway.lines("csv-", ".part")[2],
+                testing::HasSubstr(",dock,presence,presence.moved,2026-03-02T10:15:30.900000Z,3010,2,,"));
+}
+
+TEST(Presence, LosesAndRepeatsNothingWhenItIsKilled) {
+    gateway_s gateway(
+        R"([{"name": "all", "type": "file", "path": "DIR/all", "format": "cloudevent", "streams": ["tags", "presence"]},
+            {"name": "away", "type": "zmq", "bind": "ipc://DIR/away", "streams": ["tags", "presence"]}])",
+        presenceKey("0.1"));
+    // It keeps its file, so that "away" is down, and loses its oldest entries.
+    const consumer_s other(gateway.endpoint("away").c_str());
+    const publisher_s tags(gateway.endpoint("data"));
+    const unsigned seed = std::random_device()();
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    std::mt19937 random(seed);
+    std::int64_t time = *microsecondsOf("2026-03-02T10:15:30.000+0000");
+    std::uint64_t number = 0;
+    const auto send = [&](int count) {
+        for (int i = 0; i < count; ++i) {
+            time += 3'000;
+            tags.send({reportAt(time, number++, static_cast<int>(random() % 40),
+                                1 + static_cast<int>(random() % 2), -40 - static_cast<int>(random() % 20))});
+        }
+    };
+    for (int round = 0; round < 9; ++round) {
+        gateway.start();
+        tags.waitForSubscriber();
+        send(1'000);
+        ASSERT_TRUE(eventually([&] {
+            const nlohmann::json account = gateway.account();
+            return account.at("sources").at(0).at("boot").at("next") == number &&
+                   (round % 3 > 0 ||
+                    (account.at("presence").at("present") == 0 && gateway.sink("all").at("pending") == 0));
+        }));
+        send(round % 2 * 300);
+        gateway.process->signal(SIGKILL);
+        ASSERT_EQ(gateway.process->waitForExit(), 128 + SIGKILL);
+    }
+    gateway.start();
+    ASSERT_TRUE(eventually([&] {
+        return gateway.account().at("presence").at("present") == 0 && gateway.sink("all").at("pending") == 0;
+    }));
+    EXPECT_GT(gateway.sink("away").at("dropped"), 5'000);
+
+    audit_c audit;
+    std::ranges::for_each(eventsIn(gateway), [&](const nlohmann::json& event) { audit.take(event); });
+    audit.apply();
+    EXPECT_TRUE(audit.stays.empty());
+    EXPECT_EQ(gateway.account().at("presence").at("departed"), audit.departures);
+    EXPECT_GT(audit.departures, 1'000U);
 }
