@@ -20,7 +20,7 @@ constexpr const char* tables =
     "INSERT INTO total VALUES(1, 0, 0);";
 
 constexpr const char* presenceTable =
-    "CREATE TABLE IF NOT EXISTS presence(id INTEGER PRIMARY KEY, seq INTEGER, body BLOB)";
+    "CREATE TABLE IF NOT EXISTS presence(id INTEGER PRIMARY KEY, seq INTEGER, body BLOB);";
 
 // Rows of a sink between two places: those of its streams, and of the overflows its own.
 constexpr std::string_view rowsOfSink =
@@ -105,12 +105,13 @@ void store_c::make() {
     const std::int64_t found = version.integer(0);
     version.reset();
     if (found == 0) {
-        execute(database.get(), std::string("BEGIN IMMEDIATE;") + tables +
+        execute(database.get(), std::string("BEGIN IMMEDIATE;") + tables + presenceTable +
                                     "PRAGMA user_version=" + std::to_string(layout) + ";COMMIT;");
     } else if (found != layout) {
         throw std::runtime_error("it was made by another version of twgate");
+    } else {
+        execute(database.get(), presenceTable);  // of a spool from before presence
     }
-    execute(database.get(), presenceTable);
 }
 
 void store_c::load(state_s* state, boot_list_c* boots) {
@@ -278,6 +279,6 @@ std::optional<store_c::snapshot_s> store_c::loadSnapshot() {
 
 void store_c::forgetSnapshot() {
     if (isOpen()) {
-        sqlite3_exec(database.get(), "DELETE FROM presence", nullptr, nullptr, nullptr);
+        sqlite3_exec(database.get(), "DELETE FROM presence WHERE id = 1", nullptr, nullptr, nullptr);
     }
 }
