@@ -14,6 +14,8 @@
 #include <sstream>
 
 #include "event.hpp"
+#include "http/access.hpp"
+#include "http/connection.hpp"
 #include "sink.hpp"
 #include "twctl/schema.hpp"
 #include "twctl/sockets.hpp"
@@ -73,6 +75,7 @@ source_config_s sourceOf(const json& object, const std::string& reader) {
     source_config_s source{.reader = reader, .tags = {}, .events = {}};
     take(object, "tags", &source.tags);
     take(object, "events", &source.events);
+    take(object, "requests", &source.requests);
     return source;
 }
 
@@ -176,6 +179,7 @@ void checkSources(const config_s& config, const json& document, lines_t* mistake
         endpoints.add(source.events, place + ".events");
         checkIpcPath(source.tags, place + ".tags", mistakes);
         checkIpcPath(source.events, place + ".events", mistakes);
+        checkIpcPath(source.requests, place + ".requests", mistakes);
         if (source.tags.empty() && source.events.empty()) {
             mistakes->push_back(place + ": tags or events is needed");
         }
@@ -243,6 +247,44 @@ std::string filesOf(const json& settings) {
         state += std::to_string(part) + " ";
     }
     return state;
+}
+
+http_config_s httpOf(const json& object) {
+    http_config_s http;
+    const std::string listen = object["listen"];
+    const std::size_t colon = listen.rfind(':');
+    http.host = listen.substr(0, colon);
+    http.port = std::stoi(listen.substr(colon + 1));
+    take(object, "certFile", &http.certFile);
+    take(object, "keyFile", &http.keyFile);
+    take(object, "tokenFile", &http.tokenFile);
+    return http;
+}
+
+void checkHttp(const http_config_s& http, lines_t* mistakes) {
+    constexpr int highestPort = 65'535;
+    constexpr std::size_t shortestToken = 16;
+    std::string error;
+    if (http.port > highestPort) {
+        mistakes->emplace_back("http.listen: ports are from 0 to 65535");
+    }
+    if (!isLoopback(http.host) && (http.certFile.empty() || http.keyFile.empty() || http.tokenFile.empty())) {
+        mistakes->push_back("http.listen: " + http.host +
+                            " is not a loopback address, and so needs certFile, keyFile and tokenFile");
+    }
+    if (http.certFile.empty() != http.keyFile.empty()) {
+        mistakes->emplace_back("http: certFile and keyFile need each other");
+    } else if (!http.certFile.empty() && !loadServerContext(http.certFile, http.keyFile, &error)) {
+        mistakes->push_back("http: " + error);
+    }
+    if (!http.tokenFile.empty()) {
+        const std::optional<std::string> token = readSecret(http.tokenFile, &error);
+        if (!token) {
+            mistakes->push_back("http.tokenFile: " + http.tokenFile + ": " + error);
+        } else if (token->size() < shortestToken) {
+            mistakes->push_back("http.tokenFile: " + http.tokenFile + ": a token has at least 16 characters");
+        }
+    }
 }
 
 sink_config_s sinkOf(const json& object) {
@@ -341,6 +383,10 @@ std::optional<config_s> parseConfig(const std::string& text, const std::string& 
         config.spool.presence = presenceOf(document["presence"]);
     }
     takeSinks(document["sinks"], &config, mistakes);
+    if (document.contains("http")) {
+        config.http = httpOf(document["http"]);
+        checkHttp(*config.http, mistakes);
+    }
     return mistakes->empty() ? std::optional(config) : std::nullopt;
 }
 

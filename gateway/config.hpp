@@ -16,8 +16,9 @@ inline constexpr const char* defaultStatusEndpoint = "ipc:///tmp/twgate_status";
 // One reader. An ipc endpoint is bound, since the daemon connects to it, a tcp endpoint connected.
 struct source_config_s {
     std::string reader;
-    std::string tags;    // endpoint; empty: none
-    std::string events;  // endpoint; empty: none
+    std::string tags;        // endpoint; empty: none
+    std::string events;      // endpoint; empty: none
+    std::string requests{};  // the daemon's reply socket; empty: none
     bool operator==(const source_config_s&) const = default;
 };
 
@@ -46,11 +47,18 @@ struct sink_config_s {
     bool operator==(const sink_config_s&) const = default;
 };
 
+struct http_config_s {
+    std::string host;                          // a numeric address, an IPv6 one in brackets, or "localhost"
+    int port = 0;                              // 0: any that is free
+    std::string certFile, keyFile, tokenFile;  // empty: none
+};
+
 struct config_s {
     std::vector<source_config_s> sources;
     spool_config_s spool;
     std::vector<sink_config_s> sinks;
     std::string status = defaultStatusEndpoint;
+    std::optional<http_config_s> http{};  // nothing: no HTTP
 };
 
 // Reads and checks the whole file. Nothing when there are mistakes; `mistakes` then has one line

@@ -19,6 +19,7 @@
 #include <nlohmann/json.hpp>
 
 #include "config.hpp"
+#include "http/http.hpp"
 #include "intake.hpp"
 #include "sender.hpp"
 #include "spool.hpp"
@@ -74,7 +75,9 @@ class gateway_c {
     bool applySources(const config_s& next);
     void endSenders(const config_s& next);
     void startSenders();
+    nlohmann::json statusNow();
     void answerStatus();
+    void tellHttp(bool intakeBeats, bool spoolBeats);
     void feedWatchdog();
     void end();
 
@@ -82,7 +85,8 @@ class gateway_c {
     config_s config;
     descriptor_s signals;
     spool_c spool;
-    intake_c intake{&spool};
+    http_c http;
+    intake_c intake{&spool, &http.picture};
     std::unique_ptr<spool_reader_c> reader;
     std::map<std::string, std::unique_ptr<sender_c>> senders;        // by the sink's name
     std::map<std::string, std::unique_ptr<sender_c>> endingSenders;  // which a reload waits for
@@ -91,6 +95,7 @@ class gateway_c {
     std::optional<connection_s> statusSocket;
     std::unique_ptr<bound_file_c> statusFile;
     pulse_watch_s intakePulse, spoolPulse;
+    steady_t::time_point toldHttp{};
 };
 
 void tellMistakes(const std::vector<std::string>& mistakes) {
@@ -111,6 +116,7 @@ int gateway_c::run(const std::string& file) {
     signals.fd = openGatewaySignals();
     signal(SIGPIPE, SIG_IGN);  // a peer that has gone is an error of the write
     if (!start()) {
+        http.stop();
         intake.close();
         senders.clear();
         spool.stop();
@@ -136,11 +142,12 @@ bool gateway_c::start() {
     reader = std::make_unique<spool_reader_c>(&spool);
     // A new sink gets all that comes, so it is known before anything does.
     spool.setSinks(config.sinks);
-    if (!intake.open(config.sources, &error)) {
+    if (!http.prepare(config, &error) || !intake.open(config.sources, &error)) {
         spdlog::error("{}", error);
         return false;
     }
     startSenders();
+    http.commit(config);
     return true;
 }
 
@@ -194,9 +201,14 @@ void gateway_c::reload() {
     if (next && next->status != config.status) {
         mistakes.emplace_back("status: changes only with a restart");
     }
+    std::string error;
+    if (mistakes.empty() && !http.prepare(*next, &error)) {
+        mistakes.push_back(error);
+    }
     if (mistakes.empty() && applySources(*next)) {
         spool.configure(next->spool);
         endSenders(*next);
+        http.commit(*next);
         config = *next;
         isReloading = true;
         return;
@@ -257,13 +269,7 @@ void gateway_c::startSenders() {
     }
 }
 
-void gateway_c::answerStatus() {
-    zmq_msg_t request;
-    zmq_msg_init(&request);
-    void* const socket = statusSocket->socket.get();
-    while (zmq_msg_recv(&request, socket, ZMQ_DONTWAIT) >= 0 && zmq_msg_more(&request) != 0) {
-    }
-    zmq_msg_close(&request);
+nlohmann::json gateway_c::statusNow() {
     std::map<std::string, sender_status_s> states;
     for (const auto& [name, sender] : senders) {
         states[name] = sender->status();
@@ -273,7 +279,33 @@ void gateway_c::answerStatus() {
     }
     nlohmann::json document = statusDocument(spool.account(), states, reader.get());
     document["version"] = TARNWICK_VERSION;
-    const std::string reply = document.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+    return document;
+}
+
+void gateway_c::tellHttp(bool intakeBeats, bool spoolBeats) {
+    if (!http.isOn() || steady_t::now() - toldHttp < std::chrono::milliseconds(tick)) {
+        return;
+    }
+    toldHttp = steady_t::now();
+    nlohmann::json document = statusNow();
+    health_s health{.reasons = statusTroubles(document), .stuck = {}};
+    if (!intakeBeats) {
+        health.stuck.emplace_back("the intake is stuck");
+    }
+    if (!spoolBeats) {
+        health.stuck.emplace_back("the spool is stuck");
+    }
+    http.picture.takeStatus(std::move(document), std::move(health));
+}
+
+void gateway_c::answerStatus() {
+    zmq_msg_t request;
+    zmq_msg_init(&request);
+    void* const socket = statusSocket->socket.get();
+    while (zmq_msg_recv(&request, socket, ZMQ_DONTWAIT) >= 0 && zmq_msg_more(&request) != 0) {
+    }
+    zmq_msg_close(&request);
+    const std::string reply = statusNow().dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
     zmq_send(socket, reply.data(), reply.size(), ZMQ_DONTWAIT);
 }
 
@@ -283,6 +315,7 @@ void gateway_c::feedWatchdog() {
     if (intakeBeats && spoolBeats) {
         sd_notify(0, "WATCHDOG=1");
     }
+    tellHttp(intakeBeats, spoolBeats);
 }
 
 // The other way round than the start: what came is committed, what is committed is delivered as far as
@@ -291,6 +324,7 @@ void gateway_c::end() {
     const auto deadline = steady_t::now() + drainWithin;
     sd_notify(0, "STOPPING=1");
     spdlog::info("ending");
+    http.stop();
     intake.close();
     spool.flush();
     for (const auto& [name, sender] : senders) {

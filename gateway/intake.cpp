@@ -10,6 +10,7 @@
 #include <optional>
 
 #include "event.hpp"
+#include "http/picture.hpp"
 #include "report_json.hpp"
 #include "twctl/decoding.hpp"
 #include "twctl/sockets.hpp"
@@ -105,7 +106,7 @@ std::int64_t uptimeOf(std::string_view body) {
 }
 
 struct intake_c::impl_s {
-    explicit impl_s(spool_c* target) : spool(target) {}
+    impl_s(spool_c* target, picture_c* watching) : spool(target), picture(watching) {}
 
     void run(const std::stop_token& stop);
     bool takeFrom(inlet_s* inlet);
@@ -117,6 +118,7 @@ struct intake_c::impl_s {
     void chooseSources(const std::vector<source_config_s>& sources);
 
     spool_c* spool;
+    picture_c* picture;
     std::atomic<std::uint64_t> pulse{0};
     // Of the thread while it runs, else of the main thread.
     inlets_t inlets;
@@ -195,6 +197,9 @@ bool intake_c::impl_s::takeFrom(inlet_s* inlet) {
 
 void intake_c::impl_s::handOver() {
     if (std::exchange(changed, false)) {
+        if (picture != nullptr) {
+            picture->take(entries, sources);
+        }
         spool->take(std::exchange(entries, {}), &sources);
     }
 }
@@ -245,7 +250,7 @@ void intake_c::impl_s::chooseSources(const std::vector<source_config_s>& wanted)
     }
 }
 
-intake_c::intake_c(spool_c* spool) : impl(std::make_unique<impl_s>(spool)) {}
+intake_c::intake_c(spool_c* spool, picture_c* picture) : impl(std::make_unique<impl_s>(spool, picture)) {}
 
 intake_c::~intake_c() {
     close();

@@ -29,9 +29,12 @@ judged_frame_s judgeEventFrame(std::string_view frame);
 // "hh:mm:ss" of a heartbeat in seconds; -1 when the body is not a heartbeat.
 std::int64_t uptimeOf(std::string_view body);
 
+class picture_c;
+
 class intake_c {
   public:
-    explicit intake_c(spool_c* spool);
+    // `picture` gets a copy of what came, for those who look; it may be nullptr.
+    explicit intake_c(spool_c* spool, picture_c* picture = nullptr);
     ~intake_c();
     intake_c(const intake_c&) = delete;
     intake_c& operator=(const intake_c&) = delete;

@@ -106,11 +106,24 @@ std::string statusText(const json& document) {
                               trouble.empty() ? "" : "; cannot be written: ", trouble);
 }
 
+std::vector<std::string> statusTroubles(const json& document) {
+    std::vector<std::string> troubles;
+    const auto text = [](const json& object, const char* key) { return object.at(key).get<std::string>(); };
+    if (const std::string trouble = text(document.at("spool"), "trouble"); !trouble.empty()) {
+        troubles.push_back("the spool cannot be written: " + trouble);
+    }
+    for (const json& sink : document.at("sinks")) {
+        if (const std::string state = text(sink, "state"); state != "up") {
+            const std::string trouble = text(sink, "trouble");
+            troubles.push_back("sink " + text(sink, "name") + ": " + state + (trouble.empty() ? "" : ", ") +
+                               trouble);
+        }
+    }
+    return troubles;
+}
+
 int statusVerdict(const json& document) {
-    const bool isWell =
-        document.at("spool").at("trouble").get<std::string>().empty() &&
-        std::ranges::all_of(document.at("sinks"), [](const json& sink) { return sink.at("state") == "up"; });
-    return isWell ? allWell : notWell;
+    return statusTroubles(document).empty() ? allWell : notWell;
 }
 
 int printStatus(const std::string& endpoint, bool asJson) {
