@@ -148,6 +148,7 @@ bool gateway_c::start() {
     }
     startSenders();
     http.commit(config);
+    tellHttp(true, true);
     return true;
 }
 
@@ -209,6 +210,7 @@ void gateway_c::reload() {
         spool.configure(next->spool);
         endSenders(*next);
         http.commit(*next);
+        toldHttp = {};  // what has changed shows at once
         config = *next;
         isReloading = true;
         return;

@@ -152,6 +152,19 @@ bool connection_c::write(std::string_view text, moment_t end) {
     return true;
 }
 
+void connection_c::linger(moment_t end) {
+    constexpr std::size_t most = 1UL << 20;  // bytes
+    std::array<char, 4096> buffer;
+    shutdown(fd, SHUT_WR);
+    for (std::size_t taken = 0; taken < most && waitFor(POLLIN, end);) {
+        const ssize_t got = recv(fd, buffer.data(), buffer.size(), MSG_DONTWAIT);
+        if (got <= 0) {
+            return;
+        }
+        taken += static_cast<std::size_t>(got);
+    }
+}
+
 bool connection_c::isClosed() const {
     char byte = 0;
     return recv(fd, &byte, 1, MSG_PEEK | MSG_DONTWAIT) == 0;

@@ -43,6 +43,9 @@ class connection_c {
 
     // False when the peer does not take all of it in time.
     bool write(std::string_view text, moment_t end);
+    // Lets the peer read what was written although it is still sending: its data would end the connection at
+    // once. Bounded in time and bytes.
+    void linger(moment_t end);
     // Whether the peer has closed its side.
     bool isClosed() const;
     int socket() const { return fd; }

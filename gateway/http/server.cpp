@@ -38,7 +38,9 @@ constexpr int mostStreams = 32;
 constexpr auto requestWithin = 5s;
 constexpr auto writeWithin = 10s;             // of each part of an answer
 constexpr std::size_t partSize = 64UL << 10;  // bytes
-constexpr auto lookEvery = 1s;                // of a stream, whether its peer is still there
+constexpr auto roomWithin = 1s;
+constexpr auto lingerFor = 500ms;
+constexpr auto lookEvery = 1s;  // of a stream, whether its peer is still there
 constexpr auto accountsWithin = 1'500ms;
 constexpr auto aliveWithin = 20s;  // of the main thread
 constexpr auto tellEvery = 60s;    // of wrong tokens, in the log
@@ -158,7 +160,8 @@ class http_server_c::impl_c : public httplib::Server {
 
     bool process_and_close_socket(socket_t socket) override;
     void serve(connection_c* connection, std::list<guest_s>::iterator guest);
-    bool serveOne(connection_c* connection);
+    enum class next_e { request, end, linger };
+    next_e serveOne(connection_c* connection);
     bool makeRoom();
     std::shared_ptr<const files_s> filesNow();
 
@@ -197,12 +200,10 @@ class http_server_c::impl_c::threads_c : public httplib::TaskQueue {
   public:
     void enqueue(std::function<void()> task) override {
         {
-            const std::lock_guard guard(mutex);
-            if (running >= mostThreads) {
-                isRefusing = true;
-            } else {
-                ++running;
-            }
+            // Those that were told to close need a moment; new connections wait to be accepted meanwhile.
+            std::unique_lock guard(mutex);
+            isRefusing = !ended.wait_for(guard, roomWithin, [this] { return running < mostThreads; });
+            running += isRefusing ? 0 : 1;
         }
         if (!isRefusing) {
             try {
@@ -354,6 +355,9 @@ void http_server_c::impl_c::listenOn(const std::string& host, int port) {
         return ending;
     };
     while (!isEnding()) {
+        // The library lets only a few connections wait to be accepted.
+        constexpr int mostWaiting = 256;
+        ::listen(svr_sock_, mostWaiting);
         listen_after_bind();
         while (!isEnding() && !bind_to_port(host, port)) {
             std::this_thread::sleep_for(100ms);
@@ -423,13 +427,15 @@ void http_server_c::impl_c::serve(connection_c* connection, std::list<guest_s>::
         ++cut;
         return;
     }
-    for (bool goesOn = true; goesOn;) {
+    next_e next = next_e::request;
+    while (next == next_e::request) {
         const connection_c::header_e header = connection->readHeader(end);
         if (header == connection_c::header_e::tooLarge) {
             ++requests, ++refused, ++cut;
             connection->write(shortAnswer(431, "Request Header Fields Too Large", "the header is too large"),
-                              steady_t::now() + 1s);
-            return;
+                              steady_t::now() + lingerFor);
+            next = next_e::linger;
+            break;
         }
         if (header != connection_c::header_e::complete) {
             cut += header == connection_c::header_e::tooLate ? 1 : 0;
@@ -439,18 +445,20 @@ void http_server_c::impl_c::serve(connection_c* connection, std::list<guest_s>::
             const std::lock_guard guard(mutex);
             guest->isWaiting = false;
         }
-        goesOn = serveOne(connection);
+        next = serveOne(connection);
         const std::lock_guard guard(mutex);
         guest->isWaiting = true;
         guest->since = steady_t::now();
         end = guest->since + requestWithin;
     }
+    if (next == next_e::linger) {
+        connection->linger(steady_t::now() + lingerFor);
+    }
 }
 
-// Whether another request may follow.
-bool http_server_c::impl_c::serveOne(connection_c* connection) {
+http_server_c::impl_c::next_e http_server_c::impl_c::serveOne(connection_c* connection) {
     request_stream_c stream(connection, connection->takeHeader());
-    bool closes = false, isParsed = false;
+    bool closes = false, isParsed = false, bodyFollows = false;
     const bool done = process_request(stream, false, closes, [&](Request& request) {
         isParsed = true;
         // Answers are whole and never compressed.
@@ -459,14 +467,15 @@ bool http_server_c::impl_c::serveOne(connection_c* connection) {
         }
         request.ranges.clear();
         if (hasBody(request)) {
-            closes = true;  // what follows the header is not looked at
+            bodyFollows = true;  // and is not looked at
             request.headers.erase("Connection");
             request.set_header("Connection", "close");
         }
     });
     ++requests;
     cut += stream.hasFailed() ? 1 : 0;
-    return done && isParsed && !closes && !stream.hasFailed();
+    const bool isSound = done && isParsed && !stream.hasFailed();
+    return bodyFollows ? next_e::linger : isSound && !closes ? next_e::request : next_e::end;
 }
 
 // The status of a refusal, or 0.
