@@ -43,7 +43,7 @@ json parseShallow(std::string_view text) {
         text, [](int depth, json::parse_event_t, const json&) { return depth <= deepest; }, false);
 }
 
-picture_c::picture_c() = default;
+picture_c::picture_c(std::size_t capacity) : tags(capacity) {}
 
 picture_c::~picture_c() {
     stop();

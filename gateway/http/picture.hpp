@@ -66,7 +66,8 @@ class picture_c {
     static constexpr std::size_t mostTags = 50'000;
     static constexpr std::size_t mostUpdates = 50;  // that a stream may be behind
 
-    picture_c();
+    // Beyond `capacity` tags those that were not read for longest are forgotten.
+    explicit picture_c(std::size_t capacity = mostTags);
     ~picture_c();
     picture_c(const picture_c&) = delete;
     picture_c& operator=(const picture_c&) = delete;
@@ -153,7 +154,7 @@ class picture_c {
 
     mutable std::mutex mutex;  // of what follows
     std::vector<std::string> readers;
-    tag_table_c tags{mostTags};
+    tag_table_c tags;
     read_rates_c rates;
     std::uint64_t reports = 0, missedSeen = 0;
     std::map<std::size_t, std::pair<std::int64_t, nlohmann::json>> heartbeats;
