@@ -35,6 +35,7 @@ if(TARNWICK_BUILD_GATEWAY)
   install(TARGETS twgate RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT gateway)
   install(FILES docs/man/twgate.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT gateway)
   install(FILES packaging/twgate.service DESTINATION lib/systemd/system COMPONENT gateway)
+  install(FILES packaging/twgate.sysusers.conf RENAME twgate.conf DESTINATION lib/sysusers.d COMPONENT gateway)
   install(FILES gateway/twgate.schema.json DESTINATION ${share}/schema COMPONENT gateway)
 endif()
 

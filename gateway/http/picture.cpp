@@ -80,14 +80,34 @@ void picture_c::take(const std::vector<new_entry_s>& entries, const std::vector<
     }
     const std::lock_guard guard(queueMutex);
     for (const new_entry_s& entry : entries) {
-        if (queue.text.size() + entry.body.size() > mostQueued || entry.body.size() > longestBody ||
-            entry.source >= mostReaders) {
-            ++missed;
-            continue;
-        }
-        queue.text += entry.body;
-        queue.rows.push_back({entry.source, entry.stream, entry.takenAt, entry.body.size()});
+        queueUp(entry);
     }
+}
+
+void picture_c::takePresence(const std::vector<new_entry_s>& entries) {
+    const auto isOther = [](const new_entry_s& entry) {
+        return entry.stream != stream_e::tags && entry.stream != stream_e::events;
+    };
+    if (!isOn || std::ranges::none_of(entries, isOther)) {
+        return;
+    }
+    const std::lock_guard guard(queueMutex);
+    for (const new_entry_s& entry : entries) {
+        if (isOther(entry)) {
+            queueUp(entry);
+        }
+    }
+}
+
+// `queueMutex` is held.
+void picture_c::queueUp(const new_entry_s& entry) {
+    if (queue.text.size() + entry.body.size() > mostQueued || entry.body.size() > longestBody ||
+        entry.source >= mostReaders) {
+        ++missed;
+        return;
+    }
+    queue.text += entry.body;
+    queue.rows.push_back({entry.source, entry.boot, entry.stream, entry.takenAt, entry.body.size()});
 }
 
 // `mutex` is held.
@@ -111,11 +131,19 @@ void picture_c::absorb() {
             absorbEvent(row.source, body, at);
             continue;
         }
+        if (row.stream != stream_e::tags) {
+            absorbPresence(row.boot, body);
+            continue;
+        }
         const tag_read_s read = readOfReport(body);
         ++reports;
+        sourceOf[row.boot] = row.source;
         rates.take(row.source, read.antenna);
         if (!read.epc.empty()) {
             tags.take(row.source, read, at);
+            if (hasPresence) {
+                tags.takeState(row.source, read.epc, tag_state_e::present);
+            }
         }
     }
     news.rates |= rates.closeUntil(nowMicroseconds() / millisecond);
@@ -147,19 +175,19 @@ void picture_c::absorbEvent(std::size_t reader, std::string_view body, std::int6
     }
 }
 
-std::size_t picture_c::indexOf(const std::string& reader) const {
-    return static_cast<std::size_t>(std::ranges::find(readers, reader) - readers.begin());
-}
-
-void picture_c::takePresence(const std::string& reader, std::string_view epc, bool isPresent) {
-    const std::lock_guard guard(mutex);
-    absorb();  // the read that has made it present comes first
-    tags.takePresence(indexOf(reader), epc, isPresent ? presence_e::present : presence_e::departed);
+// The read that has made a tag present came before.
+void picture_c::absorbPresence(std::int64_t boot, std::string_view body) {
+    if (const auto source = sourceOf.find(boot); source != sourceOf.end()) {
+        tags.takeState(
+            source->second, textMember(body, "epc"),
+            textMember(body, "event") == "departed" ? tag_state_e::departed : tag_state_e::present);
+    }
 }
 
 void picture_c::takeStatus(json newStatus, health_s newHealth) {
     const std::lock_guard guard(mutex);
     statusTime = steady_t::now();
+    hasPresence = newStatus.contains("presence");
     if (!status || *status != newStatus || newHealth != healthNow) {
         status = std::make_shared<const json>(std::move(newStatus));
         healthNow = std::move(newHealth);
@@ -206,6 +234,9 @@ void picture_c::run(const std::stop_token& stop) {
         std::this_thread::sleep_for(isWatched() ? updateEvery : lookEvery);
         const std::lock_guard guard(mutex);
         absorb();
+        if (steady_t::now() - lastWholeAt > wholeKept) {
+            lastWhole.reset();
+        }
         if (!isWatched()) {
             tags.dropChanges();
             continue;

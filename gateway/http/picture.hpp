@@ -78,8 +78,9 @@ class picture_c {
 
     // Intake thread. What came, before the spool takes it, and the accounts that it belongs to.
     void take(const std::vector<new_entry_s>& entries, const std::vector<source_account_s>& sources);
-    // Any thread. A presence event: event, epc and antenna as in its body.
-    void takePresence(const std::string& reader, std::string_view epc, bool isPresent);
+    // Any thread. What the spool has made of reports before: presence events, whose bodies have "event" and
+    // "epc".
+    void takePresence(const std::vector<new_entry_s>& entries);
     // Main thread.
     void takeStatus(nlohmann::json status, health_s health);
     // Any thread.
@@ -115,7 +116,8 @@ class picture_c {
     // Bodies one behind the other, and where each ends.
     struct batch_s {
         struct row_s {
-            std::size_t source;
+            std::size_t source;  // of reports and events
+            std::int64_t boot;
             stream_e stream;
             std::int64_t takenAt;  // microseconds since 1970
             std::size_t length;
@@ -131,7 +133,9 @@ class picture_c {
     };
 
     void run(const std::stop_token& stop);
+    void queueUp(const new_entry_s& entry);
     void absorb();
+    void absorbPresence(std::int64_t boot, std::string_view body);
     void absorbEvent(std::size_t reader, std::string_view body, std::int64_t at);
     update_t makeUpdate();
     void writeTotals(std::string* out) const;
@@ -139,7 +143,6 @@ class picture_c {
     void writeAccounts(std::string* out) const;
     void writeHeartbeats(std::string* out) const;
     void writeAlarms(std::size_t from, std::string* out) const;
-    std::size_t indexOf(const std::string& reader) const;
 
     std::jthread thread;
     std::atomic<bool> isOn{false};
@@ -154,6 +157,8 @@ class picture_c {
 
     mutable std::mutex mutex;  // of what follows
     std::vector<std::string> readers;
+    std::map<std::int64_t, std::size_t> sourceOf;  // by the row of a life of its daemon
+    bool hasPresence = false;                      // there are presence events
     tag_table_c tags;
     read_rates_c rates;
     std::uint64_t reports = 0, missedSeen = 0;

@@ -33,9 +33,9 @@ void writeRow(const known_tag_s& tag, std::string* out) {
     writeOr(tag.antenna, out);
     writeOr(tag.rssi, out);
     fmt::format_to(std::back_inserter(*out), ",{},{},{}", tag.reads, tag.firstSeen, tag.lastSeen);
-    out->append(tag.presence == presence_e::unknown   ? ",null"
-                : tag.presence == presence_e::present ? ",true"
-                                                      : ",false");
+    out->append(tag.state == tag_state_e::unknown   ? ",null"
+                : tag.state == tag_state_e::present ? ",true"
+                                                    : ",false");
     for (const auto& value : {tag.azimuth, tag.elevation, tag.x, tag.y}) {
         writeOr(value, out);
     }
@@ -122,10 +122,10 @@ void tag_table_c::take(std::size_t reader, const tag_read_s& read, std::int64_t 
     }
 }
 
-void tag_table_c::takePresence(std::size_t reader, std::string_view epc, presence_e presence) {
+void tag_table_c::takeState(std::size_t reader, std::string_view epc, tag_state_e state) {
     const auto place = tags.find(keyOf(reader, epc));
-    if (place != tags.end() && place->second.presence != presence) {
-        place->second.presence = presence;
+    if (place != tags.end() && place->second.state != state) {
+        place->second.state = state;
         noteChange(&place->second);
     }
 }

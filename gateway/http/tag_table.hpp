@@ -29,7 +29,7 @@ tag_read_s readOfReport(std::string_view body);
 // The value of a number behind the first `"name":`; nothing without one.
 std::optional<double> numberMember(std::string_view body, std::string_view name);
 
-enum class presence_e : std::uint8_t { unknown, present, departed };
+enum class tag_state_e : std::uint8_t { unknown, present, departed };
 
 struct known_tag_s {
     std::size_t reader = 0;            // index of its source
@@ -38,7 +38,7 @@ struct known_tag_s {
     std::optional<float> azimuth, elevation, x, y;
     std::uint64_t reads = 0;
     std::int64_t firstSeen = 0, lastSeen = 0;  // ms since 1970
-    presence_e presence = presence_e::unknown;
+    tag_state_e state = tag_state_e::unknown;  // by the presence events
     list_links_s<known_tag_s> byAge, byChange;
 };
 
@@ -50,7 +50,7 @@ class tag_table_c {
     // `reader` is the index of a source, up to 255; `at` in ms since 1970.
     void take(std::size_t reader, const tag_read_s& read, std::int64_t at);
     // Does not make a tag known.
-    void takePresence(std::size_t reader, std::string_view epc, presence_e presence);
+    void takeState(std::size_t reader, std::string_view epc, tag_state_e state);
 
     // Appends all rows, oldest read first, as "[...],[...]".
     void writeAll(std::string* out) const;

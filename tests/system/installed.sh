@@ -53,6 +53,7 @@ install_component gateway
 must_be_there << END
 bin/twgate
 lib/systemd/system/twgate.service
+lib/sysusers.d/twgate.conf
 share/man/man1/twgate.1
 share/tarnwick/schema/twgate.schema.json
 END
