@@ -192,14 +192,16 @@ TEST(Http, CutsAStreamThatIsNotRead) {
     ASSERT_TRUE(
         eventually([&] { return site.get("/metrics")->body.find("_streams 1\n") != std::string::npos; }));
     std::uint64_t number = 0;
-    EXPECT_TRUE(eventually([&] {
-        for (int i = 0; i < 500; ++i) {
-            std::string report = reportText(number);
-            report.replace(report.find("30340a0b"), 8, std::to_string(10'000'000 + number++));
-            tags.send({report});
-        }
-        return site.get("/metrics")->body.find("_streams 0\n") != std::string::npos;
-    }));
+    EXPECT_TRUE(eventually(
+        [&] {
+            for (int i = 0; i < 500; ++i) {
+                std::string report = reportText(number);
+                report.replace(report.find("30340a0b"), 8, std::to_string(10'000'000 + number++));
+                tags.send({report});
+            }
+            return site.get("/metrics")->body.find("_streams 0\n") != std::string::npos;
+        },
+        60s));  // what the buffers hold, and then 10 s
     EXPECT_TRUE(client.isCut());
 }
 
