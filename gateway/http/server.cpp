@@ -344,6 +344,9 @@ bool http_server_c::impl_c::open(const http_config_s& config, std::string* error
         return false;
     }
     listensOn = config.host + ":" + std::to_string(port);
+    // The library lets only a few connections wait to be accepted.
+    constexpr int mostWaiting = 256;
+    ::listen(svr_sock_, mostWaiting);
     listener = std::thread([this, host, port] { listenOn(host, port); });
     return true;
 }
@@ -355,9 +358,6 @@ void http_server_c::impl_c::listenOn(const std::string& host, int port) {
         return ending;
     };
     while (!isEnding()) {
-        // The library lets only a few connections wait to be accepted.
-        constexpr int mostWaiting = 256;
-        ::listen(svr_sock_, mostWaiting);
         listen_after_bind();
         while (!isEnding() && !bind_to_port(host, port)) {
             std::this_thread::sleep_for(100ms);
