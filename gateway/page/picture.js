@@ -18,6 +18,10 @@ export class Tag {
     this.assign(columns, row)
     this.levels = null // a ring of traceLength; none before the second report
     this.levelCount = 0 // that were written to it
+    this.isForgotten = false
+    // Of TagOrder, here so that all tags are objects of one shape.
+    this.isListed = this.isMoving = false
+    this.sortValue = null
   }
 
   assign(columns, row) {

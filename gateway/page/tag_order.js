@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// The tags that fit the filter, in the order of a column. Thousands change each second, so changed tags are
-// taken out and merged in again, in time proportional to the list; the list is sorted only when the column
-// or the filter changes.
+// The tags that fit the filter, in the order of a column. Thousands change each second, so those whose place has
+// changed are taken out and merged in again, in time proportional to the list; the list is sorted only when
+// the column or the filter changes. Three members of a tag belong to it: isListed, sortValue and isMoving.
 
 export class TagOrder {
   #fits = () => true
@@ -21,10 +21,17 @@ export class TagOrder {
   }
 
   // All tags among `known` that fit. Also for a new set of tags.
-  rebuild(known, fits = this.#fits) {
+  rebuild(known, fits) {
     this.#fits = fits
     this.#changed.clear()
-    this.tags = this.#sorted(Array.from(known).filter(fits))
+    const fitting = []
+    for (const tag of known) {
+      tag.isListed = fits(tag)
+      if (tag.isListed) {
+        fitting.push(tag)
+      }
+    }
+    this.tags = this.#sorted(fitting)
   }
 
   // A tag is new, or a value of it has changed: it keeps its place until settle().
@@ -39,21 +46,32 @@ export class TagOrder {
 
   // Puts what has changed in its place.
   settle() {
-    if (this.#changed.size === 0) {
-      return
+    const arriving = []
+    let isAnyLeaving = false
+    for (const tag of this.#changed) {
+      const fits = !tag.isForgotten && this.#fits(tag)
+      const value = fits ? this.#valueOf(tag) : null
+      if (tag.isListed !== fits || tag.sortValue !== value) {
+        tag.isMoving = tag.isListed
+        isAnyLeaving ||= tag.isListed
+        tag.isListed = fits
+        if (fits) {
+          arriving.push(tag)
+        }
+      }
     }
-    const changed = this.#changed
-    const staying = this.tags.filter((tag) => !changed.has(tag))
-    const moving = this.#sorted([...changed].filter((tag) => !tag.isForgotten && this.#fits(tag)))
-    this.#changed = new Set()
-    this.tags = this.#merged(staying, moving)
+    this.#changed.clear()
+    const staying = isAnyLeaving ? this.tags.filter((tag) => !tag.isMoving) : this.tags
+    this.tags = arriving.length > 0 ? this.#merged(staying, this.#sorted(arriving)) : staying
   }
 
+  // Sorts `tags` in place.
   #sorted(tags) {
-    // The value is asked for once a tag, not once a comparison.
-    const keyed = tags.map((tag) => ({ tag, value: this.#valueOf(tag) }))
-    keyed.sort((a, b) => this.#compare(a.value, a.tag, b.value, b.tag))
-    return keyed.map(({ tag }) => tag)
+    for (const tag of tags) {
+      tag.sortValue = this.#valueOf(tag)
+      tag.isMoving = false
+    }
+    return tags.sort((a, b) => this.#compare(a, b))
   }
 
   // Each of the few finds its place by bisection; what stands between two places is copied as it is.
@@ -61,36 +79,35 @@ export class TagOrder {
     const merged = []
     let copied = 0
     for (const tag of few) {
-      const value = this.#valueOf(tag)
-      let low = copied,
-        high = many.length
+      let low = copied
+      let high = many.length
       while (low < high) {
         const middle = (low + high) >> 1
-        if (this.#compare(this.#valueOf(many[middle]), many[middle], value, tag) < 0) {
+        if (this.#compare(many[middle], tag) < 0) {
           low = middle + 1
         } else {
           high = middle
         }
       }
-      for (; copied < low; ++copied) {
-        merged.push(many[copied])
+      while (copied < low) {
+        merged.push(many[copied++])
       }
       merged.push(tag)
     }
-    for (; copied < many.length; ++copied) {
-      merged.push(many[copied])
+    while (copied < many.length) {
+      merged.push(many[copied++])
     }
     return merged
   }
 
   // Equal values are in the order of EPC and reader, so that the order is always the same.
-  #compare(valueA, tagA, valueB, tagB) {
-    if (valueA !== valueB) {
-      if (valueA === null || valueB === null) {
-        return valueA === null ? 1 : -1
+  #compare(a, b) {
+    if (a.sortValue !== b.sortValue) {
+      if (a.sortValue === null || b.sortValue === null) {
+        return a.sortValue === null ? 1 : -1
       }
-      return (valueA < valueB ? -1 : 1) * this.#direction
+      return (a.sortValue < b.sortValue ? -1 : 1) * this.#direction
     }
-    return tagA.epc === tagB.epc ? tagA.reader - tagB.reader : tagA.epc < tagB.epc ? -1 : 1
+    return a.epc === b.epc ? a.reader - b.reader : a.epc < b.epc ? -1 : 1
   }
 }
