@@ -19,6 +19,14 @@ const fates = {
 
 const part = (name, kind, value) => ({ name, kind, value })
 
+// In the order of the table above, and then those that it does not know.
+function fatesOf(counts) {
+  const names = new Set([...Object.keys(fates), ...Object.keys(counts)])
+  return [...names]
+    .filter((name) => name in counts)
+    .map((name) => part(...(fates[name] ?? [name, "warn"]), counts[name]))
+}
+
 // What the daemon says of the packets of its radio.
 function packetBar(reader, { account, at, trouble }, now) {
   const notes = []
@@ -37,9 +45,7 @@ function packetBar(reader, { account, at, trouble }, now) {
   return {
     title: `${reader}: tag packets of the radio`,
     whole: account ? account.tagPackets : null,
-    parts: Object.entries(account?.fates ?? {}).map(([name, value]) =>
-      part(...(fates[name] ?? [name, "warn"]), value),
-    ),
+    parts: fatesOf(account?.fates ?? {}),
     notes,
   }
 }
