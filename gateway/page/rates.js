@@ -69,8 +69,8 @@ export class RateChart {
       borderColor: seriesColour(i),
       backgroundColor: `${seriesColour(i)}66`,
     }))
-    this.chart.options.scales.x.min = timeOf(0)
-    this.chart.options.scales.x.max = timeOf(inSpan - 1)
+    this.chart.options.scales.x.min = rates.end - Number(this.span.value) * minute
+    this.chart.options.scales.x.max = rates.end
     this.chart.update("none")
   }
 
@@ -126,6 +126,7 @@ export class RateChart {
             stacked: true,
             beginAtZero: true,
             suggestedMax: 1,
+            grace: "5%",
             ticks: { maxTicksLimit: 6, callback: (value) => rate(value) },
           },
         },

@@ -78,7 +78,7 @@ export class SinkTable {
     paintTrace(row.trace, row.history, {
       low: 0,
       high: most,
-      room: kept,
+      few: 60,
       text: `${count(sink.pending)} pending, at most ${count(most)} lately`,
     })
     return [

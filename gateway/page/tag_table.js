@@ -363,5 +363,5 @@ export class TagTable {
 }
 
 function paintTagTrace(svg, tag) {
-  paintTrace(svg, tag.trace(), { low: weakest, high: strongest, room: traceLength, text: levelText(tag) })
+  paintTrace(svg, tag.trace(), { low: weakest, high: strongest, few: 10, text: levelText(tag) })
 }

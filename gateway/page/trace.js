@@ -17,10 +17,10 @@ export function makeTrace() {
   return svg
 }
 
-// Values from left to right, null for a gap. `low` and `high` are the values at the bottom and the top, `room` how
-// many values fit; the latest is at the right end. `text` says it in words.
-export function paintTrace(svg, values, { low, high, room, text }) {
-  const step = width / Math.max(room - 1, 1)
+// Values from left to right, null for a gap; the latest is at the right end. `low` and `high` are the values at the
+// bottom and the top. Less than `few` values do not take the whole width. `text` says it in words.
+export function paintTrace(svg, values, { low, high, few, text }) {
+  const step = width / (Math.max(values.length, few) - 1)
   const scale = (height - 2 * margin) / Math.max(high - low, 1e-9)
   let path = "",
     pen = "M"

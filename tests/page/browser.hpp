@@ -11,8 +11,7 @@
 
 class browser_c {
   public:
-    // `size` of the window in CSS pixels.
-    explicit browser_c(int width = 1300, int height = 1500) : driver("chromedriver", {{"--port=0"}, {}, {}}) {
+    browser_c() : driver("chromedriver", {{"--port=0"}, {}, {}}) {
         std::smatch found;
         if (!driver.waitForOutput("was started successfully")) {
             throw std::runtime_error("chromedriver: " + driver.output());
@@ -26,7 +25,6 @@ class browser_c {
             {"args",
              {"--headless=new", "--no-sandbox", "--disable-gpu", "--disable-dev-shm-usage",
               "--hide-scrollbars", "--accept-lang=en-US",
-              "--window-size=" + std::to_string(width) + "," + std::to_string(height),
               "--user-data-dir=" + (directory.path / "profile").string()}}};
         const nlohmann::json session = request(
             "", {{"capabilities",
@@ -59,6 +57,18 @@ class browser_c {
         request("/element/" + element.begin()->get<std::string>() + "/value", {{"text", keys}});
     }
 
+    // A window of this size in CSS pixels, a phone's when it is narrow, of a user who prefers "light" or
+    // "dark".
+    void emulate(int width, int height, const std::string& scheme) {
+        constexpr int widestPhone = 500;
+        tell("Emulation.setDeviceMetricsOverride", {{"width", width},
+                                                    {"height", height},
+                                                    {"deviceScaleFactor", 1},
+                                                    {"mobile", width < widestPhone}});
+        const nlohmann::json feature = {{"name", "prefers-color-scheme"}, {"value", scheme}};
+        tell("Emulation.setEmulatedMedia", {{"features", nlohmann::json::array({feature})}});
+    }
+
     // What the page's console has said since the last call, such as violations of its security policy.
     nlohmann::json console() { return request("/se/log", {{"type", "browser"}}); }
 
@@ -70,6 +80,9 @@ class browser_c {
     }
 
   private:
+    void tell(const std::string& command, const nlohmann::json& parameters) {
+        request("/goog/cdp/execute", {{"cmd", command}, {"params", parameters}});
+    }
     nlohmann::json request(const std::string& command, const nlohmann::json& body) {
         const auto reply = client->Post("/session" + path + command, body.dump(), "application/json");
         if (!reply) {

@@ -92,6 +92,7 @@ TEST(Page, ShowsWhatIsReadAndWhereItWent) {
               "Success");
     EXPECT_EQ(ask("start"), "Success");
     browser_c browser;
+    browser.emulate(1200, 1180, "light");
     browser.open(site.url());
     ASSERT_TRUE(browser.waitFor(isLive));
     EXPECT_EQ(browser.eval("(" + readTextFile(TARNWICK_SOURCE_DIR "/tests/page/units.js") + ")()"),
@@ -110,10 +111,11 @@ TEST(Page, ShowsWhatIsReadAndWhereItWent) {
     browser.type("#tags-view", "\ue015");  // down
     EXPECT_TRUE(
         browser.waitFor("document.querySelector('#tag-details').textContent.includes('" + epc + "')"));
-    browser.eval("document.querySelector('#tags-filter').value = ''");
-    browser.type("#tags-filter", " ");
+    browser.type("#tags-view", "\ue00c");  // escape
+    browser.type("#tags-filter", "\ue00c");
     ASSERT_TRUE(browser.waitFor("document.querySelectorAll('#tags-view tbody th.epc').length > 10"));
-    EXPECT_TRUE(browser.waitFor("Chart.getChart('rates-chart').data.datasets.some(d => d.data.length > 5)"));
+    EXPECT_TRUE(browser.waitFor("Chart.getChart('rates-chart').data.datasets.some(d => d.data.length > 14)"));
+    browser.eval("document.activeElement.blur()");
     browser.shoot(screenshots / "dock-door.png");
 
     // Its numbers are those of the daemon and of the gateway.
@@ -161,15 +163,29 @@ TEST(Page, ShowsBearingsAndPlacesOfAnArrayReader) {
     site.startBroker();
     site.start();
     reader_s reader({.serverArguments = {"--profile", "QDX4400"}, .scenario = example("sales-floor.json")});
-    EXPECT_EQ(
-        ask(R"(mode {"type": "PORTAL_DIRECTIONALITY", "modeSpecificSettings": {"aarHeight": 4.5, "tagHeight": 1}})"),
-        "Success");
+    EXPECT_EQ(ask(R"(mode {"type": "BEARING", "tagMetaData": ["BEARING", "RSSI", "ANTENNA"]})"), "Success");
     EXPECT_EQ(ask("start"), "Success");
-    browser_c browser(1300, 1750);
+    browser_c browser;
+    browser.emulate(1200, 1180, "dark");
     browser.open(site.url());
+    ASSERT_TRUE(browser.waitFor("!document.querySelector('#bearings').hidden"));
+    EXPECT_EQ(browser.eval("document.querySelector('#places').hidden"), true);
+    // The tables have what the pictures show.
+    EXPECT_TRUE(
+        browser.waitFor("[...document.querySelectorAll('#bearings-table td')]"
+                        ".reduce((sum, cell) => sum + Number(cell.textContent), 0) > 100"));
+    EXPECT_EQ(ask(R"(mode {"type": "PORTAL_DIRECTIONALITY", )"
+                  R"("modeSpecificSettings": {"aarHeight": 4.5, "tagHeight": 1}})"),
+              "Success");
     ASSERT_TRUE(browser.waitFor("!document.querySelector('#places').hidden"));
     EXPECT_TRUE(browser.waitFor("document.querySelectorAll('#places-table tbody tr').length === 20"));
+    browser.eval("document.querySelector('#tags').scrollIntoView()");
     browser.shoot(screenshots / "array-reader.png");
+    // On a phone nothing is wider than the screen.
+    browser.emulate(360, 740, "dark");
+    EXPECT_TRUE(browser.waitFor("document.scrollingElement.scrollWidth <= 360"));
+    browser.eval("scrollTo(0, 0)");
+    browser.shoot(screenshots / "phone.png");
     expectNoComplaints(&browser);
 }
 
