@@ -34,7 +34,7 @@ export class BearingRose {
   paint(tags, now, selected) {
     const { context, width, height } = freshCanvas(this.canvas)
     const centre = { x: width / 2, y: height / 2 }
-    const radius = Math.min(width, height) / 2 - 22 // px; room for the numbers
+    const radius = Math.min(width, height) / 2 - 30 // px; room for the numbers
     // Azimuth 0 is to the right and grows counter-clockwise, as x and y of the floor map have it.
     const point = (azimuth, distance) => ({
       x: centre.x + distance * Math.cos(radians(azimuth)),

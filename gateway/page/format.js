@@ -2,7 +2,7 @@
 // Numbers, times and units in the user's locale. The formatters are made once: to make one costs more than
 // to use it a thousand times.
 
-const whole = new Intl.NumberFormat()
+const whole = new Intl.NumberFormat(undefined, { maximumFractionDigits: 0 })
 const tenths = new Intl.NumberFormat(undefined, { minimumFractionDigits: 1, maximumFractionDigits: 1 })
 const upToTenths = new Intl.NumberFormat(undefined, { maximumFractionDigits: 1 })
 const percent = new Intl.NumberFormat(undefined, { style: "percent", maximumFractionDigits: 2 })

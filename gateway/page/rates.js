@@ -6,6 +6,7 @@ import { byId, element, fillTable } from "./dom.js"
 import { count, rate, time } from "./format.js"
 
 const minute = 60_000 // ms
+const tickSteps = { 1: 20_000, 3: minute, 10: 3 * minute } // ms between two times at the axis, by minutes shown
 
 // The series of the readers that are shown: {name, counts}, at most as many as there are colours. The last one
 // has the sum of all those with the fewest reports when there are more, as on an array reader.
@@ -88,11 +89,11 @@ export class RateChart {
         count(sum),
       ]
     })
-    const number = (text) => ({ text, kind: "number" })
+    const number = (text, kind = "") => ({ text, kind: `number ${kind}` })
     fillTable(
       this.table,
       "Read rates by antenna in the chosen time",
-      ["Antenna", number("Now"), number("Mean"), number("Most"), number("Reports")],
+      ["Antenna", number("Now"), number("Mean"), number("Most", "wide"), number("Reports", "wide")],
       rows,
     )
   }
@@ -121,7 +122,11 @@ export class RateChart {
         interaction: { mode: "index", intersect: false },
         elements: { point: { radius: 0 }, line: { borderWidth: 1.5, fill: "stack", tension: 0 } },
         scales: {
-          x: { type: "linear", ticks: { maxTicksLimit: 5, maxRotation: 0, callback: (at) => time(at) } },
+          x: {
+            type: "linear",
+            afterBuildTicks: (axis) => this.#setTicks(axis),
+            ticks: { autoSkip: false, maxRotation: 0, callback: (at) => time(at) },
+          },
           y: {
             stacked: true,
             beginAtZero: true,
@@ -140,6 +145,15 @@ export class RateChart {
           },
         },
       },
+    }
+  }
+
+  // At round times.
+  #setTicks(axis) {
+    const step = tickSteps[this.span.value]
+    axis.ticks = []
+    for (let at = Math.ceil(axis.min / step) * step; at <= axis.max; at += step) {
+      axis.ticks.push({ value: at })
     }
   }
 

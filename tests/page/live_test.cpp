@@ -95,6 +95,7 @@ TEST(Page, ShowsWhatIsReadAndWhereItWent) {
     browser.emulate(1200, 1180, "light");
     browser.open(site.url());
     ASSERT_TRUE(browser.waitFor(isLive));
+    browser.type("#rates-span", "m");  // minute
     EXPECT_EQ(browser.eval("(" + readTextFile(TARNWICK_SOURCE_DIR "/tests/page/units.js") + ")()"),
               json::array());
 
@@ -114,8 +115,8 @@ TEST(Page, ShowsWhatIsReadAndWhereItWent) {
     browser.type("#tags-view", "\ue00c");  // escape
     browser.type("#tags-filter", "\ue00c");
     ASSERT_TRUE(browser.waitFor("document.querySelectorAll('#tags-view tbody th.epc').length > 10"));
-    EXPECT_TRUE(browser.waitFor("Chart.getChart('rates-chart').data.datasets.some(d => d.data.length > 14)"));
-    browser.eval("document.activeElement.blur()");
+    EXPECT_TRUE(browser.waitFor("Chart.getChart('rates-chart').data.datasets.some(d => d.data.length > 8)"));
+    browser.eval("(document.activeElement.blur(), scrollTo(0, 0))");
     browser.shoot(screenshots / "dock-door.png");
 
     // Its numbers are those of the daemon and of the gateway.
@@ -126,14 +127,15 @@ TEST(Page, ShowsWhatIsReadAndWhereItWent) {
     EXPECT_GT(sent, 100);
     EXPECT_TRUE(browser.waitFor(accountNumber("tag packets of the radio", "all") +
                                 " === " + account.at("tagPackets").dump()));
-    EXPECT_EQ(browser.eval(accountNumber("tag packets of the radio", "sent")), sent);
-    EXPECT_EQ(browser.eval(accountNumber("by number", "came")), sent);
-    EXPECT_TRUE(browser.waitFor(tile("Reports") + " === " + std::to_string(sent)));
+    const std::string isSent = " === " + std::to_string(sent);
+    EXPECT_TRUE(browser.waitFor(accountNumber("tag packets of the radio", "sent") + isSent));
+    EXPECT_TRUE(browser.waitFor(accountNumber("by number", "came") + isSent));
+    EXPECT_TRUE(browser.waitFor(tile("Reports") + isSent));
     EXPECT_EQ(
         browser.eval("[...document.querySelectorAll('#account .badge')].map(b => b.textContent).join()"),
         "closes,closes,closes,closes,closes");
     EXPECT_TRUE(browser.waitFor(accountNumber("Sink site: events for it", "confirmed") +
-                                " === " + site.sink("site").at("taken").dump()));
+                                " >= " + site.sink("site").at("taken").dump()));
 
     // A broker that is killed shows as a backlog.
     site.broker.reset();
