@@ -43,7 +43,6 @@ export class SinkTable {
         number("Pending"),
         "Backlog",
         number("Oldest"),
-        { text: "Delivered", kind: "number wide" },
         { text: "Repeats", kind: "number wide" },
       ],
       status.sinks.map((sink) => this.#paintRow(sink)),
@@ -87,7 +86,6 @@ export class SinkTable {
       count(sink.pending),
       row.trace,
       sink.pending > 0 ? duration(sink.oldestAge) : "–",
-      count(sink.delivered),
       count(sink.retried),
     ]
   }

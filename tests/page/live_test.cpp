@@ -92,7 +92,7 @@ TEST(Page, ShowsWhatIsReadAndWhereItWent) {
               "Success");
     EXPECT_EQ(ask("start"), "Success");
     browser_c browser;
-    browser.emulate(1200, 1180, "light");
+    browser.emulate(1200, 1640, "light");
     browser.open(site.url());
     ASSERT_TRUE(browser.waitFor(isLive));
     browser.type("#rates-span", "m");  // minute
@@ -142,6 +142,10 @@ TEST(Page, ShowsWhatIsReadAndWhereItWent) {
     EXPECT_EQ(ask("start"), "Success");
     EXPECT_TRUE(browser.waitFor(sinkCell("site", 1) + " === 'down' && Number(" + sinkCell("site", 2) +
                                 ".replace(/\\D/g, '')) > 100"));
+    // So does an antenna that is lost, among the alarms.
+    process_s engine(TARNWICK_BIN_DIR "/twctl", {{"engine", "antenna", "2", "lost"}, {}, {}});
+    EXPECT_TRUE(browser.waitFor(
+        "document.querySelector('#alarms-table').textContent.includes('Disconnected on Port 2')"));
     EXPECT_EQ(browser.text("#health"), "not well");
     EXPECT_THAT(browser.text("#reasons"), testing::HasSubstr("site"));
     browser.shoot(screenshots / "trouble.png");
