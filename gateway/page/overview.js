@@ -8,9 +8,15 @@ function setBadge(badge, text, kind) {
   setAttribute(badge, "data-kind", kind)
 }
 
-// Says a text to those who use a screen reader.
+const keptTexts = 5
+
+// Says a text to those who use a screen reader, behind what was said before.
 export function announce(text) {
-  setText(byId("announcer"), text)
+  const log = byId("announcer")
+  log.append(element("p", {}, text))
+  if (log.children.length > keptTexts) {
+    log.firstElementChild.remove()
+  }
 }
 
 export class Overview {
