@@ -54,26 +54,20 @@ const char* tag_table_c::columns() {
     return R"(["reader","epc","antenna","rssi","reads","firstSeen","lastSeen","present","azimuth","elevation","x","y"])";
 }
 
-std::optional<double> numberMember(std::string_view body, std::string_view name) {
-    for (std::size_t at = body.find(name); at != body.npos; at = body.find(name, at + 1)) {
-        const std::size_t end = at + name.size();
-        if (at > 0 && body[at - 1] == '"' && body.substr(end, 2) == "\":") {
-            double value = 0.0;
-            const char* const begin = body.data() + end + 2;
-            const auto parsed = std::from_chars(begin, body.data() + body.size(), value);
-            return parsed.ec == std::errc() && std::isfinite(value) ? std::optional(value) : std::nullopt;
-        }
-    }
-    return std::nullopt;
+std::optional<double> numberOf(std::string_view body, std::string_view name) {
+    const std::string_view text = numberMember(body, "\"" + std::string(name) + "\":");
+    double value = 0.0;
+    const auto parsed = std::from_chars(text.data(), text.data() + text.size(), value);
+    return parsed.ec == std::errc() && std::isfinite(value) ? std::optional(value) : std::nullopt;
 }
 
 tag_read_s readOfReport(std::string_view body) {
     constexpr double most = 1e9;  // fits into an int
     const auto whole = [&](std::string_view name) {
-        const std::optional<double> value = numberMember(body, name);
+        const std::optional<double> value = numberOf(body, name);
         return value && std::abs(*value) < most ? as<int>(value) : std::nullopt;
     };
-    const auto part = [&](std::string_view name) { return as<float>(numberMember(body, name)); };
+    const auto part = [&](std::string_view name) { return as<float>(numberOf(body, name)); };
     tag_read_s read{.epc = epcOf(body), .antenna = whole("antenna"), .rssi = whole("peakRssi")};
     // Only an array reader has these; one look is enough for most reports.
     if (body.find("\"azimuth\"") != body.npos) {

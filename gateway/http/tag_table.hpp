@@ -27,7 +27,7 @@ struct tag_read_s {
 tag_read_s readOfReport(std::string_view body);
 
 // The value of a number behind the first `"name":`; nothing without one.
-std::optional<double> numberMember(std::string_view body, std::string_view name);
+std::optional<double> numberOf(std::string_view body, std::string_view name);
 
 enum class tag_state_e : std::uint8_t { unknown, present, departed };
 
