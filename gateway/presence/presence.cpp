@@ -95,7 +95,7 @@ new_entry_s presence_c::entryOf(const presence_event_s& event, std::int64_t take
         add("bestAntenna", event.bestAntenna);
     }
     return {.stream = stream_e::presence,
-            .boot = lives[event.reader],
+            .boot = event.reader < lives.size() ? lives[event.reader] : 0,
             .number = std::nullopt,
             .takenAt = takenAt,
             .body = body.dump()};

@@ -304,6 +304,8 @@ bool presence_table_c::keep(Archive& archive) {
 
 std::string presence_table_c::save() {
     saver_c saver;
+    constexpr std::size_t bytesPerTag = 128;
+    saver.bytes.reserve(counts.present * bytesPerTag);
     keep(saver);
     return std::move(saver.bytes);
 }
