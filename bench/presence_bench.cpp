@@ -175,7 +175,7 @@ int main() {
     bool met = atMost("tags that are left", static_cast<double>(table.account().present), 0);
     met &= atLeast("tags of the loaded snapshot", static_cast<double>(other.account().present),
                    isWhole ? tags : tags + 1);
-    met &= atLeast("reports against a bare table", counted / (tags + reports) * reports / through, 0.1);
+    met &= atLeast("reports against a bare table", counted / (tags + reports) * reports / through, 0.08);
     met &= atMost("bytes a tag", bytes, 256);
     met &= atMost("a tick with 100,000 tags against one with one", many / few, 3);
     met &= atMost("a snapshot against the arrivals", saved / arrive, 1);
