@@ -74,6 +74,19 @@ function sourceBars(source) {
   return bars
 }
 
+// Tags by their presence events; a tag that comes back arrives again.
+function presenceBar({ arrived, present, departed, early, moved }) {
+  return {
+    title: "Presence: tags that have arrived",
+    whole: arrived,
+    parts: [part("present", "good", present), part("departed", "quiet", departed)],
+    notes: [
+      `Moved to another antenna: ${count(moved)} times.`,
+      ...(early > 0 ? [`Of those departed ${count(early)} had to make room for others.`] : []),
+    ],
+  }
+}
+
 function sinkBar(sink) {
   return {
     title: `Sink ${sink.name}: events for it`,
@@ -121,6 +134,9 @@ export class AccountBars {
         bars.push(...(status?.sources ?? []).filter(({ reader }) => reader === name).flatMap(sourceBars))
       }
     })
+    if (status?.presence) {
+      bars.push(presenceBar(status.presence))
+    }
     return [...bars, ...(status?.sinks ?? []).map(sinkBar)]
   }
 }

@@ -117,7 +117,7 @@ byId("reader").addEventListener("change", ({ target }) => {
 
 // What to paint when which part has changed, and at most how often, in ms.
 painter.add(["tags", "table"], () => tagTable.paint())
-painter.add(["totals", "rates", "readers"], () => overview.paint(), 250)
+painter.add(["totals", "rates", "readers", "status"], () => overview.paint(), 250)
 painter.add(["health"], () => overview.paintHealth())
 painter.add(["readers"], paintReaderChoice)
 painter.add(["rates", "readers"], () => rates.paint())

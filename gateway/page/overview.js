@@ -28,19 +28,17 @@ export class Overview {
 
   paint() {
     const { picture } = this
-    const { totals, tags, rates, startedAt, at } = picture
+    const { totals, rates, status, startedAt, at } = picture
     setText(byId("program"), picture.program)
     let latest = 0
     for (const { reader, counts } of rates.series.values()) {
       latest += this.readerShown(reader) ? (counts.at(-1) ?? 0) : 0
     }
-    const isPresenceKnown =
-      picture.presentCount > 0 || [...tags.values()].some(({ present }) => present !== null)
     fillList(byId("overview"), [
       ["Reports now", rate((latest * 1000) / rates.step)],
       ["Reports", count(totals.reports)],
       ["Tags", count(totals.tags)],
-      ...(isPresenceKnown ? [["Present", count(picture.presentCount)]] : []),
+      ...(status?.presence ? [["Present", count(status.presence.present)]] : []),
       ...(totals.forgotten > 0 ? [["Tags forgotten", count(totals.forgotten)]] : []),
       ...(totals.unseen > 0 ? [["Not shown here", count(totals.unseen), "warn"]] : []),
       ["Gateway up for", duration((at - startedAt) / 1000)],

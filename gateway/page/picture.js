@@ -16,7 +16,7 @@ export class Tag {
   // present, azimuth, elevation, x, y.
   constructor(columns, row) {
     this.assign(columns, row)
-    this.levels = null // a ring of traceLength; none before the second report
+    this.levels = null // a ring of traceLength; none before a report has come by the stream
     this.levelCount = 0 // that were written to it
     this.isForgotten = false
     // Of TagOrder, here so that all tags are objects of one shape.
@@ -103,7 +103,6 @@ export class Picture {
   constructor(observer) {
     this.#observer = observer
     this.tags = new Map() // by reader and EPC
-    this.presentCount = 0 // tags that are present
     this.readers = []
     this.totals = null
     this.rates = null
@@ -135,7 +134,6 @@ export class Picture {
     this.startedAt = whole.startedAt
     this.#columns = whole.tagColumns
     this.tags = new Map()
-    this.presentCount = 0
     const readerAt = this.#columns.indexOf("reader"),
       epcAt = this.#columns.indexOf("epc")
     for (const row of whole.tags) {
@@ -143,7 +141,6 @@ export class Picture {
       const tag = before.get(key) ?? new Tag(this.#columns, row)
       tag.assign(this.#columns, row)
       this.tags.set(key, tag)
-      this.presentCount += tag.present === true
     }
     this.rates = new Rates(whole.rates)
     this.alarms = whole.alarms
@@ -190,19 +187,13 @@ export class Picture {
 
   #takeRow(row) {
     const key = `${row[this.#columns.indexOf("reader")]} ${row[this.#columns.indexOf("epc")]}`
-    let tag = this.tags.get(key)
-    if (tag) {
-      const { reads, present } = tag
-      tag.assign(this.#columns, row)
-      this.presentCount += (tag.present === true) - (present === true)
-      if (tag.reads !== reads) {
-        tag.noteLevel()
-      }
-    } else {
-      tag = new Tag(this.#columns, row)
-      tag.noteLevel()
-      this.tags.set(key, tag)
-      this.presentCount += tag.present === true
+    const known = this.tags.get(key)
+    const reads = known?.reads
+    const tag = known ?? new Tag(this.#columns, row)
+    tag.assign(this.#columns, row)
+    this.tags.set(key, tag)
+    if (tag.reads !== reads) {
+      tag.noteLevel() // the row may be here for its presence alone
     }
     this.#observer.changed(tag)
   }
@@ -211,7 +202,6 @@ export class Picture {
     const tag = this.tags.get(key)
     if (tag) {
       this.tags.delete(key)
-      this.presentCount -= tag.present === true
       this.#observer.forgotten(tag)
     }
   }
