@@ -138,6 +138,8 @@ bool gateway_c::start() {
         spdlog::error("{}", error);
         return false;
     }
+    spool.watchPresence(
+        [this](const std::vector<new_entry_s>& entries) { http.picture.takePresence(entries); });
     spool.start();
     reader = std::make_unique<spool_reader_c>(&spool);
     // A new sink gets all that comes, so it is known before anything does.

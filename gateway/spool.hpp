@@ -65,6 +65,9 @@ class spool_c {
 
     // Main thread. New limits; the folder stays.
     void configure(const spool_config_s& config);
+    // Main thread, before start(). `watch` is called on the writer thread with entries that are about to be
+    // committed, once presence has put its events among them; it must not wait.
+    void watchPresence(std::function<void(const std::vector<new_entry_s>&)> watch);
     // Main thread. The sinks that take entries from now on; their ids in the same order. A new sink
     // gets what comes from now on; one that is no longer listed loses its cursor. Waits for the writer.
     std::vector<std::int64_t> setSinks(const std::vector<sink_config_s>& sinks);

@@ -48,35 +48,36 @@ void separate(std::size_t written, std::string* out) {
     }
 }
 
+// The value of a number behind `key`, such as "\"antenna\":".
+std::optional<double> numberOf(std::string_view body, std::string_view key) {
+    const std::string_view text = numberMember(body, key);
+    double value = 0.0;
+    const auto parsed = std::from_chars(text.data(), text.data() + text.size(), value);
+    return parsed.ec == std::errc() && std::isfinite(value) ? std::optional(value) : std::nullopt;
+}
+
 }  // namespace
 
 const char* tag_table_c::columns() {
     return R"(["reader","epc","antenna","rssi","reads","firstSeen","lastSeen","present","azimuth","elevation","x","y"])";
 }
 
-std::optional<double> numberOf(std::string_view body, std::string_view name) {
-    const std::string_view text = numberMember(body, "\"" + std::string(name) + "\":");
-    double value = 0.0;
-    const auto parsed = std::from_chars(text.data(), text.data() + text.size(), value);
-    return parsed.ec == std::errc() && std::isfinite(value) ? std::optional(value) : std::nullopt;
-}
-
 tag_read_s readOfReport(std::string_view body) {
     constexpr double most = 1e9;  // fits into an int
-    const auto whole = [&](std::string_view name) {
-        const std::optional<double> value = numberOf(body, name);
+    const auto whole = [&](std::string_view key) {
+        const std::optional<double> value = numberOf(body, key);
         return value && std::abs(*value) < most ? as<int>(value) : std::nullopt;
     };
-    const auto part = [&](std::string_view name) { return as<float>(numberOf(body, name)); };
-    tag_read_s read{.epc = epcOf(body), .antenna = whole("antenna"), .rssi = whole("peakRssi")};
+    const auto part = [&](std::string_view key) { return as<float>(numberOf(body, key)); };
+    tag_read_s read{.epc = epcOf(body), .antenna = whole("\"antenna\":"), .rssi = whole("\"peakRssi\":")};
     // Only an array reader has these; one look is enough for most reports.
-    if (body.find("\"azimuth\"") != body.npos) {
-        read.azimuth = part("azimuth");
-        read.elevation = part("elevation");
+    if (body.find("\"azimuth\":") != body.npos) {
+        read.azimuth = part("\"azimuth\":");
+        read.elevation = part("\"elevation\":");
     }
-    if (body.find("\"locConf\"") != body.npos) {
-        read.x = part("x");
-        read.y = part("y");
+    if (body.find("\"locConf\":") != body.npos) {
+        read.x = part("\"x\":");
+        read.y = part("\"y\":");
     }
     return read;
 }

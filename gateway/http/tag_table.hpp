@@ -26,9 +26,6 @@ struct tag_read_s {
 // writes it. What is missing or not a number stays empty.
 tag_read_s readOfReport(std::string_view body);
 
-// The value of a number behind the first `"name":`; nothing without one.
-std::optional<double> numberOf(std::string_view body, std::string_view name);
-
 enum class tag_state_e : std::uint8_t { unknown, present, departed };
 
 struct known_tag_s {

@@ -68,6 +68,9 @@ void spool_c::writer_c::replayPresence(const store_c::snapshot_s& snapshot) {
 void spool_c::writer_c::derivePresence(work_s* fresh) {
     if (presence) {
         fresh->bytes += presence->derive(&fresh->entries, steadyMicroseconds());
+        if (watch) {
+            watch(fresh->entries);
+        }
     }
 }
 

@@ -53,6 +53,10 @@ void spool_c::configure(const spool_config_s& config) {
     writer->wanted.notify_one();
 }
 
+void spool_c::watchPresence(std::function<void(const std::vector<new_entry_s>&)> watch) {
+    writer->watch = std::move(watch);
+}
+
 std::vector<std::int64_t> spool_c::setSinks(const std::vector<sink_config_s>& sinks) {
     std::unique_lock guard(writer->mutex);
     writer->newSinks = sinks;

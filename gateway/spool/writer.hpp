@@ -29,6 +29,8 @@ class spool_c::writer_c {
     std::atomic<std::uint64_t> pulse{0};
     std::atomic<std::uint64_t> generation{1};  // of the database file
     std::atomic<bool> suspect{false};          // a reader has found the file broken
+    // Told of entries once presence has put its events among them; set before the thread starts.
+    std::function<void(const std::vector<new_entry_s>&)> watch;
 
     // Shared; under the mutex.
     mutable std::mutex mutex;

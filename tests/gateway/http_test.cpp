@@ -33,7 +33,7 @@ struct site_s : gateway_s {
     }
     void configure(const std::string& http, const std::string& moreSinks = "") const {
         writeConfig(R"([{"name": "archive", "type": "file", "path": "DIR/tags"})" + moreSinks +
-                    R"(], "http": {)" + http + "}");
+                    R"(], "presence": {"departAfter": 0.5}, "http": {)" + http + "}");
         const std::string file = directory.path / "twgate.json", source = R"("source": {)";
         std::string text = readTextFile(file);
         text.insert(text.find(source) + source.size(), R"("requests": ")" + endpoint("daemon") + "\", ");
@@ -303,14 +303,12 @@ TEST(Http, ShowsTheAccountAndIsScrapedByPrometheus) {
     }
     EXPECT_THAT(text, testing::Not(HasSubstr("sensor=\"pa\"")));  // it has not answered
 
-    // Every metric is in the document's table, and every one of the table is there. Presence is off.
+    // Every metric is in the document's table, and every one of the table is there.
     const std::string document = readTextFile(TARNWICK_SOURCE_DIR "/docs/gateway-http.md");
     const auto namesIn = [](const std::string& from, const std::regex& pattern) {
         std::set<std::string> names;
         for (std::sregex_iterator at(from.begin(), from.end(), pattern), end; at != end; ++at) {
-            if ((*at)[1].str().find("_presence_") == std::string::npos) {
-                names.insert((*at)[1]);
-            }
+            names.insert((*at)[1]);
         }
         return names;
     };
@@ -320,6 +318,7 @@ TEST(Http, ShowsTheAccountAndIsScrapedByPrometheus) {
     // The picture says the same.
     const json state = site.state();
     EXPECT_EQ(state.at("tags").at(0).at(4), 40);
+    EXPECT_TRUE(eventually([&] { return site.state().at("tags").at(0).at(7) == false; }));  // departed
     EXPECT_EQ(state.at("accounts").at(0).at("account"), account);
     EXPECT_EQ(state.at("alarms").at(0).at("message"), "Antenna Disconnected on Port 2");
     EXPECT_EQ(state.at("heartbeats").at(0).at("data").at("numTagReads"), 7);

@@ -154,7 +154,7 @@ TEST(Picture, GivesAntennasAnswersAndRatesTheirPlaces) {
     EXPECT_EQ(read.antenna, 5'361);
     EXPECT_EQ(read.azimuth, -12.5F);
     EXPECT_FALSE(read.rssi || read.x);
-    EXPECT_FALSE(numberOf(R"({"antenna":"1"})", "antenna"));
+    EXPECT_FALSE(readOfReport(R"({"data":{"antenna":"1","idHex":"30"}})").antenna);
 }
 
 TEST(Access, LetsInWhoHasTheTokenOrWasGivenACookie) {
