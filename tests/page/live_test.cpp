@@ -28,6 +28,7 @@ struct site_s : gateway_s {
             {"status", endpoint("status")},
             {"http", json::parse(R"({"listen": "127.0.0.1:)" + std::to_string(port) + "\"" + moreHttp + "}")},
             {"spool", {{"directory", (directory.path / "spool").string()}}},
+            {"presence", {{"departAfter", 1}}},
             {"sinks",
              {{{"name", "archive"}, {"type", "file"}, {"path", (directory.path / "tags").string()}},
               {{"name", "site"},
@@ -115,6 +116,7 @@ TEST(Page, ShowsWhatIsReadAndWhereItWent) {
     browser.type("#tags-view", "\ue00c");  // escape
     browser.type("#tags-filter", "\ue00c");
     ASSERT_TRUE(browser.waitFor("document.querySelectorAll('#tags-view tbody th.epc').length > 10"));
+    EXPECT_TRUE(browser.waitFor(tile("Present") + " > 10"));
     EXPECT_TRUE(browser.waitFor("Chart.getChart('rates-chart').data.datasets.some(d => d.data.length > 8)"));
     browser.eval("(document.activeElement.blur(), scrollTo(0, 0))");
     browser.shoot(screenshots / "dock-door.png");
@@ -133,7 +135,11 @@ TEST(Page, ShowsWhatIsReadAndWhereItWent) {
     EXPECT_TRUE(browser.waitFor(tile("Reports") + isSent));
     EXPECT_EQ(
         browser.eval("[...document.querySelectorAll('#account .badge')].map(b => b.textContent).join()"),
-        "closes,closes,closes,closes,closes");
+        "closes,closes,closes,closes,closes,closes");
+    // Nothing is read any more, so the tags depart.
+    EXPECT_TRUE(browser.waitFor(tile("Present") + " === 0"));
+    EXPECT_TRUE(
+        browser.waitFor("document.querySelector('#tags-view td[data-present]')?.textContent === 'departed'"));
     EXPECT_TRUE(browser.waitFor(accountNumber("Sink site: events for it", "confirmed") +
                                 " >= " + site.sink("site").at("taken").dump()));
 
