@@ -129,7 +129,8 @@ void sender_c::impl_s::setTrouble(const std::string& text) {
     const std::lock_guard guard(mutex);
     const bool up = isOpen && text.empty();
     if (up != state.up || text != state.trouble) {
-        up ? spdlog::info("sink {}: up", config.name) : spdlog::warn("sink {}: {}", config.name, text);
+        spdlog::log(up || text == connecting ? spdlog::level::info : spdlog::level::warn, "sink {}: {}",
+                    config.name, up ? "up" : text);
     }
     state.up = up;
     state.trouble = text;

@@ -63,6 +63,9 @@ struct failure_s {
     std::optional<std::chrono::milliseconds> notBefore{};
 };
 
+// `down` of a link that has begun and not failed yet, which is not worth a warning.
+inline constexpr const char* connecting = "connecting";
+
 struct poll_s {
     std::vector<settled_s> settled;
     std::optional<failure_s> failure{};

@@ -30,9 +30,8 @@ using namespace std::chrono_literals;
 using steady_t = std::chrono::steady_clock;
 using nlohmann::json;
 
-constexpr auto stalledAfter = 10s;  // without a confirmation while entries are in flight
-constexpr auto toldFor = 60s;       // a trouble of the link, before it is told again
-constexpr const char* connecting = "connecting";
+constexpr auto stalledAfter = 10s;      // without a confirmation while entries are in flight
+constexpr auto toldFor = 60s;           // a trouble of the link, before it is told again
 constexpr std::size_t errorSize = 512;  // bytes, as librdkafka's own programs have it
 
 // What the cluster says of a record that it will never take. The size is that of a batch.

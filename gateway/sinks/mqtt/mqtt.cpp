@@ -275,7 +275,7 @@ poll_s mqtt_sink_c::poll() {
     lastTrouble = result.failure          ? result.failure->text
                   : isReady               ? ""
                   : !news.trouble.empty() ? news.trouble
-                  : lastTrouble.empty()   ? "connecting"
+                  : lastTrouble.empty()   ? connecting
                                           : lastTrouble;
     result.down = isReady ? refusal : lastTrouble;
     return result;
