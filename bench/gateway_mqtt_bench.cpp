@@ -8,7 +8,6 @@
 //   gateway_mqtt_bench [SECONDS]    of the first part; the default is 60
 //
 // Files go to TMPDIR. Exit status 1 when an aim is missed.
-#include <arpa/inet.h>
 #include <mosquitto.h>
 #include <mqtt_protocol.h>
 #include <signal.h>
@@ -30,6 +29,7 @@
 #include <vector>
 
 #include "gateway/program.hpp"
+#include "gateway/server.hpp"
 #include "gateway_load.hpp"
 #include "verdict.hpp"
 
@@ -50,13 +50,6 @@ constexpr double mebi = 1024.0 * 1024.0;
 // mosquitto on a free port of the loopback interface.
 struct server_s {
     server_s() {
-        const int fd = socket(AF_INET, SOCK_STREAM, 0);
-        sockaddr_in address{AF_INET, 0, {htonl(INADDR_LOOPBACK)}, {}};
-        socklen_t size = sizeof address;
-        bind(fd, reinterpret_cast<sockaddr*>(&address), size);
-        getsockname(fd, reinterpret_cast<sockaddr*>(&address), &size);
-        close(fd);
-        port = ntohs(address.sin_port);
         writeTextFile(directory.path / "conf",
                       "user root\nallow_anonymous true\nmax_queued_messages 0\n"
                       "log_type error\nlog_type information\nlistener " +
@@ -70,7 +63,7 @@ struct server_s {
     std::string url() const { return "mqtt://127.0.0.1:" + std::to_string(port); }
 
     temp_dir_s directory;
-    int port = 0;
+    const int port = freePort();
     std::unique_ptr<process_s> process;
 };
 
