@@ -10,6 +10,7 @@
 #include <cmath>
 #include <cstring>
 #include <filesystem>
+#include <iterator>
 #include <set>
 #include <sstream>
 
@@ -315,6 +316,10 @@ void takeSinks(const json& list, config_s* config, lines_t* mistakes) {
     for (std::size_t i = 0; i < list.size(); ++i) {
         sink_config_s sink = sinkOf(list[i]);
         sink.reader = config->sources.empty() ? "" : config->sources.front().reader;
+        if (list[i].contains("commands")) {
+            std::ranges::copy_if(config->sources, std::back_inserter(sink.daemons),
+                                 [](const source_config_s& source) { return !source.requests.empty(); });
+        }
         const std::string place = placeOf("sinks", i);
         names.add(sink.name, place + ".name");
         for (const char* key : {"path", "bind", "deadLetterFile"}) {

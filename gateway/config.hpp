@@ -36,6 +36,8 @@ struct sink_config_s {
     std::string type;      // a row of the table of sinks
     unsigned streams = 0;  // mask of streamBit()
     std::string reader{};  // the first source, which names the gateway to a server
+    // Of a sink that takes requests: the sources whose daemons can be asked.
+    std::vector<source_config_s> daemons{};
     double maxRate = 0.0;  // entries a second while it catches up; 0: no limit
     // Where a sink keeps what its receiver refuses for good (dead_letter.hpp).
     std::string deadLetterFile{};

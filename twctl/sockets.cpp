@@ -143,7 +143,7 @@ deadline_t deadlineIn(double seconds) {
 }
 
 exchange_e exchangeText(const std::string& endpoint, const std::string& text, double timeoutSeconds,
-                        std::string* answer) {
+                        std::string* answer, const std::function<bool()>& goOn) {
     const connection_s connection = openConnection(ZMQ_REQ);
     void* socket = connection.socket.get();
     if (zmq_connect(socket, endpoint.c_str()) != 0) {
@@ -155,7 +155,15 @@ exchange_e exchangeText(const std::string& endpoint, const std::string& text, do
     zmq_send(socket, text.data(), text.size(), ZMQ_DONTWAIT);
 
     zmq_pollitem_t item{socket, 0, ZMQ_POLLIN, 0};
-    if (zmq_poll(&item, 1, millisecondsLeft(deadline)) <= 0) {
+    constexpr long slice = 100;  // ms
+    const auto wait = [&](long most) {
+        return zmq_poll(&item, 1, std::min(millisecondsLeft(deadline), most));
+    };
+    int ready = wait(goOn ? slice : LONG_MAX);
+    while (ready == 0 && goOn && millisecondsLeft(deadline) > 0 && goOn()) {
+        ready = wait(slice);
+    }
+    if (ready <= 0) {
         return exchange_e::silence;
     }
     zmq_msg_t message;

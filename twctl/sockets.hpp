@@ -6,6 +6,7 @@
 #include <sys/types.h>
 
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -82,10 +83,11 @@ long millisecondsLeft(const deadline_t& deadline);
 deadline_t deadlineIn(double seconds);
 
 // Sends one request to a reply socket and waits for its answer, which is stored without its
-// terminating NUL. What is wrong with the endpoint is told on standard error.
+// terminating NUL. What is wrong with the endpoint is told on standard error. `goOn`, when given, is
+// called every 100 ms while it waits, which ends as silence when that returns false.
 enum class exchange_e { answered, silence, badEndpoint };
 exchange_e exchangeText(const std::string& endpoint, const std::string& text, double timeoutSeconds,
-                        std::string* answer);
+                        std::string* answer, const std::function<bool()>& goOn = {});
 
 // The words with single blanks between them.
 std::string joinWords(const std::vector<std::string>& words);

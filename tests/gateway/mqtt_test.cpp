@@ -391,3 +391,106 @@ TEST(Mqtt, FillsTopicsWithoutGivingAwayTheirLevels) {
     EXPECT_EQ(pattern_c("a/{reader}/{antenna}{antenna}/{epc}/{stream}/", appendTopicLevel).fill(entry),
               "a/do%20ck%2F%2B%23/1212/-/tags/");
 }
+
+// What a client sends and gets; the daemon is a reply socket of the test.
+TEST(Mqtt, TakesRequestsToTheDaemon) {
+    broker_s broker;
+    gateway_s gateway("[]");
+    const auto configure = [&](const std::string& commands) {
+        gateway.writeConfig(R"([{"name": "site", "type": "mqtt", "topic": "tags", "url": ")" + broker.url() +
+                            "\"" + commands + "}]");
+        const std::string file = gateway.directory.path / "twgate.json", source = R"("source": {)";
+        std::string text = readTextFile(file);
+        text.insert(text.find(source) + source.size(),
+                    R"("requests": ")" + gateway.endpoint("daemon") + "\", ");
+        writeTextFile(file, text);
+    };
+    const auto startClient = [&](const std::string& tool) {
+        return std::make_unique<process_s>(
+            "/bin/sh",
+            process_options_s{{"-c", "exec stdbuf -oL mosquitto_" + tool + " -V 5 -q 1 -p " +
+                                         std::to_string(broker.watchPort) + " -t tarnwick/dock/request"},
+                              {},
+                              {}});
+    };
+    const auto ask = [&](const std::string& number, const std::string& message) {
+        return startClient("rr -W 20 -F 'GOT%D|%P|%p' -e answers/" + number +
+                           " -D publish correlation-data c" + number +
+                           " -D publish user-property client '\"ui" + number + "' " + message);
+    };
+    auto daemon = std::make_unique<socket_s>(ZMQ_REP);
+    zmq_bind(daemon->handle, gateway.endpoint("daemon").c_str());
+    const auto serve = [&](const std::string& request, const std::string& reply) {
+        EXPECT_EQ(daemon->receive(), frames_t{request});
+        daemon->send({reply + std::string(1, '\0')});
+    };
+    const std::string publish = "pub -d -m status -D publish response-topic ";
+
+    // Without the key nobody listens: the server finds no subscriber (16).
+    configure("");
+    broker.start();
+    gateway.start();
+    EXPECT_TRUE(eventually([&] { return gateway.sink("site").at("state") == "up"; }));
+    EXPECT_TRUE(startClient(publish + "answers/1")->waitForOutput("RC:16"));
+    configure(R"(, "commands": {"allow": ["status", "mode"], "timeout": 1})");
+    gateway.process->signal(SIGHUP);
+    ASSERT_TRUE(gateway.process->waitForOutput("sink site: requests: up"));
+
+    // Two wait at once, and each gets its own reply, also when it is not ASCII or spans lines.
+    const auto first = ask("1", "-m ' status\nx'");
+    ASSERT_TRUE(
+        gateway.process->waitForOutput(R"(request to dock of "\"ui1": sent to the daemon: " status\nx")"));
+    const auto second = ask("2", R"(-m 'mode {"type":"SIMPLE"}')");
+    serve(" status\nx", "Success:\nthree\n");
+    serve(R"(mode {"type":"SIMPLE"})", "Failure: \xc3\xa4");
+    EXPECT_TRUE(first->waitForOutput("GOTc1|from:daemon|Success:\nthree\n\n")) << first->output();
+    EXPECT_TRUE(second->waitForOutput("GOTc2|from:daemon|Failure: \xc3\xa4\n")) << second->output();
+
+    const std::string large = gateway.directory.path / "large";
+    writeTextFile(large, "status" + std::string(65'536, ' '));
+    for (const auto& [message, why] : {std::pair("-m exit", "the command is not allowed"),
+                                       std::pair("-m statusx", "the command is not allowed"),
+                                       std::pair("-n", "the command is not allowed")}) {
+        const auto client = ask("3", message);
+        EXPECT_TRUE(client->waitForOutput(std::string("GOTc3|from:twgate|Failure: twgate: ") + why + "\n"))
+            << message << client->output();
+    }
+    const auto tooLong = ask("4", "-f " + large);
+    EXPECT_TRUE(tooLong->waitForOutput("Failure: twgate: the request is longer than 65536 bytes\n"));
+    for (const auto& [client, why] :
+         {std::pair("pub -m status", "it does not have a response topic"),
+          std::pair("pub -m status -r -D publish response-topic a", "it is retained"),
+          std::pair("pub -m status -D publish response-topic tarnwick/dock/request",
+                    "nothing may be published")}) {
+        EXPECT_EQ(startClient(client)->waitForExit(), 0);
+        EXPECT_TRUE(gateway.process->waitForOutput(std::string("dropped, since ") + why)) << client;
+    }
+
+    // A server that has forgotten everything. What was not allowed has not come to the daemon.
+    broker.process->signal(SIGKILL);
+    broker.start();
+    ASSERT_TRUE(eventually([&] {
+        const std::string log = gateway.process->output();
+        return log.rfind("sink site: requests: up") != log.find("sink site: requests: up");
+    }));
+    const auto later = ask("5", "-m status");
+    serve("status", "Success");
+    EXPECT_TRUE(later->waitForOutput("GOTc5|from:daemon|Success\n")) << later->output();
+
+    // A daemon that is away, whose reader is heard all the same; and the end does not wait for it.
+    daemon.reset();
+    const auto unheard = ask("6", "-m status");
+    EXPECT_TRUE(unheard->waitForOutput("GOTc6|from:twgate|Failure: twgate: no answer within 1 s\n"));
+    configure(R"(, "commands": {"allow": ["mode"], "timeout": 60})");
+    gateway.process->signal(SIGHUP);
+    ASSERT_TRUE(gateway.process->waitForOutput("the new configuration is in force"));
+    const auto last = ask("7", "-m mode");
+    ASSERT_TRUE(gateway.process->waitForOutput(R"(sent to the daemon: "mode")"));
+    const publisher_s tags(gateway.endpoint("data"));
+    tags.waitForSubscriber();
+    tags.send({reportText(0)});
+    EXPECT_TRUE(gateway.settles("site", 1));
+    gateway.process->signal(SIGTERM);
+    EXPECT_TRUE(last->waitForOutput("GOTc7|from:twgate|Failure: twgate: the gateway ends\n"));
+    EXPECT_EQ(gateway.process->waitForExit(), 0);
+}

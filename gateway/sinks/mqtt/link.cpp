@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <chrono>
 #include <condition_variable>
+#include <cstdlib>
 #include <cstring>
 #include <mutex>
 #include <random>
@@ -27,7 +28,9 @@ constexpr auto connectWithin = 10s;
 constexpr auto goodbyeWithin = 500ms;
 constexpr int loopTimeout = 200;  // ms, until the thread looks whether it has to end
 constexpr std::chrono::milliseconds firstBackOff = 200ms, lastBackOff = 30s;
-constexpr std::uint32_t sessionExpiry = 3'600;  // s for which the server keeps the session of a lost link
+constexpr std::uint32_t sessionExpiry = 3'600;     // s for which the server keeps the session of a lost link
+constexpr std::uint32_t largestPacket = 1U << 20;  // bytes, of a link that takes requests
+constexpr std::size_t mostRequests = 64;           // that are not taken
 constexpr std::string_view online = "online", offline = "offline";
 
 // Properties of MQTT 5; none of them is sent with 3.1.1.
@@ -46,6 +49,52 @@ struct free_s {
 
 const char* textOrNull(const std::string& text) {
     return text.empty() ? nullptr : text.c_str();
+}
+
+// The text or the bytes that a function of libmosquitto has allocated.
+template <class Byte>
+std::string take(Byte* bytes, std::size_t size) {
+    std::string taken(static_cast<const char*>(static_cast<const void*>(bytes)), size);
+    std::free(bytes);  // NOLINT(cppcoreguidelines-no-malloc)
+    return taken;
+}
+
+mqtt_request_s requestOf(const mosquitto_message& message, const mosquitto_property* properties) {
+    mqtt_request_s request{.topic = message.topic,
+                           .text = {},
+                           .size = static_cast<std::size_t>(message.payloadlen),
+                           .isRetained = message.retain,
+                           .responseTopic = {},
+                           .correlation = {}};
+    if (request.size > 0 && request.size <= longestRequest) {
+        request.text.assign(static_cast<const char*>(message.payload), request.size);
+    }
+    char *text = nullptr, *name = nullptr;
+    void* bytes = nullptr;
+    std::uint16_t size = 0;
+    std::uint32_t seconds = 0;
+    if (mosquitto_property_read_string(properties, MQTT_PROP_RESPONSE_TOPIC, &text, false) != nullptr) {
+        request.responseTopic = take(text, std::strlen(text));
+    }
+    if (mosquitto_property_read_binary(properties, MQTT_PROP_CORRELATION_DATA, &bytes, &size, false) !=
+        nullptr) {
+        request.hasCorrelation = true;
+        request.correlation = bytes == nullptr ? "" : take(bytes, size);
+    }
+    if (mosquitto_property_read_int32(properties, MQTT_PROP_MESSAGE_EXPIRY_INTERVAL, &seconds, false) !=
+        nullptr) {
+        request.expires = steady_t::now() + std::chrono::seconds(seconds);
+    }
+    const mosquitto_property* pair =
+        mosquitto_property_read_string_pair(properties, MQTT_PROP_USER_PROPERTY, &name, &text, false);
+    while (pair != nullptr) {
+        const std::string property = take(name, std::strlen(name)), value = take(text, std::strlen(text));
+        if (property == "client" && !request.client) {
+            request.client = value;
+        }
+        pair = mosquitto_property_read_string_pair(pair, MQTT_PROP_USER_PROPERTY, &name, &text, true);
+    }
+    return request;
 }
 
 std::string errorText(int code) {
@@ -131,6 +180,30 @@ struct mqtt_link_c::impl_s::callbacks_s {
         }
     }
 
+    static void arrived(mosquitto*, void* link, const mosquitto_message* message,
+                        const mosquitto_property* properties) {
+        const std::lock_guard guard(of(link)->mutex);
+        if (of(link)->news.requests.size() < mostRequests) {
+            of(link)->news.requests.push_back(requestOf(*message, properties));
+        } else {
+            of(link)->news.lostRequests += 1;
+        }
+        of(link)->hasNews = true;
+    }
+
+    // A subscription that the server refuses is tried again on the next connection.
+    static void subscribed(mosquitto*, void* link, int, int count, const int* reasons,
+                           const mosquitto_property*) {
+        const int* const refused =
+            std::find_if(reasons, reasons + count, [](int reason) { return reason >= firstMqttFailure; });
+        if (refused != reasons + count) {
+            const std::lock_guard guard(of(link)->mutex);
+            of(link)->detail =
+                std::string("the subscription is refused: ") + mosquitto_reason_string(*refused);
+            of(link)->dropping = true;
+        }
+    }
+
     // The only place where it tells why TLS has failed.
     static void logged(mosquitto*, void* link, int level, const char* text) {
         if (level == MOSQ_LOG_ERR) {
@@ -169,12 +242,19 @@ std::optional<std::string> mqtt_link_c::impl_s::configure() {
     mosquitto_disconnect_v5_callback_set(made, callbacks_s::disconnected);
     mosquitto_publish_v5_callback_set(made, callbacks_s::acknowledged);
     mosquitto_log_callback_set(made, callbacks_s::logged);
+    mosquitto_message_v5_callback_set(made, callbacks_s::arrived);
+    mosquitto_subscribe_v5_callback_set(made, callbacks_s::subscribed);
+    properties_c properties;
     if (settings.version5 && !settings.newSession) {
-        // The function that does not wait for the connection takes no properties. This one keeps them for all
-        // connections to come, before it refuses the port.
-        properties_c properties;
         also(
             mosquitto_property_add_int32(&properties.list, MQTT_PROP_SESSION_EXPIRY_INTERVAL, sessionExpiry));
+    }
+    if (!settings.requestTopics.empty()) {
+        also(mosquitto_property_add_int32(&properties.list, MQTT_PROP_MAXIMUM_PACKET_SIZE, largestPacket));
+    }
+    if (properties.list != nullptr) {
+        // The function that does not wait for the connection takes no properties. This one keeps them for all
+        // connections to come, before it refuses the port.
         mosquitto_connect_bind_v5(made, settings.host.c_str(), -1, settings.keepAlive, nullptr,
                                   properties.list);
     }
@@ -256,6 +336,10 @@ void mqtt_link_c::impl_s::becomeUp() {
     if (!settings.availability.empty()) {
         mosquitto_publish_v5(client.get(), &availabilityId, settings.availability.c_str(),
                              static_cast<int>(online.size()), online.data(), 1, true, nullptr);
+    }
+    for (const std::string& topic : settings.requestTopics) {
+        mosquitto_subscribe_v5(client.get(), nullptr, topic.c_str(), 1, MQTT_SUB_OPT_RETAIN_AS_PUBLISHED,
+                               nullptr);
     }
     const std::lock_guard guard(mutex);
     news.sessionLost = news.sessionLost || (wasUp && !sessionKept);
@@ -351,6 +435,23 @@ int mqtt_link_c::publish(const std::string& topic, const message_s& message, int
                                 false, properties.list);
 }
 
+int mqtt_link_c::respond(const mqtt_request_s& request, const std::string& text, const char* origin,
+                         int* messageId) {
+    properties_c properties;
+    mosquitto_property_add_string_pair(&properties.list, MQTT_PROP_USER_PROPERTY, "from", origin);
+    if (request.hasCorrelation) {
+        mosquitto_property_add_binary(&properties.list, MQTT_PROP_CORRELATION_DATA,
+                                      request.correlation.data(),
+                                      static_cast<std::uint16_t>(request.correlation.size()));
+    }
+    {
+        const std::lock_guard guard(impl->mutex);
+        impl->isWaiting = true;
+    }
+    return mosquitto_publish_v5(impl->client.get(), messageId, request.responseTopic.c_str(),
+                                static_cast<int>(text.size()), text.data(), 1, false, properties.list);
+}
+
 bool mqtt_link_c::isUp() const {
     const std::lock_guard guard(impl->mutex);
     return impl->news.isUp;
@@ -360,6 +461,8 @@ mqtt_news_s mqtt_link_c::take() {
     const std::lock_guard guard(impl->mutex);
     mqtt_news_s taken = impl->news;
     impl->news.acks.clear();
+    impl->news.requests.clear();
+    impl->news.lostRequests = 0;
     return taken;
 }
 

@@ -3,6 +3,7 @@
 // a loss, within the same session.
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -27,7 +28,22 @@ struct mqtt_settings_s {
     int window = 200;          // QoS 1 and 2: most messages that are sent and not acknowledged
     std::string availability;  // topic of the retained "online" and "offline"; empty: none
     bool newSession = false;   // a session of an earlier process ends, and this one with the connection
+    std::vector<std::string> requestTopics{};  // subscribed to on each connection; version 5 only
 };
+
+// What came on one of the request topics.
+struct mqtt_request_s {
+    std::string topic;
+    std::string text;                     // empty when it is longer than longestRequest
+    std::size_t size = 0;                 // bytes that it had
+    bool isRetained = false;              // it is old, or every later subscriber gets it, too
+    std::string responseTopic;            // empty: none
+    std::string correlation;              // bytes that the response has to bring back
+    bool hasCorrelation = false;          // they may be none
+    std::optional<std::string> client{};  // the user property "client", which anybody can claim
+    std::chrono::steady_clock::time_point expires = std::chrono::steady_clock::time_point::max();
+};
+inline constexpr std::size_t longestRequest = 65'536;  // bytes
 
 // Reason codes of MQTT 5, in acknowledgements and when the server disconnects.
 inline constexpr int firstMqttFailure = 128;
@@ -49,6 +65,8 @@ struct mqtt_news_s {
     // Connections in a row that the server has accepted and ended before it acknowledged a message.
     int endedEarly = 0;
     bool messageRefused = false;  // the last of these for a reason that isOfTheMessage()
+    std::vector<mqtt_request_s> requests{};
+    std::size_t lostRequests = 0;  // that came while too many were not taken
 };
 
 class mqtt_link_c {
@@ -68,6 +86,10 @@ class mqtt_link_c {
     // Returns MOSQ_ERR_SUCCESS with the message's id, or another MOSQ_ERR_ code. With QoS 1 and 2
     // MOSQ_ERR_NO_CONN is a success, too: libmosquitto has queued the message.
     int publish(const std::string& topic, const message_s& message, int* messageId);
+
+    // The response to a request, with its correlation data and QoS 1. `origin` becomes a user property.
+    // Returns as publish() does.
+    int respond(const mqtt_request_s& request, const std::string& text, const char* origin, int* messageId);
 
     bool isUp() const;
     mqtt_news_s take();

@@ -8,8 +8,10 @@
 #include <cerrno>
 #include <cstring>
 #include <deque>
+#include <iterator>
 #include <unordered_map>
 
+#include "commands.hpp"
 #include "link.hpp"
 #include "sink.hpp"
 #include "sinks/pattern.hpp"
@@ -71,6 +73,7 @@ class mqtt_sink_c : public sink_c {
                   .batch = static_cast<std::size_t>(settingsOf(config).window)}),
           topic(textOf(config, "topic", "tarnwick/{reader}/{stream}"), appendTopicLevel),
           settings(settingsOf(config)),
+          sinkConfig(config),
           form(textOf(config, "format") == "cloudevent" ? message_form_e::structured
                : settings.version5                      ? message_form_e::binary
                                                         : message_form_e::bare),
@@ -94,8 +97,10 @@ class mqtt_sink_c : public sink_c {
 
     const pattern_c topic;
     const mqtt_settings_s settings;
+    const sink_config_s sinkConfig;
     const message_form_e form;
     const sink_context_s context;
+    std::optional<mqtt_commands_c> commands;  // from the first open() on
 
     std::unique_ptr<mqtt_link_c> link;
     bool endsSession = false;               // the link only ends the session of an earlier process
@@ -115,6 +120,9 @@ class mqtt_sink_c : public sink_c {
 // A new process numbers its messages anew. With QoS 2 a server that still has the session of an earlier one
 // takes a message with an old number for a repeat, so that session ends first.
 std::optional<failure_s> mqtt_sink_c::open() {
+    if (!commands && sinkConfig.settings.contains("commands")) {
+        commands.emplace(sinkConfig, settings);
+    }
     return connect(settings.qos == 2);
 }
 
@@ -318,6 +326,7 @@ std::vector<std::string> findMqttMistakes(const sink_config_s& config) {
     check(settings.certificate.empty() != settings.privateKey.empty(),
           "certificate and privateKey need each other");
     check(settings.user.empty() && !settings.passwordFile.empty(), "passwordFile: needs user");
+    std::ranges::move(findCommandMistakes(config), std::back_inserter(mistakes));
     std::string error;
     const bool hasPassword = settings.passwordFile.empty() || readSecret(settings.passwordFile, &error);
     check(!hasPassword, "passwordFile: " + settings.passwordFile + ": " + error);
