@@ -395,7 +395,7 @@ TEST(Mqtt, FillsTopicsWithoutGivingAwayTheirLevels) {
 
 // What a client sends and gets; the daemon is a reply socket of the test.
 TEST(Mqtt, TakesRequestsToTheDaemon) {
-    broker_s broker;
+    broker_s broker("max_packet_size 70000\n");
     gateway_s gateway("[]");
     const auto configure = [&](const std::string& commands) {
         gateway.writeConfig(R"([{"name": "site", "type": "mqtt", "topic": "tags", "url": ")" + broker.url() +
@@ -485,6 +485,10 @@ TEST(Mqtt, TakesRequestsToTheDaemon) {
     const auto later = ask("5", "-m status");
     serve("status", "Success");
     EXPECT_TRUE(later->waitForOutput("GOTc5|from:daemon|Success\n")) << later->output();
+
+    const auto tooMuch = ask("8", "-m status");
+    serve("status", std::string(70'000, 'x'));
+    EXPECT_TRUE(tooMuch->waitForOutput("twgate: the reply has 70000 bytes, which the server forbids\n"));
 
     // A daemon that is away, whose reader is heard all the same; and the end does not wait for it.
     daemon.reset();
