@@ -512,5 +512,5 @@ TEST(Mqtt, TakesRequestsToTheDaemon) {
     EXPECT_TRUE(gateway.settles("site", 1));
     gateway.process->signal(SIGTERM);
     EXPECT_TRUE(last->waitForOutput("GOTc7|from:twgate|Failure: twgate: the gateway ends\n"));
-    EXPECT_EQ(gateway.process->waitForExit(), 0);
+    EXPECT_EQ(gateway.process->waitForExit(), 0) << gateway.process->output();
 }
