@@ -59,7 +59,8 @@ struct receiver_s {
     receiver_s& operator=(const receiver_s&) = delete;
 
     void start() {
-        thread = std::thread([this] { server->listen("127.0.0.1", port); });
+        ASSERT_TRUE(server->bind_to_port("127.0.0.1", port));
+        thread = std::thread([this] { server->listen_after_bind(); });
         ASSERT_TRUE(eventually([this] { return server->is_running(); }));
     }
     std::vector<request_s> requests() const {
