@@ -43,7 +43,7 @@ constexpr std::uint64_t catchUp = 100'000;
 constexpr int rounds = 3;
 constexpr std::uint64_t pending = 1'000'000;
 constexpr std::uint64_t fillRate = 100'000;  // reports a second
-constexpr int window = 200;                 // messages in flight, of the sink and of the bare client
+constexpr int window = 200;                  // messages in flight, of the sink and of the bare client
 constexpr const char* topic = "tarnwick/dock/tags";
 constexpr double mebi = 1024.0 * 1024.0;
 
