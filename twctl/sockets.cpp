@@ -2,6 +2,7 @@
 // ZeroMQ does not tell who holds the file of an ipc endpoint; a plain connection to it does.
 #include "sockets.hpp"
 
+#include <grp.h>
 #include <signal.h>
 #include <sys/signalfd.h>
 #include <sys/socket.h>
@@ -46,10 +47,25 @@ std::optional<std::string> ipcFile(std::string_view endpoint) {
     return std::string(endpoint.substr(scheme.size()));
 }
 
+namespace {
+
+// Lets the daemon connect to the file, which it does as a member of this group when it does not run as
+// root. Nothing happens where the group does not exist or this user may not give the file to it.
+void shareWithDaemon(const std::string& file, mode_t mode) {
+    constexpr const char* daemonGroup = "appsadms";
+    const struct group* const entry = getgrnam(daemonGroup);
+    if (entry != nullptr && lchown(file.c_str(), static_cast<uid_t>(-1), entry->gr_gid) == 0) {
+        chmod(file.c_str(), (mode & 07777) | S_IRWXG);
+    }
+}
+
+}  // namespace
+
 bound_file_c::bound_file_c(const std::string& endpoint) {
     struct stat status {};
     const std::optional<std::string> file = ipcFile(endpoint);
     if (file && stat(file->c_str(), &status) == 0) {
+        shareWithDaemon(*file, status.st_mode);
         path = *file;
         device = status.st_dev;
         inode = status.st_ino;

@@ -39,8 +39,9 @@ std::string endpointOf(const std::string& name);
 // The file of an "ipc://" endpoint; nothing for any other transport.
 std::optional<std::string> ipcFile(std::string_view endpoint);
 
-// The file of an ipc endpoint that this process has bound. ZeroMQ leaves it behind. This
-// removes it, unless another process has put its own there since; device and inode tell.
+// The file of an ipc endpoint that this process has bound. The daemon's group, appsadms, may
+// connect to it, where this user may allow that. ZeroMQ leaves the file behind. This removes it, unless
+// another process has put its own there since; device and inode tell.
 class bound_file_c {
   public:
     explicit bound_file_c(const std::string& endpoint);
