@@ -314,6 +314,9 @@ void takeDeadLetterFile(const spool_config_s& spool, const std::string& place, s
 void takeSinks(const json& list, config_s* config, lines_t* mistakes) {
     uniqueness_c names(mistakes), targets(mistakes);
     for (std::size_t i = 0; i < list.size(); ++i) {
+        if (list[i].is_null()) {
+            continue;
+        }
         sink_config_s sink = sinkOf(list[i]);
         sink.reader = config->sources.empty() ? "" : config->sources.front().reader;
         if (list[i].contains("commands")) {
@@ -339,6 +342,31 @@ void takeSinks(const json& list, config_s* config, lines_t* mistakes) {
         }
         config->sinks.push_back(sink);
     }
+}
+
+// Whether the schema takes a key of the configuration with this value.
+bool fitsSchema(const std::string& key, const json& value) {
+    json document = {{"spool", {{"directory", "/"}}},
+                     {"sinks", {{{"name", "z"}, {"type", "zmq"}, {"bind", "ipc:///z"}}}}};
+    document[key] = value;
+    return findSchemaFaults(configSchemaText, document, "").empty();
+}
+
+// The parts that the schema takes, so that the mistakes of the others do not hide theirs. In the place of a
+// sink that it refuses is null.
+json withoutRefused(const json& document) {
+    json rest = json::object();
+    for (const auto& [key, value] : document.items()) {
+        if (key == "sinks" && value.is_array()) {
+            json& sinks = rest[key] = json::array();
+            for (const json& sink : value) {
+                sinks.push_back(fitsSchema(key, json::array({sink})) ? sink : json());
+            }
+        } else if (fitsSchema(key, value)) {
+            rest[key] = value;
+        }
+    }
+    return rest;
 }
 
 }  // namespace
@@ -375,21 +403,30 @@ std::optional<config_s> parseConfig(const std::string& text, const std::string& 
         return std::nullopt;
     }
     std::ranges::copy(findSchemaFaults(configSchemaText, document, ""), std::back_inserter(*mistakes));
-    if (!mistakes->empty()) {
+    if (!document.is_object()) {
         return std::nullopt;
     }
+    const json parts = mistakes->empty() ? document : withoutRefused(document);
+    const auto isRefused = [&](const char* key) { return document.contains(key) && !parts.contains(key); };
     config_s config;
-    takeSources(document, &config, mistakes);
-    take(document, "status", &config.status);
-    checkSources(config, document, mistakes);
-    takeSpool(document["spool"], &config.spool);
-    checkSpool(config.spool, mistakes);
-    if (document.contains("presence")) {
-        config.spool.presence = presenceOf(document["presence"]);
+    take(parts, "status", &config.status);
+    if (!isRefused("reader") && !isRefused("source") && !isRefused("sources")) {
+        takeSources(parts, &config, mistakes);
+        checkSources(config, parts, mistakes);
+    } else {
+        // For the sinks, of which none is to miss it.
+        config.sources.push_back({.reader = "reader", .tags = {}, .events = {}, .requests = "ipc:///"});
     }
-    takeSinks(document["sinks"], &config, mistakes);
-    if (document.contains("http")) {
-        config.http = httpOf(document["http"]);
+    if (parts.contains("spool")) {
+        takeSpool(parts["spool"], &config.spool);
+        checkSpool(config.spool, mistakes);
+    }
+    if (document.contains("presence")) {
+        config.spool.presence = presenceOf(parts.value("presence", json::object()));
+    }
+    takeSinks(parts.value("sinks", json::array()), &config, mistakes);
+    if (parts.contains("http")) {
+        config.http = httpOf(parts["http"]);
         checkHttp(*config.http, mistakes);
     }
     return mistakes->empty() ? std::optional(config) : std::nullopt;
