@@ -17,7 +17,7 @@ install(FILES packaging/tarnwick.service DESTINATION ${units} COMPONENT reader)
 install(FILES packaging/sysusers.conf RENAME tarnwick.conf DESTINATION lib/sysusers.d COMPONENT reader)
 install(FILES packaging/tmpfiles.conf RENAME tarnwick.conf DESTINATION lib/tmpfiles.d COMPONENT reader)
 # Schemas and message definitions for clients.
-install(FILES docs/mode.schema.json docs/events.schema.json DESTINATION ${share}/schema COMPONENT reader)
+install(FILES docs/mode.schema.json docs/events.schema.json docs/boot.schema.json DESTINATION ${share}/schema COMPONENT reader)
 install(DIRECTORY tarnwick/proto DESTINATION ${share} COMPONENT reader FILES_MATCHING PATTERN *.proto)
 # The documents have the same folders as here, so that the links between them work.
 install(FILES LICENSE README.md CHANGELOG.md DESTINATION ${doc} COMPONENT reader)

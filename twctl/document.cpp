@@ -111,6 +111,30 @@ bool isObject(const std::string& text, json* root, std::string* reason) {
     return true;
 }
 
+std::string withoutComments(std::string text) {
+    bool inString = false;
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        const std::string_view rest = std::string_view(text).substr(at);
+        if (inString && text[at] == '\\') {
+            ++at;  // what follows does not end the string
+        } else if (text[at] == '"') {
+            inString = !inString;
+        } else if (!inString && (rest.starts_with("//") || rest.starts_with("/*"))) {
+            const std::string_view end = rest[1] == '/' ? "\n" : "*/";
+            const std::size_t found = rest.find(end, 2);
+            if (found == rest.npos && rest[1] == '*') {
+                break;  // what has no end is left to the parser, which refuses it
+            }
+            const std::size_t size = found == rest.npos ? rest.size() : found + end.size();
+            std::replace_if(
+                text.begin() + static_cast<std::ptrdiff_t>(at),
+                text.begin() + static_cast<std::ptrdiff_t>(at + size), [](char c) { return c != '\n'; }, ' ');
+            at += size - 1;
+        }
+    }
+    return text;
+}
+
 std::string packed(const std::string& text) {
     std::string word;
     walkJson(text, [&](char c, bool inString) {

@@ -21,6 +21,10 @@ bool readDocument(const std::string& source, std::string_view inlineName, docume
 // and objects inside one another. If not, `reason` is a sentence. `root` is then undefined.
 bool isObject(const std::string& text, nlohmann::json* root, std::string* reason);
 
+// The text with blanks in the place of each "// ..." and "/* ... */" that is not in a string; lines and
+// columns stay. For files that only this client reads.
+std::string withoutComments(std::string text);
+
 // The same JSON without a blank: those between its parts go, those in strings
 // become "\u0020". The daemon splits a request at blanks and joins the parts
 // again without any.

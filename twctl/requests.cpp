@@ -4,11 +4,13 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <nlohmann/json.hpp>
 
+#include "command_words.hpp"
 #include "exit_status.hpp"
 #include "sockets.hpp"
 
@@ -47,6 +49,22 @@ int askDaemon(const daemon_s& daemon, const std::string& text, std::string* repl
             break;
     }
     return exitSuccess;
+}
+
+int awaitDaemon(const daemon_s& daemon, double seconds) {
+    const std::string endpoint = endpointOf(daemon.endpoint);
+    const deadline_t deadline = deadlineIn(seconds);
+    for (long left = millisecondsLeft(deadline); left > 0; left = millisecondsLeft(deadline)) {
+        std::string reply;
+        const double patience = std::min(daemon.timeoutSeconds, static_cast<double>(left) / 1000);
+        const exchange_e result =
+            exchangeText(endpoint, std::string(vocabulary::test.word), patience, &reply);
+        if (result != exchange_e::silence) {
+            return result == exchange_e::answered ? exitSuccess : exitTrouble;
+        }
+    }
+    explainSilence({daemon.endpoint, seconds}, endpoint);
+    return exitNoAnswer;
 }
 
 bool isFailure(std::string_view reply) {

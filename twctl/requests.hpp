@@ -17,6 +17,11 @@ struct daemon_s {
 // error. Returns an exit_status_e: success says that a reply came, a failure too.
 int askDaemon(const daemon_s& daemon, const std::string& text, std::string* reply);
 
+// Waits until the daemon answers, for `seconds` at most; it need not run yet. It is asked again each
+// `daemon.timeoutSeconds`, since one that ends takes the question along. What goes wrong is told on
+// standard error. Returns an exit_status_e.
+int awaitDaemon(const daemon_s& daemon, double seconds);
+
 // Why there may have been no answer at an ipc endpoint: a clause that goes behind "no reply",
 // empty when the file does not tell. `running` is the question to ask when nothing listens,
 // `remedy` says how to get the right to write to the file.

@@ -8,9 +8,11 @@
 #include <string>
 #include <vector>
 
-// docs/mode.schema.json and docs/events.schema.json.
+// docs/mode.schema.json, docs/events.schema.json and docs/boot.schema.json. The last one refers to the
+// second.
 extern const char* const modeSchemaText;
 extern const char* const eventsSchemaText;
+extern const char* const bootSchemaText;
 
 // What the schema refuses in the document, and the keys that it does not know, which
 // the daemon would ignore. A line each, the first 20 and "and more":

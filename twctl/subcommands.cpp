@@ -9,6 +9,8 @@
 
 #include "account.hpp"
 #include "beams.hpp"
+#include "boot/remember.hpp"
+#include "boot/resume.hpp"
 #include "command_words.hpp"
 #include "commands.hpp"
 #include "engine.hpp"
@@ -183,6 +185,55 @@ void addAccount(CLI::App* app, int* status) {
     sub->callback([options, status] { *status = runAccount(options->daemon, options->request); });
 }
 
+void addResume(CLI::App* app, int* status) {
+    struct options_s {
+        daemon_s daemon;
+        resume_s resume;
+    };
+    auto options = std::make_shared<options_s>();
+    resume_s* resume = &options->resume;
+    CLI::App* sub = app->add_subcommand("resume", "Have the daemon work as a file says, after a boot");
+    CLI::Option* file = sub->add_option("FILE", resume->file, "A JSON file, - for standard input, or {...}")
+                            ->capture_default_str();
+    CLI::Option* check = sub->add_flag("--check", resume->check,
+                                       "Tell mistakes in the file, and what differs in the running\n"
+                                       "daemon; change nothing");
+    sub->add_option("--wait", resume->waitSeconds, "How many seconds to wait for the daemon to come up")
+        ->type_name("SECONDS")
+        ->check(secondsRange())
+        ->capture_default_str()
+        ->excludes(check);
+    sub->add_option("--directory", resume->directory,
+                    "The daemon's working directory, where autoStart.txt is; if it\n"
+                    "is not given, that of the process at the reply socket")
+        ->type_name("DIRECTORY");
+    addDaemon(sub, &options->daemon);
+    sub->callback([options, file, status] {
+        options->resume.isNamed = file->count() != 0;
+        *status = runResume(options->daemon, options->resume);
+    });
+}
+
+void addRemember(CLI::App* app, int* status) {
+    struct options_s {
+        daemon_s daemon;
+        remember_s remember;
+    };
+    auto options = std::make_shared<options_s>();
+    remember_s* remember = &options->remember;
+    CLI::App* sub = app->add_subcommand("remember", "Write the file of \"resume\" from the running daemon");
+    sub->add_option("FILE", remember->file, "The file to write, or - for standard output")
+        ->capture_default_str();
+    sub->add_option("--start", remember->start,
+                    "Whether the radio is started after a boot: as-it-was, always or\n"
+                    "never; if it is not given, the file keeps its word")
+        ->type_name("WORD")
+        ->check(oneOf({boot::startAsItWas, boot::startAlways, boot::startNever}));
+    sub->add_flag("--dry-run", remember->dryRun, "Print what the file would hold");
+    addDaemon(sub, &options->daemon);
+    sub->callback([options, status] { *status = runRemember(options->daemon, options->remember); });
+}
+
 void addBeam(CLI::App* app, const words_t* words, int* status) {
     CLI::App* sub = app->add_subcommand("beam", "Explain a beam number of the array reader, or find it");
     sub->footer(
@@ -262,6 +313,8 @@ void addRequests(CLI::App* app, const words_t* words, int* status) {
     }
     addRawRequest(app, words, status);
     addWhy(app, status);
+    addResume(app, status);
+    addRemember(app, status);
     addBeam(app, words, status);
     addEngine(app, words, status);
 }

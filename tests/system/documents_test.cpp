@@ -16,6 +16,7 @@ INSTANTIATE_TEST_SUITE_P(Commands, Documents, testing::ValuesIn(examplesOf("comm
 INSTANTIATE_TEST_SUITE_P(Why, Documents, testing::ValuesIn(examplesOf("why.md")), nameOf);
 INSTANTIATE_TEST_SUITE_P(WhyRules, Documents, testing::ValuesIn(examplesOf("../tests/system/why.txt")),
                          nameOf);
+INSTANTIATE_TEST_SUITE_P(Restart, Documents, testing::ValuesIn(examplesOf("restart.md")), nameOf);
 INSTANTIATE_TEST_SUITE_P(Cookbook, Documents, testing::ValuesIn(examplesOf("cookbook.md")), nameOf);
 
 TEST(DocumentsTogether, haveAnExampleOfEachCommandAndRecipesWithReports) {

@@ -154,9 +154,10 @@ struct play_s {
         }
     }
 
-    // What a shell shows of a command, to which the project's programs are known.
-    static void command(const std::string& text, const std::string& shown) {
-        process_s shell("bash", {{"-c", "PATH='" TARNWICK_BIN_DIR "':$PATH; " + text}, {}, {}});
+    // What a shell in the daemon's directory shows of a command. It knows the project's programs.
+    void command(const std::string& text, const std::string& shown) const {
+        process_s shell("bash",
+                        {{"-c", "PATH='" TARNWICK_BIN_DIR "':$PATH; " + text}, {}, reader.directory.path});
         ASSERT_TRUE(shell.waitForExit());
         const std::string output = shell.output();
         EXPECT_TRUE(textFits(shown, output.substr(0, output.find_last_not_of('\n') + 1)))
@@ -233,7 +234,7 @@ inline void playExample(const example_s& example) {
         }
         const std::string text = line.substr(2);
         line[0] == '>'   ? play.request(text, reply)
-        : line[0] == '$' ? play_s::command(text, reply)
+        : line[0] == '$' ? play.command(text, reply)
         : line[0] == '!' ? play.radioEvent(text)
                          : play.expectation(text);
         if (testing::Test::HasFailure() && line[0] != '$') {

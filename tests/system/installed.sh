@@ -42,6 +42,7 @@ share/man/man8/tarnwick.8
 share/man/man8/tarnwick-service.8
 share/tarnwick/proto/la_msgs.proto
 share/tarnwick/proto/tw_msg.proto
+share/tarnwick/schema/boot.schema.json
 share/tarnwick/schema/events.schema.json
 share/tarnwick/schema/mode.schema.json
 $doc/LICENSE
