@@ -105,7 +105,7 @@ say "units"
 for name in tarnwick tarnwick-simulator twgate; do
     # systemd looks in the usual places only.
     sed -E "s#^(Exec[A-Za-z]*=)(tarnwick-service)#\\1$prefix/sbin/\\2#
-            s#^(Exec[A-Za-z]*=)(rm_server|twgate)#\\1$prefix/bin/\\2#" \
+            s#^(Exec[A-Za-z]*=-?)(rm_server|twctl|twgate)#\\1$prefix/bin/\\2#" \
         "$prefix/lib/systemd/system/$name.service" > "$work/$name.service"
     systemd-analyze verify --man=no "$work/$name.service" > "$work/verify.log" 2>&1 || fail "$(cat "$work/verify.log")"
     [ ! -s "$work/verify.log" ] || fail "$(cat "$work/verify.log")"
