@@ -15,6 +15,8 @@
 #include <string>
 #include <vector>
 
+#include "twctl/boot/boot_file.hpp"
+#include "twctl/boot/settings.hpp"
 #include "twctl/commands.hpp"
 #include "twctl/decoding.hpp"
 #include "twctl/document.hpp"
@@ -110,6 +112,39 @@ void document(std::string_view input) {
     const std::string word = packed(text);
     require(word.find_first_of(" \t\r\n") == std::string::npos, "a packed document is one word");
     require(isObject(word, &again, &reason) && again == root, "a packed document says the same");
+}
+
+// What "resume" reads, a line each: the daemon's answers, as many as there are; then the file.
+void bootFile(std::string_view input) {
+    for (int i = 0; i < 4; ++i) {
+        frames.push_back(input.substr(0, input.find('\n')));
+        input.remove_prefix(std::min(frames.back().size() + 1, input.size()));
+    }
+    boot::settings_s settings;
+    const outcome_s outcome = outcomeOf([&] {
+        return boot::askSettings({"tcp://127.0.0.1:1", 1}, &settings);
+    });
+    frames.clear();
+    require((outcome.status == exitSuccess) == outcome.errors.empty(), "an odd answer is told");
+
+    const std::string text = withoutComments(std::string(input));
+    require(text.size() == input.size() && withoutComments(text) == text, "comments become blanks");
+    nlohmann::json file;
+    std::string reason;
+    if (!isObject(text, &file, &reason)) {
+        return;
+    }
+    const nlohmann::json sound = boot::soundPartOf(file);
+    require(boot::findFaults(sound).empty(), "what is sound has no faults");
+    require(boot::findFaults(file).empty() == (sound == file), "the rest has some");
+    boot::findWarnings(sound);
+    if (outcome.status != exitSuccess) {
+        return;
+    }
+    for (const boot::change_s& change : boot::changesTo(sound, settings)) {
+        require(!change.differences.empty(), "a request changes something");
+        require(change.request.starts_with(change.name + " "), "a request is of its command");
+    }
 }
 
 // The arguments of twctl.
@@ -226,8 +261,8 @@ void watch(std::string_view input) {
 }
 
 constexpr target_s table[] = {
-    {"tag_frame", tagFrame}, {"document", document}, {"words", words},
-    {"reply", reply},        {"watch", watch},       {"facts", facts},
+    {"tag_frame", tagFrame}, {"document", document}, {"words", words},   {"reply", reply},
+    {"watch", watch},        {"facts", facts},       {"boot", bootFile},
 };
 
 }  // namespace
