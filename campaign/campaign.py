@@ -8,6 +8,7 @@ from dataclasses import dataclass, field
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parent.parent
+LONGEST = 700  # characters of a failure's text
 SHOWN = 20  # texts of failures, and folders kept, of each section
 
 
@@ -95,8 +96,9 @@ class Campaign:
         self.outcome.failures += 1
         if len(self.outcome.texts) < SHOWN:
             kept = f" (kept in {self.keep(reader.directory, reader.aside)})" if reader is not None else ""
-            self.outcome.texts.append(text + kept)
-            print(f"-- {self.name}: FAILED: {text}{kept}", file=sys.stderr, flush=True)
+            text = (text if len(text) < LONGEST else text[:LONGEST] + "...") + kept
+            self.outcome.texts.append(text)
+            print(f"-- {self.name}: FAILED: {text}", file=sys.stderr, flush=True)
         return False
 
     def figure(self, name, value, unit="", bound=None, least=None, of=None):

@@ -209,7 +209,9 @@ class Reader:
     def exit(self, timeout=30):
         """Ends the daemon by its request. Returns its exit status; raises when it does not end."""
         self.request("exit")
-        status = self.daemon.wait(timeout)
+        status = processes.wait(self.daemon, timeout)
+        if status is None:
+            raise TimeoutError(f"tarnwick has not ended {timeout} s after its exit request")
         self._forget()
         return status
 

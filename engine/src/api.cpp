@@ -167,6 +167,9 @@ std::string takeControlEvent(event_s event) {
                    &e.host.failures);
         return "ok";
     }
+    if (event.kind == event_e::ASK_FAILING) {
+        return tellFailures(&e.host.failures);
+    }
     if (event.kind == event_e::ASK_TAG) {
         return answerOf(std::move(event));
     }

@@ -6,6 +6,7 @@
 //   reply     ok                  or   one line that says what is wrong
 //   request   tag 3034            or   {"event": "tag", "epc": "3034"}
 //   reply     one line of JSON    or   one line that says what is wrong
+//   request   failing             or   {"event": "failing"}
 //
 // A request has one frame with one event, 64 KiB at most; a longer one ends its connection.
 // A request that is refused changes nothing.

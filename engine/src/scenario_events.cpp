@@ -152,7 +152,7 @@ constexpr std::array apiErrorKeys{
                 },
                 true},
 };
-constexpr std::array<event_key_t, 0> faultKeys{};
+constexpr std::array<event_key_t, 0> noKeys{};
 
 // An operation or a parameter has to be named: a failure of every call would help no test.
 refusal_s finishFail(draft_s* draft) {
@@ -222,9 +222,14 @@ constexpr std::array vocabulary{
                      draft->event.rawType = RXE_PACKET_API_ERROR;
                      return refusal_s{};
                  }},
-    vocabulary_s{"fault", event_e::FAULT, takeBy<faultKeys>, ""},
+    vocabulary_s{"fault", event_e::FAULT, takeBy<noKeys>, ""},
     vocabulary_s{
         .name = "tag", .kind = event_e::ASK_TAG, .takeAll = takeBy<tagKeys>, .words = "epc", .asks = true},
+    vocabulary_s{.name = "failing",
+                 .kind = event_e::ASK_FAILING,
+                 .takeAll = takeBy<noKeys>,
+                 .words = "",
+                 .asks = true},
 };
 
 // Finds the event by its name, a question only with `asking`, and takes the other keys by that

@@ -2,6 +2,7 @@
 #include "scenario_failing.hpp"
 
 #include <algorithm>
+#include <nlohmann/json.hpp>
 
 namespace rxe {
 namespace {
@@ -45,6 +46,22 @@ void addFailure(const failing_s& row, failures_s* failures) {
         rows.push_back(row);
     }
     store(std::move(rows), failures);
+}
+
+std::string tellFailures(failures_s* failures) {
+    const std::lock_guard lock(failures->mutex);
+    nlohmann::json told = nlohmann::json::array();
+    for (const failing_s& row : failures->left) {
+        nlohmann::json& each = told.emplace_back(
+            nlohmann::json{{"status", row.status}, {"after", row.after}, {"count", row.count}});
+        if (!row.operation.empty()) {
+            each["operation"] = row.operation;
+        }
+        if (row.parameter >= 0) {
+            each["parameter"] = row.parameter;
+        }
+    }
+    return nlohmann::json{{"failing", told}}.dump();
 }
 
 RXE_API_STATUS failureOf(std::string_view operation, int parameter, failures_s* failures) {

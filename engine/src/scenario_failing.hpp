@@ -80,6 +80,10 @@ void forgetFailures(failures_s* failures);
 // and parameter.
 void addFailure(const failing_s& row, failures_s* failures);
 
+// The rows that are not used up, one line of JSON: {"failing": [...]} with the keys of a scenario's
+// rows. `after` and `count` are what is left of them.
+std::string tellFailures(failures_s* failures);
+
 // Returns the status that this call has to fail with, RXE_OK for none, and counts the call.
 // `parameter` is -1 for an operation without one. The first row that fits and has let its
 // `after` calls succeed decides; rows in front of it that fit count the call as one of those.

@@ -233,19 +233,20 @@ constexpr bool isBeam(reader_model_e model, std::uint16_t antenna) {
 
 // The kinds of events, each with the members of event_s that it uses.
 enum class event_e : std::uint8_t {
-    GPI,         // port, flag: high
-    ANTENNA,     // port, flag: connected
-    PA_FAILURE,  // port, flag: failed, value: 1 when it gives too much power, 0 too little
-    PA_TEMP,     // value: degrees Celsius
-    AMB_TEMP,    // value: degrees Celsius
-    FAIL,        // operation and parameter, value: status, count: how often (0: no end), after
-    TAG_ENTER,   // tag
-    TAG_MOVE,    // epc, place, velocity
-    TAG_LEAVE,   // epc
-    DATABASE,    // flag: full, else nearly so; by tags that have been read elsewhere
-    FAULT,       // the run ends with an error
-    PACKET,      // rawType, bytes: a packet to send as it stands
-    ASK_TAG,     // bytes: an EPC, answer; changes nothing
+    GPI,          // port, flag: high
+    ANTENNA,      // port, flag: connected
+    PA_FAILURE,   // port, flag: failed, value: 1 when it gives too much power, 0 too little
+    PA_TEMP,      // value: degrees Celsius
+    AMB_TEMP,     // value: degrees Celsius
+    FAIL,         // operation and parameter, value: status, count: how often (0: no end), after
+    TAG_ENTER,    // tag
+    TAG_MOVE,     // epc, place, velocity
+    TAG_LEAVE,    // epc
+    DATABASE,     // flag: full, else nearly so; by tags that have been read elsewhere
+    FAULT,        // the run ends with an error
+    PACKET,       // rawType, bytes: a packet to send as it stands
+    ASK_TAG,      // bytes: an EPC, answer; changes nothing
+    ASK_FAILING,  // changes nothing; the control thread answers it
 };
 
 struct event_s {

@@ -358,6 +358,11 @@ TEST_F(Control, FailuresCountByParameterAndAfterCallsThatWork) {
     EXPECT_EQ(ask("fail parameter=3 status=78 count=0"), "ok");
     EXPECT_EQ((std::vector{statusOf(3), statusOf(3), statusOf(3), statusOf(1)}),
               (std::vector{78, 78, 78, 0}));
+    EXPECT_EQ(ask("fail RXE_stop 79 after=2"), "ok");
+    EXPECT_EQ(RXE_stop(), RXE_OK);
+    EXPECT_EQ(json::parse(ask("failing")),
+              json::parse(R"({"failing": [{"parameter": 3, "status": 78, "after": 0, "count": 0},
+                                          {"operation": "RXE_stop", "status": 79, "after": 1, "count": 1}]})"));
     EXPECT_EQ(ask("fail parameter=3 status=0"), "ok");
     EXPECT_EQ(statusOf(3), RXE_OK);
 }
