@@ -77,6 +77,7 @@ class Campaign:
         self.seed = options.seed
         # A section alone has the same numbers as the section in a whole campaign.
         self.random = random.Random(f"{options.seed} {name}")
+        self.budget = budget  # seconds
         self.end = time.monotonic() + budget
         self.outcome = None
         self._kept = 0

@@ -41,15 +41,22 @@ class Client:
         self.socket = None
 
     def ask(self, text, timeout):
+        self.send(text)
+        return self.receive(timeout)
+
+    def send(self, text):
         if self.socket is None:
             self.socket = zmq.Context.instance().socket(zmq.REQ)
             self.socket.setsockopt(zmq.LINGER, 0)
             self.socket.setsockopt(zmq.RECONNECT_IVL, 5)  # ms
             self.socket.connect(self.endpoint)
         self.socket.send(text.encode() if isinstance(text, str) else text)
+
+    def receive(self, timeout):
+        """The reply to what was sent. Raises NoReply when it does not come, and lets go of the socket."""
         if not self.socket.poll(timeout * 1000):
             self.close()
-            raise NoReply(f"no reply within {timeout} s to {text[:100]!r}")
+            raise NoReply(f"no reply within {timeout} s on {self.endpoint}")
         return self.socket.recv()
 
     def close(self):
@@ -202,8 +209,9 @@ class Reader:
         return self.daemon is not None and self.daemon.poll() is None
 
     def kill(self):
-        """SIGKILL to the daemon; it is gone when this returns."""
-        processes.kill(self.daemon)
+        """SIGKILL to the daemon, if there is one; it is gone when this returns."""
+        if self.daemon is not None:
+            processes.kill(self.daemon)
         self._forget()
 
     def exit(self, timeout=30):
@@ -222,7 +230,8 @@ class Reader:
         return status
 
     def restart(self):
-        self.stop()
+        """SIGKILL and a new start."""
+        self.kill()
         self.start()
 
     def end(self):
