@@ -23,6 +23,7 @@ namespace {
 constexpr const char* logFileName = "tarnwick.log";
 constexpr const char* logFormat = "%datetime{%Y-%M-%dT%H:%m:%s.%gZ} %level %msg";
 constexpr int oldLogFiles = 5;
+constexpr std::uintmax_t maxLogFileSize = 5'242'880;  // bytes
 
 // Lines counted since start. Written by any thread, read by heartbeats and alarms.
 std::atomic<std::uint64_t> errorCount{0};
@@ -164,13 +165,14 @@ el::Configurations makeConfiguration(bool cli, bool verbose) {
         el::ConfigurationType type;
         const char* value;
     };
+    const std::string fileSize = std::to_string(maxLogFileSize);
     const setting_s settings[] = {
         {el::ConfigurationType::Enabled, "false"},
         {el::ConfigurationType::Format, logFormat},
         {el::ConfigurationType::SubsecondPrecision, "3"},
         {el::ConfigurationType::Filename, logFileName},
-        {el::ConfigurationType::MaxLogFileSize, "5242880"},  // bytes
-        {el::ConfigurationType::LogFlushThreshold, "100"},   // lines of one level
+        {el::ConfigurationType::MaxLogFileSize, fileSize.c_str()},
+        {el::ConfigurationType::LogFlushThreshold, "100"},  // lines of one level
         {el::ConfigurationType::ToStandardOutput, cli ? "true" : "false"},
     };
     el::Configurations configuration;
@@ -185,6 +187,32 @@ el::Configurations makeConfiguration(bool cli, bool verbose) {
         configuration.set(level, el::ConfigurationType::Enabled, "true");
     }
     return configuration;
+}
+
+// Renames the file to ".1" and ".1" to ".2" and so on; the file that is then `oldest` is replaced.
+void shiftLogs(const char* filename, int oldest) {
+    const std::string base = std::string(filename) + ".";
+    for (int newer = oldest - 1; newer >= 1; --newer) {
+        std::rename((base + std::to_string(newer)).c_str(), (base + std::to_string(newer + 1)).c_str());
+    }
+    std::rename(filename, (base + "1").c_str());
+}
+
+// The library empties a file that is full at the start and keeps nothing of it. A process that is
+// killed between the line that fills the log and the end of the rotation leaves such a file, and
+// perhaps a gap in the numbers of the old ones, which is filled first.
+void rotateFullLog() {
+    std::error_code none;
+    if (const std::uintmax_t size = std::filesystem::file_size(logFileName, none);
+        none || size < maxLogFileSize) {
+        return;
+    }
+    int oldest = 1;
+    while (oldest < oldLogFiles &&
+           std::filesystem::exists(logFileName + ("." + std::to_string(oldest)), none)) {
+        ++oldest;
+    }
+    shiftLogs(logFileName, oldest);
 }
 
 }  // namespace
@@ -203,6 +231,7 @@ int configureLogs(bool cli, bool verbose) {
     el::Helpers::installLogDispatchCallback<line_writer>("line_writer");
     el::Helpers::uninstallLogDispatchCallback<el::base::DefaultLogDispatchCallback>(
         "DefaultLogDispatchCallback");
+    rotateFullLog();
     el::Loggers::reconfigureLogger(el::base::consts::kDefaultLoggerId, configuration);
     logger_detail::lowestLevel.store(static_cast<int>(verbose ? log_level_e::debug : log_level_e::info),
                                      std::memory_order_relaxed);
@@ -211,11 +240,7 @@ int configureLogs(bool cli, bool verbose) {
 }
 
 void RotationHandler(const char* filename, unsigned /*size*/) {
-    const std::string base = std::string(filename) + ".";
-    for (int newer = oldLogFiles - 1; newer >= 1; --newer) {
-        std::rename((base + std::to_string(newer)).c_str(), (base + std::to_string(newer + 1)).c_str());
-    }
-    std::rename(filename, (base + "1").c_str());
+    shiftLogs(filename, oldLogFiles);
 }
 
 void incrementErrorCount() {
