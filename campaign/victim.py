@@ -57,7 +57,7 @@ class Victim:
         select = {"target": "SL", "action": "ASSERTSL_NOTHING", "membank": "EPC", "pointer": 32, "length": 64,
                   "mask": "30" * 8}
         mode = {"type": "SIMPLE", "tagMetaData": [{"userDefined": f"m{self.number}"}],
-                "selects": [select] * self.campaign.random.randrange(32)}
+                "selects": [select] * self.campaign.random.randrange(1, 32)}
         self.reader.client.send("mode " + json.dumps(mode))
         return "modes", self.number
 

@@ -94,4 +94,16 @@ TEST(Logger, ComesBackWhenTheDiskHasRoomAgain) {
     EXPECT_EQ(readTextFile("tarnwick.log.1"), "old.1");
 }
 
+TEST(Logger, ComesWhenItsFileCanBeOpenedAfterTheStart) {
+    const temp_dir_s directory;
+    std::filesystem::current_path(directory.path);
+    std::filesystem::create_directory("tarnwick.log");
+    configureLogs(false, false);
+    logUncountedWarning("logger", " no file");
+    std::filesystem::remove("tarnwick.log");
+    writeLines(std::string(1000, 'x'), 5300);
+    EXPECT_THAT(readTextFile("tarnwick.log.1"), HasSubstr(" WARNING logger no file\n"));
+    EXPECT_LT(std::filesystem::file_size("tarnwick.log"), 5242880U);
+}
+
 }  // namespace

@@ -38,6 +38,15 @@ constexpr std::size_t longestEscapedText = 4 * 1024;
 // the writer below when there is room again, set to 0 by tellMissing. Any thread.
 std::atomic<std::uint64_t> missingLines{0};
 
+// Renames the file to ".1" and ".1" to ".2" and so on; the file that is then `oldest` is replaced.
+void shiftLogs(const char* filename, int oldest) {
+    const std::string base = std::string(filename) + ".";
+    for (int newer = oldest - 1; newer >= 1; --newer) {
+        std::rename((base + std::to_string(newer)).c_str(), (base + std::to_string(newer + 1)).c_str());
+    }
+    std::rename(filename, (base + "1").c_str());
+}
+
 // Writes in place of the library's own writer, one line at a time under the library's
 // lock. The library takes the position of a stream that has failed, -1, for a size above
 // the limit: on a full disk each flush would rotate the log, until the lines from before
@@ -60,13 +69,13 @@ class line_writer : public el::LogDispatchCallback {
         const el::Level level = message.level();
         el::base::TypedConfigurations& settings = *message.logger()->typedConfigurations();
         const std::string line = message.logger()->logBuilder()->build(&message, true);
-        if (settings.toFile(level)) {
-            const bool isUrgent = level == el::Level::Warning || level == el::Level::Error;
-            keep(line, isUrgent);
-            // The library counts the lines of each level.
-            if (message.logger()->isFlushNeeded(level) || isUrgent || waiting_.size() >= mostWaiting) {
-                write(settings.fileStream(level), *message.logger(), level);
-            }
+        const bool isUrgent = level == el::Level::Warning || level == el::Level::Error;
+        keep(line, isUrgent);
+        // The library counts the lines of each level.
+        if (message.logger()->isFlushNeeded(level) || isUrgent || waiting_.size() >= mostWaiting) {
+            // The library gives up a file that it cannot open at the start.
+            std::fstream* const file = settings.fileStream(level);
+            write(file != nullptr ? file : &opened_, *message.logger(), level);
         }
         if (settings.toStandardOutput(level)) {
             std::cout << line << std::flush;
@@ -104,14 +113,20 @@ class line_writer : public el::LogDispatchCallback {
         missingLines.fetch_add(lost_, std::memory_order_relaxed);
         lost_ = 0;
         // A pipe or a device does not have a position, and is not rotated.
-        if (file->tellp() >= 0) {
-            // Rotates a file that is full, and sets this level's count of lines to 0.
+        if (const std::streamoff position = file->tellp(); position >= 0) {
+            // Rotates a file of the library that is full, and sets this level's count of lines to 0.
             logger.flush(level, file);
+            if (file == &opened_ && static_cast<std::uintmax_t>(position) >= maxLogFileSize) {
+                opened_.close();
+                shiftLogs(logFileName, oldLogFiles);
+            }
         }
     }
 
     // Bytes.
     static constexpr std::size_t mostWaiting = 8 * 1024;
+    // In place of the library's stream when the file could not be opened at the start.
+    std::fstream opened_;
     // Whole lines, in their order.
     std::string waiting_;
     // Lines that were lost since the disk is full.
@@ -187,15 +202,6 @@ el::Configurations makeConfiguration(bool cli, bool verbose) {
         configuration.set(level, el::ConfigurationType::Enabled, "true");
     }
     return configuration;
-}
-
-// Renames the file to ".1" and ".1" to ".2" and so on; the file that is then `oldest` is replaced.
-void shiftLogs(const char* filename, int oldest) {
-    const std::string base = std::string(filename) + ".";
-    for (int newer = oldest - 1; newer >= 1; --newer) {
-        std::rename((base + std::to_string(newer)).c_str(), (base + std::to_string(newer + 1)).c_str());
-    }
-    std::rename(filename, (base + "1").c_str());
 }
 
 // The library empties a file that is full at the start and keeps nothing of it. A process that is
