@@ -216,7 +216,7 @@ class Reader:
 
     def exit(self, timeout=30):
         """Ends the daemon by its request. Returns its exit status; raises when it does not end."""
-        self.request("exit")
+        self.request("exit", timeout)
         status = processes.wait(self.daemon, timeout)
         if status is None:
             raise TimeoutError(f"tarnwick has not ended {timeout} s after its exit request")
@@ -237,7 +237,10 @@ class Reader:
     def end(self):
         """Ends everything and removes the folder."""
         if self.is_alive():
-            self.stop()
+            try:
+                self.exit(timeout=5)  # SIGTERM is seen once a second only
+            except (NoReply, RuntimeError, TimeoutError, zmq.ZMQError):
+                self.stop()
         self._forget()
         if self.server is not None:
             processes.end(self.server)

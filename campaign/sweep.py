@@ -93,10 +93,15 @@ class Sweep:
     def document(self):
         return in_use(json.loads(self.reader.request("configrxe custom")))
 
-    def mode_case(self, case, old, new):
-        """`old` and `new` are requests; the old mode is in force, and again afterwards."""
+    def mode_case(self, case, old, new, running):
+        """`old` and `new` are requests; the old mode is in force, and again afterwards. The new one comes
+        while the radio reads, or while it does not."""
         before = self.state()
+        if running:
+            self.reader.request("start")
         reply, told = self.ask(case, new)
+        if running:
+            self.check(self.reader.request("stop") == "Success", case, f"no stop after {new}")
         after = self.state()
         if reply == "Success":
             self.ignored.append(case)
@@ -142,8 +147,10 @@ class Sweep:
             for case in cases:
                 if time.monotonic() > share:
                     break
-                self.mode_case(case, old, new)
+                running = self.campaign.random.random() < 0.3
+                self.mode_case(case, old, new, running)
                 self.counts["mode calls"] += 1
+                self.counts["while reading"] += running
             self.check_ignored(new)
 
     # ------------------------------------------------- other requests

@@ -115,7 +115,7 @@ def shutdown(campaign, model, profile, scenario, counts, end):
 def run(campaign):
     counts = dict.fromkeys(
         ("mode calls", "mode calls planned", "request calls", "request calls planned", "start-up calls",
-         "start-up calls planned", "shutdowns", "not reached"), 0)  # fmt: skip
+         "start-up calls planned", "shutdowns", "while reading", "not reached"), 0)  # fmt: skip
     for done, (model, profile, scenario) in enumerate(MODELS):
         end = time.monotonic() + campaign.left() / (len(MODELS) - done)
         with Reader(campaign, profile=profile, scenario=scenario) as reader:
@@ -128,6 +128,7 @@ def run(campaign):
         shutdown(campaign, model, profile, scenario, counts, end)
     for name in ("mode calls", "request calls", "start-up calls"):
         campaign.figure(f"{name} that failed", counts[name], of=counts[name + " planned"])
+    campaign.figure("of the mode calls, while the radio reads", counts["while reading"])
     campaign.figure("shutdowns with failing calls", counts["shutdowns"], of=2 * len(OPERATIONS) * len(MODELS))
     campaign.figure("modes by model", MODES, of=50)
     campaign.figure("failures that were not reached", counts["not reached"])
