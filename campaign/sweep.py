@@ -105,17 +105,18 @@ class Sweep:
         after = self.state()
         if reply == "Success":
             self.ignored.append(case)
-            self.check(told, case, f"nothing tells that a call of {new} failed")
+            self.check(told, case, f"accepted, and nothing tells the failure: {new}")
             stored = json.loads(after[1]).get("mode")
-            self.check(stored == json.loads(new[5:]), case, f"{new} is accepted but not stored")
+            self.check(stored == json.loads(new[5:]), case, f"accepted, but not stored: {new}")
         else:
             self.refused.append(case)
-            self.check(MODE_REFUSAL.fullmatch(reply), case, f"{new} has the reply {reply}")
-            self.check(after == before, case, f"{new} was refused, and {before} became {after}")
+            self.check(MODE_REFUSAL.fullmatch(reply), case, f"the reply {reply} to {new}")
+            self.check(after == before, case, f"refused, yet something changed: {difference(before[0], after[0])}, "
+                       f"{difference(before[1].decode(), after[1].decode())}, by {new}")
         self.check(self.reader.request(old) == "Success", case, f"the next mode is refused: {old}")
         document = self.document()
         self.check(document == self.documents[old], case,
-                   f"the engine's state after {old} depends on {new}: {difference(document, self.documents[old])}")
+                   f"the engine keeps {difference(document, self.documents[old])} after {old}, from {new}")
 
     def check_ignored(self, new):
         """Only failures of the wipe before a mode may be ignored, of the switch of access reports, and of
@@ -124,7 +125,7 @@ class Sweep:
         if writes:
             late = [case for case in self.ignored if case[1] > min(writes)]
             most = 4 if "PORTAL_DIRECTIONALITY" in new else 1
-            self.check(len(late) <= most, late[0] if late else None, f"failures of {new} are ignored: {late}")
+            self.check(len(late) <= most, late[0] if late else None, f"failures are ignored: {late} of {new}")
 
     def modes(self, modes, end):
         """All calls of the way from each mode to the next one, in random order while there is time."""
@@ -221,5 +222,7 @@ def in_use(document):
 def difference(document, other):
     """The first place where two documents differ."""
     text, other = json.dumps(document), json.dumps(other)
+    if text == other:
+        return "nothing"
     at = next((i for i, (a, b) in enumerate(zip(text, other)) if a != b), min(len(text), len(other)))
     return f"{text[max(0, at - 60) : at + 40]!r} in place of {other[max(0, at - 60) : at + 40]!r}"
