@@ -25,9 +25,9 @@ def settle(reader, timeout=5):
     end = time.monotonic() + timeout
     last = take(reader)
     while time.monotonic() < end:
-        time.sleep(0.2)
+        time.sleep(0.1)
         present = take(reader)
-        if present["tagPackets"] == last["tagPackets"] and not present["fates"]["pending"]:
+        if (present["tagPackets"], present["fates"]) == (last["tagPackets"], last["fates"]):
             return present
         last = present
     return last

@@ -31,6 +31,8 @@ def dial(address):
     """Connects to (host, port) or to a file."""
     peer = socket.socket(socket.AF_UNIX if isinstance(address, str) else socket.AF_INET)
     peer.settimeout(5)
+    if not isinstance(address, str):
+        peer.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
     try:
         peer.connect(address)
     except OSError:
@@ -83,8 +85,8 @@ def split_frames(buffer):
 
 
 def binary_number(report, at):
-    """Field 24, event_num, of a tag_data_report that begins there; None when it is broken or without it."""
-    end, number = len(report), None
+    """Field 24, event_num, of a tag_data_report that begins there; -1 without it, None when it is broken."""
+    end, number = len(report), -1
     while at < end:
         key, at = varint(report, at)
         kind = key & 7

@@ -35,18 +35,18 @@ def beside_bad_ones(campaign, seconds):
             before = reader.descriptors(), reader.rss()
             good, slow, stalled = Tally(), [Tally() for _ in range(8)], [Tally() for _ in range(8)]
             crowd.subscribe(good)
-            slow_ones = [crowd.subscribe(tally, pace=SLOW) for tally in slow]
-            stalled_ones = [crowd.subscribe(tally, pace=STALLED) for tally in stalled]
+            for tally in slow:
+                crowd.subscribe(tally, pace=SLOW)
+            for tally in stalled:
+                crowd.subscribe(tally, pace=STALLED)
             begin(reader, form, 17)
             reader.request(f"start sim {RATE}")
             deaths += kill_subscribers(campaign, reader, crowd, seconds / 2)
             sums = finish(campaign, reader, f"{form} with bad subscribers")
             lost += check_all_came(campaign, reader, good, sums, f"{form} beside bad subscribers")
-            for receiver in slow_ones + stalled_ones:
-                crowd.set_pace(receiver, None)
+            crowd.hurry()
             worst = max([worst, *check_slow(campaign, reader, slow + stalled, sums, form)])
-            for receiver in list(crowd.receivers.values()):
-                crowd.remove(receiver)
+            crowd.leave()
             check_back(campaign, reader, before, f"{form} after bad subscribers")
     campaign.figure("lost to the subscriber that keeps up", lost, "reports", bound=0)
     campaign.figure("lost to a stalled one, shown by its gaps", worst, "reports", least=1)
@@ -90,8 +90,7 @@ def local_consumer(campaign, seconds):
             reader.request(f"start sim {RATE * 3}")
             time.sleep(seconds / 3)
             sums = finish(campaign, reader, "a local consumer")
-            for receiver in list(crowd.receivers.values()):
-                crowd.set_pace(receiver, None)
+            crowd.hurry()
             check_all_came(campaign, reader, tally, sums, f"local consumer, pace {pace}")
             campaign.check(
                 (sums["fates"]["refused"] == 0) == (pace is None), f"local consumer, pace {pace}: {sums}", reader
@@ -130,6 +129,5 @@ def shares(campaign, seconds):
             campaign.check(not wrong, f"shares {wrong[:5]} of {len(kept)} did not get what is theirs", reader)
             campaign.check(not own.faults(), f"{len(kept)} shares: {own.faults()}", reader)
             campaign.figure(f"shares served with {limit:,} descriptors", len(kept), least=least)
-            for receiver in list(crowd.receivers.values()):
-                crowd.remove(receiver)
+            crowd.leave()
             check_back(campaign, reader, before, f"after {len(kept)} shares")
