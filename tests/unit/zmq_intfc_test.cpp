@@ -200,6 +200,13 @@ TEST(SubscriptionStream, weighsTheSubscriptionsOfEachProtocol) {
     const std::string zmtp1 = "\1\0"s;                        // an identity without bytes
     const std::string zmtp2 = signature + "\1\2"s + "\0\0"s;  // the same behind a greeting
     const std::string zmtp3 = signature + "\3" + std::string(53, 'x') + "\4\6\5READY"s;
+    const auto repeated = [](const std::string& bytes, int count) {
+        std::string all;
+        for (int i = 0; i < count; ++i) {
+            all += bytes;
+        }
+        return all;
+    };
     constexpr int refused = -1;
     const std::tuple<const char*, std::string, int> cases[] = {
         {"ZMTP 1.0: two topics, one cancelled", zmtp1 + "\4\0\1ab\4\0\1cd\4\0\0ab"s, 1},
@@ -213,6 +220,9 @@ TEST(SubscriptionStream, weighsTheSubscriptionsOfEachProtocol) {
         {"the longest topic", zmtp3 + "\0\x40\1"s + std::string(63, 'x'), 62},
         {"longer", zmtp3 + "\0\x41\1"s + std::string(64, 'x'), refused},
         {"longer, as a command", zmtp3 + "\4\x4A\11SUBSCRIBE" + std::string(64, 'x'), refused},
+        {"a message of 17 frames", zmtp3 + repeated("\1\1\1"s, 16) + "\0\1\1"s, 1},
+        {"one without end", zmtp3 + repeated("\1\0"s, 17), refused},
+        {"one without end, ZMTP 1.0", zmtp1 + repeated("\1\1"s, 17), refused},
         {"a length that no frame may have", zmtp3 + "\2\x80\0\0\0\0\0\0\0"s, refused},
     };
     for (const auto& [legend, bytes, weight] : cases) {

@@ -21,6 +21,9 @@ inline constexpr std::size_t maxSubscriptionBytes = 64;
 // The longest frame, bytes. Handshakes are longer than subscriptions: a peer may send its
 // identity there.
 inline constexpr std::int64_t maxSubscriberFrameBytes = 512;
+// The most frames of a message behind its first one. A subscription has one frame, and the library
+// keeps all frames of a message until the last one has come.
+inline constexpr std::size_t maxFurtherFrames = 16;
 
 // The messages that some bytes have completed, subscriptions and others. Commands of the
 // handshake do not count.
@@ -34,7 +37,8 @@ struct subscriber_messages_s {
 class subscription_stream {
   public:
     // Takes the next bytes, in pieces of any size. Returns the messages that they complete, or
-    // nothing when a message or a frame is too long: then the peer must be disconnected.
+    // nothing when a message or a frame is too long, or has too many frames: then the peer must be
+    // disconnected.
     std::optional<subscriber_messages_s> take(std::string_view bytes);
 
     // The weight of the present subscriptions: 1 for each, and 1 more for each byte of the topic
@@ -53,6 +57,8 @@ class subscription_stream {
     framing_e framing_ = framing_e::unknown;
     // The beginning of a greeting or frame that is not complete yet.
     std::string unread_;
+    // Frames so far of a message that is not complete.
+    std::size_t frames_ = 0;
     // The present subscriptions.
     std::unordered_set<std::string> topics_;
     std::size_t weight_ = 0;

@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: MIT
-// This file stands between the ZeroMQ library and the system: the program's accept4, accept and recv
-// come first in the loader's order, so the library calls these. For descriptors other than those of
-// the two endpoints they only make the system call. They do not call the C library's functions: a
-// sanitizer's own recv would take what the library passes from thread to thread for a race. The one
-// I/O thread of the daemon's context serves both endpoints; it alone accepts, reads and closes their
-// connections.
+// This file stands between the ZeroMQ library and the system: the program's accept4, accept,
+// connect and recv come first in the loader's order, so the library calls these. For descriptors other than
+// those of the daemon's endpoints they only make the system call. They do not call the C library's functions:
+// a sanitizer's own recv would take what the library passes from thread to thread for a race. The one I/O
+// thread of the daemon's context serves all endpoints; it alone makes, reads and closes their connections.
 #include "peer_limit.hpp"
 
 #include <netinet/in.h>
@@ -78,8 +77,8 @@ constexpr std::array<const char*, refusalCount> refusalTexts{
     " connections to tcp port 5160 refused: all places are taken",
     " clients of the reply socket refused: all descriptors are taken",
     " clients of the reply socket disconnected: all places are taken, and a new one came",
-    " subscribers of tcp port 5160 disconnected: a subscription was too long",
-    " subscribers of tcp port 5160 disconnected: all together send or subscribe too much",
+    " subscribers disconnected: a subscription was too long",
+    " subscribers disconnected: all together send or subscribe too much",
 };
 
 void count(refusal_e refusal) {
@@ -183,7 +182,7 @@ bool admitClient(int fd) {
     return true;
 }
 
-// ---- subscribers of tcp port 5160 ------------------------------------------
+// ---- subscribers of tcp port 5160, and local consumers ----------------------
 
 // Removes a subscriber that has gone from the table. Its weight counts until the publisher has removed
 // its subscriptions as well.
@@ -195,18 +194,31 @@ auto forget(peers_s* all, Entry entry) {
     return all->subscribers.erase(entry);
 }
 
+// From now on what comes on this connection is counted.
+void addSubscriber(int fd) {
+    peers_s& all = peersOfThisThread();
+    if (const auto gone = all.subscribers.find(fd); gone != all.subscribers.end()) {
+        forget(&all, gone);
+    }
+    all.subscribers.emplace(fd, subscriber_s{connectionOf(fd), {}});
+}
+
 // A subscriber of tcp port 5160.
 bool admitSubscriber(int fd) {
     if (fd >= marks().subscribers) {
         count(subscriberRefused);
         return false;
     }
-    peers_s& all = peersOfThisThread();
-    if (const auto gone = all.subscribers.find(fd); gone != all.subscribers.end()) {
-        forget(&all, gone);
-    }
-    all.subscribers.emplace(fd, subscriber_s{connectionOf(fd), {}});
+    addSubscriber(fd);
     return true;
+}
+
+// Whether this is the file of a consumer of reports, events or lines. Any user can bind it.
+bool isConsumer(const sockaddr* address) {
+    constexpr std::array files{"/tmp/data", "/tmp/events", "/tmp/gpio_led_controller"};
+    return address->sa_family == AF_UNIX && std::ranges::any_of(files, [&](const char* file) {
+               return std::strcmp(reinterpret_cast<const sockaddr_un*>(address)->sun_path, file) == 0;
+           });
 }
 
 // The publisher has read its subscribers' messages since the last one came: counts begin anew, and
@@ -293,6 +305,14 @@ extern "C" int accept4(int listener, sockaddr* address, socklen_t* size, int fla
     close(fd);
     errno = ECONNABORTED;
     return -1;
+}
+
+extern "C" int connect(int fd, const sockaddr* address, socklen_t size) {
+    const int rc = static_cast<int>(syscall(SYS_connect, fd, address, size));
+    if (rc == 0 && isConsumer(address)) {
+        addSubscriber(fd);
+    }
+    return rc;
 }
 
 extern "C" int accept(int listener, sockaddr* address, socklen_t* size) {

@@ -10,6 +10,7 @@ struct frame_s {
     std::size_t headSize = 0;  // 0: not complete
     std::uint64_t bodySize = 0;
     bool command = false;
+    bool more = false;  // frames of the same message follow
 };
 
 std::uint8_t byteAt(std::string_view bytes, std::size_t index) {
@@ -25,7 +26,12 @@ std::uint64_t longSize(std::string_view bytes) {
     return size;
 }
 
-//   | flags: 1 | size: 1, or 8 with flag 2 | body |      flag 4: a command
+// Whether the flags at this place say that more frames follow; false while they are not there.
+bool hasMoreFlag(std::string_view bytes, std::size_t index) {
+    return index < bytes.size() && (byteAt(bytes, index) & 1) != 0;
+}
+
+//   | flags: 1 | size: 1, or 8 with flag 2 | body |      flag 1: more frames follow; 4: a command
 frame_s flagsFirstHead(std::string_view bytes) {
     constexpr unsigned longFlag = 2;
     constexpr unsigned commandFlag = 4;
@@ -33,10 +39,11 @@ frame_s flagsFirstHead(std::string_view bytes) {
         return {};
     }
     const bool command = (byteAt(bytes, 0) & commandFlag) != 0;
+    const bool more = hasMoreFlag(bytes, 0);
     if ((byteAt(bytes, 0) & longFlag) == 0) {
-        return {2, byteAt(bytes, 1), command};
+        return {2, byteAt(bytes, 1), command, more};
     }
-    return bytes.size() < 9 ? frame_s{} : frame_s{9, longSize(bytes.substr(1)), command};
+    return bytes.size() < 9 ? frame_s{} : frame_s{9, longSize(bytes.substr(1)), command, more};
 }
 
 //   | size: 1, or 255 and 8 | flags: 1 | body |      the size counts the flags
@@ -45,9 +52,10 @@ frame_s lengthFirstHead(std::string_view bytes) {
         return {};
     }
     if (byteAt(bytes, 0) != 0xFF) {
-        return {2, byteAt(bytes, 0) - std::uint64_t{1}};
+        return {2, byteAt(bytes, 0) - std::uint64_t{1}, false, hasMoreFlag(bytes, 1)};
     }
-    return bytes.size() < 9 ? frame_s{} : frame_s{10, longSize(bytes.substr(1)) - 1};
+    return bytes.size() < 9 ? frame_s{}
+                            : frame_s{10, longSize(bytes.substr(1)) - 1, false, hasMoreFlag(bytes, 9)};
 }
 
 }  // namespace
@@ -92,6 +100,10 @@ std::optional<subscriber_messages_s> subscription_stream::take(std::string_view 
         }
         if (frame.headSize == 0 || rest.size() < frame.headSize + frame.bodySize) {
             break;
+        }
+        frames_ = frame.more && !frame.command ? frames_ + 1 : 0;
+        if (frames_ > maxFurtherFrames) {
+            return std::nullopt;
         }
         if (!takeFrame(rest.substr(frame.headSize, frame.bodySize), frame.command, &messages)) {
             return std::nullopt;
