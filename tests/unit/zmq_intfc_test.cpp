@@ -15,6 +15,7 @@
 #include "../../tarnwick/links/src/listener_count.hpp"
 #include "logger.hpp"
 #include "radio.hpp"
+#include "request_stream.hpp"
 #include "subscription_stream.hpp"
 #include "support/engine_double.hpp"
 #include "support/process.hpp"
@@ -193,20 +194,23 @@ TEST_F(ZmqIntfc, endsTheProcessWithTheHandlesNameWhenThereIsNoSocket) {
     EXPECT_DEATH(createZMQSocketsForMain(), "Assertion `responder' failed");
 }
 
+std::string repeated(const std::string& bytes, int count) {
+    std::string all;
+    for (int i = 0; i < count; ++i) {
+        all += bytes;
+    }
+    return all;
+}
+
+// Openings of a connection, with the handshake's first frame.
+using namespace std::string_literals;
+const std::string signature = "\xFF"s + std::string(8, '\0') + "\x7F";
+const std::string zmtp1 = "\1\0"s;                        // an identity without bytes
+const std::string zmtp2 = signature + "\1\2"s + "\0\0"s;  // the same behind a greeting
+const std::string zmtp3 = signature + "\3" + std::string(53, 'x') + "\4\6\5READY"s;
+
 // What a subscriber sends in each version of the protocol, at once and byte by byte.
 TEST(SubscriptionStream, weighsTheSubscriptionsOfEachProtocol) {
-    using namespace std::string_literals;
-    const std::string signature = "\xFF"s + std::string(8, '\0') + "\x7F";
-    const std::string zmtp1 = "\1\0"s;                        // an identity without bytes
-    const std::string zmtp2 = signature + "\1\2"s + "\0\0"s;  // the same behind a greeting
-    const std::string zmtp3 = signature + "\3" + std::string(53, 'x') + "\4\6\5READY"s;
-    const auto repeated = [](const std::string& bytes, int count) {
-        std::string all;
-        for (int i = 0; i < count; ++i) {
-            all += bytes;
-        }
-        return all;
-    };
     constexpr int refused = -1;
     const std::tuple<const char*, std::string, int> cases[] = {
         {"ZMTP 1.0: two topics, one cancelled", zmtp1 + "\4\0\1ab\4\0\1cd\4\0\0ab"s, 1},
@@ -233,6 +237,31 @@ TEST(SubscriptionStream, weighsTheSubscriptionsOfEachProtocol) {
                 taken = stream.take(std::string_view(bytes).substr(at, step)).has_value();
             }
             EXPECT_EQ(taken ? static_cast<int>(stream.weight()) : refused, weight) << legend << step;
+        }
+    }
+}
+
+// Messages of a client, at once and byte by byte: the frames of one message share the memory of a request.
+TEST(RequestStream, endsWhereAMessageNeedsMoreThanARequest) {
+    const std::string half = "\3\0\0\0\0\0\x80\0\0"s + std::string(1 << 23, 'x');
+    const std::tuple<const char*, std::string, bool> cases[] = {
+        {"the longest request", zmtp3 + "\1\0\2\0\0\0\0\1\0\0\0"s, true},
+        {"longer", zmtp3 + "\1\0\2\0\0\0\0\1\0\4\1"s, false},
+        {"two halves, twice", zmtp3 + repeated("\1\0"s + half + half + "\0\0"s, 2), true},
+        {"a half more", zmtp3 + repeated(half, 3), false},
+        {"10,000 frames, again and again", zmtp3 + repeated(repeated("\1\1x", 10'000) + "\0\1x"s, 30), true},
+        {"empty frames without end", zmtp3 + repeated("\1\0"s, 300'000), false},
+        {"the same, ZMTP 1.0", zmtp1 + repeated("\1\1"s, 300'000), false},
+        {"commands without end", zmtp3 + repeated("\4\5\4PING"s, 300'000), true},
+    };
+    for (const auto& [legend, bytes, taken] : cases) {
+        for (const std::size_t step : {bytes.size(), std::size_t{1}}) {
+            request_stream stream;
+            bool all = true;
+            for (std::size_t at = 0; all && at < bytes.size(); at += step) {
+                all = stream.take(std::string_view(bytes).substr(at, step));
+            }
+            EXPECT_EQ(all, taken) << legend << step;
         }
     }
 }

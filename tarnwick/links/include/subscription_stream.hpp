@@ -1,10 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Reads the bytes that a subscriber sends to a publisher, to learn its subscriptions. ZMTP 1.0
-// to 3.1 (rfc.zeromq.org, 13, 15, 23, 37):
-//
-//   1.0        frame ...
-//   2.0        greeting: 12 bytes | frame ...
-//   3.0, 3.1   greeting: 64 bytes | frame ...     the handshake comes as command frames
+// Reads the bytes that a subscriber sends to a publisher, to learn its subscriptions:
 //
 //   message    | 1 subscribe, 0 cancel | topic |  of one frame; in 3.1 also as a command
 #pragma once
@@ -15,6 +10,8 @@
 #include <string>
 #include <string_view>
 #include <unordered_set>
+
+#include "zmtp_framing.hpp"
 
 // The longest message of a subscriber, bytes: one byte to subscribe or cancel, and the topic.
 inline constexpr std::size_t maxSubscriptionBytes = 64;
@@ -47,14 +44,9 @@ class subscription_stream {
     [[nodiscard]] std::size_t weight() const { return weight_; }
 
   private:
-    // ZMTP 1.0 writes the length of a frame first, later versions the flags. Unknown until the
-    // greeting is complete.
-    enum class framing_e : std::uint8_t { unknown, lengthFirst, flagsFirst };
-
-    std::size_t greetingSize(std::string_view bytes);
     bool takeFrame(std::string_view body, bool command, subscriber_messages_s* messages);
 
-    framing_e framing_ = framing_e::unknown;
+    zmtp_framing framing_;
     // The beginning of a greeting or frame that is not complete yet.
     std::string unread_;
     // Frames so far of a message that is not complete.

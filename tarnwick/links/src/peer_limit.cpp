@@ -27,6 +27,7 @@
 
 #include "endpoints.hpp"
 #include "logger.hpp"
+#include "request_stream.hpp"
 #include "subscription_stream.hpp"
 
 namespace {
@@ -68,6 +69,7 @@ enum refusal_e : std::size_t {
     subscriberRefused,
     clientRefused,
     clientEnded,
+    requestTooLong,
     subscriptionTooLong,
     subscriberEnded,
     refusalCount
@@ -77,6 +79,7 @@ constexpr std::array<const char*, refusalCount> refusalTexts{
     " connections to tcp port 5160 refused: all places are taken",
     " clients of the reply socket refused: all descriptors are taken",
     " clients of the reply socket disconnected: all places are taken, and a new one came",
+    " clients of the reply socket disconnected: a request was too long",
     " subscribers disconnected: a subscription was too long",
     " subscribers disconnected: all together send or subscribe too much",
 };
@@ -107,6 +110,7 @@ bool isOpen(const connection_s& connection) {
 struct client_s {
     connection_s connection;
     pid_t process;
+    request_stream stream;
 };
 
 struct subscriber_s {
@@ -178,8 +182,21 @@ bool admitClient(int fd) {
     ucred peer{};
     socklen_t size = sizeof peer;
     getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &size);
-    clients.push_back({connectionOf(fd), peer.pid});
+    clients.push_back({connectionOf(fd), peer.pid, {}});
     return true;
+}
+
+// Counts what a client has sent, if this is the connection of one. False when it must be disconnected.
+bool takeFromClient(peers_s* all, int fd, std::string_view bytes) {
+    const auto client = std::ranges::find_if(all->clients, [fd](const client_s& one) {
+        return one.connection.fd == fd && isOpen(one.connection);
+    });
+    if (client == all->clients.end() || client->stream.take(bytes)) {
+        return true;
+    }
+    all->clients.erase(client);
+    count(requestTooLong);
+    return false;
 }
 
 // ---- subscribers of tcp port 5160, and local consumers ----------------------
@@ -327,16 +344,14 @@ extern "C" ssize_t recv(int fd, void* buffer, size_t size, int flags) {
     if (const unsigned now = looks.load(relaxed); now != peers->look) {
         beginLook(peers, now);
     }
-    const auto entry = peers->subscribers.find(fd);
-    if (entry == peers->subscribers.end()) {
-        return received;
-    }
-    if (!isOpen(entry->second.connection)) {
-        forget(peers, entry);
-        return received;
-    }
     const std::string_view bytes(static_cast<const char*>(buffer), static_cast<std::size_t>(received));
-    if (takeFrom(peers, &entry->second, bytes)) {
+    auto entry = peers->subscribers.find(fd);
+    if (entry != peers->subscribers.end() && !isOpen(entry->second.connection)) {
+        forget(peers, entry);
+        entry = peers->subscribers.end();
+    }
+    if (entry == peers->subscribers.end() ? takeFromClient(peers, fd, bytes)
+                                          : takeFrom(peers, &entry->second, bytes)) {
         return received;
     }
     errno = ECONNRESET;

@@ -3,98 +3,16 @@
 
 #include <algorithm>
 
-namespace {
-
-// The head of a frame; `headSize` is 0 while it is not complete.
-struct frame_s {
-    std::size_t headSize = 0;  // 0: not complete
-    std::uint64_t bodySize = 0;
-    bool command = false;
-    bool more = false;  // frames of the same message follow
-};
-
-std::uint8_t byteAt(std::string_view bytes, std::size_t index) {
-    return static_cast<std::uint8_t>(bytes[index]);
-}
-
-// Eight bytes, high one first.
-std::uint64_t longSize(std::string_view bytes) {
-    std::uint64_t size = 0;
-    for (std::size_t i = 0; i < 8; ++i) {
-        size = size << 8 | byteAt(bytes, i);
-    }
-    return size;
-}
-
-// Whether the flags at this place say that more frames follow; false while they are not there.
-bool hasMoreFlag(std::string_view bytes, std::size_t index) {
-    return index < bytes.size() && (byteAt(bytes, index) & 1) != 0;
-}
-
-//   | flags: 1 | size: 1, or 8 with flag 2 | body |      flag 1: more frames follow; 4: a command
-frame_s flagsFirstHead(std::string_view bytes) {
-    constexpr unsigned longFlag = 2;
-    constexpr unsigned commandFlag = 4;
-    if (bytes.size() < 2) {
-        return {};
-    }
-    const bool command = (byteAt(bytes, 0) & commandFlag) != 0;
-    const bool more = hasMoreFlag(bytes, 0);
-    if ((byteAt(bytes, 0) & longFlag) == 0) {
-        return {2, byteAt(bytes, 1), command, more};
-    }
-    return bytes.size() < 9 ? frame_s{} : frame_s{9, longSize(bytes.substr(1)), command, more};
-}
-
-//   | size: 1, or 255 and 8 | flags: 1 | body |      the size counts the flags
-frame_s lengthFirstHead(std::string_view bytes) {
-    if (bytes.empty()) {
-        return {};
-    }
-    if (byteAt(bytes, 0) != 0xFF) {
-        return {2, byteAt(bytes, 0) - std::uint64_t{1}, false, hasMoreFlag(bytes, 1)};
-    }
-    return bytes.size() < 9 ? frame_s{}
-                            : frame_s{10, longSize(bytes.substr(1)) - 1, false, hasMoreFlag(bytes, 9)};
-}
-
-}  // namespace
-
-// Bytes before the first frame, or npos when more must come to know. A peer of ZMTP 1.0
-// begins with a frame.
-std::size_t subscription_stream::greetingSize(std::string_view bytes) {
-    constexpr std::size_t signatureSize = 10;
-    constexpr std::uint8_t revision2 = 1;
-    if (bytes.empty()) {
-        return std::string_view::npos;
-    }
-    if (byteAt(bytes, 0) != 0xFF || (bytes.size() >= signatureSize && (byteAt(bytes, 9) & 1) == 0)) {
-        framing_ = framing_e::lengthFirst;
-        return 0;
-    }
-    if (bytes.size() <= signatureSize) {
-        return std::string_view::npos;
-    }
-    const std::uint8_t revision = byteAt(bytes, signatureSize);
-    const std::size_t size = revision <= revision2 ? 12 : 64;
-    if (bytes.size() < size) {
-        return std::string_view::npos;
-    }
-    framing_ = revision == 0 ? framing_e::lengthFirst : framing_e::flagsFirst;
-    return size;
-}
-
 std::optional<subscriber_messages_s> subscription_stream::take(std::string_view bytes) {
     if (!unread_.empty()) {
         unread_ += bytes;
         bytes = unread_;
     }
-    std::size_t used = framing_ == framing_e::unknown ? greetingSize(bytes) : 0;
+    std::size_t used = framing_.isKnown() ? 0 : framing_.greetingSize(bytes);
     subscriber_messages_s messages;
     while (used < bytes.size()) {
         const std::string_view rest = bytes.substr(used);
-        const frame_s frame =
-            framing_ == framing_e::flagsFirst ? flagsFirstHead(rest) : lengthFirstHead(rest);
+        const frame_s frame = framing_.headOf(rest);
         if (frame.bodySize > maxSubscriberFrameBytes) {
             return std::nullopt;
         }

@@ -5,6 +5,7 @@
 #include "listener_count.hpp"
 #include "logger.hpp"
 #include "peer_limit.hpp"
+#include "request_stream.hpp"
 #include "subscription_stream.hpp"
 #include "util.hpp"
 #include "util/descriptor.hpp"
@@ -106,7 +107,6 @@ void tellPresentListener(const sockaddr_un& address) {
 // another process has replaced it.
 int bindReplySocket(void* responderHandle, const char* endpoint) {
     constexpr int waitingCallers = 100;  // as the library has it
-    constexpr std::int64_t maxRequestBytes = 16 << 20;
     zmq_setsockopt(responderHandle, ZMQ_MAXMSGSIZE, &maxRequestBytes, sizeof maxRequestBytes);
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
