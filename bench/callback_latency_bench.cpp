@@ -85,8 +85,8 @@ struct packets_s {
     std::uint32_t number = 0;
 
     packets_s() {
-        buildTagPacket("3074257BF7194E4000001A85", 1234, 456, reinterpret_cast<RXE_packet_s*>(tag.data()));
-        auto* head = reinterpret_cast<RXE_packet_s*>(read.data());
+        buildTagPacket("3074257BF7194E4000001A85", 1234, 456, headOf(&tag));
+        RXE_packet_s* head = headOf(&read);
         head->type = RXE_PACKET_ACCESS_INFO;
         head->length = 16;
         read[sizeof(RXE_packet_s)] = 1;       // access id
@@ -137,7 +137,7 @@ times_s engine(packets_s* packets) {
     times.microseconds.reserve(std::size_t{2} * tags);
     clock_type::time_point due = clock_type::now();
     for (int i = 0; i < 2 * tags; ++i) {
-        auto* packet = reinterpret_cast<RXE_packet_s*>(packets->next(i % 2 != 0)->data());
+        RXE_packet_s* packet = headOf(packets->next(i % 2 != 0));
         due += packetInterval;
         std::this_thread::sleep_until(due);
         const switches_s before = switches();
@@ -251,7 +251,7 @@ int main() {
     ask(mode);
     packets_s packets;
     for (std::uint32_t i = 0; i < 2 * keys; ++i) {  // fills the database
-        getPacket(reinterpret_cast<RXE_packet_s*>(packets.next(i % 2 != 0)->data()));
+        getPacket(headOf(packets.next(i % 2 != 0)));
     }
     const row_s rows[] = {
         {"alone", {}},

@@ -87,8 +87,8 @@ void decode(benchmark::State& state) {
     constexpr std::uint8_t payload[] = {0x8D, 0x30, 0x14, 0x25, 0x7B, 0xF7, 0x19, 0x4E, 0x40, 0x00,
                                         0x00, 0x1A, 0x85, 0x8C, 0x30, 0x00, 0x8B, 0x34, 0x12, 0x03,
                                         0x84, 0x11, 0x06, 0x0C, 0x1C, 0x01, 0xC2, 100,  100};
-    alignas(RXE_packet_s) std::uint8_t bytes[sizeof(RXE_packet_s) + sizeof payload];
-    auto* const packet = reinterpret_cast<RXE_packet_s*>(bytes);
+    std::uint16_t words[(sizeof(RXE_packet_s) + sizeof payload + 1) / 2];  // aligned for the packet
+    auto* const packet = reinterpret_cast<RXE_packet_s*>(words);
     packet->type = RXE_PACKET_TAG_INFO_CUSTOM;
     packet->length = sizeof payload;
     std::memcpy(packet->payload, payload, sizeof payload);

@@ -76,7 +76,7 @@ const std::array waitingModes{
 // A packet with 96-bit EPC, PC, CRC and bearing in the engine's own encoding.
 std::vector<std::uint8_t> tagPacket() {
     std::vector<std::uint8_t> packet(sizeof(RXE_packet_s) + maxSimulatedPayload);
-    buildTagPacket("3074257BF7194E4000001A85", 1234, 456, reinterpret_cast<RXE_packet_s*>(packet.data()));
+    buildTagPacket("3074257BF7194E4000001A85", 1234, 456, headOf(&packet));
     return packet;
 }
 
@@ -171,7 +171,7 @@ std::vector<std::uint8_t> accessPacket(std::uint8_t id, std::uint8_t type) {
     constexpr std::array<std::uint8_t, 12> tid{0xE2, 0x80, 0x11, 0x60, 0x20, 0, 0, 0, 0, 0, 0, 1};
     const std::uint8_t bytes = type == RXE_ACCESS_READ ? tid.size() : 0;
     std::vector<std::uint8_t> packet(sizeof(RXE_packet_s) + 4);
-    auto* head = reinterpret_cast<RXE_packet_s*>(packet.data());
+    RXE_packet_s* head = headOf(&packet);
     head->type = RXE_PACKET_ACCESS_INFO;
     head->length = static_cast<std::uint16_t>(4 + bytes);
     packet[sizeof(RXE_packet_s)] = id;
@@ -202,14 +202,14 @@ void sendWaitingReports(const waiting_mode_s& mode, std::vector<std::uint8_t>* t
     publishReportPlan(mode_configuration, toldAccesses);
     for (int i = 0; i < count; ++i) {
         for (std::vector<std::uint8_t>& packet : packets) {
-            getPacket(reinterpret_cast<RXE_packet_s*>(packet.data()));
+            getPacket(headOf(&packet));
         }
     }
 }
 
 void sendReports(std::vector<std::uint8_t>* packet, int count) {
     for (int i = 0; i < count; ++i) {
-        getPacket(reinterpret_cast<RXE_packet_s*>(packet->data()));
+        getPacket(headOf(packet));
     }
 }
 

@@ -68,7 +68,7 @@ reports_s makeReports() {
     reports_s reports;
     for (unsigned tag = 0; tag < tagCount; ++tag) {
         packet_t packet(sizeof(RXE_packet_s) + maxSimulatedPayload);
-        auto* head = reinterpret_cast<RXE_packet_s*>(packet.data());
+        RXE_packet_s* head = headOf(&packet);
         buildTagPacket(tagId(tag), 0, 0, head);
         packet.resize(sizeof *head + head->length);
         reports.packets.push_back(packet);
@@ -137,7 +137,7 @@ double ofReports(reports_s* reports) {
         for (const draw_s& draw : reports->draws) {
             packet_t& packet = reports->packets[draw.tag];
             std::ranges::copy(draw.bearing, packet.end() - 6);
-            getPacket(reinterpret_cast<RXE_packet_s*>(packet.data()));
+            getPacket(headOf(&packet));
         }
         seconds = secondsOn(CLOCK_THREAD_CPUTIME_ID) - start;
     });

@@ -91,10 +91,7 @@ constexpr std::size_t sizeOf(const field_s& field) {
     return bytes;
 }
 
-// Numbers lie in the records in the processor's order, which is little-endian
-// on every board this runs on.
-static_assert(std::endian::native == std::endian::little);
-
+// Numbers lie in the records low byte first.
 inline void copyNumber(std::uint8_t* to, const std::uint8_t* from, std::size_t bytes, order_e order) {
     if (bytes == 1) {  // the two commonest without a call
         *to = *from;

@@ -44,7 +44,8 @@ RXE_API_STATUS format(const packet_s& packet, Record* record) {
     std::memcpy(&bytes[2], &length, 2);
     std::copy(packet.payload.begin(), packet.payload.end(), &bytes[4]);
     *record = {};
-    return RXE_formatPayloadToStruct(reinterpret_cast<RXE_packet_s*>(bytes.get()), record);
+    void* const aligned = bytes.get();  // as all memory of the allocator is
+    return RXE_formatPayloadToStruct(static_cast<RXE_packet_s*>(aligned), record);
 }
 
 class Radio : public testing::Test {

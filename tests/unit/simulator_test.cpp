@@ -110,8 +110,8 @@ TEST(SimulatorPacket, PayloadBytes) {
         {std::string(600, 'A'), 0, 0,
          "00f1 00ff 07f8" + std::string(510, 'a') + "8cf800 8b978a 03841106 0000 0000 6464"},
     };
-    alignas(RXE_packet_s) std::uint8_t buffer[sizeof(RXE_packet_s) + maxSimulatedPayload];
-    auto* const packet = reinterpret_cast<RXE_packet_s*>(buffer);
+    std::vector<std::uint8_t> buffer(sizeof(RXE_packet_s) + maxSimulatedPayload);
+    RXE_packet_s* const packet = headOf(&buffer);
     for (const auto& [id, azimuth, elevation, expected] : cases) {
         buildTagPacket(id, azimuth, elevation, packet);
         EXPECT_EQ(packet->type, RXE_PACKET_TAG_INFO_CUSTOM);

@@ -65,7 +65,8 @@ class TagReport : public RadioTest {
         packet.append(reinterpret_cast<const char*>(&tag), size);
         publishReportPlan(mode_configuration, toldAccesses);
         takeReportPlan();
-        process_tag_info_packet(reinterpret_cast<RXE_packet_s*>(packet.data()), {1700000000, 987654});
+        void* const aligned = packet.data();  // too long to be inside the string itself
+        process_tag_info_packet(static_cast<RXE_packet_s*>(aligned), {1700000000, 987654});
     }
 
     std::string onlyFrame() const {

@@ -10,6 +10,7 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <limits>
 #include <string>
 #include <vector>
@@ -101,6 +102,9 @@ void add_noise(bearing_s* pair, double stdAz, double stdEl);
 inline constexpr std::size_t maxSimulatedEpcBytes = 255;
 // Head of an EPC that is not 96 bits long, EPC, PC, CRC, bearing.
 inline constexpr std::size_t maxSimulatedPayload = 6 + maxSimulatedEpcBytes + 16;
+
+// The packet in a vector, whose memory is aligned for it.
+RXE_packet_s* headOf(std::vector<std::uint8_t>* packet);
 
 // Makes `packet`, which has room for maxSimulatedPayload bytes of payload, a tag
 // packet with EPC, PC, CRC and bearing (tenths of a degree; the low 16 bits

@@ -234,11 +234,6 @@ void setBearing(int azimuthX10, int elevationX10, RXE_packet_s* packet) {
 
 // ---- the run
 
-// The packet in a vector, whose memory is aligned for it.
-RXE_packet_s* headOf(std::vector<std::uint8_t>* packet) {
-    return static_cast<RXE_packet_s*>(static_cast<void*>(packet->data()));
-}
-
 // A packet of exactly the size that it needs.
 std::vector<std::uint8_t> packetOf(const std::string& tagId) {
     std::vector<std::uint8_t> packet(sizeof(RXE_packet_s) + maxSimulatedPayload);
@@ -485,6 +480,10 @@ void add_noise(bearing_s* pair, double stdAz, double stdEl) {
 //   otherwise:  | 00 F1 | bytes: 2 | bits: 2 | EPC |
 //   then:       | 8C | PC: 2 | 8B | CRC: 2, low byte first |
 //               | 03 84 11 06 | azimuth: 2 | elevation: 2 | their confidences: 1 each |
+RXE_packet_s* headOf(std::vector<std::uint8_t>* packet) {
+    return static_cast<RXE_packet_s*>(static_cast<void*>(packet->data()));
+}
+
 void buildTagPacket(const std::string& tagId, int azimuthX10, int elevationX10, RXE_packet_s* packet) {
     constexpr std::uint8_t confidence = 100;
     const std::size_t digits = std::min(tagId.size(), 2 * maxSimulatedEpcBytes);

@@ -19,7 +19,7 @@ constexpr std::size_t zeroedAtOnce = 320;
 [[gnu::target("avx2")]] void zeroInWideRegisters(unsigned char* bytes, std::size_t size) {
     const __m256i zero{};
     for (const unsigned char* end = bytes + size; bytes != end; bytes += zeroedAtOnce) {
-        auto* wide = reinterpret_cast<__m256i*>(bytes);
+        auto* wide = reinterpret_cast<__m256i_u*>(bytes);  // at any address
         _mm256_storeu_si256(wide, zero);
         _mm256_storeu_si256(wide + 1, zero);
         _mm256_storeu_si256(wide + 2, zero);
