@@ -23,7 +23,7 @@ inline constexpr const char* exitStatusHelp =
     "  1  refused: the reply begins with \"Failure\", the engine's answer is neither \"ok\" nor\n"
     "     JSON, a checked document has errors, an account does not close, or a number or\n"
     "     direction is not that of a beam\n"
-    "  2  no reply within --timeout, fewer than --count frames within --seconds, or\n"
-    "     nothing that \"why\" can look into: not an EPC, no radio, a simulation\n"
+    "  2  no reply within --timeout or --wait, fewer than --count frames within --seconds,\n"
+    "     or nothing that \"why\" can look into: not an EPC, no radio, a simulation\n"
     "  3  wrong usage, a file that cannot be read, an endpoint that another process\n"
     "     holds, a write error";
