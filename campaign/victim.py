@@ -3,6 +3,7 @@
 import json
 import os
 import re
+import shutil
 import signal
 import tempfile
 import time
@@ -45,9 +46,7 @@ class Victim:
     def __exit__(self, *_):
         self.reader.end()
         self.files.close()
-        for file in self.folder.iterdir():
-            file.unlink()
-        self.folder.rmdir()
+        shutil.rmtree(self.folder, ignore_errors=True)
 
     # ------------------------------------------------- what may be under way
 
