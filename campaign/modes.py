@@ -33,7 +33,7 @@ def access(random):
     return random.choice(
         (
             {"type": "READ", "config": {**bank, "wordCount": words}},
-            {"type": "WRITE", "config": {**bank, "data": digits(random, 4 * words), "blockSize": random.choice((1, 2))}},
+            {"type": "WRITE", "config": {**bank, "data": digits(random, 4 * words), "blockSize": 1 + words % 2}},
             {"type": "ACCESS", "config": {"password": digits(random, 8)}},
             {"type": "KILL", "config": {"password": digits(random, 8)}},
             {"type": "LOCK", "config": {"actions": ["WRITE_LOCK_EPC_BANK"]}},
@@ -49,13 +49,28 @@ def repeated(random, make, count=3):
     return [make(random) for _ in range(random.randrange(1, count + 1))]
 
 
+ENVIRONMENTS = ("LOW_INTERFERENCE", "HIGH_INTERFERENCE", "VERY_HIGH_INTERFERENCE", "DEMO")
+
+
+def query(random):
+    return {
+        "session": f"S{random.randrange(4)}",
+        "target": random.choice("AB"),
+        "tagPopulation": 1 << random.randrange(12),
+    }
+
+
+def beam(random):
+    return {"azimuth": random.randrange(0, 360, 15), "elevation": random.randrange(0, 61, 10), "polarization": "TOTAL"}
+
+
 # What a mode may have: the key, how often of 100, and its value.
 KEYS = {
     "transmitPower": (50, lambda r: r.randrange(100, 300) / 10),
-    "environment": (30, lambda r: r.choice(("LOW_INTERFERENCE", "HIGH_INTERFERENCE", "VERY_HIGH_INTERFERENCE", "DEMO"))),
+    "environment": (30, lambda r: r.choice(ENVIRONMENTS)),
     "linkProfile": (30, lambda r: r.choice((201, 508, 814, 1519))),
     "antennaStopCondition": (30, lambda r: {"type": "DURATION", "value": r.randrange(50, 900)}),
-    "query": (40, lambda r: {"session": f"S{r.randrange(4)}", "target": r.choice("AB"), "tagPopulation": 1 << r.randrange(12)}),
+    "query": (40, query),
     "selects": (40, lambda r: repeated(r, select)),
     "accesses": (30, lambda r: repeated(r, access)),
     "filter": (20, lambda r: {"value": digits(r, 8), "match": r.choice(("prefix", "suffix")), "operation": "include"}),
@@ -75,10 +90,7 @@ def random_mode(random, array):
     """A mode that a reader may take or refuse."""
     mode = {"type": random.choice(ARRAY_TYPES if array else TYPES)}
     if array:
-        mode["beams"] = repeated(
-            random,
-            lambda r: {"azimuth": r.randrange(0, 360, 15), "elevation": r.randrange(0, 61, 10), "polarization": "TOTAL"},
-        )
+        mode["beams"] = repeated(random, beam)
     else:
         mode["antennas"] = random.sample((1, 2, 3, 4), random.randrange(1, 5))
     for key, (often, value) in KEYS.items():

@@ -29,7 +29,8 @@ DOCUMENT_REFUSAL = re.compile(
 # The request, whether the radio runs before it, and its refusals. Those that cannot fail tell it
 # in their members or in numErrors.
 REQUESTS = (
-    ("start", False, re.compile(rf"Failure: RXE_(resetDb|start)\(\) returned error: {STATUS}|Failure: Start currently ongoing.*")),
+    ("start", False, re.compile(rf"Failure: RXE_(resetDb|start)\(\) returned error: {STATUS}|"
+                                "Failure: Start currently ongoing.*")),
     ("start sim 20", False, re.compile(rf"Failure: RXE_(resetDb|txFakeTags)\(\) returned error: {STATUS}")),
     ("stop", True, re.compile("Failure")),
     ("stop", False, re.compile("Failure")),

@@ -29,7 +29,8 @@ def cell(text):
 
 def section_rows(outcome):
     done = f"{number(outcome.checks - outcome.failures)} of {number(outcome.checks)} checks good"
-    yield f"| **{outcome.name}** | {cell(outcome.title)} | {done} | {outcome.seconds:.0f} s | {cell(outcome.verdict())} |"
+    took = f"{outcome.seconds:.0f} s"
+    yield f"| **{outcome.name}** | {cell(outcome.title)} | {done} | {took} | {cell(outcome.verdict())} |"
     for figure in outcome.figures:
         yield f"| | {cell(figure.name)} | {cell(figure_text(figure))} | | |"
 

@@ -105,14 +105,11 @@ class Victim:
 
     # ------------------------------------------------------------- kills
 
-    def duration(self, begin, times=5):
-        """Seconds that it takes, the middle one of some tries."""
-        tries = []
-        for _ in range(times):
-            start = time.perf_counter()
-            self.finish(*begin())
-            tries.append(time.perf_counter() - start)
-        return sorted(tries)[times // 2]
+    def duration(self, begin):
+        """Seconds that it takes."""
+        start = time.perf_counter()
+        self.finish(*begin())
+        return time.perf_counter() - start
 
     def kill_after(self, begin, seconds):
         """Kills the daemon some time after `begin`. True when that was before the reply."""
@@ -187,8 +184,8 @@ class Victim:
         self.starts = {content}
 
     def check_log(self, how):
-        """After a burst and a start behind it: the lines of before are all there but those of the oldest log, and the lines of the
-        burst are without a gap."""
+        """After a burst and a start behind it: the lines of before are all there but those of the oldest log,
+        and the lines of the burst are without a gap."""
         text = "".join(
             (self.folder / name).read_text(errors="replace")
             for name in (*reversed(OLD_LOGS), LOG) if (self.folder / name).exists()

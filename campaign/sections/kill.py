@@ -32,15 +32,14 @@ def durations(victim):
             continue
         if kind == "rotation":
             prepare_rotation(victim)
-            times[kind] = victim.duration(victim.begin_rotation, 1)
+            times[kind] = victim.duration(victim.begin_rotation)
             victim.check_log("a log that was turned in peace")
             continue
         tries = []
-        for _ in range(5):
-            begin = beginning(victim, kind)
-            tries.append(victim.duration(begin, 1))
+        for _ in range(12):
+            tries.append(victim.duration(beginning(victim, kind)))
             victim.finish(*victim.begin_stop())
-        times[kind] = sorted(tries)[2]
+        times[kind] = sorted(tries)[3]  # other processes only make it longer
     return times
 
 
