@@ -1,5 +1,6 @@
 # SPDX-License-Identifier: MIT
 """Receivers of tag reports, any number at any pace, and the tally of what reached them."""
+import binascii
 import json
 import re
 import select
@@ -12,6 +13,7 @@ from collections import Counter
 from campaign.peers import DATA_PORT, bind_file, binary_number, dial, frame, shake_hands, split_frames
 
 NUMBER = re.compile(rb'"eventNum":(\d+),')
+EPC = re.compile(rb'"idHex":"([0-9a-f]{24})"')
 HEADER = 4  # bytes: subscriber, low byte first: 2, kind: 1, 0
 # Quirk: in the form BINARY a heat map follows its report as JSON, without a number.
 LONE_MAP = b'\x01\x00\x00\x00{"data":{"HEATMAP":'
@@ -24,10 +26,21 @@ def json_number(body, at):
     return int(match[1]) if match and body.startswith(b'{"data":{', at) and body.endswith(b'"}') else None
 
 
-class Tally:
-    """What reached a group of receivers, by the numbers of the reports."""
+def share_of(epc, count):
+    """The subscriber, of so many, to whom a tag with 96 bits belongs (docs/reports.md)."""
+    place, kept = {0x35: (7, 0x0F), 0x34: (8, 0xF0)}.get(epc[0], (3, 0xF0))
+    epc = epc[:place] + bytes((epc[place] & kept,)) + epc[place + 1 :]
+    return (binascii.crc_hqx(epc, 0xFFFF) ^ 0xFFFF) % count + 1
 
-    def __init__(self):
+
+class Tally:
+    """What reached a group of receivers, by the numbers of the reports.
+
+    divided: the number of subscribers, when the one in each report is to be checked.
+    """
+
+    def __init__(self, divided=0):
+        self.divided = divided
         self.seen = bytearray()
         self.received = self.twice = self.torn = self.disordered = self.foreign = 0
         self.forms, self.shares = Counter(), Counter()
@@ -57,6 +70,8 @@ class Tally:
         self.forms[form] += 1
         self.shares[share] += 1
         self.foreign += receiver.share is not None and share != receiver.share
+        if self.divided:
+            self.foreign += share != share_of(bytes.fromhex(EPC.search(body)[1].decode()), self.divided)
         self.disordered += number <= receiver.last
         receiver.last = number
         receiver.received += 1

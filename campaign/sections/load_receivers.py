@@ -5,7 +5,7 @@ import time
 from campaign import account
 from campaign.crowd import Crowd, Tally
 from campaign.peers import DATA_FILE, DATA_PORT, GREETING, dial, ready, reset
-from campaign.reader import Reader
+from campaign.reader import Reader, until
 from campaign.traffic import RATE, begin, check_all_came, check_back, drain, finish
 
 SLOW = (16_384, 0.1)  # bytes and seconds: a twelfth of what comes
@@ -89,6 +89,8 @@ def local_consumer(campaign, seconds):
             begin(reader, "OFF", 1)
             reader.request(f"start sim {RATE * 3}")
             time.sleep(seconds / 3)
+            if pace is not None:
+                until(lambda: account.take(reader)["fates"]["refused"] > 1000, 20, "a report that is refused")
             sums = finish(campaign, reader, "a local consumer")
             crowd.hurry()
             check_all_came(campaign, reader, tally, sums, f"local consumer, pace {pace}")
@@ -113,7 +115,7 @@ def shares(campaign, seconds):
             reader.request("data_analytics STRING")
             reader.request("subscribers 1024")
             before = reader.descriptors(), reader.rss()
-            everything, own = Tally(), Tally()
+            everything, own = Tally(divided=1024), Tally()
             crowd.subscribe(everything)
             receivers = [subscribe_if_admitted(crowd, own, share) for share in range(1, 1025)]
             time.sleep(1)
