@@ -157,7 +157,8 @@ def never_reads(it):
 def comes_and_goes(it):
     for _ in range(it.door.connections):
         it.say(it.random.choice((b"", b"", GREETING, GREETING[:30], b"\0")))
-        it.open.pop().close()
+        if it.open:
+            it.open.pop().close()
         time.sleep(it.door.pause)
 
 
