@@ -3,7 +3,7 @@
 import os
 import time
 
-from campaign.peers import COMMAND, GREETING, LONG, MORE, bind_file, dial, frame, ready, shake_hands
+from campaign.peers import COMMAND, GREETING, LONG, MORE, bind_file, dial, frame, shake_hands
 
 FLOOD_SECONDS = 1
 MEBIBYTE = 1 << 20

@@ -1,12 +1,11 @@
 # SPDX-License-Identifier: MIT
 """The part of the section "load" about the clients of the reply socket."""
-import threading
 import time
 
 from campaign.crowd import Crowd, Tally
 from campaign.peers import MORE, REPLY_FILE, dial, frame, reset, shake_hands
 from campaign.reader import NoReply, Reader
-from campaign.traffic import MODE, RATE, begin, check_all_came, check_back, finish
+from campaign.traffic import RATE, begin, check_all_came, check_back, finish
 
 CLIENTS = 1000
 LARGE = 30
