@@ -4,6 +4,7 @@
 #include "words.hpp"
 
 #include <algorithm>
+#include <array>
 #include <iterator>
 #include <regex>
 #include <span>
@@ -140,9 +141,17 @@ std::vector<word_rule_s> makeRules() {
 
 // Whether a typed word is the expected one, or a value that the expected letters stand for.
 bool isOf(const std::string& expected, const std::string& word) {
-    for (const value_word_s& value : valueWords) {
-        if (expected == value.word) {
-            return std::regex_match(word, std::regex(value.pattern));
+    // Compiled once: that takes longer than everything else that is done with a word.
+    static const auto patterns = [] {
+        std::array<std::regex, std::size(valueWords)> compiled;
+        std::ranges::transform(
+            valueWords, compiled.begin(), [](const char* text) { return std::regex(text); },
+            &value_word_s::pattern);
+        return compiled;
+    }();
+    for (std::size_t i = 0; i < patterns.size(); ++i) {
+        if (expected == valueWords[i].word) {
+            return std::regex_match(word, patterns[i]);
         }
     }
     return expected == word;
