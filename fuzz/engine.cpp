@@ -208,8 +208,8 @@ void parameters(std::string_view input) {
 }
 
 constexpr target_s table[] = {
-    {"scenario", scenario}, {"control_event", controlEvent}, {"packet_log", packetLog},
-    {"payload", payload},   {"parameters", parameters},
+    {"scenario", scenario, 4096}, {"control_event", controlEvent, 256}, {"packet_log", packetLog, 1024},
+    {"payload", payload, 1024},   {"parameters", parameters, 1024},
 };
 
 }  // namespace

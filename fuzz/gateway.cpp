@@ -45,6 +45,11 @@ void frame(std::string_view input) {
     }
 }
 
+bool isReadBack(const source_account_s& source) {
+    const nlohmann::json written = source;
+    return nlohmann::json(written.get<source_account_s>()) == written;
+}
+
 // Numbers of reports, one byte each; 255 is a heartbeat whose uptime is the next byte.
 void numbers(std::string_view input) {
     source_account_s source;
@@ -63,19 +68,19 @@ void numbers(std::string_view input) {
             heard = 1;
             beginBoot(&source, now);
             require(source.boot.name > before, "each life has a name of its own");
+            require(isReadBack(source), "an account is read back as it was");
             require(takeNumber(&source, number, now) != number_e::restart,
                     "a life begins with its first report");
         }
         const boot_account_s& boot = source.boot;
         require(boot.numbered == heard, "each report is counted");
         require(boot.next == boot.first + boot.numbered + boot.missing, "the account closes");
-        require(nlohmann::json(nlohmann::json(source).get<source_account_s>()) == nlohmann::json(source),
-                "an account is read back as it was");
     }
+    require(isReadBack(source), "an account is read back as it was");
 }
 
 constexpr target_s table[] = {
-    {"gateway_config", config}, {"gateway_frame", frame}, {"gateway_numbers", numbers}};
+    {"gateway_config", config, 2048}, {"gateway_frame", frame, 1024}, {"gateway_numbers", numbers, 256}};
 
 }  // namespace
 

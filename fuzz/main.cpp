@@ -62,9 +62,15 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
 #ifdef TARNWICK_FUZZ
 extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv) {
-    if (!chooseTarget({*argv, static_cast<std::size_t>(*argc)})) {
+    static std::vector<char*> arguments(*argv, *argv + *argc);
+    if (!chooseTarget(arguments)) {
         std::exit(1);
     }
+    static std::string limit = "-max_len=" + std::to_string(chosen->longest);
+    arguments.push_back(limit.data());
+    *argc = static_cast<int>(arguments.size());
+    arguments.push_back(nullptr);
+    *argv = arguments.data();
     return 0;
 }
 #else
@@ -79,6 +85,7 @@ void runFile(const fs::path& path) {
     // A block of its own, so that a sanitizer sees a read beyond the end.
     const std::vector<char> bytes{std::istreambuf_iterator<char>(file), {}};
     const std::vector<std::uint8_t> input(bytes.begin(), bytes.end());
+    require(input.size() <= chosen->longest, "an input is as short as its target wants it");
     LLVMFuzzerTestOneInput(input.data(), input.size());
 }
 

@@ -124,7 +124,8 @@ void connections(std::string_view input) {
     require(clients.empty(), "the server closes each connection");
 }
 
-constexpr target_s table[] = {{"rm_request", request}, {"rm_profile", profile}, {"connections", connections}};
+constexpr target_s table[] = {
+    {"rm_request", request, 4096}, {"rm_profile", profile, 1024}, {"connections", connections, 1024}};
 
 }  // namespace
 

@@ -13,6 +13,9 @@ struct target_s {
     // Leaves no state that would change the effect of the next input. The input is not terminated, and
     // a read behind it is an error.
     void (*run)(std::string_view input);
+    // The longest input in bytes. Room for what the target tells apart, and not more: the time of an input
+    // grows with its length.
+    std::size_t longest;
 };
 // The targets of this executable.
 extern const std::span<const target_s> targets;

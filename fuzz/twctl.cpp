@@ -261,8 +261,9 @@ void watch(std::string_view input) {
 }
 
 constexpr target_s table[] = {
-    {"tag_frame", tagFrame}, {"document", document}, {"words", words},   {"reply", reply},
-    {"watch", watch},        {"facts", facts},       {"boot", bootFile},
+    {"tag_frame", tagFrame, 512}, {"document", document, 1024}, {"words", words, 256},
+    {"reply", reply, 1024},       {"watch", watch, 2048},       {"facts", facts, 2048},
+    {"boot", bootFile, 2048},
 };
 
 }  // namespace

@@ -40,20 +40,20 @@ void logText(std::string_view input) {
 namespace {
 
 constexpr target_s table[] = {
-    {"requests", requestLine},
-    {"mode", mode},
-    {"mode_file", storedMode},
-    {"filter", filter},
-    {"packets", packets},
-    {"additional_keys", additionalKeys},
-    {"simulator_files", simulatorFiles},
-    {"simulation", simulation},
-    {"server_reply", serverReply},
-    {"envelopes", envelopes},
-    {"subscription_stream", subscriptionStream},
-    {"peers", peers},
-    {"epc_uri", epcUri},
-    {"log_text", logText},
+    {"requests", requestLine, 2048},
+    {"mode", mode, 2048},
+    {"mode_file", storedMode, 2048},
+    {"filter", filter, 1024},
+    {"packets", packets, 2048},
+    {"additional_keys", additionalKeys, 1024},
+    {"simulator_files", simulatorFiles, 1024},
+    {"simulation", simulation, 1024},
+    {"server_reply", serverReply, 7168},
+    {"envelopes", envelopes, 512},
+    {"subscription_stream", subscriptionStream, 512},
+    {"peers", peers, 512},
+    {"epc_uri", epcUri, 256},
+    {"log_text", logText, 4608},
 };
 
 }  // namespace
