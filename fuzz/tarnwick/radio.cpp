@@ -116,8 +116,10 @@ void simulatorFiles(std::string_view input) {
     const auto packet =
         std::make_unique<std::uint16_t[]>((sizeof(RXE_packet_s) + maxSimulatedPayload + 1) / 2);
     for (std::size_t i = 0; i < ids.size() && static_cast<int>(i) < tagCount; ++i) {
-        buildTagPacket(ids[i], static_cast<int>(angles[i][0]), -1,
-                       reinterpret_cast<RXE_packet_s*>(packet.get()));
+        if (angles[i][0] != outOfRange) {
+            buildTagPacket(ids[i], static_cast<int>(angles[i][0]), -1,
+                           reinterpret_cast<RXE_packet_s*>(packet.get()));
+        }
     }
 }
 
