@@ -26,6 +26,7 @@ TABLE_COLUMNS = (
     "target executions planned this_run per_cpu_second coverage features new_inputs other_builds commits verdict"
 ).split()
 TURN = 60  # seconds, after which a target's count is saved
+HANGS = 60  # seconds of real time after which an input fails; a busy machine may take 10 s for 0.3 s of work
 START = 1.5  # seconds that a target takes to start and to end
 MOST_FOUND = 64  # inputs that were found, of each target in the tree,
 MOST_BYTES = 16384  # and their bytes together
@@ -89,7 +90,7 @@ class Target:
     def command(self, *options):
         dictionaries = [PLACE / "fuzz/dictionaries" / f"{self.name}.dict", ROOT / f"fuzz/dictionaries/{self.name}.dict"]
         words = [f"-dict={file}" for file in dictionaries if file.exists()][-1:]
-        return ["setpriv", "--pdeathsig", "TERM", "--", PLACE / "bin" / self.program, f"--target={self.name}", "-timeout=10",
+        return ["setpriv", "--pdeathsig", "TERM", "--", PLACE / "bin" / self.program, f"--target={self.name}", f"-timeout={HANGS}",
                 "-rss_limit_mb=2048", "-close_fd_mask=1", "-print_final_stats=1", "-entropic=0", "-detect_leaks=0",
                 f"-artifact_prefix={PLACE}/found/{self.name}-", *words, *options]
 
