@@ -147,8 +147,8 @@ int databaseResetHandler(std::vector<std::string>* tokens, std::string* reply) {
             return 0;
         }
         // Quirk: a part that is not a number throws, which ends the daemon (documented).
-        const unsigned long hour = std::stoul(parts[0]);
-        const unsigned long minute = std::stoul(parts[1]);
+        const unsigned long long hour = std::stoull(parts[0]);
+        const unsigned long long minute = std::stoull(parts[1]);
         if (hour > 23) {
             sprintfStr(reply, "Failure: database_reset time hours must be less than 24 (received %s)",
                        parts[0].c_str());
