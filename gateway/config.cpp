@@ -243,8 +243,10 @@ std::string filesOf(const json& settings) {
     if (!path.starts_with('/') || stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) {
         return state;
     }
-    for (const std::int64_t part : {static_cast<std::int64_t>(status.st_ino), status.st_size,
-                                    status.st_mtim.tv_sec, status.st_mtim.tv_nsec}) {
+    // Named, since the numbers are of different types on 32-bit ARM.
+    for (const auto part :
+         std::initializer_list<std::int64_t>{static_cast<std::int64_t>(status.st_ino), status.st_size,
+                                             status.st_mtim.tv_sec, status.st_mtim.tv_nsec}) {
         state += std::to_string(part) + " ";
     }
     return state;

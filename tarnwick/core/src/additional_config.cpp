@@ -398,7 +398,8 @@ void copyDatabase(database_copy_s* copy) {
     restsAreRead.store(true, std::memory_order_seq_cst);
     for (std::uint32_t node = 0; node < size; ++node) {
         const tagInfo_s::words_t words = copyOf(&newestDatabase->tagInfo_updates_in_order[node]);
-        copy->entries.push_back({copy->keys.size(), words[tagInfo_s::LENGTH], words[tagInfo_s::ORDER],
+        copy->entries.push_back({copy->keys.size(), static_cast<std::size_t>(words[tagInfo_s::LENGTH]),
+                                 words[tagInfo_s::ORDER],
                                  static_cast<std::int64_t>(words[tagInfo_s::TIMESTAMP])});
         copy->keys += headOf(words);
         if (const rest_s* rest = restOf(words); rest != nullptr) {
