@@ -265,7 +265,8 @@ extern "C" int pthread_cond_clockwait(pthread_cond_t* condition, pthread_mutex_t
     const nanoseconds due = seconds(end->tv_sec) + nanoseconds(end->tv_nsec);
     if (pthread_equal(pthread_self(), host) != 0) {
         const std::int64_t real = (due - nanoseconds(ahead.load())).count();
-        const timespec when{real / 1'000'000'000, real % 1'000'000'000};
+        const timespec when{static_cast<std::time_t>(real / 1'000'000'000),
+                            static_cast<long>(real % 1'000'000'000)};
         return systems(condition, lock, clock, &when);
     }
     const nanoseconds rest = due - steady_clock::now().time_since_epoch();
