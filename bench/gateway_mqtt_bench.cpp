@@ -209,8 +209,9 @@ bool deliverSteadily(std::uint64_t seconds) {
         const auto last = static_cast<double>(milliseconds.size() - 1);
         return milliseconds.empty() ? 1e9 : milliseconds[static_cast<std::size_t>(part * last)];
     };
-    std::printf("%lu reports in %.1f s: p50 %.1f ms, p99 %.1f ms, most %.1f ms, %lu came twice\n", count,
-                lasted, at(0.5), at(0.99), at(1.0), way.repeats.load());
+    std::printf("%s reports in %.1f s: p50 %.1f ms, p99 %.1f ms, most %.1f ms, %s came twice\n",
+                std::to_string(count).c_str(), lasted, at(0.5), at(0.99), at(1.0),
+                std::to_string(way.repeats.load()).c_str());
     std::printf(
         "memory %.1f MiB; other programs had %.0f %% of the processors, and above 20 %% the times say "
         "little\n",
