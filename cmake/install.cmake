@@ -47,7 +47,7 @@ install(CODE "
   list(APPEND CMAKE_INSTALL_MANIFEST_FILES \${link})" COMPONENT standins)
 
 # Component "boundary" is for the makers of a reader's libraries.
-install(FILES include/rxe.h include/tuvr.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/tarnwick COMPONENT boundary)
+install(FILES include/rxe.h include/rxe_layout.h include/tuvr.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/tarnwick COMPONENT boundary)
 install(FILES engine/exports.map RENAME libRxe.map DESTINATION ${share}/boundary COMPONENT boundary)
 install(FILES epc_uri/exports.map RENAME libtuvr.map DESTINATION ${share}/boundary COMPONENT boundary)
 install(FILES include/README.md DESTINATION ${doc}/include COMPONENT boundary)

@@ -86,6 +86,7 @@ say "component boundary"
 install_component boundary
 must_be_there << END
 include/tarnwick/rxe.h
+include/tarnwick/rxe_layout.h
 include/tarnwick/tuvr.h
 share/tarnwick/boundary/libRxe.map
 share/tarnwick/boundary/libtuvr.map
