@@ -8,8 +8,9 @@
 
 #include <type_traits>
 
-#include "rxe.h"
-
+#ifndef TARNWICK_RXE_H
+#error "rxe.h includes this header"
+#endif
 #if __BYTE_ORDER__ != __ORDER_LITTLE_ENDIAN__
 #error "the records are little-endian, and are read as they are"
 #endif
