@@ -221,6 +221,22 @@ void rotateFullLog() {
     shiftLogs(logFileName, oldest);
 }
 
+// A process that is killed while it writes leaves a part of a line, in which the next line would go on.
+void endLastLine() {
+    std::error_code none;
+    if (!std::filesystem::is_regular_file(logFileName, none)) {
+        return;
+    }
+    std::fstream log(logFileName, std::ios::in | std::ios::out | std::ios::ate | std::ios::binary);
+    if (log.tellg() > 0) {
+        log.seekg(-1, std::ios::end);
+        if (const int last = log.get(); last != '\n' && last != std::fstream::traits_type::eof()) {
+            log.seekp(0, std::ios::end);
+            log << '\n';
+        }
+    }
+}
+
 }  // namespace
 
 void setup_syslog() {
@@ -238,6 +254,7 @@ int configureLogs(bool cli, bool verbose) {
     el::Helpers::uninstallLogDispatchCallback<el::base::DefaultLogDispatchCallback>(
         "DefaultLogDispatchCallback");
     rotateFullLog();
+    endLastLine();
     el::Loggers::reconfigureLogger(el::base::consts::kDefaultLoggerId, configuration);
     logger_detail::lowestLevel.store(static_cast<int>(verbose ? log_level_e::debug : log_level_e::info),
                                      std::memory_order_relaxed);
